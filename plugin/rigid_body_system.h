@@ -33,14 +33,13 @@
 /// different threads. Two things are shared by all objects of the module, the table of body inertias and the
 /// total mass: `create` and `setBodyInertia` write them and must not overlap any call on any object.
 
+#include <Eigen/Core>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
-
-#include <Eigen/Core>
 
 #include "qzmath/qzmath.h"
 

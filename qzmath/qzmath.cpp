@@ -41,8 +41,8 @@ Transform transformFromPosition6D(const Position6D& position) noexcept {
 }
 
 Position6D position6DFromTransform(const Transform& pose) noexcept {
-  const double r00 = pose.r00;
-  const double r10 = pose.r10;
+  const auto r00 = static_cast<double>(pose.r00);
+  const auto r10 = static_cast<double>(pose.r10);
   const float az = atan2Rounded(r10, r00);
   const float ay = atan2Rounded(-static_cast<double>(pose.r20), std::hypot(r00, r10));
   // Rz(az)^T R = Ry(ay) Rx(ax) has the second row (0, cos ax, -sin ax). Undoing the az that was just chosen

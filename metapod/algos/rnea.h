@@ -1,0 +1,68 @@
+#pragma once
+
+#include "metapod/algos/coordinates.h"
+#include "metapod/algos/traversal.h"
+#include "metapod/models/gravity.h"
+
+namespace metapod {
+
+/// Recursive Newton-Euler algorithm: the generalized forces of a motion.
+///
+/// Frames  node quantities in the node's own frame; fext[i] in the frame of body i, about its origin
+/// Shapes  ddq and torques 30; fext one force per body
+/// Reads   iXp and joint of all nodes, the inertias
+/// Writes  vi, ai, fi of all nodes; all of torques
+/// After   the joint pass with velocities; not checked
+/// Source  R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 5.3 and table 5.1
+///
+/// The second argument says whether the algorithm runs a joint pass of its own; there is only the variant that does
+/// not.
+template <typename Model, bool jcalc>
+struct rnea;
+
+template <typename Model>
+struct rnea<Model, false> {
+  /// Velocity and acceleration of node i from those of its parent. The root's parent is the world: it does not move,
+  /// and seems to accelerate against gravity.
+  template <int i, int parent>
+  struct update_kinematics {
+    template <typename Coordinates>
+    static void run(Model& model, const Coordinates& ddq_i) noexcept {
+      auto& n = node<i>(model);
+      const auto& vj = n.joint.vj;
+      if constexpr (parent == models::no_parent) {
+        n.vi = vj;
+        n.ai = n.iXp * minus_g + n.joint.S * ddq_i + n.joint.cj + cross(n.vi, vj);
+      } else {
+        const auto& p = node<parent>(model);
+        n.vi = n.iXp * p.vi + vj;
+        n.ai = n.iXp * p.ai + n.joint.S * ddq_i + n.joint.cj + cross(n.vi, vj);
+      }
+    }
+  };
+
+  template <typename, int i>
+  struct DftVisitor {
+    using Node = NodeOf<Model, i>;
+
+    template <typename Vector, typename Force>
+    static void discover(Model& model, const Vector& ddq, const Force* fext, Vector&) noexcept {
+      update_kinematics<i, Node::parent>::run(model, internal::get<Node>(ddq));
+      auto& n = node<i>(model);
+      const auto& I = Model::template inertia<i>();
+      n.fi = I * n.ai + cross(n.vi, I * n.vi) - fext[i];
+    }
+
+    template <typename Vector, typename Force>
+    static void finish(Model& model, const Vector&, const Force*, Vector& torques) noexcept {
+      auto& n = node<i>(model);
+      internal::put<Node>(torques, n.joint.S.transpose() * n.fi);
+      if constexpr (Node::parent != models::no_parent) {
+        auto& p = node<Node::parent>(model);
+        p.fi = p.fi + n.iXp.applyInv(n.fi);
+      }
+    }
+  };
+};
+
+}  // namespace metapod

@@ -1,0 +1,51 @@
+#pragma once
+
+/// Visiting the tree. The tree is known when the program is built, so a traversal is expanded and not run: there is one
+/// instantiation of the visitor per node, and nothing is looked up, allocated or dispatched.
+
+#include <utility>
+
+#include "metapod/models/model.h"
+
+namespace metapod::internal {
+
+/// Visits the subtree of a node depth first: discover on entering a node, then its children in increasing order, then
+/// finish. So every node is discovered after its parent and finished after all its descendants. The arguments go to
+/// every visit by reference.
+template <template <typename, int> class Visitor, typename Model, int node_id>
+struct depth_first_traversal_internal {
+  template <typename... Args>
+  static void run(Model& model, Args&... args) noexcept {
+    Visitor<Model, node_id>::discover(model, args...);
+    run_below(model, args...);
+    Visitor<Model, node_id>::finish(model, args...);
+  }
+
+  /// Visits the subtrees of the node's children, one after the other, but not the node.
+  template <typename... Args>
+  static void run_below(Model& model, Args&... args) noexcept {
+    run_children(typename NodeOf<Model, node_id>::children{}, model, args...);
+  }
+
+ private:
+  template <int... child, typename... Args>
+  static void run_children(std::integer_sequence<int, child...>, Model& model, Args&... args) noexcept {
+    (depth_first_traversal_internal<Visitor, Model, child>::run(model, args...), ...);
+  }
+};
+
+/// Walks from a node P up to the root and visits every edge on the way: Visitor<Model, J, P> for the parent J of P,
+/// then the edge above J, and so on.
+template <template <typename, int, int> class Visitor, typename Model, int P>
+struct backward_traversal_internal {
+  template <typename... Args>
+  static void run(Model& model, Args&... args) noexcept {
+    constexpr int J = NodeOf<Model, P>::parent;
+    if constexpr (J != models::no_parent) {
+      Visitor<Model, J, P>::discover(model, args...);
+      backward_traversal_internal<Visitor, Model, J>::run(model, args...);
+    }
+  }
+};
+
+}  // namespace metapod::internal

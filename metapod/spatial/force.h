@@ -1,0 +1,37 @@
+#pragma once
+
+#include "metapod/spatial/motion.h"
+
+namespace metapod::Spatial {
+
+/// Spatial force, in the axes of one frame.
+template <typename Scalar>
+struct ForceT {
+  using Vector = Vector3T<Scalar>;
+
+  Vector n;  ///< angular part: moment about the frame's origin [N m]
+  Vector f;  ///< linear part: force [N]
+
+  constexpr const Vector& angular() const noexcept { return n; }
+  constexpr const Vector& linear() const noexcept { return f; }
+};
+using Force = ForceT<float>;
+static_assert(std::is_trivial_v<Force> && sizeof(Force) == 6 * sizeof(float));
+
+template <typename Scalar>
+constexpr ForceT<Scalar> operator+(const ForceT<Scalar>& a, const ForceT<Scalar>& b) noexcept {
+  return {a.n + b.n, a.f + b.f};
+}
+
+template <typename Scalar>
+constexpr ForceT<Scalar> operator-(const ForceT<Scalar>& a, const ForceT<Scalar>& b) noexcept {
+  return {a.n - b.n, a.f - b.f};
+}
+
+/// Motion cross force, m x* f: the dual of motion cross motion.
+template <typename Scalar>
+constexpr ForceT<Scalar> cross(const MotionT<Scalar>& m, const ForceT<Scalar>& f) noexcept {
+  return {cross(m.w, f.n) + cross(m.v, f.f), cross(m.w, f.f)};
+}
+
+}  // namespace metapod::Spatial
