@@ -28,9 +28,10 @@ class MetapodRigidBodySystem final : public RigidBodySystem {
   MetapodRigidBodySystem& operator=(const MetapodRigidBodySystem&) = delete;
   ~MetapodRigidBodySystem() override = default;
 
-  // Storage comes from the C allocator, which aligns to 16 bytes, so that host and module agree on how it is freed.
-  static void* operator new(std::size_t size);
-  static void operator delete(void* storage) noexcept;
+  // Storage comes from the C allocator, which aligns to 16 bytes, so that host and module agree on how it is freed. Never
+  // inlined: g++ would take one inlined half for a mismatch with the other.
+  [[gnu::noinline]] static void* operator new(std::size_t size);
+  [[gnu::noinline]] static void operator delete(void* storage) noexcept;
 
   std::unique_ptr<RigidBodySystem> clone() const override;
 

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+
+namespace korvel::host {
+
+/// Adds the subcommand of that name. It runs while the command line is parsed and throws Error.
+void addInfo(CLI::App& app);
+void addRun(CLI::App& app);
+
+/// The module that is loaded unless another one is named: beside the executable as built, or as installed.
+std::filesystem::path defaultModule();
+
+/// Adds the option that names the module; `module` has the default and outlives the parsing.
+void addModuleOption(CLI::App& command, std::filesystem::path& module);
+
+}  // namespace korvel::host

@@ -1,0 +1,35 @@
+#include "host/differentiation.h"
+
+#include <libalglib/interpolation.h>
+
+#include "host/error.h"
+
+namespace korvel::host {
+
+namespace {
+
+alglib::real_1d_array toAlglib(const Eigen::ArrayXd& values) {
+  alglib::real_1d_array result;
+  result.setcontent(values.size(), values.data());
+  return result;
+}
+
+Eigen::ArrayXd fromAlglib(const alglib::real_1d_array& values) {
+  return Eigen::Map<const Eigen::ArrayXd>(values.getcontent(), values.length());
+}
+
+}  // namespace
+
+Derivatives differentiate(const Eigen::ArrayXd& time, const Eigen::ArrayXd& values) {
+  if (time.size() < 2) return {Eigen::ArrayXd::Zero(time.size()), Eigen::ArrayXd::Zero(time.size())};
+  alglib::real_1d_array first;
+  alglib::real_1d_array second;
+  try {
+    alglib::spline1dgriddiff2cubic(toAlglib(time), toAlglib(values), first, second);
+  } catch (const alglib::ap_error& error) {
+    throw Error("the times of the samples do not allow interpolation: " + error.msg);
+  }
+  return {fromAlglib(first), fromAlglib(second)};
+}
+
+}  // namespace korvel::host

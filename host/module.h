@@ -1,0 +1,47 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <utility>
+
+#include "plugin/rigid_body_system.h"
+
+namespace korvel::host {
+
+/// Ends an object through the module that made it and keeps that module loaded until then.
+class SystemDeleter {
+ public:
+  void operator()(tesk::RigidBodySystem* system) const noexcept { destroy_(system); }
+
+ private:
+  friend class Module;
+  using Destroy = void (*)(tesk::RigidBodySystem*) noexcept;
+  SystemDeleter(std::shared_ptr<void> library, Destroy destroy) : library_(std::move(library)), destroy_(destroy) {}
+
+  std::shared_ptr<void> library_;
+  Destroy destroy_;
+};
+
+/// A robot made by a module. The handle keeps the module loaded, also when it is empty. What `clone` returns is a plain
+/// pointer and does not keep the module loaded.
+using System = std::unique_ptr<tesk::RigidBodySystem, SystemDeleter>;
+
+/// A loaded module. It is unloaded when the Module, its copies and every System made by it are gone.
+class Module {
+ public:
+  /// Loads the shared library at `path`, relative to the working directory; library search paths are not used.
+  /// Throws Error with the path and the loader's words if that fails or an entry point is missing.
+  explicit Module(const std::filesystem::path& path);
+
+  /// A robot with its initial values. Throws what the module's `create` throws: std::bad_alloc.
+  System create() const;
+
+ private:
+  using Create = tesk::RigidBodySystem* (*)();
+
+  std::shared_ptr<void> library_;
+  Create create_;
+  SystemDeleter::Destroy destroy_;
+};
+
+}  // namespace korvel::host

@@ -1,0 +1,26 @@
+#include "host/progress.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace korvel::host {
+
+namespace {
+using namespace std::chrono_literals;
+}
+
+Progress::Progress() : terminal_(isatty(STDERR_FILENO) == 1), next_(Clock::now() + 1s) {}
+
+Progress::~Progress() {
+  if (shown_) std::fputs("\r     \r", stderr);
+}
+
+void Progress::show(double share) {
+  if (!terminal_ || Clock::now() < next_) return;
+  std::fprintf(stderr, "\r%3.0f %%", 100 * share);
+  shown_ = true;
+  next_ = Clock::now() + 100ms;
+}
+
+}  // namespace korvel::host
