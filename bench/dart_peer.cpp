@@ -1,0 +1,138 @@
+/// DART: a skeleton on a free joint. It computes what is asked and what has changed since, so each item is a matter of
+/// setting the coordinates and asking. Joint by joint that is faster than by the skeleton's vectors.
+
+#include <dart/dynamics/FreeJoint.hpp>
+#include <dart/dynamics/RevoluteJoint.hpp>
+#include <dart/dynamics/Skeleton.hpp>
+
+#include "bench/peer.h"
+#include "bench/robot.h"
+
+namespace korvel::bench {
+
+namespace {
+
+using dart::dynamics::BodyNode;
+using dart::dynamics::FreeJoint;
+using dart::dynamics::RevoluteJoint;
+
+BodyNode::Properties nodeProperties(const Body& body) {
+  BodyNode::Properties properties;
+  properties.mName = body.name;
+  properties.mInertia = dart::dynamics::Inertia(body.mass, body.com_body, tiny_inertia * Eigen::Matrix3d::Identity());
+  return properties;
+}
+
+RevoluteJoint::Properties jointProperties(const Body& body) {
+  RevoluteJoint::Properties properties;
+  properties.mName = body.name;
+  properties.mAxis = Eigen::Vector3d::UnitZ();
+  properties.mT_ParentBodyToJoint.linear() = body.R_PB;
+  properties.mT_ParentBodyToJoint.translation() = body.p_PB;
+  return properties;
+}
+
+/// Coordinates of DART: the root's six have the angular part first.
+struct Input {
+  using Root = Eigen::Matrix<double, 6, 1>;
+
+  explicit Input(const State& state)
+      : velocity(angularFirst(state.root.velocity)),
+        acceleration(angularFirst(state.root.acceleration)),
+        q(state.joint_pos.cast<double>()),
+        dq(state.joint_vel.cast<double>()),
+        ddq(state.joint_acc.cast<double>()) {
+    Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
+    pose.affine() = toMatrix(state.root.pose);
+    position = FreeJoint::convertToPositions(pose);
+  }
+
+  static Root angularFirst(const QZ::Math::Velocity6D& v) {
+    return (Eigen::Matrix<float, 6, 1>() << v.wx, v.wy, v.wz, v.x, v.y, v.z).finished().cast<double>();
+  }
+
+  Root position, velocity, acceleration;
+  Eigen::ArrayXd q, dq, ddq;
+};
+
+class DartPeer final : public Peer {
+ public:
+  explicit DartPeer(const States& states) : skeleton_(dart::dynamics::Skeleton::create()) {
+    skeleton_->setGravity({0, 0, -gravity});
+    for (const Body& body : robot()) {
+      if (body.parent < 0) {
+        const auto created = skeleton_->createJointAndBodyNodePair<FreeJoint>(nullptr, {}, nodeProperties(body));
+        root_ = created.first;
+        bodies_.push_back(created.second);
+      } else {
+        BodyNode* parent = bodies_[static_cast<std::size_t>(body.parent)];
+        const auto created =
+            skeleton_->createJointAndBodyNodePair<RevoluteJoint>(parent, jointProperties(body), nodeProperties(body));
+        joints_.push_back(created.first);
+        bodies_.push_back(created.second);
+      }
+    }
+    for (const State& state : states) inputs_.emplace_back(state);
+  }
+
+  void computeKinematics(std::size_t state) override {
+    setPositions(inputs_[state]);
+    // A transform that is asked for brings those of its ancestors up to date.
+    for (const BodyNode* body : bodies_) body->getWorldTransform();
+  }
+
+  void computeMass(std::size_t state) override {
+    setPositions(inputs_[state]);
+    skeleton_->getMassMatrix();
+  }
+
+  void computeDynamics(std::size_t state) override {
+    const Input& input = inputs_[state];
+    setPositions(input);
+    root_->setVelocitiesStatic(input.velocity);
+    root_->setAccelerationsStatic(input.acceleration);
+    for (std::size_t j = 0; j < joints_.size(); ++j) {
+      joints_[j]->setVelocitiesStatic(input.dq.segment<1>(static_cast<Eigen::Index>(j)).matrix());
+      joints_[j]->setAccelerationsStatic(input.ddq.segment<1>(static_cast<Eigen::Index>(j)).matrix());
+    }
+    skeleton_->computeInverseDynamics();
+  }
+
+  std::vector<Pose> poses() const override {
+    std::vector<Pose> poses;
+    for (const BodyNode* body : bodies_) poses.push_back(body->getWorldTransform().affine());
+    return poses;
+  }
+
+  Eigen::MatrixXd mass() const override {
+    Eigen::MatrixXd mass = skeleton_->getMassMatrix();
+    mass.topRows(3).swap(mass.middleRows(3, 3));
+    mass.leftCols(3).swap(mass.middleCols(3, 3));
+    return mass;
+  }
+
+  Eigen::VectorXd torques() const override {
+    return skeleton_->getForces().tail(static_cast<Eigen::Index>(joints_.size()));
+  }
+
+ private:
+  void setPositions(const Input& input) {
+    root_->setPositionsStatic(input.position);
+    for (std::size_t j = 0; j < joints_.size(); ++j) {
+      joints_[j]->setPositionsStatic(input.q.segment<1>(static_cast<Eigen::Index>(j)).matrix());
+    }
+  }
+
+  dart::dynamics::SkeletonPtr skeleton_;
+  FreeJoint* root_ = nullptr;
+  std::vector<RevoluteJoint*> joints_;
+  std::vector<BodyNode*> bodies_;
+  std::vector<Input> inputs_;
+};
+
+const PeerRegistration registration({"DART", "a skeleton on a free joint, set joint by joint", Root::moving,
+                                     [](const States& states) { return std::make_unique<DartPeer>(states); }});
+
+}  // namespace
+
+}  // namespace korvel::bench

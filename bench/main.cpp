@@ -1,0 +1,141 @@
+/// Times the operations of one or more modules, and of general libraries for the same robot, in one run.
+///
+///   korvel-bench [--module FILE]... [options of Google Benchmark]
+///
+/// The first module is the reference: all others have to agree with it before anything is timed. Benchmarks are called
+/// OPERATION/WHO, where WHO is "korvel", or the file if modules are named.
+
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <iostream>
+#include <list>
+
+#include "bench/agreement.h"
+#include "bench/module_peer.h"
+#include "bench/operations.h"
+
+namespace {
+
+using namespace korvel;
+using bench::States;
+
+struct Inputs {
+  States moving = bench::seededStates(bench::Root::moving);
+  States resting = bench::seededStates(bench::Root::resting);
+
+  const States& of(bench::Root root) const { return root == bench::Root::moving ? moving : resting; }
+};
+
+std::string nameOf(const std::string& operation, const std::string& who) { return operation + '/' + who; }
+
+/// A benchmark whose iterations are the states, over and over.
+template <typename Pass>
+void timePasses(benchmark::State& timer, std::size_t state_count, Pass&& pass) {
+  const auto count = static_cast<benchmark::IterationCount>(state_count);
+  while (timer.KeepRunningBatch(count)) pass();
+}
+
+/// A module under its name, with an object for each of two threads.
+struct Subject {
+  Subject(std::string subject_name, const std::string& file)
+      : name(std::move(subject_name)), module(file), robots{module.create(), module.create()} {}
+
+  std::string name;
+  host::Module module;
+  std::array<host::System, 2> robots;
+};
+
+void addModule(const Subject& subject, const States& states) {
+  for (const auto& robot : subject.robots) {
+    // Some operations read what this leaves behind.
+    robot->setJointAnglesPos(states.front().joint_pos);
+    robot->computeFwdKinematics();
+  }
+  for (const bench::Operation& operation : bench::operations) {
+    benchmark::RegisterBenchmark(nameOf(operation.name, subject.name).c_str(), [&](benchmark::State& timer) {
+      timePasses(timer, states.size(), [&] { operation.pass(*subject.robots[0], states); });
+      timer.SetLabel(operation.calls);
+    });
+  }
+  // Real time, because two threads that wait for each other take no time of their processors.
+  benchmark::RegisterBenchmark(
+      nameOf("threads", subject.name).c_str(),
+      [&](benchmark::State& timer) {
+        tesk::RigidBodySystem& robot = *subject.robots[static_cast<std::size_t>(timer.thread_index())];
+        timePasses(timer, states.size(), [&] { bench::findOperation(bench::cycle)->pass(robot, states); });
+      })
+      ->ThreadRange(1, 2)
+      ->UseRealTime();
+}
+
+void addPeer(const bench::PeerEntry& entry, bench::Peer& peer, std::size_t state_count) {
+  using Computation = void (bench::Peer::*)(std::size_t);
+  const auto add = [&](const char* operation, Computation compute) {
+    const auto time = [&entry, &peer, state_count, compute](benchmark::State& timer) {
+      timePasses(timer, state_count, [&] {
+        for (std::size_t state = 0; state < state_count; ++state) (peer.*compute)(state);
+      });
+      timer.SetLabel(entry.note);
+    };
+    benchmark::RegisterBenchmark(nameOf(operation, entry.name).c_str(), time);
+  };
+  add(bench::kinematics, &bench::Peer::computeKinematics);
+  add(bench::mass_from_angles, &bench::Peer::computeMass);
+  add(bench::dynamics, &bench::Peer::computeDynamics);
+}
+
+/// Takes the modules out of the arguments.
+std::vector<std::string> takeModules(int& argc, char** argv) {
+  std::vector<std::string> files;
+  int kept = 1;
+  for (int i = 1; i < argc; ++i) {
+    if (argv[i] == std::string("--module") && i + 1 < argc) {
+      files.emplace_back(argv[++i]);
+    } else {
+      argv[kept++] = argv[i];
+    }
+  }
+  argc = kept;
+  return files;
+}
+
+void run(const std::vector<std::string>& files) {
+  const Inputs inputs;
+  std::list<Subject> subjects;
+  if (files.empty()) subjects.emplace_back("korvel", KORVEL_MODULE);
+  for (const std::string& file : files) subjects.emplace_back(file, file);
+
+  const auto requireAgreement = [&](const std::string& name, bench::Peer& peer, bench::Root root) {
+    bench::ModulePeer reference(subjects.front().module, inputs.of(root));
+    bench::requireAgreement(name, peer, reference, inputs.of(root).size());
+  };
+  for (const Subject& subject : subjects) {
+    bench::ModulePeer other(subject.module, inputs.moving);
+    requireAgreement(subject.name, other, bench::Root::moving);
+    addModule(subject, inputs.moving);
+  }
+  std::list<std::unique_ptr<bench::Peer>> peers;
+  for (const bench::PeerEntry& entry : bench::peers()) {
+    const States& states = inputs.of(entry.root);
+    peers.push_back(entry.make(states));
+    requireAgreement(entry.name, *peers.back(), entry.root);
+    addPeer(entry, *peers.back(), states.size());
+  }
+  benchmark::RunSpecifiedBenchmarks();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> modules = takeModules(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  try {
+    run(modules);
+    return 0;
+  } catch (const std::exception& error) {
+    std::cerr << "korvel-bench: " << error.what() << '\n';
+    return 1;
+  }
+}

@@ -1,0 +1,151 @@
+/// MuJoCo. Each item is the shortest sequence of its stages that gives it; its own function for inverse dynamics would
+/// also look for contacts and factorize the mass matrix. The mass matrix is left in MuJoCo's sparse form.
+
+#include <mujoco/mujoco.h>
+
+#include <Eigen/Geometry>
+#include <cstring>
+#include <sstream>
+#include <stdexcept>
+
+#include "bench/peer.h"
+#include "bench/robot.h"
+
+namespace korvel::bench {
+
+namespace {
+
+/// The robot as a MuJoCo model file.
+class ModelText {
+ public:
+  ModelText() {
+    text_.precision(17);
+    text_ << "<mujoco><option gravity='0 0 " << -gravity << "'/><worldbody>";
+    writeBody(0);
+    text_ << "</worldbody></mujoco>";
+  }
+
+  std::string str() const { return text_.str(); }
+
+ private:
+  void write(const Eigen::Vector3d& v) { text_ << v.x() << ' ' << v.y() << ' ' << v.z(); }
+
+  void writeBody(std::size_t id) {
+    const Body& body = robot()[id];
+    text_ << "<body pos='", write(body.p_PB);
+    text_ << "' xyaxes='", write(body.R_PB.col(0)), text_ << ' ', write(body.R_PB.col(1)), text_ << "'>";
+    text_ << (body.parent < 0 ? "<freejoint/>" : "<joint axis='0 0 1'/>");
+    text_ << "<inertial mass='" << body.mass << "' pos='", write(body.com_body);
+    text_ << "' diaginertia='", write(Eigen::Vector3d::Constant(tiny_inertia)), text_ << "'/>";
+    for (std::size_t child = id + 1; child < robot().size(); ++child) {
+      if (robot()[child].parent == static_cast<int>(id)) writeBody(child);
+    }
+    text_ << "</body>";
+  }
+
+  std::ostringstream text_;
+};
+
+using Model = std::unique_ptr<mjModel, decltype(&mj_deleteModel)>;
+using Data = std::unique_ptr<mjData, decltype(&mj_deleteData)>;
+
+Model loadModel(const std::string& text) {
+  const char* name = "robot.xml";
+  const auto files = std::make_unique<mjVFS>();
+  mj_defaultVFS(files.get());
+  mj_makeEmptyFileVFS(files.get(), name, static_cast<int>(text.size()));
+  std::memcpy(files->filedata[0], text.data(), text.size());
+  char error[1000] = "";
+  Model model(mj_loadXML(name, files.get(), error, sizeof error), mj_deleteModel);
+  mj_deleteVFS(files.get());
+  if (model == nullptr) throw std::runtime_error(std::string("MuJoCo: ") + error);
+  return model;
+}
+
+/// The root's position and quaternion, then the angles; its velocity in world axes and angular velocity in its own.
+struct Input {
+  Input(const State& state, Eigen::Index nq, Eigen::Index nv) : q(nq), dq(nv), ddq(nv) {
+    const Peer::Pose pose = toMatrix(state.root.pose);
+    R_WR = pose.leftCols<3>();
+    const Eigen::Quaterniond orientation(R_WR);
+    q << pose.col(3), orientation.w(), orientation.vec(), state.joint_pos.matrix().cast<double>();
+
+    const auto [v, w] = parts(state.root.velocity);
+    const auto [dv, dw] = parts(state.root.acceleration);
+    dq << R_WR * v, w, state.joint_vel.matrix().cast<double>();
+    ddq << R_WR * (dv + w.cross(v)), dw, state.joint_acc.matrix().cast<double>();
+  }
+
+  Eigen::Matrix3d R_WR;
+  Eigen::VectorXd q, dq, ddq;
+
+ private:
+  static std::pair<Eigen::Vector3d, Eigen::Vector3d> parts(const QZ::Math::Velocity6D& v) {
+    return {Eigen::Vector3f(v.x, v.y, v.z).cast<double>(), Eigen::Vector3f(v.wx, v.wy, v.wz).cast<double>()};
+  }
+};
+
+class MujocoPeer final : public Peer {
+ public:
+  explicit MujocoPeer(const States& states) : model_(loadModel(ModelText().str())) {
+    if (data_ == nullptr) throw std::runtime_error("MuJoCo: no memory for the state");
+    for (const State& state : states) inputs_.emplace_back(state, model_->nq, model_->nv);
+  }
+
+  void computeKinematics(std::size_t state) override {
+    state_ = state;
+    mju_copy(data_->qpos, inputs_[state].q.data(), model_->nq);
+    mj_kinematics(model_.get(), data_.get());
+  }
+
+  void computeMass(std::size_t state) override {
+    computeKinematics(state);
+    mj_comPos(model_.get(), data_.get());
+    mj_crb(model_.get(), data_.get());
+  }
+
+  void computeDynamics(std::size_t state) override {
+    mju_copy(data_->qvel, inputs_[state].dq.data(), model_->nv);
+    mju_copy(data_->qacc, inputs_[state].ddq.data(), model_->nv);
+    computeKinematics(state);
+    mj_comPos(model_.get(), data_.get());
+    mj_comVel(model_.get(), data_.get());
+    mj_rne(model_.get(), data_.get(), 1, forces_.data());
+  }
+
+  std::vector<Pose> poses() const override {
+    using RowMajor = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
+    std::vector<Pose> poses(static_cast<std::size_t>(model_->nbody - 1));
+    for (std::size_t b = 0; b < poses.size(); ++b) {
+      // Body 0 is the world.
+      poses[b] << Eigen::Map<const RowMajor>(data_->xmat + 9 * (b + 1)), Eigen::Vector3d(data_->xpos + 3 * (b + 1));
+    }
+    return poses;
+  }
+
+  Eigen::MatrixXd mass() const override {
+    Eigen::MatrixXd mass(model_->nv, model_->nv);
+    mj_fullM(model_.get(), mass.data(), data_->qM);
+    // The module has the root's linear velocity in root axes.
+    Eigen::MatrixXd T = Eigen::MatrixXd::Identity(model_->nv, model_->nv);
+    T.topLeftCorner<3, 3>() = inputs_[state_].R_WR;
+    return T.transpose() * mass * T;
+  }
+
+  Eigen::VectorXd torques() const override { return forces_.tail(model_->nv - 6); }
+
+ private:
+  Model model_;
+  Data data_{mj_makeData(model_.get()), mj_deleteData};
+  std::vector<Input> inputs_;
+  Eigen::VectorXd forces_ = Eigen::VectorXd::Zero(model_->nv);
+  std::size_t state_ = 0;  ///< the last computed
+};
+
+const PeerRegistration registration(
+    {"MuJoCo", "its stages kinematics; comPos and crb; comPos, comVel and rne; the mass matrix stays sparse",
+     Root::moving, [](const States& states) { return std::make_unique<MujocoPeer>(states); }});
+
+}  // namespace
+
+}  // namespace korvel::bench

@@ -1,0 +1,78 @@
+#!/usr/bin/env python3
+"""Prints the results of korvel-bench, a JSON file of Google Benchmark, as one table.
+
+Whoever was registered first is the reference, and the others have their ratio to it in parentheses.
+"""
+
+import json
+import statistics
+import sys
+
+
+def summary(runs, clock, summarize=statistics.median):
+    """One time for all repetitions, by (operation, who, threads)."""
+    times = {}
+    for run in runs:
+        times.setdefault((run["operation"], run["who"], run["threads"]), []).append(run[clock])
+    return {key: summarize(values) for key, values in times.items()}
+
+
+def print_table(times):
+    operations = dict.fromkeys(operation for operation, _, _ in times if operation != "threads")
+    columns = dict.fromkeys(who for _, who, _ in times)
+    reference = next(iter(columns))
+
+    def cell(operation, who):
+        time = times.get((operation, who, 1))
+        if time is None:
+            return ""
+        return f"{time:.0f}" if who == reference else f"{time:.0f} ({time / times[operation, reference, 1]:.2f})"
+
+    rows = [["ns per call, median", *columns]]
+    rows += [[operation, *(cell(operation, who) for who in columns)] for operation in operations]
+    widths = [max(map(len, column)) + 2 for column in zip(*rows)]
+    for row in rows:
+        print(row[0].ljust(widths[0]), *(text.rjust(width) for text, width in zip(row[1:], widths[1:])))
+
+
+def print_threads(real_times, cpu_times):
+    for operation, who, threads in real_times:
+        if operation == "threads" and threads > 1:
+            one, all_of_them = (operation, who, 1), (operation, who, threads)
+            gain = real_times[one] / real_times[all_of_them]
+            cost = cpu_times[all_of_them] / cpu_times[one]
+            print(f"{who}: {threads} threads with an object each do {gain:.2f} times the cycles of one;", end=" ")
+            print(f"a cycle takes {cost:.2f} times the processor time")
+
+
+def print_notes(runs):
+    """What the operations call, and how the other libraries are used."""
+    reference = runs[0]["who"]
+    notes = {}
+    for run in (run for run in runs if "label" in run):
+        if run["who"] == reference:
+            notes[run["operation"]] = run["label"]
+        elif notes.get(run["operation"]) != run["label"]:
+            notes[run["who"]] = run["label"]
+    for subject, note in notes.items():
+        print(f"{subject}: {note}")
+
+
+def main():
+    with open(sys.argv[1], encoding="utf-8") as file:
+        benchmarks = json.load(file)["benchmarks"]
+    runs = [run for run in benchmarks if run["run_type"] == "iteration"]
+    runs.sort(key=lambda run: run["family_index"])
+    for run in runs:
+        run["operation"], run["who"] = run["run_name"].split("/real_time")[0].split("/", 1)
+
+    print_table(summary(runs, "cpu_time"))
+    print()
+    # Whatever else the machine does takes real time away: the best repetition is the one that had both processors.
+    print_threads(summary(runs, "real_time", min), summary(runs, "cpu_time"))
+    print()
+    print_notes(runs)
+
+
+if __name__ == "__main__":
+    main()
