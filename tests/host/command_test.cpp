@@ -1,0 +1,202 @@
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+
+#include "host/csv_reader.h"
+#include "host/module.h"
+#include "host/motion.h"
+#include "host/root_motion.h"
+#include "tests/host/files.h"
+
+namespace korvel::host {
+namespace {
+
+class Command : public testing::Test {
+ protected:
+  struct Outcome {
+    int status;
+    std::string out, err;
+  };
+
+  /// Runs the executable in `directory_`, in a shell that has run `preparation`.
+  Outcome host(const std::string& arguments, const std::string& preparation = ":") const {
+    const TemporaryDirectory streams;
+    const std::string command =
+        fmt::format("{} && cd '{}' && '{}' {} >'{}' 2>'{}'", preparation, directory_.path().string(),
+                    KORVEL_HOST_EXECUTABLE, arguments, (streams / "out").string(), (streams / "err").string());
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(streams / "out"), read(streams / "err")};
+  }
+
+  std::vector<std::string> files() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory_.path())) {
+      names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  /// Results of `motion.csv`: the column of each name.
+  std::map<std::string, std::vector<float>> results() const {
+    const Outcome outcome = host("run motion.csv -o results.csv");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::vector<CsvRow> rows = readCsv(directory_ / "results.csv");
+    std::map<std::string, std::vector<float>> columns;
+    for (std::size_t row = 1; row < rows.size(); ++row) {
+      for (std::size_t i = 0; i < rows[row].fields.size(); ++i) {
+        columns[rows[0].fields.at(i)].push_back(std::strtof(rows[row].fields[i].c_str(), nullptr));
+      }
+    }
+    return columns;
+  }
+
+  TemporaryDirectory directory_;
+};
+
+// Status 2, one line, and the directory as it was.
+TEST_F(Command, UnusableInputIsRefusedAndLeavesNothingBehind) {
+  write(directory_ / "good.csv", "time\n0\n");
+  write(directory_ / "bad.csv", "time,LKneePitch\n0,1\n1,abc\n");
+  write(directory_ / "old.csv", "old results\n");
+  std::filesystem::create_directory(directory_ / "directory");
+  const std::vector<std::string> before = files();
+
+  const std::pair<const char*, const char*> cases[] = {
+      {"run bad.csv -o results.csv", "bad.csv:3: expected a number in column 'LKneePitch', found 'abc'"},
+      {"run bad.csv -o old.csv", "bad.csv:3: "},
+      {"run none.csv -o results.csv", "none.csv: cannot read: No such file or directory"},
+      {"run directory -o results.csv", "directory: expected a file, found a directory"},
+      {"run good.csv -o nowhere/results.csv", "No such file or directory"},
+      {"run good.csv -o directory", "directory: cannot write"},
+      {"run good.csv -o /dev/null", "/dev/null: cannot write"},
+      {"run good.csv -o good.csv", "good.csv: the results would replace the motion"},
+      {"run good.csv -o results.csv --module bad.csv", "cannot load module 'bad.csv': "},
+      {"info --module none.so", "cannot load module 'none.so': "},
+      {"run good.csv", "--output is required"},
+      {"run -o results.csv", "MOTION is required"},
+      {"info --colour", "--colour"},
+      {"", "subcommand is required"},
+  };
+  for (const auto& [arguments, words] : cases) {
+    const Outcome outcome = host(arguments);
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_EQ(outcome.out, "") << arguments;
+    EXPECT_NE(outcome.err.find(words), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+    EXPECT_EQ(files(), before) << arguments;
+  }
+  EXPECT_EQ(read(directory_ / "old.csv"), "old results\n");
+  EXPECT_EQ(read(directory_ / "good.csv"), "time\n0\n");
+}
+
+// Results that do not fit are not left half written.
+TEST_F(Command, FailedWritingLeavesNothingBehind) {
+  std::filesystem::copy(KORVEL_MOTIONS "/wave.csv", directory_.path());
+  write(directory_ / "results.csv", "old results\n");
+  const Outcome outcome = host("run wave.csv -o results.csv", "trap '' XFSZ && ulimit -f 64");
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.err.find("results.csv: cannot write: File too large\n"), std::string::npos) << outcome.err;
+  EXPECT_EQ(files(), (std::vector<std::string>{"results.csv", "wave.csv"}));
+  EXPECT_EQ(read(directory_ / "results.csv"), "old results\n");
+}
+
+// What stood under the name is replaced; a link to it stays.
+TEST_F(Command, ResultsReplaceAnOlderFile) {
+  write(directory_ / "motion.csv", "time\n0\n");
+  write(directory_ / "old.csv", "old results\n");
+  std::filesystem::create_symlink("old.csv", directory_ / "results.csv");
+  EXPECT_EQ(results()["time"], std::vector<float>{0});
+  EXPECT_TRUE(std::filesystem::is_symlink(directory_ / "results.csv"));
+  EXPECT_EQ(files(), (std::vector<std::string>{"motion.csv", "old.csv", "results.csv"}));
+}
+
+// A motion of degree two in time has velocities and accelerations in closed form: the results are those of the
+// interface given these.
+TEST_F(Command, ResultsAreThoseOfTheInterface) {
+  const System system = Module(KORVEL_MODULE).create();
+  const std::vector<std::string> joints = jointNames(*system);
+  const auto joint_count = static_cast<Eigen::Index>(joints.size());
+  std::srand(5);
+  const Eigen::ArrayXd a = Eigen::ArrayXd::Random(6 + joint_count);
+  const Eigen::ArrayXd b = Eigen::ArrayXd::Random(6 + joint_count);
+  const Eigen::ArrayXd c = Eigen::ArrayXd::Random(6 + joint_count);
+  const double times[] = {0, 0.1, 0.25, 0.3, 0.5};
+  const auto q = [&](double t) -> Eigen::ArrayXd { return a + b * t + c * (t * t); };
+
+  std::string text = fmt::format("x,y,z,roll,pitch,yaw,{},time\n", fmt::join(joints, ","));
+  for (const double t : times) text += fmt::format("{},{}\n", fmt::join(q(t), ","), t);
+  write(directory_ / "motion.csv", text);
+  auto columns = results();
+  ASSERT_EQ(columns["time"].size(), std::size(times));
+
+  for (std::size_t row = 0; row < std::size(times); ++row) {
+    const double t = times[row];
+    const Eigen::ArrayXd dq = b + 2 * c * t;
+    const RootMotion root = rootMotion(q(t).head<6>(), dq.head<6>(), 2 * c.head<6>());
+    system->setRootPose(root.pose);
+    system->setRootVelocity(root.velocity);
+    system->setRootAcceleration(root.acceleration);
+    system->setJointAnglesPos(q(t).tail(joint_count).cast<float>());
+    system->setJointAnglesVel(dq.tail(joint_count).cast<float>());
+    system->setJointAnglesAcc(2 * c.tail(joint_count).cast<float>());
+    system->computeFwdKinematics();
+    system->computeInverseDynamics();
+
+    // Inputs and therefore results may differ by the last bit of a float, the torques being below 10 N m.
+    constexpr float rounding = 1e-5F;
+    for (unsigned long j = 0; j < system->getNbJointAngles(); ++j) {
+      EXPECT_NEAR(columns.at(joints[j] + "_torque")[row], system->getJointAngleTorque(j), rounding) << joints[j];
+    }
+    const auto expectPoint = [&](const std::string& name, const QZ::Math::Position3D& point) {
+      EXPECT_NEAR(columns.at(name + "_x")[row], point.x, rounding) << name;
+      EXPECT_NEAR(columns.at(name + "_y")[row], point.y, rounding) << name;
+      EXPECT_NEAR(columns.at(name + "_z")[row], point.z, rounding) << name;
+    };
+    expectPoint("com", system->getComPosition());
+    expectPoint("com_root", system->getComPositionInRoot());
+    for (unsigned long body = 0; body < system->getNbBodies(); ++body) {
+      const QZ::Math::Transform& pose = system->getPose(body);
+      expectPoint(system->getBodyName(body), {pose.tx, pose.ty, pose.tz});
+    }
+  }
+  EXPECT_EQ(columns.size(), 1 + joints.size() + 6 + 3 * system->getNbBodies());
+}
+
+// In free fall nothing has to be held, whatever the attitude; at rest the same posture needs torques.
+TEST_F(Command, FreeFallNeedsNoTorque) {
+  const auto peak = [this](double acceleration) {
+    std::string text = "time,z,roll,pitch,yaw,LShoulderPitch,LHipPitch,RKneePitch,HeadPitch\n";
+    for (const double t : {0.0, 0.1, 0.3, 0.4}) {
+      text += fmt::format("{},{},0.4,-0.7,2.5,0.3,-0.8,1.1,0.2\n", t, acceleration * t * t / 2);
+    }
+    write(directory_ / "motion.csv", text);
+    float largest = 0;
+    for (const auto& [name, values] : results()) {
+      if (name.find("_torque") == std::string::npos) continue;
+      for (const float torque : values) largest = std::max(largest, std::abs(torque));
+    }
+    return largest;
+  };
+  EXPECT_GT(peak(0), 0.5F);
+  EXPECT_LT(peak(-9.81), 1e-5F);
+}
+
+TEST_F(Command, InfoShowsEveryBodyAndTheTotalMass) {
+  const Outcome outcome = host("info");
+  EXPECT_EQ(outcome.status, 0);
+  const System system = Module(KORVEL_MODULE).create();
+  for (unsigned long b = 0; b < system->getNbBodies(); ++b) {
+    const std::string row = fmt::format("\n{:>4}  {} ", b, system->getBodyName(b));
+    EXPECT_NE(outcome.out.find(row), std::string::npos) << row;
+  }
+  EXPECT_NE(outcome.out.find(fmt::format("total mass {:.5f} kg", system->getMass())), std::string::npos);
+}
+
+}  // namespace
+}  // namespace korvel::host

@@ -1,0 +1,98 @@
+#include "metapod/models/korvel/korvel.h"
+#include "support/expect.h"
+#include "support/truth.h"
+
+namespace korvel::tests {
+namespace {
+
+using Eigen::Vector3d;
+
+// Joints whose frame is parallel to the parent's keep the cheap kind of rotation.
+template <int... i>
+constexpr bool about_z =
+    (std::is_same_v<decltype(metapod::NodeOf<metapod::korvel, i>::iXp.E), metapod::Spatial::RotationMatrixAboutZ> &&
+     ...);
+static_assert(about_z<1, 11, 12, 17, 18> && !about_z<0> && !about_z<2> && !about_z<13>);
+
+/// What a mirror across the plane of x and z shows of a place, and of an axis or moment.
+Vector3d mirrored(const Vector3d& v) { return {v.x(), -v.y(), v.z()}; }
+Vector3d mirrored_axis(const Vector3d& w) { return -mirrored(w); }
+
+class MirrorImage : public ModuleTest, public testing::WithParamInterface<int> {
+ protected:
+  unsigned long twin(unsigned long b) const {
+    std::string name = robot->getBodyName(b);
+    if (name[0] == 'L' || name[0] == 'R') name[0] = name[0] == 'L' ? 'R' : 'L';
+    return robot->getBodyId(name);
+  }
+  static Vector3d axis(const System& system, unsigned long b) { return eigen(system->getPose(b)).linear().col(2); }
+};
+
+TEST_F(MirrorImage, StartsFromJointsWhereTheyBelong) {
+  struct Joint {
+    unsigned long b;
+    Vector3d origin, axis;
+  };
+  constexpr auto half = static_cast<double>(0.707107F);
+  const Joint left_and_head[] = {{1, {0, 0, 0.1265}, {0, 0, 1}},        {2, {0, 0, 0.1265}, {0, 1, 0}},
+                                 {3, {0, 0.098, 0.1}, {0, 1, 0}},       {4, {0, 0.098, 0.1}, {0, 0, 1}},
+                                 {5, {0.105, 0.113, 0.1}, {1, 0, 0}},   {6, {0.105, 0.113, 0.1}, {0, 0, 1}},
+                                 {7, {0.16095, 0.113, 0.1}, {1, 0, 0}}, {8, {0, 0.05, -0.085}, {0, half, -half}},
+                                 {9, {0, 0.05, -0.085}, {1, 0, 0}},     {10, {0, 0.05, -0.085}, {0, 1, 0}},
+                                 {11, {0, 0.05, -0.185}, {0, 1, 0}},    {12, {0, 0.05, -0.2879}, {0, 1, 0}},
+                                 {13, {0, 0.05, -0.2879}, {1, 0, 0}}};
+  EXPECT_EQ(robot->getMass(), 5.3053503F);  // summed in body order
+  robot->computeFwdKinematics();
+  for (const auto& [b, origin, axis_of_left] : left_and_head) {
+    const double tolerance = b == 8 ? 0 : kinematic;
+    const Vector3d axis_of_right = axis_of_left.cwiseAbs();  // pitches, rolls and yaws of both sides go the same way
+    EXPECT_TRUE(near(eigen(robot->getPose(b)).translation(), origin, kinematic / 2)) << b;
+    EXPECT_TRUE(near(axis(robot, b), axis_of_left, tolerance)) << b;
+    EXPECT_TRUE(near(axis(robot, twin(b)), axis_of_right, tolerance)) << b;
+  }
+}
+
+// Also of inertias: seen in a mirror, every left body is a right one.
+TEST_P(MirrorImage, HasMirroredPosesAndTorques) {
+  State state = random_state(static_cast<std::uint64_t>(GetParam()));
+  state.wrenches.setZero();
+  const Truth::Vector scale = Truth(state).force_scale(state);
+  const System image = module.create();
+  image->computeFwdKinematics();
+  State seen;
+  const auto see = [&](const Eigen::VectorXf& from, Eigen::VectorXf& to, unsigned long b, float sign) {
+    to.head(6) << from(0), -from(1), from(2), -from(3), from(4), -from(5);
+    to(5 + static_cast<long>(twin(b))) = sign * from(5 + static_cast<long>(b));
+  };
+  std::array<float, 25> signs{};
+  for (unsigned long b = 1; b < 25; ++b) {
+    signs[b] = mirrored_axis(axis(image, b)).dot(axis(image, twin(b))) > 0 ? 1.0F : -1.0F;
+    see(state.q, seen.q, b, signs[b]);
+    see(state.dq, seen.dq, b, signs[b]);
+    see(state.ddq, seen.ddq, b, signs[b]);
+  }
+  compute(state, *robot);
+  compute(seen, *image);
+  for (unsigned long b = 1; b < 25; ++b) {
+    SCOPED_TRACE(robot->getBodyName(b));
+    const unsigned long other = twin(b);
+    EXPECT_TRUE(near(eigen(image->getPose(other)).translation(), mirrored(eigen(robot->getPose(b)).translation()),
+                     2 * kinematic));
+    EXPECT_TRUE(near(axis(image, other), signs[b] * mirrored_axis(axis(robot, b)), 2 * kinematic));
+    EXPECT_TRUE(near(eigen(image->getComPosition(other)), mirrored(eigen(robot->getComPosition(b))), 2 * kinematic));
+    EXPECT_NEAR(image->getJointAngleTorque(other - 1), signs[b] * robot->getJointAngleTorque(b - 1),
+                dynamic * scale(5 + static_cast<long>(b)));
+  }
+}
+INSTANTIATE_TEST_SUITE_P(Seeds, MirrorImage, testing::Range(0, 10));
+
+// Every body of the table is a point mass: its rotational inertia follows from mass and first moment.
+TEST(RobotTable, InertiasSatisfyTheParallelAxisRule) {
+  for (const auto& [m, c, Ic] : robot_masses()) {
+    EXPECT_GT(m, 0);
+    EXPECT_LE(Ic.cwiseAbs().maxCoeff(), 4 * eps * m * c.squaredNorm());
+  }
+}
+
+}  // namespace
+}  // namespace korvel::tests

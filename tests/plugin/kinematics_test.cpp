@@ -1,0 +1,142 @@
+#include "support/expect.h"
+#include "support/truth.h"
+
+namespace korvel::tests {
+namespace {
+
+using Eigen::Vector3d;
+
+class Kinematics : public ModuleTest {
+ protected:
+  static constexpr std::uint64_t states = 300;
+};
+
+TEST_F(Kinematics, PosesAndCentresOfMassAreThoseOfTheTextbook) {
+  const auto total = static_cast<double>(robot->getMass());
+  for (std::uint64_t seed = 0; seed < states; ++seed) {
+    SCOPED_TRACE(seed);
+    const State state = random_state(seed);
+    const Truth world(state);
+    const Truth in_root(Eigen::Affine3d::Identity(), state.q.tail(24).cast<double>());
+    const double reach = 1 + world.pose(0).translation().norm();
+    compute(state, *robot);
+    for (int b = 0; b < 25; ++b) {
+      const auto body = static_cast<unsigned long>(b);
+      EXPECT_TRUE(near(eigen(robot->getPose(body)).matrix(), world.pose(b).matrix(), kinematic * reach)) << b;
+      EXPECT_TRUE(near(eigen(robot->getPoseInRoot(body)).matrix(), in_root.pose(b).matrix(), kinematic)) << b;
+      EXPECT_TRUE(near(eigen(robot->getComPosition(body)), world.com(b), kinematic * reach)) << b;
+      const Vector3d partial = b > 0 ? Vector3d(in_root.first_moment(b) / (total - in_root.mass(b)))
+                                     : Vector3d(world.first_moment() / total);
+      EXPECT_TRUE(near(eigen(robot->computePartialComPositionInRoot(body)), partial, kinematic * reach)) << b;
+    }
+    EXPECT_TRUE(near(eigen(robot->getComPosition()), world.first_moment() / total, kinematic * reach));
+    EXPECT_TRUE(near(eigen(robot->getComPositionInRoot()), in_root.first_moment() / total, kinematic));
+  }
+}
+
+// Column 6 + j is the twist of the body that joint j carries, found by turning the joint a little both ways.
+TEST_F(Kinematics, JacobianIsTheDerivativeOfPoses) {
+  for (std::uint64_t seed = 0; seed < states; ++seed) {
+    SCOPED_TRACE(seed);
+    const State state = random_state(seed);
+    const Truth truth(Eigen::Affine3d::Identity(), state.q.tail(24).cast<double>());
+    compute(state, *robot);
+    for (int j = 0; j < 24; ++j) {
+      const Eigen::Matrix4d rate = derivative([&](double angle) {
+        return truth.moved(Truth::Vector::Unit(6 + j), Truth::Vector::Zero(), angle).pose(j + 1).matrix();
+      });
+      const Eigen::Matrix4d twist = rate * truth.pose(j + 1).inverse().matrix();
+      Truth::Vector6 column;
+      column << twist(2, 1), twist(0, 2), twist(1, 0), twist.col(3).head(3);
+      EXPECT_TRUE(near(robot->getJacobianInRoot().col(6 + j), column, kinematic)) << "joint angle " << j;
+    }
+  }
+}
+
+TEST_F(Kinematics, MovingTheRootLeavesWhatIsRelativeToIt) {
+  State state = random_state(1);
+  compute(state, *robot);
+  const auto before = everything_readable(*robot);
+  state.q.head(6) = random_state(2).q.head(6);
+  robot->setRootPose(state.root_pose());
+  robot->computeFwdKinematicsOnlyRoot();
+  robot->computeGeneralizedMass();
+  const auto after = everything_readable(*robot);
+  const auto same = [&](auto first, auto last) {
+    return std::equal(before.begin() + first, before.begin() + last, after.begin() + first);
+  };
+  EXPECT_TRUE(same(Shown::poses_in_root, Shown::com));
+  EXPECT_TRUE(same(Shown::com_in_root, Shown::inputs));  // jacobian and mass matrix, too
+  EXPECT_FALSE(same(Shown::com, Shown::com_in_root));
+  // What has been done in one step or in two is the same.
+  robot->computeInverseDynamics();
+  const System other = module.create();
+  compute(state, *other);
+  EXPECT_TRUE(same_bits(everything_readable(*other), everything_readable(*robot)));
+}
+
+TEST_F(Kinematics, EachPartAndTheRestMakeTheWhole) {
+  State state = random_state(6);
+  state.q.head(6).setZero();
+  compute(state, *robot);
+  const double tolerance = kinematic * static_cast<double>(robot->getMass());
+  const Vector3d whole = robot->getMass() * eigen(robot->getComPositionInRoot());
+  Vector3d sum = robot->getMass(0) * eigen(robot->getComPosition(0));
+  for (unsigned long b = 1; b < 25; ++b) {
+    const Vector3d rest = robot->getPartialMass(b) * eigen(robot->computePartialComPositionInRoot(b));
+    const Vector3d part = robot->getMass(b) * eigen(robot->getComPosition(b));
+    EXPECT_TRUE(near(rest + part, whole, tolerance));
+    sum += part;
+  }
+  EXPECT_TRUE(near(sum, whole, tolerance));
+}
+
+// Everything but 1 to 24 leaves nothing out and answers with the centre of mass in the world.
+TEST_F(Kinematics, PartialCentreOfMassWithoutABodyIsThatOfTheWorld) {
+  compute(random_state(3), *robot);
+  for (const unsigned long b : {0UL, 25UL, ~0UL}) {
+    EXPECT_TRUE(near(eigen(robot->computePartialComPositionInRoot(b)), eigen(robot->getComPosition()), 0)) << b;
+  }
+}
+
+TEST_F(Kinematics, StoredPosesStayUntilTheRootIsPlaced) {
+  compute(random_state(4), *robot);
+  QZ::Math::Transform pose;
+  pose.tx = 100;
+  const Vector3d in_body = robot_masses()[3].c;
+  const Eigen::Matrix4d computed = eigen(robot->getPose(3)).matrix();
+  robot->setPose(3, pose);
+  robot->setVolatilePose(0, pose);
+  robot->computeFwdKinematicsExceptRoot();
+  EXPECT_EQ(robot->getPose(3).tx, 100);
+  EXPECT_TRUE(near(eigen(robot->getComPosition(3)), Vector3d(100, 0, 0) + in_body, 100 * eps));
+  robot->computeFwdKinematics();
+  EXPECT_TRUE(near(eigen(robot->getPose(3)).matrix(), computed, 0));
+  EXPECT_EQ(robot->getVolatilePose(0).tx, 100);
+}
+
+// setRootPose stores the round trip through six coordinates, to the bit what the computation will rebuild from them.
+TEST_F(Kinematics, RootPoseIsTheRoundTripThroughItsCoordinates) {
+  robot->computeFwdKinematics();
+  constexpr float pole = 1.57079637F;
+  for (std::uint64_t seed = 0; seed < 200; ++seed) {
+    SCOPED_TRACE(seed);
+    State state = random_state(seed);
+    if (seed % 4 == 1) state.q(4) = seed % 8 == 1 ? pole : -pole;
+    QZ::Math::Transform pose = state.root_pose();
+    const bool skewed = seed % 4 == 2;
+    if (skewed) pose.r00 *= 1.5F, pose.r21 += 0.25F;
+    robot->setRootPose(pose);
+    const auto rebuilt = eigen(robot->getRootPose());
+    EXPECT_TRUE(skewed || near(rebuilt.matrix(), eigen(pose).matrix(), kinematic));
+    EXPECT_TRUE(near(rebuilt.linear().transpose() * rebuilt.linear(), Eigen::Matrix3d::Identity(), kinematic));
+    EXPECT_TRUE(near(rebuilt.translation(), state.q.head(3), 0));
+    const auto before = everything_readable(*robot);
+    robot->computeFwdKinematicsOnlyRoot();
+    const auto after = everything_readable(*robot);
+    EXPECT_TRUE(std::equal(after.begin(), after.begin() + 12, before.begin()));
+  }
+}
+
+}  // namespace
+}  // namespace korvel::tests

@@ -1,0 +1,51 @@
+#include <malloc.h>
+
+#include "support/expect.h"
+
+namespace korvel::tests {
+namespace {
+
+constexpr float factory_mass = 0.09304F;  // of body 3
+
+TEST(Loading, ClosingUnmaps) {
+  const auto is_mapped = [] { return text_of("/proc/self/maps").find(KORVEL_MODULE) != std::string::npos; };
+  ASSERT_FALSE(is_mapped());
+  {
+    const Module module(KORVEL_MODULE);
+    EXPECT_TRUE(is_mapped());
+  }
+  EXPECT_FALSE(is_mapped());
+}
+
+TEST(Loading, ManyCyclesKeepMemoryAndStartFromTheFactoryInertias) {
+  std::pair<std::size_t, std::string> start;
+  for (int cycle = 0; cycle < 1000; ++cycle) {
+    const Module module(KORVEL_MODULE);
+    const System robot = module.create();
+    ASSERT_EQ(robot->getMass(3), factory_mass);
+    ASSERT_EQ(robot->getMass(), 5.3053503F);
+    robot->setBodyInertia(3, 7, {}, Eigen::Matrix3f::Zero());
+#if !defined(__SANITIZE_ADDRESS__)  // which keeps freed blocks for a while
+    const std::string pages = text_of("/proc/self/statm");
+    const std::pair now(mallinfo2().uordblks, pages.substr(0, pages.find(' ')));
+    if (cycle == 10) start = now;
+    ASSERT_TRUE(cycle < 999 || now == start);
+#endif
+  }
+}
+
+TEST(Loading, TwoCopiesOfTheModuleShareNothing) {
+  const std::string path = testing::TempDir() + "korvel_copy.so";
+  std::ofstream(path, std::ios::binary) << text_of(KORVEL_MODULE);
+  const Module one(KORVEL_MODULE);
+  const Module two(path.c_str());
+  std::remove(path.c_str());
+  const System robot = one.create();
+  const System other = two.create();
+  robot->setBodyInertia(3, 7, {}, Eigen::Matrix3f::Zero());
+  EXPECT_EQ(other->getMass(3), factory_mass);
+  EXPECT_EQ(other->getMass(), 5.3053503F);
+}
+
+}  // namespace
+}  // namespace korvel::tests

@@ -1,0 +1,77 @@
+#include "support/allocations.h"
+
+#include <malloc.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+extern "C" {
+void* __libc_malloc(std::size_t) noexcept;
+void* __libc_calloc(std::size_t, std::size_t) noexcept;
+void* __libc_realloc(void*, std::size_t) noexcept;
+void* __libc_memalign(std::size_t, std::size_t) noexcept;
+void __libc_free(void*) noexcept;
+}
+
+namespace korvel::tests {
+
+namespace {
+
+Allocations counts{};
+long until_failure = 0;  // 0: none is planned
+bool all_fail_then = false;
+bool failed = false;
+
+template <typename... Args>
+void* counted(void* (*allocate)(Args...) noexcept, Args... args) noexcept {
+  ++counts.made;
+  const bool due = until_failure > 0 && --until_failure == 0;
+  if (due || (failed && all_fail_then)) {
+    failed = true;
+    return nullptr;
+  }
+  void* block = allocate(args...);
+  if (block != nullptr) ++counts.live;
+  return block;
+}
+
+}  // namespace
+
+const Allocations& allocations() noexcept { return counts; }
+
+FailingAllocations::FailingAllocations(long n, bool all_after) noexcept {
+  until_failure = n;
+  all_fail_then = all_after;
+  failed = false;
+}
+FailingAllocations::~FailingAllocations() {
+  until_failure = 0;
+  all_fail_then = false;
+}
+bool FailingAllocations::happened() noexcept { return failed; }
+
+}  // namespace korvel::tests
+
+// The linker must see these from libraries that are loaded later.
+#pragma GCC visibility push(default)
+using korvel::tests::counted;
+extern "C" {
+void* malloc(std::size_t size) noexcept { return counted(__libc_malloc, size); }
+void* calloc(std::size_t count, std::size_t size) noexcept { return counted(__libc_calloc, count, size); }
+void* memalign(std::size_t alignment, std::size_t size) noexcept { return counted(__libc_memalign, alignment, size); }
+void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept { return memalign(alignment, size); }
+int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexcept {
+  *block = memalign(alignment, size);
+  return *block == nullptr ? ENOMEM : 0;
+}
+void* realloc(void* old, std::size_t size) noexcept {
+  void* block = counted(__libc_realloc, old, size);
+  if (block != nullptr && old != nullptr) --korvel::tests::counts.live;
+  return block;
+}
+void free(void* block) noexcept {
+  if (block != nullptr) --korvel::tests::counts.live;
+  __libc_free(block);
+}
+}
+#pragma GCC visibility pop
