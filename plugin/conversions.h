@@ -10,41 +10,58 @@ namespace tesk {
 
 using SpatialTransform = metapod::Spatial::TransformT<metapod::Spatial::RotationMatrix>;
 
-/// The pose with these rows of R and this t.
-inline QZ::Math::Transform pose_of(const metapod::Spatial::Vector3& row0, const metapod::Spatial::Vector3& row1,
-                                   const metapod::Spatial::Vector3& row2, const metapod::Spatial::Vector3& t) noexcept {
-  QZ::Math::Transform T;
+/// The rows of R, and t, of the pose of one body, or of one body per lane.
+template <typename Scalar>
+struct PoseT {
+  using Vector = metapod::Spatial::Vector3T<Scalar>;
+  Vector row0, row1, row2, t;
+};
+
+template <typename Scalar>
+using GeneralTransformT = metapod::Spatial::TransformT<metapod::Spatial::RotationMatrixT<Scalar>>;
+
+/// [E^T | r], the pose of the second frame in the first.
+template <typename Scalar>
+PoseT<Scalar> inverse(const GeneralTransformT<Scalar>& X) noexcept {
+  const auto& [x, y, z] = X.E.E;
+  return {x, y, z, X.r};
+}
+
+/// The inverse of A B (B first, then A), with the third row of R as the cross product of the first two, which keeps R
+/// orthonormal in that row.
+template <typename Scalar>
+PoseT<Scalar> inverse_of_product(const GeneralTransformT<Scalar>& A, const GeneralTransformT<Scalar>& B) noexcept {
+  const auto row0 = A.E * B.E.E.column0;
+  const auto row1 = A.E * B.E.E.column1;
+  return {row0, row1, cross(row0, row1), B.applyInvToPoint(A.r)};
+}
+
+inline void store(QZ::Math::Transform& T, const PoseT<float>& pose) noexcept {
+  const auto& [row0, row1, row2, t] = pose;
   T.r00 = row0.x, T.r01 = row0.y, T.r02 = row0.z, T.tx = t.x;
   T.r10 = row1.x, T.r11 = row1.y, T.r12 = row1.z, T.ty = t.y;
   T.r20 = row2.x, T.r21 = row2.y, T.r22 = row2.z, T.tz = t.z;
-  return T;
 }
+
+// ---- One frame at a time --------------------------------------------------------------------------------------------
 
 /// T = [E | -E r], the change of frame as a homogeneous matrix: a point in the first frame to the same in the second.
 inline void toQZMath(const SpatialTransform& X, QZ::Math::Transform& T) noexcept {
   const auto& [x, y, z] = X.E.E;
-  T = pose_of({x.x, y.x, z.x}, {x.y, y.y, z.y}, {x.z, y.z, z.z}, -(X.E * X.r));
+  store(T, {{x.x, y.x, z.x}, {x.y, y.y, z.y}, {x.z, y.z, z.z}, -(X.E * X.r)});
 }
 
 /// The inverse of toQZMath: E = R, r = -R^T t.
 inline SpatialTransform fromQZMath(const QZ::Math::Transform& T) noexcept {
   const metapod::Spatial::RotationMatrix E(
       metapod::Spatial::Matrix3{{T.r00, T.r10, T.r20}, {T.r01, T.r11, T.r21}, {T.r02, T.r12, T.r22}});
-  return {E, -E.applyTransposed({T.tx, T.ty, T.tz})};
+  return {E, -E.applyTransposed(metapod::Spatial::Vector3{T.tx, T.ty, T.tz})};
 }
 
-/// T = [E^T | r], the pose of the second frame in the first.
-inline void invToQZMath(const SpatialTransform& X, QZ::Math::Transform& T) noexcept {
-  const auto& [x, y, z] = X.E.E;
-  T = pose_of(x, y, z, X.r);
-}
+inline void invToQZMath(const SpatialTransform& X, QZ::Math::Transform& T) noexcept { store(T, inverse(X)); }
 
-/// invToQZMath of A B (B first, then A), with the third row of R as the cross product of the first two, which keeps R
-/// orthonormal in that row.
 inline void invProdToQZMath(const SpatialTransform& A, const SpatialTransform& B, QZ::Math::Transform& T) noexcept {
-  const auto row0 = A.E * B.E.E.column0;
-  const auto row1 = A.E * B.E.E.column1;
-  T = pose_of(row0, row1, cross(row0, row1), B.applyInvToPoint(A.r));
+  store(T, inverse_of_product(A, B));
 }
 
 }  // namespace tesk

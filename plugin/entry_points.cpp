@@ -5,12 +5,15 @@
 #include "plugin/metapod_rigid_body_system.h"
 #include "plugin/state.h"
 
-namespace tesk {
+namespace {
 
-template class MetapodRigidBodySystem<metapod::korvel>;
+/// What the module computes on: korvel_in_lanes, or korvel to compare with. Both give the same bits.
+using Model = metapod::KORVEL_MODEL;
 
-}  // namespace tesk
+}  // namespace
 
-tesk::RigidBodySystem* create() { return new tesk::MetapodRigidBodySystem<metapod::korvel>; }
+template class tesk::MetapodRigidBodySystem<Model>;
+
+tesk::RigidBodySystem* create() { return new tesk::MetapodRigidBodySystem<Model>; }
 
 void destroy(tesk::RigidBodySystem* system) noexcept { delete system; }

@@ -10,11 +10,10 @@ template <typename Model>
 void MetapodRigidBodySystem<Model>::setBodyInertia(unsigned long b, float mass, const QZ::Math::Position3D& com,
                                                    const Eigen::Matrix3f& inertia) noexcept {
   assert(b < body_count && "setBodyInertia: body index out of range");
-  auto& body = Model::inertias[b];
-  mass_ = (mass - body.m) + mass_;
-  body = metapod::Spatial::Inertia::from_center_of_mass(
-      mass, {com.x, com.y, com.z},
-      {inertia(0, 0), inertia(1, 0), inertia(1, 1), inertia(2, 0), inertia(2, 1), inertia(2, 2)});
+  mass_ = (mass - Model::inertias()[b].m) + mass_;
+  Model::set_inertia(b, metapod::Spatial::Inertia::from_center_of_mass(mass, {com.x, com.y, com.z},
+                                                                       {inertia(0, 0), inertia(1, 0), inertia(1, 1),
+                                                                        inertia(2, 0), inertia(2, 1), inertia(2, 2)}));
 }
 
 template <typename Model>
@@ -24,13 +23,13 @@ float MetapodRigidBodySystem<Model>::getMass() const noexcept {
 
 template <typename Model>
 float MetapodRigidBodySystem<Model>::getPartialMass(unsigned long b) const noexcept {
-  return b < body_count ? mass_ - Model::inertias[b].m : mass_;
+  return b < body_count ? mass_ - Model::inertias()[b].m : mass_;
 }
 
 template <typename Model>
 float MetapodRigidBodySystem<Model>::getMass(unsigned long b) const noexcept {
   assert(b < body_count && "getMass: body index out of range");
-  return Model::inertias[b].m;
+  return Model::inertias()[b].m;
 }
 
 // ---- Root ---------------------------------------------------------------------------------------------------------

@@ -4,8 +4,8 @@
 
 #include "metapod/algos/fwd_kin_iX1.h"
 #include "metapod/algos/jcalc.h"
-#include "metapod/algos/partial_com.h"
 #include "plugin/metapod_rigid_body_system.h"
+#include "plugin/poses.h"
 
 namespace tesk {
 
@@ -16,34 +16,35 @@ inline QZ::Math::Position3D divided(const metapod::Spatial::Vector3& first_momen
 }
 
 template <typename Model>
-void MetapodRigidBodySystem<Model>::computeFwdKinematicsExceptRoot() noexcept {
+[[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeFwdKinematicsExceptRoot() noexcept {
   using namespace metapod::internal;
-  depth_first_traversal_internal<JcalcPosVisitor, Model, root>::run(robot_, std::as_const(q_));
-  Spatial3 first_moment_root;
-  metapod::fwd_kin_iX1<Model>::run(robot_, iX1_.data(), jacobianInRoot_, first_moment_root);
-  for (std::size_t b = 1; b < body_count; ++b) invToQZMath(iX1_[b], posesInRoot_[b]);
-  comInRoot_ = divided(first_moment_root, mass_);
+  const metapod::Positions<Model> positions(q_.data());
+  depth_first_traversal_internal<JcalcPosVisitor, Model, root>::run(robot_, positions);
+  float* jacobian = jacobianInRoot_.data();
+  metapod::fwd_kin_iX1<Model>::run(robot_, iX1_, jacobian, moments_);
+  QZ::Math::Transform* posesInRoot = posesInRoot_.data();
+  flat_traversal_internal<PoseInRootVisitor, Model>::run(iX1_, posesInRoot);
+  comInRoot_ = divided(moments_.sum(), mass_);
 }
 
 template <typename Model>
-void MetapodRigidBodySystem<Model>::computeFwdKinematicsOnlyRoot() noexcept {
+[[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeFwdKinematicsOnlyRoot() noexcept {
+  using namespace metapod::internal;
   // The root's own step of the joint pass. The other nodes keep the joint angles of the last whole pass.
-  metapod::internal::JcalcPosVisitor<Model, root>::discover(robot_, q_);
-  const SpatialTransform& worldToRoot = metapod::node<root>(robot_).iXp;
-  invToQZMath(worldToRoot, poses_[root]);
-  for (std::size_t b = 1; b < body_count; ++b) invProdToQZMath(iX1_[b], worldToRoot, poses_[b]);
+  JcalcPosVisitor<Model, root>::discover(robot_, metapod::Positions<Model>(q_.data(), root_dof));
+  const InBothScalars worldToRoot(metapod::node<root>(robot_).iXp);
+  invToQZMath(worldToRoot.as<float>(), poses_[root]);
+  QZ::Math::Transform* poses = poses_.data();
+  flat_traversal_internal<PoseInWorldVisitor, Model>::run(iX1_, worldToRoot, poses);
   com_ = poses_[root] * comInRoot_;
 }
 
 template <typename Model>
-QZ::Math::Position3D MetapodRigidBodySystem<Model>::computePartialComPositionInRoot(unsigned long b) noexcept {
+[[gnu::flatten]] QZ::Math::Position3D MetapodRigidBodySystem<Model>::computePartialComPositionInRoot(
+    unsigned long b) noexcept {
   if (b == root || b >= body_count) return com_;
-  using namespace metapod::internal;
-  Spatial3 first_moment_root = Model::inertias[root].h;
-  const SpatialTransform* iX1 = iX1_.data();
-  const int excluded = static_cast<int>(b);
-  depth_first_traversal_internal<PartialComVisitor, Model, root>::run_below(robot_, iX1, excluded, first_moment_root);
-  return divided(first_moment_root, mass_ - Model::inertias[b].m);
+  if (!moments_.are_current()) metapod::first_moments<Model>::run(iX1_, moments_);
+  return divided(moments_.sum_without(b), mass_ - Model::inertias()[b].m);
 }
 
 template <typename Model>
@@ -80,7 +81,7 @@ void MetapodRigidBodySystem<Model>::setVolatilePose(unsigned long v, const QZ::M
 template <typename Model>
 QZ::Math::Position3D MetapodRigidBodySystem<Model>::getComPosition(unsigned long b) const noexcept {
   assert(b < body_count && "getComPosition: body index out of range");
-  const Spatial3 com_body = Model::inertias[b].center_of_mass();
+  const Spatial3 com_body = Model::inertias()[b].center_of_mass();
   return poses_[b] * QZ::Math::Position3D(com_body.x, com_body.y, com_body.z);
 }
 

@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "metapod/models/model.h"
-#include "metapod/spatial/transform.h"
+#include "metapod/algos/first_moments.h"
 #include "plugin/conversions.h"
 #include "plugin/rigid_body_system.h"
 
@@ -28,8 +27,8 @@ class MetapodRigidBodySystem final : public RigidBodySystem {
   MetapodRigidBodySystem& operator=(const MetapodRigidBodySystem&) = delete;
   ~MetapodRigidBodySystem() override = default;
 
-  // Storage comes from the C allocator, which aligns to 16 bytes, so that host and module agree on how it is freed. Never
-  // inlined: g++ would take one inlined half for a mismatch with the other.
+  // Storage comes from the C allocator, which aligns to 16 bytes, so that host and module agree on how it is freed.
+  // Never inlined: g++ would take one inlined half for a mismatch with the other.
   [[gnu::noinline]] static void* operator new(std::size_t size);
   [[gnu::noinline]] static void operator delete(void* storage) noexcept;
 
@@ -127,7 +126,8 @@ class MetapodRigidBodySystem final : public RigidBodySystem {
   Eigen::MatrixXf generalizedMass_;               ///< 30 x 30
   std::vector<QZ::Math::Transform> poses_;        ///< world poses of the bodies, then of the volatile frames
   std::vector<QZ::Math::Transform> posesInRoot_;  ///< [0] is never written: the identity
-  std::array<SpatialTransform, body_count> iX1_;  ///< from the root to each body; [0] is the identity
+  metapod::RootToBody<Model> iX1_;                ///< from the root to each body
+  metapod::FirstMoments<Model> moments_;          ///< of the bodies, in the root
   QZ::Math::Position3D com_;                      ///< of the robot, in the world
   QZ::Math::Position3D comInRoot_;
   QZ::Math::Transform worldPose_;  ///< the identity

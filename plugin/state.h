@@ -27,10 +27,8 @@ MetapodRigidBodySystem<Model>::MetapodRigidBodySystem()
     jacobianInRoot_.col(static_cast<Eigen::Index>(d)) << column.w.x, column.w.y, column.w.z, column.v.x, column.v.y,
         column.v.z;
   }
-  iX1_[root].E = metapod::Spatial::RotationMatrix(metapod::models::identity);
-
   mass_ = 0;
-  for (const auto& inertia : Model::inertias) mass_ += inertia.m;
+  for (const auto& inertia : Model::inertias()) mass_ += inertia.m;
 }
 
 template <typename Model>

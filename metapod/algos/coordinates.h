@@ -1,50 +1,124 @@
 #pragma once
 
-/// Where the numbers of a node stand in vectors and matrices over all coordinates. Node i owns Joint::dof consecutive
-/// coordinates from dof_index on. Vectors and matrices are anything with (row) or (row, column).
+/// Where the numbers of a node stand in vectors and matrices over all coordinates or bodies: gather and scatter. A body
+/// owns Joint::dof consecutive coordinates. Matrices are stored column by column, without gaps.
 
 #include <cstddef>
 
-#include "metapod/spatial/motion_subspace.h"
+#include "metapod/models/lanes.h"
 
 namespace metapod::internal {
 
-/// The node's entries of a vector.
-template <typename Node, typename Vector>
-auto get(const Vector& all) noexcept {
+/// The node's entries of a vector over coordinates.
+template <typename Node>
+auto get(const float* all) noexcept {
   typename Node::Joint::Coordinates own{};
-  for (int k = 0; k < Node::Joint::dof; ++k) own[static_cast<std::size_t>(k)] = all(Node::dof_index + k);
+  Spatial::unrolled<Node::Joint::dof>(
+      [&](auto k) { own[k] = gather<Node>([&](int b) { return all[Node::dof_index_of(b) + static_cast<int>(k)]; }); });
   return own;
 }
 
-template <typename Node, typename Vector>
-void put(Vector& all, const typename Node::Joint::Coordinates& own) noexcept {
-  for (int k = 0; k < Node::Joint::dof; ++k) all(Node::dof_index + k) = own[static_cast<std::size_t>(k)];
-}
-
-/// Column of a 6 x n matrix that belongs to a node with one coordinate.
-template <typename Node, typename Matrix>
-void put_column(Matrix& matrix, const Spatial::MotionT<typename Node::Scalar>& m) noexcept {
-  static_assert(Node::Joint::dof == 1);
-  constexpr int d = Node::dof_index;
-  matrix(0, d) = m.w.x;
-  matrix(1, d) = m.w.y;
-  matrix(2, d) = m.w.z;
-  matrix(3, d) = m.v.x;
-  matrix(4, d) = m.v.y;
-  matrix(5, d) = m.v.z;
-}
-
-/// The block with the rows of J and the columns of I, given by its columns, and the same values mirrored.
-template <typename J, typename I, typename Matrix, typename Columns>
-void put_symmetric(Matrix& matrix, const Columns& block) noexcept {
-  for (int c = 0; c < I::Joint::dof; ++c) {
-    for (int r = 0; r < J::Joint::dof; ++r) {
-      const auto value = block[static_cast<std::size_t>(c)][static_cast<std::size_t>(r)];
-      matrix(J::dof_index + r, I::dof_index + c) = value;
-      matrix(I::dof_index + c, J::dof_index + r) = value;
-    }
+/// The node's entries of an array over bodies.
+template <typename Node>
+auto get(const Spatial::Force* all) noexcept {
+  if constexpr (Node::bodies.count == 1) {
+    return all[Node::bodies.body[0]];
+  } else {
+    using Spatial::Pack;
+    std::array<Pack, 4> first{};  // n.x, n.y, n.z, f.x of each lane's body, then of all bodies
+    std::array<Pack, 4> last{};   // f.y, f.z
+    for_each_body<Node>([&](int b, int lane) {
+      first[static_cast<std::size_t>(lane)] = Spatial::load(&all[b].n.x);
+      last[static_cast<std::size_t>(lane)] = Spatial::load2(&all[b].f.y);
+    });
+    Spatial::transpose(first[0], first[1], first[2], first[3]);
+    Spatial::transpose(last[0], last[1], last[2], last[3]);
+    return Spatial::ForceT<Pack>{{first[0], first[1], first[2]}, {first[3], last[0], last[1]}};
   }
+}
+
+inline float lane_of(float x, int) noexcept { return x; }
+inline float lane_of(const Spatial::Pack& x, int lane) noexcept { return x[lane]; }
+
+template <typename Node>
+void put(float* all, const typename Node::Joint::Coordinates& own) noexcept {
+  Spatial::unrolled<Node::Joint::dof>([&](auto k) {
+    for_each_body<Node>(
+        [&](int b, int lane) { all[Node::dof_index_of(b) + static_cast<int>(k)] = lane_of(own[k], lane); });
+  });
+}
+
+/// The columns of a 6 x n matrix that belong to a node's joints of one coordinate. Columns are consecutive.
+template <typename Node>
+void put_column(float* matrix, const Spatial::MotionT<float>& m) noexcept {
+  float* column = matrix + 6 * Node::dof_index;
+  column[0] = m.w.x;
+  column[1] = m.w.y;
+  column[2] = m.w.z;
+  column[3] = m.v.x;
+  column[4] = m.v.y;
+  column[5] = m.v.z;
+}
+
+template <typename Node>
+void put_column(float* matrix, const Spatial::MotionT<Spatial::Pack>& m) noexcept {
+  std::array<Spatial::Pack, 4> rows0to3{m.w.x, m.w.y, m.w.z, m.v.x};
+  std::array<Spatial::Pack, 4> rows4to5{m.v.y, m.v.z, m.v.y, m.v.z};
+  Spatial::transpose(rows0to3[0], rows0to3[1], rows0to3[2], rows0to3[3]);
+  Spatial::transpose(rows4to5[0], rows4to5[1], rows4to5[2], rows4to5[3]);
+  for_each_body<Node>([&](int b, int lane) {
+    float* column = matrix + 6 * Node::dof_index_of(b);
+    Spatial::store(column, rows0to3[static_cast<std::size_t>(lane)]);
+    Spatial::store<2>(column + 4, rows4to5[static_cast<std::size_t>(lane)]);
+  });
+}
+
+/// The columns of a 3 x n matrix, as above.
+template <typename Node>
+void put_column(float* matrix, const Spatial::Vector3& v, int k = 0) noexcept {
+  float* column = matrix + 3 * (Node::dof_index + k);
+  column[0] = v.x;
+  column[1] = v.y;
+  column[2] = v.z;
+}
+
+template <typename Node>
+void put_column(float* matrix, const Spatial::Vector3T<Spatial::Pack>& v, int = 0) noexcept {
+  std::array<Spatial::Pack, 4> rows{v.x, v.y, v.z, v.z};
+  Spatial::transpose(rows[0], rows[1], rows[2], rows[3]);
+  for_each_body<Node>([&](int b, int lane) {
+    Spatial::store<3>(matrix + 3 * Node::dof_index_of(b), rows[static_cast<std::size_t>(lane)]);
+  });
+}
+
+/// The blocks with the rows of J's joints and the columns of I's, given by their columns, and the same values mirrored.
+/// J is I or above it.
+template <typename J, typename I, int rows, typename Columns>
+void put_symmetric(float* matrix, const Columns& block) noexcept {
+  Spatial::unrolled<I::Joint::dof>([&](auto c) {
+    Spatial::unrolled<J::Joint::dof>([&](auto r) {
+      for_each_body<I>([&](int b, int lane) {
+        const int row = J::dof_index_of(J::bodies.in_lane(lane)) + static_cast<int>(r);
+        const int column = I::dof_index_of(b) + static_cast<int>(c);
+        const float value = lane_of(block[c][r], lane);
+        matrix[row + rows * column] = value;
+        matrix[column + rows * row] = value;
+      });
+    });
+  });
+}
+
+/// A vector of each of the node's bodies, to an array over bodies: x, y, z in the first three lanes.
+template <typename Node>
+void put(Spatial::Pack* all, const Spatial::Vector3& own) noexcept {
+  all[Node::bodies.body[0]] = Spatial::Pack(own.x, own.y, own.z, 0);
+}
+
+template <typename Node>
+void put(Spatial::Pack* all, const Spatial::Vector3T<Spatial::Pack>& own) noexcept {
+  std::array<Spatial::Pack, 4> of_lane{own.x, own.y, own.z, Spatial::Pack{}};
+  Spatial::transpose(of_lane[0], of_lane[1], of_lane[2], of_lane[3]);
+  for_each_body<Node>([&](int b, int lane) { all[b] = of_lane[static_cast<std::size_t>(lane)]; });
 }
 
 }  // namespace metapod::internal

@@ -28,31 +28,26 @@ struct crba<Model, false> {
   struct DftVisitor {
     using Node = NodeOf<Model, i>;
 
-    template <typename Matrix>
-    static void discover(Model& model, Matrix&) noexcept {
-      node<i>(model).Icomp = Model::template inertia<i>();
-    }
+    static void discover(Model& model, float*) noexcept { node<i>(model).Icomp = Model::template inertia<i>(); }
 
-    template <typename Matrix>
-    static void finish(Model& model, Matrix& H) noexcept {
+    static void finish(Model& model, float* H) noexcept {
       auto& n = node<i>(model);
       if constexpr (Node::parent != models::no_parent) {
-        auto& parent = node<Node::parent>(model);
-        parent.Icomp = parent.Icomp + n.iXp.applyInv(n.Icomp);
+        add_to_parent<Node>(node<Node::parent>(model).Icomp, n.iXp.applyInv(n.Icomp));
       }
       n.IcompS = n.Icomp * n.joint.S;
-      internal::put_symmetric<Node, Node>(H, n.joint.S.transpose() * n.IcompS);
+      internal::put_symmetric<Node, Node, Model::dof_count>(H, n.joint.S.transpose() * n.IcompS);
       internal::backward_traversal_internal<BwdtVisitor, Model, i>::run(model, H);
     }
 
     /// One step of the walk from node i to the root: from P to its parent J.
     template <typename, int J, int P>
     struct BwdtVisitor {
-      template <typename Matrix>
-      static void discover(Model& model, Matrix& H) noexcept {
+      static void discover(Model& model, float* H) noexcept {
         auto& n = node<i>(model);
         n.IcompS = applyInv(node<P>(model).iXp, n.IcompS);
-        internal::put_symmetric<NodeOf<Model, J>, Node>(H, node<J>(model).joint.S.transpose() * n.IcompS);
+        internal::put_symmetric<NodeOf<Model, J>, Node, Model::dof_count>(
+            H, node<J>(model).joint.S.transpose() * n.IcompS);
       }
     };
   };

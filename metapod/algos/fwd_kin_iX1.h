@@ -1,30 +1,25 @@
 #pragma once
 
-#include "metapod/algos/coordinates.h"
-#include "metapod/algos/traversal.h"
+#include "metapod/algos/first_moments.h"
 
 namespace metapod {
 
 namespace internal {
 
-/// Adds to a first moment of mass [kg m], in the root's frame, that of a node's body, X being the transform from the
-/// root to the body.
-template <typename Inertia, typename Transform, typename Vector>
-void add_first_moment(const Inertia& inertia, const Transform& X, Vector& sum) noexcept {
-  sum = inertia.m * X.applyInvToPoint(inertia.center_of_mass()) + sum;
-}
-
 template <typename Model, int node_id>
 struct FwdKiniX1Visitor {
   using Node = NodeOf<Model, node_id>;
 
-  template <typename Transform, typename Jacobian, typename Vector>
-  static void discover(Model& model, Transform* iX1, Jacobian& jacobian, Vector& com) noexcept {
+  static void discover(Model& model, RootToBody<Model>& iX1, float* jacobian, Spatial::Pack* of_bodies) noexcept {
     const auto& i = node<node_id>(model);
     // i<-p after p<-1 is i<-1.
-    iX1[node_id] = i.iXp * iX1[Node::parent];
-    put_column<Node>(jacobian, applyInv(iX1[node_id], i.joint.S));
-    add_first_moment(Model::template inertia<node_id>(), iX1[node_id], com);
+    if constexpr (Node::parent == 0) {
+      at<node_id>(iX1) = RootToBodyOf<Node>(i.iXp);
+    } else {
+      at<node_id>(iX1) = i.iXp * at<Node::parent>(iX1);
+    }
+    put_column<Node>(jacobian, applyInv(at<node_id>(iX1), i.joint.S));
+    FirstMomentVisitor<Model, node_id>::discover(iX1, of_bodies);
   }
 };
 
@@ -32,27 +27,20 @@ struct FwdKiniX1Visitor {
 
 /// Forward kinematics relative to the root.
 ///
-/// Frames  root axes and root origin; iX1[i] leads from the root to body i
-/// Shapes  iX1: one transform per body; jacobian 6 x 30, rows 0 to 2 angular [-], rows 3 to 5 linear [m]; com the first
-///         moment of mass of the whole robot [kg m]
-/// Reads   iXp of all nodes but the root, the inertias, iX1[0], which is the identity
-/// Writes  iX1[1] and up, the jacobian's columns of the revolute joints, com
+/// Frames  root axes and root origin; iX1 leads from the root to each body
+/// Shapes  jacobian 6 x 30, consecutive columns, rows 0 to 2 angular [-], rows 3 to 5 linear [m]; one first moment of
+/// mass
+///         per body [kg m]
+/// Reads   iXp of all nodes but the root, the inertias
+/// Writes  iX1 and the jacobian's columns of all nodes but the root, all moments
 /// After   a joint pass with the current positions; not checked
 /// Source  R. Featherstone, Rigid Body Dynamics Algorithms, 2008, ch. 4
 template <typename Model>
 struct fwd_kin_iX1 {
-  template <typename Transform, typename Jacobian, typename Vector>
-  static void run(Model& model, Transform* iX1, Jacobian& jacobian, Vector& com) noexcept {
-    com = Model::template inertia<0>().h;
-    // Parents come before their children in the order of ids.
-    run_nodes(std::make_integer_sequence<int, Model::body_count - 1>{}, model, iX1, jacobian, com);
-  }
-
- private:
-  template <int... i, typename Transform, typename Jacobian, typename Vector>
-  static void run_nodes(std::integer_sequence<int, i...>, Model& model, Transform* iX1, Jacobian& jacobian,
-                        Vector& com) noexcept {
-    (internal::FwdKiniX1Visitor<Model, i + 1>::discover(model, iX1, jacobian, com), ...);
+  static void run(Model& model, RootToBody<Model>& iX1, float* jacobian, FirstMoments<Model>& moments) noexcept {
+    moments.compute([&](Spatial::Pack* of_bodies) {
+      internal::flat_traversal_internal<internal::FwdKiniX1Visitor, Model>::run(model, iX1, jacobian, of_bodies);
+    });
   }
 };
 

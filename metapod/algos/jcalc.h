@@ -5,41 +5,68 @@
 
 #include "metapod/algos/coordinates.h"
 #include "metapod/algos/traversal.h"
+#include "metapod/spatial/sine_cosine.h"
 
-namespace metapod::internal {
+namespace metapod {
+
+/// Coordinates of all joints with the sines and cosines of the angles among them, which are all but the root's
+/// position. Refers to the coordinates.
+template <typename Model>
+class Positions {
+  static constexpr int first_angle = 3;
+
+ public:
+  /// Of the coordinates 0 to last - 1; of the others the angles are not looked at.
+  explicit Positions(const float* q, int last = Model::dof_count) noexcept : q_(q) {
+    Spatial::store<first_angle>(sine_, Spatial::Pack{});
+    Spatial::store<first_angle>(cosine_, Spatial::Pack{});
+    Spatial::sine_cosine(q, sine_, cosine_, first_angle, last);
+  }
+
+  template <typename Node>
+  typename Node::Joint::Positions of() const noexcept {
+    using internal::get;
+    return {get<Node>(q_), get<Node>(sine_), get<Node>(cosine_)};
+  }
+
+ private:
+  const float* q_;
+  float sine_[Model::dof_count];
+  float cosine_[Model::dof_count];
+};
+
+namespace internal {
 
 /// Positions only.
-/// Reads   q (30)   Writes  joint.Xj, iXp
+/// Writes  joint.Xj, iXp
 template <typename Model, int node_id>
 struct JcalcPosVisitor {
   using Node = NodeOf<Model, node_id>;
 
-  template <typename Vector>
-  static void discover(Model& model, const Vector& q) noexcept {
+  static void discover(Model& model, const Positions<Model>& positions) noexcept {
     auto& i = node<node_id>(model);
-    i.joint.jcalcPos(get<Node>(q));
+    i.joint.jcalcPos(positions.template of<Node>());
     i.iXp = i.joint.Xj * Node::Xt;
   }
 
-  template <typename Vector>
-  static void finish(Model&, const Vector&) noexcept {}
+  static void finish(Model&, const Positions<Model>&) noexcept {}
 };
 
 /// Positions and velocities.
-/// Reads   q, dq (30 each)   Writes  joint.Xj, joint.vj, iXp
+/// Writes  joint.Xj, joint.vj, iXp
 template <typename Model, int node_id>
 struct JcalcVisitor {
   using Node = NodeOf<Model, node_id>;
 
-  template <typename Vector>
-  static void discover(Model& model, const Vector& q, const Vector& dq) noexcept {
+  static void discover(Model& model, const Positions<Model>& positions, const float* dq) noexcept {
     auto& i = node<node_id>(model);
-    i.joint.jcalc(get<Node>(q), get<Node>(dq));
+    i.joint.jcalc(positions.template of<Node>(), get<Node>(dq));
     i.iXp = i.joint.Xj * Node::Xt;
   }
 
-  template <typename Vector>
-  static void finish(Model&, const Vector&, const Vector&) noexcept {}
+  static void finish(Model&, const Positions<Model>&, const float*) noexcept {}
 };
 
-}  // namespace metapod::internal
+}  // namespace internal
+
+}  // namespace metapod

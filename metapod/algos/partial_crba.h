@@ -12,16 +12,16 @@ struct partial_crba {
   struct DftVisitor {
     using Whole = typename crba<Model, false>::template DftVisitor<Model, i>;
 
-    template <typename Matrix>
-    static void discover(Model& model, Matrix&, int k) noexcept {
-      using Inertia = Spatial::InertiaT<typename NodeOf<Model, i>::Scalar>;
-      node<i>(model).Icomp = i == k ? Inertia{} : Model::template inertia<i>();
+    static void discover(Model& model, float*, int k) noexcept {
+      using Node = NodeOf<Model, i>;
+      const auto& [m, h, I] = Model::template inertia<i>();
+      node<i>(model).Icomp = {without<Node>(m, k),
+                              without<Node>(h, k),
+                              {without<Node>(I.xx, k), without<Node>(I.yx, k), without<Node>(I.yy, k),
+                               without<Node>(I.zx, k), without<Node>(I.zy, k), without<Node>(I.zz, k)}};
     }
 
-    template <typename Matrix>
-    static void finish(Model& model, Matrix& H, int) noexcept {
-      Whole::finish(model, H);
-    }
+    static void finish(Model& model, float* H, int) noexcept { Whole::finish(model, H); }
   };
 };
 

@@ -35,8 +35,9 @@ struct rnea<Model, false> {
         n.ai = n.iXp * minus_g + n.joint.S * ddq_i + n.joint.cj + cross(n.vi, vj);
       } else {
         const auto& p = node<parent>(model);
-        n.vi = n.iXp * p.vi + vj;
-        n.ai = n.iXp * p.ai + n.joint.S * ddq_i + n.joint.cj + cross(n.vi, vj);
+        using Scalar = typename NodeOf<Model, i>::Scalar;
+        n.vi = n.iXp * to_child<Scalar>(p.vi) + vj;
+        n.ai = n.iXp * to_child<Scalar>(p.ai) + n.joint.S * ddq_i + n.joint.cj + cross(n.vi, vj);
       }
     }
   };
@@ -45,21 +46,18 @@ struct rnea<Model, false> {
   struct DftVisitor {
     using Node = NodeOf<Model, i>;
 
-    template <typename Vector, typename Force>
-    static void discover(Model& model, const Vector& ddq, const Force* fext, Vector&) noexcept {
+    static void discover(Model& model, const float* ddq, const Spatial::Force* fext, float*) noexcept {
       update_kinematics<i, Node::parent>::run(model, internal::get<Node>(ddq));
       auto& n = node<i>(model);
       const auto& I = Model::template inertia<i>();
-      n.fi = I * n.ai + cross(n.vi, I * n.vi) - fext[i];
+      n.fi = I * n.ai + cross(n.vi, I * n.vi) - internal::get<Node>(fext);
     }
 
-    template <typename Vector, typename Force>
-    static void finish(Model& model, const Vector&, const Force*, Vector& torques) noexcept {
+    static void finish(Model& model, const float*, const Spatial::Force*, float* torques) noexcept {
       auto& n = node<i>(model);
       internal::put<Node>(torques, n.joint.S.transpose() * n.fi);
       if constexpr (Node::parent != models::no_parent) {
-        auto& p = node<Node::parent>(model);
-        p.fi = p.fi + n.iXp.applyInv(n.fi);
+        add_to_parent<Node>(node<Node::parent>(model).fi, n.iXp.applyInv(n.fi));
       }
     }
   };

@@ -34,6 +34,21 @@ struct depth_first_traversal_internal {
   }
 };
 
+/// Visits all nodes but the root in the order of their ids, in which parents come before their children.
+template <template <typename, int> class Visitor, typename Model>
+struct flat_traversal_internal {
+  template <typename... Args>
+  static void run(Args&... args) noexcept {
+    run_nodes(std::make_integer_sequence<int, Model::node_count - 1>{}, args...);
+  }
+
+ private:
+  template <int... i, typename... Args>
+  static void run_nodes(std::integer_sequence<int, i...>, Args&... args) noexcept {
+    (Visitor<Model, i + 1>::discover(args...), ...);
+  }
+};
+
 /// Walks from a node P up to the root and visits every edge on the way: Visitor<Model, J, P> for the parent J of P,
 /// then the edge above J, and so on.
 template <template <typename, int, int> class Visitor, typename Model, int P>

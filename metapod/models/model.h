@@ -1,9 +1,8 @@
 #pragma once
 
-/// A robot as a type: one node record per body, in a heterogeneous vector that the algorithms index at build time, and
-/// the class-wide tables that describe the robot.
+/// A robot as a type: the class-wide tables that describe it, and one record per node, in a heterogeneous vector that
+/// the algorithms index at build time.
 
-#include <array>
 #include <boost/fusion/include/at_c.hpp>
 #include <boost/fusion/include/vector.hpp>
 #include <string>
@@ -15,56 +14,115 @@ namespace metapod {
 
 namespace models {
 
-template <typename Robot, typename Value, typename Function, std::size_t... i>
-constexpr auto table_of(Function&& entry, std::index_sequence<i...>) {
-  return std::array<Value, sizeof...(i)>{Value(entry(Robot::bodies[i]))...};
-}
-
-/// One entry per body of the robot, made from its description.
-template <typename Robot, typename Value, typename Function>
-constexpr auto table_of(Function&& entry) {
-  return table_of<Robot, Value>(entry, std::make_index_sequence<static_cast<std::size_t>(body_count<Robot>)>{});
-}
-
-template <typename Robot, typename Ids>
-struct NodeVector;
-
-template <typename Robot, int... id>
-struct NodeVector<Robot, std::integer_sequence<int, id...>> {
-  using type = boost::fusion::vector<Node<Robot, id>...>;
+/// Mass properties of a node's bodies, in their own frames.
+template <typename Scalar>
+struct MassT {
+  Spatial::InertiaT<Scalar> inertia{};
+  Spatial::Vector3T<Scalar> center_of_mass{};  ///< not finite for a massless body
 };
 
+template <typename Robot, std::size_t... i>
+std::array<std::string, sizeof...(i)> names_of(std::index_sequence<i...>) {
+  return {Robot::bodies[i].name...};
+}
+
+template <typename Robot, std::size_t... i>
+constexpr std::array<Spatial::Inertia, sizeof...(i)> inertias_of(std::index_sequence<i...>) noexcept {
+  return {Robot::bodies[i].inertia...};
+}
+
+template <typename Robot, typename Partition, template <typename> class Value, int... id>
+auto node_vector(std::integer_sequence<int, id...>) -> boost::fusion::vector<Value<Node<Robot, Partition, id>>...>;
+
 /// Size is fixed, nothing is on the heap; copying copies the state of every node. One object belongs to one thread at a
-/// time. The tables are shared by all objects.
-template <typename Robot>
+/// time. The tables are shared by all objects of the class; only set_inertia writes them, and there is no lock.
+///
+/// The partition says which bodies a node stands for. Whatever it is, the algorithms give the same bits.
+template <typename Robot, typename Partition>
 class Model {
+  static constexpr auto body_indexes = std::make_index_sequence<std::size(Robot::bodies)>{};
+  static constexpr auto node_ids = std::make_integer_sequence<int, static_cast<int>(Partition::nodes.size())>{};
+
+  template <typename Node>
+  using Self = Node;
+  template <typename Node>
+  using MassOf = MassT<typename Node::Scalar>;
+
  public:
   static_assert(is_topological<Robot>(), "the root comes first, and every parent before its children");
 
   static constexpr int body_count = models::body_count<Robot>;
   static constexpr int dof_count = dof_count_of<Robot>();
+  static constexpr int node_count = static_cast<int>(Partition::nodes.size());
 
   template <int id>
-  using Node = models::Node<Robot, id>;
+  using Node = models::Node<Robot, Partition, id>;
+
+  /// One Value<Node> for each node.
+  template <template <typename> class Value>
+  using PerNode = decltype(node_vector<Robot, Partition, Value>(node_ids));
 
   static constexpr auto parents = parents_of<Robot>();
   static constexpr auto dof_numbers = dof_numbers_of<Robot>();
   static constexpr auto dof_indexes = dof_indexes_of<Robot>();
 
   /// Live as long as the module is loaded.
-  static inline const auto joint_names = table_of<Robot, std::string>([](const auto& body) { return body.name; });
-  static inline const auto body_names = table_of<Robot, std::string>([](const auto& body) { return body.name; });
+  static inline const auto joint_names = names_of<Robot>(body_indexes);
+  static inline const auto body_names = names_of<Robot>(body_indexes);
 
-  /// Inertia of each body in its own frame. The only table that may be written; there is no lock.
-  static inline auto inertias = table_of<Robot, Spatial::Inertia>([](const auto& body) { return body.inertia; });
+  /// Inertia of each body in its own frame.
+  static const auto& inertias() noexcept { return inertias_; }
+  static void set_inertia(std::size_t body, const Spatial::Inertia& inertia) noexcept {
+    inertias_[body] = inertia;
+    refresh(masses_, node_ids);
+    ++inertia_version_;
+  }
+  /// Another number after every change of the table.
+  static unsigned inertia_version() noexcept { return inertia_version_; }
 
-  /// The inertia of a node.
   template <int id>
-  static const Spatial::InertiaT<typename Node<id>::Scalar>& inertia() noexcept {
-    return inertias[id];
+  static const auto& inertia() noexcept {
+    return boost::fusion::at_c<id>(masses_).inertia;
+  }
+  template <int id>
+  static const auto& center_of_mass() noexcept {
+    return boost::fusion::at_c<id>(masses_).center_of_mass;
   }
 
-  typename NodeVector<Robot, std::make_integer_sequence<int, body_count>>::type nodes;
+  PerNode<Self> nodes;
+
+ private:
+  using Masses = PerNode<MassOf>;
+
+  template <typename Node>
+  static MassOf<Node> mass_of_node() noexcept {
+    const auto gathered = [](auto&& value) {
+      return gather<Node>([&](int b) { return value(inertias_[static_cast<std::size_t>(b)]); });
+    };
+    using I = const Spatial::Inertia&;
+    return {{gathered([](I i) { return i.m; }),
+             {gathered([](I i) { return i.h.x; }), gathered([](I i) { return i.h.y; }),
+              gathered([](I i) { return i.h.z; })},
+             {gathered([](I i) { return i.I.xx; }), gathered([](I i) { return i.I.yx; }),
+              gathered([](I i) { return i.I.yy; }), gathered([](I i) { return i.I.zx; }),
+              gathered([](I i) { return i.I.zy; }), gathered([](I i) { return i.I.zz; })}},
+            gather_vector<Node>([](int b) { return inertias_[static_cast<std::size_t>(b)].center_of_mass(); })};
+  }
+
+  template <int... id>
+  static void refresh(Masses& masses, std::integer_sequence<int, id...>) noexcept {
+    ((boost::fusion::at_c<id>(masses) = mass_of_node<Node<id>>()), ...);
+  }
+
+  static Masses initial_masses() noexcept {
+    Masses masses;
+    refresh(masses, node_ids);
+    return masses;
+  }
+
+  static inline auto inertias_ = inertias_of<Robot>(body_indexes);
+  static inline Masses masses_ = initial_masses();
+  static inline unsigned inertia_version_ = 1;
 };
 
 }  // namespace models
@@ -73,10 +131,16 @@ class Model {
 template <typename Model, int id>
 using NodeOf = typename Model::template Node<id>;
 
+/// The entry of a node in one of the model's vectors over nodes.
+template <int id, typename PerNode>
+auto& at(PerNode& values) noexcept {
+  return boost::fusion::at_c<id>(values);
+}
+
 /// The record of a node.
 template <int id, typename Model>
 NodeOf<Model, id>& node(Model& model) noexcept {
-  return boost::fusion::at_c<id>(model.nodes);
+  return at<id>(model.nodes);
 }
 
 }  // namespace metapod

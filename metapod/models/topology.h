@@ -17,11 +17,6 @@ namespace metapod::models {
 template <typename Robot>
 inline constexpr int body_count = static_cast<int>(std::size(Robot::bodies));
 
-/// The joint kind of a node.
-template <typename Robot, int id, typename Scalar>
-using JointOf = std::conditional_t<Robot::bodies[id].parent == no_parent, FreeFlyerBodyJointT<Scalar>,
-                                   RevoluteJointAboutZT<Scalar>>;
-
 template <typename Robot>
 using IntTable = std::array<int, static_cast<std::size_t>(body_count<Robot>)>;
 
@@ -64,28 +59,19 @@ constexpr bool is_topological() noexcept {
   return true;
 }
 
-template <typename Robot>
-constexpr int child_count(int id) noexcept {
+template <std::size_t n>
+constexpr int child_count(const std::array<int, n>& parents, int id) noexcept {
   int count = 0;
-  for (const auto& body : Robot::bodies) count += body.parent == id ? 1 : 0;
+  for (const int parent : parents) count += parent == id ? 1 : 0;
   return count;
 }
 
-/// The k-th child of a body, in increasing order of ids.
-template <typename Robot>
-constexpr int child(int id, int k) noexcept {
-  int i = 0;
-  for (int seen = -1; seen < k; ++i) seen += Robot::bodies[i].parent == id ? 1 : 0;
-  return i - 1;
+/// The k-th child, in increasing order of ids.
+template <std::size_t n>
+constexpr int child(const std::array<int, n>& parents, int id, int k) noexcept {
+  std::size_t i = 0;
+  for (int seen = -1; seen < k; ++i) seen += parents[i] == id ? 1 : 0;
+  return static_cast<int>(i) - 1;
 }
-
-template <typename Robot, int id, int... k>
-constexpr auto children_of(std::integer_sequence<int, k...>) noexcept {
-  return std::integer_sequence<int, child<Robot>(id, k)...>{};
-}
-
-/// The children of a node as a std::integer_sequence of ids, in increasing order.
-template <typename Robot, int id>
-using ChildrenOf = decltype(children_of<Robot, id>(std::make_integer_sequence<int, child_count<Robot>(id)>{}));
 
 }  // namespace metapod::models

@@ -5,27 +5,40 @@
 namespace metapod::Spatial {
 
 /// A 3 x 3 matrix by its columns.
-template <typename Scalar>
-struct Matrix3T {
-  Vector3T<Scalar> column0, column1, column2;
+template <typename Column0, typename Column1, typename Column2>
+struct MatrixOf {
+  Column0 column0;
+  Column1 column1;
+  Column2 column2;
 };
+template <typename Column0, typename Column1, typename Column2>
+MatrixOf(Column0, Column1, Column2) -> MatrixOf<Column0, Column1, Column2>;
+
+template <typename Scalar>
+using Matrix3T = MatrixOf<Vector3T<Scalar>, Vector3T<Scalar>, Vector3T<Scalar>>;
 using Matrix3 = Matrix3T<float>;
 
-template <typename Scalar>
-constexpr Vector3T<Scalar> operator*(const Matrix3T<Scalar>& M, const Vector3T<Scalar>& v) noexcept {
+template <typename A, typename B, typename C, typename X, typename Y, typename Z>
+constexpr auto operator*(const MatrixOf<A, B, C>& M, const VectorOf<X, Y, Z>& v) noexcept {
   const auto& [a, b, c] = M;
-  return {a.x * v.x + b.x * v.y + c.x * v.z, a.y * v.x + b.y * v.y + c.y * v.z, a.z * v.x + b.z * v.y + c.z * v.z};
+  return VectorOf{a.x * v.x + b.x * v.y + c.x * v.z, a.y * v.x + b.y * v.y + c.y * v.z,
+                  a.z * v.x + b.z * v.y + c.z * v.z};
 }
 
-template <typename Scalar>
-constexpr Matrix3T<Scalar> operator*(const Matrix3T<Scalar>& A, const Matrix3T<Scalar>& B) noexcept {
-  return {A * B.column0, A * B.column1, A * B.column2};
+template <typename M, typename A, typename B, typename C>
+constexpr auto operator*(const M& left, const MatrixOf<A, B, C>& right) noexcept {
+  return MatrixOf{left * right.column0, left * right.column1, left * right.column2};
 }
 
 /// M transposed times v.
-template <typename Scalar>
-constexpr Vector3T<Scalar> transposed_times(const Matrix3T<Scalar>& M, const Vector3T<Scalar>& v) noexcept {
-  return {dot(M.column0, v), dot(M.column1, v), dot(M.column2, v)};
+template <typename A, typename B, typename C, typename X, typename Y, typename Z>
+constexpr auto transposed_times(const MatrixOf<A, B, C>& M, const VectorOf<X, Y, Z>& v) noexcept {
+  return VectorOf{dot(M.column0, v), dot(M.column1, v), dot(M.column2, v)};
+}
+
+template <typename Scalar, typename A, typename B, typename C>
+constexpr Matrix3T<Scalar> filled(const MatrixOf<A, B, C>& M) noexcept {
+  return {filled<Scalar>(M.column0), filled<Scalar>(M.column1), filled<Scalar>(M.column2)};
 }
 
 /// A symmetric 3 x 3 matrix, stored as its lower triangle row by row.

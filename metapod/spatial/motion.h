@@ -7,28 +7,31 @@ namespace metapod::Spatial {
 /// Spatial velocity or acceleration of a body, in the axes of one frame.
 /// The linear part is that of the body-fixed point at the frame's origin.
 /// Source: R. Featherstone, Rigid Body Dynamics Algorithms, 2008, ch. 2.
-template <typename Scalar>
-struct MotionT {
-  using Vector = Vector3T<Scalar>;
+template <typename Angular, typename Linear>
+struct MotionOf {
+  Angular w;  ///< angular part [rad/s]
+  Linear v;   ///< linear part [m/s]
 
-  Vector w;  ///< angular part [rad/s]
-  Vector v;  ///< linear part [m/s]
-
-  constexpr const Vector& angular() const noexcept { return w; }
-  constexpr const Vector& linear() const noexcept { return v; }
+  constexpr const Angular& angular() const noexcept { return w; }
+  constexpr const Linear& linear() const noexcept { return v; }
 };
+template <typename Angular, typename Linear>
+MotionOf(Angular, Linear) -> MotionOf<Angular, Linear>;
+
+template <typename Scalar>
+using MotionT = MotionOf<Vector3T<Scalar>, Vector3T<Scalar>>;
 using Motion = MotionT<float>;
 static_assert(std::is_trivial_v<Motion> && sizeof(Motion) == 6 * sizeof(float));
 
-template <typename Scalar>
-constexpr MotionT<Scalar> operator+(const MotionT<Scalar>& a, const MotionT<Scalar>& b) noexcept {
-  return {a.w + b.w, a.v + b.v};
+template <typename A, typename B, typename C, typename D>
+constexpr auto operator+(const MotionOf<A, B>& a, const MotionOf<C, D>& b) noexcept {
+  return MotionOf{a.w + b.w, a.v + b.v};
 }
 
 /// Motion cross motion, a x b: the rate of b when it is fixed in a body that moves with a.
-template <typename Scalar>
-constexpr MotionT<Scalar> cross(const MotionT<Scalar>& a, const MotionT<Scalar>& b) noexcept {
-  return {cross(a.w, b.w), cross(a.w, b.v) + cross(a.v, b.w)};
+template <typename A, typename B, typename C, typename D>
+constexpr auto cross(const MotionOf<A, B>& a, const MotionOf<C, D>& b) noexcept {
+  return MotionOf{cross(a.w, b.w), cross(a.w, b.v) + cross(a.v, b.w)};
 }
 
 }  // namespace metapod::Spatial

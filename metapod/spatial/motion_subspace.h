@@ -9,6 +9,7 @@
 #include <cstddef>
 
 #include "metapod/spatial/transform.h"
+#include "metapod/spatial/unrolled.h"
 
 namespace metapod::Spatial {
 
@@ -47,9 +48,8 @@ using ConstraintMotionFreeFlyerBody = ConstraintMotionFreeFlyerBodyT<float>;
 // ---- S times rates ----------------------------------------------------------------------------------------------
 
 template <typename Scalar>
-constexpr MotionT<Scalar> operator*(const ConstraintMotionAboutZT<Scalar>&,
-                                    const CoordinatesT<Scalar, 1>& rates) noexcept {
-  return {{Scalar{}, Scalar{}, rates[0]}, {}};
+constexpr auto operator*(const ConstraintMotionAboutZT<Scalar>&, const CoordinatesT<Scalar, 1>& rates) noexcept {
+  return MotionOf{VectorOf{Zero{}, Zero{}, rates[0]}, ZeroVector{}};
 }
 
 template <typename Scalar>
@@ -81,16 +81,16 @@ constexpr ForceSetT<Scalar, 6> operator*(const InertiaT<Scalar>& inertia,
            {{I.zx, I.zy, I.zz}, {-h.y, h.x, zero}}}};
 }
 
-// ---- S^T times forces -------------------------------------------------------------------------------------------
+// ---- S^T times forces; the forces may have another scalar, of which each lane is one force -------------------------
 
-template <typename Scalar>
-constexpr CoordinatesT<Scalar, 1> operator*(const TransposedT<ConstraintMotionAboutZT<Scalar>>&,
+template <typename S, typename Scalar>
+constexpr CoordinatesT<Scalar, 1> operator*(const TransposedT<ConstraintMotionAboutZT<S>>&,
                                             const ForceT<Scalar>& force) noexcept {
   return {force.n.z};
 }
 
-template <typename Scalar>
-constexpr CoordinatesT<Scalar, 6> operator*(const TransposedT<ConstraintMotionFreeFlyerBodyT<Scalar>>&,
+template <typename S, typename Scalar>
+constexpr CoordinatesT<Scalar, 6> operator*(const TransposedT<ConstraintMotionFreeFlyerBodyT<S>>&,
                                             const ForceT<Scalar>& force) noexcept {
   const auto& [n, f] = force;
   return {f.x, f.y, f.z, n.x, n.y, n.z};
@@ -100,7 +100,7 @@ constexpr CoordinatesT<Scalar, 6> operator*(const TransposedT<ConstraintMotionFr
 template <typename Subspace, typename Scalar, std::size_t n>
 constexpr auto operator*(const TransposedT<Subspace>& St, const ForceSetT<Scalar, n>& forces) noexcept {
   std::array<CoordinatesT<Scalar, Subspace::dof>, n> columns{};
-  for (std::size_t k = 0; k < n; ++k) columns[k] = St * forces[k];
+  unrolled<n>([&](auto k) { columns[k] = St * forces[k]; });
   return columns;
 }
 
@@ -116,10 +116,10 @@ constexpr MotionT<Scalar> applyInv(const TransformT<RotationMatrixT<Scalar>>& X,
   return {{x.z, y.z, z.z}, {x.x * r_B.y - x.y * r_B.x, y.x * r_B.y - y.y * r_B.x, z.x * r_B.y - z.y * r_B.x}};
 }
 
-template <typename R, std::size_t n>
-constexpr auto applyInv(const TransformT<R>& X, const ForceSetT<typename R::Scalar, n>& forces) noexcept {
+template <typename R, typename T, std::size_t n>
+constexpr auto applyInv(const TransformT<R, T>& X, const ForceSetT<typename R::Scalar, n>& forces) noexcept {
   ForceSetT<typename R::Scalar, n> result{};
-  for (std::size_t k = 0; k < n; ++k) result[k] = X.applyInv(forces[k]);
+  unrolled<n>([&](auto k) { result[k] = X.applyInv(forces[k]); });
   return result;
 }
 

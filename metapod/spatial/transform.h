@@ -8,7 +8,7 @@ namespace metapod::Spatial {
 /// Spatial (Pluecker) transform X from frame A to frame B. On motions it is the 6 x 6 matrix [E, 0; -E [r]x, E]; that
 /// matrix is never formed.
 /// Source: R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 2.8 and table 2.2.
-template <typename R>
+template <typename R, typename Translation = Vector3T<typename R::Scalar>>
 struct TransformT {
   using Rotation = R;
   using Scalar = typename R::Scalar;
@@ -17,11 +17,15 @@ struct TransformT {
   using Force = ForceT<Scalar>;
   using Inertia = InertiaT<Scalar>;
 
-  Rotation E{};  ///< turns coordinates in A into coordinates in B
-  Vector r{};    ///< origin of B, in A coordinates [m]
+  Rotation E{};     ///< turns coordinates in A into coordinates in B
+  Translation r{};  ///< origin of B, in A coordinates [m]
 
   constexpr TransformT() noexcept = default;
-  constexpr TransformT(const Rotation& rotation, const Vector& translation) noexcept : E(rotation), r(translation) {}
+  constexpr TransformT(const Rotation& rotation, const Translation& translation) noexcept
+      : E(rotation), r(translation) {}
+  /// From a kind that knows more.
+  template <typename Q, typename S>
+  explicit constexpr TransformT(const TransformT<Q, S>& X) noexcept : E(X.E), r(filled<Scalar>(X.r)) {}
 
   /// From A to B: motion, force.
   constexpr Motion apply(const Motion& a) const noexcept { return {E * a.w, E * (a.v - cross(r, a.w))}; }
@@ -54,14 +58,14 @@ static_assert(std::is_trivially_copyable_v<TransformT<RotationMatrix>> &&
 static_assert(sizeof(TransformT<RotationMatrixAboutZ>) == 5 * sizeof(float));
 
 /// C<-B after B<-A is C<-A.
-template <typename L, typename R>
-constexpr auto operator*(const TransformT<L>& X_CB, const TransformT<R>& X_BA) noexcept {
+template <typename L, typename S, typename R, typename T>
+constexpr auto operator*(const TransformT<L, S>& X_CB, const TransformT<R, T>& X_BA) noexcept {
   return TransformT(X_CB.E * X_BA.E, X_BA.r + X_BA.E.applyTransposed(X_CB.r));
 }
 
 /// A motion given in A, in B.
-template <typename R>
-constexpr auto operator*(const TransformT<R>& X_BA, const MotionT<typename R::Scalar>& m_A) noexcept {
+template <typename R, typename T>
+constexpr auto operator*(const TransformT<R, T>& X_BA, const MotionT<typename R::Scalar>& m_A) noexcept {
   return X_BA.apply(m_A);
 }
 

@@ -2,6 +2,7 @@
 
 namespace metapod {
 
-template class models::Model<models::KorvelRobot>;
+template class models::Model<models::KorvelRobot, models::OneBodyPerNode<models::KorvelRobot>>;
+template class models::Model<models::KorvelRobot, models::LimbsInLanes<models::KorvelRobot>>;
 
 }  // namespace metapod

@@ -1,0 +1,148 @@
+#pragma once
+
+/// Where bodies meet the lanes of a node's scalar, and where a node of packs meets a parent of floats. Nothing else
+/// knows about lanes.
+
+#include "metapod/models/partition.h"
+#include "metapod/spatial/transform.h"
+
+namespace metapod {
+
+namespace internal {
+
+template <int body, typename Function>
+constexpr float value_or_zero(const Function& value) noexcept {
+  if constexpr (body == models::no_body) {
+    return 0;
+  } else {
+    return value(body);
+  }
+}
+
+template <int body, typename Function>
+void call_unless_empty(const Function& function, int lane) noexcept {
+  if constexpr (body != models::no_body) function(body, lane);
+}
+
+}  // namespace internal
+
+/// value(body) for each body of a node, side by side; 0 in an empty lane.
+template <typename Node, typename Function>
+constexpr typename Node::Scalar gather(const Function& value) noexcept {
+  constexpr auto& b = Node::bodies.body;
+  if constexpr (Node::bodies.count == 1) {
+    return value(b[0]);
+  } else {
+    using internal::value_or_zero;
+    return {value_or_zero<b[0]>(value), value_or_zero<b[1]>(value), value_or_zero<b[2]>(value),
+            value_or_zero<b[3]>(value)};
+  }
+}
+
+/// The same by component.
+template <typename Node, typename Function>
+constexpr Spatial::Vector3T<typename Node::Scalar> gather_vector(const Function& value) noexcept {
+  return {gather<Node>([&](int b) { return value(b).x; }), gather<Node>([&](int b) { return value(b).y; }),
+          gather<Node>([&](int b) { return value(b).z; })};
+}
+
+/// function(body, lane) for each body of a node, in order.
+template <typename Node, typename Function>
+void for_each_body(const Function& function) noexcept {
+  constexpr auto& b = Node::bodies.body;
+  using internal::call_unless_empty;
+  call_unless_empty<b[0]>(function, 0);
+  call_unless_empty<b[1]>(function, 1);
+  call_unless_empty<b[2]>(function, 2);
+  call_unless_empty<b[3]>(function, 3);
+}
+
+/// x, but 0 for the body k, if it is one of the node's.
+template <typename Node>
+float without(float x, int k) noexcept {
+  return Node::bodies.body[0] == k ? 0 : x;
+}
+
+template <typename Node>
+Spatial::Pack without(const Spatial::Pack& x, int k) noexcept {
+  using Mask __attribute__((vector_size(16))) = int;
+  constexpr auto& b = Node::bodies.body;
+  constexpr Mask body{b[0], b[1], b[2], b[3]};
+  return Spatial::Pack(Spatial::Pack::Vector(Mask(x.v) & (body != k)));
+}
+
+template <typename Node, typename Scalar>
+Spatial::Vector3T<Scalar> without(const Spatial::Vector3T<Scalar>& v, int k) noexcept {
+  return {without<Node>(v.x, k), without<Node>(v.y, k), without<Node>(v.z, k)};
+}
+
+// ---- A node of packs below a parent of floats -----------------------------------------------------------------------
+
+/// To child: what a parent has, in the scalar of its child, the same in every lane.
+template <typename Scalar, typename ParentScalar>
+constexpr Spatial::Vector3T<Scalar> to_child(const Spatial::Vector3T<ParentScalar>& v) noexcept {
+  return {Scalar(v.x), Scalar(v.y), Scalar(v.z)};
+}
+
+template <typename Scalar, typename ParentScalar>
+constexpr Spatial::MotionT<Scalar> to_child(const Spatial::MotionT<ParentScalar>& m) noexcept {
+  return {to_child<Scalar>(m.w), to_child<Scalar>(m.v)};
+}
+
+template <typename Scalar, typename ParentScalar>
+constexpr auto to_child(const Spatial::RotationMatrixT<ParentScalar>& R) noexcept {
+  return Spatial::RotationMatrixT<Scalar>(
+      {to_child<Scalar>(R.E.column0), to_child<Scalar>(R.E.column1), to_child<Scalar>(R.E.column2)});
+}
+
+template <typename Scalar, typename ParentScalar>
+constexpr auto to_child(const Spatial::TransformT<Spatial::RotationMatrixT<ParentScalar>>& X) noexcept {
+  return Spatial::TransformT(to_child<Scalar>(X.E), to_child<Scalar>(X.r));
+}
+
+/// Add to parent: what a node hands to its parent. Lanes are added one after the other, which is the order of the
+/// parent's children. An empty lane has nothing to hand on, not even the NaN that 0 times infinity makes there.
+template <typename Node>
+void add_to_parent(float& sum, float own) noexcept {
+  sum = sum + own;
+}
+
+template <typename Node>
+void add_to_parent(float& sum, const Spatial::Pack& own) noexcept {
+  for_each_body<Node>([&](int, int lane) { sum = sum + own[lane]; });
+}
+
+template <typename Node>
+void add_to_parent(Spatial::Pack& sum, const Spatial::Pack& own) noexcept {
+  constexpr auto& b = Node::bodies.body;
+  constexpr unsigned occupied = (b[0] != models::no_body ? 1U : 0U) | (b[1] != models::no_body ? 2U : 0U) |
+                                (b[2] != models::no_body ? 4U : 0U) | (b[3] != models::no_body ? 8U : 0U);
+  sum = sum + (occupied == 15U ? own : Spatial::select<occupied>(own, Spatial::Pack{}));
+}
+
+template <typename Node, typename ParentScalar, typename Scalar>
+void add_to_parent(Spatial::Vector3T<ParentScalar>& sum, const Spatial::Vector3T<Scalar>& own) noexcept {
+  add_to_parent<Node>(sum.x, own.x);
+  add_to_parent<Node>(sum.y, own.y);
+  add_to_parent<Node>(sum.z, own.z);
+}
+
+template <typename Node, typename ParentScalar, typename Scalar>
+void add_to_parent(Spatial::ForceT<ParentScalar>& sum, const Spatial::ForceT<Scalar>& own) noexcept {
+  add_to_parent<Node>(sum.n, own.n);
+  add_to_parent<Node>(sum.f, own.f);
+}
+
+template <typename Node, typename ParentScalar, typename Scalar>
+void add_to_parent(Spatial::InertiaT<ParentScalar>& sum, const Spatial::InertiaT<Scalar>& own) noexcept {
+  add_to_parent<Node>(sum.m, own.m);
+  add_to_parent<Node>(sum.h, own.h);
+  add_to_parent<Node>(sum.I.xx, own.I.xx);
+  add_to_parent<Node>(sum.I.yx, own.I.yx);
+  add_to_parent<Node>(sum.I.yy, own.I.yy);
+  add_to_parent<Node>(sum.I.zx, own.I.zx);
+  add_to_parent<Node>(sum.I.zy, own.I.zy);
+  add_to_parent<Node>(sum.I.zz, own.I.zz);
+}
+
+}  // namespace metapod

@@ -1,0 +1,64 @@
+#pragma once
+
+/// Poses of all bodies from their transforms from the root.
+
+#include <array>
+#include <tuple>
+
+#include "metapod/algos/first_moments.h"
+#include "plugin/conversions.h"
+
+namespace tesk {
+
+/// The poses of a node's bodies, to an array over bodies.
+template <typename Node>
+void put_pose(QZ::Math::Transform* poses, const PoseT<float>& pose) noexcept {
+  store(poses[Node::bodies.body[0]], pose);
+}
+
+template <typename Node>
+void put_pose(QZ::Math::Transform* poses, const PoseT<metapod::Spatial::Pack>& pose) noexcept {
+  const auto put_row = [&](const auto& row, const metapod::Spatial::Pack& t, float QZ::Math::Transform::*first) {
+    std::array<metapod::Spatial::Pack, 4> of_lane{row.x, row.y, row.z, t};
+    metapod::Spatial::transpose(of_lane[0], of_lane[1], of_lane[2], of_lane[3]);
+    metapod::for_each_body<Node>(
+        [&](int b, int lane) { metapod::Spatial::store(&(poses[b].*first), of_lane[static_cast<std::size_t>(lane)]); });
+  };
+  put_row(pose.row0, pose.t.x, &QZ::Math::Transform::r00);
+  put_row(pose.row1, pose.t.y, &QZ::Math::Transform::r10);
+  put_row(pose.row2, pose.t.z, &QZ::Math::Transform::r20);
+}
+
+template <typename Model, int node_id>
+struct PoseInRootVisitor {
+  static void discover(const metapod::RootToBody<Model>& iX1, QZ::Math::Transform* poses) noexcept {
+    put_pose<metapod::NodeOf<Model, node_id>>(poses, inverse(metapod::at<node_id>(iX1)));
+  }
+};
+
+/// One transform in both scalars.
+class InBothScalars {
+ public:
+  explicit InBothScalars(const SpatialTransform& X) noexcept
+      : transforms_(X, metapod::to_child<metapod::Spatial::Pack>(X)) {}
+
+  template <typename Scalar>
+  const GeneralTransformT<Scalar>& as() const noexcept {
+    return std::get<GeneralTransformT<Scalar>>(transforms_);
+  }
+
+ private:
+  std::tuple<GeneralTransformT<float>, GeneralTransformT<metapod::Spatial::Pack>> transforms_;
+};
+
+template <typename Model, int node_id>
+struct PoseInWorldVisitor {
+  static void discover(const metapod::RootToBody<Model>& iX1, const InBothScalars& worldToRoot,
+                       QZ::Math::Transform* poses) noexcept {
+    using Node = metapod::NodeOf<Model, node_id>;
+    put_pose<Node>(poses,
+                   inverse_of_product(metapod::at<node_id>(iX1), worldToRoot.template as<typename Node::Scalar>()));
+  }
+};
+
+}  // namespace tesk
