@@ -7,7 +7,7 @@ namespace {
 
 // Nothing of the checks is left: not even their texts.
 TEST(Assertions, AreCompiledOut) {
-  const std::string module = text_of(KORVEL_MODULE);
+  const std::string module = text_of(module_path());
   ASSERT_NE(module.find("RWristYaw"), std::string::npos);
   EXPECT_EQ(module.find("out of range"), std::string::npos);
 }

@@ -8,10 +8,10 @@ namespace {
 constexpr float factory_mass = 0.09304F;  // of body 3
 
 TEST(Loading, ClosingUnmaps) {
-  const auto is_mapped = [] { return text_of("/proc/self/maps").find(KORVEL_MODULE) != std::string::npos; };
+  const auto is_mapped = [] { return text_of("/proc/self/maps").find(module_path()) != std::string::npos; };
   ASSERT_FALSE(is_mapped());
   {
-    const Module module(KORVEL_MODULE);
+    const Module module(module_path());
     EXPECT_TRUE(is_mapped());
   }
   EXPECT_FALSE(is_mapped());
@@ -20,7 +20,7 @@ TEST(Loading, ClosingUnmaps) {
 TEST(Loading, ManyCyclesKeepMemoryAndStartFromTheFactoryInertias) {
   std::pair<std::size_t, std::string> start;
   for (int cycle = 0; cycle < 1000; ++cycle) {
-    const Module module(KORVEL_MODULE);
+    const Module module(module_path());
     const System robot = module.create();
     ASSERT_EQ(robot->getMass(3), factory_mass);
     ASSERT_EQ(robot->getMass(), 5.3053503F);
@@ -36,8 +36,8 @@ TEST(Loading, ManyCyclesKeepMemoryAndStartFromTheFactoryInertias) {
 
 TEST(Loading, TwoCopiesOfTheModuleShareNothing) {
   const std::string path = testing::TempDir() + "korvel_copy.so";
-  std::ofstream(path, std::ios::binary) << text_of(KORVEL_MODULE);
-  const Module one(KORVEL_MODULE);
+  std::ofstream(path, std::ios::binary) << text_of(module_path());
+  const Module one(module_path());
   const Module two(path.c_str());
   std::remove(path.c_str());
   const System robot = one.create();

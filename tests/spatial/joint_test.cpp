@@ -44,31 +44,38 @@ TYPED_TEST(MotionSubspace, ProductsAreThoseOfItsMatrix) {
   }
 }
 
-// Sine and cosine are those of double precision, rounded once, also far from zero.
-TEST(RevoluteJoint, RoundsSineAndCosineOnce) {
-  metapod::RevoluteJointAboutZ joint;
-  Random random(1);
-  for (int k = 0; k < 20000; ++k) {
-    const float angle = random(k % 2 == 0 ? 4.0F : 1e5F);
-    joint.jcalcPos({angle});
-    ASSERT_EQ(joint.Xj.E.s, static_cast<float>(std::sin(static_cast<double>(angle)))) << angle;
-    ASSERT_EQ(joint.Xj.E.c, static_cast<float>(std::cos(static_cast<double>(angle)))) << angle;
+// sine_cosine_walk compares the angles below the bound; these are the ones that go to the C runtime, alone and beside
+// one that does not.
+TEST(SineAndCosine, OfLargeAnglesAreThoseOfTheRuntime) {
+  const float bound = Spatial::internal::sine_cosine_bound;
+  const float infinite = std::numeric_limits<float>::infinity();
+  for (const float angle : {bound, -bound, 1.5F * bound, std::numeric_limits<float>::max()}) {
+    const auto both = Spatial::sine_cosine(Spatial::Pack(angle, 1, -angle, 0));
+    EXPECT_EQ(both.sine[0], static_cast<float>(std::sin(static_cast<double>(angle)))) << angle;
+    EXPECT_EQ(both.cosine[2], static_cast<float>(std::cos(static_cast<double>(angle)))) << angle;
+    EXPECT_EQ(both.sine[1], static_cast<float>(std::sin(1.0)));
+    EXPECT_EQ(both.cosine[3], 1);
   }
-  joint.jcalc({1.5707964F}, {2});
-  EXPECT_EQ(joint.Xj.E.s, 1);
-  EXPECT_EQ(joint.Xj.E.c, -4.371139e-08F);
-  joint.jcalcPos({0});
-  EXPECT_TRUE(near(matrix(joint.Xj), Matrix6::Identity(), 0));
-  EXPECT_TRUE(near(vector(joint.vj), 2 * Vector6::Unit(2), 0));  // as the last rates left it
+  const auto none = Spatial::sine_cosine(Spatial::Pack(infinite, -infinite, std::nanf(""), 0));
+  for (int lane = 0; lane < 3; ++lane)
+    EXPECT_TRUE(std::isnan(none.sine[lane]) && std::isnan(none.cosine[lane])) << lane;
+  const auto quarter = Spatial::sine_cosine(Spatial::Pack(1.5707964F));
+  EXPECT_EQ(quarter.sine[3], 1);
+  EXPECT_EQ(quarter.cosine[3], -4.371139e-08F);
 }
 
-TEST(FreeFlyerJoint, StandsStillAtZeroAndTakesLinearRatesFirst) {
-  metapod::FreeFlyerBodyJoint joint;
-  joint.jcalc({}, {1, 2, 3, 4, 5, 6});
-  EXPECT_TRUE(near(matrix(joint.Xj), Matrix6::Identity(), 0));
-  joint.jcalcPos({1, 2, 3, 0, 0, 0});
-  EXPECT_TRUE(near(eigen(joint.Xj.r), Eigen::Vector3d(1, 2, 3), 0));
-  EXPECT_TRUE(near(vector(joint.vj), (Vector6() << 4, 5, 6, 1, 2, 3).finished(), 0));
+TEST(Joints, StandStillAtZeroAndTakeLinearRatesFirst) {
+  metapod::RevoluteJointAboutZ revolute;
+  revolute.jcalc(positions<1>({1}), {2});
+  revolute.jcalcPos(positions<1>({0}));
+  EXPECT_TRUE(near(matrix(revolute.Xj), Matrix6::Identity(), 0));
+  EXPECT_TRUE(near(vector(revolute.vj), 2 * Vector6::Unit(2), 0));  // as the last rates left it
+  metapod::FreeFlyerBodyJoint free;
+  free.jcalc(positions<6>({}), {1, 2, 3, 4, 5, 6});
+  EXPECT_TRUE(near(matrix(free.Xj), Matrix6::Identity(), 0));
+  free.jcalcPos(positions<6>({1, 2, 3, 0, 0, 0}));
+  EXPECT_TRUE(near(eigen(free.Xj.r), Eigen::Vector3d(1, 2, 3), 0));
+  EXPECT_TRUE(near(vector(free.vj), (Vector6() << 4, 5, 6, 1, 2, 3).finished(), 0));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 /// random ones.
 
 #include "metapod/spatial/joint.h"
+#include "metapod/spatial/sine_cosine.h"
 #include "support/expect.h"
 #include "support/state.h"
 
@@ -16,7 +17,11 @@ namespace Spatial = metapod::Spatial;
 /// For a few products and sums of numbers of the order of 1.
 inline constexpr double algebraic = 16 * eps;
 
-inline Eigen::Vector3d eigen(const Spatial::Vector3& v) { return Eigen::Vector3f(v.x, v.y, v.z).cast<double>(); }
+template <typename X, typename Y, typename Z>
+Eigen::Vector3d eigen(const Spatial::VectorOf<X, Y, Z>& v) {
+  const auto [x, y, z] = Spatial::filled<float>(v);
+  return Eigen::Vector3f(x, y, z).cast<double>();
+}
 inline Eigen::Matrix3d skew(const Eigen::Vector3d& v) {
   return (Eigen::Matrix3d() << 0, -v.z(), v.y(), v.z(), 0, -v.x(), -v.y(), v.x(), 0).finished();
 }
@@ -31,8 +36,8 @@ Eigen::Matrix3d rotation(const Rotation& R) {
       .finished();
 }
 /// On motions, from A to B.
-template <typename R>
-Matrix6 matrix(const Spatial::TransformT<R>& X) {
+template <typename R, typename Translation>
+Matrix6 matrix(const Spatial::TransformT<R, Translation>& X) {
   const Eigen::Matrix3d E = rotation(X.E);
   return (Matrix6() << E, Eigen::Matrix3d::Zero(), -E * skew(eigen(X.r)), E).finished();
 }
@@ -42,6 +47,18 @@ inline Matrix6 matrix(const Spatial::Inertia& inertia) {
   full << I.xx, I.yx, I.zx, I.yx, I.yy, I.zy, I.zx, I.zy, I.zz;
   const Eigen::Matrix3d hx = skew(eigen(h));
   return (Matrix6() << full.cast<double>(), hx, -hx, m * Eigen::Matrix3d::Identity()).finished();
+}
+
+/// Coordinates of a joint with the sines and cosines of all of them.
+template <std::size_t dof>
+auto positions(const std::array<float, dof>& q) {
+  metapod::JointPositionsT<std::array<float, dof>> result{q, {}, {}};
+  for (std::size_t k = 0; k < dof; ++k) {
+    const auto [sine, cosine] = Spatial::sine_cosine_of_runtime(q[k]);
+    result.sine[k] = sine;
+    result.cosine[k] = cosine;
+  }
+  return result;
 }
 
 /// Components of the order of 1.
@@ -54,10 +71,10 @@ struct RandomSpatial : Random {
     Spatial::TransformT<R> X{{}, vector3()};
     if constexpr (std::is_same_v<R, Spatial::RotationMatrix>) {
       metapod::FreeFlyerBodyJoint joint;
-      joint.jcalcPos({0, 0, 0, (*this)(3), (*this)(3), (*this)(3)});
+      joint.jcalcPos(positions<6>({0, 0, 0, (*this)(3), (*this)(3), (*this)(3)}));
       X.E = joint.Xj.E;
     } else if constexpr (std::is_same_v<R, Spatial::RotationMatrixAboutZ>) {
-      const auto [s, c] = Spatial::sine_cosine((*this)(3));
+      const auto [s, c] = Spatial::sine_cosine_of_runtime((*this)(3));
       X.E = {c, s};
     }
     return X;

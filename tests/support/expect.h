@@ -65,7 +65,7 @@ inline std::string text_of(const char* path) {
 /// A module of its own for each test, so that changed inertias do not outlive the test.
 class ModuleTest : public testing::Test {
  protected:
-  Module module{KORVEL_MODULE};
+  Module module{module_path()};
   System robot = module.create();
 };
 

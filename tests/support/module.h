@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 
@@ -10,6 +11,12 @@
 namespace korvel::tests {
 
 using System = std::unique_ptr<tesk::RigidBodySystem, void (*)(tesk::RigidBodySystem*) noexcept>;
+
+/// The module under test: the one that was built, or another one that the environment names.
+inline const char* module_path() {
+  const char* named = std::getenv("KORVEL_MODULE");
+  return named != nullptr ? named : KORVEL_MODULE;
+}
 
 /// The module, loaded the way a host loads it; unloaded with this handle. Systems must be gone by then.
 class Module {
