@@ -18,15 +18,17 @@ void put_pose(QZ::Math::Transform* poses, const PoseT<float>& pose) noexcept {
 
 template <typename Node>
 void put_pose(QZ::Math::Transform* poses, const PoseT<metapod::Spatial::Pack>& pose) noexcept {
-  const auto put_row = [&](const auto& row, const metapod::Spatial::Pack& t, float QZ::Math::Transform::*first) {
-    std::array<metapod::Spatial::Pack, 4> of_lane{row.x, row.y, row.z, t};
+  // The twelve floats of a pose are the rows of [R | t].
+  const auto put_row = [&](int row, const auto& R, const metapod::Spatial::Pack& t) {
+    std::array<metapod::Spatial::Pack, 4> of_lane{R.x, R.y, R.z, t};
     metapod::Spatial::transpose(of_lane[0], of_lane[1], of_lane[2], of_lane[3]);
-    metapod::for_each_body<Node>(
-        [&](int b, int lane) { metapod::Spatial::store(&(poses[b].*first), of_lane[static_cast<std::size_t>(lane)]); });
+    metapod::for_each_body<Node>([&](int b, int lane) {
+      metapod::Spatial::store(reinterpret_cast<float*>(poses + b) + 4 * row, of_lane[static_cast<std::size_t>(lane)]);
+    });
   };
-  put_row(pose.row0, pose.t.x, &QZ::Math::Transform::r00);
-  put_row(pose.row1, pose.t.y, &QZ::Math::Transform::r10);
-  put_row(pose.row2, pose.t.z, &QZ::Math::Transform::r20);
+  put_row(0, pose.row0, pose.t.x);
+  put_row(1, pose.row1, pose.t.y);
+  put_row(2, pose.row2, pose.t.z);
 }
 
 template <typename Model, int node_id>

@@ -3,6 +3,7 @@
 /// Where the numbers of a node stand in vectors and matrices over all coordinates or bodies: gather and scatter. A body
 /// owns Joint::dof consecutive coordinates. Matrices are stored column by column, without gaps.
 
+#include <array>
 #include <cstddef>
 
 #include "metapod/models/lanes.h"
@@ -28,8 +29,9 @@ auto get(const Spatial::Force* all) noexcept {
     std::array<Pack, 4> first{};  // n.x, n.y, n.z, f.x of each lane's body, then of all bodies
     std::array<Pack, 4> last{};   // f.y, f.z
     for_each_body<Node>([&](int b, int lane) {
-      first[static_cast<std::size_t>(lane)] = Spatial::load(&all[b].n.x);
-      last[static_cast<std::size_t>(lane)] = Spatial::load2(&all[b].f.y);
+      const auto* six = reinterpret_cast<const float*>(all + b);
+      first[static_cast<std::size_t>(lane)] = Spatial::load(six);
+      last[static_cast<std::size_t>(lane)] = Spatial::load2(six + 4);
     });
     Spatial::transpose(first[0], first[1], first[2], first[3]);
     Spatial::transpose(last[0], last[1], last[2], last[3]);
@@ -73,9 +75,9 @@ void put_column(float* matrix, const Spatial::MotionT<Spatial::Pack>& m) noexcep
   });
 }
 
-/// The columns of a 3 x n matrix, as above.
+/// Column k of the node's joints in a 3 x n matrix.
 template <typename Node>
-void put_column(float* matrix, const Spatial::Vector3& v, int k = 0) noexcept {
+void put_column(float* matrix, const Spatial::Vector3& v, int k) noexcept {
   float* column = matrix + 3 * (Node::dof_index + k);
   column[0] = v.x;
   column[1] = v.y;
@@ -83,11 +85,11 @@ void put_column(float* matrix, const Spatial::Vector3& v, int k = 0) noexcept {
 }
 
 template <typename Node>
-void put_column(float* matrix, const Spatial::Vector3T<Spatial::Pack>& v, int = 0) noexcept {
+void put_column(float* matrix, const Spatial::Vector3T<Spatial::Pack>& v, int k) noexcept {
   std::array<Spatial::Pack, 4> rows{v.x, v.y, v.z, v.z};
   Spatial::transpose(rows[0], rows[1], rows[2], rows[3]);
   for_each_body<Node>([&](int b, int lane) {
-    Spatial::store<3>(matrix + 3 * Node::dof_index_of(b), rows[static_cast<std::size_t>(lane)]);
+    Spatial::store<3>(matrix + 3 * (Node::dof_index_of(b) + k), rows[static_cast<std::size_t>(lane)]);
   });
 }
 

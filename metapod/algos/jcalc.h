@@ -13,7 +13,8 @@ namespace metapod {
 /// position. Refers to the coordinates.
 template <typename Model>
 class Positions {
-  static constexpr int first_angle = 3;
+  static constexpr int first_angle = NodeOf<Model, 0>::Joint::first_angle;
+  static_assert(Model::dof_count - first_angle >= Spatial::Pack::lanes, "a batch is at least one pack");
 
  public:
   /// Of the coordinates 0 to last - 1; of the others the angles are not looked at.

@@ -16,9 +16,7 @@ namespace metapod {
 /// Reads   iXp of all nodes, masses and first moments
 /// Writes  mass and first moment of Icomp, linear part of IcompS of all nodes; all of J
 /// After   a joint pass with the current positions; not checked
-/// Source  R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.2; the rows that belong to the root's
-/// linear
-///         velocity
+/// Source  R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.2: rows of the root's linear velocity
 template <typename Model>
 struct partial_com_jacobian {
   template <typename, int i>

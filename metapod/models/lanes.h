@@ -1,7 +1,7 @@
 #pragma once
 
-/// Where bodies meet the lanes of a node's scalar, and where a node of packs meets a parent of floats. The algorithms are
-/// written without lanes.
+/// Where bodies meet the lanes of a node's scalar, and where a node of packs meets a parent of floats. The algorithms
+/// are written without lanes.
 
 #include "metapod/models/partition.h"
 #include "metapod/spatial/transform.h"

@@ -2,8 +2,9 @@
 
 /// The two joint kinds. A joint turns its coordinates, and the sines and cosines of those that are angles, into the
 /// joint transform Xj, from the joint's frame at zero to the frame of the body that it carries, and its rates into the
-/// joint velocity vj = S dq, in body axes. Positions alone leave vj as it was. Source: R. Featherstone, Rigid Body
-/// Dynamics Algorithms, 2008, section 4.4 (jcalc).
+/// joint velocity vj = S dq, in body axes. Positions alone leave vj as it was.
+///
+/// Source: R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 4.4 (jcalc).
 
 #include "metapod/spatial/motion_subspace.h"
 
@@ -39,8 +40,7 @@ struct JointT {
 template <typename Scalar>
 struct RevoluteJointAboutZT : JointT<Spatial::ConstraintMotionAboutZT<Scalar>,
                                      Spatial::TransformT<Spatial::RotationMatrixAboutZT<Scalar>, Spatial::ZeroVector>> {
-  using Base = JointT<Spatial::ConstraintMotionAboutZT<Scalar>,
-                      Spatial::TransformT<Spatial::RotationMatrixAboutZT<Scalar>, Spatial::ZeroVector>>;
+  using Base = typename RevoluteJointAboutZT::JointT;
   using typename Base::Coordinates;
   using typename Base::Positions;
 
@@ -59,10 +59,11 @@ using RevoluteJointAboutZ = RevoluteJointAboutZT<float>;
 template <typename Scalar>
 struct FreeFlyerBodyJointT
     : JointT<Spatial::ConstraintMotionFreeFlyerBodyT<Scalar>, Spatial::TransformT<Spatial::RotationMatrixT<Scalar>>> {
-  using Base =
-      JointT<Spatial::ConstraintMotionFreeFlyerBodyT<Scalar>, Spatial::TransformT<Spatial::RotationMatrixT<Scalar>>>;
+  using Base = typename FreeFlyerBodyJointT::JointT;
   using typename Base::Coordinates;
   using typename Base::Positions;
+
+  static constexpr int first_angle = 3;
 
   void jcalcPos(const Positions& position) noexcept {
     const auto& [q, s, c] = position;
