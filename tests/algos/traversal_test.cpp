@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-#include <vector>
+#include <string>
 
 #include "metapod/models/korvel/korvel.h"
 
@@ -11,52 +10,42 @@ namespace korvel::tests {
 namespace {
 
 using metapod::korvel;
-using Visits = std::vector<int>;
-using Edges = std::vector<std::pair<int, int>>;
 
+/// Writes down the visits: "(3" for discover, ")3" for finish, "0-3" for an edge.
 template <typename, int i>
 struct Recorder {
-  static void discover(korvel&, Visits& discovered, Visits&) { discovered.push_back(i); }
-  static void finish(korvel&, Visits&, Visits& finished) { finished.push_back(i); }
+  static void discover(korvel&, std::string& visits) { visits += '(' + std::to_string(i); }
+  static void finish(korvel&, std::string& visits) { visits += ')' + std::to_string(i); }
 };
-template <int start>
-using Traversal = metapod::internal::depth_first_traversal_internal<Recorder, korvel, start>;
-
 template <typename, int J, int P>
 struct EdgeRecorder {
-  static void discover(korvel&, Edges& edges) { edges.push_back({J, P}); }
+  static void discover(korvel&, std::string& visits) { visits += std::to_string(J) + '-' + std::to_string(P) + ' '; }
 };
 
-template <typename Walk, typename... Records>
-std::tuple<Records...> recorded(Walk walk, Records... records) {
+std::string visits_of(void (*walk)(korvel&, std::string&)) {
   korvel model;
-  walk(model, records...);
-  return {records...};
+  std::string visits;
+  walk(model, visits);
+  return visits;
 }
 template <int start>
-Edges edges_above() {
-  return std::get<0>(recorded(
-      metapod::internal::backward_traversal_internal<EdgeRecorder, korvel, start>::template run<Edges>, Edges()));
-}
+using DepthFirst = metapod::internal::depth_first_traversal_internal<Recorder, korvel, start>;
+template <int start>
+using Backward = metapod::internal::backward_traversal_internal<EdgeRecorder, korvel, start>;
 
-TEST(Traversals, DiscoverParentsFirstAndFinishThemLast) {
-  Visits ids(25);
-  std::iota(ids.begin(), ids.end(), 0);
-  Visits finished{2, 1, 7, 6, 5, 4, 3, 13, 12, 11, 10, 9, 8, 19, 18, 17, 16, 15, 14, 24, 23, 22, 21, 20, 0};
-  EXPECT_EQ(recorded(Traversal<0>::run<Visits, Visits>, Visits(), Visits()), std::tuple(ids, finished));
-  EXPECT_EQ(recorded(Traversal<24>::run<Visits, Visits>, Visits(), Visits()), std::tuple(Visits{24}, Visits{24}));
-  EXPECT_EQ(recorded(Traversal<3>::run<Visits, Visits>, Visits(), Visits()),
-            std::tuple(Visits{3, 4, 5, 6, 7}, Visits{7, 6, 5, 4, 3}));
-  ids.erase(ids.begin());
-  finished.pop_back();
-  EXPECT_EQ(recorded(Traversal<0>::run_below<Visits, Visits>, Visits(), Visits()), std::tuple(ids, finished));
+TEST(Traversals, EnterAndLeaveSubtreesDepthFirst) {
+  const std::string below =
+      "(1(2)2)1(3(4(5(6(7)7)6)5)4)3(8(9(10(11(12(13)13)12)11)10)9)8(14(15(16(17(18(19)19)18)17)16)15)14"
+      "(20(21(22(23(24)24)23)22)21)20";
+  EXPECT_EQ(visits_of(DepthFirst<0>::run), "(0" + below + ")0");
+  EXPECT_EQ(visits_of(DepthFirst<0>::run_below), below);
+  EXPECT_EQ(visits_of(DepthFirst<24>::run), "(24)24");
 }
 
 TEST(Traversals, WalkBackEdgeByEdge) {
-  EXPECT_EQ(edges_above<0>(), Edges());
-  EXPECT_EQ(edges_above<20>(), (Edges{{0, 20}}));
-  EXPECT_EQ(edges_above<7>(), (Edges{{6, 7}, {5, 6}, {4, 5}, {3, 4}, {0, 3}}));
-  EXPECT_EQ(edges_above<13>(), (Edges{{12, 13}, {11, 12}, {10, 11}, {9, 10}, {8, 9}, {0, 8}}));
+  EXPECT_EQ(visits_of(Backward<0>::run), "");
+  EXPECT_EQ(visits_of(Backward<20>::run), "0-20 ");
+  EXPECT_EQ(visits_of(Backward<13>::run), "12-13 11-12 10-11 9-10 8-9 0-8 ");
 }
 
 }  // namespace

@@ -29,27 +29,20 @@ std::string errorOf(const std::string& text) {
 // The first thing that is wrong is told with its line and what was expected there.
 TEST(MotionFile, ErrorsNameLineAndExpectation) {
   const std::pair<const char*, const char*> cases[] = {
-      {"", "motion.csv:1: expected a header row, found an empty file"},
       {"\n \n", "motion.csv:1: expected a header row, found an empty file"},
       {"0.0,1.0\n0.1,1.0\n",
        "motion.csv:1: expected a column named time, x, y, z, roll, pitch, yaw or as a joint, found '0.0'"},
-      {"time,Elbow\n0,0\n",
-       "motion.csv:1: expected a column named time, x, y, z, roll, pitch, yaw or as a joint, found 'Elbow'"},
       {"time,x,Knee,x\n0,0,0,0\n", "motion.csv:1: expected each column once, found a second 'x'"},
       {"x,y\n0,0\n", "motion.csv:1: expected a column 'time', found none"},
       {"time,x\n", "motion.csv:2: expected a sample, found the end of the file"},
-      {"time,Knee\n0,1\n1,abc\n", "motion.csv:3: expected a number in column 'Knee', found 'abc'"},
       {"time,Knee\n0,1\n1,1.5x\n", "motion.csv:3: expected a number in column 'Knee', found '1.5x'"},
       {"time,Knee\n0,1\n1,\n", "motion.csv:3: expected a number in column 'Knee', found ''"},
       {"time,Knee\n0,nan\n", "motion.csv:2: expected a finite single-precision number in column 'Knee', found 'nan'"},
-      {"time,Knee\n0,-inf\n", "motion.csv:2: expected a finite single-precision number in column 'Knee', found '-inf'"},
       {"time,Knee\n0,1e39\n", "motion.csv:2: expected a finite single-precision number in column 'Knee', found '1e39'"},
       {"time,Knee\n0,1e999\n",
        "motion.csv:2: expected a finite single-precision number in column 'Knee', found '1e999'"},
-      {"time,Knee\n0,1\n1\n", "motion.csv:3: expected 2 columns, found 1"},
       {"time,Knee\n0,1\n1,1,1\n", "motion.csv:3: expected 2 columns, found 3"},
       {"time\n0\n0.5\n0.5\n", "motion.csv:4: expected a time after 0.5, found 0.5"},
-      {"time\n0.5\n0\n", "motion.csv:3: expected a time after 0.5, found 0"},
       {"time,Knee\n0,\"1\n", "motion.csv:2: expected comma-separated fields, found a misplaced or unfinished quote"},
       {"time,Knee\n0,1\"2\n", "motion.csv:2: expected comma-separated fields, found a misplaced or unfinished quote"},
       // Lines are those of the file, also after blank lines and after fields of several lines; the text is one line.

@@ -1,5 +1,3 @@
-#include <Eigen/Eigenvalues>
-
 #include "support/expect.h"
 #include "support/truth.h"
 
@@ -29,11 +27,6 @@ class Dynamics : public ModuleTest, public testing::WithParamInterface<int> {
     compute(s, *robot);
     return robot->getGeneralizedMass().cast<double>();
   }
-  State at_rest() const {
-    State resting;
-    resting.q = state.q;
-    return resting;
-  }
 };
 INSTANTIATE_TEST_SUITE_P(Seeds, Dynamics, testing::Range(0, 10));
 
@@ -49,88 +42,25 @@ TEST_P(Dynamics, MassMatrixAndTorquesAreThoseOfTheTextbook) {
 
 TEST_P(Dynamics, PartialComJacobianIsMomentumPerVelocity) {
   const Truth truth(state);
-  const MatrixXd H = mass_matrix_of(state);
-  MatrixXd sum = MatrixXd::Zero(3, 30);
+  compute(state, *robot);
   for (int b = 0; b < 25; ++b) {
-    SCOPED_TRACE(b);
     ComJacobian J(3, b);  // of any size
     robot->computePartialComJacobian(static_cast<unsigned long>(b), J);
     const auto partial = static_cast<double>(robot->getPartialMass(static_cast<unsigned long>(b)));
-    EXPECT_TRUE(near(J, truth.first_moment_jacobian(b), dynamic * partial));
-    EXPECT_TRUE(near(J.leftCols(3), partial * truth.pose(0).linear(), kinematic * partial));
+    EXPECT_TRUE(near(J, truth.first_moment_jacobian(b), dynamic * partial)) << b;
     const bool leaf = b == 24 || Truth::parent(b + 1) != b;
-    EXPECT_TRUE(!leaf || near(J.col(5 + b), Eigen::Vector3d::Zero(), 0));
-    sum += J.cast<double>();
+    EXPECT_TRUE(!leaf || near(J.col(5 + b), Eigen::Vector3d::Zero(), 0)) << b;
   }
-  // Each body is left out once: the sum is 24 times the momentum of the whole robot.
-  EXPECT_TRUE(near(sum, 24 * truth.pose(0).linear() * H.topRows(3), dynamic * sum.maxCoeff()));
 }
 
-TEST_P(Dynamics, MassMatrixIsSymmetricPositiveAndCouplesNoTwoLimbs) {
+// To the bit.
+TEST_P(Dynamics, MassMatrixIsSymmetricAndCouplesNoTwoLimbs) {
   const MatrixXd H = mass_matrix_of(state);
   EXPECT_TRUE(near(H, H.transpose(), 0));
   for (int b = 1; b < 25; ++b) {
     for (int c = 1; c < b; ++c) EXPECT_TRUE(moves_with(b, c) || !(std::abs(H(5 + b, 5 + c)) > 0)) << b << ", " << c;
   }
   EXPECT_TRUE(near(H.topLeftCorner(3, 3), H(0, 0) * MatrixXd::Identity(3, 3), 0));
-  EXPECT_NEAR(H(0, 0) / static_cast<double>(robot->getMass()), 1, 25 * eps);
-  const VectorXd unit = H.diagonal().cwiseSqrt().cwiseInverse();
-  const Eigen::SelfAdjointEigenSolver<MatrixXd> solver(unit.asDiagonal() * H * unit.asDiagonal());
-  EXPECT_GT(solver.eigenvalues().minCoeff(), 30 * eps);
-}
-
-TEST_P(Dynamics, MassMatrixColumnsAreTorquesOfUnitAccelerations) {
-  const MatrixXd H = mass_matrix_of(at_rest());
-  const VectorXd resting = torques_of(at_rest());
-  for (int d = 0; d < 30; ++d) {
-    State accelerated = at_rest();
-    accelerated.ddq(d) = 1;
-    const VectorXd scale = Truth(state).force_scale(accelerated).tail(24);
-    EXPECT_TRUE(near(torques_of(accelerated) - resting, H.col(d).tail(24), dynamic, scale)) << "coordinate " << d;
-  }
-}
-
-TEST_P(Dynamics, TorquesAtRestHoldThePotentialEnergy) {
-  const Truth truth(state);
-  const VectorXd torques = torques_of(at_rest());
-  for (int j = 0; j < 24; ++j) {
-    const double slope = derivative([&](double angle) {
-      return truth.moved(Truth::Vector::Unit(6 + j), Truth::Vector::Zero(), angle).potential_energy();
-    });
-    EXPECT_NEAR(torques(j), slope, dynamic * truth.force_scale(at_rest())(6 + j)) << j;
-  }
-}
-
-// What the joints, the support of the root and the wrenches put in is the rate of all mechanical energy.
-TEST_P(Dynamics, PowerBalances) {
-  const Truth truth(state);
-  const Truth::Vector dq = state.dq.cast<double>();
-  const Truth::Vector ddq = state.ddq.cast<double>();
-  Truth::Vector forces = truth.forces(state);
-  forces.tail(24) = torques_of(state);
-  double power = forces.dot(dq);
-  for (int b = 0; b < 25; ++b) {
-    const Truth::Vector6 twist = truth.jacobian(b, truth.pose(b).translation()) * dq;
-    const Eigen::Matrix3d in_body = truth.pose(b).linear().transpose();
-    power += (in_body * twist.tail(3)).dot(state.wrenches.col(b).head(3).cast<double>()) +
-             (in_body * twist.head(3)).dot(state.wrenches.col(b).tail(3).cast<double>());
-  }
-  const double rate = derivative([&](double t) {
-    const Truth then = truth.moved(dq, ddq, t);
-    const Truth::Vector velocity = dq + t * ddq;
-    return 0.5 * velocity.dot(then.mass_matrix() * velocity) + then.potential_energy();
-  });
-  EXPECT_NEAR(power, rate, dynamic * truth.force_scale(state).dot(dq.cwiseAbs()));
-}
-
-// Gravity does not tell one place or heading from another.
-TEST_P(Dynamics, TorquesDoNotDependOnPlaceAndHeading) {
-  const VectorXd torques = torques_of(state);
-  const VectorXd scale = Truth(state).force_scale(state).tail(24);
-  state.q.head(3) += Eigen::Vector3f(10, -20, 30);
-  EXPECT_TRUE(near(torques_of(state), torques, 0));
-  state.q(5) += 1;
-  EXPECT_TRUE(near(torques_of(state), torques, dynamic, scale));
 }
 
 TEST_P(Dynamics, WrenchesReachOnlyTheJointsAboveThem) {

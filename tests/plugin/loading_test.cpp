@@ -25,7 +25,7 @@ TEST(Loading, ManyCyclesKeepMemoryAndStartFromTheFactoryInertias) {
     ASSERT_EQ(robot->getMass(3), factory_mass);
     ASSERT_EQ(robot->getMass(), 5.3053503F);
     robot->setBodyInertia(3, 7, {}, Eigen::Matrix3f::Zero());
-#if !defined(__SANITIZE_ADDRESS__)  // which keeps freed blocks for a while
+#ifndef KORVEL_SANITIZED  // a sanitizer keeps freed blocks for a while
     const std::string pages = text_of("/proc/self/statm");
     const std::pair now(mallinfo2().uordblks, pages.substr(0, pages.find(' ')));
     if (cycle == 10) start = now;

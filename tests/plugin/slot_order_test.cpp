@@ -137,13 +137,13 @@ TEST_F(SlotOrder, RootAndJointInputs) {
   EXPECT_EQ(height(0), 3);
   robot->setRootVelocity({{1, 2, 3, 4, 5, 6}});
   robot->setRootAcceleration({{11, 12, 13, 14, 15, 16}});
+  // Each list differs in one place of its own from what was written as a whole. Two lists are longer than what is read
+  // of them: the rest would get into the root's rates.
+  robot->setJointAnglesAcc(Eigen::ArrayXf::Constant(24, 3));
+  robot->setJointAnglesVel(Eigen::ArrayXf::Constant(30, 2));
+  robot->setJointAnglesPos(Eigen::ArrayXf::Constant(30, 1));
   EXPECT_EQ(list(robot->getRootVelocity()), (std::vector<float>{1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(list(robot->getRootAcceleration()), (std::vector<float>{11, 12, 13, 14, 15, 16}));
-
-  // Each list differs in one place of its own from what was written as a whole.
-  robot->setJointAnglesPos(Eigen::ArrayXf::Constant(24, 1));
-  robot->setJointAnglesVel(Eigen::ArrayXf::Constant(24, 2));
-  robot->setJointAnglesAcc(Eigen::ArrayXf::Constant(24, 3));
   robot->setJointAnglePos(0, 10);
   robot->setJointAngleVel(1, 20);
   robot->setJointAngleAcc(2, 30);

@@ -54,16 +54,12 @@ TEST_F(Lifecycle, SettersChangeNoResultButTheRootPose) {
 TEST_F(Lifecycle, ViewsAndReferencesShowLaterWrites) {
   const auto positions = robot->getJointAnglesPos();
   const auto torques = robot->getJointAnglesTorque();
-  const auto& root = robot->getRootPose();
   const auto& mass = robot->getGeneralizedMass();
   const State state = random_state(5);
   compute(state, *robot);
   EXPECT_TRUE(near(eigen(positions), state.q.tail(24), 0));
-  EXPECT_NE(torques[23], 0);
   EXPECT_EQ(torques[23], robot->getJointAngleTorque(23));
-  EXPECT_EQ(root.tx, state.q(0));
-  EXPECT_EQ(&root, &robot->getPose(0));
-  EXPECT_NE(mass(29, 29), 0);
+  EXPECT_GT(mass(29, 29), 0);
 }
 
 class Masses : public ModuleTest {

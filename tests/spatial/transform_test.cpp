@@ -1,64 +1,49 @@
-#include "spatial/matrices.h"
+#include "plugin/conversions.h"
+#include "support/expect.h"
+#include "support/state.h"
 
 namespace korvel::tests {
 namespace {
 
-using General = Spatial::RotationMatrix;
-using AboutZ = Spatial::RotationMatrixAboutZ;
-using Identity = Spatial::RotationMatrixIdentity;
+namespace Spatial = metapod::Spatial;
 
-template <typename Kind>
-class TransformOfKind : public testing::Test {};
-using Kinds = testing::Types<General, AboutZ, Identity>;
-TYPED_TEST_SUITE(TransformOfKind, Kinds);
+/// For a few products and sums of numbers of the order of 1.
+constexpr double algebraic = 16 * eps;
 
-TYPED_TEST(TransformOfKind, ActsAsItsMatrix) {
-  for (std::uint64_t seed = 0; seed < 100; ++seed) {
-    RandomSpatial random(seed);
-    const auto X = random.transform<TypeParam>();
-    const Spatial::Motion m{random.vector3(), random.vector3()};
-    const Spatial::Force f{random.vector3(), random.vector3()};
-    const Matrix6 on_motions = matrix(X);
-    EXPECT_TRUE(near(vector(X * m), on_motions * vector(m), algebraic));
-    EXPECT_TRUE(near(vector(X.apply(f)), on_motions.inverse().transpose() * vector(f), algebraic));
-    EXPECT_TRUE(near(vector(X.applyInv(m)), on_motions.inverse() * vector(m), algebraic));
-    EXPECT_TRUE(near(vector(X.applyInv(f)), on_motions.transpose() * vector(f), algebraic));
-    EXPECT_TRUE(near(vector(X.applyInv(X.apply(m))), vector(m), algebraic));
-    EXPECT_TRUE(near(vector(X.applyInv(X.apply(f))), vector(f), algebraic));
-    if constexpr (!std::is_same_v<TypeParam, Identity>) {
-      const auto I = random.inertia();
-      EXPECT_TRUE(near(matrix(X.applyInv(I)), on_motions.transpose() * matrix(I) * on_motions, 2 * algebraic));
-      EXPECT_TRUE(near(rotation(TypeParam()).topRows(2), Eigen::MatrixXd::Zero(2, 3), 0));
-    }
-  }
+Eigen::Matrix<float, 6, 1> vector(const Spatial::Vector3& angular, const Spatial::Vector3& linear) {
+  return {angular.x, angular.y, angular.z, linear.x, linear.y, linear.z};
 }
 
-template <typename L, typename R, typename Result>
-void expect_product() {
+TEST(Transforms, AreChangesOfFrameThatLeadBack) {
   for (std::uint64_t seed = 0; seed < 100; ++seed) {
-    RandomSpatial random(seed);
-    const auto X_BA = random.transform<R>();
-    const auto X_CB = random.transform<L>();
-    const Spatial::TransformT<Result> X_CA = X_CB * X_BA;
-    EXPECT_TRUE(near(matrix(X_CA), matrix(X_CB) * matrix(X_BA), algebraic));
-  }
-}
+    const auto first = random_state(seed).root_pose();
+    const auto second = random_state(1000 + seed).root_pose();
+    const auto A = tesk::fromQZMath(first);
+    const auto B = tesk::fromQZMath(second);
+    QZ::Math::Transform change, inverse, product;
+    tesk::toQZMath(A, change);
+    tesk::invToQZMath(A, inverse);
+    tesk::invProdToQZMath(A, B, product);
+    EXPECT_TRUE(near(eigen(change).matrix(), eigen(first).matrix(), algebraic));
+    EXPECT_TRUE(near(eigen(inverse).matrix(), eigen(first).inverse().matrix(), algebraic));
+    EXPECT_TRUE(near(eigen(product).matrix(), (eigen(first) * eigen(second)).inverse().matrix(), algebraic));
 
-TEST(Transforms, ComposeAsTheirMatricesAndKeepTheCheapKind) {
-  expect_product<AboutZ, Identity, AboutZ>();
-  expect_product<General, Identity, General>();
-  expect_product<AboutZ, General, General>();
-  expect_product<General, General, General>();
+    Random random(seed);
+    Spatial::Motion m{{random.unit(), random.unit(), random.unit()}, {random.unit(), random.unit(), random.unit()}};
+    const auto back = A.applyInv(A * m);
+    EXPECT_TRUE(near(vector(back.w, back.v), vector(m.w, m.v), algebraic));
+    const auto there = (A * B) * m;
+    const auto step_by_step = A * (B * m);
+    EXPECT_TRUE(near(vector(there.w, there.v), vector(step_by_step.w, step_by_step.v), algebraic));
+  }
 }
 
 // The about-z kind has c^2 + s^2 = 1 built in, also where it does not hold.
 TEST(Transforms, AboutZRotateInertiasAsIfTheirRotationWereOne) {
-  RandomSpatial random(1);
-  const auto I = random.inertia();
-  const auto unfilled = Spatial::TransformT<AboutZ>().applyInv(I);
-  EXPECT_TRUE(near(matrix(Spatial::TransformT<AboutZ>({1, 0}, {}).applyInv(I)), matrix(I), 0));
-  EXPECT_TRUE(near(matrix(unfilled).topLeftCorner(2, 2), matrix(I).topLeftCorner(2, 2), 0));
-  EXPECT_EQ(unfilled.I.zx, 0);
+  const Spatial::SymmetricMatrix3T<float> I{1, 2, 3, 4, 5, 6};
+  const auto unfilled = rotated_back(Spatial::RotationMatrixAboutZ(), I);
+  EXPECT_EQ((std::array{unfilled.xx, unfilled.yx, unfilled.yy}), (std::array{I.xx, I.yx, I.yy}));
+  EXPECT_EQ(unfilled.zx, 0);
 }
 
 }  // namespace

@@ -50,7 +50,6 @@ class Truth {
   Jacobian jacobian(int b, const Eigen::Vector3d& p) const;
   Eigen::Matrix<double, 3, 30> first_moment_jacobian(int without) const;
   Matrix mass_matrix() const;
-  double potential_energy() const { return gravity * first_moment().z(); }
 
   /// The configuration after a time t with velocities dq + t ddq, up to terms in t^3.
   Truth moved(const Vector& dq, const Vector& ddq, double t) const;
