@@ -35,6 +35,7 @@ TEST_F(Inputs, NewInertiasReachEveryComputationOfEveryObject) {
   Random random(3);
   MassTable table;
   const System other = module.create();
+  compute(random_state(0), *robot);
   for (unsigned long b = 0; b < 25; ++b) {
     Eigen::Vector3f c;
     Eigen::Matrix3f A;
@@ -46,6 +47,10 @@ TEST_F(Inputs, NewInertiasReachEveryComputationOfEveryObject) {
     Ic(0, 1) = Ic(0, 2) = Ic(1, 2) = NAN;
     other->setBodyInertia(b, m, {c.x(), c.y(), c.z()}, Ic);
   }
+  // Where the bodies were before, with their new masses.
+  const Truth in_root(Eigen::Affine3d::Identity(), random_state(0).q.tail(24).cast<double>(), table);
+  const Eigen::Vector3d partial = in_root.first_moment(7) / robot->getPartialMass(7);
+  EXPECT_TRUE(near(eigen(robot->computePartialComPositionInRoot(7)), partial, 2 * kinematic));
   for (std::uint64_t seed = 0; seed < 20; ++seed) {
     const State state = random_state(seed);
     const Truth truth(state, table);
