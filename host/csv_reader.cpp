@@ -28,6 +28,9 @@ class Parser {
     ++line_;
     if (!inside_row_) row_.line = line_;
     inside_row_ = true;
+    // The parser would end a row here and the lines would no longer count.
+    if (line.find('\r') != std::string::npos)
+      throw errorAt(path_, line_, "expected lines to end in LF or CR LF, found a lone CR");
     line += '\n';
     if (csv_parse(&parser_, line.data(), line.size(), onField, onRow, this) != line.size()) fail(line_);
   }

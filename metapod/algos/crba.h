@@ -9,7 +9,7 @@ namespace metapod {
 /// without gravity.
 ///
 /// Frames  node quantities in the node's own frame
-/// Shapes  H at least 30 x 30, anything with (row, column)
+/// Shapes  H 30 x 30, column by column without gaps
 /// Reads   iXp of all nodes but the root, the inertias
 /// Writes  Icomp and IcompS of all nodes; of H the diagonal blocks and the blocks that couple a joint with one above
 /// it,

@@ -17,7 +17,12 @@ struct NodeBodies {
   std::array<int, Spatial::Pack::lanes> body;
 
   /// A body of the node; all are at the same place in their limbs.
-  constexpr int any() const noexcept { return body[0] != no_body ? body[0] : body[1]; }
+  constexpr int any() const noexcept {
+    for (const int b : body) {
+      if (b != no_body) return b;
+    }
+    return no_body;
+  }
 
   /// The body in the same limb as a lane of a node further out.
   constexpr int in_lane(int lane) const noexcept { return body[count == 1 ? 0U : static_cast<std::size_t>(lane)]; }

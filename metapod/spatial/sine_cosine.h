@@ -1,7 +1,7 @@
 #pragma once
 
-/// Sine and cosine of the joint angles: each is the value in double precision, rounded once to float. Every angle of
-/// the system comes through here, all of a pass in one batch.
+/// Sine and cosine of the joint angles: each is the value in double precision, rounded once to float. Every joint
+/// angle comes through here, all of a pass in one batch.
 ///
 /// The angle is reduced by multiples of pi/2 in two steps (W. J. Cody, W. Waite, Software Manual for the Elementary
 /// Functions, 1980), then sine and cosine are minimax polynomials in double precision, of degree 13 and 14. Packs with
@@ -94,7 +94,8 @@ inline SineCosineT<Pack> sine_cosine(Pack angle) noexcept {
           Pack(Pack::Vector((cosine ^ exchange) ^ ((bit1 ^ bit0) & sign)))};
 }
 
-/// Of angles first to last - 1 of an array, to the same places of two others. At least four angles.
+/// Of angles first to last - 1 of an array, to the same places of two others. `last` is at least four; of fewer than
+/// four angles, places before `first` are read and written too.
 inline void sine_cosine(const float* angles, float* sines, float* cosines, int first, int last) noexcept {
   for (int i = first; i < last; i += Pack::lanes) {
     const int start = i <= last - Pack::lanes ? i : last - Pack::lanes;

@@ -45,6 +45,7 @@ TEST(MotionFile, ErrorsNameLineAndExpectation) {
       {"time\n0\n0.5\n0.5\n", "motion.csv:4: expected a time after 0.5, found 0.5"},
       {"time,Knee\n0,\"1\n", "motion.csv:2: expected comma-separated fields, found a misplaced or unfinished quote"},
       {"time,Knee\n0,1\"2\n", "motion.csv:2: expected comma-separated fields, found a misplaced or unfinished quote"},
+      {"time,Knee\n0,1\r1,2\n", "motion.csv:2: expected lines to end in LF or CR LF, found a lone CR"},
       // Lines are those of the file, also after blank lines and after fields of several lines; the text is one line.
       {"\r\n\r\ntime,Knee\r\n\r\n0,1\r\n\r\n1,abc\r\n",
        "motion.csv:7: expected a number in column 'Knee', found 'abc'"},

@@ -27,6 +27,11 @@ class Dynamics : public ModuleTest, public testing::WithParamInterface<int> {
     compute(s, *robot);
     return robot->getGeneralizedMass().cast<double>();
   }
+  State at_rest() const {
+    State resting;
+    resting.q = state.q;
+    return resting;
+  }
 };
 INSTANTIATE_TEST_SUITE_P(Seeds, Dynamics, testing::Range(0, 10));
 
@@ -42,7 +47,8 @@ TEST_P(Dynamics, MassMatrixAndTorquesAreThoseOfTheTextbook) {
 
 TEST_P(Dynamics, PartialComJacobianIsMomentumPerVelocity) {
   const Truth truth(state);
-  compute(state, *robot);
+  const MatrixXd H = mass_matrix_of(state);
+  MatrixXd sum = MatrixXd::Zero(3, 30);
   for (int b = 0; b < 25; ++b) {
     ComJacobian J(3, b);  // of any size
     robot->computePartialComJacobian(static_cast<unsigned long>(b), J);
@@ -50,7 +56,10 @@ TEST_P(Dynamics, PartialComJacobianIsMomentumPerVelocity) {
     EXPECT_TRUE(near(J, truth.first_moment_jacobian(b), dynamic * partial)) << b;
     const bool leaf = b == 24 || Truth::parent(b + 1) != b;
     EXPECT_TRUE(!leaf || near(J.col(5 + b), Eigen::Vector3d::Zero(), 0)) << b;
+    sum += J.cast<double>();
   }
+  // Each body is left out once: the sum is 24 times the momentum of the whole robot.
+  EXPECT_TRUE(near(sum, 24 * truth.pose(0).linear() * H.topRows(3), dynamic * sum.maxCoeff()));
 }
 
 // To the bit.
@@ -61,6 +70,52 @@ TEST_P(Dynamics, MassMatrixIsSymmetricAndCouplesNoTwoLimbs) {
     for (int c = 1; c < b; ++c) EXPECT_TRUE(moves_with(b, c) || !(std::abs(H(5 + b, 5 + c)) > 0)) << b << ", " << c;
   }
   EXPECT_TRUE(near(H.topLeftCorner(3, 3), H(0, 0) * MatrixXd::Identity(3, 3), 0));
+}
+
+TEST_P(Dynamics, MassMatrixColumnsAreTorquesOfUnitAccelerations) {
+  const MatrixXd H = mass_matrix_of(at_rest());
+  const VectorXd resting = torques_of(at_rest());
+  for (int d = 0; d < 30; ++d) {
+    State accelerated = at_rest();
+    accelerated.ddq(d) = 1;
+    const VectorXd scale = Truth(state).force_scale(accelerated).tail(24);
+    EXPECT_TRUE(near(torques_of(accelerated) - resting, H.col(d).tail(24), dynamic, scale)) << "coordinate " << d;
+  }
+}
+
+// What the joints, the support of the root and the wrenches put in is the rate of all mechanical energy.
+TEST_P(Dynamics, PowerBalances) {
+  const Truth truth(state);
+  const Truth::Vector dq = state.dq.cast<double>();
+  const Truth::Vector ddq = state.ddq.cast<double>();
+  Truth::Vector forces = truth.forces(state);
+  forces.tail(24) = torques_of(state);
+  double power = forces.dot(dq);
+  for (int b = 0; b < 25; ++b) {
+    const Truth::Vector6 twist = truth.jacobian(b, truth.pose(b).translation()) * dq;
+    const Eigen::Matrix3d in_body = truth.pose(b).linear().transpose();
+    power += (in_body * twist.tail(3)).dot(state.wrenches.col(b).head(3).cast<double>()) +
+             (in_body * twist.head(3)).dot(state.wrenches.col(b).tail(3).cast<double>());
+  }
+  const double rate = derivative([&](double t) {
+    const Truth then = truth.moved(dq, ddq, t);
+    const Truth::Vector velocity = dq + t * ddq;
+    return 0.5 * velocity.dot(then.mass_matrix() * velocity) + then.potential_energy();
+  });
+  EXPECT_NEAR(power, rate, dynamic * truth.force_scale(state).dot(dq.cwiseAbs()));
+}
+
+// Gravity does not tell one place or heading from another, and the mass matrix no pose of the root at all.
+TEST_P(Dynamics, DoNotDependOnWhereTheRootIs) {
+  const MatrixXd H = mass_matrix_of(state);
+  const VectorXd torques = torques_of(state);
+  const VectorXd scale = Truth(state).force_scale(state).tail(24);
+  state.q.head(3) += Eigen::Vector3f(10, -20, 30);
+  EXPECT_TRUE(near(torques_of(state), torques, 0));
+  state.q(5) += 1;
+  EXPECT_TRUE(near(torques_of(state), torques, dynamic, scale));
+  state.q.segment<2>(3) += Eigen::Vector2f(0.3F, -0.4F);
+  EXPECT_TRUE(near(mass_matrix_of(state), H, 0));
 }
 
 TEST_P(Dynamics, WrenchesReachOnlyTheJointsAboveThem) {
@@ -97,6 +152,20 @@ TEST_F(Order, MassMatrixReadsTheLastJointPass) {
   EXPECT_FALSE(same_bits(second, first));
   robot->computeFwdKinematicsExceptRoot();
   EXPECT_TRUE(same_bits(mass_matrix(), second));
+}
+
+// Either stage of the kinematics places the root, and nothing else need run before.
+TEST_F(Order, PartialComJacobianTurnsWithTheRoot) {
+  compute(random_state(1), *robot);
+  for (const auto stage :
+       {&tesk::RigidBodySystem::computeFwdKinematicsOnlyRoot, &tesk::RigidBodySystem::computeFwdKinematicsExceptRoot}) {
+    robot->setRootPose(random_state(stage == &tesk::RigidBodySystem::computeFwdKinematicsOnlyRoot ? 2 : 3).root_pose());
+    (robot.get()->*stage)();
+    ComJacobian J;
+    robot->computePartialComJacobian(4, J);
+    const auto partial = static_cast<double>(robot->getPartialMass(4));
+    EXPECT_TRUE(near(J.leftCols(3), partial * eigen(robot->getRootPose()).linear(), kinematic * partial));
+  }
 }
 
 TEST_F(Order, PartialComJacobianIgnoresWhatIsNoBodyAndKeepsStorage) {

@@ -37,6 +37,41 @@ TEST_F(Kinematics, PosesCentresOfMassAndJacobianAreThoseOfTheTextbook) {
   }
 }
 
+// Column 6 + j is the twist of the body that joint j carries, found by turning the joint a little both ways.
+TEST_F(Kinematics, JacobianIsTheDerivativeOfPoses) {
+  for (std::uint64_t seed = 0; seed < 30; ++seed) {
+    SCOPED_TRACE(seed);
+    const State state = random_state(seed);
+    const Truth truth(Eigen::Affine3d::Identity(), state.q.tail(24).cast<double>());
+    compute(state, *robot);
+    for (int j = 0; j < 24; ++j) {
+      const Eigen::Matrix4d rate = derivative([&](double angle) {
+        return truth.moved(Truth::Vector::Unit(6 + j), Truth::Vector::Zero(), angle).pose(j + 1).matrix();
+      });
+      const Eigen::Matrix4d twist = rate * truth.pose(j + 1).inverse().matrix();
+      Truth::Vector6 column;
+      column << twist(2, 1), twist(0, 2), twist(1, 0), twist.col(3).head(3);
+      EXPECT_TRUE(near(robot->getJacobianInRoot().col(6 + j), column, kinematic)) << "joint angle " << j;
+    }
+  }
+}
+
+TEST_F(Kinematics, EachPartAndTheRestMakeTheWhole) {
+  State state = random_state(6);
+  state.q.head(6).setZero();
+  compute(state, *robot);
+  const double tolerance = kinematic * static_cast<double>(robot->getMass());
+  const Vector3d whole = robot->getMass() * eigen(robot->getComPositionInRoot());
+  Vector3d sum = robot->getMass(0) * eigen(robot->getComPosition(0));
+  for (unsigned long b = 1; b < 25; ++b) {
+    const Vector3d rest = robot->getPartialMass(b) * eigen(robot->computePartialComPositionInRoot(b));
+    const Vector3d part = robot->getMass(b) * eigen(robot->getComPosition(b));
+    EXPECT_TRUE(near(rest + part, whole, tolerance));
+    sum += part;
+  }
+  EXPECT_TRUE(near(sum, whole, tolerance));
+}
+
 TEST_F(Kinematics, MovingTheRootLeavesWhatIsRelativeToIt) {
   State state = random_state(1);
   compute(state, *robot);

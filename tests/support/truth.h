@@ -45,6 +45,7 @@ class Truth {
   double mass(int b) const { return of(b).m; }
   /// First moment of mass without body b; of all bodies for b = -1.
   Eigen::Vector3d first_moment(int without = -1) const;
+  double potential_energy() const { return gravity * first_moment().z(); }
 
   /// World axes, angular rows first: motion of body b and of its point p, a place in the world, per unit velocities.
   Jacobian jacobian(int b, const Eigen::Vector3d& p) const;
