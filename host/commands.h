@@ -1,13 +1,18 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <filesystem>
 
 namespace korvel::host {
 
-/// Adds the subcommand of that name. It runs while the command line is parsed and throws Error.
+/// Adds the subcommand of that name. It runs while the command line is parsed and throws Error or Findings.
 void addInfo(CLI::App& app);
 void addRun(CLI::App& app);
+void addValidate(CLI::App& app);
+
+/// The command did its work and has already told of what it found wrong.
+class Findings : public std::exception {};
 
 /// The module that is loaded unless another one is named: beside the executable as built, or as installed.
 std::filesystem::path defaultModule();

@@ -35,6 +35,7 @@ int parseAndRun(int argc, char** argv) {
   try {
     addInfo(app);
     addRun(app);
+    addValidate(app);
     app.parse(argc, argv);
     return 0;
   } catch (const CLI::Success& help) {
@@ -42,6 +43,8 @@ int parseAndRun(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     fmt::print(stderr, "{} (--help tells more)\n", error.what());
     return unusable_input;
+  } catch (const Findings&) {
+    return failure;
   } catch (const Error& error) {
     return report(error, unusable_input);
   } catch (const std::filesystem::filesystem_error& error) {

@@ -1,4 +1,4 @@
-#include "support/allocations.h"
+#include "host/validate/allocations.h"
 #include "support/expect.h"
 #include "support/state.h"
 

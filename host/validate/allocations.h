@@ -1,6 +1,6 @@
 #pragma once
 
-namespace korvel::tests {
+namespace korvel::validate {
 
 /// Of the whole process, operator new included: a program that links this has its own malloc family in front of the C
 /// library's. One thread.
@@ -20,4 +20,4 @@ struct FailingAllocations {
   static bool happened() noexcept;
 };
 
-}  // namespace korvel::tests
+}  // namespace korvel::validate

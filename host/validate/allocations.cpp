@@ -1,4 +1,4 @@
-#include "support/allocations.h"
+#include "host/validate/allocations.h"
 
 #include <malloc.h>
 
@@ -13,7 +13,7 @@ void* __libc_memalign(std::size_t, std::size_t) noexcept;
 void __libc_free(void*) noexcept;
 }
 
-namespace korvel::tests {
+namespace korvel::validate {
 
 namespace {
 
@@ -50,11 +50,11 @@ FailingAllocations::~FailingAllocations() {
 }
 bool FailingAllocations::happened() noexcept { return failed; }
 
-}  // namespace korvel::tests
+}  // namespace korvel::validate
 
 // The linker must see these from libraries that are loaded later.
 #pragma GCC visibility push(default)
-using korvel::tests::counted;
+using korvel::validate::counted;
 extern "C" {
 void* malloc(std::size_t size) noexcept { return counted(__libc_malloc, size); }
 void* calloc(std::size_t count, std::size_t size) noexcept { return counted(__libc_calloc, count, size); }
@@ -66,11 +66,11 @@ int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexce
 }
 void* realloc(void* old, std::size_t size) noexcept {
   void* block = counted(__libc_realloc, old, size);
-  if (block != nullptr && old != nullptr) --korvel::tests::counts.live;
+  if (block != nullptr && old != nullptr) --korvel::validate::counts.live;
   return block;
 }
 void free(void* block) noexcept {
-  if (block != nullptr) --korvel::tests::counts.live;
+  if (block != nullptr) --korvel::validate::counts.live;
   __libc_free(block);
 }
 }

@@ -1,8 +1,8 @@
-#include "support/state.h"
+#include "host/validate/states.h"
 
 #include <cstring>
 
-namespace korvel::tests {
+namespace korvel::validate {
 
 namespace {
 
@@ -81,4 +81,4 @@ bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
-}  // namespace korvel::tests
+}  // namespace korvel::validate
