@@ -21,6 +21,10 @@ class Agreement {
     same_size ? text << "off by " << difference << " of its scale" : text << "of another size";
     throw std::runtime_error(text.str());
   }
+  void require(const char* what, const Eigen::MatrixXd& value, const Eigen::MatrixXd& truth) const {
+    const bool same_size = value.rows() == truth.rows() && value.cols() == truth.cols();
+    require(what, same_size, same_size ? (value - truth).cwiseAbs().maxCoeff<Eigen::PropagateNaN>() : 0);
+  }
 
  private:
   const std::string& name_;
@@ -45,28 +49,24 @@ void requireAgreement(const std::string& name, Peer& peer, Peer& reference, std:
   for (std::size_t state = 0; state < state_count; ++state) {
     const Agreement agreement(name, state);
 
+    for (Peer* p : {&peer, &reference}) p->setRootAndWrenches(state);
+
     for (Peer* p : {&peer, &reference}) p->computeKinematics(state);
     const auto poses = peer.poses();
     const auto true_poses = reference.poses();
     agreement.require("poses", poses.size() == true_poses.size(), 0);
-    for (std::size_t b = 0; b < poses.size(); ++b) {
-      agreement.require("pose of a body", true, (poses[b] - true_poses[b]).cwiseAbs().maxCoeff<Eigen::PropagateNaN>());
-    }
+    for (std::size_t b = 0; b < poses.size(); ++b) agreement.require("pose of a body", poses[b], true_poses[b]);
+    agreement.require("centre of mass", peer.com(), reference.com());
+    agreement.require("jacobian", peer.jacobian(), reference.jacobian());
 
     for (Peer* p : {&peer, &reference}) p->computeMass(state);
-    const Eigen::MatrixXd mass = peer.mass();
-    const Eigen::MatrixXd true_mass = reference.mass().bottomRightCorner(mass.rows(), mass.cols());
-    const auto scale = mass_scale.tail(mass.rows()).cwiseInverse().asDiagonal();
-    agreement.require("mass matrix", mass.rows() == mass.cols() && mass.rows() > 0,
-                      (scale * (mass - true_mass) * scale).cwiseAbs().maxCoeff<Eigen::PropagateNaN>());
+    const auto scale = mass_scale.cwiseInverse().asDiagonal();
+    agreement.require("mass matrix", scale * peer.mass() * scale, scale * reference.mass() * scale);
 
     for (Peer* p : {&peer, &reference}) p->computeDynamics(state);
-    const Eigen::VectorXd torques = peer.torques();
     const Eigen::VectorXd true_torques = reference.torques();
-    agreement.require("torques", torques.size() == true_torques.size(), 0);
-    agreement.require("torques", true,
-                      (torques - true_torques).cwiseAbs().maxCoeff<Eigen::PropagateNaN>() /
-                          true_torques.cwiseAbs().maxCoeff<Eigen::PropagateNaN>());
+    const double torque_scale = true_torques.cwiseAbs().maxCoeff();
+    agreement.require("torques", peer.torques() / torque_scale, true_torques / torque_scale);
   }
 }
 

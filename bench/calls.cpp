@@ -18,8 +18,9 @@ int run(const char* module, const char* name, int passes) {
     return std::fprintf(stderr, "korvel-calls: no operation '%s', or a count below zero\n", name), 2;
   }
   const auto robot = host::Module(module).create();
-  const bench::States states = bench::seededStates(bench::Root::moving);
+  const bench::States states = bench::seededStates();
   // Some operations read what this leaves behind.
+  bench::setRootAndWrenches(*robot, states.front());
   robot->setJointAnglesPos(states.front().joint_pos);
   robot->computeFwdKinematics();
   for (int i = 0; i < passes; ++i) operation->pass(*robot, states);

@@ -42,6 +42,9 @@ struct Input {
         q(state.joint_pos.cast<double>()),
         dq(state.joint_vel.cast<double>()),
         ddq(state.joint_acc.cast<double>()) {
+    for (std::size_t i = 0; i < feet.size(); ++i) {
+      wrenches[i] = Eigen::Map<const Eigen::Matrix<float, 6, 1>>(state.wrenches[i].data()).cast<double>();
+    }
     Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
     pose.affine() = toMatrix(state.root.pose);
     position = FreeJoint::convertToPositions(pose);
@@ -53,6 +56,8 @@ struct Input {
 
   Root position, velocity, acceleration;
   Eigen::ArrayXd q, dq, ddq;
+  /// Force and moment in the body's frame.
+  std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
 };
 
 class DartPeer final : public Peer {
@@ -75,10 +80,27 @@ class DartPeer final : public Peer {
     for (const State& state : states) inputs_.emplace_back(state);
   }
 
+  void setRootAndWrenches(std::size_t state) override {
+    const Input& input = inputs_[state];
+    root_->setPositionsStatic(input.position);
+    root_->setVelocitiesStatic(input.velocity);
+    root_->setAccelerationsStatic(input.acceleration);
+    for (std::size_t i = 0; i < feet.size(); ++i) {
+      bodies_[feet[i]]->setExtForce(input.wrenches[i].head<3>(), Eigen::Vector3d::Zero(), true, true);
+      bodies_[feet[i]]->setExtTorque(input.wrenches[i].tail<3>(), true);
+    }
+  }
+
   void computeKinematics(std::size_t state) override {
     setPositions(inputs_[state]);
+    com_ = skeleton_->getCOM();
     // A transform that is asked for brings those of its ancestors up to date.
-    for (const BodyNode* body : bodies_) body->getWorldTransform();
+    const Eigen::Vector3d p_root = bodies_[0]->getWorldTransform().translation();
+    for (std::size_t j = 0; j < joints_.size(); ++j) {
+      const Eigen::Isometry3d& pose = bodies_[j + 1]->getWorldTransform();
+      const Eigen::Vector3d axis = pose.linear().col(2);
+      columns_.col(static_cast<Eigen::Index>(j)) << axis, axis.cross(p_root - pose.translation());
+    }
   }
 
   void computeMass(std::size_t state) override {
@@ -89,19 +111,24 @@ class DartPeer final : public Peer {
   void computeDynamics(std::size_t state) override {
     const Input& input = inputs_[state];
     setPositions(input);
-    root_->setVelocitiesStatic(input.velocity);
-    root_->setAccelerationsStatic(input.acceleration);
     for (std::size_t j = 0; j < joints_.size(); ++j) {
       joints_[j]->setVelocitiesStatic(input.dq.segment<1>(static_cast<Eigen::Index>(j)).matrix());
       joints_[j]->setAccelerationsStatic(input.ddq.segment<1>(static_cast<Eigen::Index>(j)).matrix());
     }
-    skeleton_->computeInverseDynamics();
+    skeleton_->computeInverseDynamics(true);
   }
 
   std::vector<Pose> poses() const override {
     std::vector<Pose> poses;
     for (const BodyNode* body : bodies_) poses.push_back(body->getWorldTransform().affine());
     return poses;
+  }
+
+  Eigen::Vector3d com() const override { return com_; }
+
+  Eigen::MatrixXd jacobian() const override {
+    const Pose root = poses()[0];
+    return jacobianInRoot(root, columns_, root.col(3));
   }
 
   Eigen::MatrixXd mass() const override {
@@ -117,7 +144,6 @@ class DartPeer final : public Peer {
 
  private:
   void setPositions(const Input& input) {
-    root_->setPositionsStatic(input.position);
     for (std::size_t j = 0; j < joints_.size(); ++j) {
       joints_[j]->setPositionsStatic(input.q.segment<1>(static_cast<Eigen::Index>(j)).matrix());
     }
@@ -128,9 +154,12 @@ class DartPeer final : public Peer {
   std::vector<RevoluteJoint*> joints_;
   std::vector<BodyNode*> bodies_;
   std::vector<Input> inputs_;
+  Eigen::Vector3d com_ = Eigen::Vector3d::Zero();
+  /// Of the jacobian, world axes, the point at the root's origin.
+  Eigen::MatrixXd columns_ = Eigen::MatrixXd::Zero(6, static_cast<Eigen::Index>(robot().size() - 1));
 };
 
-const PeerRegistration registration({"DART", "a skeleton on a free joint, set joint by joint", Root::moving,
+const PeerRegistration registration({"DART", "a skeleton on a free joint, set joint by joint",
                                      [](const States& states) { return std::make_unique<DartPeer>(states); }});
 
 }  // namespace

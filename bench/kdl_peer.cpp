@@ -1,14 +1,16 @@
-/// Orocos KDL. It knows chains and trees on a fixed base, so the root rests.
+/// Orocos KDL. It knows fixed bases only: the root hangs on three prismatic and three revolute joints, whose
+/// coordinates are x, y, z, yaw, pitch, roll.
 ///
-/// Kinematics: its solver for trees walks from each body back to the root, so the bodies are placed in one sweep over
-/// its segments instead. Mass matrix and inverse dynamics: it has no mass matrix for trees, and its inverse dynamics
-/// for trees keeps everything in maps by name. With the root at rest each limb is a chain of its own, so its solvers
-/// for chains do both, five times. That is less than the module does: nothing is computed for the root, and no
-/// coupling.
+/// Kinematics: its solver for trees walks from each body back to the root and places nothing but bodies; so the bodies
+/// are placed in one sweep over its segments, and centre of mass and jacobian are taken from its frames. Mass matrix:
+/// it has one for chains only, so each limb is a chain of its own, with the root's joints in front. Inverse dynamics:
+/// its solver for trees.
 
+#include <Eigen/LU>
 #include <kdl/chain.hpp>
 #include <kdl/chaindynparam.hpp>
-#include <kdl/chainidsolver_recursive_newton_euler.hpp>
+#include <kdl/tree.hpp>
+#include <kdl/treeidsolver_recursive_newton_euler.hpp>
 #include <stdexcept>
 
 #include "bench/peer.h"
@@ -18,6 +20,8 @@ namespace korvel::bench {
 
 namespace {
 
+constexpr Eigen::Index root_joints = 6;
+constexpr const char* base = "base";
 const KDL::Vector gravity_world(0, 0, -gravity);
 
 KDL::Vector toKdl(const Eigen::Vector3d& v) { return {v.x(), v.y(), v.z()}; }
@@ -26,139 +30,224 @@ KDL::Frame toKdl(const Eigen::Matrix3d& R, const Eigen::Vector3d& p) {
   return {KDL::Rotation(toKdl(R.col(0)), toKdl(R.col(1)), toKdl(R.col(2))), toKdl(p)};
 }
 
+Peer::Pose toPose(const KDL::Frame& frame) {
+  Peer::Pose pose;
+  for (int i = 0; i < 3; ++i) {
+    for (int k = 0; k < 4; ++k) pose(i, k) = frame(i, k);
+  }
+  return pose;
+}
+
+KDL::RigidBodyInertia inertia(const Body& body) { return KDL::RigidBodyInertia(body.mass, toKdl(body.com_body)); }
+
 KDL::Segment segment(const Body& body) {
   const KDL::Frame X_PB = toKdl(body.R_PB, body.p_PB);
   const KDL::Joint joint(body.name, X_PB.p, X_PB.M.UnitZ(), KDL::Joint::RotAxis);
-  return KDL::Segment(body.name, joint, X_PB, KDL::RigidBodyInertia(body.mass, toKdl(body.com_body)));
+  return KDL::Segment(body.name, joint, X_PB, inertia(body));
 }
 
-/// The values of some consecutive joints.
-KDL::JntArray slice(const Eigen::ArrayXf& values, Eigen::Index first, Eigen::Index count) {
-  KDL::JntArray array;
-  array.data = values.segment(first, count).matrix().cast<double>();
-  return array;
+/// The root's joints, the last of which moves the root. Only one of several chains may carry its mass.
+std::vector<KDL::Segment> rootSegments(bool with_mass) {
+  using KDL::Joint;
+  std::vector<KDL::Segment> segments;
+  const auto add = [&](const char* name, Joint::JointType type, const KDL::RigidBodyInertia& moved) {
+    segments.emplace_back(name, Joint(name, type), KDL::Frame::Identity(), moved);
+  };
+  const KDL::RigidBodyInertia nothing = KDL::RigidBodyInertia::Zero();
+  add("x", Joint::TransX, nothing);
+  add("y", Joint::TransY, nothing);
+  add("z", Joint::TransZ, nothing);
+  add("yaw", Joint::RotZ, nothing);
+  add("pitch", Joint::RotY, nothing);
+  add(robot()[0].name, Joint::RotX, with_mass ? inertia(robot()[0]) : nothing);
+  return segments;
 }
 
-/// The bodies from a child of the root to the end of the limb. Solvers refer to the chain: it stays where it is.
+void require(int status) {
+  if (status < 0) throw std::runtime_error("KDL: a solver failed");
+}
+
+/// All coordinates, root first.
+struct Input {
+  explicit Input(const State& state)
+      : root(toKdl(toMatrix(state.root.pose).leftCols<3>(), toMatrix(state.root.pose).col(3))),
+        q(joined(state.root_q, state.joint_pos)),
+        dq(joined(state.root_dq, state.joint_vel)),
+        ddq(joined(state.root_ddq, state.joint_acc)) {
+    for (std::size_t i = 0; i < feet.size(); ++i) {
+      const std::vector<float>& w = state.wrenches[i];
+      wrenches[robot()[feet[i]].name] = {KDL::Vector(w[0], w[1], w[2]), KDL::Vector(w[3], w[4], w[5])};
+    }
+  }
+
+  static KDL::JntArray joined(const Eigen::Matrix<double, 6, 1>& root, const Eigen::ArrayXf& joints) {
+    KDL::JntArray all(static_cast<unsigned>(root_joints + joints.size()));
+    all.data << root.head<3>(), root(5), root(4), root(3), joints.matrix().cast<double>();
+    return all;
+  }
+
+  KDL::Frame root;
+  KDL::JntArray q, dq, ddq;
+  KDL::WrenchMap wrenches;
+};
+
+/// The root's joints, then the bodies from a child of the root to the end of the limb. The solver refers to the chain:
+/// it stays where it is.
 class Limb {
  public:
-  explicit Limb(std::size_t first_joint) : first_joint_(static_cast<Eigen::Index>(first_joint)) {}
+  Limb(std::size_t first_joint, bool with_root_mass)
+      : first_joint_(root_joints + static_cast<Eigen::Index>(first_joint)) {
+    for (const KDL::Segment& s : rootSegments(with_root_mass)) chain_.addSegment(s);
+  }
 
   void add(const Body& body) { chain_.addSegment(segment(body)); }
 
-  void prepare(const States& states) {
-    for (const State& state : states) {
-      inputs_.push_back({slice(state.joint_pos, first_joint_, joint_count()),
-                         slice(state.joint_vel, first_joint_, joint_count()),
-                         slice(state.joint_acc, first_joint_, joint_count())});
-    }
-    mass_solver_ = std::make_unique<KDL::ChainDynParam>(chain_, gravity_world);
-    dynamics_solver_ = std::make_unique<KDL::ChainIdSolver_RNE>(chain_, gravity_world);
-    no_wrenches_.resize(chain_.getNrOfSegments(), KDL::Wrench::Zero());
+  void prepare() {
+    solver_ = std::make_unique<KDL::ChainDynParam>(chain_, gravity_world);
+    q_.resize(chain_.getNrOfJoints());
     mass_.resize(chain_.getNrOfJoints());
-    torques_.resize(chain_.getNrOfJoints());
   }
 
-  void computeMass(std::size_t state) { require(mass_solver_->JntToMass(inputs_[state].q, mass_)); }
-  void computeDynamics(std::size_t state) {
-    const auto& [q, dq, ddq] = inputs_[state];
-    require(dynamics_solver_->CartToJnt(q, dq, ddq, no_wrenches_, torques_));
+  /// Adds the limb's part to the mass matrix of the robot.
+  void addMass(const KDL::JntArray& q, const Eigen::VectorXd& root, Eigen::MatrixXd& mass) {
+    const Eigen::Index n = q_.data.size() - root_joints;
+    q_.data << root, q.data.segment(first_joint_, n);
+    require(solver_->JntToMass(q_, mass_));
+    mass.topLeftCorner<root_joints, root_joints>() += mass_.data.topLeftCorner<root_joints, root_joints>();
+    mass.block(first_joint_, first_joint_, n, n) = mass_.data.bottomRightCorner(n, n);
+    mass.block(first_joint_, 0, n, root_joints) = mass_.data.bottomLeftCorner(n, root_joints);
+    mass.block(0, first_joint_, root_joints, n) = mass_.data.topRightCorner(root_joints, n);
   }
-
-  Eigen::Index first_joint() const { return first_joint_; }
-  Eigen::Index joint_count() const { return static_cast<Eigen::Index>(chain_.getNrOfJoints()); }
-  const Eigen::MatrixXd& mass() const { return mass_.data; }
-  const Eigen::VectorXd& torques() const { return torques_.data; }
 
  private:
-  struct Input {
-    KDL::JntArray q, dq, ddq;
-  };
-
-  static void require(int status) {
-    if (status < 0) throw std::runtime_error("KDL: a solver failed");
-  }
-
-  Eigen::Index first_joint_;
+  Eigen::Index first_joint_;  ///< as a coordinate
   KDL::Chain chain_;
-  std::vector<Input> inputs_;
-  std::unique_ptr<KDL::ChainDynParam> mass_solver_;
-  std::unique_ptr<KDL::ChainIdSolver_RNE> dynamics_solver_;
-  std::vector<KDL::Wrench> no_wrenches_;
+  std::unique_ptr<KDL::ChainDynParam> solver_;
+  KDL::JntArray q_;
   KDL::JntSpaceInertiaMatrix mass_;
-  KDL::JntArray torques_;
 };
 
 class KdlPeer final : public Peer {
  public:
-  explicit KdlPeer(const States& states) : frames_(robot().size()) {
-    for (const State& state : states) {
-      const Pose root = toMatrix(state.root.pose);
-      roots_.push_back(toKdl(root.leftCols<3>(), root.col(3)));
-      angles_.push_back(state.joint_pos.matrix().cast<double>());
-    }
+  explicit KdlPeer(const States& states) : tree_(base), frames_(robot().size()) {
+    for (const State& state : states) inputs_.emplace_back(state);
+    std::string end = base;
+    const auto addToTree = [&](const KDL::Segment& s, const std::string& parent) {
+      if (!tree_.addSegment(s, parent)) throw std::runtime_error("KDL: no such parent");
+      end = s.getName();
+    };
+    for (const KDL::Segment& s : rootSegments(true)) addToTree(s, end);
     for (std::size_t b = 1; b < robot().size(); ++b) {
       const Body& body = robot()[b];
+      const auto parent = static_cast<std::size_t>(body.parent);
       segments_.push_back(segment(body));
-      parents_.push_back(static_cast<std::size_t>(body.parent));
-      if (body.parent == 0) limbs_.push_back(std::make_unique<Limb>(b - 1));
-      if (body.parent != 0 && parents_.back() != b - 1) throw std::runtime_error("KDL: a limb is no chain");
+      parents_.push_back(parent);
+      addToTree(segments_.back(), robot()[parent].name);
+      if (parent == 0) limbs_.push_back(std::make_unique<Limb>(b - 1, limbs_.empty()));
+      if (parent != 0 && parent != b - 1) throw std::runtime_error("KDL: a limb is no chain");
       limbs_.back()->add(body);
     }
-    for (const auto& limb : limbs_) limb->prepare(states);
+    for (const auto& limb : limbs_) limb->prepare();
+    for (const Body& body : robot()) {
+      masses_.push_back(body.mass);
+      coms_body_.push_back(toKdl(body.com_body));
+      total_mass_ += body.mass;
+    }
+    const auto coordinates = static_cast<Eigen::Index>(tree_.getNrOfJoints());
+    columns_.resize(segments_.size());
+    mass_.setZero(coordinates, coordinates);
+    torques_.resize(tree_.getNrOfJoints());
+    dynamics_solver_ = std::make_unique<KDL::TreeIdSolver_RNE>(tree_, gravity_world);
   }
 
+  void setRootAndWrenches(std::size_t state) override { root_ = &inputs_[state]; }
+
   void computeKinematics(std::size_t state) override {
-    frames_[0] = roots_[state];
-    const double* q = angles_[state].data();
-    for (std::size_t j = 0; j < segments_.size(); ++j) frames_[j + 1] = frames_[parents_[j]] * segments_[j].pose(q[j]);
+    const double* q = inputs_[state].q.data.data() + root_joints;
+    frames_[0] = root_->root;
+    KDL::Vector moment = masses_[0] * (frames_[0] * coms_body_[0]);
+    for (std::size_t j = 0; j < segments_.size(); ++j) {
+      const KDL::Frame& frame = frames_[j + 1] = frames_[parents_[j]] * segments_[j].pose(q[j]);
+      moment += masses_[j + 1] * (frame * coms_body_[j + 1]);
+      const KDL::Vector axis = frame.M.UnitZ();
+      columns_[j] = KDL::Twist(axis * (frames_[0].p - frame.p), axis);
+    }
+    com_ = moment / total_mass_;
   }
 
   void computeMass(std::size_t state) override {
-    for (const auto& limb : limbs_) limb->computeMass(state);
+    mass_.topLeftCorner<root_joints, root_joints>().setZero();
+    const Eigen::VectorXd& root = root_->q.data;
+    for (const auto& limb : limbs_) limb->addMass(inputs_[state].q, root.head<root_joints>(), mass_);
   }
 
   void computeDynamics(std::size_t state) override {
-    for (const auto& limb : limbs_) limb->computeDynamics(state);
+    Input& input = inputs_[state];
+    const auto withRoot = [](KDL::JntArray& values, const KDL::JntArray& root) -> KDL::JntArray& {
+      values.data.head<root_joints>() = root.data.head<root_joints>();
+      return values;
+    };
+    require(dynamics_solver_->CartToJnt(withRoot(input.q, root_->q), withRoot(input.dq, root_->dq),
+                                        withRoot(input.ddq, root_->ddq), root_->wrenches, torques_));
   }
 
   std::vector<Pose> poses() const override {
-    std::vector<Pose> poses(frames_.size());
-    for (std::size_t b = 0; b < frames_.size(); ++b) {
-      for (int i = 0; i < 3; ++i) {
-        for (int k = 0; k < 4; ++k) poses[b](i, k) = frames_[b](i, k);
-      }
-    }
+    std::vector<Pose> poses;
+    for (const KDL::Frame& frame : frames_) poses.push_back(toPose(frame));
     return poses;
   }
 
-  Eigen::MatrixXd mass() const override {
-    const auto joints = static_cast<Eigen::Index>(segments_.size());
-    Eigen::MatrixXd mass = Eigen::MatrixXd::Zero(joints, joints);
-    for (const auto& limb : limbs_) {
-      mass.block(limb->first_joint(), limb->first_joint(), limb->joint_count(), limb->joint_count()) = limb->mass();
+  Eigen::Vector3d com() const override { return {com_.x(), com_.y(), com_.z()}; }
+
+  Eigen::MatrixXd jacobian() const override {
+    Eigen::MatrixXd columns(6, static_cast<Eigen::Index>(columns_.size()));
+    for (std::size_t j = 0; j < columns_.size(); ++j) {
+      const KDL::Twist& t = columns_[j];
+      columns.col(static_cast<Eigen::Index>(j)) << t.rot.x(), t.rot.y(), t.rot.z(), t.vel.x(), t.vel.y(), t.vel.z();
     }
-    return mass;
+    const Pose root = toPose(frames_[0]);
+    return jacobianInRoot(root, columns, root.col(3));
   }
 
-  Eigen::VectorXd torques() const override {
-    Eigen::VectorXd torques(static_cast<Eigen::Index>(segments_.size()));
-    for (const auto& limb : limbs_) torques.segment(limb->first_joint(), limb->joint_count()) = limb->torques();
-    return torques;
+  /// The module has the root's velocities in root axes, KDL in the world and as rates of three angles.
+  Eigen::MatrixXd mass() const override {
+    const Eigen::VectorXd& q = root_->q.data;
+    const double pitch = q(4);
+    const double roll = q(5);
+    Eigen::Matrix3d angular;            // angular velocity in root axes by rates of yaw, pitch, roll
+    angular << -std::sin(pitch), 0, 1,  //
+        std::cos(pitch) * std::sin(roll), std::cos(roll), 0,  //
+        std::cos(pitch) * std::cos(roll), -std::sin(roll), 0;
+    Eigen::MatrixXd T = Eigen::MatrixXd::Identity(mass_.rows(), mass_.cols());
+    T.topLeftCorner<3, 3>() = toPose(root_->root).leftCols<3>();
+    T.block<3, 3>(3, 3) = angular.inverse();
+    return T.transpose() * mass_ * T;
   }
+
+  Eigen::VectorXd torques() const override { return torques_.data.tail(torques_.data.size() - root_joints); }
 
  private:
-  std::vector<KDL::Frame> roots_;
-  std::vector<Eigen::VectorXd> angles_;
+  KDL::Tree tree_;
+  std::vector<Input> inputs_;
+  const Input* root_ = nullptr;         ///< the inputs whose root and wrenches are in force
   std::vector<KDL::Segment> segments_;  ///< of all bodies but the root
   std::vector<std::size_t> parents_;    ///< by segment
-  std::vector<std::unique_ptr<Limb>> limbs_;
+  std::vector<double> masses_;          ///< by body
+  std::vector<KDL::Vector> coms_body_;
+  double total_mass_ = 0;
   std::vector<KDL::Frame> frames_;  ///< by body
+  KDL::Vector com_;
+  std::vector<KDL::Twist> columns_;  ///< of the jacobian, world axes, the point at the root's origin
+  std::vector<std::unique_ptr<Limb>> limbs_;
+  Eigen::MatrixXd mass_;
+  std::unique_ptr<KDL::TreeIdSolver_RNE> dynamics_solver_;
+  KDL::JntArray torques_;
 };
 
-const PeerRegistration registration(
-    {"KDL", "on a fixed base: poses in a sweep over its segments, else its solvers for chains, limb by limb; no root",
-     Root::resting, [](const States& states) { return std::make_unique<KdlPeer>(states); }});
+const PeerRegistration registration({"KDL",
+                                     "on six joints for the root: poses, centre of mass and jacobian in a sweep over "
+                                     "its segments; mass matrix limb by limb; its inverse dynamics for trees",
+                                     [](const States& states) { return std::make_unique<KdlPeer>(states); }});
 
 }  // namespace
 

@@ -20,13 +20,6 @@ namespace {
 using namespace korvel;
 using bench::States;
 
-struct Inputs {
-  States moving = bench::seededStates(bench::Root::moving);
-  States resting = bench::seededStates(bench::Root::resting);
-
-  const States& of(bench::Root root) const { return root == bench::Root::moving ? moving : resting; }
-};
-
 std::string nameOf(const std::string& operation, const std::string& who) { return operation + '/' + who; }
 
 /// A benchmark whose iterations are the states, over and over.
@@ -48,7 +41,8 @@ struct Subject {
 
 void addModule(const Subject& subject, const States& states) {
   for (const auto& robot : subject.robots) {
-    // Some operations read what this leaves behind.
+    // The operations read what this leaves behind.
+    bench::setRootAndWrenches(*robot, states.front());
     robot->setJointAnglesPos(states.front().joint_pos);
     robot->computeFwdKinematics();
   }
@@ -70,6 +64,7 @@ void addModule(const Subject& subject, const States& states) {
 }
 
 void addPeer(const bench::PeerEntry& entry, bench::Peer& peer, std::size_t state_count) {
+  peer.setRootAndWrenches(0);
   using Computation = void (bench::Peer::*)(std::size_t);
   const auto add = [&](const char* operation, Computation compute) {
     const auto time = [&entry, &peer, state_count, compute](benchmark::State& timer) {
@@ -101,25 +96,21 @@ std::vector<std::string> takeModules(int& argc, char** argv) {
 }
 
 void run(const std::vector<std::string>& files) {
-  const Inputs inputs;
+  const States states = bench::seededStates();
   std::list<Subject> subjects;
   if (files.empty()) subjects.emplace_back("korvel", KORVEL_MODULE);
   for (const std::string& file : files) subjects.emplace_back(file, file);
 
-  const auto requireAgreement = [&](const std::string& name, bench::Peer& peer, bench::Root root) {
-    bench::ModulePeer reference(subjects.front().module, inputs.of(root));
-    bench::requireAgreement(name, peer, reference, inputs.of(root).size());
-  };
+  bench::ModulePeer reference(subjects.front().module, states);
   for (const Subject& subject : subjects) {
-    bench::ModulePeer other(subject.module, inputs.moving);
-    requireAgreement(subject.name, other, bench::Root::moving);
-    addModule(subject, inputs.moving);
+    bench::ModulePeer other(subject.module, states);
+    bench::requireAgreement(subject.name, other, reference, states.size());
+    addModule(subject, states);
   }
   std::list<std::unique_ptr<bench::Peer>> peers;
   for (const bench::PeerEntry& entry : bench::peers()) {
-    const States& states = inputs.of(entry.root);
     peers.push_back(entry.make(states));
-    requireAgreement(entry.name, *peers.back(), entry.root);
+    bench::requireAgreement(entry.name, *peers.back(), reference, states.size());
     addPeer(entry, *peers.back(), states.size());
   }
   benchmark::RunSpecifiedBenchmarks();

@@ -1,23 +1,24 @@
 #include "bench/module_peer.h"
 
+#include "bench/operations.h"
+
 namespace korvel::bench {
 
+void ModulePeer::setRootAndWrenches(std::size_t state) { bench::setRootAndWrenches(*robot_, states_[state]); }
+
 void ModulePeer::computeKinematics(std::size_t state) {
-  robot_->setRootPose(states_[state].root.pose);
   robot_->setJointAnglesPos(states_[state].joint_pos);
   robot_->computeFwdKinematics();
 }
 
 void ModulePeer::computeMass(std::size_t state) {
-  computeKinematics(state);
+  robot_->setJointAnglesPos(states_[state].joint_pos);
+  robot_->computeFwdKinematicsExceptRoot();
   robot_->computeGeneralizedMass();
 }
 
 void ModulePeer::computeDynamics(std::size_t state) {
   const State& s = states_[state];
-  robot_->setRootPose(s.root.pose);
-  robot_->setRootVelocity(s.root.velocity);
-  robot_->setRootAcceleration(s.root.acceleration);
   robot_->setJointAnglesPos(s.joint_pos);
   robot_->setJointAnglesVel(s.joint_vel);
   robot_->setJointAnglesAcc(s.joint_acc);
@@ -28,6 +29,16 @@ std::vector<Peer::Pose> ModulePeer::poses() const {
   std::vector<Pose> poses;
   for (unsigned long b = 0; b < robot_->getNbBodies(); ++b) poses.push_back(toMatrix(robot_->getPose(b)));
   return poses;
+}
+
+Eigen::Vector3d ModulePeer::com() const {
+  const QZ::Math::Position3D& com = robot_->getComPosition();
+  return Eigen::Vector3f(com.x, com.y, com.z).cast<double>();
+}
+
+Eigen::MatrixXd ModulePeer::jacobian() const {
+  const auto& jacobian = robot_->getJacobianInRoot();
+  return jacobian.rightCols(jacobian.cols() - 6).cast<double>();
 }
 
 Eigen::VectorXd ModulePeer::torques() const {

@@ -1,5 +1,6 @@
 /// MuJoCo. Each item is the shortest sequence of its stages that gives it; its own function for inverse dynamics would
-/// also look for contacts and factorize the mass matrix. The mass matrix is left in MuJoCo's sparse form.
+/// also look for contacts and factorize the mass matrix. Its stages in the centre of mass are those that give jacobian
+/// columns too; its stage of inverse dynamics leaves external wrenches to its function for them.
 
 #include <mujoco/mujoco.h>
 
@@ -69,6 +70,9 @@ struct Input {
     R_WR = pose.leftCols<3>();
     const Eigen::Quaterniond orientation(R_WR);
     q << pose.col(3), orientation.w(), orientation.vec(), state.joint_pos.matrix().cast<double>();
+    for (std::size_t i = 0; i < feet.size(); ++i) {
+      wrenches[i] = Eigen::Map<const Eigen::Matrix<float, 6, 1>>(state.wrenches[i].data()).cast<double>();
+    }
 
     const auto [v, w] = parts(state.root.velocity);
     const auto [dv, dw] = parts(state.root.acceleration);
@@ -78,6 +82,8 @@ struct Input {
 
   Eigen::Matrix3d R_WR;
   Eigen::VectorXd q, dq, ddq;
+  /// Force and moment in the body's frame.
+  std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
 
  private:
   static std::pair<Eigen::Vector3d, Eigen::Vector3d> parts(const QZ::Math::Velocity6D& v) {
@@ -92,25 +98,32 @@ class MujocoPeer final : public Peer {
     for (const State& state : states) inputs_.emplace_back(state, model_->nq, model_->nv);
   }
 
+  void setRootAndWrenches(std::size_t state) override {
+    root_ = &inputs_[state];
+    mju_copy(data_->qpos, root_->q.data(), 7);
+    mju_copy(data_->qvel, root_->dq.data(), 6);
+    mju_copy(data_->qacc, root_->ddq.data(), 6);
+  }
+
   void computeKinematics(std::size_t state) override {
-    state_ = state;
-    mju_copy(data_->qpos, inputs_[state].q.data(), model_->nq);
+    mju_copy(data_->qpos + 7, inputs_[state].q.data() + 7, model_->nq - 7);
     mj_kinematics(model_.get(), data_.get());
+    mj_comPos(model_.get(), data_.get());
   }
 
   void computeMass(std::size_t state) override {
     computeKinematics(state);
-    mj_comPos(model_.get(), data_.get());
     mj_crb(model_.get(), data_.get());
+    mj_fullM(model_.get(), mass_.data(), data_->qM);
   }
 
   void computeDynamics(std::size_t state) override {
-    mju_copy(data_->qvel, inputs_[state].dq.data(), model_->nv);
-    mju_copy(data_->qacc, inputs_[state].ddq.data(), model_->nv);
+    mju_copy(data_->qvel + 6, inputs_[state].dq.data() + 6, model_->nv - 6);
+    mju_copy(data_->qacc + 6, inputs_[state].ddq.data() + 6, model_->nv - 6);
     computeKinematics(state);
-    mj_comPos(model_.get(), data_.get());
     mj_comVel(model_.get(), data_.get());
     mj_rne(model_.get(), data_.get(), 1, forces_.data());
+    for (std::size_t i = 0; i < feet.size(); ++i) subtract(root_->wrenches[i], static_cast<int>(feet[i] + 1));
   }
 
   std::vector<Pose> poses() const override {
@@ -123,28 +136,43 @@ class MujocoPeer final : public Peer {
     return poses;
   }
 
+  // Body 0 is the world, body 1 the root.
+  Eigen::Vector3d com() const override { return Eigen::Vector3d(data_->subtree_com + 3); }
+
+  Eigen::MatrixXd jacobian() const override {
+    const Eigen::Map<const Eigen::Matrix<double, 6, Eigen::Dynamic>> columns(data_->cdof + 36, 6, model_->nv - 6);
+    return jacobianInRoot(poses()[0], columns, com());
+  }
+
   Eigen::MatrixXd mass() const override {
-    Eigen::MatrixXd mass(model_->nv, model_->nv);
-    mj_fullM(model_.get(), mass.data(), data_->qM);
     // The module has the root's linear velocity in root axes.
     Eigen::MatrixXd T = Eigen::MatrixXd::Identity(model_->nv, model_->nv);
-    T.topLeftCorner<3, 3>() = inputs_[state_].R_WR;
-    return T.transpose() * mass * T;
+    T.topLeftCorner<3, 3>() = root_->R_WR;
+    return T.transpose() * mass_ * T;
   }
 
   Eigen::VectorXd torques() const override { return forces_.tail(model_->nv - 6); }
 
  private:
+  /// From the forces what a wrench in a body's frame contributes.
+  void subtract(const Eigen::Matrix<double, 6, 1>& wrench, int body) {
+    const Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>> R_WB(data_->xmat + 9 * body);
+    const Eigen::Vector3d force = -(R_WB * wrench.head<3>());
+    const Eigen::Vector3d moment = -(R_WB * wrench.tail<3>());
+    mj_applyFT(model_.get(), data_.get(), force.data(), moment.data(), data_->xpos + 3 * body, body, forces_.data());
+  }
+
   Model model_;
   Data data_{mj_makeData(model_.get()), mj_deleteData};
   std::vector<Input> inputs_;
   Eigen::VectorXd forces_ = Eigen::VectorXd::Zero(model_->nv);
-  std::size_t state_ = 0;  ///< the last computed
+  Eigen::MatrixXd mass_ = Eigen::MatrixXd::Zero(model_->nv, model_->nv);
+  const Input* root_ = nullptr;  ///< the inputs whose root and wrenches are in force
 };
 
-const PeerRegistration registration(
-    {"MuJoCo", "its stages kinematics; comPos and crb; comPos, comVel and rne; the mass matrix stays sparse",
-     Root::moving, [](const States& states) { return std::make_unique<MujocoPeer>(states); }});
+const PeerRegistration registration({"MuJoCo",
+                                     "its stages kinematics and comPos; then crb and fullM; or comVel, rne and applyFT",
+                                     [](const States& states) { return std::make_unique<MujocoPeer>(states); }});
 
 }  // namespace
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "bench/robot.h"
+
 namespace korvel::bench {
 
 namespace {
@@ -40,9 +42,7 @@ void computeComJacobian(Robot& robot, const State& state) {
 void computeComPosition(Robot& robot, const State& state) { robot.computePartialComPositionInRoot(state.body); }
 
 void computeCycle(Robot& robot, const State& state) {
-  robot.setRootPose(state.root.pose);
-  robot.setRootVelocity(state.root.velocity);
-  robot.setRootAcceleration(state.root.acceleration);
+  setRootAndWrenches(robot, state);
   computeKinematics(robot, state);
   robot.computeGeneralizedMass();
   computeComJacobian(robot, state);
@@ -68,10 +68,18 @@ const std::array<Operation, 8> operations{{
     {"com-jacobian", "computePartialComJacobian", pass<computeComJacobian>},
     {"com-position", "computePartialComPositionInRoot", pass<computeComPosition>},
     {cycle,
-     "setRoot*, setJointAngles*, computeFwdKinematics, computeGeneralizedMass, computePartialComJacobian, "
+     "setRoot*, setExternalWrench twice, setJointAngles*, computeFwdKinematics, computeGeneralizedMass, "
+     "computePartialComJacobian, "
      "computeInverseDynamics",
      pass<computeCycle>},
 }};
+
+void setRootAndWrenches(Robot& robot, const State& state) {
+  robot.setRootPose(state.root.pose);
+  robot.setRootVelocity(state.root.velocity);
+  robot.setRootAcceleration(state.root.acceleration);
+  for (std::size_t i = 0; i < feet.size(); ++i) robot.setExternalWrench(feet[i], state.wrenches[i]);
+}
 
 const Operation* findOperation(const std::string& name) {
   const auto found = std::find_if(operations.begin(), operations.end(), [&](const auto& o) { return o.name == name; });

@@ -25,6 +25,9 @@ inline constexpr const char* cycle = "cycle";
 
 extern const std::array<Operation, 8> operations;
 
+/// What the operations on joints find already set.
+void setRootAndWrenches(tesk::RigidBodySystem& robot, const State& state);
+
 /// The operation with this name, or null.
 const Operation* findOperation(const std::string& name);
 

@@ -1,5 +1,7 @@
 #include "bench/peer.h"
 
+#include <Eigen/Geometry>
+
 namespace korvel::bench {
 
 std::vector<PeerEntry>& peers() {
@@ -13,6 +15,17 @@ Peer::Pose toMatrix(const QZ::Math::Transform& pose) {
       pose.r10, pose.r11, pose.r12, pose.ty,        //
       pose.r20, pose.r21, pose.r22, pose.tz;
   return matrix.cast<double>();
+}
+
+Eigen::MatrixXd jacobianInRoot(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point) {
+  const Eigen::Matrix3d R_RW = root.leftCols<3>().transpose();
+  const Eigen::Vector3d to_root = root.col(3) - point;
+  Eigen::MatrixXd jacobian(columns.rows(), columns.cols());
+  for (Eigen::Index c = 0; c < columns.cols(); ++c) {
+    const Eigen::Vector3d angular = columns.col(c).head<3>();
+    jacobian.col(c) << R_RW * angular, R_RW * (columns.col(c).tail<3>() + angular.cross(to_root));
+  }
+  return jacobian;
 }
 
 }  // namespace korvel::bench

@@ -11,24 +11,30 @@
 namespace korvel::bench {
 
 /// Something that computes for the same robot what the module computes. It holds its own inputs, made from the states
-/// when it is built; a computation is given the number of a state, hands those inputs to the library in the fastest
-/// way that the library has, and computes. What the answers below cost is not measured.
+/// when it is built; a computation is given the number of a state, hands its joints to the library in the fastest way
+/// that the library has, and computes. What the other inputs and the answers cost is not measured.
 class Peer {
  public:
   using Pose = Eigen::Matrix<double, 3, 4>;
 
   virtual ~Peer() = default;
 
+  /// The root's pose and rates and the wrenches on the feet, which stay until they are set again.
+  virtual void setRootAndWrenches(std::size_t state) = 0;
+
+  /// From the joint angles: the world poses of all bodies, the robot's centre of mass, the jacobian of the joints.
   virtual void computeKinematics(std::size_t state) = 0;
-  /// Starts from the joint angles: whatever kinematics the mass matrix needs is part of it.
+  /// From the joint angles, whatever kinematics it takes: the dense mass matrix.
   virtual void computeMass(std::size_t state) = 0;
+  /// From joint angles, velocities and accelerations: the joint torques.
   virtual void computeDynamics(std::size_t state) = 0;
 
-  /// World poses of all bodies, after computeKinematics.
   virtual std::vector<Pose> poses() const = 0;
-  /// After computeMass, in the module's coordinates; of a peer whose root is fixed only the joints' part.
+  virtual Eigen::Vector3d com() const = 0;
+  /// 6 x joints, in the module's form: root axes, angular rows first, the point at the root's origin.
+  virtual Eigen::MatrixXd jacobian() const = 0;
+  /// In the module's coordinates.
   virtual Eigen::MatrixXd mass() const = 0;
-  /// Joint torques, after computeDynamics.
   virtual Eigen::VectorXd torques() const = 0;
 
  protected:
@@ -40,7 +46,6 @@ class Peer {
 struct PeerEntry {
   std::string name;
   std::string note;  ///< how it is used, in one line
-  Root root;         ///< how the root moves in the states that the peer can do
   std::function<std::unique_ptr<Peer>(const States&)> make;
 };
 
@@ -52,7 +57,11 @@ struct PeerRegistration {
   explicit PeerRegistration(PeerEntry entry) { peers().push_back(std::move(entry)); }
 };
 
-/// A root pose in double precision.
+/// A pose in double precision.
 Peer::Pose toMatrix(const QZ::Math::Transform& pose);
+
+/// Jacobian columns in the module's form from those of a point in the world: `columns` are angular and linear rows in
+/// world axes.
+Eigen::MatrixXd jacobianInRoot(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point);
 
 }  // namespace korvel::bench

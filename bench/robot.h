@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <array>
 #include <vector>
 
 namespace korvel::bench {
@@ -22,6 +23,9 @@ const std::vector<Body>& robot();
 /// The bodies are point masses. Libraries that insist on a rotational inertia about the centre of mass get this on its
 /// diagonal [kg m^2]: of the rotational inertias about the joints, the smallest is a million times larger.
 inline constexpr double tiny_inertia = 1e-12;
+
+/// The bodies that stand on the ground.
+inline constexpr std::array<std::size_t, 2> feet{13, 19};
 
 inline constexpr double gravity = 9.81;
 

@@ -16,6 +16,12 @@ class Source {
  public:
   Eigen::ArrayXf joints() { return values(joint_count).cast<float>(); }
   Eigen::Matrix<double, 6, 1> root() { return values(6).matrix(); }
+  std::vector<float> wrench() {
+    const Eigen::ArrayXd six = values(6);
+    std::vector<float> wrench;
+    for (Eigen::Index i = 0; i < 6; ++i) wrench.push_back(static_cast<float>(i < 3 ? 20 * six(i) : six(i)));
+    return wrench;
+  }
 
  private:
   // Not std::uniform_real_distribution, which every library makes in its own way.
@@ -29,7 +35,7 @@ class Source {
 
 }  // namespace
 
-States seededStates(Root root) {
+States seededStates() {
   Source source;
   States states(state_count);
   for (std::size_t k = 0; k < states.size(); ++k) {
@@ -37,15 +43,11 @@ States seededStates(Root root) {
     state.joint_pos = source.joints();
     state.joint_vel = source.joints();
     state.joint_acc = source.joints();
-    auto q = source.root();
-    auto dq = source.root();
-    auto ddq = source.root();
-    if (root == Root::resting) {
-      q.tail<3>().setZero();
-      dq.setZero();
-      ddq.setZero();
-    }
-    state.root = host::rootMotion(q, dq, ddq);
+    state.root_q = source.root();
+    state.root_dq = source.root();
+    state.root_ddq = source.root();
+    state.root = host::rootMotion(state.root_q, state.root_dq, state.root_ddq);
+    for (auto& wrench : state.wrenches) wrench = source.wrench();
     state.body = 1 + k % joint_count;
   }
   return states;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "host/trajectory.h"
@@ -8,16 +9,18 @@ namespace korvel::bench {
 
 /// The inputs of one call of anything that is measured.
 struct State : host::State {
+  /// The coordinates of the root and their derivatives, from which its pose and rates come.
+  Eigen::Matrix<double, 6, 1> root_q, root_dq, root_ddq;
+  /// On each of `feet`: force [N], then moment about the origin of the body [N m], in its frame.
+  std::array<std::vector<float>, 2> wrenches;
   /// The body that partial centres of mass leave out: every one but the root in turn.
   unsigned long body;
 };
 
 using States = std::vector<State>;
 
-enum class Root { moving, resting };
-
-/// 256 states, the same at every call: joints and root within one radian and one metre, and rates of that size. A
-/// resting root is somewhere, upright, without velocity and acceleration.
-States seededStates(Root root);
+/// 256 states, the same at every call: joints and root within one radian and one metre, rates of that size, the weight
+/// of some kilograms on each foot.
+States seededStates();
 
 }  // namespace korvel::bench
