@@ -3,7 +3,6 @@
 /// Mass matrix, jacobian of the partial centre of mass, inverse dynamics and their results.
 
 #include "metapod/algos/crba.h"
-#include "metapod/algos/jcalc.h"
 #include "metapod/algos/partial_com_jacobian.h"
 #include "metapod/algos/rnea.h"
 #include "plugin/metapod_rigid_body_system.h"
@@ -32,13 +31,13 @@ template <typename Model>
 template <typename Model>
 [[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeInverseDynamics() noexcept {
   using namespace metapod::internal;
-  const metapod::Positions<Model> positions(q_.data());
+  const float* q = q_.data();
+  angles_.take_joints(q);
   const float* dq = dq_.data();
   const float* ddq = ddq_.data();
-  const metapod::Spatial::Force* fext = fext_.data();
   float* torques = torques_.data();
-  depth_first_traversal_internal<JcalcVisitor, Model, root>::run(robot_, positions, dq);
-  depth_first_traversal_internal<metapod::rnea<Model, false>::template DftVisitor, Model, root>::run(robot_, ddq, fext,
+  depth_first_traversal_internal<JcalcVisitor, Model, root>::run(robot_, q, angles_, dq);
+  depth_first_traversal_internal<metapod::rnea<Model, false>::template DftVisitor, Model, root>::run(robot_, ddq, fext_,
                                                                                                      torques);
 }
 

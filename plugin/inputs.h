@@ -43,6 +43,7 @@ template <typename Model>
 void MetapodRigidBodySystem<Model>::setRootPose(const QZ::Math::Transform& pose) noexcept {
   const QZ::Math::Position6D p = QZ::Math::position6DFromTransform(pose);
   set_root(q_, {p.x, p.y, p.z, p.ax, p.ay, p.az});
+  angles_.take_root(q_.data());
   poses_[root] = QZ::Math::transformFromPosition6D({q_(0), q_(1), q_(2), q_(3), q_(4), q_(5)});
 }
 
@@ -158,7 +159,7 @@ template <typename Model>
 void MetapodRigidBodySystem<Model>::setExternalWrench(unsigned long b, const std::vector<float>& wrench) noexcept {
   assert(b < body_count && "setExternalWrench: body index out of range");
   assert(wrench.size() >= 6 && "setExternalWrench: too few values");
-  fext_[b] = force_of(wrench);
+  fext_.set(static_cast<int>(b), force_of(wrench));
 }
 
 template <typename Model>
@@ -166,7 +167,7 @@ void MetapodRigidBodySystem<Model>::setExternalWrench(unsigned long b, const std
                                                       QZ::Math::Transform frame) noexcept {
   assert(b < body_count && "setExternalWrench: body index out of range");
   assert(wrench.size() >= 6 && "setExternalWrench: too few values");
-  fext_[b] = fromQZMath(frame).apply(force_of(wrench));
+  fext_.set(static_cast<int>(b), fromQZMath(frame).apply(force_of(wrench)));
 }
 
 }  // namespace tesk

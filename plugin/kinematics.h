@@ -3,7 +3,6 @@
 /// Forward kinematics, centres of mass and their results.
 
 #include "metapod/algos/fwd_kin_iX1.h"
-#include "metapod/algos/jcalc.h"
 #include "plugin/metapod_rigid_body_system.h"
 #include "plugin/poses.h"
 
@@ -18,8 +17,9 @@ inline QZ::Math::Position3D divided(const metapod::Spatial::Vector3& first_momen
 template <typename Model>
 [[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeFwdKinematicsExceptRoot() noexcept {
   using namespace metapod::internal;
-  const metapod::Positions<Model> positions(q_.data());
-  depth_first_traversal_internal<JcalcPosVisitor, Model, root>::run(robot_, positions);
+  const float* q = q_.data();
+  angles_.take_joints(q);
+  depth_first_traversal_internal<JcalcPosVisitor, Model, root>::run(robot_, q, angles_);
   float* jacobian = jacobianInRoot_.data();
   metapod::fwd_kin_iX1<Model>::run(robot_, iX1_, jacobian, moments_);
   QZ::Math::Transform* posesInRoot = posesInRoot_.data();
@@ -31,7 +31,7 @@ template <typename Model>
 [[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeFwdKinematicsOnlyRoot() noexcept {
   using namespace metapod::internal;
   // The root's own step of the joint pass. The other nodes keep the joint angles of the last whole pass.
-  JcalcPosVisitor<Model, root>::discover(robot_, metapod::Positions<Model>(q_.data(), root_dof));
+  JcalcPosVisitor<Model, root>::discover(robot_, q_.data(), angles_);
   const InBothScalars worldToRoot(metapod::node<root>(robot_).iXp);
   invToQZMath(worldToRoot.as<float>(), poses_[root]);
   QZ::Math::Transform* poses = poses_.data();

@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "metapod/algos/external_forces.h"
 #include "metapod/algos/first_moments.h"
+#include "metapod/algos/jcalc.h"
 #include "plugin/conversions.h"
 #include "plugin/rigid_body_system.h"
 
@@ -118,10 +120,11 @@ class MetapodRigidBodySystem final : public RigidBodySystem {
 
   Model robot_;                                   ///< what the algorithms leave in the nodes
   Coordinates q_ = Coordinates::Zero();           ///< positions: root x, y, z, angles about x, y, z; joint angles
+  metapod::SinesAndCosines<Model> angles_;        ///< of q_: the root's are current, the others those of the last pass
   Coordinates dq_ = Coordinates::Zero();          ///< root linear, angular velocity in its frame; joint velocities
   Coordinates ddq_ = Coordinates::Zero();         ///< time derivative of dq_
   Coordinates torques_ = Coordinates::Zero();     ///< generalized forces
-  std::vector<metapod::Spatial::Force> fext_;     ///< external force on each body, in its frame
+  metapod::ExternalForces<Model> fext_;           ///< external force on each body, in its frame
   Jacobian jacobianInRoot_;                       ///< 6 x 30
   Eigen::MatrixXf generalizedMass_;               ///< 30 x 30
   std::vector<QZ::Math::Transform> poses_;        ///< world poses of the bodies, then of the volatile frames

@@ -13,8 +13,7 @@ namespace tesk {
 
 template <typename Model>
 MetapodRigidBodySystem<Model>::MetapodRigidBodySystem()
-    : fext_(body_count, metapod::Spatial::Force{}),
-      jacobianInRoot_(Jacobian::Zero(6, dof_count)),
+    : jacobianInRoot_(Jacobian::Zero(6, dof_count)),
       generalizedMass_(Eigen::MatrixXf::Zero(dof_count, dof_count)),
       poses_(body_count + volatile_frame_count),
       posesInRoot_(body_count) {
@@ -27,6 +26,7 @@ MetapodRigidBodySystem<Model>::MetapodRigidBodySystem()
     jacobianInRoot_.col(static_cast<Eigen::Index>(d)) << column.w.x, column.w.y, column.w.z, column.v.x, column.v.y,
         column.v.z;
   }
+  angles_.take_root(q_.data());
   mass_ = 0;
   for (const auto& inertia : Model::inertias()) mass_ += inertia.m;
 }

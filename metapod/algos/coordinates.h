@@ -19,28 +19,11 @@ auto get(const float* all) noexcept {
   return own;
 }
 
-/// The node's entries of an array over bodies.
-template <typename Node>
-auto get(const Spatial::Force* all) noexcept {
-  if constexpr (Node::bodies.count == 1) {
-    return all[Node::bodies.body[0]];
-  } else {
-    using Spatial::Pack;
-    std::array<Pack, 4> first{};  // n.x, n.y, n.z, f.x of each lane's body, then of all bodies
-    std::array<Pack, 4> last{};   // f.y, f.z
-    for_each_body<Node>([&](int b, int lane) {
-      const auto* six = reinterpret_cast<const float*>(all + b);
-      first[static_cast<std::size_t>(lane)] = Spatial::load(six);
-      last[static_cast<std::size_t>(lane)] = Spatial::load2(six + 4);
-    });
-    Spatial::transpose(first[0], first[1], first[2], first[3]);
-    Spatial::transpose(last[0], last[1], last[2], last[3]);
-    return Spatial::ForceT<Pack>{{first[0], first[1], first[2]}, {first[3], last[0], last[1]}};
-  }
-}
-
 inline float lane_of(float x, int) noexcept { return x; }
 inline float lane_of(const Spatial::Pack& x, int lane) noexcept { return x[lane]; }
+
+inline void set_lane(float& x, int, float value) noexcept { x = value; }
+inline void set_lane(Spatial::Pack& x, int lane, float value) noexcept { x.v[lane] = value; }
 
 template <typename Node>
 void put(float* all, const typename Node::Joint::Coordinates& own) noexcept {

@@ -2,6 +2,7 @@
 
 #include "metapod/algos/coordinates.h"
 #include "metapod/algos/traversal.h"
+#include "metapod/spatial/called.h"
 
 namespace metapod {
 
@@ -11,9 +12,8 @@ namespace metapod {
 /// Frames  node quantities in the node's own frame
 /// Shapes  H 30 x 30, column by column without gaps
 /// Reads   iXp of all nodes but the root, the inertias
-/// Writes  Icomp and IcompS of all nodes; of H the diagonal blocks and the blocks that couple a joint with one above
-/// it,
-///         both halves with the same bits. Entries that couple different limbs are left alone.
+/// Writes  Icomp and IcompS of all nodes; of H the diagonal blocks and the blocks that couple a joint with one
+///         above it, both halves with the same bits. Entries that couple different limbs are left alone.
 /// After   a joint pass with the current positions; not checked
 /// Source  R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.2 and table 6.2
 ///
@@ -45,7 +45,7 @@ struct crba<Model, false> {
     struct BwdtVisitor {
       static void discover(Model& model, float* H) noexcept {
         auto& n = node<i>(model);
-        n.IcompS = applyInv(node<P>(model).iXp, n.IcompS);
+        carry_back(node<P>(model).iXp, n.IcompS);
         internal::put_symmetric<NodeOf<Model, J>, Node, Model::dof_count>(
             H, node<J>(model).joint.S.transpose() * n.IcompS);
       }

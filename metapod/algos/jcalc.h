@@ -3,37 +3,43 @@
 /// The joint passes: bring every node's joint, and with it the transform from its parent, up to date. All other
 /// algorithms read what the last of these passes left.
 
+#include <algorithm>
+
 #include "metapod/algos/coordinates.h"
 #include "metapod/algos/traversal.h"
 #include "metapod/spatial/sine_cosine.h"
 
 namespace metapod {
 
-/// Coordinates of all joints with the sines and cosines of the angles among them, which are all but the root's
-/// position. Refers to the coordinates.
+/// Sines and cosines of the angles among the coordinates of all joints. Each belongs to the angle as it was when it was
+/// last taken here: the root's when it is placed, those of the other joints by every joint pass.
 template <typename Model>
-class Positions {
-  static constexpr int first_angle = NodeOf<Model, 0>::Joint::first_angle;
-  static_assert(Model::dof_count - first_angle >= Spatial::Pack::lanes, "a batch is at least one pack");
+class SinesAndCosines {
+  using Root = typename NodeOf<Model, 0>::Joint;
+  static_assert(Model::dof_count >= 2 * Spatial::Pack::lanes, "a batch is two packs");
 
  public:
-  /// Of the coordinates 0 to last - 1; of the others the angles are not looked at.
-  explicit Positions(const float* q, int last = Model::dof_count) noexcept : q_(q) {
-    Spatial::store<first_angle>(sine_, Spatial::Pack{});
-    Spatial::store<first_angle>(cosine_, Spatial::Pack{});
-    Spatial::sine_cosine(q, sine_, cosine_, first_angle, last);
+  void take_root(const float* q) noexcept {
+    constexpr int count = Root::dof - Root::first_angle;
+    float angles[Spatial::Pack::lanes]{};
+    std::copy_n(q + Root::first_angle, count, angles);
+    const auto [sine, cosine] = Spatial::sine_cosine(Spatial::load(angles));
+    Spatial::store<count>(sine_ + Root::first_angle, sine);
+    Spatial::store<count>(cosine_ + Root::first_angle, cosine);
   }
 
+  void take_joints(const float* q) noexcept { Spatial::sine_cosine(q, sine_, cosine_, Root::dof, Model::dof_count); }
+
+  /// The positions of one node's joint.
   template <typename Node>
-  typename Node::Joint::Positions of() const noexcept {
+  typename Node::Joint::Positions of(const float* q) const noexcept {
     using internal::get;
-    return {get<Node>(q_), get<Node>(sine_), get<Node>(cosine_)};
+    return {get<Node>(q), get<Node>(sine_), get<Node>(cosine_)};
   }
 
  private:
-  const float* q_;
-  float sine_[Model::dof_count];
-  float cosine_[Model::dof_count];
+  float sine_[Model::dof_count]{};
+  float cosine_[Model::dof_count]{};
 };
 
 namespace internal {
@@ -44,13 +50,13 @@ template <typename Model, int node_id>
 struct JcalcPosVisitor {
   using Node = NodeOf<Model, node_id>;
 
-  static void discover(Model& model, const Positions<Model>& positions) noexcept {
+  static void discover(Model& model, const float* q, const SinesAndCosines<Model>& angles) noexcept {
     auto& i = node<node_id>(model);
-    i.joint.jcalcPos(positions.template of<Node>());
+    i.joint.jcalcPos(angles.template of<Node>(q));
     i.iXp = i.joint.Xj * Node::Xt;
   }
 
-  static void finish(Model&, const Positions<Model>&) noexcept {}
+  static void finish(Model&, const float*, const SinesAndCosines<Model>&) noexcept {}
 };
 
 /// Positions and velocities.
@@ -59,13 +65,13 @@ template <typename Model, int node_id>
 struct JcalcVisitor {
   using Node = NodeOf<Model, node_id>;
 
-  static void discover(Model& model, const Positions<Model>& positions, const float* dq) noexcept {
+  static void discover(Model& model, const float* q, const SinesAndCosines<Model>& angles, const float* dq) noexcept {
     auto& i = node<node_id>(model);
-    i.joint.jcalc(positions.template of<Node>(), get<Node>(dq));
+    i.joint.jcalc(angles.template of<Node>(q), get<Node>(dq));
     i.iXp = i.joint.Xj * Node::Xt;
   }
 
-  static void finish(Model&, const Positions<Model>&, const float*) noexcept {}
+  static void finish(Model&, const float*, const SinesAndCosines<Model>&, const float*) noexcept {}
 };
 
 }  // namespace internal

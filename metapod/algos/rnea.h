@@ -1,15 +1,17 @@
 #pragma once
 
 #include "metapod/algos/coordinates.h"
+#include "metapod/algos/external_forces.h"
 #include "metapod/algos/traversal.h"
 #include "metapod/models/gravity.h"
+#include "metapod/spatial/called.h"
 
 namespace metapod {
 
 /// Recursive Newton-Euler algorithm: the generalized forces of a motion.
 ///
-/// Frames  node quantities in the node's own frame; fext[i] in the frame of body i, about its origin
-/// Shapes  ddq and torques 30; fext one force per body
+/// Frames  node quantities in the node's own frame
+/// Shapes  ddq and torques 30
 /// Reads   iXp and joint of all nodes, the inertias
 /// Writes  vi, ai, fi of all nodes; all of torques
 /// After   the joint pass with velocities; not checked
@@ -32,7 +34,7 @@ struct rnea<Model, false> {
       const auto& vj = n.joint.vj;
       if constexpr (parent == models::no_parent) {
         n.vi = vj;
-        n.ai = n.iXp * minus_g + n.joint.S * ddq_i + n.joint.cj + cross(n.vi, vj);
+        n.ai = n.iXp * minus_g + n.joint.S * ddq_i + n.joint.cj;  // vi x vj is zero
       } else {
         const auto& p = node<parent>(model);
         using Scalar = typename NodeOf<Model, i>::Scalar;
@@ -46,14 +48,14 @@ struct rnea<Model, false> {
   struct DftVisitor {
     using Node = NodeOf<Model, i>;
 
-    static void discover(Model& model, const float* ddq, const Spatial::Force* fext, float*) noexcept {
+    static void discover(Model& model, const float* ddq, const ExternalForces<Model>& fext, float*) noexcept {
       update_kinematics<i, Node::parent>::run(model, internal::get<Node>(ddq));
       auto& n = node<i>(model);
       const auto& I = Model::template inertia<i>();
-      n.fi = I * n.ai + cross(n.vi, I * n.vi) - internal::get<Node>(fext);
+      n.fi = equation_of_motion(I, n.vi, n.ai) - fext.template on<i>();
     }
 
-    static void finish(Model& model, const float*, const Spatial::Force*, float* torques) noexcept {
+    static void finish(Model& model, const float*, const ExternalForces<Model>&, float* torques) noexcept {
       auto& n = node<i>(model);
       internal::put<Node>(torques, n.joint.S.transpose() * n.fi);
       if constexpr (Node::parent != models::no_parent) {

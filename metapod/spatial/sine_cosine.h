@@ -4,9 +4,10 @@
 /// angle comes through here, all of a pass in one batch.
 ///
 /// The angle is reduced by multiples of pi/2 in two steps (W. J. Cody, W. Waite, Software Manual for the Elementary
-/// Functions, 1980), then sine and cosine are minimax polynomials in double precision, of degree 13 and 14. Packs with
-/// an angle beyond the bound, or with one that is not finite, go to the C runtime.
+/// Functions, 1980), then sine and cosine are minimax polynomials in double precision, of degree 13 and 14. Batches
+/// with an angle beyond the bound, or with one that is not finite, go to the C runtime.
 
+#include <cstddef>
 #include <cstdint>
 
 #include "metapod/spatial/pack.h"
@@ -45,63 +46,108 @@ extern const SineCosineConstants sine_cosine_constants;
 
 [[gnu::cold]] SineCosineT<Pack> sine_cosine_lane_by_lane(Pack angle) noexcept;
 
-/// Of two angles, reduced by n times pi/2.
-inline SineCosineT<Double2> sine_cosine_of_reduced(Double2 angle, Double2 n) noexcept {
+/// Of pairs of angles, each reduced by n times pi/2. All pairs take a step before any takes the next: a processor that
+/// waits for the result of one has the others to do.
+template <std::size_t pairs>
+void sine_cosine_of_reduced(const Double2 (&angle)[pairs], const Double2 (&n)[pairs], Double2 (&sine)[pairs],
+                            Double2 (&cosine)[pairs]) noexcept {
   // Forgetting where the pointer comes from makes every use an operand in memory: there are more constants than
   // registers, and a compiler that tries to keep them spends an instruction in four on moving them.
   const auto* k = &sine_cosine_constants;
   asm("" : "+r"(k));
-  const Double2 r = (angle - n * k->half_pi_high) - n * k->half_pi_low;
-  const Double2 z = r * r;
+  const auto each = [](const auto& step) {
+    for (std::size_t i = 0; i < pairs; ++i) step(i);
+  };
+  Double2 r[pairs];
+  Double2 z[pairs];
+  each([&](auto i) { r[i] = (angle[i] - n[i] * k->half_pi_high) - n[i] * k->half_pi_low; });
+  each([&](auto i) { z[i] = r[i] * r[i]; });
+
   const auto& s = k->sine;
+  each([&](auto i) { sine[i] = s[6] * z[i] + s[5]; });
+  for (int j = 4; j >= 0; --j) each([&](auto i) { sine[i] = sine[i] * z[i] + s[j]; });
+  each([&](auto i) { sine[i] = sine[i] * r[i]; });
+
   const auto& c = k->cosine;
-  const Double2 sine_by_r = (((((s[6] * z + s[5]) * z + s[4]) * z + s[3]) * z + s[2]) * z + s[1]) * z + s[0];
-  const Double2 cosine = ((((((c[7] * z + c[6]) * z + c[5]) * z + c[4]) * z + c[3]) * z + c[2]) * z + c[1]) * z + c[0];
-  return {sine_by_r * r, cosine};
+  each([&](auto i) { cosine[i] = c[7] * z[i] + c[6]; });
+  for (int j = 5; j >= 0; --j) each([&](auto i) { cosine[i] = cosine[i] * z[i] + c[j]; });
 }
 
 }  // namespace internal
 
-/// Of four angles [rad].
-inline SineCosineT<Pack> sine_cosine(Pack angle) noexcept {
+/// Of `count` packs of angles [rad].
+template <std::size_t count>
+void sine_cosine(const Pack (&angles)[count], Pack (&sines)[count], Pack (&cosines)[count]) noexcept {
   using namespace internal;
-  const Int4 magnitude = Int4(angle.v) & 0x7fffffff;
-  const auto beyond = Long2(magnitude >= Int4(Pack(sine_cosine_bound).v));
-  if ((beyond[0] | beyond[1]) != 0) return sine_cosine_lane_by_lane(angle);
+  Int4 beyond{};
+  for (const Pack& angle : angles) beyond |= (Int4(angle.v) & 0x7fffffff) >= Int4(Pack(sine_cosine_bound).v);
+  if ((Long2(beyond)[0] | Long2(beyond)[1]) != 0) {
+    for (std::size_t i = 0; i < count; ++i) {
+      const auto [sine, cosine] = sine_cosine_lane_by_lane(angles[i]);
+      sines[i] = sine;
+      cosines[i] = cosine;
+    }
+    return;
+  }
 
   // A quotient that float rounds to the wrong side leaves a little more than pi/4, which the polynomials bear.
   const auto& k = sine_cosine_constants;
-  const Pack shifted = angle * k.two_over_pi + k.to_integer;
-  const Pack n = shifted - k.to_integer;
-
   const auto low = [](const Pack& p) { return Double2{static_cast<double>(p[0]), static_cast<double>(p[1])}; };
   const auto high = [](const Pack& p) { return Double2{static_cast<double>(p[2]), static_cast<double>(p[3])}; };
-  const auto first = sine_cosine_of_reduced(low(angle), low(n));
-  const auto second = sine_cosine_of_reduced(high(angle), high(n));
+  Pack shifted[count];
+  Double2 angle[2 * count];
+  Double2 n[2 * count];
+  for (std::size_t i = 0; i < count; ++i) {
+    shifted[i] = angles[i] * k.two_over_pi + k.to_integer;
+    const Pack whole = shifted[i] - k.to_integer;
+    angle[2 * i] = low(angles[i]);
+    angle[2 * i + 1] = high(angles[i]);
+    n[2 * i] = low(whole);
+    n[2 * i + 1] = high(whole);
+  }
+  Double2 reduced_sine[2 * count];
+  Double2 reduced_cosine[2 * count];
+  sine_cosine_of_reduced(angle, n, reduced_sine, reduced_cosine);
+
   const auto rounded = [](const Double2& a, const Double2& b) {
     return UInt4(Pack::Vector{static_cast<float>(a[0]), static_cast<float>(a[1]), static_cast<float>(b[0]),
                               static_cast<float>(b[1])});
   };
-  const UInt4 sine = rounded(first.sine, second.sine);
-  const UInt4 cosine = rounded(first.cosine, second.cosine);
-
-  // Of r + n pi/2 from those of r: exchanged if n is odd, negated in two quadrants each.
-  const UInt4 bit0 = UInt4(shifted.v) << 31;
-  const UInt4 bit1 = UInt4(shifted.v) << 30;
-  const UInt4 sign = UInt4{} + 0x80000000U;
-  const UInt4 exchange = (sine ^ cosine) & UInt4(Int4(bit0) >> 31);
-  return {Pack(Pack::Vector((sine ^ exchange) ^ (bit1 & sign))),
-          Pack(Pack::Vector((cosine ^ exchange) ^ ((bit1 ^ bit0) & sign)))};
+  for (std::size_t i = 0; i < count; ++i) {
+    const UInt4 sine = rounded(reduced_sine[2 * i], reduced_sine[2 * i + 1]);
+    const UInt4 cosine = rounded(reduced_cosine[2 * i], reduced_cosine[2 * i + 1]);
+    // Of r + n pi/2 from those of r: exchanged if n is odd, negated in two quadrants each.
+    const UInt4 bit0 = UInt4(shifted[i].v) << 31;
+    const UInt4 bit1 = UInt4(shifted[i].v) << 30;
+    const UInt4 sign = UInt4{} + 0x80000000U;
+    const UInt4 exchange = (sine ^ cosine) & UInt4(Int4(bit0) >> 31);
+    sines[i] = Pack(Pack::Vector((sine ^ exchange) ^ (bit1 & sign)));
+    cosines[i] = Pack(Pack::Vector((cosine ^ exchange) ^ ((bit1 ^ bit0) & sign)));
+  }
 }
 
-/// Of angles first to last - 1 of an array, to the same places of two others. `last` is at least four; of fewer than
-/// four angles, places before `first` are read and written too.
+/// Of four angles.
+inline SineCosineT<Pack> sine_cosine(Pack angle) noexcept {
+  const Pack angles[1]{angle};
+  Pack sines[1], cosines[1];
+  sine_cosine(angles, sines, cosines);
+  return {sines[0], cosines[0]};
+}
+
+/// Of angles first to last - 1 of an array, to the same places of two others, eight at a time. `last` is at least
+/// eight; if their number is no multiple of eight, places before are read and written too.
 inline void sine_cosine(const float* angles, float* sines, float* cosines, int first, int last) noexcept {
-  for (int i = first; i < last; i += Pack::lanes) {
-    const int start = i <= last - Pack::lanes ? i : last - Pack::lanes;
-    const auto [sine, cosine] = sine_cosine(load(angles + start));
-    store(sines + start, sine);
-    store(cosines + start, cosine);
+  constexpr int step = 2 * Pack::lanes;
+  for (int i = first; i < last; i += step) {
+    const int start = i <= last - step ? i : last - step;
+    const Pack angle[]{load(angles + start), load(angles + start + Pack::lanes)};
+    Pack sine[2];
+    Pack cosine[2];
+    sine_cosine(angle, sine, cosine);
+    store(sines + start, sine[0]);
+    store(sines + start + Pack::lanes, sine[1]);
+    store(cosines + start, cosine[0]);
+    store(cosines + start + Pack::lanes, cosine[1]);
   }
 }
 

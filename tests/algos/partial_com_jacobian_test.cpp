@@ -19,8 +19,11 @@ TEST(PartialComJacobian, IsTheLinearMomentumRowsOfThePartialMassMatrix) {
   Model robot;
   for (int k = 0; k <= Model::body_count; ++k) {
     const State state = random_state(static_cast<std::uint64_t>(k));
-    const metapod::Positions<Model> positions(state.q.data());
-    depth_first_traversal_internal<metapod::internal::JcalcPosVisitor, Model, 0>::run(robot, positions);
+    const float* q = state.q.data();
+    metapod::SinesAndCosines<Model> angles;
+    angles.take_root(q);
+    angles.take_joints(q);
+    depth_first_traversal_internal<metapod::internal::JcalcPosVisitor, Model, 0>::run(robot, q, angles);
 
     Eigen::Matrix<float, n, n> H;
     float* matrix = H.data();

@@ -44,7 +44,7 @@ TEST_F(Allocation, IsNotDoneByComputationsAndAccessors) {
   EXPECT_EQ(allocations().made, made);
 
   const auto copy = robot->clone();
-  EXPECT_EQ(allocations().made, made + 6);  // the object and its five buffers: it is counted indeed
+  EXPECT_EQ(allocations().made, made + 5);  // the object and its four buffers: it is counted indeed
 }
 
 struct Operation {
