@@ -1,4 +1,4 @@
-/// Prints one hash over everything that a module computes for 1,000 states. Usage: bits MODULE, a path with a slash.
+/// Prints one hash over everything that a module computes for 10,000 states. Usage: bits MODULE, a path with a slash.
 /// Equal hashes mean equal bits, zeros of either sign being the same.
 
 #include <cinttypes>
@@ -21,7 +21,7 @@ int main(int argc, char** argv) try {
     if (std::fpclassify(value) != FP_ZERO) std::memcpy(&bits, &value, sizeof(bits));
     for (int byte = 0; byte < 4; ++byte, bits >>= 8) hash = (hash ^ (bits & 0xff)) * 0x100000001b3U;
   };
-  for (std::uint64_t seed = 0; seed < 1000; ++seed) {
+  for (unsigned long seed = 0; seed < 10000; ++seed) {
     compute(random_state(seed), *robot);
     for (const float value : everything_readable(*robot)) add(value);
     for (unsigned long b = 0; b < 25; ++b) {

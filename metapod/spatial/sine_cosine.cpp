@@ -4,12 +4,16 @@
 
 namespace metapod::Spatial {
 
+namespace {
+
 SineCosineT<float> sine_cosine_of_runtime(float angle) noexcept {
   double sine = 0;
   double cosine = 0;
   ::sincos(static_cast<double>(angle), &sine, &cosine);
   return {static_cast<float>(sine), static_cast<float>(cosine)};
 }
+
+}  // namespace
 
 namespace internal {
 
