@@ -8,7 +8,7 @@
 ///
 /// A host compiled for AVX reads a matrix by loads that must be aligned to 32 or 64 bytes; a host compiled for the
 /// baseline frees by `free` a jacobian that the module has resized. No setting of Eigen gives both, so its allocation
-/// of floats is replaced. The compiler refuses this header after a use of a matrix.
+/// of floats is replaced. Include it before any matrix is used.
 namespace Eigen::internal {
 
 /// Throws std::bad_alloc.
