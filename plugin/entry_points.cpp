@@ -1,4 +1,5 @@
 #include "metapod/models/korvel/korvel.h"
+#include "plugin/aligned_storage.h"
 #include "plugin/dynamics.h"
 #include "plugin/inputs.h"
 #include "plugin/kinematics.h"

@@ -29,6 +29,11 @@
 /// Real time. Operations marked `noexcept` never throw; of those, only `destroy` and the destructor touch the
 /// heap, none locks or makes a system call. The others say what they allocate and throw.
 ///
+/// Compilation. A host may be compiled for any instruction set and with any optimisation. What it must share with the
+/// module, this header checks: 64-bit `unsigned long`, libstdc++ with its default layouts, Eigen's default storage
+/// order and index. Matrices that the module returns begin at multiples of 64 bytes, enough for Eigen's widest vectors.
+/// Eigen takes and frees storage in a way that depends on the host's flags; computePartialComJacobian heeds that.
+///
 /// Threads. There are no locks. One object belongs to one thread at a time; different objects may be used from
 /// different threads. Two things are shared by all objects of the module, the table of body inertias and the
 /// total mass: `create` and `setBodyInertia` write them and must not overlap any call on any object.
@@ -42,6 +47,24 @@
 #include <vector>
 
 #include "qzmath/qzmath.h"
+
+// Strings, vectors and matrices cross the boundary: both sides must lay them out alike.
+#if !defined(__GLIBCXX__)
+#error "korvel: the module uses libstdc++, compile the host with it too (clang++: -stdlib=libstdc++)"
+#elif !_GLIBCXX_USE_CXX11_ABI
+#error "korvel: the module uses the current std::string, compile the host without _GLIBCXX_USE_CXX11_ABI=0"
+#elif defined(_GLIBCXX_DEBUG)
+#error "korvel: checked containers are larger, compile the host without _GLIBCXX_DEBUG (_GLIBCXX_ASSERTIONS will do)"
+#endif
+#if !defined(KORVEL_ALLOW_32_BIT)
+static_assert(sizeof(unsigned long) == 8,
+              "korvel: indices have 64 bits, compile host and module for a 64-bit target, or both with "
+              "KORVEL_ALLOW_32_BIT defined");
+#endif
+static_assert(!Eigen::MatrixXf::IsRowMajor,
+              "korvel: matrices are stored by columns, compile the host without EIGEN_DEFAULT_TO_ROW_MAJOR");
+static_assert(sizeof(Eigen::Index) == sizeof(std::ptrdiff_t),
+              "korvel: matrices have sizes of type ptrdiff_t, compile the host without EIGEN_DEFAULT_DENSE_INDEX_TYPE");
 
 namespace tesk {
 
@@ -171,7 +194,18 @@ class RigidBodySystem {
   /// J becomes 3 x 30 [kg], [kg m]; a J of 90 coefficients keeps its storage, any other is reallocated. Reads the
   /// same state as computeGeneralizedMass. For b that names no body, J is left as it was.
   /// Throws std::bad_alloc; then J is as it was.
+#if EIGEN_DEFAULT_ALIGN_BYTES == 0 || EIGEN_MALLOC_ALREADY_ALIGNED
   virtual void computePartialComJacobian(unsigned long b, ComJacobian& J) = 0;
+#else
+  // The module reallocates by malloc and free. The Eigen of this host, compiled for AVX or with AddressSanitizer, does
+  // not: the host gives J its size, and the module, behind the same position, finds nothing to reallocate.
+  void computePartialComJacobian(unsigned long b, ComJacobian& J) {
+    const auto columns = static_cast<Eigen::Index>(6 + getNbJointAngles());
+    if (J.cols() != columns && b < getNbBodies()) ComJacobian(3, columns).swap(J);
+    computePartialComJacobianOfRightSize(b, J);
+  }
+  virtual void computePartialComJacobianOfRightSize(unsigned long b, ComJacobian& J) = 0;
+#endif
   /// Centre of mass of the robot without body b, root frame, for the joint angles of the last
   /// computeFwdKinematicsExceptRoot. For b = 0 or b that names no body: getComPosition(), world frame.
   virtual QZ::Math::Position3D computePartialComPositionInRoot(unsigned long b) noexcept = 0;

@@ -1,0 +1,43 @@
+/// A host that reads, copies and resizes with the Eigen that its flags make. Usage: host MODULE
+/// Writes what the module computes to the standard output.
+
+#include <dlfcn.h>
+
+#include <cstdio>
+
+#include "plugin/rigid_body_system.h"
+
+int main(int argc, char** argv) {
+  void* library = argc == 2 ? dlopen(argv[1], RTLD_NOW | RTLD_LOCAL) : nullptr;
+  if (library == nullptr) return 1;
+  const std::unique_ptr<tesk::RigidBodySystem> robot(reinterpret_cast<decltype(&create)>(dlsym(library, "create"))());
+  robot->setBodyInertia(3, 0.25F, {0, 0.5F, 0}, Eigen::Matrix3f::Identity());
+
+  const auto print = [](const auto& matrix) {
+    Eigen::MatrixXf copy;
+    copy = matrix;  // in the widest vectors that Eigen has here
+    std::fwrite(copy.data(), sizeof(float), static_cast<std::size_t>(copy.size()), stdout);
+  };
+  std::vector<std::unique_ptr<tesk::RigidBodySystem>> copies;  // many, to see storage at many places
+  for (int k = 0; k < 60; ++k) {
+    const Eigen::ArrayXf values = Eigen::ArrayXf::LinSpaced(24, -12, 11) * static_cast<float>(k) / 512;
+    const auto b = static_cast<unsigned long>(k % 26);  // the last is no body
+    robot->setRootPose({});
+    robot->setJointAnglesPos(values);
+    robot->setJointAnglesVel(values.reverse());  // Eigen copies it first
+    robot->setExternalWrench(3, std::vector<float>(6, 0.5F));
+    robot->computeFwdKinematics();
+    robot->computeGeneralizedMass();
+    robot->computeInverseDynamics();
+    copies.push_back(robot->clone());
+    print(copies.back()->getGeneralizedMass());
+    print(copies.back()->getJacobianInRoot());
+    print(Eigen::Map<const Eigen::VectorXf>(robot->getJointAnglesTorque().begin(), 24));
+
+    tesk::RigidBodySystem::ComJacobian J = Eigen::MatrixXf::Ones(3, k);  // none, narrower, right, wider
+    robot->computePartialComJacobian(b, J);
+    print(J);
+    J.resize(3, 60 - k);
+  }
+  return 0;
+}
