@@ -20,6 +20,9 @@ struct Computation {
 };
 extern const std::vector<Computation> computations;
 
+/// Leaves as much behind as an object can hold: results and joint pass of different inputs, and still other inputs.
+void fill(tesk::RigidBodySystem& robot, std::uint64_t seed);
+
 inline host::System create(const Subject& subject) { return host::Module(subject.module).create(); }
 
 /// Ends as its original does.

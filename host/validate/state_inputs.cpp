@@ -139,7 +139,12 @@ std::string wrenches(const Subject& subject) {
     const std::uint64_t seed = subject.seed + s;
     const State state = random_state(seed);
     const host::System fresh = create(subject);
+    State unloaded = state;
+    unloaded.wrenches.setZero();
+    compute(unloaded, *fresh);
+    const float torque = fresh->getJointAngleTorque(0);
     compute(state, *fresh);
+    require(!same(fresh->getJointAngleTorque(0), torque), "wrenches make no difference, seed {}", seed);
 
     compute(random_state(seed + 1), *robot);  // wrenches of which none must be left
     const std::vector<float> before = everything_readable(*robot);

@@ -9,16 +9,6 @@ namespace {
 using namespace std::chrono_literals;
 using Robot = tesk::RigidBodySystem;
 
-/// Leaves as much behind as an object can hold: results and joint pass of different inputs, and still other inputs.
-void fill(Robot& robot, std::uint64_t seed) {
-  compute(random_state(seed), robot);
-  robot.setVolatilePose(0, robot.getPose(3));
-  robot.setPose(4, robot.getPose(5));
-  write(random_state(seed + 1), robot);
-  robot.computeInverseDynamics();
-  write(random_state(seed + 2), robot);
-}
-
 /// Everything that is shown, and what each computation makes of what is not.
 std::vector<float> everything(const host::System& robot) {
   std::vector<float> all = everything_readable(*robot);
