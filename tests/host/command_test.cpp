@@ -1,9 +1,10 @@
+#include "tests/host/command.h"
+
 #include <csv.h>
 #include <dlfcn.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cmath>
@@ -14,28 +15,12 @@
 #include "host/module.h"
 #include "host/motion.h"
 #include "host/root_motion.h"
-#include "tests/host/files.h"
 
 namespace korvel::host {
 namespace {
 
-class Command : public testing::Test {
+class Command : public CommandTest {
  protected:
-  struct Outcome {
-    int status;
-    std::string out, err;
-  };
-
-  /// Runs the executable in `directory_`, in a shell that has run `preparation`.
-  Outcome host(const std::string& arguments, const std::string& preparation = ":") const {
-    const TemporaryDirectory streams;
-    const std::string command =
-        fmt::format("{} && cd '{}' && '{}' {} >'{}' 2>'{}'", preparation, directory_.path().string(),
-                    KORVEL_HOST_EXECUTABLE, arguments, (streams / "out").string(), (streams / "err").string());
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(streams / "out"), read(streams / "err")};
-  }
-
   std::vector<std::string> files() const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(directory_.path())) {
@@ -58,8 +43,6 @@ class Command : public testing::Test {
     }
     return columns;
   }
-
-  TemporaryDirectory directory_;
 };
 
 // Status 2, one line, and the directory as it was.
@@ -89,6 +72,11 @@ TEST_F(Command, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"run good.csv", "--output is required"},
       {"run -o results.csv", "MOTION is required"},
       {"info --colour", "--colour"},
+      {"validate none.so --json out.json", "cannot read module 'none.so'"},
+      {"validate --json nowhere/out.json", "No such file or directory"},
+      {"validate --only nothing", "no check up to level 4 matches 'nothing'"},
+      {"validate --only '('", "--only '('"},
+      {"validate --level 6", "--level"},
       {"", "subcommand is required"},
   };
   for (const auto& [arguments, words] : cases) {

@@ -1,5 +1,4 @@
 #include "support/expect.h"
-#include "support/state.h"
 
 namespace korvel::tests {
 namespace {
@@ -22,23 +21,6 @@ TEST_F(Queries, NamesStandInBodyOrderAndLeadBackToTheirIds) {
   }
 }
 
-TEST_F(Queries, UnknownNamesAreQuotedBack) {
-  const auto text_of = [&](auto query, const char* name) -> std::string {
-    try {
-      (robot.get()->*query)(name);
-    } catch (const std::out_of_range& error) {
-      return error.what();
-    }
-    return "nothing thrown";
-  };
-  const auto joint = &tesk::RigidBodySystem::getJointAngleId;
-  const auto body = &tesk::RigidBodySystem::getBodyId;
-  EXPECT_EQ(text_of(joint, "Torso"), "no joint angle named \"Torso\"");
-  EXPECT_EQ(text_of(joint, "HeadYaw "), "no joint angle named \"HeadYaw \"");
-  EXPECT_EQ(text_of(body, "torso"), "no body named \"torso\"");
-  EXPECT_EQ(text_of(body, ""), "no body named \"\"");
-}
-
 TEST_F(Queries, TopologyIsThatOfFiveChainsOnATorso) {
   tesk::RigidBodySystem::TopologyVector parents(25), numbers(25, 1), indexes(25);
   for (int b = 1; b < 25; ++b) parents[static_cast<std::size_t>(b)] = b - 1;
@@ -49,13 +31,6 @@ TEST_F(Queries, TopologyIsThatOfFiveChainsOnATorso) {
   EXPECT_EQ(robot->getParentsVector(), parents);
   EXPECT_EQ(robot->getDofNumbersVector(), numbers);
   EXPECT_EQ(robot->getDofIndexesVector(), indexes);
-}
-
-TEST_F(Queries, TheParentOfTheRootIsTheWorld) {
-  compute(random_state(1), *robot);
-  const auto world = static_cast<unsigned long>(robot->getParentsVector()[0]);
-  EXPECT_TRUE(near(eigen(robot->getPose(world)).matrix(), Eigen::Matrix4d::Identity(), 0));
-  EXPECT_TRUE(near(eigen(robot->getPoseInRoot(0)).matrix(), Eigen::Matrix4d::Identity(), 0));
 }
 
 }  // namespace
