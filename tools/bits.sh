@@ -4,7 +4,7 @@
 # Usage: tools/bits.sh [COMPILER...]        (default: g++ clang++)
 #
 # Builds the module with every compiler at -O0, -O2 and -O3, for the baseline instruction set and for this machine's
-# (-march=native), in a temporary directory, and prints one line per build with the hash of all results for 1,000 states
+# (-march=native), in a temporary directory, and prints one line per build with the hash of all results for 10,000 states
 # (tools/bits.cpp). The program that computes the hash is built once, by the first compiler.
 # Exit status: 0 if all hashes are equal, 1 if not or if a build fails.
 set -eu
