@@ -112,14 +112,15 @@ void Fuzzer::expectUnchanged(const Object& object) {
   throw Finding(fmt::format("{} is {:a}, expected {:a}", shown_name(place), seen_[i], expected[i]));
 }
 
-/// After the masses have changed: their sum, but for one rounding of each change.
+float Fuzzer::sumOfMasses() const { return static_cast<float>(std::accumulate(masses_.begin(), masses_.end(), 0.0)); }
+
+/// After the masses have changed: their sum, but for a rounding of each change. Takes note of it.
 void Fuzzer::expectTotalMass(const tesk::RigidBodySystem& robot) {
-  const double sum = std::accumulate(masses_.begin(), masses_.end(), 0.0);
+  const float sum = sumOfMasses();
   total_mass_ = robot.getMass();
   largest_total_mass_ = std::max(largest_total_mass_, total_mass_);
-  const double bound =
-      static_cast<double>(Limits::epsilon() * largest_total_mass_) * static_cast<double>(mass_roundings_);
-  if (!(std::abs(static_cast<double>(total_mass_) - sum) <= bound)) {
+  const float bound = Limits::epsilon() * largest_total_mass_ * static_cast<float>(mass_roundings_);
+  if (!(std::abs(total_mass_ - sum) <= bound)) {
     throw Finding(fmt::format("the total mass is {}, the masses add up to {}", total_mass_, sum));
   }
 }

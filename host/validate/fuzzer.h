@@ -84,6 +84,7 @@ class Fuzzer {
   template <typename Repeat>
   void computed(Object& object, const Stretches& written, const Repeat& repeat);
   void replace(Object& object, Object next);
+  float sumOfMasses() const;
   void expectTotalMass(const tesk::RigidBodySystem& robot);
   void expectUnchanged(const Object& object);
   void callOnce();
