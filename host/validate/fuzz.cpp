@@ -1,7 +1,43 @@
+#include <fmt/format.h>
+
+#include "host/validate/bit_hash.h"
 #include "host/validate/check.h"
+#include "host/validate/fuzzer.h"
 
 namespace korvel::validate {
 
-Checks fuzzChecks() { return {}; }
+namespace {
+
+using std::chrono::minutes;
+
+std::string fuzz(const Subject& subject, std::size_t object_count) {
+  Fuzzer fuzzer(host::Module(subject.module), subject.seed, object_count);
+  fuzzer.run(5'000'000);
+  return fmt::format("5,000,000 calls, {} results also computed by a fresh object, 0 surprises", fuzzer.repeated());
+}
+
+std::string oneObject(const Subject& subject) { return fuzz(subject, 1); }
+
+std::string manyObjects(const Subject& subject) { return fuzz(subject, 5); }
+
+std::string recordedBits(const Subject& subject) {
+  const host::Module module(subject.module);
+  const std::string hash = fmt::format("{:016x}", bit_hash(*module.create()));
+  if (hash != KORVEL_RECORDED_BITS) throw Finding("the hash is " + hash + ", recorded is " KORVEL_RECORDED_BITS);
+  return hash + " over 10,000 states";
+}
+
+}  // namespace
+
+Checks fuzzChecks() {
+  return {
+      {"fuzz.recorded-bits", "All results have the bits that were recorded for this version.", 5, minutes(2),
+       recordedBits},
+      {"fuzz.one-object", "Whatever is called, what should change changes and nothing else does.", 5, minutes(20),
+       oneObject},
+      {"fuzz.many-objects", "The same with objects that are cloned, destroyed, and share the inertias.", 5, minutes(20),
+       manyObjects},
+  };
+}
 
 }  // namespace korvel::validate

@@ -60,8 +60,8 @@ void compute(const State& state, tesk::RigidBodySystem& robot) {
   robot.computeInverseDynamics();
 }
 
-std::vector<float> everything_readable(const tesk::RigidBodySystem& robot) {
-  std::vector<float> all;
+void read_everything(const tesk::RigidBodySystem& robot, std::vector<float>& all) {
+  all.clear();
   for (unsigned long b = 0; b < 25; ++b) append(all, &robot.getPose(b), 1);
   for (unsigned long b = 0; b < 25; ++b) append(all, &robot.getPoseInRoot(b), 1);
   append(all, &robot.getVolatilePose(0), 1);
@@ -74,6 +74,11 @@ std::vector<float> everything_readable(const tesk::RigidBodySystem& robot) {
   for (const auto& joints : {robot.getJointAnglesPos(), robot.getJointAnglesVel(), robot.getJointAnglesAcc()}) {
     append(all, joints.begin(), 24);
   }
+}
+
+std::vector<float> everything_readable(const tesk::RigidBodySystem& robot) {
+  std::vector<float> all;
+  read_everything(robot, all);
   return all;
 }
 

@@ -51,6 +51,8 @@ void compute(const State& state, tesk::RigidBodySystem& robot);
 
 /// What an object shows, in the order of `Shown`.
 std::vector<float> everything_readable(const tesk::RigidBodySystem& robot);
+/// The same into a vector that may be used again and again.
+void read_everything(const tesk::RigidBodySystem& robot, std::vector<float>& all);
 
 /// Where things begin in it.
 namespace Shown {

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/rigid_body_system.h"
+
+namespace korvel::validate {
+
+/// One hash over everything that a fresh object computes for 10,000 states: equal hashes mean equal bits, zeros of
+/// either sign being the same.
+std::uint64_t bit_hash(tesk::RigidBodySystem& robot);
+
+}  // namespace korvel::validate
