@@ -32,23 +32,23 @@ void Faulty::setVolatilePose(unsigned long, const QZ::Math::Transform& pose) noe
 #elif defined(FAULT_halves)
 template <>
 void Faulty::setExternalWrench(unsigned long b, const std::vector<float>& w) noexcept {
-  fext_[b] = {{w[0], w[1], w[2]}, {w[3], w[4], w[5]}};
+  fext_.set(static_cast<int>(b), {{w[0], w[1], w[2]}, {w[3], w[4], w[5]}});
 }
 #elif defined(FAULT_gravity)
 template <>
 void Faulty::computeInverseDynamics() noexcept {
   using namespace metapod::internal;
   using Model = metapod::KORVEL_MODEL;
-  const metapod::Positions<Model> positions(q_.data());
+  const float* q = q_.data();
+  angles_.take_joints(q);
   const float* dq = dq_.data();
-  const metapod::Spatial::Force* fext = fext_.data();
   float* torques = torques_.data();
   // Twice as much downwards as gravity seems to accelerate upwards.
   Coordinates accelerations = ddq_;
   accelerations.head<3>() -= 2 * 9.81F * Eigen::Vector3f(poses_[root].r20, poses_[root].r21, poses_[root].r22);
   const float* ddq = accelerations.data();
-  depth_first_traversal_internal<JcalcVisitor, Model, root>::run(robot_, positions, dq);
-  depth_first_traversal_internal<metapod::rnea<Model, false>::template DftVisitor, Model, root>::run(robot_, ddq, fext,
+  depth_first_traversal_internal<JcalcVisitor, Model, root>::run(robot_, q, angles_, dq);
+  depth_first_traversal_internal<metapod::rnea<Model, false>::template DftVisitor, Model, root>::run(robot_, ddq, fext_,
                                                                                                      torques);
 }
 #elif defined(FAULT_allocation)
