@@ -2,8 +2,6 @@
 
 #include <libalglib/interpolation.h>
 
-#include "host/error.h"
-
 namespace korvel::host {
 
 namespace {
@@ -20,16 +18,16 @@ Eigen::ArrayXd fromAlglib(const alglib::real_1d_array& values) {
 
 }  // namespace
 
-Derivatives differentiate(const Eigen::ArrayXd& time, const Eigen::ArrayXd& values) {
-  if (time.size() < 2) return {Eigen::ArrayXd::Zero(time.size()), Eigen::ArrayXd::Zero(time.size())};
+std::optional<Derivatives> differentiate(const Eigen::ArrayXd& time, const Eigen::ArrayXd& values) {
+  if (time.size() < 2) return Derivatives{Eigen::ArrayXd::Zero(time.size()), Eigen::ArrayXd::Zero(time.size())};
   alglib::real_1d_array first;
   alglib::real_1d_array second;
   try {
     alglib::spline1dgriddiff2cubic(toAlglib(time), toAlglib(values), first, second);
-  } catch (const alglib::ap_error& error) {
-    throw Error("the times of the samples do not allow interpolation: " + error.msg);
+  } catch (const alglib::ap_error&) {
+    return std::nullopt;
   }
-  return {fromAlglib(first), fromAlglib(second)};
+  return Derivatives{fromAlglib(first), fromAlglib(second)};
 }
 
 }  // namespace korvel::host

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <optional>
 
 namespace korvel::host {
 
@@ -14,7 +15,7 @@ struct Derivatives {
 /// second derivative in the first and in the last interval. Exact for polynomials up to degree two; two samples give
 /// a straight line, a single one is at rest.
 /// `time` is increasing and has as many values as `values`.
-/// Throws Error if two times are too close to be told apart.
-Derivatives differentiate(const Eigen::ArrayXd& time, const Eigen::ArrayXd& values);
+/// Nothing if two times are too close to be told apart.
+std::optional<Derivatives> differentiate(const Eigen::ArrayXd& time, const Eigen::ArrayXd& values);
 
 }  // namespace korvel::host

@@ -16,6 +16,7 @@ namespace {
 
 std::shared_ptr<void> open(const std::filesystem::path& path) {
   // A path without a slash would be looked up in the library search path.
+  if (path.empty()) throw Error("expected the path of a module, found ''");
   void* library = dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) fail(path);
   return {library, [](void* opened) { dlclose(opened); }};

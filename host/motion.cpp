@@ -50,7 +50,9 @@ double readNumber(const std::filesystem::path& path, std::size_t line, const std
                   const std::string& field) {
   double value{};
   const char* end = field.data() + field.size();
-  const auto [stop, status] = std::from_chars(field.data(), end, value);
+  // A sign in front of a digit, which spreadsheets write and from_chars does not take.
+  const bool has_plus = field.size() > 1 && field[0] == '+' && field[1] != '-';
+  const auto [stop, status] = std::from_chars(field.data() + (has_plus ? 1 : 0), end, value);
   const bool is_number = stop == end && !field.empty() && status != std::errc::invalid_argument;
   if (!is_number) {
     throw errorAt(path, line, fmt::format("expected a number in column '{}', found '{:.40}'", column, field));
@@ -80,8 +82,10 @@ Motion readMotion(const std::filesystem::path& path, const Names& joint_names) {
 
   const auto time = static_cast<Eigen::Index>(names.size()) - 1;
   Eigen::ArrayXXd table = Eigen::ArrayXXd::Zero(static_cast<Eigen::Index>(rows.size()) - 1, time + 1);
+  std::vector<std::size_t> lines;
   for (Eigen::Index sample = 0; sample < table.rows(); ++sample) {
     const CsvRow& row = rows[static_cast<std::size_t>(sample) + 1];
+    lines.push_back(row.line);
     if (row.fields.size() != columns.size()) {
       throw errorAt(path, row.line, fmt::format("expected {} columns, found {}", columns.size(), row.fields.size()));
     }
@@ -94,7 +98,7 @@ Motion readMotion(const std::filesystem::path& path, const Names& joint_names) {
                     fmt::format("expected a time after {}, found {}", table(sample - 1, time), table(sample, time)));
     }
   }
-  return {table.col(time), table.leftCols(time)};
+  return {table.col(time), table.leftCols(time), path, std::move(lines)};
 }
 
 }  // namespace korvel::host

@@ -16,6 +16,9 @@ struct Motion {
   /// One row per sample, one column per coordinate: the root's x, y, z [m] in the world, its roll, pitch, yaw [rad]
   /// with the orientation Rz(yaw) Ry(pitch) Rx(roll), then the joint angles [rad].
   Eigen::ArrayXXd coordinates;
+  /// Where it was read: the file and the line of each sample.
+  std::filesystem::path file;
+  std::vector<std::size_t> lines;
 };
 
 /// Names of the joint angles of a robot, by index.

@@ -21,6 +21,7 @@ Error writeError(const std::filesystem::path& path, int code) {
 OutputFile::OutputFile(const std::filesystem::path& path)
     // Behind a symbolic link, the file that it names is written and the link stays.
     : path_(std::filesystem::weakly_canonical(path)), temporary_(path_.string() + fmt::format(".{}.part", getpid())) {
+  if (path.empty()) throw Error("expected the path of an output file, found ''");
   // The final renaming would replace devices and write-protected files just the same.
   if (std::filesystem::exists(path_)) {
     if (!std::filesystem::is_regular_file(path_)) {

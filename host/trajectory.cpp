@@ -2,8 +2,9 @@
 
 #include <cmath>
 #include <limits>
-#include <utility>
+#include <optional>
 
+#include "host/csv_reader.h"
 #include "host/differentiation.h"
 #include "host/error.h"
 
@@ -26,18 +27,34 @@ bool isSinglePrecision(const Eigen::ArrayXXd& values) {
   return (values.abs() <= static_cast<double>(std::numeric_limits<float>::max())).all();
 }
 
+Error errorAtSample(const Motion& motion, Eigen::Index sample, std::string_view text) {
+  return errorAt(motion.file, motion.lines.at(static_cast<std::size_t>(sample)), text);
+}
+
+/// The later one of the two samples that are closest in time.
+Eigen::Index closestSample(const Eigen::ArrayXd& time) {
+  Eigen::Index closest = 0;
+  (time.tail(time.size() - 1) - time.head(time.size() - 1)).minCoeff(&closest);
+  return closest + 1;
+}
+
 }  // namespace
 
-Trajectory::Trajectory(Motion motion)
-    : time_(std::move(motion.time)), q_(std::move(motion.coordinates)), dq_(q_.rows(), q_.cols()), ddq_(dq_) {
+Trajectory::Trajectory(const Motion& motion)
+    : time_(motion.time), q_(motion.coordinates), dq_(q_.rows(), q_.cols()), ddq_(dq_) {
   for (Eigen::Index d = first_root_angle; d < root_coordinates; ++d) unwrap(q_.col(d));
   for (Eigen::Index d = 0; d < q_.cols(); ++d) {
-    const Derivatives derivatives = differentiate(time_, q_.col(d));
-    dq_.col(d) = derivatives.first;
-    ddq_.col(d) = derivatives.second;
+    const std::optional<Derivatives> derivatives = differentiate(time_, q_.col(d));
+    if (!derivatives)
+      throw errorAtSample(motion, closestSample(time_), "expected a later time: too close to the one before");
+    dq_.col(d) = derivatives->first;
+    ddq_.col(d) = derivatives->second;
   }
-  if (!isSinglePrecision(dq_) || !isSinglePrecision(ddq_)) {
-    throw Error("the samples are too close in time: velocities or accelerations exceed single precision");
+  for (Eigen::Index sample = 0; sample < size(); ++sample) {
+    if (isSinglePrecision(dq_.row(sample)) && isSinglePrecision(ddq_.row(sample))) continue;
+    throw errorAtSample(motion, sample,
+                        "expected a velocity and an acceleration within single precision, found too large a change in "
+                        "too short a time");
   }
 }
 

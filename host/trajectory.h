@@ -20,8 +20,9 @@ struct State {
 class Trajectory {
  public:
   /// The root's angles may wrap by full turns between samples; they are made continuous first.
-  /// Throws Error if the samples are too close in time for velocities and accelerations in single precision.
-  explicit Trajectory(Motion motion);
+  /// Throws Error, with file and line, if samples are too close in time for velocities and accelerations in single
+  /// precision.
+  explicit Trajectory(const Motion& motion);
 
   Eigen::Index size() const { return time_.size(); }
   const Eigen::ArrayXd& time() const { return time_; }

@@ -26,7 +26,7 @@ TEST(Differentiation, FollowsASinusoidWithinTheBoundsOfTheSpline) {
   constexpr double step = 0.01;
   constexpr double frequency = 4;
   const Eigen::ArrayXd time = unevenTimes(count, step);
-  const Derivatives derivatives = differentiate(time, (frequency * time).sin());
+  const Derivatives derivatives = differentiate(time, (frequency * time).sin()).value();
 
   const double h = 1.6 * step;
   const double ends = std::ldexp(h * std::pow(frequency, 3), -static_cast<int>(margin));
@@ -44,7 +44,7 @@ TEST(Differentiation, IsExactForPolynomialsOfDegreeTwo) {
     const double b = count > 1 ? -2 : 0;
     const double c = count > 2 ? 5 : 0;
     const Eigen::ArrayXd time = unevenTimes(count, 0.1);
-    const Derivatives derivatives = differentiate(time, 3 + b * time + c * time.square());
+    const Derivatives derivatives = differentiate(time, 3 + b * time + c * time.square()).value();
     ASSERT_EQ(derivatives.first.size(), count);
     ASSERT_EQ(derivatives.second.size(), count);
     // Rounding of values up to 120, divided by steps of 0.04 once and twice.
