@@ -44,10 +44,14 @@ TEST_F(MirrorImage, StartsFromJointsWhereTheyBelong) {
                                  {13, {0, 0.05, -0.2879}, {1, 0, 0}}};
   EXPECT_EQ(robot->getMass(), 5.3053503F);  // summed in body order
   robot->computeFwdKinematics();
+  const Truth at_zero{State()};
   for (const auto& [b, origin, axis_of_left] : left_and_head) {
     const double tolerance = b == 8 ? 0 : kinematic;
     const Vector3d axis_of_right = axis_of_left.cwiseAbs();  // pitches, rolls and yaws of both sides go the same way
     EXPECT_TRUE(near(eigen(robot->getPose(b)).translation(), origin, kinematic / 2)) << b;
+    // The double-precision robot reads the same table.
+    EXPECT_TRUE(near(at_zero.pose(static_cast<int>(b)).translation(), origin, kinematic / 2)) << b;
+    EXPECT_TRUE(near(at_zero.pose(static_cast<int>(twin(b))).translation(), mirrored(origin), kinematic / 2)) << b;
     EXPECT_TRUE(near(axis(robot, b), axis_of_left, tolerance)) << b;
     EXPECT_TRUE(near(axis(robot, twin(b)), axis_of_right, tolerance)) << b;
   }
