@@ -25,7 +25,7 @@ TEST_F(Lifecycle, ACloneSharesNothingWithItsSource) {
   compute(random_state(1), *robot);
   robot->setVolatilePose(0, robot->getPose(3));
   const auto shown = everything_readable(*robot);
-  const auto copy = robot->clone();
+  const auto copy = robot->clone()->clone();  // what is copied is whole
   EXPECT_TRUE(same_bits(everything_readable(*copy), shown));
   const auto recompute = [](tesk::RigidBodySystem& r) {  // from wrenches and from what the last joint pass left
     r.computeGeneralizedMass();
