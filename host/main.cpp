@@ -58,6 +58,7 @@ int parseAndRun(int argc, char** argv) {
 
 }  // namespace korvel::host
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only what cannot be reported gets here, and ends the process.
 int main(int argc, char** argv) {
   const int status = korvel::host::parseAndRun(argc, argv);
   if (status == 0 && std::fflush(stdout) != 0) {

@@ -3,6 +3,7 @@
 /// Poses of all bodies from their transforms from the root.
 
 #include <array>
+#include <cstddef>
 #include <tuple>
 
 #include "metapod/algos/first_moments.h"
@@ -19,7 +20,7 @@ void put_pose(QZ::Math::Transform* poses, const PoseT<float>& pose) noexcept {
 template <typename Node>
 void put_pose(QZ::Math::Transform* poses, const PoseT<metapod::Spatial::Pack>& pose) noexcept {
   // The twelve floats of a pose are the rows of [R | t].
-  const auto put_row = [&](int row, const auto& R, const metapod::Spatial::Pack& t) {
+  const auto put_row = [&](std::ptrdiff_t row, const auto& R, const metapod::Spatial::Pack& t) {
     std::array<metapod::Spatial::Pack, 4> of_lane{R.x, R.y, R.z, t};
     metapod::Spatial::transpose(of_lane[0], of_lane[1], of_lane[2], of_lane[3]);
     metapod::for_each_body<Node>([&](int b, int lane) {

@@ -1,6 +1,6 @@
 #include "metapod/spatial/sine_cosine.h"
 
-#include <math.h>  // sincos, which <cmath> does not promise
+#include <math.h>  // NOLINT: sincos, which <cmath> does not promise
 
 namespace metapod::Spatial {
 

@@ -1,5 +1,6 @@
 #include "metapod/models/korvel/korvel.h"
 #include "support/expect.h"
+#include "support/robot_table.h"
 #include "support/truth.h"
 
 namespace korvel::tests {
@@ -43,10 +44,14 @@ TEST_F(MirrorImage, StartsFromJointsWhereTheyBelong) {
                                  {13, {0, 0.05, -0.2879}, {1, 0, 0}}};
   EXPECT_EQ(robot->getMass(), 5.3053503F);  // summed in body order
   robot->computeFwdKinematics();
+  const Truth at_zero{State()};
   for (const auto& [b, origin, axis_of_left] : left_and_head) {
     const double tolerance = b == 8 ? 0 : kinematic;
     const Vector3d axis_of_right = axis_of_left.cwiseAbs();  // pitches, rolls and yaws of both sides go the same way
     EXPECT_TRUE(near(eigen(robot->getPose(b)).translation(), origin, kinematic / 2)) << b;
+    // The double-precision robot reads the same table.
+    EXPECT_TRUE(near(at_zero.pose(static_cast<int>(b)).translation(), origin, kinematic / 2)) << b;
+    EXPECT_TRUE(near(at_zero.pose(static_cast<int>(twin(b))).translation(), mirrored(origin), kinematic / 2)) << b;
     EXPECT_TRUE(near(axis(robot, b), axis_of_left, tolerance)) << b;
     EXPECT_TRUE(near(axis(robot, twin(b)), axis_of_right, tolerance)) << b;
   }
@@ -86,11 +91,27 @@ TEST_P(MirrorImage, HasMirroredPosesAndTorques) {
 }
 INSTANTIATE_TEST_SUITE_P(Seeds, MirrorImage, testing::Range(0, 10));
 
-// Every body of the table is a point mass: its rotational inertia follows from mass and first moment.
+// Every body of the table is a point mass: its rotational inertia follows from mass and first moment, number by number.
 TEST(RobotTable, InertiasSatisfyTheParallelAxisRule) {
-  for (const auto& [m, c, Ic] : robot_masses()) {
-    EXPECT_GT(m, 0);
-    EXPECT_LE(Ic.cwiseAbs().maxCoeff(), 4 * eps * m * c.squaredNorm());
+  for (int b = 0; b < 25; ++b) {
+    const auto& [mass, h, I] = description(b).inertia;
+    const auto expect = [b, m = static_cast<double>(mass)](float value, double by_mass) {
+      EXPECT_NEAR(static_cast<double>(value), by_mass / m, 2 * eps * std::abs(by_mass / m)) << b;
+    };
+    const Vector3d moment = Eigen::Vector3f(h.x, h.y, h.z).cast<double>();
+    const double x = moment.x(), y = moment.y(), z = moment.z();
+    EXPECT_GT(mass, 0);
+    expect(I.xx, y * y + z * z), expect(I.yy, x * x + z * z), expect(I.zz, x * x + y * y);
+    expect(I.yx, -x * y), expect(I.zx, -x * z), expect(I.zy, -y * z);
+  }
+}
+
+// Four of them are stored with six digits.
+TEST(RobotTable, RotationsAreOrthonormal) {
+  for (int b = 0; b < 25; ++b) {
+    const Eigen::Matrix3d E = joint_frame(b).linear();
+    EXPECT_TRUE(near(E * E.transpose(), Eigen::Matrix3d::Identity(), 7e-7)) << b;
+    EXPECT_GT(E.determinant(), 0) << b;
   }
 }
 

@@ -38,6 +38,7 @@ INSTANTIATE_TEST_SUITE_P(Seeds, Dynamics, testing::Range(0, 10));
 TEST_P(Dynamics, MassMatrixAndTorquesAreThoseOfTheTextbook) {
   for (std::uint64_t k = 0; k < 30; ++k) {
     state = random_state(100 * k + static_cast<std::uint64_t>(GetParam()));
+    if (k % 3 == 2) state.q(static_cast<long>(6 + k % 24)) *= 1e6F;  // many turns
     const Truth truth(state);
     const VectorXd scale = truth.force_scale(state).tail(24);
     EXPECT_TRUE(near(mass_matrix_of(state), truth.mass_matrix(), dynamic, truth.inertia_scale()));

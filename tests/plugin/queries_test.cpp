@@ -18,6 +18,10 @@ TEST_F(Queries, NamesStandInBodyOrderAndLeadBackToTheirIds) {
     if (b > 0) {
       EXPECT_EQ(robot->getJointAngleId(names[b]), b - 1);
     }
+    std::string misspelt = names[b];
+    misspelt.back() = '?';
+    EXPECT_THROW(robot->getBodyId(misspelt), std::out_of_range);
+    EXPECT_THROW(robot->getJointAngleId(misspelt), std::out_of_range);
   }
 }
 

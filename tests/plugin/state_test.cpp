@@ -5,6 +5,63 @@
 namespace korvel::tests {
 namespace {
 
+class Lifecycle : public ModuleTest {};
+
+TEST_F(Lifecycle, AFreshObjectHoldsZerosAndIdentities) {
+  std::vector<float> expected(Shown::end);
+  for (auto pose = expected.begin(); pose != expected.begin() + Shown::com; pose += 12)
+    pose[0] = pose[5] = pose[10] = 1;
+  // The root's motions in the jacobian: columns 0 to 2 linear, 3 to 5 angular.
+  for (int d = 0; d < 6; ++d) expected[static_cast<std::size_t>(Shown::jacobian + 6 * d + (d + 3) % 6)] = 1;
+  EXPECT_TRUE(same_bits(everything_readable(*robot), expected));
+}
+
+TEST_F(Lifecycle, DestroyTakesNullAndClones) {
+  module.destroy()(nullptr);
+  module.destroy()(robot->clone().release());
+}
+
+TEST_F(Lifecycle, ACloneSharesNothingWithItsSource) {
+  compute(random_state(1), *robot);
+  robot->setVolatilePose(0, robot->getPose(3));
+  const auto shown = everything_readable(*robot);
+  const auto copy = robot->clone()->clone();  // what is copied is whole
+  EXPECT_TRUE(same_bits(everything_readable(*copy), shown));
+  const auto recompute = [](tesk::RigidBodySystem& r) {  // from wrenches and from what the last joint pass left
+    r.computeGeneralizedMass();
+    r.computeInverseDynamics();
+    return everything_readable(r);
+  };
+  EXPECT_TRUE(same_bits(recompute(*copy), shown));
+  compute(random_state(2), *copy);
+  copy->setVolatilePose(0, copy->getPose(4));
+  EXPECT_TRUE(same_bits(recompute(*robot), shown));
+  const auto last = everything_readable(*copy);
+  EXPECT_FALSE(same_bits(last, shown));
+  robot.reset();
+  EXPECT_TRUE(same_bits(everything_readable(*copy), last));
+}
+
+TEST_F(Lifecycle, SettersChangeNoResultButTheRootPose) {
+  compute(random_state(1), *robot);
+  const auto before = everything_readable(*robot);
+  write(random_state(2), *robot);
+  const auto after = everything_readable(*robot);
+  EXPECT_TRUE(std::equal(before.begin() + 12, before.begin() + Shown::inputs, after.begin() + 12));
+  EXPECT_FALSE(std::equal(before.begin(), before.begin() + 12, after.begin()));
+}
+
+TEST_F(Lifecycle, ViewsAndReferencesShowLaterWrites) {
+  const auto positions = robot->getJointAnglesPos();
+  const auto torques = robot->getJointAnglesTorque();
+  const auto& mass = robot->getGeneralizedMass();
+  const State state = random_state(5);
+  compute(state, *robot);
+  EXPECT_TRUE(near(eigen(positions), state.q.tail(24), 0));
+  EXPECT_EQ(torques[23], robot->getJointAngleTorque(23));
+  EXPECT_GT(mass(29, 29), 0);
+}
+
 class Masses : public ModuleTest {
  protected:
   void set_mass(unsigned long b, float mass) { robot->setBodyInertia(b, mass, {}, Eigen::Matrix3f::Zero()); }

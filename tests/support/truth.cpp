@@ -1,6 +1,6 @@
 #include "support/truth.h"
 
-#include "metapod/models/korvel/robot.h"
+#include "support/robot_table.h"
 
 namespace korvel::tests {
 
@@ -11,18 +11,7 @@ using Eigen::Vector3d;
 
 namespace {
 
-const auto& description(int b) { return metapod::models::KorvelRobot::bodies[b]; }
-
 Vector3d vector(const metapod::Spatial::Vector3& v) { return Eigen::Vector3f(v.x, v.y, v.z).cast<double>(); }
-
-/// Pose of the joint's frame at zero in the parent's frame.
-Affine3d joint_frame(int b) {
-  const auto& [x, y, z] = description(b).rotation;
-  Affine3d frame = Affine3d::Identity();
-  frame.linear() << vector(x).transpose(), vector(y).transpose(), vector(z).transpose();
-  frame.translation() = vector(description(b).translation);
-  return frame;
-}
 
 Affine3d root_pose(const Eigen::VectorXd& q) {
   Affine3d pose = Affine3d::Identity();
@@ -51,6 +40,14 @@ MassTable make_robot_masses() {
 }
 
 }  // namespace
+
+Affine3d joint_frame(int b) {
+  const auto& [x, y, z] = description(b).rotation;
+  Affine3d frame = Affine3d::Identity();
+  frame.linear() << vector(x).transpose(), vector(y).transpose(), vector(z).transpose();
+  frame.translation() = vector(description(b).translation);
+  return frame;
+}
 
 const MassTable& robot_masses() {
   static const MassTable table = make_robot_masses();

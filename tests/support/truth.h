@@ -25,6 +25,9 @@ struct MassProperties {
 using MassTable = std::array<MassProperties, 25>;
 const MassTable& robot_masses();
 
+/// Pose of the joint's frame at zero in the parent's frame.
+Eigen::Affine3d joint_frame(int b);
+
 /// The robot as a textbook of mechanics has it, in double precision: homogeneous transforms from each body to the
 /// world, jacobians of points, momenta of bodies and sums over all bodies. Of the product it reads only the numbers of
 /// the robot's table.
