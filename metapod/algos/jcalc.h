@@ -16,7 +16,7 @@ namespace metapod {
 template <typename Model>
 class SinesAndCosines {
   using Root = typename NodeOf<Model, 0>::Joint;
-  static_assert(Model::dof_count >= 2 * Spatial::Pack::lanes, "a batch is two packs");
+  static_assert(Model::dof_count >= 2 * Spatial::Pack::lanes, "a batch has at least eight angles");
 
  public:
   void take_root(const float* q) noexcept {
@@ -28,7 +28,12 @@ class SinesAndCosines {
     Spatial::store<count>(cosine_ + Root::first_angle, cosine);
   }
 
-  void take_joints(const float* q) noexcept { Spatial::sine_cosine(q, sine_, cosine_, Root::dof, Model::dof_count); }
+  void take_joints(const float* q) noexcept {
+    // Of few joints, angles of the root are taken again.
+    constexpr int count = std::max(Model::dof_count - Root::dof, 2 * Spatial::Pack::lanes);
+    constexpr int first = Model::dof_count - count;
+    Spatial::sine_cosine<count>(q + first, sine_ + first, cosine_ + first);
+  }
 
   /// The positions of one node's joint.
   template <typename Node>

@@ -7,6 +7,8 @@
 /// Functions, 1980), then sine and cosine are minimax polynomials in double precision, of degree 13 and 14. Batches
 /// with an angle beyond the bound, or with one that is not finite, go to the C runtime.
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -43,108 +45,121 @@ extern const SineCosineConstants sine_cosine_constants;
 
 [[gnu::cold]] SineCosineT<Pack> sine_cosine_lane_by_lane(Pack angle) noexcept;
 
-/// Of pairs of angles, each reduced by n times pi/2. All pairs take a step before any takes the next: a processor that
-/// waits for the result of one has the others to do.
-template <std::size_t pairs>
-void sine_cosine_of_reduced(const Double2 (&angle)[pairs], const Double2 (&n)[pairs], Double2 (&sine)[pairs],
-                            Double2 (&cosine)[pairs]) noexcept {
+/// All bits of the lanes whose angle the polynomials do not take.
+inline Int4 beyond_bound(Pack angle) noexcept {
+  return (Int4(angle.v) & 0x7fffffff) >= Int4(Pack(sine_cosine_bound).v);
+}
+
+inline bool any(Int4 lanes) noexcept { return (Long2(lanes)[0] | Long2(lanes)[1]) != 0; }
+
+/// Four angles less n times pi/2.
+struct ReducedAngles {
+  Double2 low, high;  ///< of lanes 0 and 1, of lanes 2 and 3
+  UInt4 n;            ///< in the low bits
+};
+
+inline ReducedAngles reduced(Pack angle) noexcept {
+  // A quotient that float rounds to the wrong side leaves a little more than pi/4, which the polynomials bear.
+  const auto& k = sine_cosine_constants;
+  const Pack shifted = angle * k.two_over_pi + k.to_integer;
+  const Pack n = shifted - k.to_integer;
+  const auto less = [&](float angle0, float angle1, float n0, float n1) {
+    const Double2 a{static_cast<double>(angle0), static_cast<double>(angle1)};
+    const Double2 b{static_cast<double>(n0), static_cast<double>(n1)};
+    return (a - b * k.half_pi_high) - b * k.half_pi_low;
+  };
+  return {less(angle[0], angle[1], n[0], n[1]), less(angle[2], angle[3], n[2], n[3]), UInt4(shifted.v)};
+}
+
+/// Of `count` packs. All take a step of a polynomial before any takes the next: a processor that waits for the result
+/// of one has the others to do.
+template <std::size_t count>
+void sine_cosine_of_reduced(const ReducedAngles* angles, Pack (&sines)[count], Pack (&cosines)[count]) noexcept {
   // Forgetting where the pointer comes from makes every use an operand in memory: there are more constants than
   // registers, and a compiler that tries to keep them spends an instruction in four on moving them.
   const auto* k = &sine_cosine_constants;
   asm("" : "+r"(k));
+  constexpr std::size_t pairs = 2 * count;
   const auto each = [](const auto& step) {
     for (std::size_t i = 0; i < pairs; ++i) step(i);
   };
-  Double2 r[pairs];
+  const auto r = [&](std::size_t i) { return i % 2 == 0 ? angles[i / 2].low : angles[i / 2].high; };
   Double2 z[pairs];
-  each([&](auto i) { r[i] = (angle[i] - n[i] * k->half_pi_high) - n[i] * k->half_pi_low; });
-  each([&](auto i) { z[i] = r[i] * r[i]; });
+  each([&](auto i) { z[i] = r(i) * r(i); });
 
   const auto& s = k->sine;
+  Double2 sine[pairs];
   each([&](auto i) { sine[i] = s[6] * z[i] + s[5]; });
   for (int j = 4; j >= 0; --j) each([&](auto i) { sine[i] = sine[i] * z[i] + s[j]; });
-  each([&](auto i) { sine[i] = sine[i] * r[i]; });
+  each([&](auto i) { sine[i] = sine[i] * r(i); });
 
   const auto& c = k->cosine;
+  Double2 cosine[pairs];
   each([&](auto i) { cosine[i] = c[7] * z[i] + c[6]; });
   for (int j = 5; j >= 0; --j) each([&](auto i) { cosine[i] = cosine[i] * z[i] + c[j]; });
-}
-
-}  // namespace internal
-
-/// Of `count` packs of angles [rad].
-template <std::size_t count>
-void sine_cosine(const Pack (&angles)[count], Pack (&sines)[count], Pack (&cosines)[count]) noexcept {
-  using namespace internal;
-  Int4 beyond{};
-  for (const Pack& angle : angles) beyond |= (Int4(angle.v) & 0x7fffffff) >= Int4(Pack(sine_cosine_bound).v);
-  if ((Long2(beyond)[0] | Long2(beyond)[1]) != 0) {
-    for (std::size_t i = 0; i < count; ++i) {
-      const auto [sine, cosine] = sine_cosine_lane_by_lane(angles[i]);
-      sines[i] = sine;
-      cosines[i] = cosine;
-    }
-    return;
-  }
-
-  // A quotient that float rounds to the wrong side leaves a little more than pi/4, which the polynomials bear.
-  const auto& k = sine_cosine_constants;
-  const auto low = [](const Pack& p) { return Double2{static_cast<double>(p[0]), static_cast<double>(p[1])}; };
-  const auto high = [](const Pack& p) { return Double2{static_cast<double>(p[2]), static_cast<double>(p[3])}; };
-  Pack shifted[count];
-  Double2 angle[2 * count];
-  Double2 n[2 * count];
-  for (std::size_t i = 0; i < count; ++i) {
-    shifted[i] = angles[i] * k.two_over_pi + k.to_integer;
-    const Pack whole = shifted[i] - k.to_integer;
-    angle[2 * i] = low(angles[i]);
-    angle[2 * i + 1] = high(angles[i]);
-    n[2 * i] = low(whole);
-    n[2 * i + 1] = high(whole);
-  }
-  Double2 reduced_sine[2 * count];
-  Double2 reduced_cosine[2 * count];
-  sine_cosine_of_reduced(angle, n, reduced_sine, reduced_cosine);
 
   const auto rounded = [](const Double2& a, const Double2& b) {
     return UInt4(Pack::Vector{static_cast<float>(a[0]), static_cast<float>(a[1]), static_cast<float>(b[0]),
                               static_cast<float>(b[1])});
   };
   for (std::size_t i = 0; i < count; ++i) {
-    const UInt4 sine = rounded(reduced_sine[2 * i], reduced_sine[2 * i + 1]);
-    const UInt4 cosine = rounded(reduced_cosine[2 * i], reduced_cosine[2 * i + 1]);
+    const UInt4 sin = rounded(sine[2 * i], sine[2 * i + 1]);
+    const UInt4 cos = rounded(cosine[2 * i], cosine[2 * i + 1]);
     // Of r + n pi/2 from those of r: exchanged if n is odd, negated in two quadrants each.
-    const UInt4 bit0 = UInt4(shifted[i].v) << 31;
-    const UInt4 bit1 = UInt4(shifted[i].v) << 30;
+    const UInt4 bit0 = angles[i].n << 31;
+    const UInt4 bit1 = angles[i].n << 30;
     const UInt4 sign = UInt4{} + 0x80000000U;
-    const UInt4 exchange = (sine ^ cosine) & UInt4(Int4(bit0) >> 31);
-    sines[i] = Pack(Pack::Vector((sine ^ exchange) ^ (bit1 & sign)));
-    cosines[i] = Pack(Pack::Vector((cosine ^ exchange) ^ ((bit1 ^ bit0) & sign)));
+    const UInt4 exchange = (sin ^ cos) & UInt4(Int4(bit0) >> 31);
+    sines[i] = Pack(Pack::Vector((sin ^ exchange) ^ (bit1 & sign)));
+    cosines[i] = Pack(Pack::Vector((cos ^ exchange) ^ ((bit1 ^ bit0) & sign)));
   }
 }
 
-/// Of four angles.
+}  // namespace internal
+
+/// Of four angles [rad].
 inline SineCosineT<Pack> sine_cosine(Pack angle) noexcept {
-  const Pack angles[1]{angle};
-  Pack sines[1], cosines[1];
-  sine_cosine(angles, sines, cosines);
-  return {sines[0], cosines[0]};
+  using namespace internal;
+  if (any(beyond_bound(angle))) return sine_cosine_lane_by_lane(angle);
+  const ReducedAngles r = reduced(angle);
+  Pack sine[1];
+  Pack cosine[1];
+  sine_cosine_of_reduced(&r, sine, cosine);
+  return {sine[0], cosine[0]};
 }
 
-/// Of angles first to last - 1 of an array, to the same places of two others, eight at a time. `last` is at least
-/// eight; if their number is no multiple of eight, places before are read and written too.
-inline void sine_cosine(const float* angles, float* sines, float* cosines, int first, int last) noexcept {
-  constexpr int step = 2 * Pack::lanes;
-  for (int i = first; i < last; i += step) {
-    const int start = i <= last - step ? i : last - step;
-    const Pack angle[]{load(angles + start), load(angles + start + Pack::lanes)};
+/// Of `count` angles, at least eight. All are reduced before the first polynomial.
+template <int count>
+void sine_cosine(const float* angles, float* sines, float* cosines) noexcept {
+  using namespace internal;
+  static_assert(count >= 2 * Pack::lanes);
+  constexpr int packs = (count + Pack::lanes - 1) / Pack::lanes;
+  // The last ones overlap with those before if the count is no multiple.
+  const auto place = [](int pack) { return std::min(pack * Pack::lanes, count - Pack::lanes); };
+  ReducedAngles r[static_cast<std::size_t>(packs)];
+  Int4 beyond{};
+  for (int i = 0; i < packs; ++i) {
+    const Pack angle = load(angles + place(i));
+    beyond |= beyond_bound(angle);
+    r[i] = reduced(angle);
+  }
+  if (any(beyond)) {
+    for (int i = 0; i < packs; ++i) {
+      const auto [sine, cosine] = sine_cosine_lane_by_lane(load(angles + place(i)));
+      store(sines + place(i), sine);
+      store(cosines + place(i), cosine);
+    }
+    return;
+  }
+  for (int i = 0; i < packs; i += 2) {
+    const int first = std::min(i, packs - 2);
     Pack sine[2];
     Pack cosine[2];
-    sine_cosine(angle, sine, cosine);
-    store(sines + start, sine[0]);
-    store(sines + start + Pack::lanes, sine[1]);
-    store(cosines + start, cosine[0]);
-    store(cosines + start + Pack::lanes, cosine[1]);
+    sine_cosine_of_reduced(r + first, sine, cosine);
+    store(sines + place(first), sine[0]);
+    store(sines + place(first + 1), sine[1]);
+    store(cosines + place(first), cosine[0]);
+    store(cosines + place(first + 1), cosine[1]);
   }
 }
 
