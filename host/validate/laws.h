@@ -44,6 +44,8 @@ class Specimen {
   explicit Specimen(const Subject& subject);
 
   tesk::RigidBodySystem* operator->() const { return system_.get(); }
+  /// Writes the state and runs every computation.
+  void compute(const State& state) const { validate::compute(state, *system_); }
   std::vector<Sample> samples(int count) const;
 
   int parent(int b) const { return static_cast<int>(parents_[static_cast<std::size_t>(b)]); }
@@ -56,7 +58,8 @@ class Specimen {
   /// Reads masses and centres of mass again.
   void weigh();
 
-  // What is seen. Those that take a state write it and compute first.
+  // What is seen. Those that take a state write what they need of it and compute first.
+  std::vector<float> everything() const { return everything_readable(*system_); }
   Affine3d pose(int b) const;
   Affine3d poseInRoot(int b) const;
   Jacobian jacobian() const { return system_->getJacobianInRoot().cast<double>(); }

@@ -150,7 +150,7 @@ std::string powerBalances(const Subject& subject) {
     const Coordinates dq = state.dq.cast<double>();
     const Joints torques = robot.torques(state);
     double power = torques.dot(dq.tail(joints));
-    compute(state, *robot.operator->());
+    robot.compute(state);
     for (int b = 0; b < bodies; ++b) {
       const Affine3d pose = robot.poseInRoot(b);
       const Motion twist = robot.jacobian(b) * dq;

@@ -18,7 +18,7 @@ std::string posesAreRigid(const Subject& subject) {
   Deviations deviations(2 * robot.kinematic());  // both factors are rounded
   const auto samples = robot.samples(256);
   for (const auto& [seed, state] : samples) {
-    compute(state, *robot.operator->());
+    robot.compute(state);
     for (int b = 0; b < bodies; ++b) {
       for (const Affine3d& pose : {robot.pose(b), robot.poseInRoot(b)}) {
         const Matrix3d R = pose.linear();
@@ -35,7 +35,7 @@ std::string worldPoses(const Subject& subject) {
   Deviations deviations(robot.kinematic());
   const auto samples = robot.samples(256);
   for (const auto& [seed, state] : samples) {
-    compute(state, *robot.operator->());
+    robot.compute(state);
     const Affine3d root = robot.pose(0);
     const double distance = root.translation().norm() + robot.reach();
     const auto placed = affine(state.root_pose());
@@ -56,7 +56,7 @@ std::string centresOfMass(const Subject& subject) {
   deviations.compare(static_cast<double>(robot->getMass()), robot.mass(), robot.mass(), {subject.seed, "total mass"});
   const auto samples = robot.samples(256);
   for (const auto& [seed, state] : samples) {
-    compute(state, *robot.operator->());
+    robot.compute(state);
     const double distance = robot.pose(0).translation().norm() + robot.reach();
     Vector3d moment = Vector3d::Zero();
     for (int b = 0; b < bodies; ++b) {

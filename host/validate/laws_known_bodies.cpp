@@ -96,7 +96,7 @@ std::string torquesOfKnownBodies(const Subject& subject) {
   Deviations deviations(2 * robot.dynamic());
   const auto samples = robot.samples(256);
   for (const auto& [seed, state] : samples) {
-    compute(state, *robot.operator->());
+    robot.compute(state);
     const Motions moving = motions(robot, state);
     Coordinates expected = Coordinates::Zero();
     for (int b = 0; b < bodies; ++b) {

@@ -64,7 +64,7 @@ std::string rootRowsAreMomentum(const Subject& subject) {
   const MatrixXd scale = robot.inertiaRoots().head(3) * robot.inertiaRoots().transpose();
   const auto samples = robot.samples(128);
   for (const auto& [seed, state] : samples) {
-    compute(state, *robot.operator->());
+    robot.compute(state);
     const MassMatrix M = robot->getGeneralizedMass().cast<double>();
     MatrixXd root(3, 6);
     root << robot.mass() * Matrix3d::Identity(), -robot.mass() * cross(vector(robot->getComPositionInRoot()));
@@ -78,12 +78,13 @@ std::string rootRowsAreMomentum(const Subject& subject) {
   return deviations.figure(samples.size());
 }
 
-/// First moment of mass of the robot without body b, root axes; a constant of the root's own may be missing.
+/// First moment of mass of the robot without body b, root axes.
 MatrixXd partialMoments(const Specimen& robot, const State& state) {
   robot->setJointAnglesPos(state.q.tail(joints).array());
   robot->computeFwdKinematicsExceptRoot();
   MatrixXd moments(3, bodies);
-  moments.col(0) = static_cast<double>(robot->getMass()) * vector(robot->getComPositionInRoot());
+  // Asked to leave out the root, the module answers with the whole robot's centre of mass in the world.
+  moments.col(0) = robot.mass() * vector(robot->getComPositionInRoot()) - robot.mass(0) * robot.com(0);
   for (int b = 1; b < bodies; ++b) {
     const auto body = static_cast<unsigned long>(b);
     moments.col(b) =
@@ -98,10 +99,9 @@ std::string partialComJacobianIsDerivative(const Subject& subject) {
   const Vector3d scale = Vector3d::Constant(robot.mass() * robot.reach());
   const auto samples = robot.samples(64);
   for (const auto& [seed, state] : samples) {
-    compute(state, *robot.operator->());
+    robot.compute(state);
     const Matrix3d R = robot.pose(0).linear();
-    MatrixXd moments = partialMoments(robot, state);
-    moments.col(0) -= robot.mass(0) * robot.com(0);
+    const MatrixXd moments = partialMoments(robot, state);
     std::vector<MatrixXd> jacobians;
     for (int b = 0; b < bodies; ++b) jacobians.push_back(partialComJacobian(robot, b));
     for (int b = 0; b < bodies; ++b) {

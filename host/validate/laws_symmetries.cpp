@@ -18,10 +18,10 @@ std::string rootLeavesWhatIsRelativeToIt(const Subject& subject) {
     moved.q.head(6) = other.q.head(6);
     moved.dq.head(6) = other.dq.head(6);
     moved.ddq.head(6) = other.ddq.head(6);
-    compute(state, *robot.operator->());
-    const std::vector<float> before = everything_readable(*robot.operator->());
-    compute(moved, *robot.operator->());
-    const std::vector<float> after = everything_readable(*robot.operator->());
+    robot.compute(state);
+    const std::vector<float> before = robot.everything();
+    robot.compute(moved);
+    const std::vector<float> after = robot.everything();
     const auto part = [](const std::vector<float>& all, std::ptrdiff_t first, std::ptrdiff_t last) {
       return std::vector<float>(all.begin() + first, all.begin() + last);
     };

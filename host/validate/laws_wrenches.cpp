@@ -31,7 +31,7 @@ std::string wrenchesActByTheJacobian(const Subject& subject) {
     State loaded;
     loaded.q = state.q;
     const Joints without = robot.torques(loaded);
-    compute(loaded, *robot.operator->());
+    robot.compute(loaded);
     for (int b = 0; b < bodies; ++b) {
       loaded.wrenches.setZero();
       loaded.wrenches.col(b) = state.wrenches.col(b);
