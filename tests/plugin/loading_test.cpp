@@ -1,5 +1,3 @@
-#include <malloc.h>
-
 #include "support/expect.h"
 
 namespace korvel::tests {
@@ -15,23 +13,6 @@ TEST(Loading, ClosingUnmaps) {
     EXPECT_TRUE(is_mapped());
   }
   EXPECT_FALSE(is_mapped());
-}
-
-TEST(Loading, ManyCyclesKeepMemoryAndStartFromTheFactoryInertias) {
-  std::pair<std::size_t, std::string> start;
-  for (int cycle = 0; cycle < 1000; ++cycle) {
-    const Module module(module_path());
-    const System robot = module.create();
-    ASSERT_EQ(robot->getMass(3), factory_mass);
-    ASSERT_EQ(robot->getMass(), 5.3053503F);
-    robot->setBodyInertia(3, 7, {}, Eigen::Matrix3f::Zero());
-#ifndef KORVEL_SANITIZED  // a sanitizer keeps freed blocks for a while
-    const std::string pages = text_of("/proc/self/statm");
-    const std::pair now(mallinfo2().uordblks, pages.substr(0, pages.find(' ')));
-    if (cycle == 10) start = now;
-    ASSERT_TRUE(cycle < 999 || now == start);
-#endif
-  }
 }
 
 TEST(Loading, TwoCopiesOfTheModuleShareNothing) {
