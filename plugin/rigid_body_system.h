@@ -30,7 +30,7 @@
 /// heap, none locks or makes a system call. The others say what they allocate and throw. A `noexcept` call needs at
 /// most 16 KiB of stack, and after the first calls it touches no further pages of memory. It leaves rounding, traps and
 /// the treatment of denormal numbers as the host has set them; flushing those to zero is fine. Called with the finite
-/// values of a moving robot it raises no invalid, division-by-zero or overflow flag.
+/// values of a moving robot without massless bodies it raises no invalid, division-by-zero or overflow flag.
 ///
 /// Threads. There are no locks. One object belongs to one thread at a time; different objects may be used from
 /// different threads. Two things are shared by all objects of the module, the table of body inertias and the

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cfenv>
 #include <cmath>
 #include <cstring>
@@ -107,7 +108,8 @@ std::string bearsFlushToZero(const Subject& subject) {
   const std::vector<float> flushed = computedWith(control() | flush_to_zero, module, states);
   double largest = 0;
   for (std::size_t i = 0; i < expected.size(); ++i) {
-    const double deviation = std::abs(double{flushed[i]} - double{expected[i]}) / (1 + std::abs(double{expected[i]}));
+    const auto value = static_cast<double>(expected[i]);
+    const double deviation = std::abs(static_cast<double>(flushed[i]) - value) / (1 + std::abs(value));
     if (!(deviation <= bound)) {
       const std::size_t per_state = expected.size() / states.size();
       throw Finding(
