@@ -2,6 +2,7 @@
 
 #include <malloc.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 
@@ -17,27 +18,31 @@ namespace korvel::validate {
 
 namespace {
 
-Allocations counts{};
+// Also threads of a check allocate, but none while failures are planned.
+std::atomic<long> made{0};
+std::atomic<long> live{0};
 long until_failure = 0;  // 0: none is planned
 bool all_fail_then = false;
 bool failed = false;
 
 template <typename... Args>
 void* counted(void* (*allocate)(Args...) noexcept, Args... args) noexcept {
-  ++counts.made;
+  made.fetch_add(1, std::memory_order_relaxed);
   const bool due = until_failure > 0 && --until_failure == 0;
   if (due || (failed && all_fail_then)) {
     failed = true;
     return nullptr;
   }
   void* block = allocate(args...);
-  if (block != nullptr) ++counts.live;
+  if (block != nullptr) live.fetch_add(1, std::memory_order_relaxed);
   return block;
 }
 
+void released() noexcept { live.fetch_sub(1, std::memory_order_relaxed); }
+
 }  // namespace
 
-const Allocations& allocations() noexcept { return counts; }
+Allocations allocations() noexcept { return {made, live}; }
 
 FailingAllocations::FailingAllocations(long n, bool all_after) noexcept {
   until_failure = n;
@@ -52,6 +57,7 @@ bool FailingAllocations::happened() noexcept { return failed; }
 
 }  // namespace korvel::validate
 
+#ifndef KORVEL_SANITIZED
 // The linker must see these from libraries that are loaded later.
 #pragma GCC visibility push(default)
 using korvel::validate::counted;
@@ -66,12 +72,13 @@ int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexce
 }
 void* realloc(void* old, std::size_t size) noexcept {
   void* block = counted(__libc_realloc, old, size);
-  if (block != nullptr && old != nullptr) --korvel::validate::counts.live;
+  if (block != nullptr && old != nullptr) korvel::validate::released();
   return block;
 }
 void free(void* block) noexcept {
-  if (block != nullptr) --korvel::validate::counts.live;
+  if (block != nullptr) korvel::validate::released();
   __libc_free(block);
 }
 }
 #pragma GCC visibility pop
+#endif

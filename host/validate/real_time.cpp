@@ -1,7 +1,14 @@
-#include "host/validate/check.h"
+#include "host/validate/real_time.h"
 
 namespace korvel::validate {
 
-Checks realTimeChecks() { return {}; }
+Checks realTimeChecks() {
+  Checks all;
+  for (const auto& part : {quietnessChecks, stackChecks, faultChecks, threadChecks, floatingPointChecks}) {
+    const Checks checks = part();
+    all.insert(all.end(), checks.begin(), checks.end());
+  }
+  return all;
+}
 
 }  // namespace korvel::validate

@@ -1,0 +1,152 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cfenv>
+#include <cmath>
+#include <cstring>
+
+#if defined(__x86_64__)
+#include <xmmintrin.h>
+#endif
+
+#include "host/module.h"
+#include "host/validate/child.h"
+#include "host/validate/real_time.h"
+
+namespace korvel::validate {
+
+namespace {
+
+// What a valid call has no reason for. Rounding is its business, and numbers too small to tell from zero happen.
+constexpr int grave = FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW;
+
+/// The control register without the flags: rounding, traps, treatment of denormal numbers.
+#if defined(__x86_64__)
+constexpr unsigned flush_to_zero = 0x8040;
+unsigned control() { return _mm_getcsr() & ~0x3fU; }
+void setControl(unsigned bits) { _mm_setcsr(bits); }
+#elif defined(__aarch64__)
+constexpr unsigned long flush_to_zero = 1UL << 24;
+unsigned long control() {
+  unsigned long bits = 0;
+  asm volatile("mrs %0, fpcr" : "=r"(bits));
+  return bits;
+}
+void setControl(unsigned long bits) { asm volatile("msr fpcr, %0" : : "r"(bits)); }
+#else
+constexpr int flush_to_zero = 0;
+int control() { return std::fegetround(); }
+void setControl(int) { throw NotPossible("no way is known to flush denormal numbers on this machine"); }
+#endif
+
+std::string names(int flags) {
+  return fmt::format("{}{}{}", (flags & FE_INVALID) != 0 ? " invalid" : "",
+                     (flags & FE_DIVBYZERO) != 0 ? " division-by-zero" : "",
+                     (flags & FE_OVERFLOW) != 0 ? " overflow" : "");
+}
+
+std::string raisesNothing(const Subject& subject) {
+  const host::Module module(subject.module);
+  const auto expectNone = [](const char* operation, std::size_t state) {
+    const int raised = std::fetestexcept(grave);
+    if (raised != 0) throw Finding(fmt::format("{}, state {}: raises{}", operation, state, names(raised)));
+  };
+  std::feclearexcept(FE_ALL_EXCEPT);
+  const host::System robot = module.create();
+  expectNone("create", 0);
+  std::vector<Arguments> arguments = variedArguments(*robot, subject.seed, 64);
+  for (std::size_t a = 0; a < arguments.size(); ++a) {
+    for (const Operation& operation : realTimeOperations()) {
+      std::feclearexcept(FE_ALL_EXCEPT);
+      operation.call(*robot, arguments[a]);
+      expectNone(operation.name, a);
+    }
+  }
+  return fmt::format("no invalid, division-by-zero or overflow by {} operations on {} states",
+                     realTimeOperations().size(), arguments.size());
+}
+
+std::string keepsControl(const Subject& subject) {
+  const auto before = control();
+  const host::Module module(subject.module);
+  const host::System robot = module.create();
+  Arguments arguments(random_state(subject.seed), *robot);
+  const auto expectKept = [&](const char* operation) {
+    if (control() != before) {
+      throw Finding(fmt::format("{}: control register {:#x}, it was {:#x}", operation, control(), before));
+    }
+  };
+  expectKept("loading and create");
+  for (const Operation& operation : realTimeOperations()) {
+    operation.call(*robot, arguments);
+    expectKept(operation.name);
+  }
+  return fmt::format("control register {:#x} before and after", before);
+}
+
+/// Everything for all states, computed with these bits in the control register.
+template <typename Bits>
+std::vector<float> computedWith(Bits bits, const host::Module& module, const std::vector<State>& states) {
+  const auto before = control();
+  setControl(bits);
+  std::vector<float> all;
+  const host::System robot = module.create();
+  for (const State& state : states) {
+    compute(state, *robot);
+    const std::vector<float> now = everything_readable(*robot);
+    all.insert(all.end(), now.begin(), now.end());
+  }
+  setControl(before);
+  return all;
+}
+
+std::string bearsFlushToZero(const Subject& subject) {
+  constexpr double bound = 1e-6;
+  const host::Module module(subject.module);
+  const std::vector<State> states = variedStates(subject.seed, 32);
+  const std::vector<float> expected = computedWith(control(), module, states);
+  const std::vector<float> flushed = computedWith(control() | flush_to_zero, module, states);
+  double largest = 0;
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    const auto value = static_cast<double>(expected[i]);
+    const double deviation = std::abs(static_cast<double>(flushed[i]) - value) / (1 + std::abs(value));
+    if (!(deviation <= bound)) {
+      const std::size_t per_state = expected.size() / states.size();
+      throw Finding(
+          fmt::format("state {}, value {}: {} instead of {}", i / per_state, i % per_state, flushed[i], expected[i]));
+    }
+    largest = std::max(largest, deviation);
+  }
+  return fmt::format("largest deviation {:.1e} of one more than the value, bound {:.1e}, {} states", largest, bound,
+                     states.size());
+}
+
+std::string bearsTraps(const Subject& subject) {
+  const host::Module module(subject.module);
+  const host::System robot = module.create();
+  const auto death = callInChild(
+      *robot, variedArguments(*robot, subject.seed, 64), [] { return feenableexcept(grave) != -1; },
+      "this machine has no traps for floating-point exceptions");
+  if (death) {
+    throw Finding(fmt::format("{}, state {}: {}", death->operation, death->arguments, strsignal(death->signal)));
+  }
+  return fmt::format("no trap in {} operations", realTimeOperations().size());
+}
+
+}  // namespace
+
+Checks floatingPointChecks() {
+  using std::chrono::seconds;
+  return {
+      {"floating-point.raises-nothing", "Valid calls raise no invalid, division-by-zero or overflow flag.", 4,
+       seconds(10), raisesNothing},
+      {"floating-point.keeps-control", "Rounding, traps and the treatment of denormal numbers stay the host's.", 4,
+       seconds(10), keepsControl},
+      {"floating-point.bears-flush-to-zero", "A host that flushes denormal numbers to zero gets the same results.", 4,
+       seconds(10), bearsFlushToZero},
+      {"floating-point.bears-traps", "A host that traps floating-point exceptions is not stopped by valid calls.", 4,
+       seconds(10), bearsTraps},
+  };
+}
+
+}  // namespace korvel::validate
