@@ -74,7 +74,7 @@ TEST_F(Command, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"info --colour", "--colour"},
       {"validate none.so --json out.json", "cannot read module 'none.so'"},
       {"validate --json nowhere/out.json", "No such file or directory"},
-      {"validate --only no-such-check", "no check up to level 4 matches 'nothing'"},
+      {"validate --only no-such-check", "no check up to level 4 matches 'no-such-check'"},
       {"validate --only '('", "--only '('"},
       {"validate --level 6", "--level"},
       {"", "subcommand is required"},
