@@ -13,10 +13,10 @@ namespace Eigen::internal {
 
 /// Throws std::bad_alloc.
 template <>
-inline float* conditional_aligned_new_auto<float, true>(std::size_t count) {
+inline float* conditional_aligned_new_auto<float, true>(std::size_t size) {
   static_assert(EIGEN_DEFAULT_ALIGN_BYTES == 0, "Eigen itself must use malloc and free: EIGEN_DONT_VECTORIZE");
   void* storage = nullptr;
-  if (posix_memalign(&storage, 64, count * sizeof(float)) != 0) throw std::bad_alloc();
+  if (posix_memalign(&storage, 64, size * sizeof(float)) != 0) throw std::bad_alloc();
   return static_cast<float*>(storage);
 }
 

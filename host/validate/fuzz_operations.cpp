@@ -31,7 +31,8 @@ void put(ObjectModel& model, std::ptrdiff_t place, const Value& value) {
 
 template <typename Value>
 bool same_numbers(const float* a, const Value& b) {
-  std::array<float, sizeof(Value) / sizeof(float)> numbers;
+  constexpr std::size_t size = sizeof(Value);
+  std::array<float, size / sizeof(float)> numbers;
   std::memcpy(numbers.data(), &b, sizeof(b));
   constexpr auto count = static_cast<std::ptrdiff_t>(numbers.size());
   return first_difference(a, numbers.data(), count) == count;
@@ -261,6 +262,7 @@ void Fuzzer::askUnknownNames(Object& object) {
   expect_error("joint angle", root, [&] { static_cast<void>(robot.getJointAngleId(root)); });
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): one of a table of operations
 void Fuzzer::askTopology(Object& object) {
   const auto& [robot, first] = std::pair<RigidBodySystem&, RigidBodySystem&>(*object.robot, *pristine_.robot);
   expect(robot.getNbBodies() == 25 && robot.getNbJointAngles() == 24 && robot.getNbVolatileFrames() == 1,

@@ -122,7 +122,7 @@ class Deviations {
 };
 
 inline Vector3d vector(const QZ::Math::Position3D& p) { return Eigen::Vector3f(p.x, p.y, p.z).cast<double>(); }
-Affine3d affine(const QZ::Math::Transform& pose);
+Affine3d affine(const QZ::Math::Transform& T);
 QZ::Math::Transform transform(const Affine3d& pose);
 /// cross(a) * b is the cross product of a and b.
 Matrix3d cross(const Vector3d& a);

@@ -31,11 +31,13 @@ long locksTaken() noexcept { return count.load(std::memory_order_relaxed); }
 }  // namespace korvel::validate
 
 #ifndef KORVEL_SANITIZED
+// NOLINTBEGIN(bugprone-macro-parentheses): a name and a type
 #define KORVEL_COUNT(name, Lock)                             \
   int name(Lock* lock) noexcept {                            \
     static std::atomic<int (*)(Lock*)> original{nullptr};    \
     return korvel::validate::counted(original, #name, lock); \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 // The linker must see these from libraries that are loaded later.
 #pragma GCC visibility push(default)
 extern "C" {

@@ -45,6 +45,7 @@ std::string totalMass(const Subject& subject) {
   constexpr int changes = 100;
   const host::System robot = create(subject);
   const unsigned long bodies = robot->getNbBodies();
+  require(bodies > 0, "there are no bodies");
   Random random(subject.seed);
   // One rounding for each body that is summed, two for each change, none of a number above 25 times 2.5 kg.
   const double largest = 2.5 * static_cast<double>(bodies);

@@ -30,13 +30,19 @@ class ExternalForces {
 
   template <int i>
   void set_on(int body, const Spatial::Force& force) noexcept {
-    using internal::set_lane;
-    auto& [n, f] = at<i>(forces_);
+    ExternalForceOf<NodeOf<Model, i>>& own = at<i>(forces_);
     for_each_body<NodeOf<Model, i>>([&](int b, int lane) {
       if (b != body) return;
-      set_lane(n.x, lane, force.n.x), set_lane(n.y, lane, force.n.y), set_lane(n.z, lane, force.n.z);
-      set_lane(f.x, lane, force.f.x), set_lane(f.y, lane, force.f.y), set_lane(f.z, lane, force.f.z);
+      set_lane(own.n, lane, force.n);
+      set_lane(own.f, lane, force.f);
     });
+  }
+
+  template <typename Vector>
+  static void set_lane(Vector& own, int lane, const Spatial::Vector3& value) noexcept {
+    internal::set_lane(own.x, lane, value.x);
+    internal::set_lane(own.y, lane, value.y);
+    internal::set_lane(own.z, lane, value.z);
   }
 
   typename Model::template PerNode<ExternalForceOf> forces_{};

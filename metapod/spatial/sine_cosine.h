@@ -63,12 +63,10 @@ inline ReducedAngles reduced(Pack angle) noexcept {
   const auto& k = sine_cosine_constants;
   const Pack shifted = angle * k.two_over_pi + k.to_integer;
   const Pack n = shifted - k.to_integer;
-  const auto less = [&](float angle0, float angle1, float n0, float n1) {
-    const Double2 a{static_cast<double>(angle0), static_cast<double>(angle1)};
-    const Double2 b{static_cast<double>(n0), static_cast<double>(n1)};
-    return (a - b * k.half_pi_high) - b * k.half_pi_low;
-  };
-  return {less(angle[0], angle[1], n[0], n[1]), less(angle[2], angle[3], n[2], n[3]), UInt4(shifted.v)};
+  const auto low = [](const Pack& p) { return Double2{static_cast<double>(p[0]), static_cast<double>(p[1])}; };
+  const auto high = [](const Pack& p) { return Double2{static_cast<double>(p[2]), static_cast<double>(p[3])}; };
+  return {(low(angle) - low(n) * k.half_pi_high) - low(n) * k.half_pi_low,
+          (high(angle) - high(n) * k.half_pi_high) - high(n) * k.half_pi_low, UInt4(shifted.v)};
 }
 
 /// Of `count` packs. All take a step of a polynomial before any takes the next: a processor that waits for the result
