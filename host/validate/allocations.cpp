@@ -40,7 +40,7 @@ void* counted(void* (*allocate)(Args...) noexcept, Args... args) noexcept {
   return block;
 }
 
-void released() noexcept { live.fetch_sub(1, std::memory_order_relaxed); }
+[[maybe_unused]] void released() noexcept { live.fetch_sub(1, std::memory_order_relaxed); }
 
 }  // namespace
 
