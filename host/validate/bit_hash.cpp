@@ -43,4 +43,6 @@ std::uint64_t bit_hash(tesk::RigidBodySystem& robot) {
   return hash.value();
 }
 
+const std::uint64_t recorded_bit_hash = KORVEL_RECORDED_BITS;
+
 }  // namespace korvel::validate

@@ -10,4 +10,7 @@ namespace korvel::validate {
 /// either sign being the same.
 std::uint64_t bit_hash(tesk::RigidBodySystem& robot);
 
+/// What it is for all builds of this version: tools/bits.expected.
+extern const std::uint64_t recorded_bit_hash;
+
 }  // namespace korvel::validate

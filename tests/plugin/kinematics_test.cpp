@@ -126,6 +126,12 @@ TEST_F(Kinematics, PartialCentreOfMassWithoutABodyIsThatOfTheWorld) {
   }
 }
 
+TEST_F(Kinematics, TheParentOfTheRootIsTheWorld) {
+  compute(random_state(2), *robot);
+  const auto parent = static_cast<unsigned long>(robot->getParentsVector()[0]);
+  EXPECT_TRUE(near(eigen(robot->getPose(parent)).matrix(), Eigen::Matrix4d::Identity(), 0));
+}
+
 TEST_F(Kinematics, StoredPosesStayUntilTheRootIsPlaced) {
   compute(random_state(4), *robot);
   QZ::Math::Transform pose;

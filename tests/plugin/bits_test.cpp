@@ -1,0 +1,15 @@
+#include "host/validate/bit_hash.h"
+#include "support/expect.h"
+
+namespace korvel::tests {
+namespace {
+
+class Bits : public ModuleTest {};
+
+// Of a change that nothing else notices, the last bit tells.
+TEST_F(Bits, OfAllResultsAreThoseThatWereRecorded) {
+  EXPECT_EQ(validate::bit_hash(*robot), validate::recorded_bit_hash);
+}
+
+}  // namespace
+}  // namespace korvel::tests
