@@ -48,6 +48,10 @@ class Spoilt : public Faulty<Spoilt<computation, happen>> {
   }
 };
 
+inline void dropWrenches(tesk::RigidBodySystem& robot) {
+  for (unsigned long b = 0; b < 25; ++b) robot.setExternalWrench(b, std::vector<float>(6));
+}
+
 /// A fault's name, and what `create` does.
 struct Named {
   std::string_view name;
@@ -62,6 +66,7 @@ tesk::RigidBodySystem* make() {
 
 Faults loadingFaults();
 Faults stateFaults();
+Faults objectFaults();
 Faults lawFaults();
 Faults realTimeFaults();
 

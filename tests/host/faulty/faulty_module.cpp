@@ -21,7 +21,7 @@ tesk::RigidBodySystem* create() {
   using namespace korvel::faulty;
   const char* wanted = std::getenv("KORVEL_FAULT");
   if (wanted == nullptr) return make<Sound>();
-  for (const auto& faults : {loadingFaults, stateFaults, lawFaults, realTimeFaults}) {
+  for (const auto& faults : {loadingFaults, stateFaults, objectFaults, lawFaults, realTimeFaults}) {
     for (const auto& [name, create] : faults()) {
       if (name == wanted) return create();
     }
