@@ -77,33 +77,43 @@ class Child {
     channel_ = channel[0];
   }
 
+  /// -1 once the process has closed it, mostly by its end.
   int channel() const { return channel_; }
   std::chrono::milliseconds left() const {
     return std::chrono::duration_cast<std::chrono::milliseconds>(start_ + check_->limit - Clock::now());
   }
 
-  /// Takes what has been sent; true once there will be no more.
-  bool receive() {
+  /// Takes what has been sent.
+  void receive() {
     std::array<char, 4096> part{};
     const ssize_t count = read(channel_, part.data(), part.size());
-    if (count > 0) message_.append(part.data(), static_cast<std::size_t>(count));
-    return count <= 0;
+    if (count > 0) {
+      message_.append(part.data(), static_cast<std::size_t>(count));
+    } else {
+      close(channel_);
+      channel_ = -1;
+    }
   }
 
-  /// Ends the process, which has sent all it will send or has used up its time.
-  Outcome end(bool in_time) {
-    close(channel_);
-    if (!in_time) kill(pid_, SIGKILL);
+  /// Nothing while the process runs; ends it when it has used up its time.
+  std::optional<Outcome> outcome() {
     int status = 0;
-    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
+    const bool ended = channel_ < 0 && waitpid(pid_, &status, WNOHANG) != 0;
+    if (!ended && left().count() > 0) return std::nullopt;
     const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
-    if (!in_time) return {Verdict::finding, fmt::format("still running after {} s", check_->limit.count()), seconds};
-    if (!message_.empty()) return {verdict(), message_.substr(1), seconds};
-    if (WIFSIGNALED(status)) {
-      return {Verdict::finding, fmt::format("crashed: {}", strsignal(WTERMSIG(status))), seconds};
+    if (!ended) {
+      kill(pid_, SIGKILL);
+      while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+      }
+      if (channel_ >= 0) close(channel_);
+      return Outcome{Verdict::finding, fmt::format("still running after {} s", check_->limit.count()), seconds};
     }
-    return {Verdict::finding, fmt::format("the process was ended with exit status {}", WEXITSTATUS(status)), seconds};
+    if (!message_.empty()) return Outcome{verdict(), message_.substr(1), seconds};
+    if (WIFSIGNALED(status)) {
+      return Outcome{Verdict::finding, fmt::format("crashed: {}", strsignal(WTERMSIG(status))), seconds};
+    }
+    return Outcome{Verdict::finding, fmt::format("the process was ended with exit status {}", WEXITSTATUS(status)),
+                   seconds};
   }
 
  private:
@@ -139,14 +149,14 @@ void runChecks(const Checks& checks, const Subject& subject, unsigned jobs,
     auto wait = std::chrono::milliseconds::max();
     for (const Running& r : running) {
       channels.push_back({r.child.channel(), POLLIN, 0});
-      wait = std::min(wait, r.child.left());
+      // What has closed its channel and goes on is looked at now and then.
+      wait = std::min({wait, r.child.left(), r.child.channel() < 0 ? std::chrono::milliseconds(1) : wait});
     }
     poll(channels.data(), channels.size(), static_cast<int>(std::max<std::int64_t>(wait.count(), 0)));
     for (std::size_t i = running.size(); i-- > 0;) {
-      const bool ended = channels[i].revents != 0 && running[i].child.receive();
-      if (!ended && running[i].child.left().count() > 0) continue;
-      outcomes[running[i].check] = running[i].child.end(ended);
-      running.erase(running.begin() + static_cast<std::ptrdiff_t>(i));
+      if (channels[i].revents != 0) running[i].child.receive();
+      outcomes[running[i].check] = running[i].child.outcome();
+      if (outcomes[running[i].check]) running.erase(running.begin() + static_cast<std::ptrdiff_t>(i));
     }
     for (; reported < checks.size() && outcomes[reported]; ++reported) report(checks[reported], *outcomes[reported]);
   }

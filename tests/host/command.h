@@ -5,7 +5,10 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <map>
+#include <vector>
 
+#include "host/csv_reader.h"
 #include "tests/host/files.h"
 
 namespace korvel::host {
@@ -25,6 +28,20 @@ class CommandTest : public testing::Test {
                     KORVEL_HOST_EXECUTABLE, arguments, (streams / "out").string(), (streams / "err").string());
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(streams / "out"), read(streams / "err")};
+  }
+
+  /// Results of `motion.csv`: the column of each name.
+  std::map<std::string, std::vector<float>> results() const {
+    const Outcome outcome = host("run motion.csv -o results.csv");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::vector<CsvRow> rows = readCsv(directory_ / "results.csv");
+    std::map<std::string, std::vector<float>> columns;
+    for (std::size_t row = 1; row < rows.size(); ++row) {
+      for (std::size_t i = 0; i < rows[row].fields.size(); ++i) {
+        columns[rows[0].fields.at(i)].push_back(std::strtof(rows[row].fields[i].c_str(), nullptr));
+      }
+    }
+    return columns;
   }
 
   TemporaryDirectory directory_;

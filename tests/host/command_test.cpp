@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <map>
 
-#include "host/csv_reader.h"
 #include "host/module.h"
 #include "host/motion.h"
 #include "host/root_motion.h"
@@ -28,20 +26,6 @@ class Command : public CommandTest {
     }
     std::sort(names.begin(), names.end());
     return names;
-  }
-
-  /// Results of `motion.csv`: the column of each name.
-  std::map<std::string, std::vector<float>> results() const {
-    const Outcome outcome = host("run motion.csv -o results.csv");
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    const std::vector<CsvRow> rows = readCsv(directory_ / "results.csv");
-    std::map<std::string, std::vector<float>> columns;
-    for (std::size_t row = 1; row < rows.size(); ++row) {
-      for (std::size_t i = 0; i < rows[row].fields.size(); ++i) {
-        columns[rows[0].fields.at(i)].push_back(std::strtof(rows[row].fields[i].c_str(), nullptr));
-      }
-    }
-    return columns;
   }
 };
 

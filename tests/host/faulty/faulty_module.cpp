@@ -1,64 +1,32 @@
-// The module with one fault, which a definition names. Each replaces an operation of the adapter.
+// A module with one fault, which the environment names.
+
+#include <cstdlib>
 
 #include "metapod/models/korvel/korvel.h"
 #include "plugin/dynamics.h"
 #include "plugin/inputs.h"
 #include "plugin/kinematics.h"
 #include "plugin/state.h"
+#include "tests/host/faulty/fault.h"
 
-namespace tesk {
+namespace korvel::faulty {
 
-using Faulty = MetapodRigidBodySystem<metapod::KORVEL_MODEL>;
+std::unique_ptr<tesk::RigidBodySystem> sound() {
+  return std::make_unique<tesk::MetapodRigidBodySystem<metapod::korvel>>();
+}
 
-#if defined(FAULT_swapped)
-template <>
-float Faulty::getJointAngleVel(unsigned long j) const noexcept {
-  return ddq_(dof(j));
-}
-template <>
-float Faulty::getJointAngleAcc(unsigned long j) const noexcept {
-  return dq_(dof(j));
-}
-#elif defined(FAULT_shared)
-static QZ::Math::Transform shared_pose;
-template <>
-const QZ::Math::Transform& Faulty::getVolatilePose(unsigned long) const noexcept {
-  return shared_pose;
-}
-template <>
-void Faulty::setVolatilePose(unsigned long, const QZ::Math::Transform& pose) noexcept {
-  shared_pose = pose;
-}
-#elif defined(FAULT_halves)
-template <>
-void Faulty::setExternalWrench(unsigned long b, const std::vector<float>& w) noexcept {
-  fext_.set(static_cast<int>(b), {{w[0], w[1], w[2]}, {w[3], w[4], w[5]}});
-}
-#elif defined(FAULT_gravity)
-template <>
-void Faulty::computeInverseDynamics() noexcept {
-  using namespace metapod::internal;
-  using Model = metapod::KORVEL_MODEL;
-  const float* q = q_.data();
-  angles_.take_joints(q);
-  const float* dq = dq_.data();
-  float* torques = torques_.data();
-  // Twice as much downwards as gravity seems to accelerate upwards.
-  Coordinates accelerations = ddq_;
-  accelerations.head<3>() -= 2 * 9.81F * Eigen::Vector3f(poses_[root].r20, poses_[root].r21, poses_[root].r22);
-  const float* ddq = accelerations.data();
-  depth_first_traversal_internal<JcalcVisitor, Model, root>::run(robot_, q, angles_, dq);
-  depth_first_traversal_internal<metapod::rnea<Model, false>::template DftVisitor, Model, root>::run(robot_, ddq, fext_,
-                                                                                                     torques);
-}
-#elif defined(FAULT_allocation)
-template <>
-float Faulty::getJointAngleTorque(unsigned long j) const noexcept {
-  const std::vector<float> scratch(torques_.begin(), torques_.end());
-  return scratch[static_cast<std::size_t>(dof(j))];
-}
-#endif
+}  // namespace korvel::faulty
 
-}  // namespace tesk
+tesk::RigidBodySystem* create() {
+  using namespace korvel::faulty;
+  const char* wanted = std::getenv("KORVEL_FAULT");
+  if (wanted == nullptr) return make<Sound>();
+  for (const auto& faults : {loadingFaults, stateFaults, objectFaults, lawFaults, realTimeFaults}) {
+    for (const auto& [name, create] : faults()) {
+      if (name == wanted) return create();
+    }
+  }
+  throw std::invalid_argument(std::string("there is no fault '") + wanted + '\'');
+}
 
-#include "plugin/entry_points.cpp"
+void destroy(tesk::RigidBodySystem* system) noexcept { delete system; }
