@@ -126,7 +126,7 @@ void addValidate(CLI::App& app) {
   CLI::App* command = app.add_subcommand("validate", "Hold a module to what the interface promises");
   command->footer(
       "Each check runs in a process of its own. Levels: 1 loads, 2 state, 3 laws of mechanics, 4 real time and\n"
-      "faults, 5 fuzz. Exit status: 0 if all promises held, 1 if there are findings, 2 if the command is unusable.");
+      "faults, 5 fuzz. Exit status: 0 if there are no findings, 1 if there are, 2 if the command is unusable.");
   const auto options = std::make_shared<ValidateOptions>();
   command->add_option("MODULE", options->module, "The module")->capture_default_str();
   command->add_option("--level", options->level, "The highest level to run")

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Inputs of the computations: joints, root, wrenches, inertias. They are stored and nothing is computed.
+/// Inputs of the computations: joints, root, wrenches, inertias. They are stored, with what is derived from them alone.
 
 #include "plugin/metapod_rigid_body_system.h"
 

@@ -26,11 +26,15 @@
 ///                                        |--------------->  computeGeneralizedMass, computePartialCom*
 ///   setJointAngles*, setRoot*, setExternalWrench  ->  computeInverseDynamics  ->  torques
 ///
-/// Real time. Operations marked `noexcept` never throw; of those, only `destroy` and the destructor touch the
-/// heap, none locks or makes a system call. The others say what they allocate and throw. A `noexcept` call needs at
-/// most 16 KiB of stack, and after the first calls it touches no further pages of memory. It leaves rounding, traps and
-/// the treatment of denormal numbers as the host has set them; flushing those to zero is fine. Called with the finite
-/// values of a moving robot without massless bodies it raises no invalid, division-by-zero or overflow flag.
+/// Real time. Operations marked `noexcept` never throw; but for `destroy` and the destructor, which free memory, they
+/// do not touch the heap, lock, or make a system call, need at most 16 KiB of stack, and touch no further pages of
+/// memory after the first calls. The others say what they allocate and throw. No operation changes rounding, traps or
+/// the treatment of denormal numbers; flushing those to zero is fine. As long as no result exceeds single precision and
+/// no body is massless, none raises an invalid, division-by-zero or overflow flag.
+///
+/// Determinism. Equal inputs give equal bits, whatever was computed before. What is relative to the root does not depend
+/// on the root's pose, and a wrench does not change the torques of joints that do not carry its body, to the last bit. A
+/// module that is closed leaves the process; loaded again it has the inertias that it was built with.
 ///
 /// Compilation. A host may be compiled for any instruction set and with any optimisation. What it must share with the
 /// module, this header checks: 64-bit `unsigned long`, libstdc++ with its default layouts, Eigen's default storage
@@ -275,7 +279,7 @@ class RigidBodySystem {
 
 extern "C" {
 
-/// Makes one robot with all inputs and results at their initial values. Recomputes the total mass from the table
+/// Makes one robot with inputs and results zero, poses the identity, and the root's columns of the jacobian. Recomputes the total mass from the table
 /// of inertias. The caller owns the object and gives it to `destroy`.
 /// Throws std::bad_alloc; then nothing has been made.
 KORVEL_EXPORT tesk::RigidBodySystem* create();

@@ -86,14 +86,24 @@ void compare(float value, double runtime, MpfrFunction function, float angle, Co
   expect(nearest, counts.not_nearest, "nearest to the truth");
 }
 
-/// Four neighbours, beginning with the float of these bits.
+/// Four neighbours, beginning with the float of these bits: as the root's angles are taken, and as the joints' are.
 void compare(std::uint32_t bits, Counts& counts) {
   const Pack angles(floatOf(bits), floatOf(bits + 1), floatOf(bits + 2), floatOf(bits + 3));
-  const auto batch = metapod::Spatial::sine_cosine(angles);
+  const auto four = metapod::Spatial::sine_cosine(angles);
+  float eight[8];
+  float sine[8];
+  float cosine[8];
+  metapod::Spatial::store(eight, angles);
+  metapod::Spatial::store(eight + 4, -angles);
+  metapod::Spatial::sine_cosine<8>(eight, sine, cosine);
   for (int lane = 0; lane < Pack::lanes; ++lane) {
     const auto angle = static_cast<double>(angles[lane]);
-    compare(batch.sine[lane], std::sin(angle), mpfr_sin, angles[lane], counts);
-    compare(batch.cosine[lane], std::cos(angle), mpfr_cos, angles[lane], counts);
+    compare(four.sine[lane], std::sin(angle), mpfr_sin, angles[lane], counts);
+    compare(four.cosine[lane], std::cos(angle), mpfr_cos, angles[lane], counts);
+    const auto equal = [](float a, float b) { return bitsOf(a) == bitsOf(b); };
+    const bool same = equal(sine[lane], four.sine[lane]) && equal(sine[lane + 4], -four.sine[lane]) &&
+                      equal(cosine[lane], four.cosine[lane]) && equal(cosine[lane + 4], four.cosine[lane]);
+    if (!same) std::printf("%a in a batch of eight is not what it is in four\n", angle), ++counts.different;
   }
 }
 

@@ -1,5 +1,6 @@
 #include "host/validate/child.h"
 
+#include <fmt/format.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -21,11 +22,12 @@ namespace {
 struct Progress {
   std::size_t operation;
   std::size_t arguments;
+  bool ended;  ///< all calls came back
 };
 
 enum Exit : int { finished, was_refused };
 
-void call(tesk::RigidBodySystem& robot, std::vector<Arguments>& arguments, volatile Progress& progress) {
+void call(tesk::RigidBodySystem& robot, std::vector<Arguments>& arguments, volatile Progress& progress) noexcept {
   const std::vector<Operation>& operations = realTimeOperations();
   for (std::size_t a = 0; a < arguments.size(); ++a) {
     progress.arguments = a;
@@ -34,6 +36,7 @@ void call(tesk::RigidBodySystem& robot, std::vector<Arguments>& arguments, volat
       operations[i].call(robot, arguments[a]);
     }
   }
+  progress.ended = true;
 }
 
 }  // namespace
@@ -60,6 +63,7 @@ std::optional<Death> callInChild(tesk::RigidBodySystem& robot, std::vector<Argum
   munmap(shared, sizeof(Progress));
   if (WIFSIGNALED(status)) return Death{realTimeOperations()[last.operation].name, last.arguments, WTERMSIG(status)};
   if (WEXITSTATUS(status) == was_refused) throw NotPossible(refused);
+  if (!last.ended) throw Finding(fmt::format("{} ends the process", realTimeOperations()[last.operation].name));
   return std::nullopt;
 }
 

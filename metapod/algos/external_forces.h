@@ -1,6 +1,9 @@
 #pragma once
 
+#include <utility>
+
 #include "metapod/algos/coordinates.h"
+#include "metapod/models/model.h"
 
 namespace metapod {
 

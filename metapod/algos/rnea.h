@@ -34,7 +34,7 @@ struct rnea<Model, false> {
       const auto& vj = n.joint.vj;
       if constexpr (parent == models::no_parent) {
         n.vi = vj;
-        n.ai = n.iXp * minus_g + n.joint.S * ddq_i + n.joint.cj;  // vi x vj is zero
+        n.ai = n.iXp * minus_g + n.joint.S * ddq_i + n.joint.cj;  // vi x vj is zero for finite products
       } else {
         const auto& p = node<parent>(model);
         using Scalar = typename NodeOf<Model, i>::Scalar;

@@ -1,7 +1,7 @@
 #pragma once
 
 /// Sine and cosine of the joint angles: each is the value in double precision, rounded once to float. Up to 8192 that
-/// is the float nearest to the true value. Every joint angle comes through here, all of a pass in one batch.
+/// is the float nearest to the true value. Every joint angle comes through here, those of a pass in one batch.
 ///
 /// The angle is reduced by multiples of pi/2 in two steps (W. J. Cody, W. Waite, Software Manual for the Elementary
 /// Functions, 1980), then sine and cosine are minimax polynomials in double precision, of degree 13 and 14. Batches

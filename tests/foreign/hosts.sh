@@ -56,5 +56,6 @@ wait
 cat "$build"/*.verdicts
 all=$(cat "$build"/*.verdicts | wc -l)
 passed=$(grep -hv '^FAILED' "$build"/*.verdicts | wc -l)
-echo "foreign hosts $passed of $all: same bits or refused"
+not_run=$(cat "$build"/*.verdicts | grep -c "^compiled, not run")
+echo "foreign hosts $passed of $all: same bits or refused, $not_run of them only compiled"
 [ "$passed" -eq "$all" ]
