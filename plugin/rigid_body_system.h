@@ -32,9 +32,9 @@
 /// the treatment of denormal numbers; flushing those to zero is fine. As long as no result exceeds single precision and
 /// no body is massless, none raises an invalid, division-by-zero or overflow flag.
 ///
-/// Determinism. Equal inputs give equal bits, whatever was computed before. What is relative to the root does not depend
-/// on the root's pose, and a wrench does not change the torques of joints that do not carry its body, to the last bit. A
-/// module that is closed leaves the process; loaded again it has the inertias that it was built with.
+/// Determinism. Equal inputs give equal bits, whatever was computed before. What is relative to the root does not
+/// depend on the root's pose, and a wrench does not change the torques of joints that do not carry its body, to the
+/// last bit. A module that is closed leaves the process; loaded again it has the inertias that it was built with.
 ///
 /// Compilation. A host may be compiled for any instruction set and with any optimisation. What it must share with the
 /// module, this header checks: 64-bit `unsigned long`, libstdc++ with its default layouts, Eigen's default storage
@@ -279,9 +279,9 @@ class RigidBodySystem {
 
 extern "C" {
 
-/// Makes one robot with inputs and results zero, poses the identity, and the root's columns of the jacobian. Recomputes the total mass from the table
-/// of inertias. The caller owns the object and gives it to `destroy`.
-/// Throws std::bad_alloc; then nothing has been made.
+/// Makes one robot with inputs and results zero, poses the identity, and the root's columns of the jacobian. Recomputes
+/// the total mass from the table of inertias. The caller owns the object and gives it to `destroy`. Throws
+/// std::bad_alloc; then nothing has been made.
 KORVEL_EXPORT tesk::RigidBodySystem* create();
 
 /// Ends an object made by `create` or by `clone`. A null pointer is accepted and ignored.
