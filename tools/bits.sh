@@ -47,9 +47,10 @@ else
 fi
 
 build() {  # DIRECTORY TARGET ARCHITECTURE COMPILER FLAGS
-  local cross=()
+  local cross=() flags="$5 -DNDEBUG"
   [ "$3" = "$machine" ] || cross=(-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR="$3")
-  cmake -S "$root" -B "$1" -G Ninja "${cross[@]}" -DCMAKE_CXX_COMPILER="$4" -DCMAKE_CXX_FLAGS="$5 -DNDEBUG" \
+  [ "$3" != i686 ] || flags+=" -DKORVEL_ALLOW_32_BIT"
+  cmake -S "$root" -B "$1" -G Ninja "${cross[@]}" -DCMAKE_CXX_COMPILER="$4" -DCMAKE_CXX_FLAGS="$flags" \
     -DCMAKE_BUILD_TYPE=None -DKORVEL_HOST=OFF >"$1.log" 2>&1 && cmake --build "$1" --target "$2" >>"$1.log" 2>&1
 }
 
