@@ -42,9 +42,7 @@ struct Input {
         q(state.joint_pos.cast<double>()),
         dq(state.joint_vel.cast<double>()),
         ddq(state.joint_acc.cast<double>()) {
-    for (std::size_t i = 0; i < feet.size(); ++i) {
-      wrenches[i] = Eigen::Map<const Eigen::Matrix<float, 6, 1>>(state.wrenches[i].data()).cast<double>();
-    }
+    wrenches = toVectors(state.wrenches);
     Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
     pose.affine() = toMatrix(state.root.pose);
     position = FreeJoint::convertToPositions(pose);

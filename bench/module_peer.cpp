@@ -6,24 +6,11 @@ namespace korvel::bench {
 
 void ModulePeer::setRootAndWrenches(std::size_t state) { bench::setRootAndWrenches(*robot_, states_[state]); }
 
-void ModulePeer::computeKinematics(std::size_t state) {
-  robot_->setJointAnglesPos(states_[state].joint_pos);
-  robot_->computeFwdKinematics();
-}
+void ModulePeer::computeKinematics(std::size_t state) { bench::computeKinematics(*robot_, states_[state]); }
 
-void ModulePeer::computeMass(std::size_t state) {
-  robot_->setJointAnglesPos(states_[state].joint_pos);
-  robot_->computeFwdKinematicsExceptRoot();
-  robot_->computeGeneralizedMass();
-}
+void ModulePeer::computeMass(std::size_t state) { bench::computeMassFromAngles(*robot_, states_[state]); }
 
-void ModulePeer::computeDynamics(std::size_t state) {
-  const State& s = states_[state];
-  robot_->setJointAnglesPos(s.joint_pos);
-  robot_->setJointAnglesVel(s.joint_vel);
-  robot_->setJointAnglesAcc(s.joint_acc);
-  robot_->computeInverseDynamics();
-}
+void ModulePeer::computeDynamics(std::size_t state) { bench::computeDynamics(*robot_, states_[state]); }
 
 std::vector<Peer::Pose> ModulePeer::poses() const {
   std::vector<Pose> poses;

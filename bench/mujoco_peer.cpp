@@ -70,9 +70,7 @@ struct Input {
     R_WR = pose.leftCols<3>();
     const Eigen::Quaterniond orientation(R_WR);
     q << pose.col(3), orientation.w(), orientation.vec(), state.joint_pos.matrix().cast<double>();
-    for (std::size_t i = 0; i < feet.size(); ++i) {
-      wrenches[i] = Eigen::Map<const Eigen::Matrix<float, 6, 1>>(state.wrenches[i].data()).cast<double>();
-    }
+    wrenches = toVectors(state.wrenches);
 
     const auto [v, w] = parts(state.root.velocity);
     const auto [dv, dw] = parts(state.root.acceleration);

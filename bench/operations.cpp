@@ -6,24 +6,23 @@
 
 namespace korvel::bench {
 
-namespace {
-
 using Robot = tesk::RigidBodySystem;
+
+void setRootAndWrenches(Robot& robot, const State& state) {
+  robot.setRootPose(state.root.pose);
+  robot.setRootVelocity(state.root.velocity);
+  robot.setRootAcceleration(state.root.acceleration);
+  for (std::size_t i = 0; i < feet.size(); ++i) robot.setExternalWrench(feet[i], state.wrenches[i]);
+}
 
 void computeKinematics(Robot& robot, const State& state) {
   robot.setJointAnglesPos(state.joint_pos);
   robot.computeFwdKinematics();
 }
 
-void computeKinematicsInRoot(Robot& robot, const State& state) {
+void computeMassFromAngles(Robot& robot, const State& state) {
   robot.setJointAnglesPos(state.joint_pos);
   robot.computeFwdKinematicsExceptRoot();
-}
-
-void computeMass(Robot& robot, const State&) { robot.computeGeneralizedMass(); }
-
-void computeMassFromAngles(Robot& robot, const State& state) {
-  computeKinematicsInRoot(robot, state);
   robot.computeGeneralizedMass();
 }
 
@@ -33,6 +32,15 @@ void computeDynamics(Robot& robot, const State& state) {
   robot.setJointAnglesAcc(state.joint_acc);
   robot.computeInverseDynamics();
 }
+
+namespace {
+
+void computeKinematicsInRoot(Robot& robot, const State& state) {
+  robot.setJointAnglesPos(state.joint_pos);
+  robot.computeFwdKinematicsExceptRoot();
+}
+
+void computeMass(Robot& robot, const State&) { robot.computeGeneralizedMass(); }
 
 void computeComJacobian(Robot& robot, const State& state) {
   thread_local Robot::ComJacobian J;
@@ -73,13 +81,6 @@ const std::array<Operation, 8> operations{{
      "computeInverseDynamics",
      pass<computeCycle>},
 }};
-
-void setRootAndWrenches(Robot& robot, const State& state) {
-  robot.setRootPose(state.root.pose);
-  robot.setRootVelocity(state.root.velocity);
-  robot.setRootAcceleration(state.root.acceleration);
-  for (std::size_t i = 0; i < feet.size(); ++i) robot.setExternalWrench(feet[i], state.wrenches[i]);
-}
 
 const Operation* findOperation(const std::string& name) {
   const auto found = std::find_if(operations.begin(), operations.end(), [&](const auto& o) { return o.name == name; });

@@ -28,6 +28,11 @@ extern const std::array<Operation, 8> operations;
 /// What the operations on joints find already set.
 void setRootAndWrenches(tesk::RigidBodySystem& robot, const State& state);
 
+/// What is asked of the peers too.
+void computeKinematics(tesk::RigidBodySystem& robot, const State& state);
+void computeMassFromAngles(tesk::RigidBodySystem& robot, const State& state);
+void computeDynamics(tesk::RigidBodySystem& robot, const State& state);
+
 /// The operation with this name, or null.
 const Operation* findOperation(const std::string& name);
 

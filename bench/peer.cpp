@@ -9,6 +9,13 @@ std::vector<PeerEntry>& peers() {
   return entries;
 }
 
+std::array<Eigen::Matrix<double, 6, 1>, 2> toVectors(const std::array<std::vector<float>, 2>& wrenches) {
+  const auto vector = [](const std::vector<float>& w) -> Eigen::Matrix<double, 6, 1> {
+    return Eigen::Map<const Eigen::Matrix<float, 6, 1>>(w.data()).cast<double>();
+  };
+  return {vector(wrenches[0]), vector(wrenches[1])};
+}
+
 Peer::Pose toMatrix(const QZ::Math::Transform& pose) {
   Eigen::Matrix<float, 3, 4> matrix;
   matrix << pose.r00, pose.r01, pose.r02, pose.tx,  //

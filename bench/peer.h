@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <array>
 #include <functional>
 #include <memory>
 #include <string>
@@ -56,6 +57,9 @@ std::vector<PeerEntry>& peers();
 struct PeerRegistration {
   explicit PeerRegistration(PeerEntry entry) { peers().push_back(std::move(entry)); }
 };
+
+/// The wrenches on the feet in double precision.
+std::array<Eigen::Matrix<double, 6, 1>, 2> toVectors(const std::array<std::vector<float>, 2>& wrenches);
 
 /// A pose in double precision.
 Peer::Pose toMatrix(const QZ::Math::Transform& pose);

@@ -2,7 +2,7 @@
 // the C runtime's in double precision, rounded; and up to 8192, a thousand turns, each is the float nearest to the true
 // value.
 //
-// Usage: sine_cosine_walk [STRIDE]     every float without a stride, one pack of four in STRIDE with it
+// Usage: sine_cosine_walk [STRIDE]     every float without a stride, one group of eight in STRIDE with it
 // The runtime's result is within one unit in its last place of the truth, which is at most 2^-52 of it. Where all
 // numbers within twice that round to the same float, that float is the nearest; where they do not, MPFR decides.
 // Exit status: 0 if both claims hold for all that was walked, 1 otherwise, 2 for bad usage.
@@ -86,24 +86,26 @@ void compare(float value, double runtime, MpfrFunction function, float angle, Co
   expect(nearest, counts.not_nearest, "nearest to the truth");
 }
 
-/// Four neighbours, beginning with the float of these bits: as the root's angles are taken, and as the joints' are.
+/// Eight neighbours, beginning with the float of these bits: as the joints' angles are taken, and the same by fours, as
+/// the root's are.
 void compare(std::uint32_t bits, Counts& counts) {
-  const Pack angles(floatOf(bits), floatOf(bits + 1), floatOf(bits + 2), floatOf(bits + 3));
-  const auto four = metapod::Spatial::sine_cosine(angles);
-  float eight[8];
+  float angle[8];
   float sine[8];
   float cosine[8];
-  metapod::Spatial::store(eight, angles);
-  metapod::Spatial::store(eight + 4, -angles);
-  metapod::Spatial::sine_cosine<8>(eight, sine, cosine);
-  for (int lane = 0; lane < Pack::lanes; ++lane) {
-    const auto angle = static_cast<double>(angles[lane]);
-    compare(four.sine[lane], std::sin(angle), mpfr_sin, angles[lane], counts);
-    compare(four.cosine[lane], std::cos(angle), mpfr_cos, angles[lane], counts);
-    const auto equal = [](float a, float b) { return bitsOf(a) == bitsOf(b); };
-    const bool same = equal(sine[lane], four.sine[lane]) && equal(sine[lane + 4], -four.sine[lane]) &&
-                      equal(cosine[lane], four.cosine[lane]) && equal(cosine[lane + 4], four.cosine[lane]);
-    if (!same) std::printf("%a in a batch of eight is not what it is in four\n", angle), ++counts.different;
+  for (std::uint32_t i = 0; i < 8; ++i) angle[i] = floatOf(bits + i);
+  metapod::Spatial::sine_cosine<8>(angle, sine, cosine);
+  const metapod::Spatial::SineCosineT<Pack> by_fours[]{
+      metapod::Spatial::sine_cosine(metapod::Spatial::load(angle)),
+      metapod::Spatial::sine_cosine(metapod::Spatial::load(angle + 4))};
+  for (int i = 0; i < 8; ++i) {
+    const auto exactly = static_cast<double>(angle[i]);
+    compare(sine[i], std::sin(exactly), mpfr_sin, angle[i], counts);
+    compare(cosine[i], std::cos(exactly), mpfr_cos, angle[i], counts);
+    const auto& four = by_fours[i / Pack::lanes];
+    const int lane = i % Pack::lanes;
+    if (bitsOf(sine[i]) == bitsOf(four.sine[lane]) && bitsOf(cosine[i]) == bitsOf(four.cosine[lane])) continue;
+    std::printf("%a among eight is not what it is among four\n", exactly);
+    ++counts.different;
   }
 }
 
@@ -115,8 +117,8 @@ int main(int argc, char** argv) {
     std::fputs("usage: sine_cosine_walk [STRIDE], a whole number from 1 on\n", stderr);
     return 2;
   }
-  const std::uint32_t end = bitsOf(metapod::Spatial::internal::sine_cosine_bound) & ~3U;
-  const std::uint32_t step = 4U * static_cast<std::uint32_t>(std::min(stride, 1L << 20));
+  const std::uint32_t end = bitsOf(metapod::Spatial::internal::sine_cosine_bound) & ~7U;
+  const std::uint32_t step = 8U * static_cast<std::uint32_t>(std::min(stride, 1L << 20));
   const unsigned thread_count = std::max(1U, std::thread::hardware_concurrency());
   std::vector<Counts> counts(thread_count);
   std::vector<std::thread> threads;

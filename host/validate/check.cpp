@@ -2,13 +2,15 @@
 
 namespace korvel::validate {
 
-Checks allChecks() {
+Checks joined(std::initializer_list<Checks (*)()> groups) {
   Checks all;
-  for (const auto& group : {loadingChecks, stateChecks, lawChecks, realTimeChecks, fuzzChecks}) {
+  for (const auto& group : groups) {
     const Checks checks = group();
     all.insert(all.end(), checks.begin(), checks.end());
   }
   return all;
 }
+
+Checks allChecks() { return joined({loadingChecks, stateChecks, lawChecks, realTimeChecks, fuzzChecks}); }
 
 }  // namespace korvel::validate

@@ -3,9 +3,12 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "host/module.h"
 
 namespace korvel::validate {
 
@@ -37,6 +40,12 @@ struct Check {
 };
 
 using Checks = std::vector<Check>;
+
+/// An object of the module that is being checked; it keeps the module loaded.
+inline host::System create(const Subject& subject) { return host::Module(subject.module).create(); }
+
+/// The checks of some groups, one group after the other.
+Checks joined(std::initializer_list<Checks (*)()> groups);
 
 Checks loadingChecks();
 Checks stateChecks();

@@ -1,6 +1,5 @@
 #include "host/validate/child.h"
 
-#include <fmt/format.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -12,7 +11,7 @@
 #include <new>
 #include <system_error>
 
-#include "host/validate/check.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate {
 
@@ -63,7 +62,7 @@ std::optional<Death> callInChild(tesk::RigidBodySystem& robot, std::vector<Argum
   munmap(shared, sizeof(Progress));
   if (WIFSIGNALED(status)) return Death{realTimeOperations()[last.operation].name, last.arguments, WTERMSIG(status)};
   if (WEXITSTATUS(status) == was_refused) throw NotPossible(refused);
-  if (!last.ended) throw Finding(fmt::format("{} ends the process", realTimeOperations()[last.operation].name));
+  require(last.ended, "{} ends the process", realTimeOperations()[last.operation].name);
   return std::nullopt;
 }
 

@@ -3,9 +3,9 @@
 #include <fstream>
 #include <new>
 
-#include "host/module.h"
 #include "host/validate/allocations.h"
 #include "host/validate/real_time.h"
+#include "host/validate/require.h"
 #include "host/validate/states.h"
 
 namespace korvel::validate {
@@ -98,9 +98,8 @@ std::string survivesExhaustion(const Subject& subject) {
   if (points == 0) throw NotPossible("this build cannot make allocations of a module fail");
   compute(random_state(subject.seed + 1), *robot);
   compute(state, *robot);
-  if (!same_bits(everything_readable(*robot), before)) {
-    throw Finding("after all these failures the same inputs give other results");
-  }
+  require(same_bits(everything_readable(*robot), before),
+          "after all these failures the same inputs give other results");
   return fmt::format("{} failures of {} operations survived, each allocation alone and with all after it", points,
                      std::size(allocating));
 }
@@ -125,16 +124,13 @@ std::string survivesReloads(const Subject& subject) {
   Footprint end{};
   for (int cycle = 0; cycle < cycles; ++cycle) {
     {
-      const host::Module module(subject.module);
-      const host::System robot = module.create();
+      const host::System robot = create(subject);
       compute(random_state(subject.seed), *robot);
       std::vector<float> shown = everything_readable(*robot);
       for (unsigned long b = 0; b < robot->getNbBodies(); ++b) shown.push_back(robot->getMass(b));
       shown.push_back(robot->getMass());
       if (cycle == 0) first = shown;
-      if (!same_bits(shown, first)) {
-        throw Finding(fmt::format("cycle {}: other inertias or other results than in the first", cycle));
-      }
+      require(same_bits(shown, first), "cycle {}: other inertias or other results than in the first", cycle);
       const unsigned long changed = static_cast<unsigned long>(cycle) % robot->getNbBodies();
       robot->setBodyInertia(changed, 7, {1, 2, 3}, Eigen::Matrix3f::Identity());
     }
@@ -142,10 +138,9 @@ std::string survivesReloads(const Subject& subject) {
     if (cycle == warm) start = end;
   }
   if (allocations().made == 0) return fmt::format("{} cycles; this build does not count blocks", cycles);
-  if (end.blocks != start.blocks || end.pages > start.pages) {
-    throw Finding(fmt::format("from cycle {} to {}: {} to {} blocks, {} to {} pages", warm, cycles, start.blocks,
-                              end.blocks, start.pages, end.pages));
-  }
+  require(end.blocks == start.blocks && end.pages <= start.pages,
+          "from cycle {} to {}: {} to {} blocks, {} to {} pages", warm, cycles, start.blocks, end.blocks, start.pages,
+          end.pages);
   return fmt::format("{} cycles, {} blocks and {} pages after cycle {} and after the last", cycles, end.blocks,
                      end.pages, warm);
 }

@@ -9,9 +9,9 @@
 #include <xmmintrin.h>
 #endif
 
-#include "host/module.h"
 #include "host/validate/child.h"
 #include "host/validate/real_time.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate {
 
@@ -49,7 +49,7 @@ std::string raisesNothing(const Subject& subject) {
   const host::Module module(subject.module);
   const auto expectNone = [](const char* operation, std::size_t state) {
     const int raised = std::fetestexcept(grave);
-    if (raised != 0) throw Finding(fmt::format("{}, state {}: raises{}", operation, state, names(raised)));
+    require(raised == 0, "{}, state {}: raises{}", operation, state, names(raised));
   };
   std::feclearexcept(FE_ALL_EXCEPT);
   const host::System robot = module.create();
@@ -68,13 +68,10 @@ std::string raisesNothing(const Subject& subject) {
 
 std::string keepsControl(const Subject& subject) {
   const auto before = control();
-  const host::Module module(subject.module);
-  const host::System robot = module.create();
+  const host::System robot = create(subject);
   Arguments arguments(random_state(subject.seed), *robot);
   const auto expectKept = [&](const char* operation) {
-    if (control() != before) {
-      throw Finding(fmt::format("{}: control register {:#x}, it was {:#x}", operation, control(), before));
-    }
+    require(control() == before, "{}: control register {:#x}, it was {:#x}", operation, control(), before);
   };
   expectKept("loading and create");
   for (const Operation& operation : realTimeOperations()) {
@@ -89,13 +86,7 @@ template <typename Bits>
 std::vector<float> computedWith(Bits bits, const host::Module& module, const std::vector<State>& states) {
   const auto before = control();
   setControl(bits);
-  std::vector<float> all;
-  const host::System robot = module.create();
-  for (const State& state : states) {
-    compute(state, *robot);
-    const std::vector<float> now = everything_readable(*robot);
-    all.insert(all.end(), now.begin(), now.end());
-  }
+  const std::vector<float> all = everything_after_each(states, *module.create());
   setControl(before);
   return all;
 }
@@ -106,15 +97,13 @@ std::string bearsFlushToZero(const Subject& subject) {
   const std::vector<State> states = variedStates(subject.seed, 32);
   const std::vector<float> expected = computedWith(control(), module, states);
   const std::vector<float> flushed = computedWith(control() | flush_to_zero, module, states);
+  const std::size_t per_state = expected.size() / states.size();
   double largest = 0;
   for (std::size_t i = 0; i < expected.size(); ++i) {
     const auto value = static_cast<double>(expected[i]);
     const double deviation = std::abs(static_cast<double>(flushed[i]) - value) / (1 + std::abs(value));
-    if (!(deviation <= bound)) {
-      const std::size_t per_state = expected.size() / states.size();
-      throw Finding(
-          fmt::format("state {}, value {}: {} instead of {}", i / per_state, i % per_state, flushed[i], expected[i]));
-    }
+    require(deviation <= bound, "state {}, value {}: {} instead of {}", i / per_state, i % per_state, flushed[i],
+            expected[i]);
     largest = std::max(largest, deviation);
   }
   return fmt::format("largest deviation {:.1e} of one more than the value, bound {:.1e}, {} states", largest, bound,
@@ -122,8 +111,7 @@ std::string bearsFlushToZero(const Subject& subject) {
 }
 
 std::string bearsTraps(const Subject& subject) {
-  const host::Module module(subject.module);
-  const host::System robot = module.create();
+  const host::System robot = create(subject);
   const auto death = callInChild(
       *robot, variedArguments(*robot, subject.seed, 64), [] { return feenableexcept(grave) != -1; },
       "this machine has no traps for floating-point exceptions");

@@ -3,6 +3,7 @@
 #include "host/validate/bit_hash.h"
 #include "host/validate/check.h"
 #include "host/validate/fuzzer.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate {
 
@@ -21,10 +22,8 @@ std::string oneObject(const Subject& subject) { return fuzz(subject, 1); }
 std::string manyObjects(const Subject& subject) { return fuzz(subject, 5); }
 
 std::string recordedBits(const Subject& subject) {
-  const host::Module module(subject.module);
-  const std::uint64_t hash = bit_hash(*module.create());
-  if (hash != recorded_bit_hash)
-    throw Finding(fmt::format("the hash is {:016x}, not {:016x}", hash, recorded_bit_hash));
+  const std::uint64_t hash = bit_hash(*create(subject));
+  require(hash == recorded_bit_hash, "the hash is {:016x}, not {:016x}", hash, recorded_bit_hash);
   return fmt::format("{:016x} over 10,000 states", hash);
 }
 

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <limits>
 
-#include "host/validate/check.h"
 #include "host/validate/fuzzer.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate {
 
@@ -16,13 +16,6 @@ namespace {
 using QZ::Math::Transform;
 using tesk::RigidBodySystem;
 using Limits = std::numeric_limits<float>;
-
-template <typename Text>
-void expect(bool holds, const Text& what) {
-  if (!holds) throw Finding(what);
-}
-
-std::string text(const QZ::Math::Position3D& p) { return fmt::format("({:a}, {:a}, {:a})", p.x, p.y, p.z); }
 
 template <typename Value>
 void put(ObjectModel& model, std::ptrdiff_t place, const Value& value) {
@@ -47,7 +40,7 @@ bool same(float a, float b) { return same_numbers(&a, b); }
 bool same(const QZ::Math::Position3D& a, const QZ::Math::Position3D& b) { return same_numbers(&a.x, b); }
 bool same(const Transform& a, const Transform& b) { return same_numbers(&a.r00, b); }
 
-constexpr std::ptrdiff_t joint_inputs(int derivative) { return Shown::inputs + 12 + 24 * derivative; }
+constexpr std::ptrdiff_t joint_inputs(int derivative) { return Shown::joints + 24 * derivative; }
 std::ptrdiff_t pose_of(unsigned long b) { return Shown::poses + 12 * static_cast<std::ptrdiff_t>(b); }
 
 /// Largest difference of two rotations' entries.
@@ -82,10 +75,10 @@ void Fuzzer::setRootPose(Object& object) {
   object.robot->setRootPose(pose);
   object.model.root_pose = pose;
   const Transform stored = object.robot->getRootPose();
-  expect(same(stored.tx, pose.tx) && same(stored.ty, pose.ty) && same(stored.tz, pose.tz),
-         "the root's position is not the one that was set");
+  require(same(stored.tx, pose.tx) && same(stored.ty, pose.ty) && same(stored.tz, pose.tz),
+          "the root's position is not the one that was set");
   // Three angles, each rounded once, and the products of their sines and cosines.
-  expect(!rigid || distance(stored, pose) <= 8 * Limits::epsilon(), "the root's rotation is not the one that was set");
+  require(!rigid || distance(stored, pose) <= 8 * Limits::epsilon(), "the root's rotation is not the one that was set");
   computed(object, {{Shown::poses, Shown::poses + 12}}, [&](RigidBodySystem& robot) { robot.setRootPose(pose); });
 }
 
@@ -185,7 +178,7 @@ void Fuzzer::computeGeneralizedMass(Object& object) {
   });
   // A fresh object has the same table of inertias, so here is something that does not come from it.
   const float difference = object.robot->getGeneralizedMass()(0, 0) - sumOfMasses();
-  expect(std::abs(difference) <= 32 * Limits::epsilon() * sumOfMasses(), "the mass matrix has not the robot's mass");
+  require(std::abs(difference) <= 32 * Limits::epsilon() * sumOfMasses(), "the mass matrix has not the robot's mass");
 }
 
 void Fuzzer::computeInverseDynamics(Object& object) {
@@ -205,29 +198,30 @@ void Fuzzer::computePartialComJacobian(Object& object) {
   const bool known = !one_in(8);
   const unsigned long b = known ? index(25) : no_body();
   object.robot->computePartialComJacobian(b, J);
-  expect(J.data() == storage || (known && before.cols() != 30), "the jacobian's storage has moved");
-  if (!known) return expect(J.cols() == before.cols() && J == before, "a jacobian without any body has been written");
-  expect(J.cols() == 30, "the jacobian has not become 3 x 30");
+  require(J.data() == storage || (known && before.cols() != 30), "the jacobian's storage has moved");
+  if (!known) return require(J.cols() == before.cols() && J == before, "a jacobian without any body has been written");
+  require(J.cols() == 30, "the jacobian has not become 3 x 30");
   RigidBodySystem::ComJacobian expected;
   computed(object, {}, [&](RigidBodySystem& robot) {
     object.model.repeat_history(robot);
     robot.computePartialComJacobian(b, expected);
   });
-  expect(first_difference(J.data(), expected.data(), 90) == 90, "a fresh object has another jacobian");
+  require(first_difference(J.data(), expected.data(), 90) == 90, "a fresh object has another jacobian");
 }
 
 void Fuzzer::computePartialComPositionInRoot(Object& object) {
   const unsigned long b = one_in(8) ? no_body() : index(25);
   const QZ::Math::Position3D com = object.robot->computePartialComPositionInRoot(b);
   if (b == 0 || b >= 25)
-    return expect(shows(object.model, Shown::com, com),
-                  "without no body or the root, the centre of mass is not that in the world");
+    return require(shows(object.model, Shown::com, com),
+                   "without no body or the root, the centre of mass is not that in the world");
   computed(object, {}, [&](RigidBodySystem& robot) {
     object.model.repeat_history(robot);
     const QZ::Math::Position3D again = robot.computePartialComPositionInRoot(b);
-    expect(same(com, again),
-           fmt::format("the robot without body {} has its centre of mass at {}, on a fresh object at {}", b, text(com),
-                       text(again)));
+    require(same(com, again),
+            "the robot without body {} has its centre of mass at ({:a}, {:a}, {:a}), on a fresh object at ({:a}, {:a}, "
+            "{:a})",
+            b, com.x, com.y, com.z, again.x, again.y, again.z);
   });
 }
 
@@ -237,10 +231,10 @@ void Fuzzer::askNames(Object& object) {
   const RigidBodySystem& robot = *object.robot;
   const unsigned long j = index(24);
   const unsigned long b = index(25);
-  expect(robot.getJointAngleId(robot.getJointAngleName(j)) == j, "a joint angle's name has another index");
-  expect(robot.getBodyId(robot.getBodyName(b)) == b, "a body's name has another index");
-  expect(robot.getBodyName(b) == pristine_.robot->getBodyName(b), "a body has changed its name");
-  expect(robot.getName().empty(), "the object has a name");
+  require(robot.getJointAngleId(robot.getJointAngleName(j)) == j, "a joint angle's name has another index");
+  require(robot.getBodyId(robot.getBodyName(b)) == b, "a body's name has another index");
+  require(robot.getBodyName(b) == pristine_.robot->getBodyName(b), "a body has changed its name");
+  require(robot.getName().empty(), "the object has a name");
 }
 
 void Fuzzer::askUnknownNames(Object& object) {
@@ -249,7 +243,7 @@ void Fuzzer::askUnknownNames(Object& object) {
     try {
       ask();
     } catch (const std::out_of_range& error) {
-      return expect(error.what() == fmt::format("no {} named \"{}\"", kind, name), "the error has another text");
+      return require(error.what() == fmt::format("no {} named \"{}\"", kind, name), "the error has another text");
     }
     throw Finding(fmt::format("there is a {} named \"{}\"", kind, name));
   };
@@ -265,11 +259,11 @@ void Fuzzer::askUnknownNames(Object& object) {
 // NOLINTNEXTLINE(readability-make-member-function-const): one of a table of operations
 void Fuzzer::askTopology(Object& object) {
   const auto& [robot, first] = std::pair<RigidBodySystem&, RigidBodySystem&>(*object.robot, *pristine_.robot);
-  expect(robot.getNbBodies() == 25 && robot.getNbJointAngles() == 24 && robot.getNbVolatileFrames() == 1,
-         "the robot has changed its size");
-  expect(robot.getParentsVector() == first.getParentsVector(), "parents have changed");
-  expect(robot.getDofNumbersVector() == first.getDofNumbersVector(), "numbers of coordinates have changed");
-  expect(robot.getDofIndexesVector() == first.getDofIndexesVector(), "indexes of coordinates have changed");
+  require(robot.getNbBodies() == 25 && robot.getNbJointAngles() == 24 && robot.getNbVolatileFrames() == 1,
+          "the robot has changed its size");
+  require(robot.getParentsVector() == first.getParentsVector(), "parents have changed");
+  require(robot.getDofNumbersVector() == first.getDofNumbersVector(), "numbers of coordinates have changed");
+  require(robot.getDofIndexesVector() == first.getDofIndexesVector(), "indexes of coordinates have changed");
 }
 
 void Fuzzer::askOneByOne(Object& object) {
@@ -277,19 +271,19 @@ void Fuzzer::askOneByOne(Object& object) {
   const unsigned long j = index(24);
   const unsigned long b = index(25);
   const auto place = static_cast<std::ptrdiff_t>(j);
-  expect(shows(object.model, joint_inputs(0) + place, robot.getJointAnglePos(j)),
-         "a joint angle differs from the view");
-  expect(shows(object.model, joint_inputs(1) + place, robot.getJointAngleVel(j)), "a velocity differs from the view");
-  expect(shows(object.model, joint_inputs(2) + place, robot.getJointAngleAcc(j)),
-         "an acceleration differs from the view");
-  expect(shows(object.model, Shown::torques + place, robot.getJointAngleTorque(j)), "a torque differs from the view");
-  expect(&robot.getRootPose() == &robot.getPose(0), "the root's pose is not that of body 0");
-  expect(same(robot.getPose(~0UL), Transform()), "the pose of the root's parent is not the identity");
-  expect(same(robot.getMass(), total_mass_), "the total mass has changed");
-  expect(same(robot.getMass(b), masses_[b]), "the mass of a body is not the one that was set");
-  expect(same(robot.getPartialMass(no_body()), total_mass_), "the mass without any body is not the total mass");
-  expect(std::abs(robot.getPartialMass(b) + masses_[b] - total_mass_) <= 2 * Limits::epsilon() * total_mass_,
-         "the mass without a body is not the total mass less that body's");
+  require(shows(object.model, joint_inputs(0) + place, robot.getJointAnglePos(j)),
+          "a joint angle differs from the view");
+  require(shows(object.model, joint_inputs(1) + place, robot.getJointAngleVel(j)), "a velocity differs from the view");
+  require(shows(object.model, joint_inputs(2) + place, robot.getJointAngleAcc(j)),
+          "an acceleration differs from the view");
+  require(shows(object.model, Shown::torques + place, robot.getJointAngleTorque(j)), "a torque differs from the view");
+  require(&robot.getRootPose() == &robot.getPose(0), "the root's pose is not that of body 0");
+  require(same(robot.getPose(~0UL), Transform()), "the pose of the root's parent is not the identity");
+  require(same(robot.getMass(), total_mass_), "the total mass has changed");
+  require(same(robot.getMass(b), masses_[b]), "the mass of a body is not the one that was set");
+  require(same(robot.getPartialMass(no_body()), total_mass_), "the mass without any body is not the total mass");
+  require(std::abs(robot.getPartialMass(b) + masses_[b] - total_mass_) <= 2 * Limits::epsilon() * total_mass_,
+          "the mass without a body is not the total mass less that body's");
 }
 
 void Fuzzer::askComPosition(Object& object) {
@@ -297,7 +291,7 @@ void Fuzzer::askComPosition(Object& object) {
   const QZ::Math::Position3D com = object.robot->getComPosition(b);
   computed(object, {}, [&](RigidBodySystem& robot) {
     robot.setPose(b, object.robot->getPose(b));
-    expect(same(com, robot.getComPosition(b)), "a fresh object with this body's pose has another centre of mass");
+    require(same(com, robot.getComPosition(b)), "a fresh object with this body's pose has another centre of mass");
   });
 }
 

@@ -6,7 +6,7 @@
 #include <limits>
 #include <numeric>
 
-#include "host/validate/check.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate {
 
@@ -120,9 +120,7 @@ void Fuzzer::expectTotalMass(const tesk::RigidBodySystem& robot) {
   total_mass_ = robot.getMass();
   largest_total_mass_ = std::max(largest_total_mass_, total_mass_);
   const float bound = Limits::epsilon() * largest_total_mass_ * static_cast<float>(mass_roundings_);
-  if (!(std::abs(total_mass_ - sum) <= bound)) {
-    throw Finding(fmt::format("the total mass is {}, the masses add up to {}", total_mass_, sum));
-  }
+  require(std::abs(total_mass_ - sum) <= bound, "the total mass is {}, the masses add up to {}", total_mass_, sum);
 }
 
 // ---- Calls ----------------------------------------------------------------------------------------------------------

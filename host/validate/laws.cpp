@@ -7,13 +7,8 @@
 namespace korvel::validate {
 
 Checks lawChecks() {
-  Checks all;
-  for (const auto& laws :
-       {laws::kinematics, laws::massMatrix, laws::dynamics, laws::wrenches, laws::symmetries, laws::knownBodies}) {
-    const Checks checks = laws();
-    all.insert(all.end(), checks.begin(), checks.end());
-  }
-  return all;
+  return joined(
+      {laws::kinematics, laws::massMatrix, laws::dynamics, laws::wrenches, laws::symmetries, laws::knownBodies});
 }
 
 namespace laws {
@@ -61,7 +56,7 @@ std::string Deviations::figure(std::size_t states) const {
 }
 
 Specimen::Specimen(const Subject& subject)
-    : seed_(subject.seed), system_(host::Module(subject.module).create()), parents_(system_->getParentsVector()) {
+    : seed_(subject.seed), system_(create(subject)), parents_(system_->getParentsVector()) {
   for (int b = 0; b < bodies; ++b) {
     int depth = 0;
     for (int i = b; i > 0; i = parent(i)) ++depth;

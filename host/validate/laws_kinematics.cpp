@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "host/validate/laws.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate::laws {
 
@@ -23,7 +24,7 @@ std::string posesAreRigid(const Subject& subject) {
       for (const Affine3d& pose : {robot.pose(b), robot.poseInRoot(b)}) {
         const Matrix3d R = pose.linear();
         deviations.compare(R * R.transpose(), Matrix3d::Identity(), 1, {seed, "R R' of body", b});
-        if (R.determinant() < 0) throw Finding(fmt::format("the pose of body {} of state {} is a mirror", b, seed));
+        require(!(R.determinant() < 0), "the pose of body {} of state {} is a mirror", b, seed);
       }
     }
   }

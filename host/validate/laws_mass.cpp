@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "host/validate/laws.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate::laws {
 
@@ -18,16 +19,12 @@ std::string symmetricAndPositive(const Subject& subject) {
     const MassMatrix M = robot.massMatrix(state);
     const Eigen::MatrixXf& seen = robot->getGeneralizedMass();
     const Eigen::MatrixXf transposed = seen.transpose();
-    if (std::memcmp(seen.data(), transposed.data(), sizeof(float) * coordinates * coordinates) != 0) {
-      throw Finding(fmt::format("the mass matrix of state {} and its transpose differ", seed));
-    }
+    require(std::memcmp(seen.data(), transposed.data(), sizeof(float) * coordinates * coordinates) == 0,
+            "the mass matrix of state {} and its transpose differ", seed);
     const Coordinates scale = M.diagonal().cwiseSqrt().cwiseInverse();
     const MassMatrix scaled = scale.asDiagonal() * M * scale.asDiagonal();
     const double least = Eigen::SelfAdjointEigenSolver<MassMatrix>(scaled, Eigen::EigenvaluesOnly).eigenvalues()(0);
-    if (!(least > 0)) {
-      throw Finding(
-          fmt::format("the mass matrix of state {} has the eigenvalue {:.2e}, its diagonal scaled to 1", seed, least));
-    }
+    require(least > 0, "the mass matrix of state {} has the eigenvalue {:.2e}, its diagonal scaled to 1", seed, least);
     smallest = std::min(smallest, least);
   }
   return fmt::format("smallest eigenvalue {:.1e}, its diagonal scaled to 1, {} states", smallest, samples.size());

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "host/validate/laws.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate::laws {
 
@@ -26,8 +27,8 @@ std::string rootLeavesWhatIsRelativeToIt(const Subject& subject) {
       return std::vector<float>(all.begin() + first, all.begin() + last);
     };
     const auto hold = [&, s = seed](std::ptrdiff_t first, std::ptrdiff_t last, const char* what) {
-      if (same_bits(part(before, first, last), part(after, first, last))) return;
-      throw Finding(fmt::format("{} of state {} changes with the root's pose and rates", what, s));
+      require(same_bits(part(before, first, last), part(after, first, last)),
+              "{} of state {} changes with the root's pose and rates", what, s);
     };
     hold(Shown::poses_in_root, Shown::volatile_pose, "a pose in the root");
     hold(Shown::com_in_root, Shown::jacobian, "the centre of mass in the root");

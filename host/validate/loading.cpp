@@ -109,7 +109,7 @@ std::string twoCopies(const Subject& subject) {
     throw;
   }
   std::filesystem::remove(copy);
-  const host::System one = host::Module(subject.module).create();
+  const host::System one = create(subject);
   const host::System other = second->create();
   const float before = other->getMass();
   one->setBodyInertia(3, one->getMass(3) + 1, {}, Eigen::Matrix3f::Zero());
@@ -120,7 +120,7 @@ std::string twoCopies(const Subject& subject) {
 // ---- What it says of the robot ------------------------------------------------------------------------------------
 
 std::string counts(const Subject& subject) {
-  const host::System robot = host::Module(subject.module).create();
+  const host::System robot = create(subject);
   const unsigned long bodies = robot->getNbBodies();
   const unsigned long joints = robot->getNbJointAngles();
   require(bodies == joints + 1, "{} bodies and {} joint angles, expected one joint per body but the root", bodies,
@@ -172,7 +172,7 @@ std::string names(const Subject& subject) {
 }
 
 std::string topology(const Subject& subject) {
-  const host::System robot = host::Module(subject.module).create();
+  const host::System robot = create(subject);
   const auto parents = robot->getParentsVector();
   const auto numbers = robot->getDofNumbersVector();
   const auto indexes = robot->getDofIndexesVector();

@@ -19,8 +19,6 @@ constexpr Stretch jacobian{Shown::jacobian + 36, Shown::mass_matrix};
 constexpr Stretch poses{Shown::poses, Shown::poses_in_root};
 constexpr Stretch com{Shown::com, Shown::com_in_root};
 
-constexpr std::ptrdiff_t joint_inputs = Shown::inputs + 12;
-
 }  // namespace
 
 namespace Writes {
@@ -52,11 +50,11 @@ std::string shown_name(std::ptrdiff_t place) {
                        in(Shown::mass_matrix) / 30);
   }
   if (place < Shown::inputs) return fmt::format("the torque of joint angle {}", in(Shown::torques));
-  if (place < joint_inputs) {
+  if (place < Shown::joints) {
     const auto i = in(Shown::inputs);
     return fmt::format("number {} of the root {}", i % 6, i < 6 ? "velocity" : "acceleration");
   }
-  const auto i = in(joint_inputs);
+  const auto i = in(Shown::joints);
   return fmt::format("the {} of joint angle {}", i < 24 ? "position" : i < 48 ? "velocity" : "acceleration", i % 24);
 }
 
@@ -80,7 +78,7 @@ const ObjectModel::Past* ObjectModel::last(Step step) const {
 }
 
 Eigen::Map<const Eigen::ArrayXf> ObjectModel::joints(int derivative) const {
-  return {shown.data() + joint_inputs + 24 * derivative, 24};
+  return {shown.data() + Shown::joints + 24 * derivative, 24};
 }
 
 void ObjectModel::write_inputs(tesk::RigidBodySystem& robot) const {

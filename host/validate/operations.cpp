@@ -6,8 +6,6 @@ namespace {
 
 using Robot = tesk::RigidBodySystem;
 
-QZ::Math::Velocity6D six(const Eigen::VectorXf& v) { return {v(0), v(1), v(2), v(3), v(4), v(5)}; }
-
 template <typename Function>
 void forBodies(const Robot& robot, Function f) {
   for (unsigned long b = 0; b < robot.getNbBodies(); ++b) f(b);
@@ -22,14 +20,13 @@ void forJoints(const Robot& robot, Function f) {
 
 Arguments::Arguments(const State& state, const Robot& robot)
     : pose(state.root_pose()),
-      velocity(six(state.dq)),
-      acceleration(six(state.ddq)),
+      velocity(state.root_velocity()),
+      acceleration(state.root_acceleration()),
       joints{state.q.tail(24).array(), state.dq.tail(24).array(), state.ddq.tail(24).array()},
       joint_name(robot.getJointAngleName(robot.getNbJointAngles() - 1)),
       body_name(robot.getBodyName(robot.getNbBodies() - 1)) {
   forBodies(robot, [&](unsigned long b) {
-    const float* wrench = state.wrenches.data() + 6 * b;
-    wrenches.emplace_back(wrench, wrench + 6);
+    wrenches.push_back(state.wrench(b));
     masses.push_back(robot.getMass(b));
   });
 }

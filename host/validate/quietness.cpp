@@ -13,11 +13,11 @@
 #include <cstddef>
 #include <cstring>
 
-#include "host/module.h"
 #include "host/validate/allocations.h"
 #include "host/validate/child.h"
 #include "host/validate/locks.h"
 #include "host/validate/real_time.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate {
 
@@ -27,15 +27,14 @@ namespace {
 /// it is counted.
 std::string neverCounts(const Subject& subject, const char* what, long (*count)(),
                         void (*provoke)(tesk::RigidBodySystem&)) {
-  const host::Module module(subject.module);
-  const host::System robot = module.create();
+  const host::System robot = create(subject);
   std::vector<Arguments> arguments = variedArguments(*robot, subject.seed, 4);
   for (std::size_t a = 0; a < arguments.size(); ++a) {
     for (const Operation& operation : realTimeOperations()) {
       const long before = count();
       operation.call(*robot, arguments[a]);
       const long counted = count() - before;
-      if (counted != 0) throw Finding(fmt::format("{}, state {}: {} {}", operation.name, a, counted, what));
+      require(counted == 0, "{}, state {}: {} {}", operation.name, a, counted, what);
     }
   }
   const long before = count();
@@ -71,15 +70,12 @@ bool seal() {
 }
 
 std::string makesNoSystemCall(const Subject& subject) {
-  const host::Module module(subject.module);
-  const host::System robot = module.create();
+  const host::System robot = create(subject);
   const auto death = callInChild(*robot, variedArguments(*robot, subject.seed, 4), seal,
                                  "this kernel or this container refuses to filter system calls");
-  if (death && death->signal == SIGSYS) {
-    throw Finding(fmt::format("{}, state {}: makes a system call", death->operation, death->arguments));
-  }
   if (death) {
-    throw Finding(fmt::format("{}, state {}: {}", death->operation, death->arguments, strsignal(death->signal)));
+    throw Finding(fmt::format("{}, state {}: {}", death->operation, death->arguments,
+                              death->signal == SIGSYS ? "makes a system call" : strsignal(death->signal)));
   }
   return fmt::format("no system call by {} operations", realTimeOperations().size());
 }
@@ -98,8 +94,7 @@ long faultsOfCalls(const Operation& operation, tesk::RigidBodySystem& robot, Arg
 
 std::string faultsNoPage(const Subject& subject) {
   constexpr int calls = 1000;
-  const host::Module module(subject.module);
-  const host::System robot = module.create();
+  const host::System robot = create(subject);
   Arguments arguments(random_state(subject.seed), *robot);
   for (const Operation& operation : realTimeOperations()) {
     faultsOfCalls(operation, *robot, arguments, 10);  // warm-up
@@ -108,9 +103,7 @@ std::string faultsNoPage(const Subject& subject) {
     for (int round = 0; round < 4 && fewest > 0; ++round) {
       fewest = std::min(fewest, faultsOfCalls(operation, *robot, arguments, calls));
     }
-    if (fewest > 0) {
-      throw Finding(fmt::format("{}: at least {} page faults in every {} calls", operation.name, fewest, calls));
-    }
+    require(fewest == 0, "{}: at least {} page faults in every {} calls", operation.name, fewest, calls);
   }
   return fmt::format("no page fault in {} calls of each of {} operations", calls, realTimeOperations().size());
 }

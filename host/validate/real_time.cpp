@@ -3,12 +3,7 @@
 namespace korvel::validate {
 
 Checks realTimeChecks() {
-  Checks all;
-  for (const auto& part : {quietnessChecks, stackChecks, faultChecks, threadChecks, floatingPointChecks}) {
-    const Checks checks = part();
-    all.insert(all.end(), checks.begin(), checks.end());
-  }
-  return all;
+  return joined({quietnessChecks, stackChecks, faultChecks, threadChecks, floatingPointChecks});
 }
 
 }  // namespace korvel::validate

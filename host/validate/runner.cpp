@@ -24,8 +24,6 @@ using Clock = std::chrono::steady_clock;
 
 [[noreturn]] void fail(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
 
-std::string typeAndText(const std::exception& error) { return fmt::format("an exception escaped: {}", error.what()); }
-
 /// The verdict and the text, as the child sends them: one letter and the rest.
 std::string runHere(const Check& check, const Subject& subject) {
   try {
@@ -35,7 +33,7 @@ std::string runHere(const Check& check, const Subject& subject) {
   } catch (const NotPossible& reason) {
     return std::string("n") + reason.what();
   } catch (const std::exception& error) {
-    return 'f' + typeAndText(error);
+    return fmt::format("fan exception escaped: {}", error.what());
   } catch (...) {
     return "fan exception escaped that is no std::exception";
   }

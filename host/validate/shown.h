@@ -23,10 +23,10 @@ inline constexpr Part poses{"world pose", Shown::poses, Shown::poses_in_root, 12
     mass_matrix{"mass matrix column", Shown::mass_matrix, Shown::torques, 30},
     torques{"torque", Shown::torques, Shown::inputs, 1},
     root_velocity{"root velocity", Shown::inputs, Shown::inputs + 6, 6},
-    root_acceleration{"root acceleration", Shown::inputs + 6, Shown::inputs + 12, 6},
-    positions{"joint position", Shown::inputs + 12, Shown::inputs + 36, 1},
-    velocities{"joint velocity", Shown::inputs + 36, Shown::inputs + 60, 1},
-    accelerations{"joint acceleration", Shown::inputs + 60, Shown::end, 1};
+    root_acceleration{"root acceleration", Shown::inputs + 6, Shown::joints, 6},
+    positions{"joint position", Shown::joints, Shown::joints + 24, 1},
+    velocities{"joint velocity", Shown::joints + 24, Shown::joints + 48, 1},
+    accelerations{"joint acceleration", Shown::joints + 48, Shown::end, 1};
 
 inline constexpr Part all[] = {poses,     poses_in_root, volatile_pose, com,           com_in_root,
                                jacobian,  mass_matrix,   torques,       root_velocity, root_acceleration,

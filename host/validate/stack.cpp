@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <functional>
 
-#include "host/module.h"
 #include "host/validate/operations.h"
 #include "host/validate/real_time.h"
+#include "host/validate/require.h"
 
 namespace korvel::validate {
 
@@ -44,8 +44,7 @@ std::string needsLittleStack(const Subject& subject) {
   throw NotPossible("this build has a sanitizer, whose stack frames are larger");
 #endif
   constexpr std::size_t bound = 16 << 10;
-  const host::Module module(subject.module);
-  const host::System robot = module.create();
+  const host::System robot = create(subject);
   Arguments arguments(random_state(subject.seed), *robot);
   PaintedStack stack;
   std::size_t most = 0;
@@ -57,7 +56,7 @@ std::string needsLittleStack(const Subject& subject) {
       by = operation.name;
     }
   }
-  if (most > bound) throw Finding(fmt::format("{} needs {} bytes of stack, bound {}", by, most, bound));
+  require(most <= bound, "{} needs {} bytes of stack, bound {}", by, most, bound);
   return fmt::format("at most {} bytes, by {}, bound {}", most, by, bound);
 }
 

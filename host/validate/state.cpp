@@ -117,21 +117,18 @@ std::string liveViews(const Subject& subject) {
   return fmt::format("{} states", states);
 }
 
-}  // namespace
-
-Checks stateChecks() {
-  Checks checks{
+Checks answerChecks() {
+  return {
       {"state.initial-values", "A new object holds zeros and identities.", 2, 30s, initialValues},
       {"state.identity-poses", "The root in the root and the world, as ~0UL, have the identity.", 2, 30s,
        identityPoses},
       {"state.unknown-names", "An unknown name throws std::out_of_range that quotes it.", 2, 30s, unknownNames},
       {"state.live-views", "Views and references keep their address and show later values.", 2, 30s, liveViews},
   };
-  for (const auto& part : {inputChecks, objectChecks, massChecks, computationChecks}) {
-    const Checks more = part();
-    checks.insert(checks.end(), more.begin(), more.end());
-  }
-  return checks;
 }
+
+}  // namespace
+
+Checks stateChecks() { return joined({answerChecks, inputChecks, objectChecks, massChecks, computationChecks}); }
 
 }  // namespace korvel::validate

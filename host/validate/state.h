@@ -1,6 +1,5 @@
 #pragma once
 
-#include "host/module.h"
 #include "host/validate/check.h"
 #include "host/validate/shown.h"
 
@@ -22,8 +21,6 @@ extern const std::vector<Computation> computations;
 
 /// Leaves as much behind as an object can hold: results and joint pass of different inputs, and still other inputs.
 void fill(tesk::RigidBodySystem& robot, std::uint64_t seed);
-
-inline host::System create(const Subject& subject) { return host::Module(subject.module).create(); }
 
 /// Ends as its original does.
 inline host::System cloned(const host::System& robot) { return {robot->clone().release(), robot.get_deleter()}; }

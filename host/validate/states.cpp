@@ -6,6 +6,8 @@ namespace korvel::validate {
 
 namespace {
 
+QZ::Math::Velocity6D six(const Eigen::VectorXf& v) { return {v(0), v(1), v(2), v(3), v(4), v(5)}; }
+
 template <typename Value>
 void append(std::vector<float>& all, const Value* values, std::size_t count) {
   const std::size_t old = all.size();
@@ -26,6 +28,14 @@ QZ::Math::Transform State::root_pose() const {
   return QZ::Math::transformFromPosition6D({q(0), q(1), q(2), q(3), q(4), q(5)});
 }
 
+QZ::Math::Velocity6D State::root_velocity() const { return six(dq); }
+QZ::Math::Velocity6D State::root_acceleration() const { return six(ddq); }
+
+std::vector<float> State::wrench(unsigned long b) const {
+  const float* first = wrenches.col(static_cast<Eigen::Index>(b)).data();
+  return {first, first + 6};
+}
+
 State random_state(std::uint64_t seed) {
   Random random(seed);
   State s;
@@ -40,17 +50,13 @@ State random_state(std::uint64_t seed) {
 }
 
 void write(const State& s, tesk::RigidBodySystem& robot) {
-  const auto six = [](const Eigen::VectorXf& v) { return QZ::Math::Velocity6D(v(0), v(1), v(2), v(3), v(4), v(5)); };
   robot.setRootPose(s.root_pose());
-  robot.setRootVelocity(six(s.dq));
-  robot.setRootAcceleration(six(s.ddq));
+  robot.setRootVelocity(s.root_velocity());
+  robot.setRootAcceleration(s.root_acceleration());
   robot.setJointAnglesPos(s.q.tail(24).array());
   robot.setJointAnglesVel(s.dq.tail(24).array());
   robot.setJointAnglesAcc(s.ddq.tail(24).array());
-  for (unsigned long b = 0; b < 25; ++b) {
-    const float* wrench = s.wrenches.data() + 6 * b;
-    robot.setExternalWrench(b, std::vector<float>(wrench, wrench + 6));
-  }
+  for (unsigned long b = 0; b < 25; ++b) robot.setExternalWrench(b, s.wrench(b));
 }
 
 void compute(const State& state, tesk::RigidBodySystem& robot) {
@@ -79,6 +85,16 @@ void read_everything(const tesk::RigidBodySystem& robot, std::vector<float>& all
 std::vector<float> everything_readable(const tesk::RigidBodySystem& robot) {
   std::vector<float> all;
   read_everything(robot, all);
+  return all;
+}
+
+std::vector<float> everything_after_each(const std::vector<State>& states, tesk::RigidBodySystem& robot) {
+  std::vector<float> all;
+  for (const State& state : states) {
+    compute(state, robot);
+    const std::vector<float> shown = everything_readable(robot);
+    all.insert(all.end(), shown.begin(), shown.end());
+  }
   return all;
 }
 

@@ -39,6 +39,9 @@ struct State {
   Eigen::Matrix<float, 6, Eigen::Dynamic> wrenches = Eigen::MatrixXf::Zero(6, 25);  ///< force, then moment
 
   QZ::Math::Transform root_pose() const;
+  QZ::Math::Velocity6D root_velocity() const;
+  QZ::Math::Velocity6D root_acceleration() const;
+  std::vector<float> wrench(unsigned long b) const;
 };
 
 /// A lively motion: joints anywhere within half a turn, some radians per second, wrenches of some newtons.
@@ -58,8 +61,12 @@ void read_everything(const tesk::RigidBodySystem& robot, std::vector<float>& all
 namespace Shown {
 inline constexpr std::ptrdiff_t poses = 0, poses_in_root = 25 * 12, volatile_pose = 50 * 12, com = 51 * 12,
                                 com_in_root = com + 3, jacobian = com + 6, mass_matrix = jacobian + 6 * 30,
-                                torques = mass_matrix + 30 * 30, inputs = torques + 24, end = inputs + 12 + 3 * 24;
+                                torques = mass_matrix + 30 * 30, inputs = torques + 24, joints = inputs + 12,
+                                end = joints + 3 * 24;
 }  // namespace Shown
+
+/// All that an object shows after each of these states.
+std::vector<float> everything_after_each(const std::vector<State>& states, tesk::RigidBodySystem& robot);
 
 /// Equal to the last bit, signs of zeros included.
 bool same_bits(const std::vector<float>& a, const std::vector<float>& b);

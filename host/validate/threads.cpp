@@ -2,8 +2,8 @@
 
 #include <future>
 
-#include "host/module.h"
 #include "host/validate/real_time.h"
+#include "host/validate/require.h"
 #include "host/validate/states.h"
 
 namespace korvel::validate {
@@ -11,28 +11,20 @@ namespace korvel::validate {
 namespace {
 
 constexpr unsigned threads = 8;
-constexpr std::uint64_t states = 25;
+constexpr std::uint64_t states_of_each = 25;
 constexpr int rounds = 200;
-
-/// All that an object shows while it goes through the states of one thread.
-std::vector<float> shown(tesk::RigidBodySystem& robot, std::uint64_t seed, unsigned thread) {
-  std::vector<float> all;
-  for (std::uint64_t i = 0; i < states; ++i) {
-    compute(random_state(seed + states * thread + i), robot);
-    const std::vector<float> now = everything_readable(robot);
-    all.insert(all.end(), now.begin(), now.end());
-  }
-  return all;
-}
 
 std::string ownObjects(const Subject& subject) {
   const host::Module module(subject.module);
   const host::System serial = module.create();
   std::vector<host::System> robots;
+  std::vector<std::vector<State>> states(threads);
   std::vector<std::vector<float>> expected;
   for (unsigned thread = 0; thread < threads; ++thread) {
     robots.push_back(module.create());
-    expected.push_back(shown(*serial, subject.seed, thread));
+    const std::uint64_t first = subject.seed + states_of_each * thread;
+    for (std::uint64_t i = 0; i < states_of_each; ++i) states[thread].push_back(random_state(first + i));
+    expected.push_back(everything_after_each(states[thread], *serial));
   }
 
   std::promise<void> start;
@@ -42,16 +34,14 @@ std::string ownObjects(const Subject& subject) {
     running.push_back(std::async(std::launch::async, [&, thread, started] {
       started.wait();
       for (int round = 0; round < rounds; ++round) {
-        if (!same_bits(shown(*robots[thread], subject.seed, thread), expected[thread])) {
-          throw Finding(
-              fmt::format("thread {} of {}, round {}: not the bits of a single thread", thread, threads, round));
-        }
+        require(same_bits(everything_after_each(states[thread], *robots[thread]), expected[thread]),
+                "thread {} of {}, round {}: not the bits of a single thread", thread, threads, round);
       }
     }));
   }
   start.set_value();
   for (std::future<void>& thread : running) thread.get();
-  return fmt::format("{} threads, {} states, {} rounds: the bits of a single thread", threads, states, rounds);
+  return fmt::format("{} threads, {} states, {} rounds: the bits of a single thread", threads, states_of_each, rounds);
 }
 
 }  // namespace

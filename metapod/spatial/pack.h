@@ -39,9 +39,6 @@ inline Pack load(const float* from) noexcept {
   return Pack(v);
 }
 
-/// Two consecutive floats, and zeros in the other lanes.
-inline Pack load2(const float* from) noexcept { return {from[0], from[1], 0, 0}; }
-
 /// The first `count` lanes to consecutive floats.
 template <int count = Pack::lanes>
 inline void store(float* to, const Pack& pack) noexcept {

@@ -8,7 +8,6 @@
 /// with an angle beyond the bound, or with one that is not finite, go to the C runtime.
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
