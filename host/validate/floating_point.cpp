@@ -86,7 +86,7 @@ template <typename Bits>
 std::vector<float> computedWith(Bits bits, const host::Module& module, const std::vector<State>& states) {
   const auto before = control();
   setControl(bits);
-  const std::vector<float> all = everything_after_each(states, *module.create());
+  std::vector<float> all = everything_after_each(states, *module.create());
   setControl(before);
   return all;
 }
