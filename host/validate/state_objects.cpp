@@ -94,10 +94,26 @@ std::string destroys(const Subject& subject) {
   return fmt::format("{} objects", many.size() + 5);
 }
 
+std::string alignsMatrices(const Subject& subject) {
+  constexpr std::uintptr_t widest_vector = 64;
+  const host::Module module(subject.module);
+  std::vector<host::System> many;  // to see storage at many places
+  for (int i = 0; i < 64; ++i) {
+    many.push_back(i % 3 == 0 ? module.create() : cloned(many.back()));
+    for (const float* begin : {many.back()->getGeneralizedMass().data(), many.back()->getJacobianInRoot().data()}) {
+      require(reinterpret_cast<std::uintptr_t>(begin) % widest_vector == 0,
+              "a matrix of object {} begins at {}, not at a multiple of {} bytes", i, fmt::ptr(begin), widest_vector);
+    }
+  }
+  return fmt::format("{} matrices", 2 * many.size());
+}
+
 }  // namespace
 
 Checks objectChecks() {
   return {
+      {"state.aligned-matrices", "Returned matrices begin where the widest vectors of a host may load.", 2, 30s,
+       alignsMatrices},
       {"state.clone", "A clone goes on as its original would.", 2, 60s, clones},
       {"state.clone-independence", "A clone and its original share no state.", 2, 60s, independentClones},
       {"state.independence", "Objects share no state but masses.", 2, 30s, independentObjects},

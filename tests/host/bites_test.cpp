@@ -60,6 +60,7 @@ constexpr Fault faults[] = {
     {"state.wrenches", "wrenches are used up", "new wrenches and inverse dynamics"},
     {"state.stored-poses", "torques refresh poses", "overwritten too early"},
     {"state.volatile-frames", "volatile frame follows the root", "volatile frame 0 does not read back"},
+    {"state.aligned-matrices", "misaligned matrix", "not at a multiple of 64 bytes"},
     {"state.clone", "clone without wrenches", "after clone and computeInverseDynamics"},
     {"state.clone", "clone without past", "after clone and computeGeneralizedMass"},
     {"state.clone-independence", "clone shares a pose", "a change of the clone changes its original"},

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -62,6 +63,26 @@ class OriginalOutlivesClones : public Faulty<OriginalOutlivesClones> {
  private:
   std::shared_ptr<int> family_ = std::make_shared<int>();
   const bool is_original_ = family_.use_count() == 1;
+};
+
+/// The mass matrix begins 16 bytes behind where it should.
+class MisalignedMatrix : public Faulty<MisalignedMatrix> {
+ public:
+  const Eigen::MatrixXf& getGeneralizedMass() const noexcept override {
+    const Eigen::MatrixXf& seen = Faulty::getGeneralizedMass();
+    std::copy_n(seen.data(), seen.size(), storage_ + 4);
+    image_ = {storage_ + 4, seen.rows(), seen.cols()};
+    return reinterpret_cast<const Eigen::MatrixXf&>(image_);
+  }
+
+ private:
+  struct Image {
+    float* first;
+    Eigen::Index rows, cols;
+  };
+  static_assert(sizeof(Image) == sizeof(Eigen::MatrixXf));
+  alignas(64) mutable float storage_[4 + 30 * 30]{};
+  mutable Image image_{};
 };
 
 // ---- Masses ---------------------------------------------------------------------------------------------------------
@@ -182,6 +203,7 @@ Faults objectFaults() {
       {"clone shares a pose", make<CloneSharesVolatilePose>},
       {"objects share a pose", make<ObjectsShareVolatilePose>},
       {"original must outlive clones", make<OriginalOutlivesClones>},
+      {"misaligned matrix", make<MisalignedMatrix>},
       {"mass of creation", make<MassOfCreation>},
       {"without no body nothing is left", make<NoBodyWeighsAll>},
       {"masses of its own", make<MassesOfItsOwn>},
