@@ -24,7 +24,7 @@ std::string manyObjects(const Subject& subject) { return fuzz(subject, 5); }
 std::string recordedBits(const Subject& subject) {
   const std::uint64_t hash = bit_hash(*create(subject));
   require(hash == recorded_bit_hash, "the hash is {:016x}, not {:016x}", hash, recorded_bit_hash);
-  return fmt::format("{:016x} over 10,100 results of all operations", hash);
+  return fmt::format("{:016x} over 10,100 states", hash);
 }
 
 }  // namespace
