@@ -6,11 +6,7 @@
 
 namespace korvel::host {
 
-namespace {
-using namespace std::chrono_literals;
-}
-
-Progress::Progress() : terminal_(isatty(STDERR_FILENO) == 1), next_(Clock::now() + 1s) {}
+Progress::Progress() : terminal_(isatty(STDERR_FILENO) == 1), next_(Clock::now() + std::chrono::seconds(1)) {}
 
 Progress::~Progress() {
   if (shown_) std::fputs("\r     \r", stderr);
@@ -20,7 +16,7 @@ void Progress::show(double share) {
   if (!terminal_ || Clock::now() < next_) return;
   std::fprintf(stderr, "\r%3.0f %%", 100 * share);
   shown_ = true;
-  next_ = Clock::now() + 100ms;
+  next_ = Clock::now() + interval;
 }
 
 }  // namespace korvel::host

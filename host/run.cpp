@@ -1,8 +1,13 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
+#include <set>
 #include <system_error>
+#include <thread>
 
 #include "host/commands.h"
 #include "host/cycle.h"
@@ -21,50 +26,117 @@ namespace {
 
 struct RunOptions {
   std::filesystem::path module = defaultModule();
-  std::filesystem::path motion;
-  std::filesystem::path results;
+  std::vector<std::filesystem::path> motions;
+  std::filesystem::path output;
+  unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
 };
 
-void run(const RunOptions& options) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.motion, options.results, ignored)) {
-    throw Error(options.results.string() + ": the results would replace the motion");
+/// A motion and where its results go.
+struct Task {
+  std::filesystem::path motion;
+  Trajectory trajectory;
+  std::unique_ptr<OutputFile> output;
+  Summary summary;
+};
+
+std::filesystem::path resultsOf(const std::filesystem::path& motion, const RunOptions& options) {
+  if (!std::filesystem::is_directory(options.output)) return options.output;
+  return options.output / (motion.stem().string() + "-results.csv");
+}
+
+/// Reads every motion before the first one is run, so that nothing is computed in vain.
+std::vector<Task> tasks(const RunOptions& options, const tesk::RigidBodySystem& system) {
+  if (options.motions.size() > 1 && !std::filesystem::is_directory(options.output)) {
+    throw Error(fmt::format("{}: expected a directory for the results of {} motions", options.output.string(),
+                            options.motions.size()));
   }
-  const System system = Module(options.module).create();
-  const Trajectory trajectory(readMotion(options.motion, jointNames(*system)));
-  OutputFile output(options.results);
-  output.write(resultsHeader(*system));
-  Summary summary(*system);
-  {
-    Progress progress;
-    for (Eigen::Index sample = 0; sample < trajectory.size(); ++sample) {
-      const State state = trajectory.at(sample);
-      const auto start = std::chrono::steady_clock::now();
-      runCycle(*system, state);
-      const auto end = std::chrono::steady_clock::now();
-      output.write(resultsRow(*system, trajectory.time()[sample]));
-      summary.add(*system, trajectory.time()[sample], end - start);
-      progress.show(static_cast<double>(sample) / static_cast<double>(trajectory.size()));
+  std::vector<Task> tasks;
+  std::set<std::filesystem::path> taken;
+  for (const std::filesystem::path& motion : options.motions) {
+    const std::filesystem::path results = resultsOf(motion, options);
+    for (const std::filesystem::path& other : options.motions) {
+      std::error_code ignored;
+      if (std::filesystem::equivalent(other, results, ignored)) {
+        throw Error(results.string() + ": the results would replace the motion");
+      }
+    }
+    if (!taken.insert(results).second) {
+      throw Error(fmt::format("{}: the results would replace those of another motion", results.string()));
+    }
+    Trajectory trajectory(readMotion(motion, jointNames(system)));
+    tasks.push_back({motion, std::move(trajectory), std::make_unique<OutputFile>(results), Summary(system)});
+  }
+  return tasks;
+}
+
+void run(Task& task, tesk::RigidBodySystem& system, std::atomic<Eigen::Index>& samples_done) {
+  task.output->write(resultsHeader(system));
+  for (Eigen::Index sample = 0; sample < task.trajectory.size(); ++sample, ++samples_done) {
+    const State state = task.trajectory.at(sample);
+    const double time = task.trajectory.time()[sample];
+    const auto start = std::chrono::steady_clock::now();
+    runCycle(system, state);
+    const auto end = std::chrono::steady_clock::now();
+    task.output->write(resultsRow(system, time));
+    task.summary.add(system, time, end - start);
+  }
+}
+
+/// Each object runs one task after the other in a thread of its own. Throws what the first that failed has thrown.
+void runAll(std::vector<Task>& tasks, const std::vector<System>& systems) {
+  Eigen::Index samples = 0;
+  for (const Task& task : tasks) samples += task.trajectory.size();
+  std::atomic<Eigen::Index> samples_done{0};
+  std::atomic<std::size_t> next{0};
+  std::vector<std::future<void>> threads;
+  for (const System& system : systems) {
+    threads.push_back(std::async(std::launch::async, [&] {
+      for (std::size_t i = next++; i < tasks.size(); i = next++) run(tasks[i], *system, samples_done);
+    }));
+  }
+  Progress progress;
+  for (std::future<void>& thread : threads) {
+    while (thread.wait_for(Progress::interval) == std::future_status::timeout) {
+      progress.show(static_cast<double>(samples_done) / static_cast<double>(samples));
     }
   }
-  output.commit();
-  fmt::print("{}", summary.text());
+  for (std::future<void>& thread : threads) thread.get();
+}
+
+void run(const RunOptions& options) {
+  const Module module(options.module);
+  std::vector<System> systems;
+  systems.push_back(module.create());
+  std::vector<Task> all = tasks(options, *systems.front());
+  // Made before any thread runs: no object may be made while another one computes.
+  while (systems.size() < std::min<std::size_t>(options.jobs, all.size())) systems.push_back(module.create());
+  runAll(all, systems);
+  for (Task& task : all) task.output->commit();
+  for (const Task& task : all) {
+    if (all.size() > 1) fmt::print("{}== {}\n", &task == &all.front() ? "" : "\n", task.motion.string());
+    fmt::print("{}", task.summary.text());
+  }
 }
 
 }  // namespace
 
 void addRun(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("run", "Kinematics and inverse dynamics of a motion, sample by sample");
+  CLI::App* command = app.add_subcommand("run", "Kinematics and inverse dynamics of motions, sample by sample");
   command->footer(
       "MOTION is a CSV file with a header: time [s], the root's x, y, z [m] and roll, pitch, yaw [rad] in the world,\n"
       "and one column per joint [rad], in any order. A column other than time that is missing is 0 throughout.\n"
       "Velocities and accelerations come from a cubic spline through the samples. Torques are those of the motion\n"
-      "with no contact to the ground: gravity and inertia are borne at the root.");
+      "with no contact to the ground: gravity and inertia are borne at the root.\n"
+      "RESULTS is a file, or a directory in which NAME.csv gets NAME-results.csv. Its files appear when all motions\n"
+      "have run to their end.");
   const auto options = std::make_shared<RunOptions>();
-  command->add_option("MOTION", options->motion, "Motion file")->required();
-  command->add_option("-o,--output", options->results, "Results file: torques, centre of mass, body positions")
+  command->add_option("MOTION", options->motions, "Motion files")->required();
+  command->add_option("-o,--output", options->output, "Results: torques, centre of mass, body positions")
       ->type_name("RESULTS")
       ->required();
+  command->add_option("-j,--jobs", options->jobs, "Motions at a time, each on an object of its own")
+      ->check(CLI::Range(1, 64))
+      ->capture_default_str();
   addModuleOption(*command, options->module);
   command->callback([options] { run(*options); });
 }

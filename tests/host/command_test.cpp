@@ -46,7 +46,9 @@ TEST_F(Command, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"run none.csv -o results.csv", "none.csv: cannot read: No such file or directory"},
       {"run directory -o results.csv", "directory: expected a file, found a directory"},
       {"run good.csv -o nowhere/results.csv", "No such file or directory"},
-      {"run good.csv -o directory", "directory: cannot write"},
+      {"run good.csv bad.csv -o directory", "bad.csv:3: "},
+      {"run good.csv good.csv -o directory", "directory/good-results.csv: the results would replace those of another"},
+      {"run good.csv old.csv -o results.csv", "results.csv: expected a directory for the results of 2 motions"},
       {"run good.csv -o pipe", "pipe: cannot write"},  // stands for devices: a fault must not cost the machine one
       {"run good.csv -o good.csv", "good.csv: the results would replace the motion"},
       {"run good.csv -o results.csv --module bad.csv", "bad.csv: file too short"},
@@ -84,6 +86,26 @@ TEST_F(Command, FailedWritingLeavesNothingBehind) {
   EXPECT_NE(outcome.err.find("results.csv: cannot write: File too large\n"), std::string::npos) << outcome.err;
   EXPECT_EQ(files(), (std::vector<std::string>{"results.csv", "wave.csv"}));
   EXPECT_EQ(read(directory_ / "results.csv"), "old results\n");
+}
+
+// Side by side as one by one.
+TEST_F(Command, MotionsSideBySideHaveTheirOwnResults) {
+  constexpr const char* names[] = {"squat", "wave", "weight_shift"};
+  std::filesystem::create_directory(directory_ / "all");
+  std::string motions;
+  for (const char* name : names) motions += fmt::format("'{}/{}.csv' ", KORVEL_MOTIONS, name);
+  const Outcome outcome = host(fmt::format("run {} -o all --jobs 2", motions));
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  std::size_t place = 0;
+  for (const char* name : names) {
+    EXPECT_EQ(host(fmt::format("run '{}/{}.csv' -o alone.csv", KORVEL_MOTIONS, name)).status, 0);
+    EXPECT_EQ(read(directory_ / fmt::format("all/{}-results.csv", name).c_str()), read(directory_ / "alone.csv"));
+    const std::size_t found = outcome.out.find(fmt::format("/{}.csv\nsamples", name));
+    EXPECT_GE(found, place) << name;
+    place = found;
+  }
+  EXPECT_NE(place, std::string::npos);
 }
 
 // What stood under the name is replaced; a link to it stays.
