@@ -12,7 +12,7 @@ namespace korvel::host {
 std::filesystem::path defaultModule() {
   const std::filesystem::path directory = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   const std::filesystem::path built = directory / "libkorvel.so";
-  return std::filesystem::exists(built) ? built : directory.parent_path() / "lib/korvel/libkorvel.so";
+  return std::filesystem::exists(built) ? built : directory.parent_path() / KORVEL_MODULE_DIRECTORY / "libkorvel.so";
 }
 
 void addModuleOption(CLI::App& command, std::filesystem::path& module) {
