@@ -1,0 +1,32 @@
+# The Debian package: what is installed, below /usr. tools/package makes it.
+find_program(GZIP gzip)
+if(GZIP)
+  foreach(page docs/korvel-host.1 cmake/debian/changelog)
+    get_filename_component(name ${page} NAME)
+    configure_file(${page} ${name} @ONLY)
+    execute_process(COMMAND ${GZIP} -9nc ${PROJECT_BINARY_DIR}/${name} OUTPUT_FILE ${PROJECT_BINARY_DIR}/${name}.gz)
+  endforeach()
+  if(TARGET korvel-host)
+    install(FILES ${PROJECT_BINARY_DIR}/korvel-host.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  endif()
+  install(FILES cmake/debian/copyright ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME korvel)
+set(CPACK_PACKAGE_VENDOR korvel)
+set(CPACK_PACKAGE_CONTACT "korvel maintainers <maintainers@korvel.example>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
+                                                WORLD_EXECUTE)
+set(CPACK_STRIP_FILES ON)
+# Whoever packs says what to build.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# What hosts are compiled with; the module and the tool run without.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libeigen3-dev (>= 3.4)")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+    "A module that a motion framework loads, the header to compile against, and\na tool that runs motions through it, shows them, and holds any module to\nwhat the interface promises.")
+include(CPack)

@@ -45,6 +45,10 @@
 /// different threads. Two things are shared by all objects of the module, the table of body inertias and the
 /// total mass: `create` and `setBodyInertia` write them and must not overlap any call on any object.
 
+#if __cplusplus < 201703L
+#error "korvel: compile the host as C++17 or later (-std=c++17)"
+#endif
+
 #include <Eigen/Core>
 #include <cstddef>
 #include <cstdint>
@@ -56,6 +60,9 @@
 #include "qzmath/qzmath.h"
 
 // Strings, vectors and matrices cross the boundary: both sides must lay them out alike.
+#if EIGEN_WORLD_VERSION != 3 || EIGEN_MAJOR_VERSION != 4
+#error "korvel: the module uses Eigen 3.4, compile the host with it too"
+#endif
 #if !defined(__GLIBCXX__)
 #error "korvel: the module uses libstdc++, compile the host with it too (clang++: -stdlib=libstdc++)"
 #elif !_GLIBCXX_USE_CXX11_ABI

@@ -11,7 +11,9 @@ build=$(mktemp -d)
 trap 'rm -rf "$build"' EXIT
 
 compile() {  # COMPILER FLAGS...
-  "$@" -std=c++17 -I. -isystem /usr/include/eigen3 tests/foreign/host.cpp -ldl
+  compiler=$1
+  shift
+  "$compiler" -std=c++17 "$@" -I. -isystem /usr/include/eigen3 tests/foreign/host.cpp -ldl
 }
 
 same_bits() {  # INSTRUCTIONS HEAP_CHECK COMPILER FLAGS...
@@ -42,16 +44,26 @@ hosts() {  # COMPILER
   same_bits avx512f "$glibc" "$1" -O2 -mavx512f -mfma
   same_bits sse2 "$glibc" "$1" -O0 -march=native
   same_bits avx "" "$1" -O1 -mavx -fsanitize=address
+  refused "$1" -std=c++14
+  refused "$1" -I"$build/other"
   for definition in _GLIBCXX_DEBUG _GLIBCXX_USE_CXX11_ABI=0 EIGEN_DEFAULT_TO_ROW_MAJOR EIGEN_DEFAULT_DENSE_INDEX_TYPE=int; do
     refused "$1" -D$definition
   done
 }
+
+mkdir -p "$build/other/Eigen"
+cat >"$build/other/Eigen/Core" <<'END'
+#include_next <Eigen/Core>
+#undef EIGEN_MAJOR_VERSION
+#define EIGEN_MAJOR_VERSION 3
+END
 
 # By the module's own settings of Eigen.
 compile g++ -DEIGEN_DONT_VECTORIZE -o "$build/expected" && "$build/expected" "$module" >"$build/expected.bits" || exit 1
 for compiler in g++ clang++; do
   command -v $compiler >/dev/null && hosts $compiler >"$build/$compiler.verdicts" &
 done
+command -v i686-linux-gnu-g++ >/dev/null && refused i686-linux-gnu-g++ -O0 >"$build/32-bit.verdicts"
 wait
 cat "$build"/*.verdicts
 all=$(cat "$build"/*.verdicts | wc -l)
