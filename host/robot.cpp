@@ -52,7 +52,8 @@ Placement placementInParent(const Robot& robot, const Body& body) {
   // The inverse of the matrix, not its transpose, takes out what the rotations of the ancestors lack.
   const Eigen::Affine3d& X_RP = robot.bodies[static_cast<std::size_t>(body.parent)].pose_root;
   const Eigen::Affine3d X_PB = X_RP.inverse(Eigen::Affine) * body.pose_root;
-  return {Eigen::Quaterniond(X_PB.linear()).normalized(), X_PB.translation()};
+  // The rotation nearest to the matrix.
+  return {Eigen::Quaterniond(X_PB.rotation()), X_PB.translation()};
 }
 
 }  // namespace korvel::host

@@ -10,15 +10,16 @@ namespace {
 using Eigen::Vector3d;
 using pugi::xml_node;
 
-/// Roll, pitch and yaw of Rz(yaw) Ry(pitch) Rx(roll). Where pitch is a right angle, yaw and roll are still a pair that
-/// gives the rotation back.
+/// Roll, pitch and yaw of Rz(yaw) Ry(pitch) Rx(roll). Where pitch is a right angle, the split between the other two is
+/// arbitrary.
 Vector3d rollPitchYaw(const Eigen::Quaterniond& rotation) {
+  constexpr double nothing = 1e-9;
   const Eigen::Matrix3d R = rotation.toRotationMatrix();
-  const double yaw = std::atan2(R(1, 0), R(0, 0));
-  const double pitch = std::atan2(-R(2, 0), std::hypot(R(0, 0), R(1, 0)));
+  const double cos_pitch = std::hypot(R(0, 0), R(1, 0));
+  const double yaw = cos_pitch > nothing ? std::atan2(R(1, 0), R(0, 0)) : 0;
   const double roll =
       std::atan2(std::sin(yaw) * R(0, 2) - std::cos(yaw) * R(1, 2), std::cos(yaw) * R(1, 1) - std::sin(yaw) * R(0, 1));
-  return {roll, pitch, yaw};
+  return {roll, std::atan2(-R(2, 0), cos_pitch), yaw};
 }
 
 void appendOrigin(xml_node parent, const Placement& placement) {
