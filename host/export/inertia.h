@@ -20,8 +20,8 @@ struct Inertias {
   std::size_t points() const;
 };
 
-/// What is written where there is none: above what engines take for zero, 1e-15 in MuJoCo, and a hundred million times
-/// below the robot's inertias about its joints.
+/// What is written where there is none: above what engines take for zero, 1e-15 in MuJoCo, and less than a hundred
+/// millionth of what even a wrist has about its joint.
 constexpr double least_inertia = 1e-14;
 
 /// Makes an object of a module that has been loaded for it alone.
