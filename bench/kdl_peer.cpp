@@ -101,9 +101,9 @@ struct Input {
         q(joined(state.root_q, state.joint_pos)),
         dq(joined(state.root_dq, state.joint_vel)),
         ddq(joined(state.root_ddq, state.joint_acc)) {
+    const auto on_feet = toVectors(state.wrenches);
     for (std::size_t i = 0; i < feet.size(); ++i) {
-      const std::vector<float>& w = state.wrenches[i];
-      wrenches[robot()[feet[i]].name] = {KDL::Vector(w[0], w[1], w[2]), KDL::Vector(w[3], w[4], w[5])};
+      wrenches[robot()[feet[i]].name] = {toKdl(on_feet[i].head<3>()), toKdl(on_feet[i].tail<3>())};
     }
   }
 

@@ -21,7 +21,7 @@ std::string pixels(const Point& p) { return pixels(p.x()) + ' ' + pixels(p.y());
 }  // namespace
 
 Canvas::Canvas() {
-  page_ = append(document_, "svg",
+  page_ = append(document_.root(), "svg",
                  {{"xmlns", "http://www.w3.org/2000/svg"}, {"font-family", "sans-serif"}, {"font-size", "13"}});
   append(page_, "rect", {{"width", "100%"}, {"height", "100%"}, {"rx", "8"}, {"fill", "#ffffff"}});
 }

@@ -31,7 +31,7 @@ void appendGeometry(xml_node node, const Robot& robot, std::size_t body) {
 std::string toMjcf(const Robot& robot, const Inertias& inertias) {
   pugi::xml_document document;
   document.append_child(pugi::node_comment).set_value(headline(inertias).c_str());
-  const xml_node root = append(document, "mujoco", {{"model", "korvel"}});
+  const xml_node root = append(document.root(), "mujoco", {{"model", "korvel"}});
   append(root, "compiler", {{"angle", "radian"}, {"inertiafromgeom", "false"}});
   append(root, "option", {{"gravity", "0 0 -9.81"}});
   // Seen, but neither touched nor weighed.

@@ -61,7 +61,7 @@ void appendInertial(xml_node link, const Body& body, const Eigen::Matrix3d& iner
 std::string toUrdf(const Robot& robot, const Inertias& inertias) {
   pugi::xml_document document;
   document.append_child(pugi::node_comment).set_value(headline(inertias).c_str());
-  const xml_node root = append(document, "robot", {{"name", "korvel"}});
+  const xml_node root = append(document.root(), "robot", {{"name", "korvel"}});
   append(root, "link", {{"name", "world"}});
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) {
     const Body& body = robot.bodies[b];

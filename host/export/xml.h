@@ -10,7 +10,7 @@ namespace korvel::host {
 
 using Attributes = std::initializer_list<std::pair<const char*, std::string>>;
 
-/// Adds an element to another one, or to a document.
+/// Adds an element to another one, or to the root of a document.
 pugi::xml_node append(pugi::xml_node parent, const char* name, Attributes attributes = {});
 
 /// Numbers as attributes have them, with blanks between: rounded to 1e-12, far below what single precision rounds, so
