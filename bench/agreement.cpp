@@ -1,5 +1,6 @@
 #include "bench/agreement.h"
 
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 
@@ -7,29 +8,21 @@ namespace korvel::bench {
 
 namespace {
 
-constexpr double tolerance = 1e-4;
+double deviation(const Eigen::MatrixXd& value, const Eigen::MatrixXd& truth) {
+  if (value.rows() != truth.rows() || value.cols() != truth.cols()) return std::numeric_limits<double>::infinity();
+  return (value - truth).cwiseAbs().maxCoeff<Eigen::PropagateNaN>();
+}
 
-class Agreement {
- public:
-  Agreement(const std::string& name, std::size_t state) : name_(name), state_(state) {}
+/// One beside the other.
+Eigen::MatrixXd joined(const std::vector<Peer::Pose>& poses) {
+  Eigen::MatrixXd all(3, 4 * static_cast<Eigen::Index>(poses.size()));
+  for (std::size_t b = 0; b < poses.size(); ++b) all.middleCols<4>(4 * static_cast<Eigen::Index>(b)) = poses[b];
+  return all;
+}
 
-  void require(const char* what, bool same_size, double difference) const {
-    // Not a number is no agreement either.
-    if (same_size && difference <= tolerance) return;
-    std::ostringstream text;
-    text << name_ << " does not agree with the module: " << what << ", state " << state_ << ", ";
-    same_size ? text << "off by " << difference << " of its scale" : text << "of another size";
-    throw std::runtime_error(text.str());
-  }
-  void require(const char* what, const Eigen::MatrixXd& value, const Eigen::MatrixXd& truth) const {
-    const bool same_size = value.rows() == truth.rows() && value.cols() == truth.cols();
-    require(what, same_size, same_size ? (value - truth).cwiseAbs().maxCoeff<Eigen::PropagateNaN>() : 0);
-  }
-
- private:
-  const std::string& name_;
-  std::size_t state_;
-};
+Eigen::VectorXd vector(const std::vector<double>& values) {
+  return Eigen::Map<const Eigen::VectorXd>(values.data(), static_cast<Eigen::Index>(values.size()));
+}
 
 /// The largest diagonal entries of the mass matrix: some joint inertias all but vanish in a pose of their own.
 Eigen::VectorXd massScale(Peer& reference, std::size_t state_count) {
@@ -44,30 +37,41 @@ Eigen::VectorXd massScale(Peer& reference, std::size_t state_count) {
 
 }  // namespace
 
-void requireAgreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count) {
+void compare(Peer& peer, Peer& reference, std::size_t state_count, const Compared& compared) {
+  const Eigen::VectorXd true_masses = vector(reference.masses());
+  const auto per_mass = true_masses.cwiseInverse().asDiagonal();
+  compared("masses", 0, deviation(per_mass * vector(peer.masses()), per_mass * true_masses));
+
   const Eigen::VectorXd mass_scale = massScale(reference, state_count);
   for (std::size_t state = 0; state < state_count; ++state) {
-    const Agreement agreement(name, state);
-
     for (Peer* p : {&peer, &reference}) p->setRootAndWrenches(state);
 
     for (Peer* p : {&peer, &reference}) p->computeKinematics(state);
-    const auto poses = peer.poses();
-    const auto true_poses = reference.poses();
-    agreement.require("poses", poses.size() == true_poses.size(), 0);
-    for (std::size_t b = 0; b < poses.size(); ++b) agreement.require("pose of a body", poses[b], true_poses[b]);
-    agreement.require("centre of mass", peer.com(), reference.com());
-    agreement.require("jacobian", peer.jacobian(), reference.jacobian());
+    compared("poses", state, deviation(joined(peer.poses()), joined(reference.poses())));
+    compared("centre of mass", state, deviation(peer.com(), reference.com()));
+    compared("jacobian", state, deviation(peer.jacobian(), reference.jacobian()));
 
     for (Peer* p : {&peer, &reference}) p->computeMass(state);
     const auto scale = mass_scale.cwiseInverse().asDiagonal();
-    agreement.require("mass matrix", scale * peer.mass() * scale, scale * reference.mass() * scale);
+    compared("mass matrix", state, deviation(scale * peer.mass() * scale, scale * reference.mass() * scale));
 
     for (Peer* p : {&peer, &reference}) p->computeDynamics(state);
     const Eigen::VectorXd true_torques = reference.torques();
     const double torque_scale = true_torques.cwiseAbs().maxCoeff();
-    agreement.require("torques", peer.torques() / torque_scale, true_torques / torque_scale);
+    compared("torques", state, deviation(peer.torques() / torque_scale, true_torques / torque_scale));
   }
+}
+
+void requireAgreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count) {
+  constexpr double tolerance = 1e-4;
+  compare(peer, reference, state_count, [&](const char* quantity, std::size_t state, double deviation) {
+    // Not a number is no agreement either.
+    if (deviation <= tolerance) return;
+    std::ostringstream text;
+    text << name << " does not agree with the module: " << quantity << ", state " << state << ", off by " << deviation
+         << " of its scale";
+    throw std::runtime_error(text.str());
+  });
 }
 
 }  // namespace korvel::bench

@@ -1,9 +1,12 @@
 /// DART: a skeleton on a free joint. It computes what is asked and what has changed since, so each item is a matter of
-/// setting the coordinates and asking. Joint by joint that is faster than by the skeleton's vectors.
+/// setting the coordinates and asking. Joint by joint that is faster than by the skeleton's vectors. From a file the
+/// skeleton has its joints in an order of its own.
 
 #include <dart/dynamics/FreeJoint.hpp>
 #include <dart/dynamics/RevoluteJoint.hpp>
 #include <dart/dynamics/Skeleton.hpp>
+#include <dart/utils/urdf/DartLoader.hpp>
+#include <stdexcept>
 
 #include "bench/peer.h"
 #include "bench/robot.h"
@@ -15,6 +18,7 @@ namespace {
 using dart::dynamics::BodyNode;
 using dart::dynamics::FreeJoint;
 using dart::dynamics::RevoluteJoint;
+using dart::dynamics::SkeletonPtr;
 
 BodyNode::Properties nodeProperties(const Body& body) {
   BodyNode::Properties properties;
@@ -58,21 +62,39 @@ struct Input {
   std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
 };
 
+SkeletonPtr buildSkeleton() {
+  SkeletonPtr skeleton = dart::dynamics::Skeleton::create();
+  for (const Body& body : robot()) {
+    if (body.parent < 0) {
+      skeleton->createJointAndBodyNodePair<FreeJoint>(nullptr, {}, nodeProperties(body));
+    } else {
+      BodyNode* parent = skeleton->getBodyNode(robot()[static_cast<std::size_t>(body.parent)].name);
+      skeleton->createJointAndBodyNodePair<RevoluteJoint>(parent, jointProperties(body), nodeProperties(body));
+    }
+  }
+  return skeleton;
+}
+
+SkeletonPtr readSkeleton(const std::filesystem::path& urdf) {
+  return dart::utils::DartLoader().parseSkeleton(std::filesystem::absolute(urdf).string());
+}
+
 class DartPeer final : public Peer {
  public:
-  explicit DartPeer(const States& states) : skeleton_(dart::dynamics::Skeleton::create()) {
+  DartPeer(const States& states, SkeletonPtr skeleton) : skeleton_(std::move(skeleton)) {
+    if (skeleton_ == nullptr) throw std::runtime_error("DART: no skeleton");
     skeleton_->setGravity({0, 0, -gravity});
     for (const Body& body : robot()) {
+      BodyNode* node = skeleton_->getBodyNode(body.name);
+      if (node == nullptr) throw std::runtime_error(std::string("DART: no body named ") + body.name);
+      bodies_.push_back(node);
       if (body.parent < 0) {
-        const auto created = skeleton_->createJointAndBodyNodePair<FreeJoint>(nullptr, {}, nodeProperties(body));
-        root_ = created.first;
-        bodies_.push_back(created.second);
+        root_ = jointOf<FreeJoint>(*node);
+        // DART has the angular part first.
+        for (const std::size_t d : {3U, 4U, 5U, 0U, 1U, 2U}) coordinates_.push_back(root_->getIndexInSkeleton(d));
       } else {
-        BodyNode* parent = bodies_[static_cast<std::size_t>(body.parent)];
-        const auto created =
-            skeleton_->createJointAndBodyNodePair<RevoluteJoint>(parent, jointProperties(body), nodeProperties(body));
-        joints_.push_back(created.first);
-        bodies_.push_back(created.second);
+        joints_.push_back(jointOf<RevoluteJoint>(*node));
+        coordinates_.push_back(joints_.back()->getIndexInSkeleton(0));
       }
     }
     for (const State& state : states) inputs_.emplace_back(state);
@@ -129,25 +151,34 @@ class DartPeer final : public Peer {
     return jacobianInRoot(root, columns_, root.col(3));
   }
 
-  Eigen::MatrixXd mass() const override {
-    Eigen::MatrixXd mass = skeleton_->getMassMatrix();
-    mass.topRows(3).swap(mass.middleRows(3, 3));
-    mass.leftCols(3).swap(mass.middleCols(3, 3));
-    return mass;
+  std::vector<double> masses() const override {
+    std::vector<double> masses;
+    for (const BodyNode* body : bodies_) masses.push_back(body->getMass());
+    return masses;
   }
 
+  Eigen::MatrixXd mass() const override { return skeleton_->getMassMatrix()(coordinates_, coordinates_); }
+
   Eigen::VectorXd torques() const override {
-    return skeleton_->getForces().tail(static_cast<Eigen::Index>(joints_.size()));
+    return skeleton_->getForces()(coordinates_).tail(static_cast<Eigen::Index>(joints_.size()));
   }
 
  private:
+  template <typename Joint>
+  static Joint* jointOf(BodyNode& body) {
+    const auto joint = dynamic_cast<Joint*>(body.getParentJoint());
+    if (joint == nullptr) throw std::runtime_error("DART: another joint than expected carries " + body.getName());
+    return joint;
+  }
+
   void setPositions(const Input& input) {
     for (std::size_t j = 0; j < joints_.size(); ++j) {
       joints_[j]->setPositionsStatic(input.q.segment<1>(static_cast<Eigen::Index>(j)).matrix());
     }
   }
 
-  dart::dynamics::SkeletonPtr skeleton_;
+  SkeletonPtr skeleton_;
+  std::vector<std::size_t> coordinates_;  ///< of the skeleton, in the module's order
   FreeJoint* root_ = nullptr;
   std::vector<RevoluteJoint*> joints_;
   std::vector<BodyNode*> bodies_;
@@ -157,8 +188,15 @@ class DartPeer final : public Peer {
   Eigen::MatrixXd columns_ = Eigen::MatrixXd::Zero(6, static_cast<Eigen::Index>(robot().size() - 1));
 };
 
-const PeerRegistration registration({"DART", "a skeleton on a free joint, set joint by joint",
-                                     [](const States& states) { return std::make_unique<DartPeer>(states); }});
+const PeerRegistration registration({"DART",
+                                     DART_VERSION,
+                                     "a skeleton on a free joint, set joint by joint",
+                                     [](const States& states) {
+                                       return std::make_unique<DartPeer>(states, buildSkeleton());
+                                     },
+                                     {{"urdf", [](const States& states, const auto& file) {
+                                         return std::make_unique<DartPeer>(states, readSkeleton(file));
+                                       }}}});
 
 }  // namespace
 

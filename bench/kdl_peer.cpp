@@ -6,11 +6,14 @@
 /// it has one for chains only, so each limb is a chain of its own, with the root's joints in front. Inverse dynamics:
 /// its solver for trees.
 
+#include <kdl/config.h>
+
 #include <Eigen/LU>
 #include <kdl/chain.hpp>
 #include <kdl/chaindynparam.hpp>
 #include <kdl/tree.hpp>
 #include <kdl/treeidsolver_recursive_newton_euler.hpp>
+#include <kdl_parser/kdl_parser.hpp>
 #include <stdexcept>
 
 #include "bench/peer.h"
@@ -46,8 +49,32 @@ KDL::Segment segment(const Body& body) {
   return KDL::Segment(body.name, joint, X_PB, inertia(body));
 }
 
-/// The root's joints, the last of which moves the root. Only one of several chains may carry its mass.
-std::vector<KDL::Segment> rootSegments(bool with_mass) {
+/// All bodies, the root too.
+std::vector<KDL::Segment> buildSegments() {
+  std::vector<KDL::Segment> segments;
+  for (const Body& body : robot()) segments.push_back(segment(body));
+  return segments;
+}
+
+/// The same from a file. KDL has the root's joint there as a fixed one.
+std::vector<KDL::Segment> readSegments(const std::filesystem::path& urdf) {
+  KDL::Tree tree;
+  if (!kdl_parser::treeFromFile(urdf.string(), tree)) throw std::runtime_error("KDL: cannot read " + urdf.string());
+  std::vector<KDL::Segment> segments;
+  for (const Body& body : robot()) {
+    const auto found = tree.getSegment(body.name);
+    const bool is_root = body.parent < 0;
+    if (found == tree.getSegments().end() ||
+        (!is_root && found->second.parent->first != robot()[static_cast<std::size_t>(body.parent)].name)) {
+      throw std::runtime_error(std::string("KDL: not where it belongs: ") + body.name);
+    }
+    segments.push_back(found->second.segment);
+  }
+  return segments;
+}
+
+/// The root's joints, the last of which moves the root.
+std::vector<KDL::Segment> rootSegments(const KDL::RigidBodyInertia& root) {
   using KDL::Joint;
   std::vector<KDL::Segment> segments;
   const auto add = [&](const char* name, Joint::JointType type, const KDL::RigidBodyInertia& moved) {
@@ -59,7 +86,7 @@ std::vector<KDL::Segment> rootSegments(bool with_mass) {
   add("z", Joint::TransZ, nothing);
   add("yaw", Joint::RotZ, nothing);
   add("pitch", Joint::RotY, nothing);
-  add(robot()[0].name, Joint::RotX, with_mass ? inertia(robot()[0]) : nothing);
+  add(robot()[0].name, Joint::RotX, root);
   return segments;
 }
 
@@ -74,9 +101,9 @@ struct Input {
         q(joined(state.root_q, state.joint_pos)),
         dq(joined(state.root_dq, state.joint_vel)),
         ddq(joined(state.root_ddq, state.joint_acc)) {
+    const auto on_feet = toVectors(state.wrenches);
     for (std::size_t i = 0; i < feet.size(); ++i) {
-      const std::vector<float>& w = state.wrenches[i];
-      wrenches[robot()[feet[i]].name] = {KDL::Vector(w[0], w[1], w[2]), KDL::Vector(w[3], w[4], w[5])};
+      wrenches[robot()[feet[i]].name] = {toKdl(on_feet[i].head<3>()), toKdl(on_feet[i].tail<3>())};
     }
   }
 
@@ -95,12 +122,12 @@ struct Input {
 /// it stays where it is.
 class Limb {
  public:
-  Limb(std::size_t first_joint, bool with_root_mass)
+  Limb(std::size_t first_joint, const KDL::RigidBodyInertia& root)
       : first_joint_(root_joints + static_cast<Eigen::Index>(first_joint)) {
-    for (const KDL::Segment& s : rootSegments(with_root_mass)) chain_.addSegment(s);
+    for (const KDL::Segment& s : rootSegments(root)) chain_.addSegment(s);
   }
 
-  void add(const Body& body) { chain_.addSegment(segment(body)); }
+  void add(const KDL::Segment& body) { chain_.addSegment(body); }
 
   void prepare() {
     solver_ = std::make_unique<KDL::ChainDynParam>(chain_, gravity_world);
@@ -129,29 +156,32 @@ class Limb {
 
 class KdlPeer final : public Peer {
  public:
-  explicit KdlPeer(const States& states) : tree_(base), frames_(robot().size()) {
+  KdlPeer(const States& states, const std::vector<KDL::Segment>& bodies) : tree_(base), frames_(bodies.size()) {
     for (const State& state : states) inputs_.emplace_back(state);
     std::string end = base;
     const auto addToTree = [&](const KDL::Segment& s, const std::string& parent) {
       if (!tree_.addSegment(s, parent)) throw std::runtime_error("KDL: no such parent");
       end = s.getName();
     };
-    for (const KDL::Segment& s : rootSegments(true)) addToTree(s, end);
-    for (std::size_t b = 1; b < robot().size(); ++b) {
-      const Body& body = robot()[b];
-      const auto parent = static_cast<std::size_t>(body.parent);
-      segments_.push_back(segment(body));
+    for (const KDL::Segment& s : rootSegments(bodies[0].getInertia())) addToTree(s, end);
+    for (std::size_t b = 1; b < bodies.size(); ++b) {
+      const auto parent = static_cast<std::size_t>(robot()[b].parent);
+      segments_.push_back(bodies[b]);
       parents_.push_back(parent);
       addToTree(segments_.back(), robot()[parent].name);
-      if (parent == 0) limbs_.push_back(std::make_unique<Limb>(b - 1, limbs_.empty()));
+      if (parent == 0) {
+        // Only one of the chains may carry the root's mass.
+        const auto root = limbs_.empty() ? bodies[0].getInertia() : KDL::RigidBodyInertia::Zero();
+        limbs_.push_back(std::make_unique<Limb>(b - 1, root));
+      }
       if (parent != 0 && parent != b - 1) throw std::runtime_error("KDL: a limb is no chain");
-      limbs_.back()->add(body);
+      limbs_.back()->add(bodies[b]);
     }
     for (const auto& limb : limbs_) limb->prepare();
-    for (const Body& body : robot()) {
-      masses_.push_back(body.mass);
-      coms_body_.push_back(toKdl(body.com_body));
-      total_mass_ += body.mass;
+    for (const KDL::Segment& body : bodies) {
+      masses_.push_back(body.getInertia().getMass());
+      coms_body_.push_back(body.getInertia().getCOG());
+      total_mass_ += masses_.back();
     }
     const auto coordinates = static_cast<Eigen::Index>(tree_.getNrOfJoints());
     columns_.resize(segments_.size());
@@ -209,6 +239,8 @@ class KdlPeer final : public Peer {
     return jacobianInRoot(root, columns, root.col(3));
   }
 
+  std::vector<double> masses() const override { return masses_; }
+
   /// The module has the root's velocities in root axes, KDL in the world and as rates of three angles.
   Eigen::MatrixXd mass() const override {
     const Eigen::VectorXd& q = root_->q.data;
@@ -244,10 +276,14 @@ class KdlPeer final : public Peer {
   KDL::JntArray torques_;
 };
 
-const PeerRegistration registration({"KDL",
-                                     "on six joints for the root: poses, centre of mass and jacobian in a sweep over "
-                                     "its segments; mass matrix limb by limb; its inverse dynamics for trees",
-                                     [](const States& states) { return std::make_unique<KdlPeer>(states); }});
+const PeerRegistration registration(
+    {"KDL",
+     KDL_VERSION_STRING,
+     "on six joints for the root: poses, centre of mass and jacobian in a sweep over its segments; mass matrix limb by "
+     "limb; its inverse dynamics for trees",
+     [](const States& states) { return std::make_unique<KdlPeer>(states, buildSegments()); },
+     {{"urdf",
+       [](const States& states, const auto& file) { return std::make_unique<KdlPeer>(states, readSegments(file)); }}}});
 
 }  // namespace
 

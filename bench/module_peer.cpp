@@ -28,6 +28,12 @@ Eigen::MatrixXd ModulePeer::jacobian() const {
   return jacobian.rightCols(jacobian.cols() - 6).cast<double>();
 }
 
+std::vector<double> ModulePeer::masses() const {
+  std::vector<double> masses;
+  for (unsigned long b = 0; b < robot_->getNbBodies(); ++b) masses.push_back(static_cast<double>(robot_->getMass(b)));
+  return masses;
+}
+
 Eigen::VectorXd ModulePeer::torques() const {
   const tesk::FloatRange torques = robot_->getJointAnglesTorque();
   return Eigen::Map<const Eigen::VectorXf>(torques.first, static_cast<Eigen::Index>(torques.size())).cast<double>();

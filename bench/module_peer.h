@@ -18,6 +18,7 @@ class ModulePeer final : public Peer {
   std::vector<Pose> poses() const override;
   Eigen::Vector3d com() const override;
   Eigen::MatrixXd jacobian() const override;
+  std::vector<double> masses() const override;
   Eigen::MatrixXd mass() const override { return robot_->getGeneralizedMass().cast<double>(); }
   Eigen::VectorXd torques() const override;
 

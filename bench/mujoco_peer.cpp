@@ -33,7 +33,7 @@ class ModelText {
 
   void writeBody(std::size_t id) {
     const Body& body = robot()[id];
-    text_ << "<body pos='", write(body.p_PB);
+    text_ << "<body name='" << body.name << "' pos='", write(body.p_PB);
     text_ << "' xyaxes='", write(body.R_PB.col(0)), text_ << ' ', write(body.R_PB.col(1)), text_ << "'>";
     text_ << (body.parent < 0 ? "<freejoint/>" : "<joint axis='0 0 1'/>");
     text_ << "<inertial mass='" << body.mass << "' pos='", write(body.com_body);
@@ -50,16 +50,22 @@ class ModelText {
 using Model = std::unique_ptr<mjModel, decltype(&mj_deleteModel)>;
 using Data = std::unique_ptr<mjData, decltype(&mj_deleteData)>;
 
-Model loadModel(const std::string& text) {
+/// From a file, or from one in memory.
+Model loadModel(const std::string& name, const mjVFS* files) {
+  char error[1000] = "";
+  Model model(mj_loadXML(name.c_str(), files, error, sizeof error), mj_deleteModel);
+  if (model == nullptr) throw std::runtime_error(std::string("MuJoCo: ") + error);
+  return model;
+}
+
+Model buildModel(const std::string& text) {
   const char* name = "robot.xml";
   const auto files = std::make_unique<mjVFS>();
   mj_defaultVFS(files.get());
   mj_makeEmptyFileVFS(files.get(), name, static_cast<int>(text.size()));
   std::memcpy(files->filedata[0], text.data(), text.size());
-  char error[1000] = "";
-  Model model(mj_loadXML(name, files.get(), error, sizeof error), mj_deleteModel);
+  Model model = loadModel(name, files.get());
   mj_deleteVFS(files.get());
-  if (model == nullptr) throw std::runtime_error(std::string("MuJoCo: ") + error);
   return model;
 }
 
@@ -91,8 +97,14 @@ struct Input {
 
 class MujocoPeer final : public Peer {
  public:
-  explicit MujocoPeer(const States& states) : model_(loadModel(ModelText().str())) {
+  MujocoPeer(const States& states, Model model) : model_(std::move(model)) {
     if (data_ == nullptr) throw std::runtime_error("MuJoCo: no memory for the state");
+    for (std::size_t b = 0; b < robot().size(); ++b) {
+      // Body 0 is the world.
+      if (mj_name2id(model_.get(), mjOBJ_BODY, robot()[b].name) != static_cast<int>(b + 1)) {
+        throw std::runtime_error(std::string("MuJoCo: out of order: ") + robot()[b].name);
+      }
+    }
     for (const State& state : states) inputs_.emplace_back(state, model_->nq, model_->nv);
   }
 
@@ -142,6 +154,8 @@ class MujocoPeer final : public Peer {
     return jacobianInRoot(poses()[0], columns, com());
   }
 
+  std::vector<double> masses() const override { return {model_->body_mass + 1, model_->body_mass + model_->nbody}; }
+
   Eigen::MatrixXd mass() const override {
     // The module has the root's linear velocity in root axes.
     Eigen::MatrixXd T = Eigen::MatrixXd::Identity(model_->nv, model_->nv);
@@ -168,9 +182,17 @@ class MujocoPeer final : public Peer {
   const Input* root_ = nullptr;  ///< the inputs whose root and wrenches are in force
 };
 
+std::unique_ptr<Peer> readPeer(const States& states, const std::filesystem::path& file) {
+  return std::make_unique<MujocoPeer>(states, loadModel(file.string(), nullptr));
+}
+
 const PeerRegistration registration({"MuJoCo",
+                                     mj_versionString(),
                                      "its stages kinematics and comPos; then crb and fullM; or comVel, rne and applyFT",
-                                     [](const States& states) { return std::make_unique<MujocoPeer>(states); }});
+                                     [](const States& states) {
+                                       return std::make_unique<MujocoPeer>(states, buildModel(ModelText().str()));
+                                     },
+                                     {{"mjcf", readPeer}, {"urdf", readPeer}}});
 
 }  // namespace
 

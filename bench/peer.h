@@ -2,7 +2,9 @@
 
 #include <Eigen/Core>
 #include <array>
+#include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,6 +36,8 @@ class Peer {
   virtual Eigen::Vector3d com() const = 0;
   /// 6 x joints, in the module's form: root axes, angular rows first, the point at the root's origin.
   virtual Eigen::MatrixXd jacobian() const = 0;
+  /// Of each body [kg].
+  virtual std::vector<double> masses() const = 0;
   /// In the module's coordinates.
   virtual Eigen::MatrixXd mass() const = 0;
   virtual Eigen::VectorXd torques() const = 0;
@@ -45,9 +49,13 @@ class Peer {
 };
 
 struct PeerEntry {
+  using FromFile = std::function<std::unique_ptr<Peer>(const States&, const std::filesystem::path&)>;
+
   std::string name;
+  std::string version;
   std::string note;  ///< how it is used, in one line
   std::function<std::unique_ptr<Peer>(const States&)> make;
+  std::map<std::string, FromFile> read;  ///< by the format of the file: urdf, mjcf
 };
 
 /// The peers that this program was built with.

@@ -9,7 +9,6 @@ namespace korvel::bench {
 
 namespace {
 
-constexpr std::size_t state_count = 256;
 constexpr std::size_t joint_count = std::size(metapod::models::KorvelRobot::bodies) - 1;
 
 class Source {
@@ -35,9 +34,9 @@ class Source {
 
 }  // namespace
 
-States seededStates() {
+States seededStates(std::size_t count) {
   Source source;
-  States states(state_count);
+  States states(count);
   for (std::size_t k = 0; k < states.size(); ++k) {
     State& state = states[k];
     state.joint_pos = source.joints();

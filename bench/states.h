@@ -19,8 +19,8 @@ struct State : host::State {
 
 using States = std::vector<State>;
 
-/// 256 states, the same at every call: joints and root within one radian and one metre, rates of that size, the weight
-/// of some kilograms on each foot.
-States seededStates();
+/// States, the same at every call, few of them the first of many: joints and root within one radian and one metre,
+/// rates of that size, the weight of some kilograms on each foot.
+States seededStates(std::size_t count = 256);
 
 }  // namespace korvel::bench

@@ -8,6 +8,7 @@ namespace korvel::host {
 
 /// Adds the subcommand of that name. It runs while the command line is parsed and throws Error or Findings.
 void addInfo(CLI::App& app);
+void addExport(CLI::App& app);
 void addRun(CLI::App& app);
 void addValidate(CLI::App& app);
 

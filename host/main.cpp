@@ -34,6 +34,7 @@ int parseAndRun(int argc, char** argv) {
   app.require_subcommand(1);
   try {
     addInfo(app);
+    addExport(app);
     addRun(app);
     addValidate(app);
     app.parse(argc, argv);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 
 #include "host/module.h"
 #include "host/motion.h"
@@ -58,6 +59,12 @@ TEST_F(Command, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"run good.csv", "--output is required"},
       {"run -o results.csv", "MOTION is required"},
       {"info --colour", "--colour"},
+      {"info --json --dot", "excludes"},
+      {"export", "required"},
+      {"export --urdf ''", "expected the path of an output file"},
+      {"export --urdf old.csv --mjcf directory", "directory: cannot write"},
+      {"export --urdf model --mjcf model", "model: cannot write"},
+      {"export --svg nowhere/robot.svg", "No such file or directory"},
       {"validate none.so --json out.json", "cannot read module 'none.so'"},
       {"validate --json nowhere/out.json", "No such file or directory"},
       {"validate --only no-such-check", "no check up to level 4 matches 'no-such-check'"},
@@ -179,6 +186,52 @@ TEST_F(Command, InfoShowsEveryBodyAndTheTotalMass) {
     EXPECT_NE(outcome.out.find(row), std::string::npos) << row;
   }
   EXPECT_NE(outcome.out.find(fmt::format("total mass {:.5f} kg", system->getMass())), std::string::npos);
+}
+
+// Programs read what the interface says, and the conventions are those that people read.
+TEST_F(Command, InfoSpeaksJson) {
+  const Outcome outcome = host("info --json");
+  EXPECT_EQ(outcome.status, 0);
+  const auto robot = nlohmann::json::parse(outcome.out);
+  const System system = Module(KORVEL_MODULE).create();
+  system->computeFwdKinematics();
+  const auto parents = system->getParentsVector();
+  ASSERT_EQ(robot["bodies"].size(), system->getNbBodies());
+  EXPECT_EQ(robot["mass"].get<float>(), system->getMass());
+  using Floats = std::vector<float>;
+  for (unsigned long b = 0; b < system->getNbBodies(); ++b) {
+    const auto& body = robot["bodies"][b];
+    EXPECT_EQ(body["index"], b);
+    EXPECT_EQ(body["name"], system->getBodyName(b));
+    EXPECT_EQ(body["mass"].get<float>(), system->getMass(b));
+    const QZ::Math::Transform& pose = system->getPose(b);
+    EXPECT_EQ(body["origin_root"].get<Floats>(), (Floats{pose.tx, pose.ty, pose.tz})) << body;
+    const auto com_body = body["com_body"].get<Floats>();
+    const QZ::Math::Position3D com = pose * QZ::Math::Position3D(com_body[0], com_body[1], com_body[2]);
+    EXPECT_NEAR(com.x, system->getComPosition(b).x, 1e-6F) << body;
+    EXPECT_NEAR(com.y, system->getComPosition(b).y, 1e-6F) << body;
+    EXPECT_NEAR(com.z, system->getComPosition(b).z, 1e-6F) << body;
+    if (b == 0) {
+      EXPECT_TRUE(body["parent"].is_null());
+      EXPECT_EQ(body["coordinates"], (std::vector<int>{0, 1, 2, 3, 4, 5}));
+      continue;
+    }
+    EXPECT_EQ(body["parent"], parents[b]);
+    EXPECT_EQ(body["joint"], system->getJointAngleName(b - 1));
+    EXPECT_EQ(body["joint_angle"], b - 1);
+    EXPECT_EQ(body["coordinates"], std::vector<unsigned long>{5 + b});
+    // The joint's column of the jacobian begins with its axis.
+    const Eigen::Vector3f axis = system->getJacobianInRoot().col(static_cast<Eigen::Index>(5 + b)).head<3>();
+    for (std::size_t i = 0; i < 3; ++i) {
+      EXPECT_NEAR(body["axis_root"].at(i).get<float>(), axis(static_cast<Eigen::Index>(i)), 2e-6F) << body;
+    }
+  }
+  const std::string table = host("info").out;
+  for (const auto& [subject, text] : robot["conventions"].items()) {
+    const std::string line = fmt::format("\n{:<12}  {}\n", subject, text.get<std::string>());
+    EXPECT_NE(table.find(line), std::string::npos) << line;
+  }
+  EXPECT_NE(robot["conventions"]["com jacobian"].get<std::string>().find("the host divides"), std::string::npos);
 }
 
 }  // namespace

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "host/robot.h"
+
+namespace korvel::host {
+
+/// A drawing of the bodies' frames and joint axes at joint angles of zero, from the front and from the side.
+std::string toSvg(const Robot& robot);
+
+}  // namespace korvel::host

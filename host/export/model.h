@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/export/inertia.h"
+
+namespace korvel::host {
+
+/// The robot as a file for ROS and its relatives. A joint "floating" from a link "world" carries the root.
+std::string toUrdf(const Robot& robot, const Inertias& inertias);
+
+/// The robot as a file for MuJoCo.
+std::string toMjcf(const Robot& robot, const Inertias& inertias);
+
+/// What both files show of a body, as viewers want to see something: a ball of water of the body's mass about its
+/// centre of mass [m].
+double ballRadius(const Body& body);
+/// And rods to the origins of its children: where these are, in the body's frame, unless they are at its own origin.
+std::vector<Eigen::Vector3d> rodEnds(const Robot& robot, std::size_t body);
+constexpr double rod_radius = 0.006;
+
+/// Opens every file: who wrote it and what it says of inertias.
+std::string headline(const Inertias& inertias);
+
+}  // namespace korvel::host

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <Eigen/Geometry>
+#include <initializer_list>
+#include <pugixml.hpp>
+#include <string>
+#include <utility>
+
+namespace korvel::host {
+
+using Attributes = std::initializer_list<std::pair<const char*, std::string>>;
+
+/// Adds an element to another one, or to the root of a document.
+pugi::xml_node append(pugi::xml_node parent, const char* name, Attributes attributes = {});
+
+/// Numbers as attributes have them, with blanks between: rounded to 1e-12, far below what single precision rounds, so
+/// that nothing of the rounding of double precision shows.
+std::string numbers(double value);
+std::string numbers(const Eigen::Vector3d& v);
+std::string numbers(const Eigen::Quaterniond& q);  ///< w first
+
+/// For what may be smaller: as many digits as give the same value back.
+std::string allDigits(double value);
+std::string allDigits(const Eigen::Vector3d& v);
+
+std::string toString(const pugi::xml_document& document);
+
+}  // namespace korvel::host
