@@ -62,7 +62,9 @@ void addRun(CLI::App& app) {
       "with no contact to the ground: gravity and inertia are borne at the root.");
   const auto options = std::make_shared<RunOptions>();
   command->add_option("MOTION", options->motion, "Motion file")->required();
-  command->add_option("-o,--output", options->results, "Results file: torques, centre of mass, body positions")
+  command
+      ->add_option("-o,--output", options->results,
+                   "Results file: torques, centre of mass, positions of the bodies and of their centres of mass")
       ->type_name("RESULTS")
       ->required();
   addModuleOption(*command, options->module);
