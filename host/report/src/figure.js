@@ -1,5 +1,6 @@
 // The animated figure: camera, ground, letters, and what draws them when something has changed.
 import {
+  Box3,
   DirectionalLight,
   GridHelper,
   HemisphereLight,
@@ -12,11 +13,10 @@ import {
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
 import {colour, onScheme} from './colours.js';
 import {element} from './dom.js';
-import {extent} from './motion.js';
 import {at, Robot} from './scene.js';
 
 const cell = 0.1;  // m, of the grid
-const margin = 0.06;  // m, for the spheres and letters around the points
+const margin = 0.05;  // m, for the spheres and letters around the points
 
 Object3D.DEFAULT_UP.set(0, 0, 1);
 
@@ -28,13 +28,19 @@ const views = {
   Top: [-1e-3, 0, 1],
 };
 
-// The corners of the box that the motion stays in, and its middle.
-function bounds({bodies, ground}) {
-  const [x, y, z] = [0, 1, 2].map((axis) => extent(bodies.flatMap(({origin, com}) => [origin[axis], com[axis]])));
-  z[0] = Math.min(z[0], ground.z);
-  const corners = x.flatMap((x) => y.flatMap((y) => z.map((z) => new Vector3(x, y, z))));
-  const middle = corners[0].clone().add(corners[7]).divideScalar(2);
-  return {corners, middle, radius: Math.max(corners[0].distanceTo(middle), 0.1)};
+const most_samples = 200;  // for the bounds of a long motion
+
+// Points that the motion goes through, and the middle of the box around them.
+function bounds({time, bodies, ground}) {
+  const box = new Box3();
+  const points = [];
+  const stride = Math.ceil(time.length / most_samples);
+  for (let sample = 0; sample < time.length; sample += stride) {
+    for (const {com} of bodies) points.push(at(com, sample));
+    points.push(at(bodies[0].com, sample).setZ(ground.z));
+  }
+  box.setFromPoints(points);
+  return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
 }
 
 class Ground {
@@ -100,16 +106,16 @@ class Figure {
 
   // All of the motion, seen from `direction`.
   look(direction) {
-    const {corners, middle} = this.bounds;
+    const {points, middle} = this.bounds;
     const {camera, controls} = this;
     controls.target.copy(middle);
     camera.position.set(...direction).normalize().add(middle);
     controls.update();
     camera.updateMatrixWorld();
-    // How far back a corner with its margin needs the camera, which is at 1 m from the middle.
+    // How far back a point with its margin needs the camera, which is 1 m from the middle.
     const slope = Math.tan((camera.fov * Math.PI) / 360);
-    const needs = corners.map((corner) => {
-      const {x, y, z} = corner.clone().applyMatrix4(camera.matrixWorldInverse);
+    const needs = points.map((point) => {
+      const {x, y, z} = point.clone().applyMatrix4(camera.matrixWorldInverse);
       return z + 1 + Math.max((Math.abs(x) + margin) / camera.aspect, Math.abs(y) + margin) / slope;
     });
     camera.position.sub(middle).setLength(Math.max(...needs)).add(middle);

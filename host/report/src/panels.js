@@ -44,7 +44,7 @@ function torquePanel(motion, limb, timeline, selection, range) {
         return {values: torque, stroke: () => curveColour(level), dash: curveDash(level)};
       });
       const chart = new Chart(place, timeline, {
-        height: limb.side === 'middle' ? 110 : 150,
+        height: limb.side === 'middle' ? 96 : 134,
         curves,
         range,
         onCurve: (i) => selection.select(limb.joints[i]),
@@ -85,7 +85,7 @@ export function addComCharts(panel, motion, timeline) {
     panel.append(element('h3', {}, name, value), place);
     const bottom = axis === motion.com.length - 1;
     const chart = new Chart(place, timeline, {
-      height: bottom ? 86 : 62,
+      height: bottom ? 82 : 58,
       curves: [{values: motion.com[axis], stroke: () => colour('com')}],
       range: () => [middle - half, middle + half],
       shows_time: bottom,
