@@ -2,7 +2,7 @@
 import {execFileSync} from 'node:child_process';
 import {mkdtempSync, readFileSync, rmSync} from 'node:fs';
 import {tmpdir} from 'node:os';
-import {join} from 'node:path';
+import {basename, join} from 'node:path';
 import {pathToFileURL} from 'node:url';
 import {chromium} from 'playwright-core';
 
@@ -24,7 +24,7 @@ export const motions = KORVEL_MOTIONS;
 export class Report {
   constructor(motion) {
     this.folder = mkdtempSync(join(tmpdir(), 'korvel-'));
-    const results = join(this.folder, 'results.csv');
+    const results = join(this.folder, `${basename(motion, '.csv')}-results.csv`);
     this.page = join(this.folder, 'page.html');
     execFileSync(KORVEL_HOST, ['run', motion, '-o', results]);
     execFileSync(KORVEL_HOST, ['report', results, '-o', this.page]);

@@ -57,7 +57,7 @@ export class Chart {
     this.#strong = curve;
     this.plot.series.slice(1).forEach((series, i) => {
       series.width = i === curve ? 3 : 1.5;
-      series.alpha = curve === null || i === curve ? 1 : 0.55;
+      series.alpha = curve === null || i === curve ? 1 : 0.7;
     });
     this.plot.redraw();
     this.showTime();

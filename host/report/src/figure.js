@@ -11,7 +11,7 @@ import {
   WebGLRenderer,
 } from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
-import {colour, onScheme} from './colours.js';
+import {colour, curveName, onScheme} from './colours.js';
 import {element} from './dom.js';
 import {at, Robot} from './scene.js';
 
@@ -96,7 +96,7 @@ class Figure {
     canvas.style.touchAction = 'pan-y';
     this.controls.addEventListener('change', () => this.draw());
     timeline.addEventListener('time', () => this.draw());
-    selection.addEventListener('joint', () => this.draw());
+    selection.addEventListener('joint', () => this.#recolour());
     onScheme(() => this.#recolour());
     new ResizeObserver(() => this.#resize()).observe(stage);
     this.#recolour();
@@ -134,7 +134,7 @@ class Figure {
     this.#drawing = true;
     requestAnimationFrame(() => {
       this.#drawing = false;
-      this.robot.show(this.timeline.sample, this.selection.joint, colour);
+      this.robot.show(this.timeline.sample, this.selection.joint);
       this.renderer.render(this.scene, this.camera);
       this.letters.show(this.timeline.sample, this.camera, this.size);
     });
@@ -144,6 +144,7 @@ class Figure {
     this.scene.remove(this.grid);
     this.grid = this.ground.grid();
     this.scene.add(this.grid);
+    this.robot.recolour(this.selection.joint);
     this.draw();
   }
 
@@ -159,7 +160,7 @@ class Figure {
 
 function showCaption(caption, motion, timeline, {joint}) {
   const {name, torque, level} = motion.joints[joint];
-  caption.style.setProperty('--curve', `var(--curve-${level % 6})`);
+  caption.style.setProperty('--curve', `var(--${curveName(level)})`);
   caption.replaceChildren(element('i', {class: 'swatch'}), element('span', {}, name),
                           element('span', {class: 'value'}, `${torque[timeline.sample].toFixed(4)} N m`));
 }

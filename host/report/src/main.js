@@ -1,5 +1,7 @@
 import 'uplot/dist/uPlot.min.css';
-import './style.css';
+import './colours.css';
+import './parts.css';
+import './page.css';
 
 import {addControls} from './controls.js';
 import {element} from './dom.js';

@@ -1,6 +1,6 @@
 // The charts of the page, each with a heading and the values at the time shown.
 import {Chart} from './charts.js';
-import {colour, curveColour, curveDash} from './colours.js';
+import {colour, curveColour, curveDash, curveName} from './colours.js';
 import {element} from './dom.js';
 import {extent} from './motion.js';
 
@@ -19,7 +19,7 @@ function badge(side) {
 function entry(motion, selection, j) {
   const {name, level, torque} = motion.joints[j];
   const swatch = element('i', {class: 'swatch'});
-  swatch.style.setProperty('--curve', `var(--curve-${level % 6})`);
+  swatch.style.setProperty('--curve', `var(--${curveName(level)})`);
   const value = element('span', {class: 'value'});
   const button = element('button', {type: 'button', class: 'entry', 'data-joint': name}, swatch,
                          element('span', {class: 'name'}, name), value);

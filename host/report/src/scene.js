@@ -13,6 +13,7 @@ import {
   SphereGeometry,
   Vector3,
 } from 'three';
+import {colour, curveColour} from './colours.js';
 
 const density = 3000;  // kg/m^3, of the spheres
 const rod_radius = 0.009;
@@ -85,7 +86,7 @@ class CentreOfMass {
     this.ring.position.copy(this.ball.position).setZ(this.motion.ground.z);
     span(this.drop, this.ring.position, this.ball.position, 0.002);
   }
-  recolour(colour) {
+  recolour() {
     this.solid.color.set(colour('com'));
     this.line.color.set(colour('com'));
   }
@@ -103,18 +104,17 @@ export class Robot extends Group {
     this.add(...this.bodies.flatMap(({meshes}) => meshes), this.halo, ...this.com.meshes);
   }
 
-  // The body that the selected joint turns has the colour of the joint's curve.
-  show(sample, joint, colour) {
-    for (const body of this.bodies) {
-      body.show(sample);
-      body.material.color.set(colour(`side-${body.side}`));
-    }
-    const {body, level} = this.motion.joints[joint];
-    const selected = colour(`curve-${level % 6}`);
-    this.bodies[body].material.color.set(selected);
-    this.halo.material.color.set(selected);
-    at(this.motion.bodies[body].origin, sample, this.halo.position);
+  show(sample, joint) {
+    this.bodies.forEach((body) => body.show(sample));
+    at(this.motion.bodies[this.motion.joints[joint].body].origin, sample, this.halo.position);
     this.com.show(sample);
-    this.com.recolour(colour);
+  }
+
+  // The body that the selected joint turns has the colour of the joint's curve.
+  recolour(joint) {
+    for (const {material, side} of this.bodies) material.color.set(colour(`side-${side}`));
+    const {body, level} = this.motion.joints[joint];
+    for (const {material} of [this.bodies[body], this.halo]) material.color.set(curveColour(level));
+    this.com.recolour();
   }
 }
