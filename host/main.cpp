@@ -9,11 +9,13 @@
 
 namespace korvel::host {
 
-std::filesystem::path defaultModule() {
+std::filesystem::path ownFile(const char* name, const char* installed) {
   const std::filesystem::path directory = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  const std::filesystem::path built = directory / "libkorvel.so";
-  return std::filesystem::exists(built) ? built : directory.parent_path() / KORVEL_MODULE_DIRECTORY / "libkorvel.so";
+  const std::filesystem::path built = directory / name;
+  return std::filesystem::exists(built) ? built : directory.parent_path() / installed / name;
 }
+
+std::filesystem::path defaultModule() { return ownFile("libkorvel.so", KORVEL_MODULE_DIRECTORY); }
 
 void addModuleOption(CLI::App& command, std::filesystem::path& module) {
   command.add_option("--module", module, "The module to load")->type_name("FILE")->capture_default_str();
@@ -35,6 +37,7 @@ int parseAndRun(int argc, char** argv) {
   try {
     addInfo(app);
     addExport(app);
+    addReport(app);
     addRun(app);
     addValidate(app);
     app.parse(argc, argv);

@@ -3,11 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <limits>
 
-#include "host/csv_reader.h"
+#include "host/samples.h"
 
 namespace korvel::host {
 
@@ -33,36 +30,9 @@ std::vector<Eigen::Index> readHeader(const std::filesystem::path& path, const Cs
           path, header.line,
           fmt::format("expected a column named time, x, y, z, roll, pitch, yaw or as a joint, found '{:.40}'", field));
     }
-    const Eigen::Index column = name - names.begin();
-    if (std::find(columns.begin(), columns.end(), column) != columns.end()) {
-      throw errorAt(path, header.line, fmt::format("expected each column once, found a second '{}'", field));
-    }
-    columns.push_back(column);
-  }
-  const auto time = static_cast<Eigen::Index>(names.size()) - 1;
-  if (std::find(columns.begin(), columns.end(), time) == columns.end()) {
-    throw errorAt(path, header.line, "expected a column 'time', found none");
+    columns.push_back(name - names.begin());
   }
   return columns;
-}
-
-double readNumber(const std::filesystem::path& path, std::size_t line, const std::string& column,
-                  const std::string& field) {
-  double value{};
-  const char* end = field.data() + field.size();
-  // A sign in front of a digit, which spreadsheets write and from_chars does not take.
-  const bool has_plus = field.size() > 1 && field[0] == '+' && field[1] != '-';
-  const auto [stop, status] = std::from_chars(field.data() + (has_plus ? 1 : 0), end, value);
-  const bool is_number = stop == end && !field.empty() && status != std::errc::invalid_argument;
-  if (!is_number) {
-    throw errorAt(path, line, fmt::format("expected a number in column '{}', found '{:.40}'", column, field));
-  }
-  if (status != std::errc{} || !(std::abs(value) <= static_cast<double>(std::numeric_limits<float>::max()))) {
-    throw errorAt(
-        path, line,
-        fmt::format("expected a finite single-precision number in column '{}', found '{:.40}'", column, field));
-  }
-  return value;
 }
 
 }  // namespace
@@ -75,29 +45,15 @@ Names jointNames(const tesk::RigidBodySystem& system) {
 
 Motion readMotion(const std::filesystem::path& path, const Names& joint_names) {
   const Names names = columnNames(joint_names);
-  const std::vector<CsvRow> rows = readCsv(path);
-  if (rows.empty()) throw errorAt(path, 1, "expected a header row, found an empty file");
+  const std::vector<CsvRow> rows = readTable(path);
   const std::vector<Eigen::Index> columns = readHeader(path, rows.front(), names);
-  if (rows.size() == 1) throw errorAt(path, rows.front().line + 1, "expected a sample, found the end of the file");
+  const Eigen::ArrayXXd samples = readSamples(path, rows);
 
   const auto time = static_cast<Eigen::Index>(names.size()) - 1;
-  Eigen::ArrayXXd table = Eigen::ArrayXXd::Zero(static_cast<Eigen::Index>(rows.size()) - 1, time + 1);
+  Eigen::ArrayXXd table = Eigen::ArrayXXd::Zero(samples.rows(), time + 1);
+  for (std::size_t i = 0; i < columns.size(); ++i) table.col(columns[i]) = samples.col(static_cast<Eigen::Index>(i));
   std::vector<std::size_t> lines;
-  for (Eigen::Index sample = 0; sample < table.rows(); ++sample) {
-    const CsvRow& row = rows[static_cast<std::size_t>(sample) + 1];
-    lines.push_back(row.line);
-    if (row.fields.size() != columns.size()) {
-      throw errorAt(path, row.line, fmt::format("expected {} columns, found {}", columns.size(), row.fields.size()));
-    }
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-      const std::string& name = names[static_cast<std::size_t>(columns[i])];
-      table(sample, columns[i]) = readNumber(path, row.line, name, row.fields[i]);
-    }
-    if (sample > 0 && table(sample, time) <= table(sample - 1, time)) {
-      throw errorAt(path, row.line,
-                    fmt::format("expected a time after {}, found {}", table(sample - 1, time), table(sample, time)));
-    }
-  }
+  for (auto row = rows.begin() + 1; row != rows.end(); ++row) lines.push_back(row->line);
   return {table.col(time), table.leftCols(time), path, std::move(lines)};
 }
 

@@ -6,17 +6,28 @@
 
 namespace korvel::host {
 
-std::string resultsHeader(const tesk::RigidBodySystem& system) {
-  std::string header = "time";
-  const auto out = std::back_inserter(header);
+namespace {
+
+void addPoint(std::vector<std::string>& columns, const std::string& name) {
+  for (const char* axis : {"_x", "_y", "_z"}) columns.push_back(name + axis);
+}
+
+}  // namespace
+
+std::vector<std::string> resultsColumns(const tesk::RigidBodySystem& system) {
+  std::vector<std::string> columns{"time"};
   for (unsigned long j = 0; j < system.getNbJointAngles(); ++j) {
-    fmt::format_to(out, ",{}_torque", system.getJointAngleName(j));
+    columns.push_back(system.getJointAngleName(j) + "_torque");
   }
-  fmt::format_to(out, ",com_x,com_y,com_z,com_root_x,com_root_y,com_root_z");
-  for (unsigned long b = 0; b < system.getNbBodies(); ++b) {
-    fmt::format_to(out, ",{0}_x,{0}_y,{0}_z", system.getBodyName(b));
-  }
-  return header += '\n';
+  addPoint(columns, "com");
+  addPoint(columns, "com_root");
+  for (unsigned long b = 0; b < system.getNbBodies(); ++b) addPoint(columns, system.getBodyName(b));
+  for (unsigned long b = 0; b < system.getNbBodies(); ++b) addPoint(columns, system.getBodyName(b) + "_com");
+  return columns;
+}
+
+std::string resultsHeader(const tesk::RigidBodySystem& system) {
+  return fmt::format("{}\n", fmt::join(resultsColumns(system), ","));
 }
 
 std::string resultsRow(const tesk::RigidBodySystem& system, double time) {
@@ -29,6 +40,10 @@ std::string resultsRow(const tesk::RigidBodySystem& system, double time) {
   for (unsigned long b = 0; b < system.getNbBodies(); ++b) {
     const QZ::Math::Transform& pose = system.getPose(b);
     fmt::format_to(out, ",{},{},{}", pose.tx, pose.ty, pose.tz);
+  }
+  for (unsigned long b = 0; b < system.getNbBodies(); ++b) {
+    const QZ::Math::Position3D com = system.getComPosition(b);
+    fmt::format_to(out, ",{},{},{}", com.x, com.y, com.z);
   }
   return row += '\n';
 }

@@ -131,7 +131,9 @@ void addRun(CLI::App& app) {
       "have run to their end.");
   const auto options = std::make_shared<RunOptions>();
   command->add_option("MOTION", options->motions, "Motion files")->required();
-  command->add_option("-o,--output", options->output, "Results: torques, centre of mass, body positions")
+  command
+      ->add_option("-o,--output", options->output,
+                   "Results: torques, centre of mass, positions of the bodies and of their centres of mass")
       ->type_name("RESULTS")
       ->required();
   command->add_option("-j,--jobs", options->jobs, "Motions at a time, each on an object of its own")

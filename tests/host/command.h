@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <vector>
@@ -21,13 +22,23 @@ class CommandTest : public testing::Test {
   };
 
   /// Runs the executable in `directory_`, in a shell that has run `preparation`.
-  Outcome host(const std::string& arguments, const std::string& preparation = ":") const {
+  Outcome host(const std::string& arguments, const std::string& preparation = ":",
+               const std::string& executable = KORVEL_HOST_EXECUTABLE) const {
     const TemporaryDirectory streams;
     const std::string command =
-        fmt::format("{} && cd '{}' && '{}' {} >'{}' 2>'{}'", preparation, directory_.path().string(),
-                    KORVEL_HOST_EXECUTABLE, arguments, (streams / "out").string(), (streams / "err").string());
+        fmt::format("{} && cd '{}' && '{}' {} >'{}' 2>'{}'", preparation, directory_.path().string(), executable,
+                    arguments, (streams / "out").string(), (streams / "err").string());
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(streams / "out"), read(streams / "err")};
+  }
+
+  std::vector<std::string> files() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory_.path())) {
+      names.push_back(entry.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
   }
 
   /// Results of `motion.csv`: the column of each name.

@@ -18,17 +18,7 @@
 namespace korvel::host {
 namespace {
 
-class Command : public CommandTest {
- protected:
-  std::vector<std::string> files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory_.path())) {
-      names.push_back(entry.path().filename());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-};
+class Command : public CommandTest {};
 
 // Status 2, one line, and the directory as it was.
 TEST_F(Command, UnusableInputIsRefusedAndLeavesNothingBehind) {
@@ -172,9 +162,10 @@ TEST_F(Command, ResultsAreThoseOfTheInterface) {
     for (unsigned long body = 0; body < system->getNbBodies(); ++body) {
       const QZ::Math::Transform& pose = system->getPose(body);
       expectPoint(system->getBodyName(body), {pose.tx, pose.ty, pose.tz});
+      expectPoint(system->getBodyName(body) + "_com", system->getComPosition(body));
     }
   }
-  EXPECT_EQ(columns.size(), 1 + joints.size() + 6 + 3 * system->getNbBodies());
+  EXPECT_EQ(columns.size(), 1 + joints.size() + 6 + 6 * system->getNbBodies());
 }
 
 TEST_F(Command, InfoShowsEveryBodyAndTheTotalMass) {

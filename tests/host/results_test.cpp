@@ -54,7 +54,9 @@ TEST_F(Results, AreThoseOfTheTextbook) {
     double mass = 0;
     for (int b = 0; b < 25; ++b) {
       mass += truth.mass(b);
-      expectPoint(system->getBodyName(static_cast<unsigned long>(b)), truth.pose(b).translation());
+      const std::string& name = system->getBodyName(static_cast<unsigned long>(b));
+      expectPoint(name, truth.pose(b).translation());
+      expectPoint(name + "_com", truth.com(b));
     }
     expectPoint("com", truth.first_moment() / mass);
     expectPoint("com_root", truth.pose(0).inverse() * (truth.first_moment() / mass));

@@ -1,0 +1,97 @@
+#include <fmt/format.h>
+
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <system_error>
+
+#include "host/commands.h"
+#include "host/error.h"
+#include "host/module.h"
+#include "host/output_file.h"
+#include "host/report_data.h"
+#include "host/results.h"
+
+namespace korvel::host {
+
+namespace {
+
+struct ReportOptions {
+  std::filesystem::path module = defaultModule();
+  std::filesystem::path results;
+  std::filesystem::path page;
+};
+
+/// The page without data, if it was built.
+std::filesystem::path templatePath() { return ownFile("report.html", "share/korvel"); }
+
+/// Where the data go in the template.
+constexpr std::string_view placeholder = "@KORVEL_REPORT_DATA@";
+
+std::string readTemplate() {
+  const std::filesystem::path path = templatePath();
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  if (text.str().find(placeholder) == std::string::npos) {
+    throw Error(fmt::format("{}: expected a page with a place for the data, found none", path.string()));
+  }
+  return text.str();
+}
+
+/// Text for a script element of a page: no `<` that could end it. Names that are not UTF-8 lose what cannot be shown.
+std::string scriptText(const nlohmann::json& data) {
+  constexpr bool ascii = true;
+  const std::string text = data.dump(-1, ' ', ascii, nlohmann::json::error_handler_t::replace);
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (const char c : text) {
+    if (c == '<') {
+      escaped += "\\u003c";
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
+void report(const ReportOptions& options) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(options.results, options.page, ignored)) {
+    throw Error(options.page.string() + ": the report would replace the results");
+  }
+  const std::string page = readTemplate();
+  const System system = Module(options.module).create();
+  // All angles are 0: the poses in the root are those at rest.
+  system->computeFwdKinematics();
+  const ResultsTable results = readResults(options.results, resultsColumns(*system));
+
+  const std::string_view text = page;
+  const std::size_t place = text.find(placeholder);
+  OutputFile output(options.page);
+  output.write(text.substr(0, place));
+  output.write(scriptText(reportData(options.results.filename().string(), *system, results)));
+  output.write(text.substr(place + placeholder.size()));
+  output.commit();
+}
+
+}  // namespace
+
+void addReport(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("report", "One page that shows the results of a motion in any browser");
+  if (!std::filesystem::exists(templatePath())) {
+    // Not offered, and whoever knows it learns what is missing, whatever the arguments.
+    command->group("")->allow_extras()->callback(
+        [] { throw Error("report: its page was not built, install nodejs and npm and build korvel again"); });
+    return;
+  }
+  command->footer(
+      "RESULTS is a file that 'korvel-host run' wrote. The page has the figure of the bodies in motion, the curves of\n"
+      "the torques and of the centre of mass, and the peak torques. It opens from disk and needs no network.");
+  const auto options = std::make_shared<ReportOptions>();
+  command->add_option("RESULTS", options->results, "Results file")->required();
+  command->add_option("-o,--output", options->page, "Page to write")->type_name("PAGE")->required();
+  addModuleOption(*command, options->module);
+  command->callback([options] { report(*options); });
+}
+
+}  // namespace korvel::host

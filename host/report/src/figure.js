@@ -1,0 +1,190 @@
+// The animated figure: camera, ground, letters, and what draws them when something has changed.
+import {
+  Box3,
+  DirectionalLight,
+  GridHelper,
+  HemisphereLight,
+  Object3D,
+  PerspectiveCamera,
+  Scene,
+  Vector3,
+  WebGLRenderer,
+} from 'three';
+import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
+import {colour, curveName, onScheme} from './colours.js';
+import {element} from './dom.js';
+import {at, Robot} from './scene.js';
+
+const cell = 0.1;  // m, of the grid
+const margin = 0.05;  // m, for the spheres and letters around the points
+
+Object3D.DEFAULT_UP.set(0, 0, 1);
+
+// From where the camera looks, for a robot that faces x.
+const views = {
+  Oblique: [1, 0.75, 0.45],
+  Front: [1, 0, 0],
+  Side: [0, 1, 0],
+  Top: [-1e-3, 0, 1],
+};
+
+const most_samples = 200;  // for the bounds of a long motion
+
+// Points that the motion goes through, and the middle of the box around them.
+function bounds({time, bodies, ground}) {
+  const box = new Box3();
+  const points = [];
+  const stride = Math.ceil(time.length / most_samples);
+  for (let sample = 0; sample < time.length; sample += stride) {
+    for (const {com} of bodies) points.push(at(com, sample));
+    points.push(at(bodies[0].com, sample).setZ(ground.z));
+  }
+  box.setFromPoints(points);
+  return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
+}
+
+class Ground {
+  constructor({middle, radius}, z) {
+    this.cells = 2 * Math.ceil((1.4 * radius) / cell);
+    this.place = new Vector3(Math.round(middle.x / cell) * cell, Math.round(middle.y / cell) * cell, z);
+  }
+  // The helper's colours are fixed when it is made.
+  grid() {
+    const grid = new GridHelper(this.cells * cell, this.cells, colour('grid-strong'), colour('grid-strong'));
+    grid.rotateX(Math.PI / 2);
+    grid.position.copy(this.place);
+    return grid;
+  }
+}
+
+// Letters over the canvas, at points of the scene.
+class Letters {
+  constructor(place, motion) {
+    this.motion = motion;
+    const limbs = motion.limbs.filter(({side}) => side !== 'middle');
+    this.letters = limbs.map(({side, bodies}) => ({
+      columns: motion.bodies[bodies[bodies.length - 1]].com,
+      node: element('span', {class: `letter ${side}`}, side[0].toUpperCase()),
+    }));
+    place.append(...this.letters.map(({node}) => node));
+  }
+  show(sample, camera, {width, height}) {
+    for (const {columns, node} of this.letters) {
+      const {x, y} = at(columns, sample).project(camera);
+      node.style.transform = `translate(${((x + 1) * width) / 2}px, ${((1 - y) * height) / 2}px)`;
+    }
+  }
+}
+
+class Figure {
+  #drawing = false;
+
+  constructor(stage, context, canvas, motion, timeline, selection) {
+    Object.assign(this, {stage, motion, timeline, selection});
+    this.bounds = bounds(motion);
+    this.ground = new Ground(this.bounds, motion.ground.z);
+    this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
+    this.camera = new PerspectiveCamera(30, 1, 0.01, 100 * this.bounds.radius);
+    this.robot = new Robot(motion);
+    this.letters = new Letters(stage, motion);
+    this.scene = new Scene();
+    const lamp = new DirectionalLight(0xffffff, 1.6);
+    this.camera.add(lamp.translateX(-0.6).translateY(0.8));
+    this.scene.add(this.robot, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
+    this.controls = new OrbitControls(this.camera, canvas);
+    // On a phone a vertical stroke scrolls the page, a horizontal one turns the figure.
+    canvas.style.touchAction = 'pan-y';
+    this.controls.addEventListener('change', () => this.draw());
+    timeline.addEventListener('time', () => this.draw());
+    selection.addEventListener('joint', () => this.#recolour());
+    onScheme(() => this.#recolour());
+    new ResizeObserver(() => this.#resize()).observe(stage);
+    this.#recolour();
+    this.#resize();
+    this.look(views.Oblique);
+  }
+
+  // All of the motion, seen from `direction`.
+  look(direction) {
+    const {points, middle} = this.bounds;
+    const {camera, controls} = this;
+    controls.target.copy(middle);
+    camera.position.set(...direction).normalize().add(middle);
+    controls.update();
+    camera.updateMatrixWorld();
+    // How far back a point with its margin needs the camera, which is 1 m from the middle.
+    const slope = Math.tan((camera.fov * Math.PI) / 360);
+    const needs = points.map((point) => {
+      const {x, y, z} = point.clone().applyMatrix4(camera.matrixWorldInverse);
+      return z + 1 + Math.max((Math.abs(x) + margin) / camera.aspect, Math.abs(y) + margin) / slope;
+    });
+    camera.position.sub(middle).setLength(Math.max(...needs)).add(middle);
+    controls.update();
+    this.draw();
+  }
+
+  // Centres of the spheres as they are drawn, one for each body.
+  spheres() {
+    return this.robot.bodies.map(({sphere}) => sphere.position.toArray());
+  }
+
+  // At most once for each frame of the screen.
+  draw() {
+    if (this.#drawing) return;
+    this.#drawing = true;
+    requestAnimationFrame(() => {
+      this.#drawing = false;
+      this.robot.show(this.timeline.sample, this.selection.joint);
+      this.renderer.render(this.scene, this.camera);
+      this.letters.show(this.timeline.sample, this.camera, this.size);
+    });
+  }
+
+  #recolour() {
+    this.scene.remove(this.grid);
+    this.grid = this.ground.grid();
+    this.scene.add(this.grid);
+    this.robot.recolour(this.selection.joint);
+    this.draw();
+  }
+
+  #resize() {
+    this.size = {width: this.stage.clientWidth || 1, height: this.stage.clientHeight || 1};
+    this.renderer.setPixelRatio(Math.min(devicePixelRatio, 2));
+    this.renderer.setSize(this.size.width, this.size.height, false);
+    this.camera.aspect = this.size.width / this.size.height;
+    this.camera.updateProjectionMatrix();
+    this.draw();
+  }
+}
+
+function showCaption(caption, motion, timeline, {joint}) {
+  const {name, torque, level} = motion.joints[joint];
+  caption.style.setProperty('--curve', `var(--${curveName(level)})`);
+  caption.replaceChildren(element('i', {class: 'swatch'}), element('span', {}, name),
+                          element('span', {class: 'value'}, `${torque[timeline.sample].toFixed(4)} N m`));
+}
+
+// The figure, or a message in its place and null where the browser cannot draw it.
+export function addFigure(stage, buttons, motion, timeline, selection) {
+  const canvas = element('canvas', {role: 'img', 'aria-label': 'The robot at the time shown'});
+  const context = canvas.getContext('webgl2', {antialias: true, alpha: true});
+  if (!context) {
+    stage.append(element('p', {class: 'message', role: 'status'},
+                         'This browser offers no WebGL 2, which the figure needs. Curves and table work without it.'));
+    return null;
+  }
+  const caption = element('p', {class: 'caption'});
+  stage.append(canvas, caption);
+  const figure = new Figure(stage, context, canvas, motion, timeline, selection);
+  for (const [name, direction] of Object.entries(views)) {
+    const button = element('button', {type: 'button'}, name);
+    button.addEventListener('click', () => figure.look(direction));
+    buttons.append(button);
+  }
+  const show = () => showCaption(caption, motion, timeline, selection);
+  timeline.addEventListener('time', show);
+  selection.addEventListener('joint', show);
+  show();
+  return figure;
+}

@@ -1,0 +1,98 @@
+// The charts of the page, each with a heading and the values at the time shown.
+import {Chart} from './charts.js';
+import {colour, curveColour, curveDash, curveName} from './colours.js';
+import {element} from './dom.js';
+import {extent} from './motion.js';
+
+const digits = 4;
+
+function padded(low, high) {
+  const pad = 0.08 * (high - low) || Math.abs(high) || 1;
+  return [low - pad, high + pad];
+}
+
+function badge(side) {
+  return side === 'middle' ? '' : element('b', {class: `badge ${side}`, 'aria-hidden': true}, side[0].toUpperCase());
+}
+
+// A legend entry is a button that selects its curve.
+function entry(motion, selection, j) {
+  const {name, level, torque} = motion.joints[j];
+  const swatch = element('i', {class: 'swatch'});
+  swatch.style.setProperty('--curve', `var(--${curveName(level)})`);
+  const value = element('span', {class: 'value'});
+  const button = element('button', {type: 'button', class: 'entry', 'data-joint': name}, swatch,
+                         element('span', {class: 'name'}, name), value);
+  button.addEventListener('click', () => selection.select(j));
+  return {
+    button,
+    show: (sample) => value.textContent = torque[sample].toFixed(digits),
+    select: (selected) => button.setAttribute('aria-pressed', selected),
+  };
+}
+
+function torquePanel(motion, limb, timeline, selection, range) {
+  const entries = limb.joints.map((j) => entry(motion, selection, j));
+  const place = element('div', {class: 'chart', role: 'img', 'aria-label': `Torques of ${limb.name} over time`});
+  const panel = element('section', {class: `panel ${limb.side}`}, element('h3', {}, badge(limb.side), limb.name), place,
+                        element('div', {class: 'legend'}, ...entries.map(({button}) => button)));
+  return {
+    panel,
+    mount() {
+      const curves = limb.joints.map((j) => {
+        const {level, torque} = motion.joints[j];
+        return {values: torque, stroke: () => curveColour(level), dash: curveDash(level)};
+      });
+      const chart = new Chart(place, timeline, {
+        height: limb.side === 'middle' ? 96 : 134,
+        curves,
+        range,
+        onCurve: (i) => selection.select(limb.joints[i]),
+      });
+      const showTime = () => entries.forEach(({show}) => show(timeline.sample));
+      const showJoint = () => {
+        const selected = limb.joints.indexOf(selection.joint);
+        entries.forEach(({select}, i) => select(i === selected));
+        chart.emphasize(selected < 0 ? null : selected);
+      };
+      timeline.addEventListener('time', showTime);
+      selection.addEventListener('joint', showJoint);
+      showTime();
+      showJoint();
+      return chart;
+    },
+  };
+}
+
+export function addTorquePanels(place, same_scale, motion, timeline, selection) {
+  const all = padded(...extent(motion.joints.map(({torque}) => torque)));
+  const range = (low, high) => same_scale.checked ? all : padded(low, high);
+  const panels = motion.limbs.map((limb) => torquePanel(motion, limb, timeline, selection, range));
+  place.append(...panels.map(({panel}) => panel));
+  const charts = panels.map(({mount}) => mount());
+  same_scale.addEventListener('change', () => charts.forEach((chart) => chart.rescale()));
+}
+
+// One below the other on one time axis; lengths are drawn to one scale.
+export function addComCharts(panel, motion, timeline) {
+  const extents = motion.com.map((column) => extent([column]));
+  const half = 0.6 * (Math.max(...extents.map(([low, high]) => high - low)) || 0.01);
+  ['x', 'y', 'z'].forEach((name, axis) => {
+    const [low, high] = extents[axis];
+    const middle = (low + high) / 2;
+    const value = element('span', {class: 'value', 'data-com': name});
+    const place = element('div', {class: 'chart', role: 'img', 'aria-label': `Centre of mass, ${name}, over time`});
+    panel.append(element('h3', {}, name, value), place);
+    const bottom = axis === motion.com.length - 1;
+    const chart = new Chart(place, timeline, {
+      height: bottom ? 82 : 58,
+      curves: [{values: motion.com[axis], stroke: () => colour('com')}],
+      range: () => [middle - half, middle + half],
+      shows_time: bottom,
+    });
+    chart.emphasize(0);
+    const showTime = () => value.textContent = motion.com[axis][timeline.sample].toFixed(digits);
+    timeline.addEventListener('time', showTime);
+    showTime();
+  });
+}

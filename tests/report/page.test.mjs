@@ -1,0 +1,243 @@
+import assert from 'node:assert/strict';
+import {readFileSync, writeFileSync} from 'node:fs';
+import {tmpdir} from 'node:os';
+import {join} from 'node:path';
+import {after, before, test} from 'node:test';
+import {drawn, launch, motions, no_webgl, Report} from './browser.mjs';
+import {faint} from './contrast.mjs';
+
+let browser;
+let wave;
+before(async () => {
+  browser = await launch();
+  wave = new Report(join(motions, 'wave.csv'));
+});
+after(async () => {
+  await browser.close();
+  wave.remove();
+});
+
+// A test on an open page, which must not have asked for anything or reported an error.
+const onPage = (name, options, body) => test(name, async () => {
+  const page = await wave.open(browser, options);
+  await body(page);
+  assert.deepEqual(page.faults, []);
+  await page.context().close();
+});
+
+const joints = () => Object.keys(wave.columns).filter((name) => name.endsWith('_torque')).map((name) => name.slice(0, -7));
+const torque = (joint, sample) => wave.columns[`${joint}_torque`][sample].toFixed(4);
+const last = () => wave.columns.time.length - 1;
+const sliderAt = async (page) => Number(await page.locator('#slider').inputValue());
+const setSlider = async (page, sample) => {
+  await page.locator('#slider').fill(String(sample));
+  await drawn(page);
+};
+const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
+const plot = (page, limb) => page.locator('.panel', {hasText: limb}).locator('.u-over').boundingBox();
+
+// The sample nearest to where x is in a plot.
+function sampleAt({x, width}, at) {
+  const {time} = wave.columns;
+  const t = time[0] + ((at - x) / width) * (time[last()] - time[0]);
+  const distances = time.map((one) => Math.abs(one - t));
+  return distances.indexOf(Math.min(...distances));
+}
+
+async function expectTime(page, sample) {
+  const {time} = wave.columns;
+  assert.equal(await sliderAt(page), sample);
+  assert.equal(await page.locator('#clock').textContent(), `${time[sample].toFixed(3)} / ${time[last()].toFixed(3)} s`);
+  for (const joint of joints()) assert.equal(await valueOf(page, joint), torque(joint, sample), joint);
+  for (const axis of ['x', 'y', 'z']) {
+    const value = await page.locator(`[data-com=${axis}]`).textContent();
+    assert.equal(value, wave.columns[`com_${axis}`][sample].toFixed(4));
+  }
+  const share = (time[sample] - time[0]) / (time[last()] - time[0]);
+  const overs = await page.locator('.u-over').all();
+  assert.equal(overs.length, 8);
+  for (const over of overs) {
+    const {x, width} = await over.boundingBox();
+    const cursor = await over.locator('.cursor').boundingBox();
+    assert.ok(Math.abs(cursor.x + cursor.width / 2 - (x + share * width)) < 1.5);
+  }
+}
+
+onPage('the header says what was run; nothing moves where motion is not wanted', {}, async (page) => {
+  await page.waitForTimeout(200);
+  assert.equal(await sliderAt(page), 0);
+  const facts = await page.locator('header').innerText();
+  assert.match(facts, /^wave-results\.csv\s/);
+  for (const fact of [`Samples\n${last() + 1}`, `Duration\n${wave.columns.time[last()].toFixed(3)} s`, 'Total mass\n5.305 kg']) {
+    assert.ok(facts.includes(fact), `${fact} in ${facts}`);
+  }
+});
+
+onPage('the slider moves figure, curves and numbers to the numbers of the file', {}, async (page) => {
+  const pictures = new Map();
+  const bodies = Object.keys(wave.columns).filter((n) => n.endsWith('_com_x')).map((n) => n.slice(0, -6));
+  assert.equal(bodies.length, 25);
+  for (const sample of [last(), 0, 137, 300]) {
+    await setSlider(page, sample);
+    await expectTime(page, sample);
+    const spheres = await page.evaluate(() => korvel.figure.spheres());
+    bodies.forEach((body, b) => assert.deepEqual(spheres[b], wave.point(`${body}_com`, sample), body));
+    pictures.set(sample, await page.locator('canvas').first().screenshot());
+  }
+  await setSlider(page, 137);
+  assert.ok(pictures.get(137).equals(await page.locator('canvas').first().screenshot()));
+  assert.ok(!pictures.get(137).equals(pictures.get(300)));
+});
+
+onPage('the pointer over a curve shows the time there, a press goes there', {}, async (page) => {
+  await setSlider(page, 50);
+  for (const limb of ['Right arm', 'Head']) {
+    const box = await plot(page, limb);
+    const at = box.x + 0.6 * box.width;
+    await page.mouse.move(at, box.y + 5);
+    await expectTime(page, sampleAt(box, at));
+    await page.mouse.move(5, 5);
+    await expectTime(page, 50);
+  }
+  const box = await plot(page, 'Left leg');
+  await page.mouse.move(box.x + 0.2 * box.width, box.y + 5);
+  await page.mouse.down();
+  await page.mouse.move(box.x + 0.3 * box.width, box.y + 5);
+  await page.mouse.up();
+  await page.mouse.move(5, 5);
+  await expectTime(page, sampleAt(box, box.x + 0.3 * box.width));
+});
+
+onPage('keys play, pause and step', {}, async (page) => {
+  const label = () => page.locator('#play').getAttribute('aria-label');
+  assert.equal(await label(), 'Play');
+  const keys = [
+    ['ArrowRight', 1], ['ArrowRight', 2], ['Shift+ArrowRight', 12], ['ArrowLeft', 11], ['End', last()],
+    ['ArrowRight', last()], ['Home', 0],
+  ];
+  for (const [key, sample] of keys) {
+    await page.keyboard.press(key);
+    assert.equal(await sliderAt(page), sample, key);
+  }
+  await page.locator('#speed').selectOption('0.5');
+  await page.locator('#speed').blur();
+  await page.keyboard.press('Space');
+  assert.equal(await label(), 'Pause');
+  await page.waitForFunction(() => document.querySelector('#slider').value > 20);
+  await page.keyboard.press('Space');
+  assert.equal(await label(), 'Play');
+  const stopped = await sliderAt(page);
+  await page.waitForTimeout(100);
+  assert.equal(await sliderAt(page), stopped);
+  // To the end, and from the start again.
+  await setSlider(page, last() - 5);
+  await page.locator('#play').press('Space');
+  await page.waitForFunction((end) => Number(document.querySelector('#slider').value) === end, last());
+  await page.waitForFunction(() => document.querySelector('#play').ariaLabel === 'Play');
+  await page.keyboard.press('Enter');
+  assert.ok(await sliderAt(page) < last() / 2);
+});
+
+onPage('everything that can be clicked is reached by Tab, and seen to be', {}, async (page) => {
+  const names = new Set();
+  for (let i = 0; i < 120; ++i) {
+    await page.keyboard.press('Tab');
+    const {name, outline} = await page.evaluate(() => {
+      const e = document.activeElement;
+      const label = e.ariaLabel ?? e.labels?.[0]?.textContent ?? '';
+      return {name: (label || e.textContent).trim(), outline: e === document.body || getComputedStyle(e).outlineStyle};
+    });
+    if (outline === true) break;
+    assert.notEqual(name, '');
+    assert.notEqual(outline, 'none', name);
+    names.add(name);
+  }
+  for (const name of ['Top', 'one scale for all limbs', 'Sort by peak torque in N m', 'HeadYaw', 'Play', 'Time', 'Speed']) {
+    assert.ok([...names].some((one) => one.startsWith(name)), `${name} in ${[...names]}`);
+  }
+});
+
+onPage('the table has the peaks, and takes figure and curves to them', {}, async (page) => {
+  const rows = () => page.locator('#peaks-body tr').evaluateAll((all) => all.map((row) => row.dataset.joint));
+  const peaks = joints().map((joint) => {
+    const sizes = wave.columns[`${joint}_torque`].map(Math.abs);
+    const peak = Math.max(...sizes);
+    return {joint, peak, sample: sizes.indexOf(peak)};
+  });
+  peaks.sort((a, b) => b.peak - a.peak);
+  assert.deepEqual(await rows(), peaks.map(({joint}) => joint));
+  for (const {joint, peak, sample} of [peaks[3], peaks[20]]) {
+    const row = page.locator(`tr[data-joint=${joint}]`);
+    assert.ok((await row.innerText()).includes(peak.toFixed(4)));
+    assert.ok((await row.innerText()).includes(wave.columns.time[sample].toFixed(3)));
+    await row.click();
+    await drawn(page);
+    assert.equal(await sliderAt(page), sample);
+    assert.equal(await page.locator('.caption').innerText().then((t) => t.split(/\s+/)[0]), joint);
+    assert.deepEqual(
+        await page.locator('.entry[aria-pressed=true], #peaks-body button[aria-pressed=true]').evaluateAll(
+            (all) => all.map((e) => e.closest('[data-joint]').dataset.joint)),
+        [joint, joint]);
+  }
+  await page.getByRole('button', {name: 'Sort by Joint'}).click();
+  assert.deepEqual(await rows(), joints().sort());
+});
+
+onPage('limbs are those of the tree', {}, async (page) => {
+  const panels = page.locator('#torque-panels .panel');
+  const limbs = await panels.evaluateAll(
+      (all) => all.map((p) => [p.querySelector('h3').lastChild.data, [...p.querySelectorAll('.name')].map((n) => n.textContent)]));
+  assert.deepEqual(limbs.map(([name]) => name), ['Head', 'Left arm', 'Right arm', 'Left leg', 'Right leg']);
+  const side = {Left: 'L', Right: 'R', Head: 'Head'};
+  for (const [name, own] of limbs) for (const joint of own) assert.ok(joint.startsWith(side[name.split(' ')[0]]), joint);
+  assert.deepEqual(limbs.flatMap(([, own]) => own).sort(), joints().sort());
+});
+
+for (const colorScheme of ['light', 'dark']) {
+  onPage(`readable, ${colorScheme}, on a phone and on screens`, {colorScheme}, async (page) => {
+    for (const width of [360, 1000, 1440]) {
+      await page.setViewportSize({width, height: 740});
+      await drawn(page);
+      const {texts, found} = await page.evaluate(faint);
+      assert.ok(texts > 100);
+      assert.deepEqual(found, []);
+      assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), width);
+    }
+  });
+}
+
+onPage('motion begins by itself', {reducedMotion: 'no-preference'}, async (page) => {
+  await page.waitForFunction(() => document.querySelector('#slider').value > 5);
+});
+
+test('without WebGL a message stands for the figure and the curves work', async () => {
+  const poor = await launch(no_webgl);
+  const page = await wave.open(poor);
+  assert.match(await page.locator('.stage').innerText(), /no WebGL/);
+  await setSlider(page, 200);
+  await expectTime(page, 200);
+  assert.deepEqual(page.faults, []);
+  await poor.close();
+});
+
+// The root stays at the origin, so that z = 0 is above the feet.
+test('one sample, and no ground at z = 0', async () => {
+  const motion = join(tmpdir(), `korvel-one-${process.pid}.csv`);
+  writeFileSync(motion, 'time\n2.5\n');
+  const report = new Report(motion);
+  const page = await report.open(browser);
+  const lowest = Math.min(...Object.keys(report.columns).filter((n) => n.endsWith('_z')).map((n) => report.columns[n][0]));
+  assert.match(await page.locator('#ground').innerText(), new RegExp(`lowest point of the motion, z = ${lowest.toFixed(3)} m`));
+  assert.equal(await page.locator('#clock').textContent(), '2.500 / 2.500 s');
+  assert.ok(await page.locator('#play').isDisabled());
+  assert.deepEqual(page.faults, []);
+  report.remove();
+});
+
+test('the page carries the licences of what is in it, and names no address to load from', () => {
+  const page = readFileSync(wave.page, 'utf8');
+  assert.equal(page.split('Permission is hereby granted, free of charge').length - 1, 2);
+  assert.match(page, /Copyright © 20\d\d-20\d\d three\.js authors/);
+  assert.match(page, /Copyright \(c\) 20\d\d Leon Sorokin/);
+  assert.doesNotMatch(page, /<(link|script|img|iframe)[^>]*(src|href)="(?!data:)/);
+});
