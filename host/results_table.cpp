@@ -15,7 +15,8 @@ ResultsTable readResults(const std::filesystem::path& path, const std::vector<st
     return std::find(fields.begin(), fields.end(), name) == fields.end();
   });
   if (missing != names.end()) {
-    throw errorAt(path, rows.front().line, fmt::format("expected the column '{}' that 'korvel-host run' writes, found none", *missing));
+    throw errorAt(path, rows.front().line,
+                  fmt::format("expected the column '{}' that 'korvel-host run' writes, found none", *missing));
   }
   const Eigen::ArrayXXd samples = readSamples(path, rows);
   ResultsTable table;

@@ -118,8 +118,10 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
 
   const auto count = std::count(header.begin(), header.end(), ',');
   const std::pair<std::string, std::string> cases[] = {
-      {"lacks.csv -o page.html", "lacks.csv:1: expected the column 'HeadYaw_com_y' that 'korvel-host run' writes, found none"},
-      {"motion.csv -o old.html", "motion.csv:1: expected the column 'HeadYaw_torque' that 'korvel-host run' writes, found none"},
+      {"lacks.csv -o page.html",
+       "lacks.csv:1: expected the column 'HeadYaw_com_y' that 'korvel-host run' writes, found none"},
+      {"motion.csv -o old.html",
+       "motion.csv:1: expected the column 'HeadYaw_torque' that 'korvel-host run' writes, found none"},
       {"twice.csv -o page.html", "twice.csv:1: expected each column once, found a second 'com_y'"},
       {"word.csv -o old.html", "word.csv:3: expected a number in column 'HeadYaw_torque', found 'none"},
       {"infinite.csv -o page.html", "infinite.csv:3: expected a finite single-precision number in column"},
