@@ -3,6 +3,8 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <string>
+#include <string_view>
 #include <system_error>
 
 #include "host/commands.h"

@@ -1,6 +1,5 @@
 import assert from 'node:assert/strict';
 import {readFileSync, writeFileSync} from 'node:fs';
-import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {after, before, test} from 'node:test';
 import {drawn, launch, motions, no_webgl, Report} from './browser.mjs';
@@ -18,11 +17,11 @@ after(async () => {
 });
 
 // A test on an open page, which must not have asked for anything or reported an error.
-const onPage = (name, options, body) => test(name, async () => {
+const onPage = (name, options, body) => test(name, async (t) => {
   const page = await wave.open(browser, options);
+  t.after(() => page.context().close());
   await body(page);
   assert.deepEqual(page.faults, []);
-  await page.context().close();
 });
 
 const joints = () => Object.keys(wave.columns).filter((name) => name.endsWith('_torque')).map((name) => name.slice(0, -7));
@@ -34,6 +33,8 @@ const setSlider = async (page, sample) => {
   await drawn(page);
 };
 const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
+// Of the scene alone, without the letters over it.
+const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter, .caption { visibility: hidden }'});
 const plot = (page, limb) => page.locator('.panel', {hasText: limb}).locator('.u-over').boundingBox();
 
 // The sample nearest to where x is in a plot.
@@ -82,11 +83,29 @@ onPage('the slider moves figure, curves and numbers to the numbers of the file',
     await expectTime(page, sample);
     const spheres = await page.evaluate(() => korvel.figure.spheres());
     bodies.forEach((body, b) => assert.deepEqual(spheres[b], wave.point(`${body}_com`, sample), body));
-    pictures.set(sample, await page.locator('canvas').first().screenshot());
+    pictures.set(sample, await picture(page));
   }
   await setSlider(page, 137);
-  assert.ok(pictures.get(137).equals(await page.locator('canvas').first().screenshot()));
+  assert.ok(pictures.get(137).equals(await picture(page)));
   assert.ok(!pictures.get(137).equals(pictures.get(300)));
+});
+
+// Seen from the front the robot's left is on the right; the letters stand at the ends of the limbs.
+onPage('the figure stands upright, left and right are told', {}, async (page) => {
+  const places = async (view) => {
+    await page.locator('#views').getByRole('button', {name: view}).click();
+    await drawn(page);
+    const letters = await page.locator('.letter').evaluateAll((all) => all.map((letter) => {
+      const {x, y} = letter.getBoundingClientRect();
+      return {side: letter.textContent, x, y};
+    }));
+    return Object.fromEntries(letters.map(({side, x, y}, i) => [side + (i < 2 ? 'hand' : 'foot'), {x, y}]));
+  };
+  const front = await places('Front');
+  assert.ok(front.Lhand.x > front.Lfoot.x && front.Lfoot.x > front.Rfoot.x && front.Rfoot.x > front.Rhand.x);
+  assert.ok(front.Lhand.y < front.Lfoot.y && front.Rhand.y < front.Rfoot.y);
+  const top = await places('Top');
+  assert.ok(top.Lhand.x < top.Lfoot.x && top.Lfoot.x < top.Rfoot.x && top.Rfoot.x < top.Rhand.x);
 });
 
 onPage('the pointer over a curve shows the time there, a press goes there', {}, async (page) => {
@@ -210,28 +229,28 @@ onPage('motion begins by itself', {reducedMotion: 'no-preference'}, async (page)
   await page.waitForFunction(() => document.querySelector('#slider').value > 5);
 });
 
-test('without WebGL a message stands for the figure and the curves work', async () => {
+test('without WebGL a message stands for the figure and the curves work', async (t) => {
   const poor = await launch(no_webgl);
+  t.after(() => poor.close());
   const page = await wave.open(poor);
   assert.match(await page.locator('.stage').innerText(), /no WebGL/);
   await setSlider(page, 200);
   await expectTime(page, 200);
   assert.deepEqual(page.faults, []);
-  await poor.close();
 });
 
 // The root stays at the origin, so that z = 0 is above the feet.
-test('one sample, and no ground at z = 0', async () => {
-  const motion = join(tmpdir(), `korvel-one-${process.pid}.csv`);
+test('one sample, and no ground at z = 0', async (t) => {
+  const motion = join(wave.folder, 'one.csv');
   writeFileSync(motion, 'time\n2.5\n');
   const report = new Report(motion);
+  t.after(() => report.remove());
   const page = await report.open(browser);
   const lowest = Math.min(...Object.keys(report.columns).filter((n) => n.endsWith('_z')).map((n) => report.columns[n][0]));
   assert.match(await page.locator('#ground').innerText(), new RegExp(`lowest point of the motion, z = ${lowest.toFixed(3)} m`));
   assert.equal(await page.locator('#clock').textContent(), '2.500 / 2.500 s');
   assert.ok(await page.locator('#play').isDisabled());
   assert.deepEqual(page.faults, []);
-  report.remove();
 });
 
 test('the page carries the licences of what is in it, and names no address to load from', () => {
