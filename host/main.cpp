@@ -33,6 +33,7 @@ int report(const std::exception& error, int status) {
 
 int parseAndRun(int argc, char** argv) {
   CLI::App app{"Reference host of the korvel module", "korvel-host"};
+  app.set_version_flag("--version", KORVEL_VERSION);
   app.require_subcommand(1);
   try {
     addInfo(app);

@@ -26,11 +26,27 @@ holds "installs" cmake --install "$build" --prefix "$work/first"
 mv "$work/first" "$work/prefix"
 prefix=$work/prefix
 holds "the tool finds the installed module" grep -q "$prefix/lib.*/korvel/libkorvel.so" <("$prefix/bin/korvel-host" run --help)
+listed() {
+  local command commands
+  commands=$("$prefix/bin/korvel-host" --help | sed -n '/^Subcommands:/,$s/^  \([a-z][a-z]*\) .*/\1/p')
+  for command in ${commands:?none}; do
+    zcat "$prefix"/share/man/man1/korvel-host.1.gz | grep -q "^.B $command$" || return 1
+  done
+}
+holds "the manual page names every command" listed
 holds "the module keeps its promises" "$prefix/bin/korvel-host" validate
 holds "the installed motions run" "$prefix/bin/korvel-host" run "$prefix"/share/korvel/motions/*.csv -o "$work"
+if [ -e "$build/report.html" ]; then
+  holds "a report is written" "$prefix/bin/korvel-host" report "$work/wave-results.csv" -o "$work/wave.html"
+fi
 
 example=$prefix/share/doc/korvel/minimal_host.cpp
 holds "CMake finds the package" cmake -S tests/install -B "$work/cmake" -DCMAKE_PREFIX_PATH="$prefix" -DKORVEL_EXAMPLE="$example"
+refused() { ! "$@"; }
+mkdir "$work/later"
+printf 'cmake_minimum_required(VERSION 3.21)\nproject(later LANGUAGES CXX)\nfind_package(korvel 0.2 REQUIRED)\n' \
+  >"$work/later/CMakeLists.txt"
+holds "another minor version is refused" refused cmake -S "$work/later" -B "$work/later" -DCMAKE_PREFIX_PATH="$prefix"
 holds "hosts build and run with CMake" cmake --build "$work/cmake" --target run
 grep torque "$work/log"
 
