@@ -20,7 +20,7 @@ struct Body {
   int coordinate_count;
   double mass;
   Eigen::Vector3d com_body;
-  /// The body's frame in the root's at joint angles of zero. The rotation is one to single precision.
+  /// The body's frame in the root's at joint angles of zero, as the module has it: orthonormal to about 1e-6.
   Eigen::Affine3d pose_root;
 
   Eigen::Vector3d position_root() const { return pose_root.translation(); }

@@ -68,7 +68,7 @@ Inertias recoverInertias(const FreshSystem& fresh, const Robot& robot) {
 std::string description(const Inertias& inertias) {
   const std::size_t points = inertias.points();
   const std::size_t all = inertias.of_body.size();
-  std::string text = fmt::format("Rotational inertias about the centres of mass were recovered from the mass matrix. ");
+  std::string text = "Rotational inertias about the centres of mass were recovered from the mass matrix. ";
   if (points > 0) {
     text += fmt::format(
         "{} of {} bodies have none, to within rounding ({:.0e} kg m^2): they are points. Engines want a positive one, "

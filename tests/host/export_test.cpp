@@ -24,7 +24,6 @@ class Export : public CommandTest {
     return {readUrdf(read(directory_ / "robot.urdf")), readMjcf(read(directory_ / "robot.xml"))};
   }
 
-  /// Skips the test where there is no such program.
   static bool isInstalled(const std::string& program) {
     return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
   }
@@ -117,8 +116,8 @@ TEST_F(Export, InertiasThatAModuleHasAreRecovered) {
   }
 }
 
-// A flat plate's inertia is on the edge of what a body can have, and rounding takes it over. Written is what engines
-// take.
+// No body has an inertia that is larger than the sum of the other two, but rounding can say so of a flat plate. The
+// file then has one nearby that engines take.
 TEST_F(Export, RecoveredInertiasAreThoseOfBodies) {
   const Robot robot = readRobot(*freshModule()());
   constexpr unsigned long foot = 13;
