@@ -13,10 +13,14 @@ const std::vector<Convention>& conventions() {
       {"joints", "each but the root's turns its body about the z axis of the body's frame"},
       {"poses", "[R | t] of a body in root or world: p of the body is R p + t there"},
       {"jacobian", "6 rows, angular first, root axes, point at the root's origin"},
-      {"com jacobian", "of the robot without a body, times the mass that is left: the host divides"},
-      {"wrenches", "force, then moment about the body's origin, both in the body frame"},
+      {"com", "getComPosition in the world, getComPositionInRoot in the root; both are divided by the mass"},
+      {"partial com",
+       "of the robot without body b, in the root; for b = 0 or no body: of the whole robot, in the world"},
+      {"com jacobian", "of the robot without body b, world axes, times the mass that is left: the host divides"},
+      {"wrenches", "force, then moment about the body's origin, both in the body frame; kept until set again"},
       {"order", "set joints and root; computeFwdKinematics; then poses, centre of mass, mass matrix and com jacobian"},
-      {"torques", "computeInverseDynamics takes the same inputs and the wrenches, and gives the torques"},
+      {"torques",
+       "computeInverseDynamics takes the same inputs and the wrenches; what the joints have to give, about +z"},
   };
   return all;
 }

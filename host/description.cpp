@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <numeric>
@@ -25,13 +26,17 @@ std::string coordinates(const Body& body) {
   return body.coordinate_count == 1 ? fmt::format("{}", last) : fmt::format("{} to {}", body.first_coordinate, last);
 }
 
-Json json(const Eigen::Vector3d& v) { return {v.x(), v.y(), v.z()}; }
+/// Rounded far below what single precision rounds, so that nothing of the rounding of double precision shows.
+double rounded(double value) { return std::round(value * 1e12) / 1e12 + 0.0; }
+
+Json json(const Eigen::Vector3d& v) { return {rounded(v.x()), rounded(v.y()), rounded(v.z())}; }
 
 Json json(const Robot& robot, std::size_t index) {
   const Body& body = robot.bodies[index];
   std::vector<int> coordinates(static_cast<std::size_t>(body.coordinate_count));
   std::iota(coordinates.begin(), coordinates.end(), body.first_coordinate);
   const bool is_root = body.parent < 0;
+  const Eigen::Matrix3d R = body.rotation_root();
   return {{"index", index},
           {"name", body.name},
           {"parent", is_root ? Json() : Json(body.parent)},
@@ -43,7 +48,7 @@ Json json(const Robot& robot, std::size_t index) {
           {"mass", body.mass},
           {"com_body", json(body.com_body)},
           {"origin_root", json(body.position_root())},
-          {"axis_root", is_root ? Json() : json(body.axis_root())}};
+          {"axes_root", {{"x", json(R.col(0))}, {"y", json(R.col(1))}, {"z", json(R.col(2))}}}};
 }
 
 std::string quoted(const std::string& text) {

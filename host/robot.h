@@ -25,7 +25,9 @@ struct Body {
 
   Eigen::Vector3d position_root() const { return pose_root.translation(); }
   /// Of the joint, unless it is the root's.
-  Eigen::Vector3d axis_root() const { return pose_root.linear().col(2); }
+  Eigen::Vector3d axis_root() const { return rotation_root().col(2); }
+  /// The rotation nearest to that of the pose; its columns are the frame's axes.
+  Eigen::Matrix3d rotation_root() const { return pose_root.rotation(); }
 };
 
 struct Robot {

@@ -134,7 +134,8 @@ class RigidBodySystem {
 
   /// Replaces the mass [kg], the centre of mass [m] and the rotational inertia about the centre of mass [kg m^2]
   /// of body b, both in the frame of body b; of `inertia` only the lower triangle is read. The total mass
-  /// follows. Every object computes with the new values from its next computation on; stored results stay.
+  /// follows. Masses and getComPosition(b) show it at once, every object computes with the new values from its
+  /// next computation on; stored results stay.
   virtual void setBodyInertia(unsigned long b, float mass, const QZ::Math::Position3D& com,
                               const Eigen::Matrix3f& inertia) noexcept = 0;
   /// Total mass of the robot [kg].

@@ -29,7 +29,7 @@ struct View {
   const char* title;
   Vector3d right;
   Vector3d towards_reader;
-  /// Labels have the numbers too, and all joints have labels, not only those on the reader's side of the root.
+  /// Labels have the numbers too, and all joints are shown, not only those on the reader's side of the root.
   bool is_numbered;
 
   double labelWidth() const { return is_numbered ? 185 : 110; }
@@ -87,11 +87,17 @@ class Panel {
     for (const Body& body : robot_.bodies) canvas_.dot(at(body.position_root()));
     drawRootFrame();
     for (const Body& body : robot_.bodies) {
-      if (body.parent >= 0) drawAxis(at(body.position_root()), body.axis_root(), arrow_length, 2);
+      if (isShown(body)) drawAxis(at(body.position_root()), body.axis_root(), arrow_length, 2);
     }
   }
 
  private:
+  /// Whether the view has the joint's axis and label.
+  bool isShown(const Body& body) const {
+    constexpr double behind = -1e-3;
+    return body.parent >= 0 && (view_.is_numbered || body.position_root().dot(view_.towards_reader) >= behind);
+  }
+
   /// Of a vector in root axes, in metres.
   Point projected(const Vector3d& v) const { return {v.dot(view_.right), -v.z()}; }
   Point at(const Vector3d& p) const { return origin_ + pixels_per_metre * projected(p); }
@@ -137,11 +143,9 @@ class Panel {
   /// From the top to the bottom; of those at one height, the inner first.
   std::vector<Group> groups() const {
     std::map<std::pair<long, long>, Group> found;
-    for (std::size_t b = 1; b < robot_.bodies.size(); ++b) {
-      const Vector3d position = robot_.bodies[b].position_root();
-      constexpr double behind = -1e-3;
-      if (!view_.is_numbered && position.dot(view_.towards_reader) < behind) continue;
-      const Point place = at(position);
+    for (std::size_t b = 0; b < robot_.bodies.size(); ++b) {
+      if (!isShown(robot_.bodies[b])) continue;
+      const Point place = at(robot_.bodies[b].position_root());
       const double outwards = std::abs(place.x() - origin_.x());
       Group& group = found[{std::lround(place.y()), std::lround(outwards) * 2 + (place.x() < origin_.x() ? 1 : 0)}];
       group.at = place;

@@ -214,8 +214,13 @@ TEST_F(Command, InfoSpeaksJson) {
     // The joint's column of the jacobian begins with its axis.
     const Eigen::Vector3f axis = system->getJacobianInRoot().col(static_cast<Eigen::Index>(5 + b)).head<3>();
     for (std::size_t i = 0; i < 3; ++i) {
-      EXPECT_NEAR(body["axis_root"].at(i).get<float>(), axis(static_cast<Eigen::Index>(i)), 2e-6F) << body;
+      EXPECT_NEAR(body["axes_root"]["z"].at(i).get<float>(), axis(static_cast<Eigen::Index>(i)), 2e-6F) << body;
     }
+    const QZ::Math::Position3D along_x = pose * QZ::Math::Position3D(1, 0, 0);
+    const auto x = body["axes_root"]["x"].get<Floats>();
+    EXPECT_NEAR(x[0], along_x.x - pose.tx, 2e-6F) << body;
+    EXPECT_NEAR(x[1], along_x.y - pose.ty, 2e-6F) << body;
+    EXPECT_NEAR(x[2], along_x.z - pose.tz, 2e-6F) << body;
   }
   const std::string table = host("info").out;
   for (const auto& [subject, text] : robot["conventions"].items()) {

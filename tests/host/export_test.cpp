@@ -1,4 +1,7 @@
 #include <array>
+#include <iterator>
+#include <map>
+#include <set>
 
 #include "host/export/model.h"
 #include "support/expect.h"
@@ -168,10 +171,16 @@ TEST_F(Export, TheDrawingNamesEveryJoint) {
   pugi::xml_document drawing;
   ASSERT_TRUE(drawing.load_string(read(directory_ / "robot.svg").c_str()));
   std::map<std::string, int> words;
-  std::map<std::pair<std::string, std::string>, int> places;
+  std::map<double, std::set<double>> columns;
   for (const pugi::xml_node& text : drawing.child("svg").children("text")) {
     ++words[text.text().get()];
-    EXPECT_EQ(++places[std::pair(text.attribute("x").value(), text.attribute("y").value())], 1) << text.text().get();
+    EXPECT_TRUE(columns[text.attribute("x").as_double()].insert(text.attribute("y").as_double()).second);
+  }
+  constexpr double height = 13;  // of its letters
+  for (const auto& [x, lines] : columns) {
+    for (auto line = std::next(lines.begin()); line != lines.end(); ++line) {
+      EXPECT_GE(*line - *std::prev(line), height) << "at " << x << ", " << *line;
+    }
   }
   const Robot robot = readRobot(*freshModule()());
   for (std::size_t b = 1; b < robot.bodies.size(); ++b) {
