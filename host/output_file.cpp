@@ -43,8 +43,12 @@ void OutputFile::write(std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) throw writeError(path_, errno);
 }
 
+void OutputFile::close() {
+  if (file_ && std::fclose(file_.release()) != 0) throw writeError(path_, errno);
+}
+
 void OutputFile::commit() {
-  if (std::fclose(file_.release()) != 0) throw writeError(path_, errno);
+  close();
   std::error_code status;
   std::filesystem::rename(temporary_, path_, status);
   if (status) throw writeError(path_, status.value());

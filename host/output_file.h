@@ -19,6 +19,8 @@ class OutputFile {
 
   /// Throws Error if writing fails.
   void write(std::string_view text);
+  /// Ends writing, which frees the system's handle; `commit` may come later. Throws Error if that fails.
+  void close();
   /// Completes the file; nothing may be written afterwards. Throws Error if that fails.
   void commit();
 

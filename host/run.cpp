@@ -35,8 +35,9 @@ struct RunOptions {
 struct Task {
   std::filesystem::path motion;
   Trajectory trajectory;
-  std::unique_ptr<OutputFile> output;
+  std::filesystem::path results;
   Summary summary;
+  std::unique_ptr<OutputFile> output;
 };
 
 std::filesystem::path resultsOf(const std::filesystem::path& motion, const RunOptions& options) {
@@ -64,12 +65,13 @@ std::vector<Task> tasks(const RunOptions& options, const tesk::RigidBodySystem& 
       throw Error(fmt::format("{}: the results would replace those of another motion", results.string()));
     }
     Trajectory trajectory(readMotion(motion, jointNames(system)));
-    tasks.push_back({motion, std::move(trajectory), std::make_unique<OutputFile>(results), Summary(system)});
+    tasks.push_back({motion, std::move(trajectory), results, Summary(system), {}});
   }
   return tasks;
 }
 
 void run(Task& task, tesk::RigidBodySystem& system, std::atomic<Eigen::Index>& samples_done) {
+  task.output = std::make_unique<OutputFile>(task.results);
   task.output->write(resultsHeader(system));
   for (Eigen::Index sample = 0; sample < task.trajectory.size(); ++sample, ++samples_done) {
     const State state = task.trajectory.at(sample);
@@ -80,6 +82,8 @@ void run(Task& task, tesk::RigidBodySystem& system, std::atomic<Eigen::Index>& s
     task.output->write(resultsRow(system, time));
     task.summary.add(system, time, end - start);
   }
+  // There may be more motions than files that a process may have open.
+  task.output->close();
 }
 
 /// Each object runs one task after the other in a thread of its own. Throws what the first that failed has thrown.

@@ -63,6 +63,10 @@
 #if EIGEN_WORLD_VERSION != 3 || EIGEN_MAJOR_VERSION != 4
 #error "korvel: the module uses Eigen 3.4, compile the host with it too"
 #endif
+#if EIGEN_MALLOC_ALREADY_ALIGNED && EIGEN_DEFAULT_ALIGN_BYTES > 16
+#error \
+    "korvel: vectors of this width need more than malloc aligns, compile the host without EIGEN_MALLOC_ALREADY_ALIGNED"
+#endif
 #if !defined(__GLIBCXX__)
 #error "korvel: the module uses libstdc++, compile the host with it too (clang++: -stdlib=libstdc++)"
 #elif !_GLIBCXX_USE_CXX11_ABI

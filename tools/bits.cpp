@@ -1,4 +1,4 @@
-/// Prints one hash over everything that a module computes for 10,000 states. Usage: bits MODULE, a path with a slash.
+/// Prints one hash over everything that a module computes for 10,100 states. Usage: bits MODULE, a path with a slash.
 
 #include <cinttypes>
 #include <cstdio>

@@ -6,7 +6,7 @@
 #   tools/bits.sh --quick    five builds
 #
 # Installs what is missing, builds in a temporary directory, and prints a line per build that begins with the hash of
-# all results for 10,000 states (tools/bits.cpp). The hash to expect is in tools/bits.expected; a change of the core
+# all results for 10,100 states (tools/bits.cpp). The hash to expect is in tools/bits.expected; a change of the core
 # that changes results on purpose writes the new one there.
 # Exit status: 0 if every build has the expected hash, 1 if not, or if a package or a build fails.
 set -euo pipefail

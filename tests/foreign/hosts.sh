@@ -6,7 +6,7 @@
 # Exit status: 0 if every host passes.
 set -u
 module=$1
-cd "$(dirname "$0")/../.."
+cd "$(dirname "$0")/../.." || exit 1
 build=$(mktemp -d)
 trap 'rm -rf "$build"' EXIT
 
@@ -46,6 +46,7 @@ hosts() {  # COMPILER
   same_bits avx "" "$1" -O1 -mavx -fsanitize=address
   refused "$1" -std=c++14
   refused "$1" -I"$build/other"
+  refused "$1" -mavx -DEIGEN_MALLOC_ALREADY_ALIGNED=1
   for definition in _GLIBCXX_DEBUG _GLIBCXX_USE_CXX11_ABI=0 EIGEN_DEFAULT_TO_ROW_MAJOR EIGEN_DEFAULT_DENSE_INDEX_TYPE=int; do
     refused "$1" -D$definition
   done

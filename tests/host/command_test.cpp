@@ -105,6 +105,21 @@ TEST_F(Command, MotionsSideBySideHaveTheirOwnResults) {
   EXPECT_NE(place, std::string::npos);
 }
 
+TEST_F(Command, MoreMotionsThanFilesMayBeOpen) {
+  std::filesystem::create_directory(directory_ / "all");
+  std::string motions;
+  for (int i = 0; i < 60; ++i) {
+    const std::string name = fmt::format("{}.csv", i);
+    write(directory_ / name.c_str(), "time\n0\n1\n");
+    motions += name + ' ';
+  }
+  const Outcome outcome = host(fmt::format("run {} -o all", motions), "ulimit -n 30");
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  for (int i = 0; i < 60; ++i) {
+    EXPECT_TRUE(std::filesystem::exists(directory_ / fmt::format("all/{}-results.csv", i).c_str())) << i;
+  }
+}
+
 // What stood under the name is replaced; a link to it stays.
 TEST_F(Command, ResultsReplaceAnOlderFile) {
   write(directory_ / "motion.csv", "time\n0\n");
