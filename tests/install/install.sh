@@ -47,7 +47,8 @@ older_refused() {
   mkdir "$work/older"
   printf 'cmake_minimum_required(VERSION 3.21)\nproject(older LANGUAGES CXX)\nfind_package(korvel 0.0 REQUIRED)\n' \
     >"$work/older/CMakeLists.txt"
-  cmake -S "$work/older" -B "$work/older" -DCMAKE_PREFIX_PATH="$prefix" 2>&1 | grep -q 'compatible with requested version "0.0"'
+  ! cmake -S "$work/older" -B "$work/older" -DCMAKE_PREFIX_PATH="$prefix" >"$work/older.log" 2>&1 &&
+    grep -q 'korvel-config.cmake, version: 0.1' "$work/older.log"
 }
 holds "hosts of an older minor version are refused" older_refused
 holds "hosts build and run with CMake" cmake --build "$work/cmake" --target run
