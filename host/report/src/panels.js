@@ -3,8 +3,7 @@ import {Chart} from './charts.js';
 import {colour, curveColour, curveDash, curveName} from './colours.js';
 import {element} from './dom.js';
 import {extent} from './motion.js';
-
-const digits = 4;
+import {text} from './numbers.js';
 
 function padded(low, high) {
   const pad = 0.08 * (high - low) || Math.abs(high) || 1;
@@ -26,7 +25,7 @@ function entry(motion, selection, j) {
   button.addEventListener('click', () => selection.select(j));
   return {
     button,
-    show: (sample) => value.textContent = torque[sample].toFixed(digits),
+    show: (sample) => value.textContent = text(torque[sample]),
     select: (selected) => button.setAttribute('aria-pressed', selected),
   };
 }
@@ -71,13 +70,14 @@ export function addTorquePanels(place, same_scale, motion, timeline, selection) 
   place.append(...panels.map(({panel}) => panel));
   const charts = panels.map(({mount}) => mount());
   same_scale.addEventListener('change', () => charts.forEach((chart) => chart.rescale()));
+  return charts;
 }
 
 // One below the other on one time axis; lengths are drawn to one scale.
 export function addComCharts(panel, motion, timeline) {
   const extents = motion.com.map((column) => extent([column]));
   const half = 0.6 * (Math.max(...extents.map(([low, high]) => high - low)) || 0.01);
-  ['x', 'y', 'z'].forEach((name, axis) => {
+  return ['x', 'y', 'z'].map((name, axis) => {
     const [low, high] = extents[axis];
     const middle = (low + high) / 2;
     const value = element('span', {class: 'value', 'data-com': name});
@@ -91,8 +91,9 @@ export function addComCharts(panel, motion, timeline) {
       shows_time: bottom,
     });
     chart.emphasize(0);
-    const showTime = () => value.textContent = motion.com[axis][timeline.sample].toFixed(digits);
+    const showTime = () => value.textContent = text(motion.com[axis][timeline.sample]);
     timeline.addEventListener('time', showTime);
     showTime();
+    return chart;
   });
 }
