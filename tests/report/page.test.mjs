@@ -233,10 +233,65 @@ test('without WebGL a message stands for the figure and the curves work', async 
   const poor = await launch(no_webgl);
   t.after(() => poor.close());
   const page = await wave.open(poor);
-  assert.match(await page.locator('.stage').innerText(), /no WebGL/);
+  assert.match(await page.locator('.stage').innerText(), /needs WebGL 2/);
   await setSlider(page, 200);
   await expectTime(page, 200);
   assert.deepEqual(page.faults, []);
+});
+
+test('a figure that fails is a message, and the curves work', async (t) => {
+  const page = await wave.open(browser, {}, () => HTMLCanvasElement.prototype.getContext = new Proxy(
+      HTMLCanvasElement.prototype.getContext,
+      {apply: (get, canvas, [kind, ...more]) => kind === 'webgl2' ? {} : get.call(canvas, kind, ...more)}));
+  t.after(() => page.context().close());
+  assert.match(await page.locator('.stage').innerText(), /needs WebGL 2/);
+  await setSlider(page, 200);
+  await expectTime(page, 200);
+  assert.deepEqual(page.faults, []);
+});
+
+// A test on the page of results other than those of the wave.
+const onResults = (name, change, body) => test(name, async (t) => {
+  const report = new Report(join(motions, 'wave.csv'), change);
+  t.after(() => report.remove());
+  const page = await report.open(browser);
+  t.after(() => page.context().close());
+  await drawn(page);
+  await body(page, report);
+  assert.deepEqual(page.faults, []);
+});
+const gridLines = (page) => page.evaluate(() => korvel.figure.grid.geometry.attributes.position.count / 2);
+
+// 100 m along x in the time of the wave.
+let travelled = 0;
+onResults('a motion over 100 m has a ground of few lines', (name, value) => {
+  if (name === 'time') travelled = 20 * value;
+  return name.endsWith('_x') ? value + travelled : value;
+}, async (page, {columns}) => {
+  assert.ok(columns.com_x[last()] > 60);
+  const lines = await gridLines(page);
+  assert.ok(lines > 10 && lines < 220, `${lines}`);
+});
+
+onResults('values near the end of single precision', (name, value) => name === 'time' ? value : value * 1e37, async (page) => {
+  assert.match(await page.locator('.stage').innerText(), /within 1000 km/);
+  await page.setViewportSize({width: 360, height: 740});
+  await drawn(page);
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+});
+
+onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? value * -1.2345e11 : value, async (page) => {
+  await page.setViewportSize({width: 360, height: 740});
+  await page.locator('#same-scale').uncheck();
+  await drawn(page);
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+  const cut = await page.locator('.entry, .caption, #peaks-body td').evaluateAll(
+      (all) => all.filter((e) => e.scrollWidth > e.clientWidth).map((e) => e.textContent));
+  assert.deepEqual(cut, []);
+  for (const {texts, room, widest} of await page.evaluate(() => korvel.charts.map((chart) => chart.labels()))) {
+    assert.ok(texts.length > 1 && widest <= room, `${texts}`);
+    assert.equal(new Set(texts).size, texts.length, `${texts}`);
+  }
 });
 
 // The root stays at the origin, so that z = 0 is above the feet.

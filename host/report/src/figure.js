@@ -13,9 +13,12 @@ import {
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
 import {colour, curveName, onScheme} from './colours.js';
 import {element} from './dom.js';
+import {text} from './numbers.js';
 import {at, Robot} from './scene.js';
 
-const cell = 0.1;  // m, of the grid
+const least_cell = 0.1;  // m, of the grid
+const most_cells = 100;
+const farthest = 1e6;  // m: single precision has no figure beyond, and drivers hang on what is far larger
 const margin = 0.05;  // m, for the spheres and letters around the points
 
 Object3D.DEFAULT_UP.set(0, 0, 1);
@@ -43,17 +46,24 @@ function bounds({time, bodies, ground}) {
   return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
 }
 
+// Cells of 10 cm, or of a larger power of ten where the motion goes far.
 class Ground {
   constructor({middle, radius}, z) {
-    this.cells = 2 * Math.ceil((1.4 * radius) / cell);
-    this.place = new Vector3(Math.round(middle.x / cell) * cell, Math.round(middle.y / cell) * cell, z);
+    const half = 1.4 * radius;
+    this.cell = Math.max(least_cell, 10 ** Math.ceil(Math.log10((2 * half) / most_cells)));
+    this.cells = 2 * Math.ceil(half / this.cell);
+    this.place = new Vector3(this.#line(middle.x), this.#line(middle.y), z);
   }
   // The helper's colours are fixed when it is made.
   grid() {
-    const grid = new GridHelper(this.cells * cell, this.cells, colour('grid-strong'), colour('grid-strong'));
+    const grid = new GridHelper(this.cells * this.cell, this.cells, colour('grid-strong'), colour('grid-strong'));
     grid.rotateX(Math.PI / 2);
     grid.position.copy(this.place);
     return grid;
+  }
+  // The grid's line nearest to a coordinate.
+  #line(coordinate) {
+    return Math.round(coordinate / this.cell) * this.cell;
   }
 }
 
@@ -82,9 +92,10 @@ class Figure {
   constructor(stage, context, canvas, motion, timeline, selection) {
     Object.assign(this, {stage, motion, timeline, selection});
     this.bounds = bounds(motion);
+    if (this.bounds.middle.length() + this.bounds.radius > farthest) throw new RangeError('positions beyond 1000 km');
     this.ground = new Ground(this.bounds, motion.ground.z);
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
-    this.camera = new PerspectiveCamera(30, 1, 0.01, 100 * this.bounds.radius);
+    this.camera = new PerspectiveCamera(30, 1, this.bounds.radius / 50, 100 * this.bounds.radius);
     this.robot = new Robot(motion);
     this.letters = new Letters(stage, motion);
     this.scene = new Scene();
@@ -95,13 +106,13 @@ class Figure {
     // On a phone a vertical stroke scrolls the page, a horizontal one turns the figure.
     canvas.style.touchAction = 'pan-y';
     this.controls.addEventListener('change', () => this.draw());
+    this.#recolour();
+    this.#resize();
+    this.look(views.Oblique);
     timeline.addEventListener('time', () => this.draw());
     selection.addEventListener('joint', () => this.#recolour());
     onScheme(() => this.#recolour());
     new ResizeObserver(() => this.#resize()).observe(stage);
-    this.#recolour();
-    this.#resize();
-    this.look(views.Oblique);
   }
 
   // All of the motion, seen from `direction`.
@@ -162,21 +173,33 @@ function showCaption(caption, motion, timeline, {joint}) {
   const {name, torque, level} = motion.joints[joint];
   caption.style.setProperty('--curve', `var(--${curveName(level)})`);
   caption.replaceChildren(element('i', {class: 'swatch'}), element('span', {}, name),
-                          element('span', {class: 'value'}, `${torque[timeline.sample].toFixed(4)} N m`));
+                          element('span', {class: 'value'}, `${text(torque[timeline.sample])} N m`));
+}
+
+function makeFigure(stage, motion, timeline, selection) {
+  const canvas = element('canvas', {role: 'img', 'aria-label': 'The robot at the time shown'});
+  const context = canvas.getContext('webgl2', {antialias: true, alpha: true});
+  if (!context) return null;
+  stage.append(canvas);
+  try {
+    return new Figure(stage, context, canvas, motion, timeline, selection);
+  } catch (error) {
+    console.warn(error);
+    return null;
+  }
 }
 
 // The figure, or a message in its place and null where the browser cannot draw it.
 export function addFigure(stage, buttons, motion, timeline, selection) {
-  const canvas = element('canvas', {role: 'img', 'aria-label': 'The robot at the time shown'});
-  const context = canvas.getContext('webgl2', {antialias: true, alpha: true});
-  if (!context) {
-    stage.append(element('p', {class: 'message', role: 'status'},
-                         'This browser offers no WebGL 2, which the figure needs. Curves and table work without it.'));
+  const figure = makeFigure(stage, motion, timeline, selection);
+  if (!figure) {
+    stage.replaceChildren(
+        element('p', {class: 'message', role: 'status'},
+                'The figure needs WebGL 2 and positions within 1000 km. Curves and table work without it.'));
     return null;
   }
   const caption = element('p', {class: 'caption'});
-  stage.append(canvas, caption);
-  const figure = new Figure(stage, context, canvas, motion, timeline, selection);
+  stage.append(caption);
   for (const [name, direction] of Object.entries(views)) {
     const button = element('button', {type: 'button'}, name);
     button.addEventListener('click', () => figure.look(direction));
