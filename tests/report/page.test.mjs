@@ -157,24 +157,33 @@ onPage('keys play, pause and step', {}, async (page) => {
   assert.ok(await sliderAt(page) < last() / 2);
 });
 
-onPage('everything that can be clicked is reached by Tab, and seen to be', {}, async (page) => {
-  const names = new Set();
-  for (let i = 0; i < 120; ++i) {
-    await page.keyboard.press('Tab');
-    const {name, outline} = await page.evaluate(() => {
-      const e = document.activeElement;
-      const label = e.ariaLabel ?? e.labels?.[0]?.textContent ?? '';
-      return {name: (label || e.textContent).trim(), outline: e === document.body || getComputedStyle(e).outlineStyle};
-    });
-    if (outline === true) break;
-    assert.notEqual(name, '');
-    assert.notEqual(outline, 'none', name);
-    names.add(name);
-  }
-  for (const name of ['Top', 'one scale for all limbs', 'Sort by peak torque in N m', 'HeadYaw', 'Play', 'Time', 'Speed']) {
-    assert.ok([...names].some((one) => one.startsWith(name)), `${name} in ${[...names]}`);
-  }
-});
+for (const width of [360, 1280]) {
+  onPage(`everything that can be clicked is reached by Tab, and seen to be, at ${width} px`, {}, async (page) => {
+    await page.setViewportSize({width, height: 740});
+    const names = new Set();
+    for (let i = 0; i < 120; ++i) {
+      await page.keyboard.press('Tab');
+      const {name, outline, hidden} = await page.evaluate(() => {
+        const e = document.activeElement;
+        const label = e.ariaLabel ?? e.labels?.[0]?.textContent ?? '';
+        const bar = document.querySelector('.transport');
+        return {
+          name: (label || e.textContent).trim(),
+          outline: e === document.body || getComputedStyle(e).outlineStyle,
+          hidden: !bar.contains(e) && e.getBoundingClientRect().bottom > bar.getBoundingClientRect().top,
+        };
+      });
+      if (outline === true) break;
+      assert.notEqual(name, '');
+      assert.notEqual(outline, 'none', name);
+      assert.ok(!hidden, `${name} is behind the playback`);
+      names.add(name);
+    }
+    for (const name of ['Top', 'one scale for all limbs', 'Sort by peak torque in N m', 'HeadYaw', 'Play', 'Time', 'Speed']) {
+      assert.ok([...names].some((one) => one.startsWith(name)), `${name} in ${[...names]}`);
+    }
+  });
+}
 
 onPage('the table has the peaks, and takes figure and curves to them', {}, async (page) => {
   const rows = () => page.locator('#peaks-body tr').evaluateAll((all) => all.map((row) => row.dataset.joint));
