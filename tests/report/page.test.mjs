@@ -34,7 +34,7 @@ const setSlider = async (page, sample) => {
 };
 const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
 // Of the scene alone, without the letters over it.
-const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter, .caption { visibility: hidden }'});
+const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter { visibility: hidden }'});
 const plot = (page, limb) => page.locator('.panel', {hasText: limb}).locator('.u-over').boundingBox();
 
 // The sample nearest to where x is in a plot.
@@ -81,13 +81,46 @@ onPage('the slider moves figure, curves and numbers to the numbers of the file',
   for (const sample of [last(), 0, 137, 300]) {
     await setSlider(page, sample);
     await expectTime(page, sample);
-    const spheres = await page.evaluate(() => korvel.figure.spheres());
+    const spheres = await page.evaluate(() => korvel.figure.robot.spheres());
     bodies.forEach((body, b) => assert.deepEqual(spheres[b], wave.point(`${body}_com`, sample), body));
     pictures.set(sample, await picture(page));
   }
   await setSlider(page, 137);
   assert.ok(pictures.get(137).equals(await picture(page)));
+  const [caption, canvas] = await Promise.all(
+      ['.caption', '.stage canvas'].map((part) => page.locator(part).boundingBox()));
+  assert.ok(caption.y + caption.height <= canvas.y, 'the figure strikes the caption through');
   assert.ok(!pictures.get(137).equals(pictures.get(300)));
+});
+
+onPage('rods join the bodies, a ball and a ring are at the centre of mass and under it', {}, async (page) => {
+  const near = (a, b, what) => a.forEach((v, i) => assert.ok(Math.abs(v - b[i]) < 1e-6, `${what}: ${a} is not ${b}`));
+  assert.match(await page.locator('#ground').innerText(), /z = 0 of the world/);
+  const bodies = await page.evaluate(() => korvel.motion.bodies.map(({name, parent}) => ({name, parent})));
+  for (const sample of [0, 137, 300]) {
+    await setSlider(page, sample);
+    const {rods, com} = await page.evaluate(
+        () => ({rods: korvel.figure.robot.rods(), com: korvel.figure.robot.centreOfMass()}));
+    const [x, y, z] = wave.point('com', sample);
+    near(com.ball, [x, y, z], 'ball');
+    near(com.ring, [x, y, 0], 'ring');
+    near(com.drop.flat(), [x, y, 0, x, y, z], 'line between them');
+    let drawn_rods = 0;
+    bodies.forEach(({name}, b) => {
+      const origin = wave.point(name, sample);
+      const to = [
+        wave.point(`${name}_com`, sample),
+        ...bodies.filter(({parent}) => parent === b).map((child) => wave.point(child.name, sample)),
+      ];
+      assert.equal(rods[b].length, to.length);
+      to.forEach((end, i) => {
+        const long = Math.hypot(...end.map((v, k) => v - origin[k])) > 1e-3;
+        if (long || rods[b][i]) near(rods[b][i].flat(), [...origin, ...end], name);
+        if (long) ++drawn_rods;
+      });
+    });
+    assert.ok(drawn_rods > 30);
+  }
 });
 
 // Seen from the front the robot's left is on the right; the letters stand at the ends of the limbs.

@@ -51,5 +51,5 @@ const figure = addFigure(byId('stage'), byId('views'), motion, timeline, selecti
 
 if (!matchMedia('(prefers-reduced-motion: reduce)').matches) timeline.play();
 
-// For the console of a browser: korvel.figure.spheres() and the like.
+// For the console of a browser: korvel.figure.robot.spheres() and the like.
 globalThis.korvel = {motion, timeline, selection, charts, figure};
