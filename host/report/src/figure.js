@@ -89,15 +89,15 @@ class Letters {
 class Figure {
   #drawing = false;
 
-  constructor(stage, context, canvas, motion, timeline, selection) {
-    Object.assign(this, {stage, motion, timeline, selection});
+  constructor(place, context, canvas, motion, timeline, selection) {
+    Object.assign(this, {place, motion, timeline, selection});
     this.bounds = bounds(motion);
     if (this.bounds.middle.length() + this.bounds.radius > farthest) throw new RangeError('positions beyond 1000 km');
     this.ground = new Ground(this.bounds, motion.ground.z);
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
     this.camera = new PerspectiveCamera(30, 1, this.bounds.radius / 50, 100 * this.bounds.radius);
     this.robot = new Robot(motion);
-    this.letters = new Letters(stage, motion);
+    this.letters = new Letters(place, motion);
     this.scene = new Scene();
     const lamp = new DirectionalLight(0xffffff, 1.6);
     this.camera.add(lamp.translateX(-0.6).translateY(0.8));
@@ -112,7 +112,7 @@ class Figure {
     timeline.addEventListener('time', () => this.draw());
     selection.addEventListener('joint', () => this.#recolour());
     onScheme(() => this.#recolour());
-    new ResizeObserver(() => this.#resize()).observe(stage);
+    new ResizeObserver(() => this.#resize()).observe(place);
   }
 
   // All of the motion, seen from `direction`.
@@ -132,11 +132,6 @@ class Figure {
     camera.position.sub(middle).setLength(Math.max(...needs)).add(middle);
     controls.update();
     this.draw();
-  }
-
-  // Centres of the spheres as they are drawn, one for each body.
-  spheres() {
-    return this.robot.bodies.map(({sphere}) => sphere.position.toArray());
   }
 
   // At most once for each frame of the screen.
@@ -160,7 +155,7 @@ class Figure {
   }
 
   #resize() {
-    this.size = {width: this.stage.clientWidth || 1, height: this.stage.clientHeight || 1};
+    this.size = {width: this.place.clientWidth || 1, height: this.place.clientHeight || 1};
     this.renderer.setPixelRatio(Math.min(devicePixelRatio, 2));
     this.renderer.setSize(this.size.width, this.size.height, false);
     this.camera.aspect = this.size.width / this.size.height;
@@ -180,9 +175,9 @@ function makeFigure(stage, motion, timeline, selection) {
   const canvas = element('canvas', {role: 'img', 'aria-label': 'The robot at the time shown'});
   const context = canvas.getContext('webgl2', {antialias: true, alpha: true});
   if (!context) return null;
-  stage.append(canvas);
+  const place = stage.appendChild(element('div', {class: 'scene'}, canvas));
   try {
-    return new Figure(stage, context, canvas, motion, timeline, selection);
+    return new Figure(place, context, canvas, motion, timeline, selection);
   } catch (error) {
     console.warn(error);
     return null;
@@ -199,7 +194,7 @@ export function addFigure(stage, buttons, motion, timeline, selection) {
     return null;
   }
   const caption = element('p', {class: 'caption'});
-  stage.append(caption);
+  stage.prepend(caption);
   for (const [name, direction] of Object.entries(views)) {
     const button = element('button', {type: 'button'}, name);
     button.addEventListener('click', () => figure.look(direction));
