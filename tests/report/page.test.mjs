@@ -304,13 +304,16 @@ const onResults = (name, change, body) => test(name, async (t) => {
 });
 const gridLines = (page) => page.evaluate(() => korvel.figure.grid.geometry.attributes.position.count / 2);
 
-// 100 m along x in the time of the wave.
-let travelled = 0;
-onResults('a motion over 100 m has a ground of few lines', (name, value) => {
-  if (name === 'time') travelled = 20 * value;
-  return name.endsWith('_x') ? value + travelled : value;
-}, async (page, {columns}) => {
-  assert.ok(columns.com_x[last()] > 60);
+// The wave on a cart that goes along x, in m/s.
+const onCart = (speed) => {
+  let x = 0;
+  return (name, value) => {
+    if (name === 'time') x = speed * value;
+    return name.endsWith('_x') ? value + x : value;
+  };
+};
+onResults('a motion over 100 m has a ground of few lines', onCart(20), async (page, {columns}) => {
+  assert.ok(columns.com_x[last()] > 100);
   const lines = await gridLines(page);
   assert.ok(lines > 10 && lines < 220, `${lines}`);
 });
@@ -320,6 +323,34 @@ onResults('values near the end of single precision', (name, value) => name === '
   await page.setViewportSize({width: 360, height: 740});
   await drawn(page);
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+});
+
+// How much of its chart a curve takes, from its lowest to its highest mark.
+onResults('each axis of the centre of mass fills its chart, unless they share a scale', onCart(1), async (page, {columns}) => {
+  const shares = async () => {
+    const plots = await page.locator('#com-panel .u-over').all();
+    const found = [];
+    for (const [i, over] of plots.entries()) {
+      const values = columns[`com_${'xyz'[i]}`];
+      const marks = [];
+      for (const extreme of [Math.min(...values), Math.max(...values)]) {
+        await setSlider(page, values.indexOf(extreme));
+        marks.push((await over.locator('.mark').boundingBox()).y);
+      }
+      found.push((marks[0] - marks[1]) / (await over.boundingBox()).height);
+    }
+    return found;
+  };
+  const ticks = await page.evaluate(() => korvel.charts.slice(-3).map((chart) => chart.labels().texts.length));
+  assert.ok(Math.min(...ticks) > 1, `${ticks}`);
+  const [own_x, own_y] = await shares();
+  assert.ok(own_x > 0.7 && own_y > 0.7);
+  await page.locator('#same-length').check();
+  await drawn(page);
+  const [x, y] = await shares();
+  const span = (axis) => Math.max(...columns[axis]) - Math.min(...columns[axis]);
+  assert.ok(Math.abs(x - own_x) < 0.01);
+  assert.ok(Math.abs(y / x - span('com_y') / span('com_x')) < 0.01);
 });
 
 onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? value * -1.2345e11 : value, async (page) => {

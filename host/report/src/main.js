@@ -44,7 +44,7 @@ addControls(timeline, {
 });
 const charts = [
   ...addTorquePanels(byId('torque-panels'), byId('same-scale'), motion, timeline, selection),
-  ...addComCharts(byId('com-panel'), motion, timeline),
+  ...addComCharts(byId('com-panel'), byId('same-length'), motion, timeline),
 ];
 addPeaks(byId('peaks-head'), byId('peaks-body'), motion, timeline, selection);
 const figure = addFigure(byId('stage'), byId('views'), motion, timeline, selection);

@@ -5,6 +5,8 @@ import {element} from './dom.js';
 import {extent} from './motion.js';
 import {text} from './numbers.js';
 
+const least_span = 1e-3;  // m, of a curve of the centre of mass: rounding is not drawn as motion
+
 function padded(low, high) {
   const pad = 0.08 * (high - low) || Math.abs(high) || 1;
   return [low - pad, high + pad];
@@ -73,22 +75,28 @@ export function addTorquePanels(place, same_scale, motion, timeline, selection) 
   return charts;
 }
 
-// One below the other on one time axis; lengths are drawn to one scale.
-export function addComCharts(panel, motion, timeline) {
+// One below the other on one time axis; on demand lengths are drawn to one scale.
+export function addComCharts(panel, same_length, motion, timeline) {
   const extents = motion.com.map((column) => extent([column]));
-  const half = 0.6 * (Math.max(...extents.map(([low, high]) => high - low)) || 0.01);
-  return ['x', 'y', 'z'].map((name, axis) => {
+  const spans = extents.map(([low, high]) => Math.max(high - low, least_span));
+  const longest = Math.max(...spans);
+  const charts = ['x', 'y', 'z'].map((name, axis) => {
     const [low, high] = extents[axis];
     const middle = (low + high) / 2;
     const value = element('span', {class: 'value', 'data-com': name});
     const place = element('div', {class: 'chart', role: 'img', 'aria-label': `Centre of mass, ${name}, over time`});
     panel.append(element('h3', {}, name, value), place);
+    const range = () => {
+      const half = 0.6 * (same_length.checked ? longest : spans[axis]);
+      return [middle - half, middle + half];
+    };
     const bottom = axis === motion.com.length - 1;
     const chart = new Chart(place, timeline, {
       height: bottom ? 82 : 58,
       curves: [{values: motion.com[axis], stroke: () => colour('com')}],
-      range: () => [middle - half, middle + half],
+      range,
       shows_time: bottom,
+      space: 15,
     });
     chart.emphasize(0);
     const showTime = () => value.textContent = text(motion.com[axis][timeline.sample]);
@@ -96,4 +104,6 @@ export function addComCharts(panel, motion, timeline) {
     showTime();
     return chart;
   });
+  same_length.addEventListener('change', () => charts.forEach((chart) => chart.rescale()));
+  return charts;
 }
