@@ -325,6 +325,27 @@ onResults('values near the end of single precision', (name, value) => name === '
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
 });
 
+onResults('the figure follows a walk', onCart(1), async (page) => {
+  const follow = page.getByLabel('Follow');
+  assert.ok(await follow.isChecked());
+  const letters = () => page.locator('.letter').evaluateAll((all) => all.map((e) => e.getBoundingClientRect()).map(({x, y}) => [x, y]));
+  const tall = async () => {
+    const y = (await letters()).map((place) => place[1]);
+    return Math.max(...y) - Math.min(...y);
+  };
+  await setSlider(page, 0);
+  const first = await letters();
+  const followed = await tall();
+  await setSlider(page, last());
+  (await letters()).flat().forEach((v, i) => assert.ok(Math.abs(v - first.flat()[i]) < 3, `${v}`));
+  await follow.uncheck();
+  await drawn(page);
+  assert.ok(await tall() < followed / 3);
+  const far = await letters();
+  await setSlider(page, 0);
+  assert.ok(Math.abs((await letters())[0][0] - far[0][0]) > 100);
+});
+
 // How much of its chart a curve takes, from its lowest to its highest mark.
 onResults('each axis of the centre of mass fills its chart, unless they share a scale', onCart(1), async (page, {columns}) => {
   const shares = async () => {

@@ -18,6 +18,7 @@ import {at, Robot} from './scene.js';
 
 const least_cell = 0.1;  // m, of the grid
 const most_cells = 100;
+const long_travel = 1;  // m, of the root over the ground: from here on the camera follows
 const farthest = 1e6;  // m: single precision has no figure beyond, and drivers hang on what is far larger
 const margin = 0.05;  // m, for the spheres and letters around the points
 
@@ -33,14 +34,19 @@ const views = {
 
 const most_samples = 200;  // for the bounds of a long motion
 
-// Points that the motion goes through, and the middle of the box around them.
-function bounds({time, bodies, ground}) {
+// Where the root is over the ground.
+const rootOver = ({bodies}, sample) => at(bodies[0].origin, sample).setZ(0);
+
+// Points that the motion goes through, and the middle of the box around them; x and y from the root's if it is followed.
+function bounds(motion, follows) {
+  const {time, bodies, ground} = motion;
   const box = new Box3();
   const points = [];
   const stride = Math.ceil(time.length / most_samples);
   for (let sample = 0; sample < time.length; sample += stride) {
-    for (const {com} of bodies) points.push(at(com, sample));
-    points.push(at(bodies[0].com, sample).setZ(ground.z));
+    const base = follows ? rootOver(motion, sample) : new Vector3();
+    for (const {com} of bodies) points.push(at(com, sample).sub(base));
+    points.push(at(bodies[0].com, sample).setZ(ground.z).sub(base));
   }
   box.setFromPoints(points);
   return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
@@ -52,14 +58,17 @@ class Ground {
     const half = 1.4 * radius;
     this.cell = Math.max(least_cell, 10 ** Math.ceil(Math.log10((2 * half) / most_cells)));
     this.cells = 2 * Math.ceil(half / this.cell);
-    this.place = new Vector3(this.#line(middle.x), this.#line(middle.y), z);
+    this.middle = middle;
+    this.z = z;
   }
   // The helper's colours are fixed when it is made.
   grid() {
     const grid = new GridHelper(this.cells * this.cell, this.cells, colour('grid-strong'), colour('grid-strong'));
-    grid.rotateX(Math.PI / 2);
-    grid.position.copy(this.place);
-    return grid;
+    return grid.rotateX(Math.PI / 2);
+  }
+  // Its lines stay where they are in the world.
+  place(grid, {x, y}) {
+    grid.position.set(this.#line(this.middle.x + x), this.#line(this.middle.y + y), this.z);
   }
   // The grid's line nearest to a coordinate.
   #line(coordinate) {
@@ -86,16 +95,22 @@ class Letters {
   }
 }
 
+// How far the root gets from where it begins.
+function travel(motion) {
+  const start = rootOver(motion, 0);
+  return Math.max(...motion.time.map((_, sample) => rootOver(motion, sample).distanceTo(start)));
+}
+
 class Figure {
   #drawing = false;
+  direction = views.Oblique;
 
   constructor(place, context, canvas, motion, timeline, selection) {
     Object.assign(this, {place, motion, timeline, selection});
-    this.bounds = bounds(motion);
-    if (this.bounds.middle.length() + this.bounds.radius > farthest) throw new RangeError('positions beyond 1000 km');
-    this.ground = new Ground(this.bounds, motion.ground.z);
+    const {middle, radius} = bounds(motion, false);
+    if (middle.length() + radius > farthest) throw new RangeError('positions beyond 1000 km');
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
-    this.camera = new PerspectiveCamera(30, 1, this.bounds.radius / 50, 100 * this.bounds.radius);
+    this.camera = new PerspectiveCamera(30, 1);
     this.robot = new Robot(motion);
     this.letters = new Letters(place, motion);
     this.scene = new Scene();
@@ -106,19 +121,32 @@ class Figure {
     // On a phone a vertical stroke scrolls the page, a horizontal one turns the figure.
     canvas.style.touchAction = 'pan-y';
     this.controls.addEventListener('change', () => this.draw());
-    this.#recolour();
     this.#resize();
-    this.look(views.Oblique);
+    this.follow(travel(motion) > long_travel);
     timeline.addEventListener('time', () => this.draw());
     selection.addEventListener('joint', () => this.#recolour());
     onScheme(() => this.#recolour());
     new ResizeObserver(() => this.#resize()).observe(place);
   }
 
+  // Whether the camera goes with the root over the ground. Looks anew.
+  follow(follows) {
+    this.follows = follows;
+    this.bounds = bounds(this.motion, follows);
+    const {radius} = this.bounds;
+    this.ground = new Ground(this.bounds, this.motion.ground.z);
+    Object.assign(this.camera, {near: radius / 50, far: 100 * radius}).updateProjectionMatrix();
+    this.#recolour();
+    this.look(this.direction);
+  }
+
   // All of the motion, seen from `direction`.
   look(direction) {
-    const {points, middle} = this.bounds;
+    this.direction = direction;
+    this.base = this.#base();
     const {camera, controls} = this;
+    const {points} = this.bounds;
+    const middle = this.bounds.middle.clone().add(this.base);
     controls.target.copy(middle);
     camera.position.set(...direction).normalize().add(middle);
     controls.update();
@@ -126,7 +154,7 @@ class Figure {
     // How far back a point with its margin needs the camera, which is 1 m from the middle.
     const slope = Math.tan((camera.fov * Math.PI) / 360);
     const needs = points.map((point) => {
-      const {x, y, z} = point.clone().applyMatrix4(camera.matrixWorldInverse);
+      const {x, y, z} = point.clone().add(this.base).applyMatrix4(camera.matrixWorldInverse);
       return z + 1 + Math.max((Math.abs(x) + margin) / camera.aspect, Math.abs(y) + margin) / slope;
     });
     camera.position.sub(middle).setLength(Math.max(...needs)).add(middle);
@@ -141,9 +169,23 @@ class Figure {
     requestAnimationFrame(() => {
       this.#drawing = false;
       this.robot.show(this.timeline.sample, this.selection.joint);
+      this.#move();
       this.renderer.render(this.scene, this.camera);
       this.letters.show(this.timeline.sample, this.camera, this.size);
     });
+  }
+
+  #base() {
+    return this.follows ? rootOver(this.motion, this.timeline.sample) : new Vector3();
+  }
+
+  #move() {
+    const base = this.#base();
+    const move = base.clone().sub(this.base);
+    this.base = base;
+    this.controls.target.add(move);
+    this.camera.position.add(move);
+    this.ground.place(this.grid, base);
   }
 
   #recolour() {
@@ -200,6 +242,10 @@ export function addFigure(stage, buttons, motion, timeline, selection) {
     button.addEventListener('click', () => figure.look(direction));
     buttons.append(button);
   }
+  const follow = element('input', {type: 'checkbox'});
+  follow.checked = figure.follows;
+  follow.addEventListener('change', () => figure.follow(follow.checked));
+  buttons.append(element('label', {class: 'check'}, follow, 'Follow'));
   const show = () => showCaption(caption, motion, timeline, selection);
   timeline.addEventListener('time', show);
   selection.addEventListener('joint', show);
