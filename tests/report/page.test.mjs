@@ -45,10 +45,11 @@ function sampleAt({x, width}, at) {
   return distances.indexOf(Math.min(...distances));
 }
 
-async function expectTime(page, sample) {
+// Curves and numbers show `sample`, the slider and the clock are at `here`.
+async function expectTime(page, sample, here = sample) {
   const {time} = wave.columns;
-  assert.equal(await sliderAt(page), sample);
-  assert.equal(await page.locator('#clock').textContent(), `${time[sample].toFixed(3)} / ${time[last()].toFixed(3)} s`);
+  assert.equal(await sliderAt(page), here);
+  assert.equal(await page.locator('#clock').textContent(), `${time[here].toFixed(3)} / ${time[last()].toFixed(3)} s`);
   for (const joint of joints()) assert.equal(await valueOf(page, joint), torque(joint, sample), joint);
   for (const axis of ['x', 'y', 'z']) {
     const value = await page.locator(`[data-com=${axis}]`).textContent();
@@ -147,7 +148,7 @@ onPage('the pointer over a curve shows the time there, a press goes there', {}, 
     const box = await plot(page, limb);
     const at = box.x + 0.6 * box.width;
     await page.mouse.move(at, box.y + 5);
-    await expectTime(page, sampleAt(box, at));
+    await expectTime(page, sampleAt(box, at), 50);
     await page.mouse.move(5, 5);
     await expectTime(page, 50);
   }
@@ -158,6 +159,34 @@ onPage('the pointer over a curve shows the time there, a press goes there', {}, 
   await page.mouse.up();
   await page.mouse.move(5, 5);
   await expectTime(page, sampleAt(box, box.x + 0.3 * box.width));
+});
+
+onPage('the keys turn and zoom the figure that has the focus, and leave the time', {}, async (page) => {
+  await setSlider(page, 50);
+  await page.getByRole('button', {name: 'Front'}).click();
+  await page.locator('.stage canvas').focus();
+  // The camera in spherical coordinates about what it looks at.
+  const press = async (key) => {
+    await page.keyboard.press(key);
+    return page.evaluate(() => {
+      const {x, y, z} = korvel.figure.camera.position.clone().sub(korvel.figure.controls.target);
+      return {azimuth: Math.atan2(y, x), height: z, distance: Math.hypot(x, y, z)};
+    });
+  };
+  const front = await press('Shift');
+  const left = await press('ArrowLeft');
+  assert.ok(left.azimuth < front.azimuth - 0.05 && Math.abs(left.distance - front.distance) < 1e-6);
+  assert.ok(Math.abs((await press('ArrowRight')).azimuth - front.azimuth) < 1e-6);
+  const above = await press('ArrowUp');
+  assert.ok(above.height > front.height + 0.05 * front.distance);
+  assert.ok(Math.abs((await press('ArrowDown')).height - front.height) < 1e-6);
+  assert.ok((await press('+')).distance < 0.95 * front.distance);
+  assert.ok(Math.abs((await press('-')).distance - front.distance) < 1e-6);
+  await expectTime(page, 50);
+  await page.locator('.stage canvas').blur();
+  await page.locator('.stage canvas').click();
+  await page.keyboard.press('ArrowRight');
+  assert.equal(await sliderAt(page), 51);
 });
 
 onPage('keys play, pause and step', {}, async (page) => {

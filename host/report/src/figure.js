@@ -7,6 +7,7 @@ import {
   Object3D,
   PerspectiveCamera,
   Scene,
+  Spherical,
   Vector3,
   WebGLRenderer,
 } from 'three';
@@ -18,6 +19,8 @@ import {at, Robot} from './scene.js';
 
 const least_cell = 0.1;  // m, of the grid
 const most_cells = 100;
+const turn = Math.PI / 24;  // by a key
+const zoom = 1.1;
 const long_travel = 1;  // m, of the root over the ground: from here on the camera follows
 const farthest = 1e6;  // m: single precision has no figure beyond, and drivers hang on what is far larger
 const margin = 0.05;  // m, for the spheres and letters around the points
@@ -129,6 +132,21 @@ class Figure {
     new ResizeObserver(() => this.#resize()).observe(place);
   }
 
+  // Radians to the left and upwards around the target, and how many times further away.
+  orbit(left, up, further) {
+    const {camera, controls} = this;
+    // Its axis is y, the world's z.
+    const {x, y, z} = camera.position.clone().sub(controls.target);
+    const place = new Spherical().setFromCartesianCoords(y, z, x);
+    place.theta -= left;
+    place.phi -= up;
+    place.radius *= further;
+    const turned = new Vector3().setFromSpherical(place.makeSafe());
+    camera.position.set(turned.z, turned.x, turned.y).add(controls.target);
+    controls.update();
+    this.draw();
+  }
+
   // Whether the camera goes with the root over the ground. Looks anew.
   follow(follows) {
     this.follows = follows;
@@ -213,13 +231,40 @@ function showCaption(caption, motion, timeline, {joint}) {
                           element('span', {class: 'value'}, `${text(torque[timeline.sample])} N m`));
 }
 
+// Keys of the figure while it has the focus; the page's own for the time then rest.
+function addKeys(canvas, figure) {
+  const keys = {
+    ArrowLeft: [turn, 0, 1],
+    ArrowRight: [-turn, 0, 1],
+    ArrowUp: [0, turn, 1],
+    ArrowDown: [0, -turn, 1],
+    '+': [0, 0, 1 / zoom],
+    '=': [0, 0, 1 / zoom],
+    '-': [0, 0, zoom],
+  };
+  canvas.addEventListener('keydown', (event) => {
+    if (event.ctrlKey || event.altKey || event.metaKey || !Object.hasOwn(keys, event.key)) return;
+    event.preventDefault();
+    event.stopPropagation();
+    figure.orbit(...keys[event.key]);
+  });
+  // The pointer turns it without the focus, so that arrows go on to step through time.
+  canvas.addEventListener('mousedown', (event) => event.preventDefault());
+}
+
 function makeFigure(stage, motion, timeline, selection) {
-  const canvas = element('canvas', {role: 'img', 'aria-label': 'The robot at the time shown'});
+  const canvas = element('canvas', {
+    role: 'application',
+    tabindex: 0,
+    'aria-label': 'The robot at the time shown: arrows turn it, plus and minus zoom',
+  });
   const context = canvas.getContext('webgl2', {antialias: true, alpha: true});
   if (!context) return null;
   const place = stage.appendChild(element('div', {class: 'scene'}, canvas));
   try {
-    return new Figure(place, context, canvas, motion, timeline, selection);
+    const figure = new Figure(place, context, canvas, motion, timeline, selection);
+    addKeys(canvas, figure);
+    return figure;
   } catch (error) {
     console.warn(error);
     return null;
