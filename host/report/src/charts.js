@@ -7,7 +7,7 @@ const font = '12px system-ui, sans-serif';
 const near_curve = 12;  // px
 // px, of the axes.
 const time_height = 24;
-const values_width = 52;
+const values_width = 60;
 const gap = 6;
 
 const ruler = document.createElement('canvas').getContext('2d');
@@ -33,7 +33,7 @@ export class Chart {
   #strong = null;
   #drag = false;
 
-  constructor(place, timeline, {height, curves, range, onCurve, shows_time = true, space = 26}) {
+  constructor(place, timeline, {height, curves, range, onCurve, shows_time = true, space = 21}) {
     this.timeline = timeline;
     this.curves = curves;
     this.onCurve = onCurve;
