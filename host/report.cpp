@@ -82,8 +82,9 @@ void addReport(CLI::App& app) {
   CLI::App* command = app.add_subcommand("report", "One page that shows the results of a motion in any browser");
   if (!std::filesystem::exists(templatePath())) {
     // Not offered, and whoever knows it learns what is missing, whatever the arguments.
-    command->group("")->allow_extras()->callback(
-        [] { throw Error("report: its page was not built, install nodejs and npm and build korvel again"); });
+    const std::string missing = "report: its page was not built, install nodejs and npm and build korvel again";
+    command->description(missing);
+    command->group("")->allow_extras()->callback([missing] { throw Error(missing); });
     return;
   }
   command->footer(

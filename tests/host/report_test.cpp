@@ -156,6 +156,9 @@ TEST_F(Report, PageIsFoundWhereItIsInstalled) {
   const Outcome without = host(arguments, ":", installed);
   EXPECT_EQ(without.status, 2);
   EXPECT_EQ(without.err, "report: its page was not built, install nodejs and npm and build korvel again\n");
+  const Outcome help = host("report --help", ":", installed);
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.out.find(without.err), std::string::npos) << help.out;
   EXPECT_EQ(host("--help", ":", installed).out.find("report"), std::string::npos);
 
   std::filesystem::create_directories(directory_ / "prefix/share/korvel");

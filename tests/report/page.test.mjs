@@ -34,7 +34,7 @@ const setSlider = async (page, sample) => {
 };
 const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
 // Of the scene alone, without the letters over it.
-const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter, .caption { visibility: hidden }'});
+const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter { visibility: hidden }'});
 const plot = (page, limb) => page.locator('.panel', {hasText: limb}).locator('.u-over').boundingBox();
 
 // The sample nearest to where x is in a plot.
@@ -45,10 +45,11 @@ function sampleAt({x, width}, at) {
   return distances.indexOf(Math.min(...distances));
 }
 
-async function expectTime(page, sample) {
+// Curves and numbers show `sample`, the slider and the clock are at `here`.
+async function expectTime(page, sample, here = sample) {
   const {time} = wave.columns;
-  assert.equal(await sliderAt(page), sample);
-  assert.equal(await page.locator('#clock').textContent(), `${time[sample].toFixed(3)} / ${time[last()].toFixed(3)} s`);
+  assert.equal(await sliderAt(page), here);
+  assert.equal(await page.locator('#clock').textContent(), `${time[here].toFixed(3)} / ${time[last()].toFixed(3)} s`);
   for (const joint of joints()) assert.equal(await valueOf(page, joint), torque(joint, sample), joint);
   for (const axis of ['x', 'y', 'z']) {
     const value = await page.locator(`[data-com=${axis}]`).textContent();
@@ -81,13 +82,46 @@ onPage('the slider moves figure, curves and numbers to the numbers of the file',
   for (const sample of [last(), 0, 137, 300]) {
     await setSlider(page, sample);
     await expectTime(page, sample);
-    const spheres = await page.evaluate(() => korvel.figure.spheres());
+    const spheres = await page.evaluate(() => korvel.figure.robot.spheres());
     bodies.forEach((body, b) => assert.deepEqual(spheres[b], wave.point(`${body}_com`, sample), body));
     pictures.set(sample, await picture(page));
   }
   await setSlider(page, 137);
   assert.ok(pictures.get(137).equals(await picture(page)));
+  const [caption, canvas] = await Promise.all(
+      ['.caption', '.stage canvas'].map((part) => page.locator(part).boundingBox()));
+  assert.ok(caption.y + caption.height <= canvas.y, 'the figure strikes the caption through');
   assert.ok(!pictures.get(137).equals(pictures.get(300)));
+});
+
+onPage('rods join the bodies, a ball and a ring are at the centre of mass and under it', {}, async (page) => {
+  const near = (a, b, what) => a.forEach((v, i) => assert.ok(Math.abs(v - b[i]) < 1e-6, `${what}: ${a} is not ${b}`));
+  assert.match(await page.locator('#ground').innerText(), /z = 0 of the world/);
+  const bodies = await page.evaluate(() => korvel.motion.bodies.map(({name, parent}) => ({name, parent})));
+  for (const sample of [0, 137, 300]) {
+    await setSlider(page, sample);
+    const {rods, com} = await page.evaluate(
+        () => ({rods: korvel.figure.robot.rods(), com: korvel.figure.robot.centreOfMass()}));
+    const [x, y, z] = wave.point('com', sample);
+    near(com.ball, [x, y, z], 'ball');
+    near(com.ring, [x, y, 0], 'ring');
+    near(com.drop.flat(), [x, y, 0, x, y, z], 'line between them');
+    let drawn_rods = 0;
+    bodies.forEach(({name}, b) => {
+      const origin = wave.point(name, sample);
+      const to = [
+        wave.point(`${name}_com`, sample),
+        ...bodies.filter(({parent}) => parent === b).map((child) => wave.point(child.name, sample)),
+      ];
+      assert.equal(rods[b].length, to.length);
+      to.forEach((end, i) => {
+        const long = Math.hypot(...end.map((v, k) => v - origin[k])) > 1e-3;
+        if (long || rods[b][i]) near(rods[b][i].flat(), [...origin, ...end], name);
+        if (long) ++drawn_rods;
+      });
+    });
+    assert.ok(drawn_rods > 30);
+  }
 });
 
 // Seen from the front the robot's left is on the right; the letters stand at the ends of the limbs.
@@ -114,7 +148,7 @@ onPage('the pointer over a curve shows the time there, a press goes there', {}, 
     const box = await plot(page, limb);
     const at = box.x + 0.6 * box.width;
     await page.mouse.move(at, box.y + 5);
-    await expectTime(page, sampleAt(box, at));
+    await expectTime(page, sampleAt(box, at), 50);
     await page.mouse.move(5, 5);
     await expectTime(page, 50);
   }
@@ -125,6 +159,34 @@ onPage('the pointer over a curve shows the time there, a press goes there', {}, 
   await page.mouse.up();
   await page.mouse.move(5, 5);
   await expectTime(page, sampleAt(box, box.x + 0.3 * box.width));
+});
+
+onPage('the keys turn and zoom the figure that has the focus, and leave the time', {}, async (page) => {
+  await setSlider(page, 50);
+  await page.getByRole('button', {name: 'Front'}).click();
+  await page.locator('.stage canvas').focus();
+  // The camera in spherical coordinates about what it looks at.
+  const press = async (key) => {
+    await page.keyboard.press(key);
+    return page.evaluate(() => {
+      const {x, y, z} = korvel.figure.camera.position.clone().sub(korvel.figure.controls.target);
+      return {azimuth: Math.atan2(y, x), height: z, distance: Math.hypot(x, y, z)};
+    });
+  };
+  const front = await press('Shift');
+  const left = await press('ArrowLeft');
+  assert.ok(left.azimuth < front.azimuth - 0.05 && Math.abs(left.distance - front.distance) < 1e-6);
+  assert.ok(Math.abs((await press('ArrowRight')).azimuth - front.azimuth) < 1e-6);
+  const above = await press('ArrowUp');
+  assert.ok(above.height > front.height + 0.05 * front.distance);
+  assert.ok(Math.abs((await press('ArrowDown')).height - front.height) < 1e-6);
+  assert.ok((await press('+')).distance < 0.95 * front.distance);
+  assert.ok(Math.abs((await press('-')).distance - front.distance) < 1e-6);
+  await expectTime(page, 50);
+  await page.locator('.stage canvas').blur();
+  await page.locator('.stage canvas').click();
+  await page.keyboard.press('ArrowRight');
+  assert.equal(await sliderAt(page), 51);
 });
 
 onPage('keys play, pause and step', {}, async (page) => {
@@ -157,24 +219,33 @@ onPage('keys play, pause and step', {}, async (page) => {
   assert.ok(await sliderAt(page) < last() / 2);
 });
 
-onPage('everything that can be clicked is reached by Tab, and seen to be', {}, async (page) => {
-  const names = new Set();
-  for (let i = 0; i < 120; ++i) {
-    await page.keyboard.press('Tab');
-    const {name, outline} = await page.evaluate(() => {
-      const e = document.activeElement;
-      const label = e.ariaLabel ?? e.labels?.[0]?.textContent ?? '';
-      return {name: (label || e.textContent).trim(), outline: e === document.body || getComputedStyle(e).outlineStyle};
-    });
-    if (outline === true) break;
-    assert.notEqual(name, '');
-    assert.notEqual(outline, 'none', name);
-    names.add(name);
-  }
-  for (const name of ['Top', 'one scale for all limbs', 'Sort by peak torque in N m', 'HeadYaw', 'Play', 'Time', 'Speed']) {
-    assert.ok([...names].some((one) => one.startsWith(name)), `${name} in ${[...names]}`);
-  }
-});
+for (const width of [360, 1280]) {
+  onPage(`everything that can be clicked is reached by Tab, and seen to be, at ${width} px`, {}, async (page) => {
+    await page.setViewportSize({width, height: 740});
+    const names = new Set();
+    for (let i = 0; i < 120; ++i) {
+      await page.keyboard.press('Tab');
+      const {name, outline, hidden} = await page.evaluate(() => {
+        const e = document.activeElement;
+        const label = e.ariaLabel ?? e.labels?.[0]?.textContent ?? '';
+        const bar = document.querySelector('.transport');
+        return {
+          name: (label || e.textContent).trim(),
+          outline: e === document.body || getComputedStyle(e).outlineStyle,
+          hidden: !bar.contains(e) && e.getBoundingClientRect().bottom > bar.getBoundingClientRect().top,
+        };
+      });
+      if (outline === true) break;
+      assert.notEqual(name, '');
+      assert.notEqual(outline, 'none', name);
+      assert.ok(!hidden, `${name} is behind the playback`);
+      names.add(name);
+    }
+    for (const name of ['Top', 'one scale for all limbs', 'Sort by peak torque in N m', 'HeadYaw', 'Play', 'Time', 'Speed']) {
+      assert.ok([...names].some((one) => one.startsWith(name)), `${name} in ${[...names]}`);
+    }
+  });
+}
 
 onPage('the table has the peaks, and takes figure and curves to them', {}, async (page) => {
   const rows = () => page.locator('#peaks-body tr').evaluateAll((all) => all.map((row) => row.dataset.joint));
@@ -233,10 +304,117 @@ test('without WebGL a message stands for the figure and the curves work', async 
   const poor = await launch(no_webgl);
   t.after(() => poor.close());
   const page = await wave.open(poor);
-  assert.match(await page.locator('.stage').innerText(), /no WebGL/);
+  assert.match(await page.locator('.stage').innerText(), /needs WebGL 2/);
   await setSlider(page, 200);
   await expectTime(page, 200);
   assert.deepEqual(page.faults, []);
+});
+
+test('a figure that fails is a message, and the curves work', async (t) => {
+  const page = await wave.open(browser, {}, () => HTMLCanvasElement.prototype.getContext = new Proxy(
+      HTMLCanvasElement.prototype.getContext,
+      {apply: (get, canvas, [kind, ...more]) => kind === 'webgl2' ? {} : get.call(canvas, kind, ...more)}));
+  t.after(() => page.context().close());
+  assert.match(await page.locator('.stage').innerText(), /needs WebGL 2/);
+  await setSlider(page, 200);
+  await expectTime(page, 200);
+  assert.deepEqual(page.faults, []);
+});
+
+// A test on the page of results other than those of the wave.
+const onResults = (name, change, body) => test(name, async (t) => {
+  const report = new Report(join(motions, 'wave.csv'), change);
+  t.after(() => report.remove());
+  const page = await report.open(browser);
+  t.after(() => page.context().close());
+  await drawn(page);
+  await body(page, report);
+  assert.deepEqual(page.faults, []);
+});
+const gridLines = (page) => page.evaluate(() => korvel.figure.grid.geometry.attributes.position.count / 2);
+
+// The wave on a cart that goes along x, in m/s.
+const onCart = (speed) => {
+  let x = 0;
+  return (name, value) => {
+    if (name === 'time') x = speed * value;
+    return name.endsWith('_x') ? value + x : value;
+  };
+};
+onResults('a motion over 100 m has a ground of few lines', onCart(20), async (page, {columns}) => {
+  assert.ok(columns.com_x[last()] > 100);
+  const lines = await gridLines(page);
+  assert.ok(lines > 10 && lines < 220, `${lines}`);
+});
+
+onResults('values near the end of single precision', (name, value) => name === 'time' ? value : value * 1e37, async (page) => {
+  assert.match(await page.locator('.stage').innerText(), /within 1000 km/);
+  await page.setViewportSize({width: 360, height: 740});
+  await drawn(page);
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+});
+
+onResults('the figure follows a walk', onCart(1), async (page) => {
+  const follow = page.getByLabel('Follow');
+  assert.ok(await follow.isChecked());
+  const letters = () => page.locator('.letter').evaluateAll((all) => all.map((e) => e.getBoundingClientRect()).map(({x, y}) => [x, y]));
+  const tall = async () => {
+    const y = (await letters()).map((place) => place[1]);
+    return Math.max(...y) - Math.min(...y);
+  };
+  await setSlider(page, 0);
+  const first = await letters();
+  const followed = await tall();
+  await setSlider(page, last());
+  (await letters()).flat().forEach((v, i) => assert.ok(Math.abs(v - first.flat()[i]) < 3, `${v}`));
+  await follow.uncheck();
+  await drawn(page);
+  assert.ok(await tall() < followed / 3);
+  const far = await letters();
+  await setSlider(page, 0);
+  assert.ok(Math.abs((await letters())[0][0] - far[0][0]) > 100);
+});
+
+// How much of its chart a curve takes, from its lowest to its highest mark.
+onResults('each axis of the centre of mass fills its chart, unless they share a scale', onCart(1), async (page, {columns}) => {
+  const shares = async () => {
+    const plots = await page.locator('#com-panel .u-over').all();
+    const found = [];
+    for (const [i, over] of plots.entries()) {
+      const values = columns[`com_${'xyz'[i]}`];
+      const marks = [];
+      for (const extreme of [Math.min(...values), Math.max(...values)]) {
+        await setSlider(page, values.indexOf(extreme));
+        marks.push((await over.locator('.mark').boundingBox()).y);
+      }
+      found.push((marks[0] - marks[1]) / (await over.boundingBox()).height);
+    }
+    return found;
+  };
+  const ticks = await page.evaluate(() => korvel.charts.slice(-3).map((chart) => chart.labels().texts.length));
+  assert.ok(Math.min(...ticks) > 1, `${ticks}`);
+  const [own_x, own_y] = await shares();
+  assert.ok(own_x > 0.7 && own_y > 0.7);
+  await page.locator('#same-length').check();
+  await drawn(page);
+  const [x, y] = await shares();
+  const span = (axis) => Math.max(...columns[axis]) - Math.min(...columns[axis]);
+  assert.ok(Math.abs(x - own_x) < 0.01);
+  assert.ok(Math.abs(y / x - span('com_y') / span('com_x')) < 0.01);
+});
+
+onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? value * -1.2345e11 : value, async (page) => {
+  await page.setViewportSize({width: 360, height: 740});
+  await page.locator('#same-scale').uncheck();
+  await drawn(page);
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+  const cut = await page.locator('.entry, .caption, #peaks-body td').evaluateAll(
+      (all) => all.filter((e) => e.scrollWidth > e.clientWidth).map((e) => e.textContent));
+  assert.deepEqual(cut, []);
+  for (const {texts, room, widest} of await page.evaluate(() => korvel.charts.map((chart) => chart.labels()))) {
+    assert.ok(texts.length > 1 && widest <= room, `${texts}`);
+    assert.equal(new Set(texts).size, texts.length, `${texts}`);
+  }
 });
 
 // The root stays at the origin, so that z = 0 is above the feet.

@@ -1,12 +1,27 @@
 // One chart of curves over the time of the page.
 import uPlot from 'uplot';
 import {colour, onScheme} from './colours.js';
+import {ticks, tickTexts} from './numbers.js';
 
 const font = '12px system-ui, sans-serif';
 const near_curve = 12;  // px
+// px, of the axes.
+const time_height = 24;
+const values_width = 60;
+const gap = 6;
 
-const axis = (more) => ({
+const ruler = document.createElement('canvas').getContext('2d');
+function widest(texts) {
+  ruler.font = font;
+  return Math.max(...texts.map((text) => ruler.measureText(text).width));
+}
+
+// `most(plot)`: how many ticks there is place for. The ticks are ours, for the library's end where numbers are large:
+// its own increment only has to be one that always fits.
+const axis = (most, more) => ({
   font,
+  incrs: [1e300],
+  splits: (plot, _, low, high) => ticks(low, high, most(plot)),
   stroke: () => colour('muted'),
   grid: {stroke: () => colour('grid'), width: 1},
   ticks: {show: false},
@@ -18,7 +33,7 @@ export class Chart {
   #strong = null;
   #drag = false;
 
-  constructor(place, timeline, {height, curves, range, onCurve, shows_time = true}) {
+  constructor(place, timeline, {height, curves, range, onCurve, shows_time = true, space = 21}) {
     this.timeline = timeline;
     this.curves = curves;
     this.onCurve = onCurve;
@@ -33,8 +48,17 @@ export class Chart {
           cursor: {show: false},
           scales: {x: {time: false, range: () => span}, y: {range: (_, low, high) => range(low, high)}},
           axes: [
-            axis({show: shows_time, size: 24, gap: 4, space: 44, values: (_, ticks) => ticks.map((t) => `${t} s`)}),
-            axis({size: 52, gap: 6, space: 26}),
+            axis((plot) => (plot.width - values_width) / 60, {
+              show: shows_time,
+              size: time_height,
+              gap: 4,
+              values: (_, times) => tickTexts(times).map((t) => `${t} s`),
+            }),
+            axis(() => (height - (shows_time ? time_height : 0)) / space, {
+              size: (_, texts) => Math.max(values_width, texts ? widest(texts) + 2 * gap : 0),
+              gap,
+              values: (_, values) => tickTexts(values),
+            }),
           ],
           series: [
             {},
@@ -61,6 +85,12 @@ export class Chart {
     });
     this.plot.redraw();
     this.showTime();
+  }
+
+  // The texts along the axis of the values, and how many px of it none may be wider than.
+  labels() {
+    const {_values, _size} = this.plot.axes[1];
+    return {texts: _values, room: _size - gap, widest: widest(_values)};
   }
 
   // After `range` has come to say something else.

@@ -5,8 +5,8 @@ export function addControls(timeline, {play, back, forward, slider, clock, speed
   const seconds = (t) => t.toFixed(3);
   const end = seconds(timeline.time[timeline.last]);
   const showTime = () => {
-    const now = seconds(timeline.now);
-    slider.value = timeline.sample;
+    const now = seconds(timeline.time[timeline.here]);
+    slider.value = timeline.here;
     slider.setAttribute('aria-valuetext', `${now} s`);
     clock.textContent = `${now} / ${end} s`;
   };

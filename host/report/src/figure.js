@@ -7,15 +7,22 @@ import {
   Object3D,
   PerspectiveCamera,
   Scene,
+  Spherical,
   Vector3,
   WebGLRenderer,
 } from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
 import {colour, curveName, onScheme} from './colours.js';
 import {element} from './dom.js';
+import {text} from './numbers.js';
 import {at, Robot} from './scene.js';
 
-const cell = 0.1;  // m, of the grid
+const least_cell = 0.1;  // m, of the grid
+const most_cells = 100;
+const turn = Math.PI / 24;  // by a key
+const zoom = 1.1;
+const long_travel = 1;  // m, of the root over the ground: from here on the camera follows
+const farthest = 1e6;  // m: single precision has no figure beyond, and drivers hang on what is far larger
 const margin = 0.05;  // m, for the spheres and letters around the points
 
 Object3D.DEFAULT_UP.set(0, 0, 1);
@@ -30,30 +37,45 @@ const views = {
 
 const most_samples = 200;  // for the bounds of a long motion
 
-// Points that the motion goes through, and the middle of the box around them.
-function bounds({time, bodies, ground}) {
+// Where the root is over the ground.
+const rootOver = ({bodies}, sample) => at(bodies[0].origin, sample).setZ(0);
+
+// Points that the motion goes through, and the middle of the box around them; x and y from the root's if it is followed.
+function bounds(motion, follows) {
+  const {time, bodies, ground} = motion;
   const box = new Box3();
   const points = [];
   const stride = Math.ceil(time.length / most_samples);
   for (let sample = 0; sample < time.length; sample += stride) {
-    for (const {com} of bodies) points.push(at(com, sample));
-    points.push(at(bodies[0].com, sample).setZ(ground.z));
+    const base = follows ? rootOver(motion, sample) : new Vector3();
+    for (const {com} of bodies) points.push(at(com, sample).sub(base));
+    points.push(at(bodies[0].com, sample).setZ(ground.z).sub(base));
   }
   box.setFromPoints(points);
   return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
 }
 
+// Cells of 10 cm, or of a larger power of ten where the motion goes far.
 class Ground {
   constructor({middle, radius}, z) {
-    this.cells = 2 * Math.ceil((1.4 * radius) / cell);
-    this.place = new Vector3(Math.round(middle.x / cell) * cell, Math.round(middle.y / cell) * cell, z);
+    const half = 1.4 * radius;
+    this.cell = Math.max(least_cell, 10 ** Math.ceil(Math.log10((2 * half) / most_cells)));
+    this.cells = 2 * Math.ceil(half / this.cell);
+    this.middle = middle;
+    this.z = z;
   }
   // The helper's colours are fixed when it is made.
   grid() {
-    const grid = new GridHelper(this.cells * cell, this.cells, colour('grid-strong'), colour('grid-strong'));
-    grid.rotateX(Math.PI / 2);
-    grid.position.copy(this.place);
-    return grid;
+    const grid = new GridHelper(this.cells * this.cell, this.cells, colour('grid-strong'), colour('grid-strong'));
+    return grid.rotateX(Math.PI / 2);
+  }
+  // Its lines stay where they are in the world.
+  place(grid, {x, y}) {
+    grid.position.set(this.#line(this.middle.x + x), this.#line(this.middle.y + y), this.z);
+  }
+  // The grid's line nearest to a coordinate.
+  #line(coordinate) {
+    return Math.round(coordinate / this.cell) * this.cell;
   }
 }
 
@@ -76,17 +98,24 @@ class Letters {
   }
 }
 
+// How far the root gets from where it begins.
+function travel(motion) {
+  const start = rootOver(motion, 0);
+  return Math.max(...motion.time.map((_, sample) => rootOver(motion, sample).distanceTo(start)));
+}
+
 class Figure {
   #drawing = false;
+  direction = views.Oblique;
 
-  constructor(stage, context, canvas, motion, timeline, selection) {
-    Object.assign(this, {stage, motion, timeline, selection});
-    this.bounds = bounds(motion);
-    this.ground = new Ground(this.bounds, motion.ground.z);
+  constructor(place, context, canvas, motion, timeline, selection) {
+    Object.assign(this, {place, motion, timeline, selection});
+    const {middle, radius} = bounds(motion, false);
+    if (middle.length() + radius > farthest) throw new RangeError('positions beyond 1000 km');
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
-    this.camera = new PerspectiveCamera(30, 1, 0.01, 100 * this.bounds.radius);
+    this.camera = new PerspectiveCamera(30, 1);
     this.robot = new Robot(motion);
-    this.letters = new Letters(stage, motion);
+    this.letters = new Letters(place, motion);
     this.scene = new Scene();
     const lamp = new DirectionalLight(0xffffff, 1.6);
     this.camera.add(lamp.translateX(-0.6).translateY(0.8));
@@ -95,19 +124,47 @@ class Figure {
     // On a phone a vertical stroke scrolls the page, a horizontal one turns the figure.
     canvas.style.touchAction = 'pan-y';
     this.controls.addEventListener('change', () => this.draw());
+    this.#resize();
+    this.follow(travel(motion) > long_travel);
     timeline.addEventListener('time', () => this.draw());
     selection.addEventListener('joint', () => this.#recolour());
     onScheme(() => this.#recolour());
-    new ResizeObserver(() => this.#resize()).observe(stage);
+    new ResizeObserver(() => this.#resize()).observe(place);
+  }
+
+  // Radians to the left and upwards around the target, and how many times further away.
+  orbit(left, up, further) {
+    const {camera, controls} = this;
+    // Its axis is y, the world's z.
+    const {x, y, z} = camera.position.clone().sub(controls.target);
+    const place = new Spherical().setFromCartesianCoords(y, z, x);
+    place.theta -= left;
+    place.phi -= up;
+    place.radius *= further;
+    const turned = new Vector3().setFromSpherical(place.makeSafe());
+    camera.position.set(turned.z, turned.x, turned.y).add(controls.target);
+    controls.update();
+    this.draw();
+  }
+
+  // Whether the camera goes with the root over the ground. Looks anew.
+  follow(follows) {
+    this.follows = follows;
+    this.bounds = bounds(this.motion, follows);
+    const {radius} = this.bounds;
+    this.ground = new Ground(this.bounds, this.motion.ground.z);
+    Object.assign(this.camera, {near: radius / 50, far: 100 * radius}).updateProjectionMatrix();
     this.#recolour();
-    this.#resize();
-    this.look(views.Oblique);
+    this.look(this.direction);
   }
 
   // All of the motion, seen from `direction`.
   look(direction) {
-    const {points, middle} = this.bounds;
+    this.direction = direction;
+    this.base = this.#base();
     const {camera, controls} = this;
+    const {points} = this.bounds;
+    const middle = this.bounds.middle.clone().add(this.base);
     controls.target.copy(middle);
     camera.position.set(...direction).normalize().add(middle);
     controls.update();
@@ -115,17 +172,12 @@ class Figure {
     // How far back a point with its margin needs the camera, which is 1 m from the middle.
     const slope = Math.tan((camera.fov * Math.PI) / 360);
     const needs = points.map((point) => {
-      const {x, y, z} = point.clone().applyMatrix4(camera.matrixWorldInverse);
+      const {x, y, z} = point.clone().add(this.base).applyMatrix4(camera.matrixWorldInverse);
       return z + 1 + Math.max((Math.abs(x) + margin) / camera.aspect, Math.abs(y) + margin) / slope;
     });
     camera.position.sub(middle).setLength(Math.max(...needs)).add(middle);
     controls.update();
     this.draw();
-  }
-
-  // Centres of the spheres as they are drawn, one for each body.
-  spheres() {
-    return this.robot.bodies.map(({sphere}) => sphere.position.toArray());
   }
 
   // At most once for each frame of the screen.
@@ -135,9 +187,23 @@ class Figure {
     requestAnimationFrame(() => {
       this.#drawing = false;
       this.robot.show(this.timeline.sample, this.selection.joint);
+      this.#move();
       this.renderer.render(this.scene, this.camera);
       this.letters.show(this.timeline.sample, this.camera, this.size);
     });
+  }
+
+  #base() {
+    return this.follows ? rootOver(this.motion, this.timeline.sample) : new Vector3();
+  }
+
+  #move() {
+    const base = this.#base();
+    const move = base.clone().sub(this.base);
+    this.base = base;
+    this.controls.target.add(move);
+    this.camera.position.add(move);
+    this.ground.place(this.grid, base);
   }
 
   #recolour() {
@@ -149,7 +215,7 @@ class Figure {
   }
 
   #resize() {
-    this.size = {width: this.stage.clientWidth || 1, height: this.stage.clientHeight || 1};
+    this.size = {width: this.place.clientWidth || 1, height: this.place.clientHeight || 1};
     this.renderer.setPixelRatio(Math.min(devicePixelRatio, 2));
     this.renderer.setSize(this.size.width, this.size.height, false);
     this.camera.aspect = this.size.width / this.size.height;
@@ -162,26 +228,69 @@ function showCaption(caption, motion, timeline, {joint}) {
   const {name, torque, level} = motion.joints[joint];
   caption.style.setProperty('--curve', `var(--${curveName(level)})`);
   caption.replaceChildren(element('i', {class: 'swatch'}), element('span', {}, name),
-                          element('span', {class: 'value'}, `${torque[timeline.sample].toFixed(4)} N m`));
+                          element('span', {class: 'value'}, `${text(torque[timeline.sample])} N m`));
+}
+
+// Keys of the figure while it has the focus; the page's own for the time then rest.
+function addKeys(canvas, figure) {
+  const keys = {
+    ArrowLeft: [turn, 0, 1],
+    ArrowRight: [-turn, 0, 1],
+    ArrowUp: [0, turn, 1],
+    ArrowDown: [0, -turn, 1],
+    '+': [0, 0, 1 / zoom],
+    '=': [0, 0, 1 / zoom],
+    '-': [0, 0, zoom],
+  };
+  canvas.addEventListener('keydown', (event) => {
+    if (event.ctrlKey || event.altKey || event.metaKey || !Object.hasOwn(keys, event.key)) return;
+    event.preventDefault();
+    event.stopPropagation();
+    figure.orbit(...keys[event.key]);
+  });
+  // The pointer turns it without the focus, so that arrows go on to step through time.
+  canvas.addEventListener('mousedown', (event) => event.preventDefault());
+}
+
+function makeFigure(stage, motion, timeline, selection) {
+  const canvas = element('canvas', {
+    role: 'application',
+    tabindex: 0,
+    'aria-label': 'The robot at the time shown: arrows turn it, plus and minus zoom',
+  });
+  const context = canvas.getContext('webgl2', {antialias: true, alpha: true});
+  if (!context) return null;
+  const place = stage.appendChild(element('div', {class: 'scene'}, canvas));
+  try {
+    const figure = new Figure(place, context, canvas, motion, timeline, selection);
+    addKeys(canvas, figure);
+    return figure;
+  } catch (error) {
+    console.warn(error);
+    return null;
+  }
 }
 
 // The figure, or a message in its place and null where the browser cannot draw it.
 export function addFigure(stage, buttons, motion, timeline, selection) {
-  const canvas = element('canvas', {role: 'img', 'aria-label': 'The robot at the time shown'});
-  const context = canvas.getContext('webgl2', {antialias: true, alpha: true});
-  if (!context) {
-    stage.append(element('p', {class: 'message', role: 'status'},
-                         'This browser offers no WebGL 2, which the figure needs. Curves and table work without it.'));
+  const figure = makeFigure(stage, motion, timeline, selection);
+  if (!figure) {
+    stage.replaceChildren(
+        element('p', {class: 'message', role: 'status'},
+                'The figure needs WebGL 2 and positions within 1000 km. Curves and table work without it.'));
     return null;
   }
   const caption = element('p', {class: 'caption'});
-  stage.append(canvas, caption);
-  const figure = new Figure(stage, context, canvas, motion, timeline, selection);
+  stage.prepend(caption);
   for (const [name, direction] of Object.entries(views)) {
     const button = element('button', {type: 'button'}, name);
     button.addEventListener('click', () => figure.look(direction));
     buttons.append(button);
   }
+  const follow = element('input', {type: 'checkbox'});
+  follow.checked = figure.follows;
+  follow.addEventListener('change', () => figure.follow(follow.checked));
+  buttons.append(element('label', {class: 'check'}, follow, 'Follow'));
   const show = () => showCaption(caption, motion, timeline, selection);
   timeline.addEventListener('time', show);
   selection.addEventListener('joint', show);

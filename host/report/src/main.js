@@ -42,12 +42,14 @@ addControls(timeline, {
   clock: byId('clock'),
   speed: byId('speed'),
 });
-addTorquePanels(byId('torque-panels'), byId('same-scale'), motion, timeline, selection);
-addComCharts(byId('com-panel'), motion, timeline);
+const charts = [
+  ...addTorquePanels(byId('torque-panels'), byId('same-scale'), motion, timeline, selection),
+  ...addComCharts(byId('com-panel'), byId('same-length'), motion, timeline),
+];
 addPeaks(byId('peaks-head'), byId('peaks-body'), motion, timeline, selection);
 const figure = addFigure(byId('stage'), byId('views'), motion, timeline, selection);
 
 if (!matchMedia('(prefers-reduced-motion: reduce)').matches) timeline.play();
 
-// For the console of a browser: korvel.figure.spheres() and the like.
-globalThis.korvel = {motion, timeline, selection, figure};
+// For the console of a browser: korvel.figure.robot.spheres() and the like.
+globalThis.korvel = {motion, timeline, selection, charts, figure};

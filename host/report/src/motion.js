@@ -1,5 +1,6 @@
 // The data of the page, which `korvel-host report` has written into it, and what follows from them.
 import {findLimbs} from './limbs.js';
+import {text} from './numbers.js';
 
 export function extent(columns) {
   let low = Infinity;
@@ -30,8 +31,8 @@ function findGround(bodies) {
   if (lowest > -0.05 * size && lowest < 0.25 * size) return {z: 0, text: 'The ground is z = 0 of the world.'};
   return {
     z: lowest,
-    text: `The ground is drawn at the lowest point of the motion, z = ${lowest.toFixed(3)} m: z = 0 of the world is ${
-        lowest < 0 ? 'above' : 'far below'} the feet.`,
+    text: `The ground is drawn at the lowest point of the motion, z = ${
+        text(lowest, 3)} m: z = 0 of the world is ${lowest < 0 ? 'above' : 'far below'} the feet.`,
   };
 }
 

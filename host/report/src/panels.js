@@ -3,8 +3,9 @@ import {Chart} from './charts.js';
 import {colour, curveColour, curveDash, curveName} from './colours.js';
 import {element} from './dom.js';
 import {extent} from './motion.js';
+import {text} from './numbers.js';
 
-const digits = 4;
+const least_span = 1e-3;  // m, of a curve of the centre of mass: rounding is not drawn as motion
 
 function padded(low, high) {
   const pad = 0.08 * (high - low) || Math.abs(high) || 1;
@@ -26,7 +27,7 @@ function entry(motion, selection, j) {
   button.addEventListener('click', () => selection.select(j));
   return {
     button,
-    show: (sample) => value.textContent = torque[sample].toFixed(digits),
+    show: (sample) => value.textContent = text(torque[sample]),
     select: (selected) => button.setAttribute('aria-pressed', selected),
   };
 }
@@ -71,28 +72,38 @@ export function addTorquePanels(place, same_scale, motion, timeline, selection) 
   place.append(...panels.map(({panel}) => panel));
   const charts = panels.map(({mount}) => mount());
   same_scale.addEventListener('change', () => charts.forEach((chart) => chart.rescale()));
+  return charts;
 }
 
-// One below the other on one time axis; lengths are drawn to one scale.
-export function addComCharts(panel, motion, timeline) {
+// One below the other on one time axis; on demand lengths are drawn to one scale.
+export function addComCharts(panel, same_length, motion, timeline) {
   const extents = motion.com.map((column) => extent([column]));
-  const half = 0.6 * (Math.max(...extents.map(([low, high]) => high - low)) || 0.01);
-  ['x', 'y', 'z'].forEach((name, axis) => {
+  const spans = extents.map(([low, high]) => Math.max(high - low, least_span));
+  const longest = Math.max(...spans);
+  const charts = ['x', 'y', 'z'].map((name, axis) => {
     const [low, high] = extents[axis];
     const middle = (low + high) / 2;
     const value = element('span', {class: 'value', 'data-com': name});
     const place = element('div', {class: 'chart', role: 'img', 'aria-label': `Centre of mass, ${name}, over time`});
     panel.append(element('h3', {}, name, value), place);
+    const range = () => {
+      const half = 0.6 * (same_length.checked ? longest : spans[axis]);
+      return [middle - half, middle + half];
+    };
     const bottom = axis === motion.com.length - 1;
     const chart = new Chart(place, timeline, {
       height: bottom ? 82 : 58,
       curves: [{values: motion.com[axis], stroke: () => colour('com')}],
-      range: () => [middle - half, middle + half],
+      range,
       shows_time: bottom,
+      space: 15,
     });
     chart.emphasize(0);
-    const showTime = () => value.textContent = motion.com[axis][timeline.sample].toFixed(digits);
+    const showTime = () => value.textContent = text(motion.com[axis][timeline.sample]);
     timeline.addEventListener('time', showTime);
     showTime();
+    return chart;
   });
+  same_length.addEventListener('change', () => charts.forEach((chart) => chart.rescale()));
+  return charts;
 }

@@ -1,5 +1,6 @@
 // The table of the joints' peak torques. A heading sorts, a row selects its joint and goes to the time of its peak.
 import {element} from './dom.js';
+import {text} from './numbers.js';
 
 const columns = [
   {name: 'Joint', of: ({name}) => name, first: 1},
@@ -16,7 +17,7 @@ function rowOf(joint, j, largest, timeline, selection) {
   bar.style.setProperty('--share', joint.peak / largest);
   const row = element('tr', {'data-joint': joint.name}, element('th', {scope: 'row'}, button),
                       element('td', {class: 'limb'}, joint.limb.name),
-                      element('td', {class: 'number'}, element('div', {class: 'peak'}, bar, joint.peak.toFixed(4))),
+                      element('td', {class: 'number'}, element('div', {class: 'peak'}, bar, text(joint.peak))),
                       element('td', {class: 'number'}, joint.at.toFixed(3)));
   // The button is for the keyboard; its click is one on the row.
   row.addEventListener('click', () => {

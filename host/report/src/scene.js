@@ -43,6 +43,10 @@ function span(mesh, from, to, radius) {
   mesh.scale.set(radius, length, radius);
 }
 
+// The two ends of a rod as it is drawn, the first where it was put from; null where it is too short for one.
+const ends = (mesh) =>
+    mesh.visible ? [-0.5, 0.5].map((y) => mesh.localToWorld(new Vector3(0, y, 0)).toArray()) : null;
+
 // What moves with one joint: the body's sphere, the rod to it, and the rods to its children's joints.
 class Body {
   constructor(description, children) {
@@ -108,6 +112,19 @@ export class Robot extends Group {
     this.bodies.forEach((body) => body.show(sample));
     at(this.motion.bodies[this.motion.joints[joint].body].origin, sample, this.halo.position);
     this.com.show(sample);
+  }
+
+  // Where things are drawn, for each body: the centre of its sphere; its rods, to its centre of mass and to its children.
+  spheres() {
+    return this.bodies.map(({sphere}) => sphere.position.toArray());
+  }
+  rods() {
+    return this.bodies.map(({rods}) => rods.map(ends));
+  }
+  // Its ball, its ring on the ground and the rod between them.
+  centreOfMass() {
+    const {ball, ring, drop} = this.com;
+    return {ball: ball.position.toArray(), ring: ring.position.toArray(), drop: ends(drop)};
   }
 
   // The body that the selected joint turns has the colour of the joint's curve.

@@ -25,6 +25,10 @@ export class Timeline extends EventTarget {
   get now() {
     return this.time[this.sample];
   }
+  // The sample that was set: playing and steps go on from it.
+  get here() {
+    return this.#sample;
+  }
 
   set(sample) {
     this.#preview = null;

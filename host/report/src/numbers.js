@@ -1,0 +1,29 @@
+// Numbers as text, of any size in single precision without growing long, and the ticks of an axis.
+
+const longest = 1e5;  // from here on with an exponent
+
+const exponential = (value, digits) => value.toExponential(digits).replace('e+', 'e');
+
+export const text = (value, digits = 4) =>
+    Math.abs(value) < longest ? value.toFixed(digits) : exponential(value, digits);
+
+const magnitude = (value) => Math.floor(Math.log10(value) + 1e-9);
+
+// Multiples of 1, 2 or 5 by a power of ten that lie in a range, `most` of them and one.
+export function ticks(low, high, most) {
+  const least = (high - low) / Math.max(most, 1);
+  const power = 10 ** magnitude(least);
+  const step = [1, 2, 5, 10].find((m) => m * power >= least) * power;
+  const first = Math.ceil(low / step);
+  return Array.from({length: Math.floor(high / step) - first + 1}, (_, i) => (first + i) * step);
+}
+
+// With the digits that tell the ticks apart.
+export function tickTexts(values) {
+  const largest = Math.max(...values.map(Math.abs));
+  const step = magnitude(values.length > 1 ? values[1] - values[0] : largest || 1);
+  return values.map((value) => {
+    if (largest < longest) return value.toFixed(Math.max(-step, 0));
+    return value === 0 ? '0' : exponential(value, Math.max(magnitude(Math.abs(value)) - step, 0));
+  });
+}
