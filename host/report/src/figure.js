@@ -1,8 +1,6 @@
 // The animated figure: camera, ground, letters, and what draws them when something has changed.
 import {
-  Box3,
   DirectionalLight,
-  GridHelper,
   HemisphereLight,
   Object3D,
   PerspectiveCamera,
@@ -12,13 +10,12 @@ import {
   WebGLRenderer,
 } from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
-import {colour, curveName, onScheme} from './colours.js';
+import {curveName, onScheme} from './colours.js';
 import {element} from './dom.js';
+import {bounds, Ground, rootOver, travel} from './ground.js';
 import {text} from './numbers.js';
 import {at, Robot} from './scene.js';
 
-const least_cell = 0.1;  // m, of the grid
-const most_cells = 100;
 const turn = Math.PI / 24;  // by a key
 const zoom = 1.1;
 const long_travel = 1;  // m, of the root over the ground: from here on the camera follows
@@ -34,50 +31,6 @@ const views = {
   Side: [0, 1, 0],
   Top: [-1e-3, 0, 1],
 };
-
-const most_samples = 200;  // for the bounds of a long motion
-
-// Where the root is over the ground.
-const rootOver = ({bodies}, sample) => at(bodies[0].origin, sample).setZ(0);
-
-// Points that the motion goes through, and the middle of the box around them; x and y from the root's if it is followed.
-function bounds(motion, follows) {
-  const {time, bodies, ground} = motion;
-  const box = new Box3();
-  const points = [];
-  const stride = Math.ceil(time.length / most_samples);
-  for (let sample = 0; sample < time.length; sample += stride) {
-    const base = follows ? rootOver(motion, sample) : new Vector3();
-    for (const {com} of bodies) points.push(at(com, sample).sub(base));
-    points.push(at(bodies[0].com, sample).setZ(ground.z).sub(base));
-  }
-  box.setFromPoints(points);
-  return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
-}
-
-// Cells of 10 cm, or of a larger power of ten where the motion goes far.
-class Ground {
-  constructor({middle, radius}, z) {
-    const half = 1.4 * radius;
-    this.cell = Math.max(least_cell, 10 ** Math.ceil(Math.log10((2 * half) / most_cells)));
-    this.cells = 2 * Math.ceil(half / this.cell);
-    this.middle = middle;
-    this.z = z;
-  }
-  // The helper's colours are fixed when it is made.
-  grid() {
-    const grid = new GridHelper(this.cells * this.cell, this.cells, colour('grid-strong'), colour('grid-strong'));
-    return grid.rotateX(Math.PI / 2);
-  }
-  // Its lines stay where they are in the world.
-  place(grid, {x, y}) {
-    grid.position.set(this.#line(this.middle.x + x), this.#line(this.middle.y + y), this.z);
-  }
-  // The grid's line nearest to a coordinate.
-  #line(coordinate) {
-    return Math.round(coordinate / this.cell) * this.cell;
-  }
-}
 
 // Letters over the canvas, at points of the scene.
 class Letters {
@@ -96,12 +49,6 @@ class Letters {
       node.style.transform = `translate(${((x + 1) * width) / 2}px, ${((1 - y) * height) / 2}px)`;
     }
   }
-}
-
-// How far the root gets from where it begins.
-function travel(motion) {
-  const start = rootOver(motion, 0);
-  return Math.max(...motion.time.map((_, sample) => rootOver(motion, sample).distanceTo(start)));
 }
 
 class Figure {

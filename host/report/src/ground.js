@@ -1,0 +1,56 @@
+// Where a motion takes place: its bounds, how far its root goes, and the grid below it.
+import {Box3, GridHelper, Vector3} from 'three';
+import {colour} from './colours.js';
+import {at} from './scene.js';
+
+const least_cell = 0.1;  // m, of the grid
+const most_cells = 100;
+const most_samples = 200;  // for the bounds of a long motion
+
+// Where the root is over the ground.
+export const rootOver = ({bodies}, sample) => at(bodies[0].origin, sample).setZ(0);
+
+// Points that the motion goes through, and the middle of the box around them; x and y from the root's if it is followed.
+export function bounds(motion, follows) {
+  const {time, bodies, ground} = motion;
+  const box = new Box3();
+  const points = [];
+  const stride = Math.ceil(time.length / most_samples);
+  for (let sample = 0; sample < time.length; sample += stride) {
+    const base = follows ? rootOver(motion, sample) : new Vector3();
+    for (const {com} of bodies) points.push(at(com, sample).sub(base));
+    points.push(at(bodies[0].com, sample).setZ(ground.z).sub(base));
+  }
+  box.setFromPoints(points);
+  return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
+}
+
+// Cells of 10 cm, or of a larger power of ten where the motion goes far.
+export class Ground {
+  constructor({middle, radius}, z) {
+    const half = 1.4 * radius;
+    this.cell = Math.max(least_cell, 10 ** Math.ceil(Math.log10((2 * half) / most_cells)));
+    this.cells = 2 * Math.ceil(half / this.cell);
+    this.middle = middle;
+    this.z = z;
+  }
+  // The helper's colours are fixed when it is made.
+  grid() {
+    const grid = new GridHelper(this.cells * this.cell, this.cells, colour('grid-strong'), colour('grid-strong'));
+    return grid.rotateX(Math.PI / 2);
+  }
+  // Its lines stay where they are in the world.
+  place(grid, {x, y}) {
+    grid.position.set(this.#line(this.middle.x + x), this.#line(this.middle.y + y), this.z);
+  }
+  // The grid's line nearest to a coordinate.
+  #line(coordinate) {
+    return Math.round(coordinate / this.cell) * this.cell;
+  }
+}
+
+// How far the root gets from where it begins.
+export function travel(motion) {
+  const start = rootOver(motion, 0);
+  return motion.time.reduce((most, _, sample) => Math.max(most, rootOver(motion, sample).distanceTo(start)), 0);
+}
