@@ -18,7 +18,7 @@ TEST(PartialComJacobian, IsTheLinearMomentumRowsOfThePartialMassMatrix) {
   constexpr int n = Model::dof_count;
   Model robot;
   for (int k = 0; k <= Model::body_count; ++k) {
-    const State state = random_state(static_cast<std::uint64_t>(k));
+    const State state = random_state(static_cast<std::uint64_t>(k), RobotSize(Model::body_count));
     const float* q = state.q.data();
     metapod::SinesAndCosines<Model> angles;
     angles.take_root(q);

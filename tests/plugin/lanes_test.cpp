@@ -1,4 +1,3 @@
-#include "states/states.h"
 #include "support/expect.h"
 
 namespace korvel::tests {
@@ -43,7 +42,7 @@ TEST_F(Lanes, GiveTheBitsOfOneNodePerBody) {
   expect_same_bits();
   Random random(1);
   for (std::uint64_t seed = 0; seed < 200; ++seed) {
-    const State state = random_state(seed);
+    const State state = random_state(seed, *in_lanes);
     const unsigned long b = seed % 25;
     const float mass = 0.2F + random(0.1F);
     const QZ::Math::Position3D com(random(0.1F), random(0.1F), random(0.1F));
@@ -61,10 +60,10 @@ TEST_F(Lanes, GiveTheBitsOfOneNodePerBody) {
 TEST_F(Lanes, KeepWhatIsNotFiniteInItsOwnLimb) {
   const auto first = in_lanes->getJointAngleId("LShoulderPitch");
   const auto last = in_lanes->getJointAngleId("LWristYaw");
-  compute(random_state(1), *in_lanes);
+  compute(random_state(1, *in_lanes), *in_lanes);
   const Eigen::VectorXd before = eigen(in_lanes->getJointAnglesTorque());
   for (tesk::RigidBodySystem* robot : {in_lanes.get(), per_body.get()}) {
-    write(random_state(1), *robot);
+    write(random_state(1, *in_lanes), *robot);
     robot->setJointAngleAcc(last, std::numeric_limits<float>::infinity());
     robot->computeInverseDynamics();
   }

@@ -1,16 +1,8 @@
-#include <array>
-
 #include "host/validate/laws/laws.h"
 
 namespace korvel::validate::laws {
 
 namespace {
-
-State at_rest(const State& state) {
-  State resting;
-  resting.q = state.q;
-  return resting;
-}
 
 std::string columns_are_torques(const Subject& subject) {
   const Specimen robot(subject);
@@ -20,11 +12,11 @@ std::string columns_are_torques(const Subject& subject) {
     const MassMatrix M = robot.mass_matrix(state);
     State accelerated = at_rest(state);
     const Joints resting = robot.torques(accelerated);
-    for (int d = 0; d < coordinates; ++d) {
+    for (int d = 0; d < M.cols(); ++d) {
       accelerated.ddq.setZero();
       accelerated.ddq(d) = 1;
-      deviations.compare(robot.torques(accelerated) - resting, M.col(d).tail(joints), robot.torque_scale(accelerated),
-                         {seed, "torques of a unit acceleration of coordinate", d});
+      deviations.compare(robot.torques(accelerated) - resting, M.col(d).tail(robot.joints()),
+                         robot.torque_scale(accelerated), {seed, "torques of a unit acceleration of coordinate", d});
     }
   }
   return deviations.figure(samples.size());
@@ -65,16 +57,15 @@ std::string torques_superpose(const Subject& subject) {
 }
 
 Vector3d com_in_root(const Specimen& robot, const State& state) {
-  robot->setJointAnglesPos(state.q.tail(joints).array());
-  robot->computeFwdKinematicsExceptRoot();
+  robot.set_joints(state);
   return vector(robot->getComPositionInRoot());
 }
 
 /// Joint by joint the derivative of the potential energy.
 Joints potential_gradient(const Specimen& robot, const State& state) {
   const Vector3d up = affine(state.root_pose()).linear().row(2);
-  Joints gradient;
-  for (int j = 0; j < joints; ++j) {
+  Joints gradient(robot.joints());
+  for (int j = 0; j < robot.joints(); ++j) {
     const MatrixXd rate =
         derivative_of_first_degree(state, j, [&](const State& moved) { return com_in_root(robot, moved); });
     gradient(j) = robot.mass() * gravity * up.dot(rate.col(0));
@@ -91,17 +82,17 @@ std::string gravity_is_a_gradient(const Subject& subject) {
   const auto samples = robot.samples(128);
   for (const auto& [seed, state] : samples) {
     deviations.compare(robot.torques(at_rest(state)), potential_gradient(robot, state),
-                       Joints::Constant(potential_scale(robot)), {seed, "torques at rest"});
+                       Joints::Constant(robot.joints(), potential_scale(robot)), {seed, "torques at rest"});
   }
   return deviations.figure(samples.size());
 }
 
 /// Derivatives of the mass matrix by each joint angle.
-std::array<MassMatrix, joints> mass_gradient(const Specimen& robot, const State& state) {
-  std::array<MassMatrix, joints> gradient;
-  for (int j = 0; j < joints; ++j) {
-    gradient[static_cast<std::size_t>(j)] =
-        (derivative_of_second_degree(state, j, [&](const State& moved) { return robot.mass_matrix(moved); }));
+std::vector<MassMatrix> mass_gradient(const Specimen& robot, const State& state) {
+  std::vector<MassMatrix> gradient;
+  for (int j = 0; j < robot.joints(); ++j) {
+    gradient.push_back(
+        derivative_of_second_degree(state, j, [&](const State& moved) { return robot.mass_matrix(moved); }));
   }
   return gradient;
 }
@@ -122,19 +113,19 @@ std::string torques_are_lagranges(const Subject& subject) {
     state.dq.head(3).setZero();
     const Coordinates dq = state.dq.cast<double>();
     const Coordinates ddq = state.ddq.cast<double>();
-    const std::array<MassMatrix, joints> dM = mass_gradient(robot, state);
+    const std::vector<MassMatrix> dM = mass_gradient(robot, state);
     Coordinates momentum_rate = robot.mass_matrix(state) * ddq;
-    Joints energy_gradient;
-    for (int j = 0; j < joints; ++j) {
+    Joints energy_gradient(robot.joints());
+    for (int j = 0; j < robot.joints(); ++j) {
       const Coordinates momentum_change = dM[static_cast<std::size_t>(j)] * dq;
-      momentum_rate += dq(6 + j) * momentum_change;
+      momentum_rate += dq(coordinate_of_joint(j)) * momentum_change;
       energy_gradient(j) = 0.5 * dq.dot(momentum_change);
     }
-    const Joints expected = momentum_rate.tail(joints) - energy_gradient + potential_gradient(robot, state);
+    const Joints expected = joints_of(momentum_rate) - energy_gradient + potential_gradient(robot, state);
     const double speed = root.dot(dq.cwiseAbs());
-    const double momentum = root.dot(ddq.cwiseAbs()) + speed * dq.tail(joints).cwiseAbs().sum();
-    const Joints scale = robot.torque_scale(state) + momentum * root.tail(joints) +
-                         Joints::Constant(speed * speed / 2 + potential_scale(robot));
+    const double momentum = root.dot(ddq.cwiseAbs()) + speed * joints_of(dq).cwiseAbs().sum();
+    const Joints scale = robot.torque_scale(state) + momentum * joints_of(root) +
+                         Joints::Constant(robot.joints(), speed * speed / 2 + potential_scale(robot));
     deviations.compare(robot.torques(state), expected, scale, {seed, "torques"});
   }
   return deviations.figure(samples.size());
@@ -149,9 +140,9 @@ std::string power_balances(const Subject& subject) {
     state.dq.head(6).setZero();  // what would keep a moving root on its way is not shown
     const Coordinates dq = state.dq.cast<double>();
     const Joints torques = robot.torques(state);
-    double power = torques.dot(dq.tail(joints));
+    double power = torques.dot(joints_of(dq));
     robot.compute(state);
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       const Affine3d pose = robot.pose_in_root(b);
       const Motion twist = robot.jacobian(b) * dq;
       const Vector3d w = twist.head(3);
@@ -159,13 +150,14 @@ std::string power_balances(const Subject& subject) {
       const Motion wrench = state.wrenches.col(b).cast<double>();
       power += v.dot(pose.linear() * wrench.head(3)) + w.dot(pose.linear() * wrench.tail(3));
     }
-    const std::array<MassMatrix, joints> dM = mass_gradient(robot, state);
+    const std::vector<MassMatrix> dM = mass_gradient(robot, state);
     double rate = dq.dot(robot.mass_matrix(state) * state.ddq.cast<double>());
-    rate += potential_gradient(robot, state).dot(dq.tail(joints));
-    for (int j = 0; j < joints; ++j) rate += 0.5 * dq(6 + j) * dq.dot(dM[static_cast<std::size_t>(j)] * dq);
+    rate += potential_gradient(robot, state).dot(joints_of(dq));
+    for (int j = 0; j < robot.joints(); ++j)
+      rate += 0.5 * dq(coordinate_of_joint(j)) * dq.dot(dM[static_cast<std::size_t>(j)] * dq);
     const double speed = root.dot(dq.cwiseAbs());
     const double turning = dq.cwiseAbs().sum();
-    const double scale = robot.torque_scale(state).dot(dq.tail(joints).cwiseAbs()) + potential_scale(robot) * turning +
+    const double scale = robot.torque_scale(state).dot(joints_of(dq).cwiseAbs()) + potential_scale(robot) * turning +
                          speed * (root.dot(state.ddq.cast<double>().cwiseAbs()) + speed * turning / 2);
     deviations.compare(power, rate, scale, {seed, "power"});
   }

@@ -20,7 +20,7 @@ std::string poses_are_rigid(const Subject& subject) {
   const auto samples = robot.samples(256);
   for (const auto& [seed, state] : samples) {
     robot.compute(state);
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       for (const Affine3d& pose : {robot.pose(b), robot.pose_in_root(b)}) {
         const Matrix3d R = pose.linear();
         deviations.compare(R * R.transpose(), Matrix3d::Identity(), 1, {seed, "R R' of body", b});
@@ -41,7 +41,7 @@ std::string world_poses(const Subject& subject) {
     const double distance = root.translation().norm() + robot.reach();
     const auto placed = affine(state.root_pose());
     deviations.compare(root.affine(), placed.affine(), pose_scale(distance), {seed, "pose of the root"});
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       const Affine3d expected = root * robot.pose_in_root(b);
       deviations.compare(robot.pose(b).affine(), expected.affine(), pose_scale(distance), {seed, "pose of body", b});
     }
@@ -60,14 +60,14 @@ std::string centres_of_mass(const Subject& subject) {
     robot.compute(state);
     const double distance = robot.pose(0).translation().norm() + robot.reach();
     Vector3d moment = Vector3d::Zero();
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       moment += robot.mass(b) * (robot.pose_in_root(b) * robot.com(b));
       deviations.compare(vector(robot->getComPosition(static_cast<unsigned long>(b))), robot.pose(b) * robot.com(b),
                          distance, {seed, "centre of mass of body", b});
     }
     deviations.compare(vector(robot->getComPositionInRoot()), moment / robot.mass(), robot.reach(),
                        {seed, "centre of mass in the root"});
-    for (int b = 1; b < bodies; ++b) {
+    for (int b = 1; b < robot.bodies(); ++b) {
       const auto body = static_cast<unsigned long>(b);
       const auto rest = static_cast<double>(robot->getPartialMass(body));
       const Vector3d rest_moment = rest * vector(robot->computePartialComPositionInRoot(body));
@@ -80,10 +80,9 @@ std::string centres_of_mass(const Subject& subject) {
 
 /// All poses in the root side by side.
 MatrixXd all_poses(const Specimen& robot, const State& state) {
-  robot->setJointAnglesPos(state.q.tail(joints).array());
-  robot->computeFwdKinematicsExceptRoot();
-  MatrixXd poses(3, 4 * bodies);
-  for (int b = 0; b < bodies; ++b) poses.middleCols<4>(4 * b) = robot.pose_in_root(b).affine();
+  robot.set_joints(state);
+  MatrixXd poses(3, 4 * robot.bodies());
+  for (int b = 0; b < robot.bodies(); ++b) poses.middleCols<4>(4 * b) = robot.pose_in_root(b).affine();
   return poses;
 }
 
@@ -110,15 +109,16 @@ std::string jacobian_is_derivative(const Subject& subject) {
     root.topRightCorner(3, 3).setIdentity();
     root.bottomLeftCorner(3, 3).setIdentity();
     Deviations(0).compare(J.leftCols(6), root, 1, {seed, "the root's columns of the jacobian"});
-    for (int j = 0; j < joints; ++j) {
+    for (int j = 0; j < robot.joints(); ++j) {
       const MatrixXd rates =
           derivative_of_first_degree(state, j, [&](const State& moved) { return all_poses(robot, moved); });
-      for (int b = 0; b < bodies; ++b) {
+      for (int b = 0; b < robot.bodies(); ++b) {
         const MatrixXd rate = rates.middleCols<4>(4 * b);
-        if (robot.moves(6 + j, b)) {
+        if (robot.moves(coordinate_of_joint(j), b)) {
           Affine3d pose = Affine3d::Identity();
           pose.affine() = poses.middleCols<4>(4 * b);
-          deviations.compare(J.col(6 + j), twist(pose, rate), scale, {seed, "jacobian column of joint angle", j});
+          deviations.compare(J.col(coordinate_of_joint(j)), twist(pose, rate), scale,
+                             {seed, "jacobian column of joint angle", j});
         } else {
           Deviations(0).compare(rate, MatrixXd::Zero(3, 4), 1,
                                 {seed, "change by another limb's angle, pose of body", b});

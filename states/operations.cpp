@@ -1,6 +1,6 @@
-#include "host/validate/observe/operations.h"
+#include "states/operations.h"
 
-namespace korvel::validate {
+namespace korvel {
 
 namespace {
 
@@ -22,7 +22,8 @@ Arguments::Arguments(const State& state, const Robot& robot)
     : pose(state.root_pose()),
       velocity(state.root_velocity()),
       acceleration(state.root_acceleration()),
-      joints{state.q.tail(24).array(), state.dq.tail(24).array(), state.ddq.tail(24).array()},
+      joints{joints_of(state.q), joints_of(state.dq), joints_of(state.ddq)},
+      jacobian(3, RobotSize(robot).coordinates()),
       joint_name(robot.getJointAngleName(robot.getNbJointAngles() - 1)),
       body_name(robot.getBodyName(robot.getNbBodies() - 1)) {
   for_bodies(robot, [&](unsigned long b) {
@@ -134,22 +135,38 @@ const std::vector<Operation>& real_time_operations() {
   return operations;
 }
 
-std::vector<State> varied_states(std::uint64_t seed, std::size_t lively) {
+const std::vector<AllocatingOperation>& allocating_operations() {
+  static const std::string unknown(64, '?');
+  static const std::vector<AllocatingOperation> operations{
+      {"clone", [](Robot& r, Robot::ComJacobian&) { r.clone(); }},
+      {"getName", [](Robot& r, Robot::ComJacobian&) { r.getName(); }},
+      {"getParentsVector", [](Robot& r, Robot::ComJacobian&) { r.getParentsVector(); }},
+      {"getDofNumbersVector", [](Robot& r, Robot::ComJacobian&) { r.getDofNumbersVector(); }},
+      {"getDofIndexesVector", [](Robot& r, Robot::ComJacobian&) { r.getDofIndexesVector(); }},
+      {"getJointAngleId", [](Robot& r, Robot::ComJacobian&) { r.getJointAngleId(unknown); }},
+      {"getBodyId", [](Robot& r, Robot::ComJacobian&) { r.getBodyId(unknown); }},
+      {"computePartialComJacobian",
+       [](Robot& r, Robot::ComJacobian& J) { r.computePartialComJacobian(r.getNbBodies() - 1, J); }},
+  };
+  return operations;
+}
+
+std::vector<State> varied_states(std::uint64_t seed, std::size_t lively, const RobotSize& size) {
   Random random(seed);
-  State pole = random_state(random.integer());
+  State pole = random_state(random.integer(), size);
   pole.q(4) = 1.5707964F;
-  State hardly = random_state(random.integer());
+  State hardly = random_state(random.integer(), size);
   for (Eigen::VectorXf* values : {&hardly.q, &hardly.dq, &hardly.ddq}) *values *= 1e-39F;
   hardly.wrenches *= 1e-39F;
-  std::vector<State> states{State(), pole, hardly};
-  for (std::size_t i = 0; i < lively; ++i) states.push_back(random_state(random.integer()));
+  std::vector<State> states{State(size), pole, hardly};
+  for (std::size_t i = 0; i < lively; ++i) states.push_back(random_state(random.integer(), size));
   return states;
 }
 
 std::vector<Arguments> varied_arguments(const Robot& robot, std::uint64_t seed, std::size_t lively) {
   std::vector<Arguments> arguments;
-  for (const State& state : varied_states(seed, lively)) arguments.emplace_back(state, robot);
+  for (const State& state : varied_states(seed, lively, robot)) arguments.emplace_back(state, robot);
   return arguments;
 }
 
-}  // namespace korvel::validate
+}  // namespace korvel
