@@ -13,12 +13,7 @@ struct partial_crba {
     using Whole = typename crba<Model, false>::template DftVisitor<Model, i>;
 
     static void discover(Model& model, float*, int k) noexcept {
-      using Node = NodeOf<Model, i>;
-      const auto& [m, h, I] = Model::template inertia<i>();
-      node<i>(model).Icomp = {without<Node>(m, k),
-                              without<Node>(h, k),
-                              {without<Node>(I.xx, k), without<Node>(I.yx, k), without<Node>(I.yy, k),
-                               without<Node>(I.zx, k), without<Node>(I.zy, k), without<Node>(I.zz, k)}};
+      node<i>(model).Icomp = without<NodeOf<Model, i>>(Model::template inertia<i>(), k);
     }
 
     static void finish(Model& model, float* H, int) noexcept { Whole::finish(model, H); }

@@ -96,17 +96,8 @@ class Model {
 
   template <typename Node>
   static MassOf<Node> mass_of_node() noexcept {
-    const auto gathered = [](auto&& value) {
-      return gather<Node>([&](int b) { return value(inertias_[static_cast<std::size_t>(b)]); });
-    };
-    using I = const Spatial::Inertia&;
-    return {{gathered([](I i) { return i.m; }),
-             {gathered([](I i) { return i.h.x; }), gathered([](I i) { return i.h.y; }),
-              gathered([](I i) { return i.h.z; })},
-             {gathered([](I i) { return i.I.xx; }), gathered([](I i) { return i.I.yx; }),
-              gathered([](I i) { return i.I.yy; }), gathered([](I i) { return i.I.zx; }),
-              gathered([](I i) { return i.I.zy; }), gathered([](I i) { return i.I.zz; })}},
-            gather_vector<Node>([](int b) { return inertias_[static_cast<std::size_t>(b)].center_of_mass(); })};
+    const auto of = [](int body) -> const Spatial::Inertia& { return inertias_[static_cast<std::size_t>(body)]; };
+    return {gather<Node>(of), gather<Node>([of](int body) { return of(body).center_of_mass(); })};
   }
 
   template <int... id>

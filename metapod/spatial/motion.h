@@ -23,6 +23,11 @@ using MotionT = MotionOf<Vector3T<Scalar>, Vector3T<Scalar>>;
 using Motion = MotionT<float>;
 static_assert(std::is_trivial_v<Motion> && sizeof(Motion) == 6 * sizeof(float));
 
+template <typename Function, typename A, typename B, typename... Others>
+constexpr auto map(const Function& f, const MotionOf<A, B>& m, const Others&... others) noexcept {
+  return MotionOf{map(f, m.w, others.w...), map(f, m.v, others.v...)};
+}
+
 template <typename A, typename B, typename C, typename D>
 constexpr auto operator+(const MotionOf<A, B>& a, const MotionOf<C, D>& b) noexcept {
   return MotionOf{a.w + b.w, a.v + b.v};
