@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "metapod/algos/first_moments.h"
+#include "metapod/algos/traversal.h"
 #include "plugin/conversions.h"
 
 namespace tesk {
@@ -32,13 +33,6 @@ void put_pose(QZ::Math::Transform* poses, const PoseT<metapod::Spatial::Pack>& p
   put_row(2, pose.row2, pose.t.z);
 }
 
-template <typename Model, int node_id>
-struct PoseInRootVisitor {
-  static void discover(const metapod::RootToBody<Model>& iX1, QZ::Math::Transform* poses) noexcept {
-    put_pose<metapod::NodeOf<Model, node_id>>(poses, inverse(metapod::at<node_id>(iX1)));
-  }
-};
-
 /// One transform in both scalars.
 class InBothScalars {
  public:
@@ -54,13 +48,25 @@ class InBothScalars {
   std::tuple<GeneralTransformT<float>, GeneralTransformT<metapod::Spatial::Pack>> transforms_;
 };
 
-template <typename Model, int node_id>
-struct PoseInWorldVisitor {
-  static void discover(const metapod::RootToBody<Model>& iX1, const InBothScalars& worldToRoot,
-                       QZ::Math::Transform* poses) noexcept {
-    using Node = metapod::NodeOf<Model, node_id>;
-    put_pose<Node>(poses,
-                   inverse_of_product(metapod::at<node_id>(iX1), worldToRoot.template as<typename Node::Scalar>()));
+/// Poses of all bodies but the root, in the root.
+template <typename Model>
+struct poses_in_root {
+  static void run(const metapod::RootToBody<Model>& iX1, QZ::Math::Transform* poses) noexcept {
+    metapod::for_each_node_below_root<Model>(
+        [&iX1, poses](auto i) { put_pose<metapod::NodeOf<Model, i>>(poses, inverse(metapod::at<i>(iX1))); });
+  }
+};
+
+/// Poses of all bodies but the root, in the world.
+template <typename Model>
+struct poses_in_world {
+  static void run(const metapod::RootToBody<Model>& iX1, const InBothScalars& world_to_root,
+                  QZ::Math::Transform* poses) noexcept {
+    metapod::for_each_node_below_root<Model>([&iX1, &world_to_root, poses](auto i) {
+      using Node = metapod::NodeOf<Model, i>;
+      put_pose<Node>(poses,
+                     inverse_of_product(metapod::at<i>(iX1), world_to_root.template as<typename Node::Scalar>()));
+    });
   }
 };
 

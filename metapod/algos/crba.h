@@ -24,6 +24,10 @@ struct crba;
 
 template <typename Model>
 struct crba<Model, false> {
+  static void run(Model& model, float* H) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, H);
+  }
+
   template <typename, int i>
   struct DftVisitor {
     using Node = NodeOf<Model, i>;

@@ -69,7 +69,8 @@ template <typename Model>
 struct first_moments {
   static void run(const RootToBody<Model>& iX1, FirstMoments<Model>& moments) noexcept {
     moments.compute([&](Spatial::Pack* of_bodies) {
-      internal::flat_traversal_internal<internal::FirstMomentVisitor, Model>::run(iX1, of_bodies);
+      for_each_node_below_root<Model>(
+          [&](auto i) { internal::FirstMomentVisitor<Model, i>::discover(iX1, of_bodies); });
     });
   }
 };

@@ -38,7 +38,8 @@ template <typename Model>
 struct fwd_kin_iX1 {
   static void run(Model& model, RootToBody<Model>& iX1, float* jacobian, FirstMoments<Model>& moments) noexcept {
     moments.compute([&](Spatial::Pack* of_bodies) {
-      internal::flat_traversal_internal<internal::FwdKiniX1Visitor, Model>::run(model, iX1, jacobian, of_bodies);
+      for_each_node_below_root<Model>(
+          [&](auto i) { internal::FwdKiniX1Visitor<Model, i>::discover(model, iX1, jacobian, of_bodies); });
     });
   }
 };

@@ -81,4 +81,27 @@ struct JcalcVisitor {
 
 }  // namespace internal
 
+/// The pass with positions. Takes the sines and cosines of all joints but the root.
+template <typename Model>
+struct jcalc_pos {
+  static void run(Model& model, const float* q, SinesAndCosines<Model>& angles) noexcept {
+    angles.take_joints(q);
+    internal::depth_first_traversal_internal<internal::JcalcPosVisitor, Model, 0>::run(model, q, angles);
+  }
+
+  /// The root's own step. The other nodes keep what the last whole pass left.
+  static void run_root(Model& model, const float* q, const SinesAndCosines<Model>& angles) noexcept {
+    internal::JcalcPosVisitor<Model, 0>::discover(model, q, angles);
+  }
+};
+
+/// The pass with positions and velocities. Takes the sines and cosines of all joints but the root.
+template <typename Model>
+struct jcalc {
+  static void run(Model& model, const float* q, SinesAndCosines<Model>& angles, const float* dq) noexcept {
+    angles.take_joints(q);
+    internal::depth_first_traversal_internal<internal::JcalcVisitor, Model, 0>::run(model, q, angles, dq);
+  }
+};
+
 }  // namespace metapod

@@ -19,6 +19,10 @@ namespace metapod {
 /// Source  R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.2: rows of the root's linear velocity
 template <typename Model>
 struct partial_com_jacobian {
+  static void run(Model& model, float* J, int k) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, J, k);
+  }
+
   template <typename, int i>
   struct DftVisitor {
     using Node = NodeOf<Model, i>;

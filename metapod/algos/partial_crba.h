@@ -8,6 +8,10 @@ namespace metapod {
 /// theirs. A k that names no body leaves nothing out. All else is as crba says.
 template <typename Model>
 struct partial_crba {
+  static void run(Model& model, float* H, int k) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, H, k);
+  }
+
   template <typename, int i>
   struct DftVisitor {
     using Whole = typename crba<Model, false>::template DftVisitor<Model, i>;

@@ -24,6 +24,10 @@ struct rnea;
 
 template <typename Model>
 struct rnea<Model, false> {
+  static void run(Model& model, const float* ddq, const ExternalForces<Model>& fext, float* torques) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, ddq, fext, torques);
+  }
+
   /// Velocity and acceleration of node i from those of its parent. The root's parent is the world: it does not move,
   /// and seems to accelerate against gravity.
   template <int i, int parent>

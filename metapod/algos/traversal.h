@@ -7,7 +7,9 @@
 
 #include "metapod/models/model.h"
 
-namespace metapod::internal {
+namespace metapod {
+
+namespace internal {
 
 /// Visits the subtree of a node depth first: discover on entering a node, then its children in increasing order, then
 /// finish. So every node is discovered after its parent and finished after all its descendants. The arguments go to
@@ -34,21 +36,6 @@ struct depth_first_traversal_internal {
   }
 };
 
-/// Visits all nodes but the root in the order of their ids, in which parents come before their children.
-template <template <typename, int> class Visitor, typename Model>
-struct flat_traversal_internal {
-  template <typename... Args>
-  static void run(Args&... args) noexcept {
-    run_nodes(std::make_integer_sequence<int, Model::node_count - 1>{}, args...);
-  }
-
- private:
-  template <int... i, typename... Args>
-  static void run_nodes(std::integer_sequence<int, i...>, Args&... args) noexcept {
-    (Visitor<Model, i + 1>::discover(args...), ...);
-  }
-};
-
 /// Walks from a node P up to the root and visits every edge on the way: Visitor<Model, J, P> for the parent J of P,
 /// then the edge above J, and so on.
 template <template <typename, int, int> class Visitor, typename Model, int P>
@@ -63,4 +50,13 @@ struct backward_traversal_internal {
   }
 };
 
-}  // namespace metapod::internal
+}  // namespace internal
+
+/// visit(id) for all nodes but the root in the order of their ids, in which parents come before their children. An id
+/// is a constant, as for Spatial::unrolled.
+template <typename Model, typename Function>
+void for_each_node_below_root(const Function& visit) noexcept {
+  Spatial::unrolled<Model::node_count - 1>([&](auto i) { visit(std::integral_constant<int, i + 1>{}); });
+}
+
+}  // namespace metapod
