@@ -73,7 +73,7 @@ void MetapodRigidBodySystem<Model>::setVolatilePose(unsigned long v, const QZ::M
 template <typename Model>
 QZ::Math::Position3D MetapodRigidBodySystem<Model>::getComPosition(unsigned long b) const noexcept {
   assert(b < body_count && "getComPosition: body index out of range");
-  const Spatial3 com_body = Model::inertias()[b].center_of_mass();
+  const metapod::Spatial::Vector3 com_body = Model::inertias()[b].center_of_mass();
   return poses_[b] * QZ::Math::Position3D(com_body.x, com_body.y, com_body.z);
 }
 

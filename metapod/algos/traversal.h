@@ -19,14 +19,8 @@ struct depth_first_traversal_internal {
   template <typename... Args>
   static void run(Model& model, Args&... args) noexcept {
     Visitor<Model, node_id>::discover(model, args...);
-    run_below(model, args...);
-    Visitor<Model, node_id>::finish(model, args...);
-  }
-
-  /// Visits the subtrees of the node's children, one after the other, but not the node.
-  template <typename... Args>
-  static void run_below(Model& model, Args&... args) noexcept {
     run_children(typename NodeOf<Model, node_id>::children{}, model, args...);
+    Visitor<Model, node_id>::finish(model, args...);
   }
 
  private:

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "metapod/models/lanes.h"
 
 namespace metapod::models {
@@ -99,9 +97,6 @@ struct Node : NodeConstants<Robot, Partition, node_id> {
   using Constants = NodeConstants<Robot, Partition, node_id>;
   using typename Constants::Joint;
   using typename Constants::Scalar;
-
-  static inline const std::string joint_name{Robot::bodies[Constants::bodies.any()].name};
-  static inline const std::string body_name{Robot::bodies[Constants::bodies.any()].name};
 
   static constexpr auto Xt = tree_transform<Robot, Constants>();
 

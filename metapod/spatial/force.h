@@ -11,9 +11,6 @@ struct ForceT {
 
   Vector n;  ///< angular part: moment about the frame's origin [N m]
   Vector f;  ///< linear part: force [N]
-
-  constexpr const Vector& angular() const noexcept { return n; }
-  constexpr const Vector& linear() const noexcept { return f; }
 };
 template <typename Scalar>
 ForceT(Vector3T<Scalar>, Vector3T<Scalar>) -> ForceT<Scalar>;

@@ -11,9 +11,6 @@ template <typename Angular, typename Linear>
 struct MotionOf {
   Angular w;  ///< angular part [rad/s]
   Linear v;   ///< linear part [m/s]
-
-  constexpr const Angular& angular() const noexcept { return w; }
-  constexpr const Linear& linear() const noexcept { return v; }
 };
 template <typename Angular, typename Linear>
 MotionOf(Angular, Linear) -> MotionOf<Angular, Linear>;
