@@ -7,8 +7,8 @@
 
 namespace metapod {
 
-/// The transform from the root to a node's body, and one for each node. The root's own is the identity; it is neither
-/// written nor read.
+/// The transform from the root to a node's body, and one for each node. The root's own is neither written nor read: it
+/// stays zero.
 template <typename Node>
 using RootToBodyOf = Spatial::TransformT<Spatial::RotationMatrixT<typename Node::Scalar>>;
 template <typename Model>

@@ -8,8 +8,9 @@ namespace metapod {
 /// Linear momentum of the robot without body k per unit of each generalized velocity: the mass of that robot times the
 /// jacobian of its centre of mass.
 ///
-/// These are rows 0 to 2 of the matrix of partial_crba, turned into the world's axes, with the same bits. Rotational
-/// inertia and moments never reach these rows, so masses, first moments and linear forces are all that is carried.
+/// These are rows 0 to 2 of the matrix of partial_crba, turned into the world's axes, with the same bits, signs
+/// of zeros apart. Rotational inertia and moments never reach these rows, so masses, first moments and linear forces
+/// are all that is carried.
 ///
 /// Frames  world axes
 /// Shapes  J 3 x 30, consecutive columns [kg], [kg m]

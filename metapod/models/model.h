@@ -37,7 +37,8 @@ auto node_vector(std::integer_sequence<int, id...>) -> boost::fusion::vector<Val
 /// Size is fixed, nothing is on the heap; copying copies the state of every node. One object belongs to one thread at a
 /// time. The tables are shared by all objects of the class; only set_inertia writes them, and there is no lock.
 ///
-/// The partition says which bodies a node stands for. Whatever it is, the algorithms give the same bits.
+/// The partition says which bodies a node stands for. Whatever it is, the algorithms give the same bits,
+/// signs of zeros apart.
 template <typename Robot, typename Partition>
 class Model {
   static constexpr auto body_indexes = std::make_index_sequence<std::size(Robot::bodies)>{};

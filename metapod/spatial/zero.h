@@ -3,7 +3,8 @@
 namespace metapod::Spatial {
 
 /// A number that is known to be zero when the program is built. It is a type of its own, so that formulas written out
-/// in full drop the terms that it makes vanish; the remaining terms keep their order, and so their bits.
+/// in full drop the terms that it makes vanish; the remaining terms keep their order, and so their bits, signs of zeros
+/// apart.
 struct Zero {};
 
 constexpr Zero operator-(Zero) noexcept { return {}; }
