@@ -1,6 +1,6 @@
 #pragma once
 
-#include "metapod/algos/coordinates.h"
+#include "metapod/algos/gather_scatter.h"
 #include "metapod/algos/traversal.h"
 
 namespace metapod {
@@ -46,7 +46,7 @@ struct partial_com_jacobian {
       internal::backward_traversal_internal<BwdtVisitor, Model, i>::run(model);
       const auto world_to_root = to_child<typename Node::Scalar>(node<0>(model).iXp.E);
       Spatial::unrolled<Node::Joint::dof>([&](auto k) {
-        internal::put_column<Node>(J, world_to_root.applyTransposed(n.IcompS[k].f), static_cast<int>(k));
+        internal::scatter_columns<Node>(J, world_to_root.applyTransposed(n.IcompS[k].f), static_cast<int>(k));
       });
     }
 

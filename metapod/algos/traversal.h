@@ -19,7 +19,7 @@ struct depth_first_traversal_internal {
   template <typename... Args>
   static void run(Model& model, Args&... args) noexcept {
     Visitor<Model, node_id>::discover(model, args...);
-    run_children(typename NodeOf<Model, node_id>::children{}, model, args...);
+    run_children(typename NodeOf<Model, node_id>::Children{}, model, args...);
     Visitor<Model, node_id>::finish(model, args...);
   }
 

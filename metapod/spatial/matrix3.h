@@ -45,8 +45,8 @@ constexpr auto transposed_times(const MatrixOf<A, B, C>& M, const VectorOf<X, Y,
 }
 
 template <typename Scalar, typename A, typename B, typename C>
-constexpr Matrix3T<Scalar> filled(const MatrixOf<A, B, C>& M) noexcept {
-  return map([](const auto& x) { return filled<Scalar>(x); }, M);
+constexpr Matrix3T<Scalar> dense(const MatrixOf<A, B, C>& M) noexcept {
+  return map([](const auto& x) { return dense<Scalar>(x); }, M);
 }
 
 /// A symmetric 3 x 3 matrix, stored as its lower triangle row by row.

@@ -67,8 +67,8 @@ constexpr auto cross(const VectorOf<X, Y, Z>& a, const VectorOf<U, V, W>& b) noe
 }
 
 template <typename Scalar, typename X, typename Y, typename Z>
-constexpr Vector3T<Scalar> filled(const VectorOf<X, Y, Z>& a) noexcept {
-  return map([](const auto& x) { return filled<Scalar>(x); }, a);
+constexpr Vector3T<Scalar> dense(const VectorOf<X, Y, Z>& a) noexcept {
+  return map([](const auto& x) { return dense<Scalar>(x); }, a);
 }
 
 }  // namespace metapod::Spatial

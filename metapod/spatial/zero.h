@@ -37,13 +37,13 @@ constexpr Zero operator*(Zero, const S&) noexcept {
   return {};
 }
 
-/// As an ordinary number.
+/// Stored as an ordinary number, also where it is known to be zero.
 template <typename Scalar>
-constexpr Scalar filled(const Scalar& x) noexcept {
+constexpr Scalar dense(const Scalar& x) noexcept {
   return x;
 }
 template <typename Scalar>
-constexpr Scalar filled(Zero) noexcept {
+constexpr Scalar dense(Zero) noexcept {
   return {};
 }
 
