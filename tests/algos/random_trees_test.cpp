@@ -1,4 +1,5 @@
-// What holds of this robot holds of others: it and chains, stars and trees whose numbers are drawn when they are compiled.
+// What holds of this robot holds of others: of it, and of chains, stars and trees whose numbers are drawn when they are
+// compiled.
 
 #include "metapod/algos/partial_crba.h"
 #include "metapod/models/korvel/korvel.h"
