@@ -7,6 +7,7 @@
 #include "plugin/inputs.h"
 #include "plugin/kinematics.h"
 #include "plugin/state.h"
+#include "states/states.h"
 #include "support/expect.h"
 #include "support/truth.h"
 

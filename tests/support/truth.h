@@ -3,8 +3,8 @@
 #include <Eigen/Geometry>
 #include <vector>
 
+#include "states/states.h"
 #include "support/robot_table.h"
-#include "support/state.h"
 
 namespace korvel::tests {
 
