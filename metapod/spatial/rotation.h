@@ -34,7 +34,10 @@ struct RotationOf {
 
   Matrix E{};
 
-  constexpr RotationOf() noexcept = default;
+  /// Zero, but for the third row of a rotation about z, which that kind does not store: it is (0, 0, 1) also here.
+  constexpr RotationOf() noexcept {
+    if constexpr (about_z != 0) E.column2.z = select<about_z>(Scalar(1), Scalar{});
+  }
   explicit constexpr RotationOf(const Matrix& matrix) noexcept : E(matrix) {}
   /// From a kind that knows more.
   template <typename M, unsigned lanes>
