@@ -51,8 +51,9 @@ class FirstMoments {
 
 namespace internal {
 
+/// The node's share of a partial centre of mass. Which body is left out is asked when the shares are added.
 template <typename Model, int node_id>
-struct FirstMomentVisitor {
+struct PartialComVisitor {
   static void discover(const RootToBody<Model>& iX1, Spatial::PackedVector3* of_bodies) noexcept {
     const auto center_root = at<node_id>(iX1).apply_inv_to_point(Model::template center_of_mass<node_id>());
     scatter_vectors<NodeOf<Model, node_id>>(of_bodies, Model::template inertia<node_id>().m * center_root);
@@ -67,7 +68,7 @@ struct first_moments {
   static void run(const RootToBody<Model>& iX1, FirstMoments<Model>& moments) noexcept {
     moments.compute([&](Spatial::PackedVector3* of_bodies) {
       for_each_node_below_root<Model>(
-          [&](auto i) { internal::FirstMomentVisitor<Model, i>::discover(iX1, of_bodies); });
+          [&](auto i) { internal::PartialComVisitor<Model, i>::discover(iX1, of_bodies); });
     });
   }
 };

@@ -20,7 +20,7 @@ struct FwdKiniX1Visitor {
       at<node_id>(iX1) = i.iXp * at<Node::parent>(iX1);
     }
     scatter_columns<Node>(jacobian, applyInv(at<node_id>(iX1), i.joint.S));
-    FirstMomentVisitor<Model, node_id>::discover(iX1, of_bodies);
+    PartialComVisitor<Model, node_id>::discover(iX1, of_bodies);
   }
 };
 
