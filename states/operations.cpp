@@ -11,9 +11,29 @@ void for_bodies(const Robot& robot, Function f) {
   for (unsigned long b = 0; b < robot.getNbBodies(); ++b) f(b);
 }
 
-template <typename Function>
-void for_joints(const Robot& robot, Function f) {
-  for (unsigned long j = 0; j < robot.getNbJointAngles(); ++j) f(j);
+template <auto operation>
+void call(Robot& robot, Arguments&) {
+  (robot.*operation)();
+}
+
+/// Of each body; some operations also take an index of no body.
+constexpr unsigned long any_index = 1;
+template <auto operation, unsigned long beyond = 0>
+void call_for_bodies(Robot& robot, Arguments&) {
+  for (unsigned long b = 0; b < robot.getNbBodies() + beyond; ++b) (robot.*operation)(b);
+}
+
+template <auto operation>
+void call_for_joints(Robot& robot, Arguments&) {
+  for (unsigned long j = 0; j < robot.getNbJointAngles(); ++j) (robot.*operation)(j);
+}
+
+template <auto operation, std::size_t derivative>
+void set_joints(Robot& robot, Arguments& with) {
+  const Eigen::ArrayXf& values = with.joints[derivative];
+  for (unsigned long j = 0; j < robot.getNbJointAngles(); ++j) {
+    (robot.*operation)(j, values(static_cast<Eigen::Index>(j)));
+  }
 }
 
 }  // namespace
@@ -44,18 +64,9 @@ const std::vector<Operation>& real_time_operations() {
       {"setJointAnglesPos", [](Robot& r, Arguments& a) { r.setJointAnglesPos(a.joints[0]); }},
       {"setJointAnglesVel", [](Robot& r, Arguments& a) { r.setJointAnglesVel(a.joints[1]); }},
       {"setJointAnglesAcc", [](Robot& r, Arguments& a) { r.setJointAnglesAcc(a.joints[2]); }},
-      {"setJointAnglePos",
-       [](Robot& r, Arguments& a) {
-         for_joints(r, [&](unsigned long j) { r.setJointAnglePos(j, a.joints[0](static_cast<Eigen::Index>(j))); });
-       }},
-      {"setJointAngleVel",
-       [](Robot& r, Arguments& a) {
-         for_joints(r, [&](unsigned long j) { r.setJointAngleVel(j, a.joints[1](static_cast<Eigen::Index>(j))); });
-       }},
-      {"setJointAngleAcc",
-       [](Robot& r, Arguments& a) {
-         for_joints(r, [&](unsigned long j) { r.setJointAngleAcc(j, a.joints[2](static_cast<Eigen::Index>(j))); });
-       }},
+      {"setJointAnglePos", set_joints<&Robot::setJointAnglePos, 0>},
+      {"setJointAngleVel", set_joints<&Robot::setJointAngleVel, 1>},
+      {"setJointAngleAcc", set_joints<&Robot::setJointAngleAcc, 2>},
       {"setExternalWrench (in a frame)",
        [](Robot& r, Arguments& a) {
          for_bodies(r, [&](unsigned long b) { r.setExternalWrench(b, a.wrenches[b], a.pose); });
@@ -68,51 +79,39 @@ const std::vector<Operation>& real_time_operations() {
          for (unsigned long v = 0; v < r.getNbVolatileFrames(); ++v) r.setVolatilePose(v, a.pose);
        }},
 
-      {"computeInverseDynamics", [](Robot& r, Arguments&) { r.computeInverseDynamics(); }},
-      {"computeFwdKinematicsExceptRoot", [](Robot& r, Arguments&) { r.computeFwdKinematicsExceptRoot(); }},
-      {"computeFwdKinematicsOnlyRoot", [](Robot& r, Arguments&) { r.computeFwdKinematicsOnlyRoot(); }},
-      {"computeFwdKinematics", [](Robot& r, Arguments&) { r.computeFwdKinematics(); }},
-      {"computeGeneralizedMass", [](Robot& r, Arguments&) { r.computeGeneralizedMass(); }},
-      {"computePartialComPositionInRoot",
-       [](Robot& r, Arguments&) {
-         for_bodies(r, [&](unsigned long b) { r.computePartialComPositionInRoot(b); });
-         r.computePartialComPositionInRoot(r.getNbBodies());
-       }},
+      {"computeInverseDynamics", call<&Robot::computeInverseDynamics>},
+      {"computeFwdKinematicsExceptRoot", call<&Robot::computeFwdKinematicsExceptRoot>},
+      {"computeFwdKinematicsOnlyRoot", call<&Robot::computeFwdKinematicsOnlyRoot>},
+      {"computeFwdKinematics", call<&Robot::computeFwdKinematics>},
+      {"computeGeneralizedMass", call<&Robot::computeGeneralizedMass>},
+      {"computePartialComPositionInRoot", call_for_bodies<&Robot::computePartialComPositionInRoot, any_index>},
       {"computePartialComJacobian",
        [](Robot& r, Arguments& a) {
          for_bodies(r, [&](unsigned long b) { r.computePartialComJacobian(b, a.jacobian); });
          r.computePartialComJacobian(r.getNbBodies(), a.jacobian);
        }},
 
-      {"getNbJointAngles", [](Robot& r, Arguments&) { r.getNbJointAngles(); }},
-      {"getNbBodies", [](Robot& r, Arguments&) { r.getNbBodies(); }},
-      {"getNbVolatileFrames", [](Robot& r, Arguments&) { r.getNbVolatileFrames(); }},
-      {"getRootName", [](Robot& r, Arguments&) { r.getRootName(); }},
-      {"getJointAngleName",
-       [](Robot& r, Arguments&) { for_joints(r, [&](unsigned long j) { r.getJointAngleName(j); }); }},
+      {"getNbJointAngles", call<&Robot::getNbJointAngles>},
+      {"getNbBodies", call<&Robot::getNbBodies>},
+      {"getNbVolatileFrames", call<&Robot::getNbVolatileFrames>},
+      {"getRootName", call<&Robot::getRootName>},
+      {"getJointAngleName", call_for_joints<&Robot::getJointAngleName>},
       {"getJointAngleId", [](Robot& r, Arguments& a) { r.getJointAngleId(a.joint_name); }},
-      {"getBodyName", [](Robot& r, Arguments&) { for_bodies(r, [&](unsigned long b) { r.getBodyName(b); }); }},
+      {"getBodyName", call_for_bodies<&Robot::getBodyName>},
       {"getBodyId", [](Robot& r, Arguments& a) { r.getBodyId(a.body_name); }},
       {"getMass", [](Robot& r, Arguments&) { r.getMass(); }},
       {"getMass (of a body)", [](Robot& r, Arguments&) { for_bodies(r, [&](unsigned long b) { r.getMass(b); }); }},
-      {"getPartialMass",
-       [](Robot& r, Arguments&) {
-         for_bodies(r, [&](unsigned long b) { r.getPartialMass(b); });
-         r.getPartialMass(r.getNbBodies());
-       }},
-      {"getRootPose", [](Robot& r, Arguments&) { r.getRootPose(); }},
-      {"getRootVelocity", [](Robot& r, Arguments&) { r.getRootVelocity(); }},
-      {"getRootAcceleration", [](Robot& r, Arguments&) { r.getRootAcceleration(); }},
-      {"getJointAnglePos",
-       [](Robot& r, Arguments&) { for_joints(r, [&](unsigned long j) { r.getJointAnglePos(j); }); }},
-      {"getJointAngleVel",
-       [](Robot& r, Arguments&) { for_joints(r, [&](unsigned long j) { r.getJointAngleVel(j); }); }},
-      {"getJointAngleAcc",
-       [](Robot& r, Arguments&) { for_joints(r, [&](unsigned long j) { r.getJointAngleAcc(j); }); }},
-      {"getJointAnglesPos", [](Robot& r, Arguments&) { r.getJointAnglesPos(); }},
-      {"getJointAnglesVel", [](Robot& r, Arguments&) { r.getJointAnglesVel(); }},
-      {"getJointAnglesAcc", [](Robot& r, Arguments&) { r.getJointAnglesAcc(); }},
-      {"getPoseInRoot", [](Robot& r, Arguments&) { for_bodies(r, [&](unsigned long b) { r.getPoseInRoot(b); }); }},
+      {"getPartialMass", call_for_bodies<&Robot::getPartialMass, any_index>},
+      {"getRootPose", call<&Robot::getRootPose>},
+      {"getRootVelocity", call<&Robot::getRootVelocity>},
+      {"getRootAcceleration", call<&Robot::getRootAcceleration>},
+      {"getJointAnglePos", call_for_joints<&Robot::getJointAnglePos>},
+      {"getJointAngleVel", call_for_joints<&Robot::getJointAngleVel>},
+      {"getJointAngleAcc", call_for_joints<&Robot::getJointAngleAcc>},
+      {"getJointAnglesPos", call<&Robot::getJointAnglesPos>},
+      {"getJointAnglesVel", call<&Robot::getJointAnglesVel>},
+      {"getJointAnglesAcc", call<&Robot::getJointAnglesAcc>},
+      {"getPoseInRoot", call_for_bodies<&Robot::getPoseInRoot>},
       {"getPose",
        [](Robot& r, Arguments&) {
          for_bodies(r, [&](unsigned long b) { r.getPose(b); });
@@ -124,13 +123,12 @@ const std::vector<Operation>& real_time_operations() {
        }},
       {"getComPosition (of a body)",
        [](Robot& r, Arguments&) { for_bodies(r, [&](unsigned long b) { r.getComPosition(b); }); }},
-      {"getComPositionInRoot", [](Robot& r, Arguments&) { r.getComPositionInRoot(); }},
+      {"getComPositionInRoot", call<&Robot::getComPositionInRoot>},
       {"getComPosition", [](Robot& r, Arguments&) { r.getComPosition(); }},
-      {"getGeneralizedMass", [](Robot& r, Arguments&) { r.getGeneralizedMass(); }},
-      {"getJacobianInRoot", [](Robot& r, Arguments&) { r.getJacobianInRoot(); }},
-      {"getJointAngleTorque",
-       [](Robot& r, Arguments&) { for_joints(r, [&](unsigned long j) { r.getJointAngleTorque(j); }); }},
-      {"getJointAnglesTorque", [](Robot& r, Arguments&) { r.getJointAnglesTorque(); }},
+      {"getGeneralizedMass", call<&Robot::getGeneralizedMass>},
+      {"getJacobianInRoot", call<&Robot::getJacobianInRoot>},
+      {"getJointAngleTorque", call_for_joints<&Robot::getJointAngleTorque>},
+      {"getJointAnglesTorque", call<&Robot::getJointAnglesTorque>},
   };
   return operations;
 }

@@ -85,12 +85,12 @@ std::vector<Result> written_by(std::initializer_list<Stage> stages) {
   return written;
 }
 
-Layout::Layout(const RobotSize& size) {
+Layout::Layout(const RobotSize& size) : size_(size) {
   std::ptrdiff_t first = 0;
-  for (std::size_t i = 0; i < all_results.size(); ++i) {
-    lengths_[i] = all_results[i].length(size);
-    stretches_[i] = {first, first + all_results[i].pieces(size) * lengths_[i]};
-    first = stretches_[i].last;
+  for (const ResultEntry& e : all_results) {
+    const std::ptrdiff_t last = first + e.pieces(size) * e.length(size);
+    stretches_[static_cast<std::size_t>(e.result)] = {first, last};
+    first = last;
   }
 }
 

@@ -60,15 +60,16 @@ class Layout {
   explicit Layout(const RobotSize& size);
 
   const Stretch& operator[](Result result) const { return stretches_[static_cast<std::size_t>(result)]; }
-  std::ptrdiff_t length(Result result) const { return lengths_[static_cast<std::size_t>(result)]; }
+  /// Of a piece.
+  std::ptrdiff_t length(Result result) const { return entry(result).length(size_); }
   /// Of all results.
   std::ptrdiff_t size() const { return stretches_.back().last; }
   /// What these stages write.
   std::vector<Stretch> written_by(std::initializer_list<Stage> stages) const;
 
  private:
+  RobotSize size_;
   std::array<Stretch, std::tuple_size_v<decltype(all_results)>> stretches_;
-  std::array<std::ptrdiff_t, std::tuple_size_v<decltype(all_results)>> lengths_;
 };
 
 /// All that an object shows.

@@ -46,18 +46,13 @@ const std::array<Fuzzer::RandomCall, 23> Fuzzer::random_calls{{
 Fuzzer::Fuzzer(const host::Module& module, std::uint64_t seed, std::size_t object_count)
     : module_(module),
       random_(seed),
-      pristine_(as_made(module.create())),
+      pristine_(module.create()),
       layout_(*pristine_.robot),
       total_mass_(pristine_.robot->getMass()),
       mass_roundings_(static_cast<long>(pristine_.robot->getNbBodies())) {
   for (unsigned long b = 0; b < pristine_.robot->getNbBodies(); ++b) masses_.push_back(pristine_.robot->getMass(b));
-  for (std::size_t i = 0; i < object_count; ++i) objects_.push_back({fresh(), pristine_.model, true});
+  for (std::size_t i = 0; i < object_count; ++i) objects_.emplace_back(fresh(), pristine_.model, true);
   expect_total_mass(*pristine_.robot);
-}
-
-Fuzzer::Object Fuzzer::as_made(host::System robot) {
-  ObjectModel model(*robot);
-  return {std::move(robot), std::move(model), false};
 }
 
 // ---- Arguments ------------------------------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/robot/module.h"
@@ -26,6 +27,11 @@ class Fuzzer {
 
  private:
   struct Object {
+    /// Shows its initial values.
+    explicit Object(host::System made) : robot(std::move(made)), model(*robot), is_clone(false) {}
+    Object(host::System made, const ObjectModel& like, bool by_clone)
+        : robot(std::move(made)), model(like), is_clone(by_clone) {}
+
     host::System robot;
     ObjectModel model;
     bool is_clone;
@@ -81,7 +87,6 @@ class Fuzzer {
   QZ::Math::Transform any_pose();
   QZ::Math::Transform rigid_pose();
 
-  static Object as_made(host::System robot);
   host::System copy(const tesk::RigidBodySystem& robot) const;
   /// An object with its initial values. `create` would change the total mass of all.
   host::System fresh() const { return copy(*pristine_.robot); }

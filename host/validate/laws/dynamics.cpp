@@ -7,8 +7,7 @@ namespace {
 std::string columns_are_torques(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
     const MassMatrix M = robot.mass_matrix(state);
     State accelerated = at_rest(state);
     const Joints resting = robot.torques(accelerated);
@@ -18,15 +17,13 @@ std::string columns_are_torques(const Subject& subject) {
       deviations.compare(robot.torques(accelerated) - resting, M.col(d).tail(robot.joints()),
                          robot.torque_scale(accelerated), {seed, "torques of a unit acceleration of coordinate", d});
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string torques_superpose(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(5 * robot.dynamic());  // of five torques
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     const Joints resting = robot.torques(at_rest(state));
     State moving = at_rest(state);
     State accelerated = moving;
@@ -52,8 +49,7 @@ std::string torques_superpose(const Subject& subject) {
     scaled.dq *= -2;
     deviations.compare(robot.torques(scaled) - resting, 4 * (robot.torques(moving) - resting), 4 * scale,
                        {seed, "torques of velocities times -2"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 Vector3d com_in_root(const Specimen& robot, const State& state) {
@@ -79,12 +75,10 @@ double potential_scale(const Specimen& robot) { return robot.mass() * gravity * 
 std::string gravity_is_a_gradient(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic() + angle_rounding);
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
     deviations.compare(robot.torques(at_rest(state)), potential_gradient(robot, state),
                        Joints::Constant(robot.joints(), potential_scale(robot)), {seed, "torques at rest"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 /// Derivatives of the mass matrix by each joint angle.
@@ -106,9 +100,8 @@ double lagrange_bound(const Specimen& robot) { return 2 * robot.dynamic() + 2 * 
 std::string torques_are_lagranges(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(lagrange_bound(robot));
-  const auto samples = robot.samples(64);
   const Coordinates root = robot.inertia_roots();
-  for (auto [seed, state] : samples) {
+  return deviations.over(robot.samples(64), [&](std::uint64_t seed, State state) {
     state.wrenches.setZero();
     state.dq.head(3).setZero();
     const Coordinates dq = state.dq.cast<double>();
@@ -127,16 +120,14 @@ std::string torques_are_lagranges(const Subject& subject) {
     const Joints scale = robot.torque_scale(state) + momentum * joints_of(root) +
                          Joints::Constant(robot.joints(), speed * speed / 2 + potential_scale(robot));
     deviations.compare(robot.torques(state), expected, scale, {seed, "torques"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string power_balances(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(lagrange_bound(robot));
-  const auto samples = robot.samples(64);
   const Coordinates root = robot.inertia_roots();
-  for (auto [seed, state] : samples) {
+  return deviations.over(robot.samples(64), [&](std::uint64_t seed, State state) {
     state.dq.head(6).setZero();  // what would keep a moving root on its way is not shown
     const Coordinates dq = state.dq.cast<double>();
     const Joints torques = robot.torques(state);
@@ -160,25 +151,21 @@ std::string power_balances(const Subject& subject) {
     const double scale = robot.torque_scale(state).dot(joints_of(dq).cwiseAbs()) + potential_scale(robot) * turning +
                          speed * (root.dot(state.ddq.cast<double>().cwiseAbs()) + speed * turning / 2);
     deviations.compare(power, rate, scale, {seed, "power"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks dynamics() {
-  using std::chrono::seconds;
-  return {{"laws.mass-matrix-torques", "Columns of the mass matrix are the torques of unit accelerations", 3,
-           seconds(60), columns_are_torques},
-          {"laws.torques-superpose",
-           "Torques are linear in accelerations and wrenches, quadratic in velocities, and add up", 3, seconds(60),
-           torques_superpose},
-          {"laws.gravity", "Torques at rest are the derivatives of the potential energy", 3, seconds(60),
-           gravity_is_a_gradient},
-          {"laws.lagrange", "Torques are those of Lagrange's equations with the mass matrix", 3, seconds(60),
-           torques_are_lagranges},
-          {"laws.power-balance", "With the root at rest the power of torques and wrenches is the rate of energy", 3,
-           seconds(60), power_balances}};
+  return {
+      law("laws.mass-matrix-torques", "Columns of the mass matrix are the torques of unit accelerations",
+          columns_are_torques),
+      law("laws.torques-superpose",
+          "Torques are linear in accelerations and wrenches, quadratic in velocities, and add up", torques_superpose),
+      law("laws.gravity", "Torques at rest are the derivatives of the potential energy", gravity_is_a_gradient),
+      law("laws.lagrange", "Torques are those of Lagrange's equations with the mass matrix", torques_are_lagranges),
+      law("laws.power-balance", "With the root at rest the power of torques and wrenches is the rate of energy",
+          power_balances)};
 }
 
 }  // namespace korvel::validate::laws

@@ -17,8 +17,7 @@ MatrixXd pose_scale(double distance) {
 std::string poses_are_rigid(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.kinematic());  // both factors are rounded
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     for (int b = 0; b < robot.bodies(); ++b) {
       for (const Affine3d& pose : {robot.pose(b), robot.pose_in_root(b)}) {
@@ -27,15 +26,13 @@ std::string poses_are_rigid(const Subject& subject) {
         require(!(R.determinant() < 0), "the pose of body {} of state {} is a mirror", b, seed);
       }
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string world_poses(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(robot.kinematic());
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     const Affine3d root = robot.pose(0);
     const double distance = root.translation().norm() + robot.reach();
@@ -47,16 +44,14 @@ std::string world_poses(const Subject& subject) {
     }
     deviations.compare(vector(robot->getComPosition()), root * vector(robot->getComPositionInRoot()), distance,
                        {seed, "centre of mass in the world"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string centres_of_mass(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.kinematic());  // the poses' rounding and the sum's
   deviations.compare(static_cast<double>(robot->getMass()), robot.mass(), robot.mass(), {subject.seed, "total mass"});
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     const double distance = robot.pose(0).translation().norm() + robot.reach();
     Vector3d moment = Vector3d::Zero();
@@ -74,8 +69,7 @@ std::string centres_of_mass(const Subject& subject) {
       deviations.compare(rest_moment + robot.mass(b) * (robot.pose_in_root(b) * robot.com(b)), moment,
                          robot.mass() * robot.reach(), {seed, "first moment, the sum of the rest and body", b});
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 /// All poses in the root side by side.
@@ -101,8 +95,7 @@ std::string jacobian_is_derivative(const Subject& subject) {
   Deviations deviations(robot.kinematic() + 3 * (robot.kinematic() + angle_rounding));
   Motion scale;
   scale << 1, 1, 1, robot.reach(), robot.reach(), robot.reach();
-  const auto samples = robot.samples(64);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(64), [&](std::uint64_t seed, const State& state) {
     const MatrixXd poses = all_poses(robot, state);
     const Jacobian J = robot.jacobian();
     MatrixXd root = MatrixXd::Zero(6, 6);
@@ -125,23 +118,18 @@ std::string jacobian_is_derivative(const Subject& subject) {
         }
       }
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks kinematics() {
-  using std::chrono::seconds;
-  return {
-      {"laws.poses-are-rigid", "The rotation of every pose is orthonormal and no mirror", 3, seconds(60),
-       poses_are_rigid},
-      {"laws.world-poses", "A pose in the world is the root's pose times the pose in the root", 3, seconds(60),
-       world_poses},
-      {"laws.centres-of-mass", "Centres of mass are the sums over bodies, and each body and the rest make the whole", 3,
-       seconds(60), centres_of_mass},
-      {"laws.jacobian", "A jacobian column is the derivative of the pose of every body below the joint", 3, seconds(60),
-       jacobian_is_derivative}};
+  return {law("laws.poses-are-rigid", "The rotation of every pose is orthonormal and no mirror", poses_are_rigid),
+          law("laws.world-poses", "A pose in the world is the root's pose times the pose in the root", world_poses),
+          law("laws.centres-of-mass",
+              "Centres of mass are the sums over bodies, and each body and the rest make the whole", centres_of_mass),
+          law("laws.jacobian", "A jacobian column is the derivative of the pose of every body below the joint",
+              jacobian_is_derivative)};
 }
 
 }  // namespace korvel::validate::laws

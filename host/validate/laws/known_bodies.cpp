@@ -37,8 +37,7 @@ std::string mass_matrix_of_known_bodies(const Subject& subject) {
   const Inertias inertias = set_bodies(robot, subject.seed);
   Deviations deviations(2 * robot.dynamic());
   const MassMatrix scale = robot.inertia_roots() * robot.inertia_roots().transpose();
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
     const MassMatrix M = robot.mass_matrix(state);
     MassMatrix sum = MassMatrix::Zero(M.rows(), M.cols());
     for (int b = 0; b < robot.bodies(); ++b) {
@@ -49,8 +48,7 @@ std::string mass_matrix_of_known_bodies(const Subject& subject) {
       sum += robot.mass(b) * J.bottomRows(3).transpose() * J.bottomRows(3);
     }
     deviations.compare(M, sum, scale, {seed, "mass matrix"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 /// Motion of a body in root axes: angular, and linear of the point at the root's origin.
@@ -94,8 +92,7 @@ std::string torques_of_known_bodies(const Subject& subject) {
   Specimen robot(subject);
   const Inertias inertias = set_bodies(robot, subject.seed);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     const Motions moving = motions(robot, state);
     Coordinates expected = Coordinates::Zero(robot.size().coordinates());
@@ -116,18 +113,16 @@ std::string torques_of_known_bodies(const Subject& subject) {
       expected += J.topRows(3).transpose() * moment + J.bottomRows(3).transpose() * force;
     }
     deviations.compare(robot.torques(state), joints_of(expected), robot.torque_scale(state), {seed, "torques"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks known_bodies() {
-  using std::chrono::seconds;
-  return {{"laws.mass-matrix-of-bodies", "With inertias that the host sets, the mass matrix is the sum over bodies", 3,
-           seconds(60), mass_matrix_of_known_bodies},
-          {"laws.newton-euler", "With inertias that the host sets, torques are those of Newton's and Euler's laws", 3,
-           seconds(60), torques_of_known_bodies}};
+  return {law("laws.mass-matrix-of-bodies", "With inertias that the host sets, the mass matrix is the sum over bodies",
+              mass_matrix_of_known_bodies),
+          law("laws.newton-euler", "With inertias that the host sets, torques are those of Newton's and Euler's laws",
+              torques_of_known_bodies)};
 }
 
 }  // namespace korvel::validate::laws

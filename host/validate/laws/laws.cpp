@@ -74,6 +74,7 @@ Specimen::Specimen(const Subject& subject)
 
 void Specimen::weigh() {
   const Coordinates inertias = mass_matrix(State(size_)).diagonal();
+  mass_ = 0;
   bodies_.clear();
   for (int b = 0; b < bodies(); ++b) {
     const auto body = static_cast<unsigned long>(b);
@@ -90,13 +91,8 @@ void Specimen::weigh() {
     }
     arms.head(6) << 1, 1, 1, arm, arm, arm;
     bodies_.push_back({mass, com, inertia, arms});
+    mass_ += mass;
   }
-}
-
-double Specimen::mass() const {
-  double sum = 0;
-  for (const Body& body : bodies_) sum += body.mass;
-  return sum;
 }
 
 std::vector<Sample> Specimen::samples(int count) const {

@@ -60,7 +60,7 @@ class Specimen {
   /// Coordinate d moves body b.
   bool moves(int d, int b) const;
   double mass(int b) const { return of(b).mass; }
-  double mass() const;
+  double mass() const { return mass_; }
   /// Centre of mass in the frame of body b.
   const Vector3d& com(int b) const { return of(b).com; }
   /// Reads masses and centres of mass again.
@@ -107,6 +107,7 @@ class Specimen {
   RobotSize size_;
   tesk::RigidBodySystem::TopologyVector parents_;
   int depth_ = 0;
+  double mass_ = 0;
   std::vector<Body> bodies_;
 };
 
@@ -129,9 +130,16 @@ class Deviations {
   void compare(double seen, double expected, double scale, const Place& place) {
     compare(MatrixXd::Constant(1, 1, seen), MatrixXd::Constant(1, 1, expected), scale, place);
   }
-  std::string figure(std::size_t states) const;
+  /// Applies a law to each state; tells how far all were from it.
+  template <typename Law>
+  std::string over(const std::vector<Sample>& samples, Law law) {
+    for (const auto& [seed, state] : samples) law(seed, state);
+    return figure(samples.size());
+  }
 
  private:
+  std::string figure(std::size_t states) const;
+
   double bound_;
   double largest_ = 0;
 };
@@ -171,6 +179,10 @@ MatrixXd derivative_of_second_degree(State state, int j, Function f) {
     return after - f(state);
   };
   return (M_SQRT1_2 + 1) / 2 * difference(M_PI / 4) + (M_SQRT1_2 - 1) / 2 * difference(3 * M_PI / 4);
+}
+
+inline Check law(const char* id, const char* promise, std::string (*run)(const Subject&)) {
+  return {id, promise, 3, std::chrono::seconds(60), run};
 }
 
 Checks kinematics();

@@ -61,8 +61,7 @@ std::string root_rows_are_momentum(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
   const MatrixXd scale = robot.inertia_roots().head(3) * robot.inertia_roots().transpose();
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     const MassMatrix M = robot->getGeneralizedMass().cast<double>();
     MatrixXd root(3, 6);
@@ -73,8 +72,7 @@ std::string root_rows_are_momentum(const Subject& subject) {
     // Each body is left out once.
     deviations.compare(M.topRows(3), robot.pose(0).linear().transpose() * sum / (robot.bodies() - 1), scale,
                        {seed, "linear momentum of the mass matrix against that of all partial robots"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 /// First moment of mass of the robot without body b, root axes.
@@ -95,8 +93,7 @@ std::string partial_com_jacobian_is_derivative(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic() + angle_rounding);
   const Vector3d scale = Vector3d::Constant(robot.mass() * robot.reach());
-  const auto samples = robot.samples(64);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(64), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     const Matrix3d R = robot.pose(0).linear();
     const MatrixXd moments = partial_moments(robot, state);
@@ -117,22 +114,21 @@ std::string partial_com_jacobian_is_derivative(const Subject& subject) {
                            {seed, "column of a joint angle without body", b});
       }
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks mass_matrix() {
-  using std::chrono::seconds;
-  return {{"laws.mass-matrix-positive", "The mass matrix is symmetric bit for bit and positive definite", 3,
-           seconds(60), symmetric_and_positive},
-          {"laws.mass-matrix-limbs", "Entries of the mass matrix that couple two limbs are exactly zero", 3,
-           seconds(60), limbs_are_uncoupled},
-          {"laws.mass-matrix-momentum", "The first three rows of the mass matrix are the momentum per velocity", 3,
-           seconds(60), root_rows_are_momentum},
-          {"laws.partial-com-jacobian", "The partial jacobian is the derivative of partial mass times centre of mass",
-           3, seconds(60), partial_com_jacobian_is_derivative}};
+  return {
+      law("laws.mass-matrix-positive", "The mass matrix is symmetric bit for bit and positive definite",
+          symmetric_and_positive),
+      law("laws.mass-matrix-limbs", "Entries of the mass matrix that couple two limbs are exactly zero",
+          limbs_are_uncoupled),
+      law("laws.mass-matrix-momentum", "The first three rows of the mass matrix are the momentum per velocity",
+          root_rows_are_momentum),
+      law("laws.partial-com-jacobian", "The partial jacobian is the derivative of partial mass times centre of mass",
+          partial_com_jacobian_is_derivative)};
 }
 
 }  // namespace korvel::validate::laws

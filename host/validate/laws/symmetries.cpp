@@ -12,7 +12,7 @@ std::string root_leaves_what_is_relative_to_it(const Subject& subject) {
   const Specimen robot(subject);
   const Layout shown(robot.size());
   const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return Deviations(0).over(samples, [&](std::uint64_t seed, const State& state) {
     State moved = state;
     const State other = random_state(seed + samples.size(), robot.size());
     moved.q.head(6) = other.q.head(6);
@@ -22,42 +22,40 @@ std::string root_leaves_what_is_relative_to_it(const Subject& subject) {
     const std::vector<float> before = robot.everything();
     robot.compute(moved);
     const std::vector<float> after = robot.everything();
-    const auto hold = [&, s = seed](Result result, const char* what) {
+    const auto hold = [&](Result result, const char* what) {
       const auto [first, last] = shown[result];
       const auto part = [&, from = first, to = last](const std::vector<float>& all) {
         return std::vector<float>(all.begin() + from, all.begin() + to);
       };
-      require(same_bits(part(before), part(after)), "{} of state {} changes with the root's pose and rates", what, s);
+      require(same_bits(part(before), part(after)), "{} of state {} changes with the root's pose and rates", what,
+              seed);
     };
     hold(Result::poses_in_root, "a pose in the root");
     hold(Result::com_in_root, "the centre of mass in the root");
     hold(Result::jacobian, "the jacobian in the root");
     hold(Result::mass_matrix, "the mass matrix");
-  }
-  return Deviations(0).figure(samples.size());
+  });
 }
 
 std::string torques_know_no_place_or_heading(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
   const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(samples, [&](std::uint64_t seed, const State& state) {
     const State other = random_state(seed + samples.size(), robot.size());
     State moved = state;
     moved.q.head(3) = other.q.head(3);
     moved.q(5) = other.q(5);
     deviations.compare(robot.torques(moved), robot.torques(state), robot.torque_scale(state),
                        {seed, "torques with the root at another place and heading"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 // The same root acceleration, put once as the rate of velocity components in turning axes and once without velocity.
 std::string uniform_motion_is_rest(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     State still = state;
     still.dq.head(3).setZero();
     const Vector3d v = state.dq.head(3).cast<double>();
@@ -66,22 +64,19 @@ std::string uniform_motion_is_rest(const Subject& subject) {
     deviations.compare(robot.torques(state), robot.torques(still),
                        robot.torque_scale(state) + robot.torque_scale(still),
                        {seed, "torques with a linear velocity of the root"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string free_fall_is_weightless(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     State falling = at_rest(state);
     const Matrix3d R = affine(state.root_pose()).linear();
     falling.ddq.head(3) = (R.transpose() * Vector3d(0, 0, -gravity)).cast<float>();
     deviations.compare(robot.torques(falling), Joints::Zero(robot.joints()), robot.torque_scale(falling),
                        {seed, "torques in free fall"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 const Motion mirror_of_root = (Motion() << 1, -1, 1, -1, 1, -1).finished();  // in the order of coordinates
@@ -152,8 +147,7 @@ std::string mirror_images(const Subject& subject) {
   Deviations places(2 * robot.kinematic());
   Deviations deviations(2 * robot.dynamic());
   const MassMatrix inertias = robot.inertia_roots() * robot.inertia_roots().transpose();
-  const auto samples = robot.samples(128);
-  for (auto [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, State state) {
     state.wrenches.setZero();
     const MassMatrix M = robot.mass_matrix(state);
     std::vector<Vector3d> origins(static_cast<std::size_t>(robot.bodies()));
@@ -171,25 +165,23 @@ std::string mirror_images(const Subject& subject) {
     }
     deviations.compare(robot.torques(image), mirror.of(torques).tail(robot.joints()), robot.torque_scale(state),
                        {seed, "torques of the mirror image"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks symmetries() {
-  using std::chrono::seconds;
-  return {{"laws.root-is-relative", "Poses, jacobian and mass matrix in the root do not know where the root is", 3,
-           seconds(60), root_leaves_what_is_relative_to_it},
-          {"laws.place-and-heading", "Torques do not depend on the root's place and heading", 3, seconds(60),
-           torques_know_no_place_or_heading},
-          {"laws.uniform-motion",
-           "A root acceleration is the rate of the velocity's components: linear velocity needs no other torques", 3,
-           seconds(60), uniform_motion_is_rest},
-          {"laws.free-fall", "A robot that falls freely needs no torques: gravity is 9.81 m/s^2 down", 3, seconds(60),
-           free_fall_is_weightless},
-          {"laws.mirror-images", "A posture and its mirror image have mirrored poses, mass matrices and torques", 3,
-           seconds(60), mirror_images}};
+  return {law("laws.root-is-relative", "Poses, jacobian and mass matrix in the root do not know where the root is",
+              root_leaves_what_is_relative_to_it),
+          law("laws.place-and-heading", "Torques do not depend on the root's place and heading",
+              torques_know_no_place_or_heading),
+          law("laws.uniform-motion",
+              "A root acceleration is the rate of the velocity's components: linear velocity needs no other torques",
+              uniform_motion_is_rest),
+          law("laws.free-fall", "A robot that falls freely needs no torques: gravity is 9.81 m/s^2 down",
+              free_fall_is_weightless),
+          law("laws.mirror-images", "A posture and its mirror image have mirrored poses, mass matrices and torques",
+              mirror_images)};
 }
 
 }  // namespace korvel::validate::laws

@@ -6,8 +6,7 @@ namespace {
 
 std::string wrenches_are_local(const Subject& subject) {
   const Specimen robot(subject);
-  const auto samples = robot.samples(64);
-  for (const auto& [seed, state] : samples) {
+  return Deviations(0).over(robot.samples(64), [&](std::uint64_t seed, const State& state) {
     const Joints before = robot.torques(state);
     for (int b = 0; b < robot.bodies(); ++b) {
       State loaded = state;
@@ -19,15 +18,13 @@ std::string wrenches_are_local(const Subject& subject) {
                               {seed, "torque of another limb, its last bit, with a wrench on body", b});
       }
     }
-  }
-  return Deviations(0).figure(samples.size());
+  });
 }
 
 std::string wrenches_act_by_the_jacobian(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
     State loaded = at_rest(state);
     const Joints without = robot.torques(loaded);
     robot.compute(loaded);
@@ -43,15 +40,14 @@ std::string wrenches_act_by_the_jacobian(const Subject& subject) {
       deviations.compare(robot.torques(loaded) - without, expected, robot.torque_scale(loaded),
                          {seed, "change of torques by the wrench on body", b});
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string wrench_frames_agree(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
   const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(samples, [&](std::uint64_t seed, const State& state) {
     const QZ::Math::Transform frame = random_pose(seed + samples.size());
     const Affine3d pose = affine(frame);
     State moved = state;
@@ -71,20 +67,18 @@ std::string wrench_frames_agree(const Subject& subject) {
     State scale = moved;
     scale.wrenches.bottomRows(3) += state.wrenches.bottomRows(3).cwiseAbs();
     deviations.compare(seen, expected, robot.torque_scale(scale), {seed, "torques of wrenches given in another frame"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks wrenches() {
-  using std::chrono::seconds;
-  return {{"laws.wrenches-are-local", "A wrench changes no torque but those of the joints that move its body", 3,
-           seconds(60), wrenches_are_local},
-          {"laws.wrenches-by-jacobian", "A wrench changes torques by the transposed jacobian times it", 3, seconds(60),
-           wrenches_act_by_the_jacobian},
-          {"laws.wrench-frames", "A wrench given in another frame acts as the same wrench given in the body's frame", 3,
-           seconds(60), wrench_frames_agree}};
+  return {law("laws.wrenches-are-local", "A wrench changes no torque but those of the joints that move its body",
+              wrenches_are_local),
+          law("laws.wrenches-by-jacobian", "A wrench changes torques by the transposed jacobian times it",
+              wrenches_act_by_the_jacobian),
+          law("laws.wrench-frames", "A wrench given in another frame acts as the same wrench given in the body's frame",
+              wrench_frames_agree)};
 }
 
 }  // namespace korvel::validate::laws

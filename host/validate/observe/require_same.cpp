@@ -1,15 +1,10 @@
 #include "host/validate/observe/require_same.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "host/validate/core/require.h"
 
 namespace korvel::validate {
-
-bool same(float a, float b) { return std::memcmp(&a, &b, sizeof(a)) == 0; }
-bool same(const QZ::Math::Transform& a, const QZ::Math::Transform& b) { return std::memcmp(&a, &b, sizeof(a)) == 0; }
-bool same(const QZ::Math::Position3D& a, const QZ::Math::Position3D& b) { return std::memcmp(&a, &b, sizeof(a)) == 0; }
 
 void require_same(const Layout& layout, const std::vector<float>& seen, const std::vector<float>& expected,
                   const std::string& after, const std::vector<Result>& but_for) {

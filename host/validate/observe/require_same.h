@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -8,9 +9,10 @@
 namespace korvel::validate {
 
 /// Equal to the last bit.
-bool same(float a, float b);
-bool same(const QZ::Math::Transform& a, const QZ::Math::Transform& b);
-bool same(const QZ::Math::Position3D& a, const QZ::Math::Position3D& b);
+template <typename Value>
+bool same(const Value& a, const Value& b) {
+  return std::memcmp(&a, &b, sizeof(a)) == 0;
+}
 
 /// Throws Finding with the first number that the robot shows and that differs in a bit from what is expected, but for
 /// some results. The words say what came before.

@@ -17,10 +17,8 @@ std::string initial_values(const Subject& subject) {
   const host::System robot = create(subject);
   const Layout shown(*robot);
   std::vector<float> expected(static_cast<std::size_t>(shown.size()));
-  for (const Result poses : {Result::poses, Result::poses_in_root, Result::volatile_poses}) {
-    for (auto pose = shown[poses].first; pose < shown[poses].last; pose += 12) {
-      for (const auto diagonal : {0, 5, 10}) expected[static_cast<std::size_t>(pose + diagonal)] = 1;
-    }
+  for (auto pose = shown[Result::poses].first; pose < shown[Result::volatile_poses].last; pose += 12) {
+    for (const auto diagonal : {0, 5, 10}) expected[static_cast<std::size_t>(pose + diagonal)] = 1;
   }
   // Columns 0 to 2 of the jacobian are linear motions, 3 to 5 angular ones; angular rows come first.
   for (int d = 0; d < 6; ++d)
@@ -39,18 +37,16 @@ std::string initial_values(const Subject& subject) {
 }
 
 std::string identity_poses(const Subject& subject) {
-  constexpr int states = 16;
   const QZ::Math::Transform identity;
   const host::System robot = create(subject);
-  for (std::uint64_t s = 0; s < states; ++s) {
-    compute(random_state(subject.seed + s, *robot), *robot);
+  return with_seeds(subject, 16, [&](std::uint64_t seed) {
+    compute(random_state(seed, *robot), *robot);
     for (unsigned long b = 0; b < robot->getNbBodies(); ++b)
       robot->setPose(b, robot->getPose(robot->getNbBodies() - 1));
-    require(same(robot->getPoseInRoot(0), identity), "the root's pose in the root moves, seed {}", subject.seed + s);
-    require(same(robot->getPose(~0UL), identity), "the world's pose moves, seed {}", subject.seed + s);
+    require(same(robot->getPoseInRoot(0), identity), "the root's pose in the root moves, seed {}", seed);
+    require(same(robot->getPose(~0UL), identity), "the world's pose moves, seed {}", seed);
     require(&robot->getRootPose() == &robot->getPose(0), "getRootPose() is not the object that getPose(0) is");
-  }
-  return fmt::format("{} states", states);
+  });
 }
 
 /// What the call throws: nothing but std::out_of_range is promised.
@@ -72,19 +68,17 @@ std::string unknown_names(const Subject& subject) {
   // A name that lacks a letter may be another's.
   for (unsigned long b = 0; b < robot->getNbBodies(); ++b) unknown.erase(robot->getBodyName(b));
   for (unsigned long j = 0; j < robot->getNbJointAngles(); ++j) unknown.erase(robot->getJointAngleName(j));
+  const auto expect_thrown = [](const char* query, const char* kind, const std::string& name, const std::string& seen) {
+    const std::string expected = fmt::format("no {} named \"{}\"", kind, name);
+    require(seen == expected, "{} threw '{}', expected '{}'", query, seen, expected);
+  };
   for (const std::string& name : unknown) {
-    const std::string expected = fmt::format("no body named \"{}\"", name);
-    const std::string seen = thrown([&] { return robot->getBodyId(name); });
-    require(seen == expected, "getBodyId threw '{}', expected '{}'", seen, expected);
+    expect_thrown("getBodyId", "body", name, thrown([&] { return robot->getBodyId(name); }));
+    expect_thrown("getJointAngleId", "joint angle", name, thrown([&] { return robot->getJointAngleId(name); }));
   }
-  for (const std::string& name : unknown) {
-    const std::string expected = fmt::format("no joint angle named \"{}\"", name);
-    const std::string seen = thrown([&] { return robot->getJointAngleId(name); });
-    require(seen == expected, "getJointAngleId threw '{}', expected '{}'", seen, expected);
-  }
-  const std::string expected = fmt::format("no joint angle named \"{}\"", robot->getRootName());
-  const std::string seen = thrown([&] { return robot->getJointAngleId(robot->getRootName()); });
-  require(seen == expected, "getJointAngleId of the root's joint threw '{}', expected '{}'", seen, expected);
+  const std::string& root = robot->getRootName();
+  expect_thrown("getJointAngleId of the root's joint", "joint angle", root,
+                thrown([&] { return robot->getJointAngleId(root); }));
   // A name goes on after a null character.
   const std::string longer = known + '\0';
   require(thrown([&] { return robot->getBodyId(longer); }).find("nothing") == std::string::npos,
@@ -105,26 +99,24 @@ std::string live_views(const Subject& subject) {
   const Eigen::MatrixXf& mass = robot->getGeneralizedMass();
   const Robot::Jacobian& jacobian = robot->getJacobianInRoot();
   const float* data[] = {mass.data(), jacobian.data()};
-  constexpr int states = 8;
-  for (std::uint64_t s = 0; s < states; ++s) {
-    const State state = random_state(subject.seed + s, *robot);
+  return with_seeds(subject, 8, [&](std::uint64_t seed) {
+    const State state = random_state(seed, *robot);
     compute(state, *robot);
     robot->setVolatilePose(0, state.root_pose());
     for (unsigned long j = 0; j < robot->getNbJointAngles(); ++j) {
       const auto d = coordinate_of_joint(static_cast<int>(j));
       require(same(views[0][j], state.q(d)) && same(views[1][j], state.dq(d)) && same(views[2][j], state.ddq(d)),
-              "a view does not show what was set at joint angle {} later, seed {}", j, subject.seed + s);
+              "a view does not show what was set at joint angle {} later, seed {}", j, seed);
       require(same(views[3][j], robot->getJointAngleTorque(j)), "the view of the torques is left behind at {}", j);
     }
     require(&pose == &robot->getPose(b) && &pose_in_root == &robot->getPoseInRoot(b) &&
                 &volatile_pose == &robot->getVolatilePose(0) && &com == &robot->getComPosition() &&
                 &com_in_root == &robot->getComPositionInRoot() && &mass == &robot->getGeneralizedMass() &&
                 &jacobian == &robot->getJacobianInRoot() && data[0] == mass.data() && data[1] == jacobian.data(),
-            "a result has moved to another address, seed {}", subject.seed + s);
-    require(mass(mass.rows() - 1, mass.cols() - 1) > 0 && !same(pose.tx, 0) && !same(com.x, 0),
+            "a result has moved to another address, seed {}", seed);
+    require(mass(mass.rows() - 1, mass.cols() - 1) > 0 && !same(pose.tx, 0.0F) && !same(com.x, 0.0F),
             "a reference shows no later result");
-  }
-  return fmt::format("{} states", states);
+  });
 }
 
 Checks answer_checks() {

@@ -78,16 +78,14 @@ std::string writes_nothing_else(const Subject& subject) {
 }
 
 std::string no_past(const Subject& subject) {
-  constexpr int states = 32;
   const host::System robot = create(subject);
-  for (std::uint64_t s = 0; s < states; ++s) {
-    const State state = random_state(subject.seed + s, *robot);
+  return with_seeds(subject, 32, [&](std::uint64_t seed) {
+    const State state = random_state(seed, *robot);
     const host::System fresh = create(subject);
     compute(state, *fresh);
     compute(state, *robot);
-    require_same(*robot, everything_readable(*fresh), fmt::format("other states and seed {}", subject.seed + s));
-  }
-  return fmt::format("{} states", states);
+    require_same(*robot, everything_readable(*fresh), fmt::format("other states and seed {}", seed));
+  });
 }
 
 /// Which joint angles and which root each result is of, when joint angles, root and computations do not go together.

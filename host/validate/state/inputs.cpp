@@ -136,10 +136,8 @@ std::string root_pose(const Subject& subject) {
 }
 
 std::string wrenches(const Subject& subject) {
-  constexpr int states = 16;
   const host::System robot = create(subject);
-  for (std::uint64_t s = 0; s < states; ++s) {
-    const std::uint64_t seed = subject.seed + s;
+  return with_seeds(subject, 16, [&](std::uint64_t seed) {
     const State state = random_state(seed, *robot);
     const host::System fresh = create(subject);
     State unloaded = state;
@@ -170,8 +168,7 @@ std::string wrenches(const Subject& subject) {
       require_same(*robot, everything_readable(*fresh),
                    fmt::format("new wrenches and inverse dynamics, seed {}", seed));
     }
-  }
-  return fmt::format("{} states", states);
+  });
 }
 
 std::string stored_poses(const Subject& subject) {

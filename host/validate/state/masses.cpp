@@ -102,32 +102,29 @@ std::vector<float> results(Robot& robot, const State& state) {
 }
 
 std::string new_inertias(const Subject& subject) {
-  constexpr int states = 16;
   const host::Module module(subject.module);
   Random random(subject.seed);
   const host::System robot = module.create();
   const host::System setter = module.create();
-  for (std::uint64_t s = 0; s < states; ++s) {
-    const State state = random_state(subject.seed + s, *robot);
+  return with_seeds(subject, 16, [&](std::uint64_t seed) {
+    const State state = random_state(seed, *robot);
     const std::vector<float> old_results = results(*robot, state);
     // What was computed last must not be taken for what is to be computed next.
-    computations[s % computations.size()].run(*robot);
+    computations[(seed - subject.seed) % computations.size()].run(*robot);
     const std::vector<float> before = everything_readable(*robot);
     for (unsigned long b = 0; b < robot->getNbBodies(); ++b) set(*setter, b, random_inertia(random));
     require_same(*robot, before, "setBodyInertia");
 
     const host::System fresh = module.create();  // also sums the masses again
     const std::vector<float> expected = results(*fresh, state);
-    require(!same_bits(expected, old_results), "new inertias make no difference, seed {}", subject.seed + s);
+    require(!same_bits(expected, old_results), "new inertias make no difference, seed {}", seed);
     // The joint pass was before the change.
     for (const Computation& computation : computations) {
       const bool same = same_bits(computation.run(*robot), computation.run(*fresh));
-      require(same, "{} returns what no new object does after a change of inertias, seed {}", computation.name,
-              subject.seed + s);
+      require(same, "{} returns what no new object does after a change of inertias, seed {}", computation.name, seed);
     }
     require_same(*robot, everything_readable(*fresh), "new inertias and every computation");
-  }
-  return fmt::format("{} states", states);
+  });
 }
 
 std::string lower_triangle(const Subject& subject) {

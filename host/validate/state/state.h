@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include "host/validate/core/check.h"
 #include "host/validate/observe/require_same.h"
 
@@ -21,6 +23,13 @@ struct Computation {
   std::vector<Result> writes;
 };
 extern const std::vector<Computation> computations;
+
+/// Calls with as many seeds, one after the other; says so.
+template <typename Function>
+std::string with_seeds(const Subject& subject, std::uint64_t states, Function f) {
+  for (std::uint64_t s = 0; s < states; ++s) f(subject.seed + s);
+  return fmt::format("{} states", states);
+}
 
 /// Leaves as much behind as an object can hold: results and joint pass of different inputs, and still other inputs.
 void leave_past(tesk::RigidBodySystem& robot, std::uint64_t seed);
