@@ -47,7 +47,6 @@ Fuzzer::Fuzzer(const host::Module& module, std::uint64_t seed, std::size_t objec
     : module_(module),
       random_(seed),
       pristine_(module.create()),
-      layout_(*pristine_.robot),
       total_mass_(pristine_.robot->getMass()),
       mass_roundings_(static_cast<long>(pristine_.robot->getNbBodies())) {
   for (unsigned long b = 0; b < pristine_.robot->getNbBodies(); ++b) masses_.push_back(pristine_.robot->getMass(b));
@@ -111,10 +110,10 @@ void Fuzzer::replace(Object& object, Object next) {
 void Fuzzer::expect_unchanged(const Object& object) {
   read_everything(*object.robot, seen_);
   const std::vector<float>& expected = object.model.shown;
-  const std::ptrdiff_t place = first_difference(seen_.data(), expected.data(), layout_.size());
-  if (place == layout_.size()) return;
+  const std::ptrdiff_t place = first_difference(seen_.data(), expected.data(), layout().size());
+  if (place == layout().size()) return;
   const auto i = static_cast<std::size_t>(place);
-  throw Finding(fmt::format("{} is {:a}, expected {:a}", shown_name(layout_, place), seen_[i], expected[i]));
+  throw Finding(fmt::format("{} is {:a}, expected {:a}", shown_name(layout(), place), seen_[i], expected[i]));
 }
 
 float Fuzzer::sum_of_masses() const { return static_cast<float>(std::accumulate(masses_.begin(), masses_.end(), 0.0)); }

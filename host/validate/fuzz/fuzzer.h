@@ -87,6 +87,7 @@ class Fuzzer {
   QZ::Math::Transform any_pose();
   QZ::Math::Transform rigid_pose();
 
+  const Layout& layout() const { return pristine_.model.layout; }
   host::System copy(const tesk::RigidBodySystem& robot) const;
   /// An object with its initial values. `create` would change the total mass of all.
   host::System fresh() const { return copy(*pristine_.robot); }
@@ -103,7 +104,6 @@ class Fuzzer {
   Random random_;
   Object pristine_;  ///< only cloned
   std::vector<Object> objects_;
-  Layout layout_;
   std::vector<float> masses_;
   float total_mass_;
   float largest_total_mass_ = 0;  ///< since the masses were last summed

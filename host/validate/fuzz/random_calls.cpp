@@ -85,7 +85,7 @@ void Fuzzer::setRootPose(Object& object) {
           "the root's position is not the one that was set");
   // Three angles, each rounded once, and the products of their sines and cosines.
   require(!rigid || distance(stored, pose) <= 8 * Limits::epsilon(), "the root's rotation is not the one that was set");
-  const std::ptrdiff_t first = layout_[Result::poses].first;
+  const std::ptrdiff_t first = layout()[Result::poses].first;
   expect_repeated(object, {{first, first + 12}}, [&](RigidBodySystem& robot) { robot.setRootPose(pose); });
 }
 
@@ -149,7 +149,7 @@ void Fuzzer::setVolatilePose(Object& object) {
 void Fuzzer::computeFwdKinematicsExceptRoot(Object& object) {
   object.robot->computeFwdKinematicsExceptRoot();
   object.model.remember(Stage::except_root, inertia_changes_);
-  expect_repeated(object, layout_.written_by({Stage::except_root}), [&](RigidBodySystem& robot) {
+  expect_repeated(object, layout().written_by({Stage::except_root}), [&](RigidBodySystem& robot) {
     object.model.write_inputs(robot);
     robot.computeFwdKinematicsExceptRoot();
   });
@@ -158,7 +158,7 @@ void Fuzzer::computeFwdKinematicsExceptRoot(Object& object) {
 void Fuzzer::computeFwdKinematicsOnlyRoot(Object& object) {
   object.robot->computeFwdKinematicsOnlyRoot();
   object.model.remember(Stage::only_root, inertia_changes_);
-  expect_repeated(object, layout_.written_by({Stage::only_root}),
+  expect_repeated(object, layout().written_by({Stage::only_root}),
                   [&](RigidBodySystem& robot) { object.model.repeat_history(robot); });
   // The centre of mass goes back to the inertias of the last computeFwdKinematicsExceptRoot, which may be gone.
   const auto* in_root = object.model.last(Stage::except_root);
@@ -171,7 +171,7 @@ void Fuzzer::computeFwdKinematics(Object& object) {
   object.robot->computeFwdKinematics();
   object.model.remember(Stage::except_root, inertia_changes_);
   object.model.remember(Stage::only_root, inertia_changes_);
-  expect_repeated(object, layout_.written_by({Stage::except_root, Stage::only_root}), [&](RigidBodySystem& robot) {
+  expect_repeated(object, layout().written_by({Stage::except_root, Stage::only_root}), [&](RigidBodySystem& robot) {
     object.model.write_inputs(robot);
     robot.computeFwdKinematicsExceptRoot();
     robot.computeFwdKinematicsOnlyRoot();
@@ -180,7 +180,7 @@ void Fuzzer::computeFwdKinematics(Object& object) {
 
 void Fuzzer::computeGeneralizedMass(Object& object) {
   object.robot->computeGeneralizedMass();
-  expect_repeated(object, layout_.written_by({Stage::generalized_mass}), [&](RigidBodySystem& robot) {
+  expect_repeated(object, layout().written_by({Stage::generalized_mass}), [&](RigidBodySystem& robot) {
     object.model.repeat_history(robot);
     robot.computeGeneralizedMass();
   });
@@ -192,14 +192,14 @@ void Fuzzer::computeGeneralizedMass(Object& object) {
 void Fuzzer::computeInverseDynamics(Object& object) {
   object.robot->computeInverseDynamics();
   object.model.remember(Stage::inverse_dynamics, inertia_changes_);
-  expect_repeated(object, layout_.written_by({Stage::inverse_dynamics}), [&](RigidBodySystem& robot) {
+  expect_repeated(object, layout().written_by({Stage::inverse_dynamics}), [&](RigidBodySystem& robot) {
     object.model.write_inputs(robot);
     robot.computeInverseDynamics();
   });
 }
 
 void Fuzzer::computePartialComJacobian(Object& object) {
-  const Eigen::Index size = layout_.length(Result::mass_matrix);
+  const Eigen::Index size = layout().length(Result::mass_matrix);
   const std::array<Eigen::Index, 5> widths{0, 1, size - 1, size, size + 15};
   RigidBodySystem::ComJacobian J = RigidBodySystem::ComJacobian::Constant(3, widths[index(widths.size())], 7.0F);
   const RigidBodySystem::ComJacobian before = J;
