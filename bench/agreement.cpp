@@ -25,11 +25,11 @@ Eigen::VectorXd vector(const std::vector<double>& values) {
 }
 
 /// The largest diagonal entries of the mass matrix: some joint inertias all but vanish in a pose of their own.
-Eigen::VectorXd massScale(Peer& reference, std::size_t state_count) {
-  reference.computeMass(0);
+Eigen::VectorXd mass_scale(Peer& reference, std::size_t state_count) {
+  reference.compute_mass(0);
   Eigen::VectorXd scale = reference.mass().diagonal();
   for (std::size_t state = 1; state < state_count; ++state) {
-    reference.computeMass(state);
+    reference.compute_mass(state);
     scale = scale.cwiseMax(reference.mass().diagonal()).eval();
   }
   return scale.cwiseSqrt();
@@ -42,27 +42,27 @@ void compare(Peer& peer, Peer& reference, std::size_t state_count, const Compare
   const auto per_mass = true_masses.cwiseInverse().asDiagonal();
   compared("masses", 0, deviation(per_mass * vector(peer.masses()), per_mass * true_masses));
 
-  const Eigen::VectorXd mass_scale = massScale(reference, state_count);
+  const Eigen::VectorXd scale_of_mass = mass_scale(reference, state_count);
   for (std::size_t state = 0; state < state_count; ++state) {
-    for (Peer* p : {&peer, &reference}) p->setRootAndWrenches(state);
+    for (Peer* p : {&peer, &reference}) p->set_root_and_wrenches(state);
 
-    for (Peer* p : {&peer, &reference}) p->computeKinematics(state);
+    for (Peer* p : {&peer, &reference}) p->compute_kinematics(state);
     compared("poses", state, deviation(joined(peer.poses()), joined(reference.poses())));
     compared("centre of mass", state, deviation(peer.com(), reference.com()));
     compared("jacobian", state, deviation(peer.jacobian(), reference.jacobian()));
 
-    for (Peer* p : {&peer, &reference}) p->computeMass(state);
-    const auto scale = mass_scale.cwiseInverse().asDiagonal();
+    for (Peer* p : {&peer, &reference}) p->compute_mass(state);
+    const auto scale = scale_of_mass.cwiseInverse().asDiagonal();
     compared("mass matrix", state, deviation(scale * peer.mass() * scale, scale * reference.mass() * scale));
 
-    for (Peer* p : {&peer, &reference}) p->computeDynamics(state);
+    for (Peer* p : {&peer, &reference}) p->compute_dynamics(state);
     const Eigen::VectorXd true_torques = reference.torques();
     const double torque_scale = true_torques.cwiseAbs().maxCoeff();
     compared("torques", state, deviation(peer.torques() / torque_scale, true_torques / torque_scale));
   }
 }
 
-void requireAgreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count) {
+void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count) {
   constexpr double tolerance = 1e-4;
   compare(peer, reference, state_count, [&](const char* quantity, std::size_t state, double deviation) {
     // Not a number is no agreement either.

@@ -15,6 +15,6 @@ using Compared = std::function<void(const char* quantity, std::size_t state, dou
 void compare(Peer& peer, Peer& reference, std::size_t state_count, const Compared& compared);
 
 /// Throws std::runtime_error unless both agree in every state to a ten-thousandth.
-void requireAgreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count);
+void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count);
 
 }  // namespace korvel::bench

@@ -25,7 +25,7 @@ constexpr const char* quantities[] = {"masses", "poses", "centre of mass", "jaco
 using Files = std::map<std::string, std::filesystem::path>;
 
 /// Returns whether all is within the bound.
-bool printRow(const std::string& name, bench::Peer& peer, bench::Peer& reference) {
+bool print_row(const std::string& name, bench::Peer& peer, bench::Peer& reference) {
   std::map<std::string, double> largest;
   bool within = true;
   bench::compare(peer, reference, state_count, [&](const char* quantity, std::size_t, double deviation) {
@@ -57,7 +57,7 @@ std::vector<bench::PeerEntry> chosen(const std::vector<std::string>& names) {
 }
 
 bool run(const std::string& module, const Files& files, const std::vector<std::string>& names) {
-  const bench::States states = bench::seededStates(state_count);
+  const bench::LoadedInstants states = bench::seeded_instants(state_count);
   bench::ModulePeer reference(host::Module(module), states);
   std::printf("| library, file |");
   for (const char* quantity : quantities) std::printf(" %s |", quantity);
@@ -66,7 +66,7 @@ bool run(const std::string& module, const Files& files, const std::vector<std::s
   for (const bench::PeerEntry& entry : chosen(names)) {
     for (const auto& [format, read] : entry.read) {
       const auto peer = read(states, files.at(format));
-      within = printRow(entry.name + ' ' + entry.version + ", " + format, *peer, reference) && within;
+      within = print_row(entry.name + ' ' + entry.version + ", " + format, *peer, reference) && within;
     }
   }
   if (!within) std::cerr << "korvel-cross-check: a deviation is over " << bound << '\n';

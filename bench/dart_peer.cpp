@@ -20,14 +20,14 @@ using dart::dynamics::FreeJoint;
 using dart::dynamics::RevoluteJoint;
 using dart::dynamics::SkeletonPtr;
 
-BodyNode::Properties nodeProperties(const Body& body) {
+BodyNode::Properties node_properties(const Body& body) {
   BodyNode::Properties properties;
   properties.mName = body.name;
   properties.mInertia = dart::dynamics::Inertia(body.mass, body.com_body, tiny_inertia * Eigen::Matrix3d::Identity());
   return properties;
 }
 
-RevoluteJoint::Properties jointProperties(const Body& body) {
+RevoluteJoint::Properties joint_properties(const Body& body) {
   RevoluteJoint::Properties properties;
   properties.mName = body.name;
   properties.mAxis = Eigen::Vector3d::UnitZ();
@@ -40,19 +40,19 @@ RevoluteJoint::Properties jointProperties(const Body& body) {
 struct Input {
   using Root = Eigen::Matrix<double, 6, 1>;
 
-  explicit Input(const State& state)
-      : velocity(angularFirst(state.root.velocity)),
-        acceleration(angularFirst(state.root.acceleration)),
+  explicit Input(const LoadedInstant& state)
+      : velocity(angular_first(state.root.velocity)),
+        acceleration(angular_first(state.root.acceleration)),
         q(state.joint_pos.cast<double>()),
         dq(state.joint_vel.cast<double>()),
         ddq(state.joint_acc.cast<double>()) {
-    wrenches = toVectors(state.wrenches);
+    wrenches = to_vectors(state.wrenches);
     Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
-    pose.affine() = toMatrix(state.root.pose);
+    pose.affine() = to_matrix(state.root.pose);
     position = FreeJoint::convertToPositions(pose);
   }
 
-  static Root angularFirst(const QZ::Math::Velocity6D& v) {
+  static Root angular_first(const QZ::Math::Velocity6D& v) {
     return (Eigen::Matrix<float, 6, 1>() << v.wx, v.wy, v.wz, v.x, v.y, v.z).finished().cast<double>();
   }
 
@@ -62,26 +62,26 @@ struct Input {
   std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
 };
 
-SkeletonPtr buildSkeleton() {
+SkeletonPtr build_skeleton() {
   SkeletonPtr skeleton = dart::dynamics::Skeleton::create();
   for (const Body& body : robot()) {
     if (body.parent < 0) {
-      skeleton->createJointAndBodyNodePair<FreeJoint>(nullptr, {}, nodeProperties(body));
+      skeleton->createJointAndBodyNodePair<FreeJoint>(nullptr, {}, node_properties(body));
     } else {
       BodyNode* parent = skeleton->getBodyNode(robot()[static_cast<std::size_t>(body.parent)].name);
-      skeleton->createJointAndBodyNodePair<RevoluteJoint>(parent, jointProperties(body), nodeProperties(body));
+      skeleton->createJointAndBodyNodePair<RevoluteJoint>(parent, joint_properties(body), node_properties(body));
     }
   }
   return skeleton;
 }
 
-SkeletonPtr readSkeleton(const std::filesystem::path& urdf) {
+SkeletonPtr read_skeleton(const std::filesystem::path& urdf) {
   return dart::utils::DartLoader().parseSkeleton(std::filesystem::absolute(urdf).string());
 }
 
 class DartPeer final : public Peer {
  public:
-  DartPeer(const States& states, SkeletonPtr skeleton) : skeleton_(std::move(skeleton)) {
+  DartPeer(const LoadedInstants& states, SkeletonPtr skeleton) : skeleton_(std::move(skeleton)) {
     if (skeleton_ == nullptr) throw std::runtime_error("DART: no skeleton");
     skeleton_->setGravity({0, 0, -gravity});
     for (const Body& body : robot()) {
@@ -89,18 +89,18 @@ class DartPeer final : public Peer {
       if (node == nullptr) throw std::runtime_error(std::string("DART: no body named ") + body.name);
       bodies_.push_back(node);
       if (body.parent < 0) {
-        root_ = jointOf<FreeJoint>(*node);
+        root_ = joint_of<FreeJoint>(*node);
         // DART has the angular part first.
         for (const std::size_t d : {3U, 4U, 5U, 0U, 1U, 2U}) coordinates_.push_back(root_->getIndexInSkeleton(d));
       } else {
-        joints_.push_back(jointOf<RevoluteJoint>(*node));
+        joints_.push_back(joint_of<RevoluteJoint>(*node));
         coordinates_.push_back(joints_.back()->getIndexInSkeleton(0));
       }
     }
-    for (const State& state : states) inputs_.emplace_back(state);
+    for (const LoadedInstant& state : states) inputs_.emplace_back(state);
   }
 
-  void setRootAndWrenches(std::size_t state) override {
+  void set_root_and_wrenches(std::size_t state) override {
     const Input& input = inputs_[state];
     root_->setPositionsStatic(input.position);
     root_->setVelocitiesStatic(input.velocity);
@@ -111,7 +111,7 @@ class DartPeer final : public Peer {
     }
   }
 
-  void computeKinematics(std::size_t state) override {
+  void compute_kinematics(std::size_t state) override {
     setPositions(inputs_[state]);
     com_ = skeleton_->getCOM();
     // A transform that is asked for brings those of its ancestors up to date.
@@ -123,12 +123,12 @@ class DartPeer final : public Peer {
     }
   }
 
-  void computeMass(std::size_t state) override {
+  void compute_mass(std::size_t state) override {
     setPositions(inputs_[state]);
     skeleton_->getMassMatrix();
   }
 
-  void computeDynamics(std::size_t state) override {
+  void compute_dynamics(std::size_t state) override {
     const Input& input = inputs_[state];
     setPositions(input);
     for (std::size_t j = 0; j < joints_.size(); ++j) {
@@ -148,7 +148,7 @@ class DartPeer final : public Peer {
 
   Eigen::MatrixXd jacobian() const override {
     const Pose root = poses()[0];
-    return jacobianInRoot(root, columns_, root.col(3));
+    return jacobian_in_root(root, columns_, root.col(3));
   }
 
   std::vector<double> masses() const override {
@@ -165,7 +165,7 @@ class DartPeer final : public Peer {
 
  private:
   template <typename Joint>
-  static Joint* jointOf(BodyNode& body) {
+  static Joint* joint_of(BodyNode& body) {
     const auto joint = dynamic_cast<Joint*>(body.getParentJoint());
     if (joint == nullptr) throw std::runtime_error("DART: another joint than expected carries " + body.getName());
     return joint;
@@ -191,11 +191,11 @@ class DartPeer final : public Peer {
 const PeerRegistration registration({"DART",
                                      DART_VERSION,
                                      "a skeleton on a free joint, set joint by joint",
-                                     [](const States& states) {
-                                       return std::make_unique<DartPeer>(states, buildSkeleton());
+                                     [](const LoadedInstants& states) {
+                                       return std::make_unique<DartPeer>(states, build_skeleton());
                                      },
-                                     {{"urdf", [](const States& states, const auto& file) {
-                                         return std::make_unique<DartPeer>(states, readSkeleton(file));
+                                     {{"urdf", [](const LoadedInstants& states, const auto& file) {
+                                         return std::make_unique<DartPeer>(states, read_skeleton(file));
                                        }}}});
 
 }  // namespace

@@ -27,13 +27,13 @@ constexpr Eigen::Index root_joints = 6;
 constexpr const char* base = "base";
 const KDL::Vector gravity_world(0, 0, -gravity);
 
-KDL::Vector toKdl(const Eigen::Vector3d& v) { return {v.x(), v.y(), v.z()}; }
+KDL::Vector to_kdl(const Eigen::Vector3d& v) { return {v.x(), v.y(), v.z()}; }
 
-KDL::Frame toKdl(const Eigen::Matrix3d& R, const Eigen::Vector3d& p) {
-  return {KDL::Rotation(toKdl(R.col(0)), toKdl(R.col(1)), toKdl(R.col(2))), toKdl(p)};
+KDL::Frame to_kdl(const Eigen::Matrix3d& R, const Eigen::Vector3d& p) {
+  return {KDL::Rotation(to_kdl(R.col(0)), to_kdl(R.col(1)), to_kdl(R.col(2))), to_kdl(p)};
 }
 
-Peer::Pose toPose(const KDL::Frame& frame) {
+Peer::Pose to_pose(const KDL::Frame& frame) {
   Peer::Pose pose;
   for (int i = 0; i < 3; ++i) {
     for (int k = 0; k < 4; ++k) pose(i, k) = frame(i, k);
@@ -41,23 +41,23 @@ Peer::Pose toPose(const KDL::Frame& frame) {
   return pose;
 }
 
-KDL::RigidBodyInertia inertia(const Body& body) { return KDL::RigidBodyInertia(body.mass, toKdl(body.com_body)); }
+KDL::RigidBodyInertia inertia(const Body& body) { return KDL::RigidBodyInertia(body.mass, to_kdl(body.com_body)); }
 
 KDL::Segment segment(const Body& body) {
-  const KDL::Frame X_PB = toKdl(body.R_PB, body.p_PB);
+  const KDL::Frame X_PB = to_kdl(body.R_PB, body.p_PB);
   const KDL::Joint joint(body.name, X_PB.p, X_PB.M.UnitZ(), KDL::Joint::RotAxis);
   return KDL::Segment(body.name, joint, X_PB, inertia(body));
 }
 
 /// All bodies, the root too.
-std::vector<KDL::Segment> buildSegments() {
+std::vector<KDL::Segment> build_segments() {
   std::vector<KDL::Segment> segments;
   for (const Body& body : robot()) segments.push_back(segment(body));
   return segments;
 }
 
 /// The same from a file. KDL has the root's joint there as a fixed one.
-std::vector<KDL::Segment> readSegments(const std::filesystem::path& urdf) {
+std::vector<KDL::Segment> read_segments(const std::filesystem::path& urdf) {
   KDL::Tree tree;
   if (!kdl_parser::treeFromFile(urdf.string(), tree)) throw std::runtime_error("KDL: cannot read " + urdf.string());
   std::vector<KDL::Segment> segments;
@@ -74,7 +74,7 @@ std::vector<KDL::Segment> readSegments(const std::filesystem::path& urdf) {
 }
 
 /// The root's joints, the last of which moves the root.
-std::vector<KDL::Segment> rootSegments(const KDL::RigidBodyInertia& root) {
+std::vector<KDL::Segment> root_segments(const KDL::RigidBodyInertia& root) {
   using KDL::Joint;
   std::vector<KDL::Segment> segments;
   const auto add = [&](const char* name, Joint::JointType type, const KDL::RigidBodyInertia& moved) {
@@ -96,14 +96,14 @@ void require(int status) {
 
 /// All coordinates, root first.
 struct Input {
-  explicit Input(const State& state)
-      : root(toKdl(toMatrix(state.root.pose).leftCols<3>(), toMatrix(state.root.pose).col(3))),
+  explicit Input(const LoadedInstant& state)
+      : root(to_kdl(to_matrix(state.root.pose).leftCols<3>(), to_matrix(state.root.pose).col(3))),
         q(joined(state.root_q, state.joint_pos)),
         dq(joined(state.root_dq, state.joint_vel)),
         ddq(joined(state.root_ddq, state.joint_acc)) {
-    const auto on_feet = toVectors(state.wrenches);
+    const auto on_feet = to_vectors(state.wrenches);
     for (std::size_t i = 0; i < feet.size(); ++i) {
-      wrenches[robot()[feet[i]].name] = {toKdl(on_feet[i].head<3>()), toKdl(on_feet[i].tail<3>())};
+      wrenches[robot()[feet[i]].name] = {to_kdl(on_feet[i].head<3>()), to_kdl(on_feet[i].tail<3>())};
     }
   }
 
@@ -124,7 +124,7 @@ class Limb {
  public:
   Limb(std::size_t first_joint, const KDL::RigidBodyInertia& root)
       : first_joint_(root_joints + static_cast<Eigen::Index>(first_joint)) {
-    for (const KDL::Segment& s : rootSegments(root)) chain_.addSegment(s);
+    for (const KDL::Segment& s : root_segments(root)) chain_.addSegment(s);
   }
 
   void add(const KDL::Segment& body) { chain_.addSegment(body); }
@@ -136,7 +136,7 @@ class Limb {
   }
 
   /// Adds the limb's part to the mass matrix of the robot.
-  void addMass(const KDL::JntArray& q, const Eigen::VectorXd& root, Eigen::MatrixXd& mass) {
+  void add_mass(const KDL::JntArray& q, const Eigen::VectorXd& root, Eigen::MatrixXd& mass) {
     const Eigen::Index n = q_.data.size() - root_joints;
     q_.data << root, q.data.segment(first_joint_, n);
     require(solver_->JntToMass(q_, mass_));
@@ -156,19 +156,19 @@ class Limb {
 
 class KdlPeer final : public Peer {
  public:
-  KdlPeer(const States& states, const std::vector<KDL::Segment>& bodies) : tree_(base), frames_(bodies.size()) {
-    for (const State& state : states) inputs_.emplace_back(state);
+  KdlPeer(const LoadedInstants& states, const std::vector<KDL::Segment>& bodies) : tree_(base), frames_(bodies.size()) {
+    for (const LoadedInstant& state : states) inputs_.emplace_back(state);
     std::string end = base;
-    const auto addToTree = [&](const KDL::Segment& s, const std::string& parent) {
+    const auto add_to_tree = [&](const KDL::Segment& s, const std::string& parent) {
       if (!tree_.addSegment(s, parent)) throw std::runtime_error("KDL: no such parent");
       end = s.getName();
     };
-    for (const KDL::Segment& s : rootSegments(bodies[0].getInertia())) addToTree(s, end);
+    for (const KDL::Segment& s : root_segments(bodies[0].getInertia())) add_to_tree(s, end);
     for (std::size_t b = 1; b < bodies.size(); ++b) {
       const auto parent = static_cast<std::size_t>(robot()[b].parent);
       segments_.push_back(bodies[b]);
       parents_.push_back(parent);
-      addToTree(segments_.back(), robot()[parent].name);
+      add_to_tree(segments_.back(), robot()[parent].name);
       if (parent == 0) {
         // Only one of the chains may carry the root's mass.
         const auto root = limbs_.empty() ? bodies[0].getInertia() : KDL::RigidBodyInertia::Zero();
@@ -190,9 +190,9 @@ class KdlPeer final : public Peer {
     dynamics_solver_ = std::make_unique<KDL::TreeIdSolver_RNE>(tree_, gravity_world);
   }
 
-  void setRootAndWrenches(std::size_t state) override { root_ = &inputs_[state]; }
+  void set_root_and_wrenches(std::size_t state) override { root_ = &inputs_[state]; }
 
-  void computeKinematics(std::size_t state) override {
+  void compute_kinematics(std::size_t state) override {
     const double* q = inputs_[state].q.data.data() + root_joints;
     frames_[0] = root_->root;
     KDL::Vector moment = masses_[0] * (frames_[0] * coms_body_[0]);
@@ -205,25 +205,25 @@ class KdlPeer final : public Peer {
     com_ = moment / total_mass_;
   }
 
-  void computeMass(std::size_t state) override {
+  void compute_mass(std::size_t state) override {
     mass_.topLeftCorner<root_joints, root_joints>().setZero();
     const Eigen::VectorXd& root = root_->q.data;
-    for (const auto& limb : limbs_) limb->addMass(inputs_[state].q, root.head<root_joints>(), mass_);
+    for (const auto& limb : limbs_) limb->add_mass(inputs_[state].q, root.head<root_joints>(), mass_);
   }
 
-  void computeDynamics(std::size_t state) override {
+  void compute_dynamics(std::size_t state) override {
     Input& input = inputs_[state];
-    const auto withRoot = [](KDL::JntArray& values, const KDL::JntArray& root) -> KDL::JntArray& {
+    const auto with_root = [](KDL::JntArray& values, const KDL::JntArray& root) -> KDL::JntArray& {
       values.data.head<root_joints>() = root.data.head<root_joints>();
       return values;
     };
-    require(dynamics_solver_->CartToJnt(withRoot(input.q, root_->q), withRoot(input.dq, root_->dq),
-                                        withRoot(input.ddq, root_->ddq), root_->wrenches, torques_));
+    require(dynamics_solver_->CartToJnt(with_root(input.q, root_->q), with_root(input.dq, root_->dq),
+                                        with_root(input.ddq, root_->ddq), root_->wrenches, torques_));
   }
 
   std::vector<Pose> poses() const override {
     std::vector<Pose> poses;
-    for (const KDL::Frame& frame : frames_) poses.push_back(toPose(frame));
+    for (const KDL::Frame& frame : frames_) poses.push_back(to_pose(frame));
     return poses;
   }
 
@@ -235,8 +235,8 @@ class KdlPeer final : public Peer {
       const KDL::Twist& t = columns_[j];
       columns.col(static_cast<Eigen::Index>(j)) << t.rot.x(), t.rot.y(), t.rot.z(), t.vel.x(), t.vel.y(), t.vel.z();
     }
-    const Pose root = toPose(frames_[0]);
-    return jacobianInRoot(root, columns, root.col(3));
+    const Pose root = to_pose(frames_[0]);
+    return jacobian_in_root(root, columns, root.col(3));
   }
 
   std::vector<double> masses() const override { return masses_; }
@@ -251,7 +251,7 @@ class KdlPeer final : public Peer {
         std::cos(pitch) * std::sin(roll), std::cos(roll), 0,  //
         std::cos(pitch) * std::cos(roll), -std::sin(roll), 0;
     Eigen::MatrixXd T = Eigen::MatrixXd::Identity(mass_.rows(), mass_.cols());
-    T.topLeftCorner<3, 3>() = toPose(root_->root).leftCols<3>();
+    T.topLeftCorner<3, 3>() = to_pose(root_->root).leftCols<3>();
     T.block<3, 3>(3, 3) = angular.inverse();
     return T.transpose() * mass_ * T;
   }
@@ -281,9 +281,10 @@ const PeerRegistration registration(
      KDL_VERSION_STRING,
      "on six joints for the root: poses, centre of mass and jacobian in a sweep over its segments; mass matrix limb by "
      "limb; its inverse dynamics for trees",
-     [](const States& states) { return std::make_unique<KdlPeer>(states, buildSegments()); },
-     {{"urdf",
-       [](const States& states, const auto& file) { return std::make_unique<KdlPeer>(states, readSegments(file)); }}}});
+     [](const LoadedInstants& states) { return std::make_unique<KdlPeer>(states, build_segments()); },
+     {{"urdf", [](const LoadedInstants& states, const auto& file) {
+         return std::make_unique<KdlPeer>(states, read_segments(file));
+       }}}});
 
 }  // namespace
 

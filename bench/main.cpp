@@ -1,4 +1,4 @@
-/// Times the operations of one or more modules, and of general libraries for the same robot, in one run.
+/// Times the jobs of one or more modules, and of general libraries for the same robot, in one run.
 ///
 ///   korvel-bench [--module FILE]... [options of Google Benchmark]
 ///
@@ -12,19 +12,19 @@
 #include <list>
 
 #include "bench/agreement.h"
+#include "bench/jobs.h"
 #include "bench/module_peer.h"
-#include "bench/operations.h"
 
 namespace {
 
 using namespace korvel;
-using bench::States;
+using bench::LoadedInstants;
 
-std::string nameOf(const std::string& operation, const std::string& who) { return operation + '/' + who; }
+std::string name_of(const std::string& job, const std::string& who) { return job + '/' + who; }
 
 /// A benchmark whose iterations are the states, over and over.
 template <typename Pass>
-void timePasses(benchmark::State& timer, std::size_t state_count, Pass&& pass) {
+void time_passes(benchmark::State& timer, std::size_t state_count, Pass&& pass) {
   const auto count = static_cast<benchmark::IterationCount>(state_count);
   while (timer.KeepRunningBatch(count)) pass();
 }
@@ -39,49 +39,49 @@ struct Subject {
   std::array<host::System, 2> robots;
 };
 
-void addModule(const Subject& subject, const States& states) {
+void add_module(const Subject& subject, const LoadedInstants& states) {
   for (const auto& robot : subject.robots) {
-    // The operations read what this leaves behind.
-    bench::setRootAndWrenches(*robot, states.front());
+    // The jobs read what this leaves behind.
+    bench::set_root_and_wrenches(*robot, states.front());
     robot->setJointAnglesPos(states.front().joint_pos);
     robot->computeFwdKinematics();
   }
-  for (const bench::Operation& operation : bench::operations) {
-    benchmark::RegisterBenchmark(nameOf(operation.name, subject.name).c_str(), [&](benchmark::State& timer) {
-      timePasses(timer, states.size(), [&] { operation.pass(*subject.robots[0], states); });
-      timer.SetLabel(operation.calls);
+  for (const bench::Job& job : bench::jobs) {
+    benchmark::RegisterBenchmark(name_of(job.name, subject.name).c_str(), [&](benchmark::State& timer) {
+      time_passes(timer, states.size(), [&] { job.pass(*subject.robots[0], states); });
+      timer.SetLabel(job.calls);
     });
   }
   // Real time, because two threads that wait for each other take no time of their processors.
   benchmark::RegisterBenchmark(
-      nameOf("threads", subject.name).c_str(),
+      name_of("threads", subject.name).c_str(),
       [&](benchmark::State& timer) {
         tesk::RigidBodySystem& robot = *subject.robots[static_cast<std::size_t>(timer.thread_index())];
-        timePasses(timer, states.size(), [&] { bench::findOperation(bench::cycle)->pass(robot, states); });
+        time_passes(timer, states.size(), [&] { bench::find_job(bench::cycle)->pass(robot, states); });
       })
       ->ThreadRange(1, 2)
       ->UseRealTime();
 }
 
-void addPeer(const bench::PeerEntry& entry, bench::Peer& peer, std::size_t state_count) {
-  peer.setRootAndWrenches(0);
+void add_peer(const bench::PeerEntry& entry, bench::Peer& peer, std::size_t state_count) {
+  peer.set_root_and_wrenches(0);
   using Computation = void (bench::Peer::*)(std::size_t);
-  const auto add = [&](const char* operation, Computation compute) {
+  const auto add = [&](const char* job, Computation compute) {
     const auto time = [&entry, &peer, state_count, compute](benchmark::State& timer) {
-      timePasses(timer, state_count, [&] {
+      time_passes(timer, state_count, [&] {
         for (std::size_t state = 0; state < state_count; ++state) (peer.*compute)(state);
       });
       timer.SetLabel(entry.note);
     };
-    benchmark::RegisterBenchmark(nameOf(operation, entry.name).c_str(), time);
+    benchmark::RegisterBenchmark(name_of(job, entry.name).c_str(), time);
   };
-  add(bench::kinematics, &bench::Peer::computeKinematics);
-  add(bench::mass_from_angles, &bench::Peer::computeMass);
-  add(bench::dynamics, &bench::Peer::computeDynamics);
+  add(bench::kinematics, &bench::Peer::compute_kinematics);
+  add(bench::mass_from_angles, &bench::Peer::compute_mass);
+  add(bench::dynamics, &bench::Peer::compute_dynamics);
 }
 
 /// Takes the modules out of the arguments.
-std::vector<std::string> takeModules(int& argc, char** argv) {
+std::vector<std::string> take_modules(int& argc, char** argv) {
   std::vector<std::string> files;
   int kept = 1;
   for (int i = 1; i < argc; ++i) {
@@ -96,7 +96,7 @@ std::vector<std::string> takeModules(int& argc, char** argv) {
 }
 
 void run(const std::vector<std::string>& files) {
-  const States states = bench::seededStates();
+  const LoadedInstants states = bench::seeded_instants();
   std::list<Subject> subjects;
   if (files.empty()) subjects.emplace_back("korvel", KORVEL_MODULE);
   for (const std::string& file : files) subjects.emplace_back(file, file);
@@ -104,14 +104,14 @@ void run(const std::vector<std::string>& files) {
   bench::ModulePeer reference(subjects.front().module, states);
   for (const Subject& subject : subjects) {
     bench::ModulePeer other(subject.module, states);
-    bench::requireAgreement(subject.name, other, reference, states.size());
-    addModule(subject, states);
+    bench::require_agreement(subject.name, other, reference, states.size());
+    add_module(subject, states);
   }
   std::list<std::unique_ptr<bench::Peer>> peers;
   for (const bench::PeerEntry& entry : bench::peers()) {
     peers.push_back(entry.make(states));
-    bench::requireAgreement(entry.name, *peers.back(), reference, states.size());
-    addPeer(entry, *peers.back(), states.size());
+    bench::require_agreement(entry.name, *peers.back(), reference, states.size());
+    add_peer(entry, *peers.back(), states.size());
   }
   benchmark::RunSpecifiedBenchmarks();
 }
@@ -119,7 +119,7 @@ void run(const std::vector<std::string>& files) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::vector<std::string> modules = takeModules(argc, argv);
+  const std::vector<std::string> modules = take_modules(argc, argv);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
   try {

@@ -1,20 +1,20 @@
 #include "bench/module_peer.h"
 
-#include "bench/operations.h"
+#include "bench/jobs.h"
 
 namespace korvel::bench {
 
-void ModulePeer::setRootAndWrenches(std::size_t state) { bench::setRootAndWrenches(*robot_, states_[state]); }
+void ModulePeer::set_root_and_wrenches(std::size_t state) { bench::set_root_and_wrenches(*robot_, states_[state]); }
 
-void ModulePeer::computeKinematics(std::size_t state) { bench::computeKinematics(*robot_, states_[state]); }
+void ModulePeer::compute_kinematics(std::size_t state) { bench::compute_kinematics(*robot_, states_[state]); }
 
-void ModulePeer::computeMass(std::size_t state) { bench::computeMassFromAngles(*robot_, states_[state]); }
+void ModulePeer::compute_mass(std::size_t state) { bench::compute_mass_from_angles(*robot_, states_[state]); }
 
-void ModulePeer::computeDynamics(std::size_t state) { bench::computeDynamics(*robot_, states_[state]); }
+void ModulePeer::compute_dynamics(std::size_t state) { bench::compute_dynamics(*robot_, states_[state]); }
 
 std::vector<Peer::Pose> ModulePeer::poses() const {
   std::vector<Pose> poses;
-  for (unsigned long b = 0; b < robot_->getNbBodies(); ++b) poses.push_back(toMatrix(robot_->getPose(b)));
+  for (unsigned long b = 0; b < robot_->getNbBodies(); ++b) poses.push_back(to_matrix(robot_->getPose(b)));
   return poses;
 }
 

@@ -1,19 +1,19 @@
 #pragma once
 
 #include "bench/peer.h"
-#include "host/module.h"
+#include "host/robot/module.h"
 
 namespace korvel::bench {
 
 /// A module as the others see it: the reference for their numbers.
 class ModulePeer final : public Peer {
  public:
-  ModulePeer(const host::Module& module, const States& states) : states_(states), robot_(module.create()) {}
+  ModulePeer(const host::Module& module, const LoadedInstants& states) : states_(states), robot_(module.create()) {}
 
-  void setRootAndWrenches(std::size_t state) override;
-  void computeKinematics(std::size_t state) override;
-  void computeMass(std::size_t state) override;
-  void computeDynamics(std::size_t state) override;
+  void set_root_and_wrenches(std::size_t state) override;
+  void compute_kinematics(std::size_t state) override;
+  void compute_mass(std::size_t state) override;
+  void compute_dynamics(std::size_t state) override;
 
   std::vector<Pose> poses() const override;
   Eigen::Vector3d com() const override;
@@ -23,7 +23,7 @@ class ModulePeer final : public Peer {
   Eigen::VectorXd torques() const override;
 
  private:
-  const States& states_;
+  const LoadedInstants& states_;
   host::System robot_;
 };
 

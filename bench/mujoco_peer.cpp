@@ -22,7 +22,7 @@ class ModelText {
   ModelText() {
     text_.precision(17);
     text_ << "<mujoco><option gravity='0 0 " << -gravity << "'/><worldbody>";
-    writeBody(0);
+    write_body(0);
     text_ << "</worldbody></mujoco>";
   }
 
@@ -31,7 +31,7 @@ class ModelText {
  private:
   void write(const Eigen::Vector3d& v) { text_ << v.x() << ' ' << v.y() << ' ' << v.z(); }
 
-  void writeBody(std::size_t id) {
+  void write_body(std::size_t id) {
     const Body& body = robot()[id];
     text_ << "<body name='" << body.name << "' pos='", write(body.p_PB);
     text_ << "' xyaxes='", write(body.R_PB.col(0)), text_ << ' ', write(body.R_PB.col(1)), text_ << "'>";
@@ -39,7 +39,7 @@ class ModelText {
     text_ << "<inertial mass='" << body.mass << "' pos='", write(body.com_body);
     text_ << "' diaginertia='", write(Eigen::Vector3d::Constant(tiny_inertia)), text_ << "'/>";
     for (std::size_t child = id + 1; child < robot().size(); ++child) {
-      if (robot()[child].parent == static_cast<int>(id)) writeBody(child);
+      if (robot()[child].parent == static_cast<int>(id)) write_body(child);
     }
     text_ << "</body>";
   }
@@ -51,32 +51,32 @@ using Model = std::unique_ptr<mjModel, decltype(&mj_deleteModel)>;
 using Data = std::unique_ptr<mjData, decltype(&mj_deleteData)>;
 
 /// From a file, or from one in memory.
-Model loadModel(const std::string& name, const mjVFS* files) {
+Model load_model(const std::string& name, const mjVFS* files) {
   char error[1000] = "";
   Model model(mj_loadXML(name.c_str(), files, error, sizeof error), mj_deleteModel);
   if (model == nullptr) throw std::runtime_error(std::string("MuJoCo: ") + error);
   return model;
 }
 
-Model buildModel(const std::string& text) {
+Model build_model(const std::string& text) {
   const char* name = "robot.xml";
   const auto files = std::make_unique<mjVFS>();
   mj_defaultVFS(files.get());
   mj_makeEmptyFileVFS(files.get(), name, static_cast<int>(text.size()));
   std::memcpy(files->filedata[0], text.data(), text.size());
-  Model model = loadModel(name, files.get());
+  Model model = load_model(name, files.get());
   mj_deleteVFS(files.get());
   return model;
 }
 
 /// The root's position and quaternion, then the angles; its velocity in world axes and angular velocity in its own.
 struct Input {
-  Input(const State& state, Eigen::Index nq, Eigen::Index nv) : q(nq), dq(nv), ddq(nv) {
-    const Peer::Pose pose = toMatrix(state.root.pose);
+  Input(const LoadedInstant& state, Eigen::Index nq, Eigen::Index nv) : q(nq), dq(nv), ddq(nv) {
+    const Peer::Pose pose = to_matrix(state.root.pose);
     R_WR = pose.leftCols<3>();
     const Eigen::Quaterniond orientation(R_WR);
     q << pose.col(3), orientation.w(), orientation.vec(), state.joint_pos.matrix().cast<double>();
-    wrenches = toVectors(state.wrenches);
+    wrenches = to_vectors(state.wrenches);
 
     const auto [v, w] = parts(state.root.velocity);
     const auto [dv, dw] = parts(state.root.acceleration);
@@ -97,7 +97,7 @@ struct Input {
 
 class MujocoPeer final : public Peer {
  public:
-  MujocoPeer(const States& states, Model model) : model_(std::move(model)) {
+  MujocoPeer(const LoadedInstants& states, Model model) : model_(std::move(model)) {
     if (data_ == nullptr) throw std::runtime_error("MuJoCo: no memory for the state");
     for (std::size_t b = 0; b < robot().size(); ++b) {
       // Body 0 is the world.
@@ -105,32 +105,32 @@ class MujocoPeer final : public Peer {
         throw std::runtime_error(std::string("MuJoCo: out of order: ") + robot()[b].name);
       }
     }
-    for (const State& state : states) inputs_.emplace_back(state, model_->nq, model_->nv);
+    for (const LoadedInstant& state : states) inputs_.emplace_back(state, model_->nq, model_->nv);
   }
 
-  void setRootAndWrenches(std::size_t state) override {
+  void set_root_and_wrenches(std::size_t state) override {
     root_ = &inputs_[state];
     mju_copy(data_->qpos, root_->q.data(), 7);
     mju_copy(data_->qvel, root_->dq.data(), 6);
     mju_copy(data_->qacc, root_->ddq.data(), 6);
   }
 
-  void computeKinematics(std::size_t state) override {
+  void compute_kinematics(std::size_t state) override {
     mju_copy(data_->qpos + 7, inputs_[state].q.data() + 7, model_->nq - 7);
     mj_kinematics(model_.get(), data_.get());
     mj_comPos(model_.get(), data_.get());
   }
 
-  void computeMass(std::size_t state) override {
-    computeKinematics(state);
+  void compute_mass(std::size_t state) override {
+    compute_kinematics(state);
     mj_crb(model_.get(), data_.get());
     mj_fullM(model_.get(), mass_.data(), data_->qM);
   }
 
-  void computeDynamics(std::size_t state) override {
+  void compute_dynamics(std::size_t state) override {
     mju_copy(data_->qvel + 6, inputs_[state].dq.data() + 6, model_->nv - 6);
     mju_copy(data_->qacc + 6, inputs_[state].ddq.data() + 6, model_->nv - 6);
-    computeKinematics(state);
+    compute_kinematics(state);
     mj_comVel(model_.get(), data_.get());
     mj_rne(model_.get(), data_.get(), 1, forces_.data());
     for (std::size_t i = 0; i < feet.size(); ++i) subtract(root_->wrenches[i], static_cast<int>(feet[i] + 1));
@@ -151,7 +151,7 @@ class MujocoPeer final : public Peer {
 
   Eigen::MatrixXd jacobian() const override {
     const Eigen::Map<const Eigen::Matrix<double, 6, Eigen::Dynamic>> columns(data_->cdof + 36, 6, model_->nv - 6);
-    return jacobianInRoot(poses()[0], columns, com());
+    return jacobian_in_root(poses()[0], columns, com());
   }
 
   std::vector<double> masses() const override { return {model_->body_mass + 1, model_->body_mass + model_->nbody}; }
@@ -182,17 +182,17 @@ class MujocoPeer final : public Peer {
   const Input* root_ = nullptr;  ///< the inputs whose root and wrenches are in force
 };
 
-std::unique_ptr<Peer> readPeer(const States& states, const std::filesystem::path& file) {
-  return std::make_unique<MujocoPeer>(states, loadModel(file.string(), nullptr));
+std::unique_ptr<Peer> read_peer(const LoadedInstants& states, const std::filesystem::path& file) {
+  return std::make_unique<MujocoPeer>(states, load_model(file.string(), nullptr));
 }
 
 const PeerRegistration registration({"MuJoCo",
                                      mj_versionString(),
                                      "its stages kinematics and comPos; then crb and fullM; or comVel, rne and applyFT",
-                                     [](const States& states) {
-                                       return std::make_unique<MujocoPeer>(states, buildModel(ModelText().str()));
+                                     [](const LoadedInstants& states) {
+                                       return std::make_unique<MujocoPeer>(states, build_model(ModelText().str()));
                                      },
-                                     {{"mjcf", readPeer}, {"urdf", readPeer}}});
+                                     {{"mjcf", read_peer}, {"urdf", read_peer}}});
 
 }  // namespace
 

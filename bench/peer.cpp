@@ -9,14 +9,14 @@ std::vector<PeerEntry>& peers() {
   return entries;
 }
 
-std::array<Eigen::Matrix<double, 6, 1>, 2> toVectors(const std::array<std::vector<float>, 2>& wrenches) {
+std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches) {
   const auto vector = [](const std::vector<float>& w) -> Eigen::Matrix<double, 6, 1> {
     return Eigen::Map<const Eigen::Matrix<float, 6, 1>>(w.data()).cast<double>();
   };
   return {vector(wrenches[0]), vector(wrenches[1])};
 }
 
-Peer::Pose toMatrix(const QZ::Math::Transform& pose) {
+Peer::Pose to_matrix(const QZ::Math::Transform& pose) {
   Eigen::Matrix<float, 3, 4> matrix;
   matrix << pose.r00, pose.r01, pose.r02, pose.tx,  //
       pose.r10, pose.r11, pose.r12, pose.ty,        //
@@ -24,7 +24,7 @@ Peer::Pose toMatrix(const QZ::Math::Transform& pose) {
   return matrix.cast<double>();
 }
 
-Eigen::MatrixXd jacobianInRoot(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point) {
+Eigen::MatrixXd jacobian_in_root(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point) {
   const Eigen::Matrix3d R_RW = root.leftCols<3>().transpose();
   const Eigen::Vector3d to_root = root.col(3) - point;
   Eigen::MatrixXd jacobian(columns.rows(), columns.cols());

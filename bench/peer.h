@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/states.h"
+#include "bench/instants.h"
 
 namespace korvel::bench {
 
@@ -23,14 +23,14 @@ class Peer {
   virtual ~Peer() = default;
 
   /// The root's pose and rates and the wrenches on the feet, which stay until they are set again.
-  virtual void setRootAndWrenches(std::size_t state) = 0;
+  virtual void set_root_and_wrenches(std::size_t state) = 0;
 
   /// From the joint angles: the world poses of all bodies, the robot's centre of mass, the jacobian of the joints.
-  virtual void computeKinematics(std::size_t state) = 0;
+  virtual void compute_kinematics(std::size_t state) = 0;
   /// From the joint angles, whatever kinematics it takes: the dense mass matrix.
-  virtual void computeMass(std::size_t state) = 0;
+  virtual void compute_mass(std::size_t state) = 0;
   /// From joint angles, velocities and accelerations: the joint torques.
-  virtual void computeDynamics(std::size_t state) = 0;
+  virtual void compute_dynamics(std::size_t state) = 0;
 
   virtual std::vector<Pose> poses() const = 0;
   virtual Eigen::Vector3d com() const = 0;
@@ -49,12 +49,12 @@ class Peer {
 };
 
 struct PeerEntry {
-  using FromFile = std::function<std::unique_ptr<Peer>(const States&, const std::filesystem::path&)>;
+  using FromFile = std::function<std::unique_ptr<Peer>(const LoadedInstants&, const std::filesystem::path&)>;
 
   std::string name;
   std::string version;
   std::string note;  ///< how it is used, in one line
-  std::function<std::unique_ptr<Peer>(const States&)> make;
+  std::function<std::unique_ptr<Peer>(const LoadedInstants&)> make;
   std::map<std::string, FromFile> read;  ///< by the format of the file: urdf, mjcf
 };
 
@@ -67,13 +67,13 @@ struct PeerRegistration {
 };
 
 /// The wrenches on the feet in double precision.
-std::array<Eigen::Matrix<double, 6, 1>, 2> toVectors(const std::array<std::vector<float>, 2>& wrenches);
+std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches);
 
 /// A pose in double precision.
-Peer::Pose toMatrix(const QZ::Math::Transform& pose);
+Peer::Pose to_matrix(const QZ::Math::Transform& pose);
 
 /// Jacobian columns in the module's form from those of a point in the world: `columns` are angular and linear rows in
 /// world axes.
-Eigen::MatrixXd jacobianInRoot(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point);
+Eigen::MatrixXd jacobian_in_root(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point);
 
 }  // namespace korvel::bench

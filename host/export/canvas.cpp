@@ -30,7 +30,7 @@ std::string Canvas::svg(const Point& size) {
   page_.append_attribute("viewBox").set_value(("0 0 " + pixels(size)).c_str());
   page_.append_attribute("width").set_value(pixels(size.x()).c_str());
   page_.append_attribute("height").set_value(pixels(size.y()).c_str());
-  return toString(document_);
+  return to_string(document_);
 }
 
 void Canvas::line(const Point& from, const Point& to, const std::string& colour, double width) {
@@ -52,7 +52,7 @@ void Canvas::arrow(const Point& from, const Point& to, const std::string& colour
           {"fill", colour}});
 }
 
-void Canvas::arrowEndOn(const Point& at, bool towards_reader, const std::string& colour) {
+void Canvas::arrow_end_on(const Point& at, bool towards_reader, const std::string& colour) {
   constexpr double radius = 6;
   circle(at, radius, "#ffffff", colour);
   if (towards_reader) return circle(at, radius / 4, colour, colour);

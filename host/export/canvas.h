@@ -19,7 +19,7 @@ class Canvas {
   void line(const Point& from, const Point& to, const std::string& colour, double width);
   void arrow(const Point& from, const Point& to, const std::string& colour, double width);
   /// An arrow that points at the reader, or away.
-  void arrowEndOn(const Point& at, bool towards_reader, const std::string& colour);
+  void arrow_end_on(const Point& at, bool towards_reader, const std::string& colour);
   void dot(const Point& at);
   /// `anchor` is what of the text stands at the point: "start", "middle" or "end"; the point is on the base line.
   void text(const Point& at, const std::string& words, const std::string& colour, const char* anchor);

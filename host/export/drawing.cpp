@@ -32,10 +32,10 @@ struct View {
   /// Labels have the numbers too, and all joints are shown, not only those on the reader's side of the root.
   bool is_numbered;
 
-  double labelWidth() const { return is_numbered ? 185 : 110; }
+  double label_width() const { return is_numbered ? 185 : 110; }
 };
 
-std::string colourOf(const Vector3d& axis) {
+std::string colour_of(const Vector3d& axis) {
   static constexpr const char* colours[] = {"#b8321f", "#1c7a3c", "#1f5fbf"};
   constexpr const char* oblique = "#8a3fa8";
   Eigen::Index longest = 0;
@@ -73,27 +73,27 @@ class Panel {
       least = std::min(least, body.position_root().dot(view.right));
       most = std::max(most, body.position_root().dot(view.right));
     }
-    left_labels_ = left + view.labelWidth();
+    left_labels_ = left + view.label_width();
     origin_ = {left_labels_ + gap - least * pixels_per_metre, top + highest * pixels_per_metre};
     right_labels_ = origin_.x() + most * pixels_per_metre + gap;
   }
 
-  double right() const { return right_labels_ + view_.labelWidth(); }
+  double right() const { return right_labels_ + view_.label_width(); }
 
   void draw() {
     canvas_.text({(left_labels_ + right_labels_) / 2, top - 75}, view_.title, Canvas::ink, "middle");
-    drawLabels();
-    drawLinks();
+    draw_labels();
+    draw_links();
     for (const Body& body : robot_.bodies) canvas_.dot(at(body.position_root()));
-    drawRootFrame();
+    draw_root_frame();
     for (const Body& body : robot_.bodies) {
-      if (isShown(body)) drawAxis(at(body.position_root()), body.axis_root(), arrow_length, 2);
+      if (is_shown(body)) draw_axis(at(body.position_root()), body.axis_root(), arrow_length, 2);
     }
   }
 
  private:
   /// Whether the view has the joint's axis and label.
-  bool isShown(const Body& body) const {
+  bool is_shown(const Body& body) const {
     constexpr double behind = -1e-3;
     return body.parent >= 0 && (view_.is_numbered || body.position_root().dot(view_.towards_reader) >= behind);
   }
@@ -103,18 +103,18 @@ class Panel {
   Point at(const Vector3d& p) const { return origin_ + pixels_per_metre * projected(p); }
 
   /// Returns where the arrow ends.
-  Point drawAxis(const Point& from, const Vector3d& axis, double length, double width) {
+  Point draw_axis(const Point& from, const Vector3d& axis, double length, double width) {
     constexpr double end_on = 0.1;
     const Point direction = projected(axis);
     if (direction.norm() < end_on) {
-      canvas_.arrowEndOn(from, axis.dot(view_.towards_reader) > 0, colourOf(axis));
+      canvas_.arrow_end_on(from, axis.dot(view_.towards_reader) > 0, colour_of(axis));
       return from;
     }
-    canvas_.arrow(from, from + length * direction, colourOf(axis), width);
+    canvas_.arrow(from, from + length * direction, colour_of(axis), width);
     return from + length * direction;
   }
 
-  void drawLinks() {
+  void draw_links() {
     for (const Body& body : robot_.bodies) {
       if (body.parent < 0) continue;
       const Body& parent = robot_.bodies[static_cast<std::size_t>(body.parent)];
@@ -122,29 +122,29 @@ class Panel {
     }
   }
 
-  void drawRootFrame() {
+  void draw_root_frame() {
     const std::pair<const char*, Vector3d> axes[] = {
         {"x", Vector3d::UnitX()}, {"y", Vector3d::UnitY()}, {"z", Vector3d::UnitZ()}};
     for (const auto& [name, axis] : axes) {
-      const Point end = drawAxis(origin_, axis, 62, 3);
+      const Point end = draw_axis(origin_, axis, 62, 3);
       const Point beside = end == origin_ ? Point(-14, 16) : Point(projected(axis) * 10 + Point(0, 4));
-      canvas_.text(end + beside, name, colourOf(axis), "middle");
+      canvas_.text(end + beside, name, colour_of(axis), "middle");
     }
   }
 
-  void drawLabels() {
+  void draw_labels() {
     std::vector<Group> left;
     std::vector<Group> right;
     for (const Group& group : groups()) (group.at.x() < origin_.x() + 1 ? left : right).push_back(group);
-    drawColumn(left, left_labels_, "end", -1);
-    drawColumn(right, right_labels_, "start", 1);
+    draw_column(left, left_labels_, "end", -1);
+    draw_column(right, right_labels_, "start", 1);
   }
 
   /// From the top to the bottom; of those at one height, the inner first.
   std::vector<Group> groups() const {
     std::map<std::pair<long, long>, Group> found;
     for (std::size_t b = 0; b < robot_.bodies.size(); ++b) {
-      if (!isShown(robot_.bodies[b])) continue;
+      if (!is_shown(robot_.bodies[b])) continue;
       const Point place = at(robot_.bodies[b].position_root());
       const double outwards = std::abs(place.x() - origin_.x());
       Group& group = found[{std::lround(place.y()), std::lround(outwards) * 2 + (place.x() < origin_.x() ? 1 : 0)}];
@@ -156,7 +156,7 @@ class Panel {
     return result;
   }
 
-  void drawColumn(const std::vector<Group>& column, double x, const char* anchor, double outwards) {
+  void draw_column(const std::vector<Group>& column, double x, const char* anchor, double outwards) {
     constexpr double below_middle = 4;
     const double header = top - 40;
     canvas_.text({x + outwards * 6, header}, view_.is_numbered ? "joint · j · d" : "joint", Canvas::ink, anchor);
@@ -169,7 +169,7 @@ class Panel {
         const Body& body = robot_.bodies[b];
         const std::string words =
             view_.is_numbered ? fmt::format("{} · {} · {}", body.joint, b - 1, body.first_coordinate) : body.joint;
-        canvas_.text({x + outwards * 6, y}, words, colourOf(body.axis_root()), anchor);
+        canvas_.text({x + outwards * 6, y}, words, colour_of(body.axis_root()), anchor);
         y += line_height;
       }
     }
@@ -183,7 +183,7 @@ class Panel {
   double right_labels_;
 };
 
-void drawLegend(Canvas& canvas, const Point& at) {
+void draw_legend(Canvas& canvas, const Point& at) {
   constexpr double bar = 0.1 * pixels_per_metre;
   for (const double x : {0.0, bar}) canvas.line(at + Point(x, -4), at + Point(x, 4), Canvas::ink, 1.5);
   canvas.line(at, at + Point(bar, 0), Canvas::ink, 1.5);
@@ -200,7 +200,7 @@ void drawLegend(Canvas& canvas, const Point& at) {
                                                       {"oblique", Vector3d::Ones().normalized()}};
   double x = 0;
   for (const auto& [name, axis] : colours) {
-    canvas.text(below + Point(x, 0), name, colourOf(axis), "start");
+    canvas.text(below + Point(x, 0), name, colour_of(axis), "start");
     x += 65;
   }
   canvas.text(below + Point(x, 0),
@@ -210,7 +210,7 @@ void drawLegend(Canvas& canvas, const Point& at) {
 
 }  // namespace
 
-std::string toSvg(const Robot& robot) {
+std::string to_svg(const Robot& robot) {
   const View front{"front view, x towards the reader", Vector3d::UnitY(), Vector3d::UnitX(), true};
   const View side{"side view from the right, y away from the reader", Vector3d::UnitX(), -Vector3d::UnitY(), false};
   double lowest = 0;
@@ -225,7 +225,7 @@ std::string toSvg(const Robot& robot) {
   Panel side_panel(canvas, robot, side, front_panel.right() + 10, highest);
   side_panel.draw();
   const double height = top + (highest - lowest) * pixels_per_metre + bottom;
-  drawLegend(canvas, {30, height - 40});
+  draw_legend(canvas, {30, height - 40});
   return canvas.svg({side_panel.right() + 10, height});
 }
 

@@ -12,7 +12,7 @@ namespace {
 using Eigen::Matrix3d;
 using Eigen::Vector3d;
 
-Matrix3d inertiaOfPoint(double mass, const Vector3d& p) {
+Matrix3d inertia_of_point(double mass, const Vector3d& p) {
   return mass * (p.squaredNorm() * Matrix3d::Identity() - p * p.transpose());
 }
 
@@ -26,7 +26,7 @@ Matrix3d recover(tesk::RigidBodySystem& fresh, const Robot& robot, std::size_t i
   // The root's rotations: the body about the root's origin, in root axes.
   const Matrix3d about_root = fresh.getGeneralizedMass().block<3, 3>(3, 3).cast<double>();
   const Body& body = robot.bodies[index];
-  const Matrix3d own_root = about_root - inertiaOfPoint(body.mass, body.pose_root * body.com_body);
+  const Matrix3d own_root = about_root - inertia_of_point(body.mass, body.pose_root * body.com_body);
   const Matrix3d R_RB = body.pose_root.linear();
   return R_RB.transpose() * own_root * R_RB;
 }
@@ -52,7 +52,7 @@ std::size_t Inertias::points() const {
   return static_cast<std::size_t>(std::count(is_point.begin(), is_point.end(), true));
 }
 
-Inertias recoverInertias(const FreshSystem& fresh, const Robot& robot) {
+Inertias recover_inertias(const FreshSystem& fresh, const Robot& robot) {
   Inertias result{{}, {}, 0};
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) {
     const Matrix3d recovered = recover(*fresh(), robot, b);

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "host/module.h"
-#include "host/robot.h"
+#include "host/robot/module.h"
+#include "host/robot/robot.h"
 
 namespace korvel::host {
 
@@ -29,7 +29,7 @@ using FreshSystem = std::function<System()>;
 
 /// The interface does not tell inertias, but all can be seen in the mass matrix: alone in the robot, with the others
 /// massless, a body is the whole of the mass that the root moves.
-Inertias recoverInertias(const FreshSystem& fresh, const Robot& robot);
+Inertias recover_inertias(const FreshSystem& fresh, const Robot& robot);
 
 /// A comment for files: what was found and what is written.
 std::string description(const Inertias& inertias);

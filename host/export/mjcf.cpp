@@ -7,28 +7,28 @@ namespace {
 
 using pugi::xml_node;
 
-void appendInertial(xml_node node, const Body& body, const Eigen::Matrix3d& I, bool is_point) {
+void append_inertial(xml_node node, const Body& body, const Eigen::Matrix3d& I, bool is_point) {
   xml_node inertial = append(node, "inertial", {{"pos", numbers(body.com_body)}, {"mass", numbers(body.mass)}});
-  const std::string diagonal = allDigits(I.diagonal());
+  const std::string diagonal = all_digits(I.diagonal());
   if (is_point) {
     inertial.append_attribute("diaginertia").set_value(diagonal.c_str());
   } else {
-    const std::string all = diagonal + ' ' + allDigits(Eigen::Vector3d(I(0, 1), I(0, 2), I(1, 2)));
+    const std::string all = diagonal + ' ' + all_digits(Eigen::Vector3d(I(0, 1), I(0, 2), I(1, 2)));
     inertial.append_attribute("fullinertia").set_value(all.c_str());
   }
 }
 
-void appendGeometry(xml_node node, const Robot& robot, std::size_t body) {
+void append_geometry(xml_node node, const Robot& robot, std::size_t body) {
   const Body& shown = robot.bodies[body];
-  append(node, "geom", {{"type", "sphere"}, {"size", numbers(ballRadius(shown))}, {"pos", numbers(shown.com_body)}});
-  for (const Eigen::Vector3d& end : rodEnds(robot, body)) {
+  append(node, "geom", {{"type", "sphere"}, {"size", numbers(ball_radius(shown))}, {"pos", numbers(shown.com_body)}});
+  for (const Eigen::Vector3d& end : rod_ends(robot, body)) {
     append(node, "geom", {{"type", "capsule"}, {"size", numbers(rod_radius)}, {"fromto", "0 0 0 " + numbers(end)}});
   }
 }
 
 }  // namespace
 
-std::string toMjcf(const Robot& robot, const Inertias& inertias) {
+std::string to_mjcf(const Robot& robot, const Inertias& inertias) {
   pugi::xml_document document;
   document.append_child(pugi::node_comment).set_value(headline(inertias).c_str());
   const xml_node root = append(document.root(), "mujoco", {{"model", "korvel"}});
@@ -43,7 +43,7 @@ std::string toMjcf(const Robot& robot, const Inertias& inertias) {
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) {
     const Body& body = robot.bodies[b];
     const bool is_root = body.parent < 0;
-    const Placement placement = placementInParent(robot, body);
+    const Placement placement = placement_in_parent(robot, body);
     const xml_node node =
         append(is_root ? world : nodes[static_cast<std::size_t>(body.parent)], "body",
                {{"name", body.name}, {"pos", numbers(placement.translation)}, {"quat", numbers(placement.rotation)}});
@@ -52,11 +52,11 @@ std::string toMjcf(const Robot& robot, const Inertias& inertias) {
     } else {
       append(node, "joint", {{"name", body.joint}, {"axis", "0 0 1"}});
     }
-    appendInertial(node, body, inertias.of_body[b], inertias.is_point[b]);
-    appendGeometry(node, robot, b);
+    append_inertial(node, body, inertias.of_body[b], inertias.is_point[b]);
+    append_geometry(node, robot, b);
     nodes.push_back(node);
   }
-  return toString(document);
+  return to_string(document);
 }
 
 }  // namespace korvel::host

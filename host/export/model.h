@@ -8,16 +8,16 @@
 namespace korvel::host {
 
 /// The robot as a file for ROS and its relatives. A joint "floating" from a link "world" carries the root.
-std::string toUrdf(const Robot& robot, const Inertias& inertias);
+std::string to_urdf(const Robot& robot, const Inertias& inertias);
 
 /// The robot as a file for MuJoCo.
-std::string toMjcf(const Robot& robot, const Inertias& inertias);
+std::string to_mjcf(const Robot& robot, const Inertias& inertias);
 
 /// What both files show of a body, as viewers want to see something: a ball of water of the body's mass about its
 /// centre of mass [m].
-double ballRadius(const Body& body);
+double ball_radius(const Body& body);
 /// And rods to the origins of its children: where these are, in the body's frame, unless they are at its own origin.
-std::vector<Eigen::Vector3d> rodEnds(const Robot& robot, std::size_t body);
+std::vector<Eigen::Vector3d> rod_ends(const Robot& robot, std::size_t body);
 constexpr double rod_radius = 0.006;
 
 /// Opens every file: who wrote it and what it says of inertias.

@@ -12,7 +12,7 @@ using pugi::xml_node;
 
 /// Roll, pitch and yaw of Rz(yaw) Ry(pitch) Rx(roll). Where pitch is a right angle, the split between the other two is
 /// arbitrary.
-Vector3d rollPitchYaw(const Eigen::Quaterniond& rotation) {
+Vector3d roll_pitch_yaw(const Eigen::Quaterniond& rotation) {
   constexpr double nothing = 1e-9;
   const Eigen::Matrix3d R = rotation.toRotationMatrix();
   const double cos_pitch = std::hypot(R(0, 0), R(1, 0));
@@ -22,43 +22,43 @@ Vector3d rollPitchYaw(const Eigen::Quaterniond& rotation) {
   return {roll, std::atan2(-R(2, 0), cos_pitch), yaw};
 }
 
-void appendOrigin(xml_node parent, const Placement& placement) {
+void append_origin(xml_node parent, const Placement& placement) {
   append(parent, "origin",
-         {{"xyz", numbers(placement.translation)}, {"rpy", numbers(rollPitchYaw(placement.rotation))}});
+         {{"xyz", numbers(placement.translation)}, {"rpy", numbers(roll_pitch_yaw(placement.rotation))}});
 }
 
 /// A place and the element "geometry" for what is there.
-xml_node appendVisual(xml_node link, const Placement& placement) {
+xml_node append_visual(xml_node link, const Placement& placement) {
   const xml_node visual = append(link, "visual");
-  appendOrigin(visual, placement);
+  append_origin(visual, placement);
   return append(visual, "geometry");
 }
 
-void appendVisuals(xml_node link, const Robot& robot, std::size_t body) {
+void append_visuals(xml_node link, const Robot& robot, std::size_t body) {
   const Placement ball{Eigen::Quaterniond::Identity(), robot.bodies[body].com_body};
-  append(appendVisual(link, ball), "sphere", {{"radius", numbers(ballRadius(robot.bodies[body]))}});
-  for (const Vector3d& end : rodEnds(robot, body)) {
+  append(append_visual(link, ball), "sphere", {{"radius", numbers(ball_radius(robot.bodies[body]))}});
+  for (const Vector3d& end : rod_ends(robot, body)) {
     const Placement rod{Eigen::Quaterniond::FromTwoVectors(Vector3d::UnitZ(), end), end / 2};
-    append(appendVisual(link, rod), "cylinder", {{"radius", numbers(rod_radius)}, {"length", numbers(end.norm())}});
+    append(append_visual(link, rod), "cylinder", {{"radius", numbers(rod_radius)}, {"length", numbers(end.norm())}});
   }
 }
 
-void appendInertial(xml_node link, const Body& body, const Eigen::Matrix3d& inertia) {
+void append_inertial(xml_node link, const Body& body, const Eigen::Matrix3d& inertia) {
   const xml_node inertial = append(link, "inertial");
-  appendOrigin(inertial, {Eigen::Quaterniond::Identity(), body.com_body});
+  append_origin(inertial, {Eigen::Quaterniond::Identity(), body.com_body});
   append(inertial, "mass", {{"value", numbers(body.mass)}});
   append(inertial, "inertia",
-         {{"ixx", allDigits(inertia(0, 0))},
-          {"ixy", allDigits(inertia(0, 1))},
-          {"ixz", allDigits(inertia(0, 2))},
-          {"iyy", allDigits(inertia(1, 1))},
-          {"iyz", allDigits(inertia(1, 2))},
-          {"izz", allDigits(inertia(2, 2))}});
+         {{"ixx", all_digits(inertia(0, 0))},
+          {"ixy", all_digits(inertia(0, 1))},
+          {"ixz", all_digits(inertia(0, 2))},
+          {"iyy", all_digits(inertia(1, 1))},
+          {"iyz", all_digits(inertia(1, 2))},
+          {"izz", all_digits(inertia(2, 2))}});
 }
 
 }  // namespace
 
-std::string toUrdf(const Robot& robot, const Inertias& inertias) {
+std::string to_urdf(const Robot& robot, const Inertias& inertias) {
   pugi::xml_document document;
   document.append_child(pugi::node_comment).set_value(headline(inertias).c_str());
   const xml_node root = append(document.root(), "robot", {{"name", "korvel"}});
@@ -69,14 +69,14 @@ std::string toUrdf(const Robot& robot, const Inertias& inertias) {
     const xml_node joint = append(root, "joint", {{"name", body.joint}, {"type", is_root ? "floating" : "continuous"}});
     append(joint, "parent", {{"link", is_root ? "world" : robot.bodies[static_cast<std::size_t>(body.parent)].name}});
     append(joint, "child", {{"link", body.name}});
-    appendOrigin(joint, placementInParent(robot, body));
+    append_origin(joint, placement_in_parent(robot, body));
     if (!is_root) append(joint, "axis", {{"xyz", "0 0 1"}});
 
     const xml_node link = append(root, "link", {{"name", body.name}});
-    appendInertial(link, body, inertias.of_body[b]);
-    appendVisuals(link, robot, b);
+    append_inertial(link, body, inertias.of_body[b]);
+    append_visuals(link, robot, b);
   }
-  return toString(document);
+  return to_string(document);
 }
 
 }  // namespace korvel::host

@@ -27,11 +27,11 @@ std::string numbers(const Eigen::Quaterniond& q) {
   return fmt::format("{} {}", numbers(q.w()), numbers(Eigen::Vector3d(q.vec())));
 }
 
-std::string allDigits(double value) { return fmt::format("{}", value); }
+std::string all_digits(double value) { return fmt::format("{}", value); }
 
-std::string allDigits(const Eigen::Vector3d& v) { return fmt::format("{} {} {}", v.x(), v.y(), v.z()); }
+std::string all_digits(const Eigen::Vector3d& v) { return fmt::format("{} {} {}", v.x(), v.y(), v.z()); }
 
-std::string toString(const pugi::xml_document& document) {
+std::string to_string(const pugi::xml_document& document) {
   std::ostringstream text;
   document.save(text, "  ");
   return text.str();

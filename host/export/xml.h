@@ -20,9 +20,9 @@ std::string numbers(const Eigen::Vector3d& v);
 std::string numbers(const Eigen::Quaterniond& q);  ///< w first
 
 /// For what may be smaller: as many digits as give the same value back.
-std::string allDigits(double value);
-std::string allDigits(const Eigen::Vector3d& v);
+std::string all_digits(double value);
+std::string all_digits(const Eigen::Vector3d& v);
 
-std::string toString(const pugi::xml_document& document);
+std::string to_string(const pugi::xml_document& document);
 
 }  // namespace korvel::host

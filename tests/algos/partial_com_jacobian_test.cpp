@@ -5,7 +5,7 @@
 #include "metapod/algos/jcalc.h"
 #include "metapod/algos/partial_crba.h"
 #include "metapod/models/korvel/korvel.h"
-#include "support/state.h"
+#include "states/states.h"
 
 namespace korvel::tests {
 namespace {

@@ -4,8 +4,8 @@
 #include "plugin/inputs.h"
 #include "plugin/kinematics.h"
 #include "plugin/state.h"
+#include "states/states.h"
 #include "support/expect.h"
-#include "support/state.h"
 
 namespace korvel::tests {
 namespace {

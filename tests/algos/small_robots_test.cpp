@@ -3,8 +3,8 @@
 #include "plugin/inputs.h"
 #include "plugin/kinematics.h"
 #include "plugin/state.h"
+#include "states/states.h"
 #include "support/expect.h"
-#include "support/state.h"
 
 // The templates serve other robots than the one that is compiled in.
 

@@ -1,11 +1,13 @@
-#include "host/validate/allocations.h"
+#include "host/validate/observe/allocations.h"
+#include "states/states.h"
 #include "support/expect.h"
-#include "support/state.h"
 
 namespace korvel::tests {
 namespace {
 
 using Robot = tesk::RigidBodySystem;
+using validate::allocations;
+using validate::FailingAllocations;
 using ComJacobian = Robot::ComJacobian;
 
 class Allocation : public ModuleTest {};

@@ -1,4 +1,4 @@
-#include "host/validate/bit_hash.h"
+#include "states/bit_hash.h"
 #include "support/expect.h"
 
 namespace korvel::tests {
@@ -7,9 +7,7 @@ namespace {
 class Bits : public ModuleTest {};
 
 // Of a change that nothing else notices, the last bit tells.
-TEST_F(Bits, OfAllResultsAreThoseThatWereRecorded) {
-  EXPECT_EQ(validate::bit_hash(*robot), validate::recorded_bit_hash);
-}
+TEST_F(Bits, OfAllResultsAreThoseThatWereRecorded) { EXPECT_EQ(bit_hash(*robot), recorded_bit_hash); }
 
 }  // namespace
 }  // namespace korvel::tests

@@ -1,5 +1,5 @@
+#include "states/states.h"
 #include "support/expect.h"
-#include "support/state.h"
 
 namespace korvel::tests {
 namespace {

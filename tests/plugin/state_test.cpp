@@ -1,5 +1,4 @@
-#include "support/state.h"
-
+#include "states/states.h"
 #include "support/expect.h"
 
 namespace korvel::tests {

@@ -7,7 +7,7 @@
 #include <limits>
 #include <utility>
 
-#include "support/state.h"
+#include "states/states.h"
 
 namespace korvel::tests {
 namespace {
@@ -53,7 +53,7 @@ void expect_of_counts_from_eight(const std::array<float, 40>& angles, std::integ
 // Of any count, also if it is no multiple of the lanes and so that the last pack stands alone; beside an angle that
 // goes to the runtime, wherever it is, they are the same.
 TEST(SineAndCosine, OfBatchesAreThoseOfTheRuntime) {
-  validate::Random random(1);
+  Random random(1);
   for (std::size_t large = 0; large < 41; ++large) {
     std::array<float, 40> angles{};
     for (float& angle : angles) angle = random(large % 2 == 0 ? 4 : 100);

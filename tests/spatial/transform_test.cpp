@@ -1,6 +1,6 @@
 #include "plugin/conversions.h"
+#include "states/states.h"
 #include "support/expect.h"
-#include "support/state.h"
 
 namespace korvel::tests {
 namespace {

@@ -3,7 +3,7 @@
 #include <Eigen/Geometry>
 #include <array>
 
-#include "support/state.h"
+#include "states/states.h"
 
 namespace korvel::tests {
 

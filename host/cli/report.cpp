@@ -1,0 +1,100 @@
+#include <fmt/format.h>
+
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "host/cli/commands.h"
+#include "host/io/error.h"
+#include "host/io/output_file.h"
+#include "host/report/report_data.h"
+#include "host/results/results.h"
+#include "host/robot/module.h"
+
+namespace korvel::host {
+
+namespace {
+
+struct ReportOptions {
+  std::filesystem::path module = default_module();
+  std::filesystem::path results;
+  std::filesystem::path page;
+};
+
+/// The page without data, if it was built.
+std::filesystem::path template_path() { return own_file("report.html", "share/korvel"); }
+
+/// Where the data go in the template.
+constexpr std::string_view placeholder = "@KORVEL_REPORT_DATA@";
+
+std::string read_template() {
+  const std::filesystem::path path = template_path();
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  if (text.str().find(placeholder) == std::string::npos) {
+    throw Error(fmt::format("{}: expected a page with a place for the data, found none", path.string()));
+  }
+  return text.str();
+}
+
+/// Text for a script element of a page: no `<` that could end it. Names that are not UTF-8 lose what cannot be shown.
+std::string script_text(const nlohmann::json& data) {
+  constexpr bool ascii = true;
+  const std::string text = data.dump(-1, ' ', ascii, nlohmann::json::error_handler_t::replace);
+  std::string escaped;
+  escaped.reserve(text.size());
+  for (const char c : text) {
+    if (c == '<') {
+      escaped += "\\u003c";
+    } else {
+      escaped += c;
+    }
+  }
+  return escaped;
+}
+
+void report(const ReportOptions& options) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(options.results, options.page, ignored)) {
+    throw Error(options.page.string() + ": the report would replace the results");
+  }
+  const std::string page = read_template();
+  const System system = Module(options.module).create();
+  // All angles are 0: the poses in the root are those at rest.
+  system->computeFwdKinematics();
+  const ResultsTable results = read_results(options.results, results_columns(*system));
+
+  const std::string_view text = page;
+  const std::size_t place = text.find(placeholder);
+  OutputFile output(options.page);
+  output.write(text.substr(0, place));
+  output.write(script_text(report_data(options.results.filename().string(), *system, results)));
+  output.write(text.substr(place + placeholder.size()));
+  output.commit();
+}
+
+}  // namespace
+
+void add_report(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("report", "One page that shows the results of a motion in any browser");
+  if (!std::filesystem::exists(template_path())) {
+    // Not offered, and whoever knows it learns what is missing, whatever the arguments.
+    const std::string missing = "report: its page was not built, install nodejs and npm and build korvel again";
+    command->description(missing);
+    command->group("")->allow_extras()->callback([missing] { throw Error(missing); });
+    return;
+  }
+  command->footer(
+      "RESULTS is a file that 'korvel-host run' wrote. The page has the figure of the bodies in motion, the curves of\n"
+      "the torques and of the centre of mass, and the peak torques. It opens from disk and needs no network.");
+  const auto options = std::make_shared<ReportOptions>();
+  command->add_option("RESULTS", options->results, "Results file")->required();
+  command->add_option("-o,--output", options->page, "Page to write")->type_name("PAGE")->required();
+  add_module_option(*command, options->module);
+  command->callback([options] { report(*options); });
+}
+
+}  // namespace korvel::host

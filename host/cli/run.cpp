@@ -1,0 +1,150 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <set>
+#include <system_error>
+#include <thread>
+
+#include "host/cli/commands.h"
+#include "host/cli/progress.h"
+#include "host/io/error.h"
+#include "host/io/output_file.h"
+#include "host/motion/cycle.h"
+#include "host/motion/motion.h"
+#include "host/motion/trajectory.h"
+#include "host/results/results.h"
+#include "host/results/summary.h"
+#include "host/robot/module.h"
+
+namespace korvel::host {
+
+namespace {
+
+struct RunOptions {
+  std::filesystem::path module = default_module();
+  std::vector<std::filesystem::path> motions;
+  std::filesystem::path output;
+  unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
+};
+
+/// A motion and where its results go.
+struct Task {
+  std::filesystem::path motion;
+  Trajectory trajectory;
+  std::filesystem::path results;
+  Summary summary;
+  std::unique_ptr<OutputFile> output;
+};
+
+std::filesystem::path results_of(const std::filesystem::path& motion, const RunOptions& options) {
+  if (!std::filesystem::is_directory(options.output)) return options.output;
+  return options.output / (motion.stem().string() + "-results.csv");
+}
+
+/// Reads every motion before the first one is run, so that nothing is computed in vain.
+std::vector<Task> tasks(const RunOptions& options, const tesk::RigidBodySystem& system) {
+  if (options.motions.size() > 1 && !std::filesystem::is_directory(options.output)) {
+    throw Error(fmt::format("{}: expected a directory for the results of {} motions", options.output.string(),
+                            options.motions.size()));
+  }
+  std::vector<Task> tasks;
+  std::set<std::filesystem::path> taken;
+  for (const std::filesystem::path& motion : options.motions) {
+    const std::filesystem::path results = results_of(motion, options);
+    for (const std::filesystem::path& other : options.motions) {
+      std::error_code ignored;
+      if (std::filesystem::equivalent(other, results, ignored)) {
+        throw Error(results.string() + ": the results would replace the motion");
+      }
+    }
+    if (!taken.insert(results).second) {
+      throw Error(fmt::format("{}: the results would replace those of another motion", results.string()));
+    }
+    Trajectory trajectory(read_motion(motion, joint_names(system)));
+    tasks.push_back({motion, std::move(trajectory), results, Summary(system), {}});
+  }
+  return tasks;
+}
+
+void run(Task& task, tesk::RigidBodySystem& system, std::atomic<Eigen::Index>& samples_done) {
+  task.output = std::make_unique<OutputFile>(task.results);
+  task.output->write(results_header(system));
+  for (Eigen::Index sample = 0; sample < task.trajectory.size(); ++sample, ++samples_done) {
+    const Instant state = task.trajectory.at(sample);
+    const double time = task.trajectory.time()[sample];
+    const auto start = std::chrono::steady_clock::now();
+    run_cycle(system, state);
+    const auto end = std::chrono::steady_clock::now();
+    task.output->write(results_row(system, time));
+    task.summary.add(system, time, end - start);
+  }
+  // There may be more motions than files that a process may have open.
+  task.output->close();
+}
+
+/// Each object runs one task after the other in a thread of its own. Throws what the first that failed has thrown.
+void run_all(std::vector<Task>& tasks, const std::vector<System>& systems) {
+  Eigen::Index samples = 0;
+  for (const Task& task : tasks) samples += task.trajectory.size();
+  std::atomic<Eigen::Index> samples_done{0};
+  std::atomic<std::size_t> next{0};
+  std::vector<std::future<void>> threads;
+  for (const System& system : systems) {
+    threads.push_back(std::async(std::launch::async, [&] {
+      for (std::size_t i = next++; i < tasks.size(); i = next++) run(tasks[i], *system, samples_done);
+    }));
+  }
+  Progress progress;
+  for (std::future<void>& thread : threads) {
+    while (thread.wait_for(Progress::interval) == std::future_status::timeout) {
+      progress.show(static_cast<double>(samples_done) / static_cast<double>(samples));
+    }
+  }
+  for (std::future<void>& thread : threads) thread.get();
+}
+
+void run(const RunOptions& options) {
+  const Module module(options.module);
+  std::vector<System> systems;
+  systems.push_back(module.create());
+  std::vector<Task> all = tasks(options, *systems.front());
+  // Made before any thread runs: no object may be made while another one computes.
+  while (systems.size() < std::min<std::size_t>(options.jobs, all.size())) systems.push_back(module.create());
+  run_all(all, systems);
+  for (Task& task : all) task.output->commit();
+  for (const Task& task : all) {
+    if (all.size() > 1) fmt::print("{}== {}\n", &task == &all.front() ? "" : "\n", task.motion.string());
+    fmt::print("{}", task.summary.text());
+  }
+}
+
+}  // namespace
+
+void add_run(CLI::App& app) {
+  CLI::App* command = app.add_subcommand("run", "Kinematics and inverse dynamics of motions, sample by sample");
+  command->footer(
+      "MOTION is a CSV file with a header: time [s], the root's x, y, z [m] and roll, pitch, yaw [rad] in the world,\n"
+      "and one column per joint [rad], in any order. A column other than time that is missing is 0 throughout.\n"
+      "Velocities and accelerations come from a cubic spline through the samples. Torques are those of the motion\n"
+      "with no contact to the ground: gravity and inertia are borne at the root.\n"
+      "RESULTS is a file, or a directory in which NAME.csv gets NAME-results.csv. Its files appear when all motions\n"
+      "have run to their end.");
+  const auto options = std::make_shared<RunOptions>();
+  command->add_option("MOTION", options->motions, "Motion files")->required();
+  command
+      ->add_option("-o,--output", options->output,
+                   "Results: torques, centre of mass, positions of the bodies and of their centres of mass")
+      ->type_name("RESULTS")
+      ->required();
+  command->add_option("-j,--jobs", options->jobs, "Motions at a time, each on an object of its own")
+      ->check(CLI::Range(1, 64))
+      ->capture_default_str();
+  add_module_option(*command, options->module);
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace korvel::host

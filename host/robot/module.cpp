@@ -1,0 +1,45 @@
+#include "host/robot/module.h"
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include "host/io/error.h"
+
+namespace korvel::host {
+
+namespace {
+
+[[noreturn]] void fail(const std::filesystem::path& path) {
+  const char* reason = dlerror();
+  throw Error(fmt::format("cannot load module '{}': {}", path.string(), reason != nullptr ? reason : "unknown reason"));
+}
+
+std::shared_ptr<void> open(const std::filesystem::path& path) {
+  // A path without a slash would be looked up in the library search path.
+  if (path.empty()) throw Error("expected the path of a module, found ''");
+  void* library = dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) fail(path);
+  return {library, [](void* opened) { dlclose(opened); }};
+}
+
+template <typename Function>
+Function entry_point(const std::filesystem::path& path, void* library, const char* name) {
+  void* symbol = dlsym(library, name);
+  if (symbol == nullptr) fail(path);
+  return reinterpret_cast<Function>(symbol);
+}
+
+}  // namespace
+
+Module::Module(const std::filesystem::path& path)
+    : library_(open(path)),
+      create_(entry_point<Create>(path, library_.get(), "create")),
+      destroy_(entry_point<SystemDeleter::Destroy>(path, library_.get(), "destroy")) {}
+
+System Module::create() const {
+  // The deleter first: nothing may throw between making the object and owning it.
+  SystemDeleter deleter(library_, destroy_);
+  return {create_(), std::move(deleter)};
+}
+
+}  // namespace korvel::host

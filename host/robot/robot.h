@@ -1,0 +1,48 @@
+#pragma once
+
+#include <Eigen/Geometry>
+#include <string>
+#include <vector>
+
+#include "plugin/rigid_body_system.h"
+
+namespace korvel::host {
+
+/// A body as files and tables tell of it. Its joint is the root's free one, or turns it about the z axis of its frame.
+///
+/// A number that the module has in single precision is here the shortest decimal number that stands for it: 0.1, not
+/// 0.10000000149.
+struct Body {
+  std::string name;
+  std::string joint;
+  int parent;  ///< -1 for the root
+  int first_coordinate;
+  int coordinate_count;
+  double mass;
+  Eigen::Vector3d com_body;
+  /// The body's frame in the root's at joint angles of zero, as the module has it: orthonormal to about 1e-6.
+  Eigen::Affine3d pose_root;
+
+  Eigen::Vector3d position_root() const { return pose_root.translation(); }
+  /// Of the joint, unless it is the root's.
+  Eigen::Vector3d axis_root() const { return rotation_root().col(2); }
+  /// The rotation nearest to that of the pose; its columns are the frame's axes.
+  Eigen::Matrix3d rotation_root() const { return pose_root.rotation(); }
+};
+
+struct Robot {
+  std::vector<Body> bodies;  ///< parents before their children
+  double mass;
+};
+
+/// The robot of the module. Leaves `system` at joint angles of zero and with stored poses of its own.
+Robot read_robot(tesk::RigidBodySystem& system);
+
+/// Where a body's frame stands in its parent's at a joint angle of zero; the identity for the root.
+struct Placement {
+  Eigen::Quaterniond rotation;
+  Eigen::Vector3d translation;
+};
+Placement placement_in_parent(const Robot& robot, const Body& body);
+
+}  // namespace korvel::host

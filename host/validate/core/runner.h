@@ -1,0 +1,23 @@
+#pragma once
+
+#include <functional>
+
+#include "host/validate/core/check.h"
+
+namespace korvel::validate {
+
+enum class Verdict { held, finding, not_possible };
+
+struct Outcome {
+  Verdict verdict;
+  std::string text;  ///< the figure, or what was found, or why nothing could be
+  double seconds;
+};
+
+/// Runs each check in a child process, at most `jobs` at a time, and hands over the outcomes in the order of the checks
+/// as soon as they are known. A child that crashes, hangs, exits, or lets an exception escape is a finding.
+/// The calling process must have a single thread. Throws std::system_error if no process can be started.
+void run_checks(const Checks& checks, const Subject& subject, unsigned jobs,
+                const std::function<void(const Check&, const Outcome&)>& report);
+
+}  // namespace korvel::validate

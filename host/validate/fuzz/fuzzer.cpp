@@ -1,0 +1,167 @@
+#include "host/validate/fuzz/fuzzer.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+#include "host/validate/core/require.h"
+
+namespace korvel::validate {
+
+namespace {
+
+using QZ::Math::Transform;
+using Limits = std::numeric_limits<float>;
+
+}  // namespace
+
+const std::array<Fuzzer::Operation, 23> Fuzzer::operations{{
+    {"setRootPose", 6, &Fuzzer::setRootPose},
+    {"setRootVelocity or setRootAcceleration", 6, &Fuzzer::set_root_rates},
+    {"setJointAngles...", 10, &Fuzzer::setJointAngles},
+    {"setJointAngle...", 10, &Fuzzer::set_joint_angle},
+    {"setExternalWrench", 8, &Fuzzer::setExternalWrench},
+    {"setExternalWrench in a frame", 4, &Fuzzer::set_external_wrench_in_frame},
+    {"setPose", 3, &Fuzzer::setPose},
+    {"setVolatilePose", 2, &Fuzzer::setVolatilePose},
+    {"computeFwdKinematicsExceptRoot", 4, &Fuzzer::computeFwdKinematicsExceptRoot},
+    {"computeFwdKinematicsOnlyRoot", 4, &Fuzzer::computeFwdKinematicsOnlyRoot},
+    {"computeFwdKinematics", 4, &Fuzzer::computeFwdKinematics},
+    {"computeGeneralizedMass", 4, &Fuzzer::computeGeneralizedMass},
+    {"computeInverseDynamics", 4, &Fuzzer::computeInverseDynamics},
+    {"computePartialComJacobian", 4, &Fuzzer::computePartialComJacobian},
+    {"computePartialComPositionInRoot", 4, &Fuzzer::computePartialComPositionInRoot},
+    {"questions about names", 3, &Fuzzer::ask_names},
+    {"questions about unknown names", 1, &Fuzzer::ask_unknown_names},
+    {"questions about the topology", 1, &Fuzzer::ask_topology},
+    {"questions about single values", 10, &Fuzzer::ask_one_by_one},
+    {"getComPosition", 3, &Fuzzer::ask_com_position},
+    {"setBodyInertia", 3, &Fuzzer::setBodyInertia},
+    {"destroy and create", 1, &Fuzzer::create},
+    {"destroy and clone", 2, &Fuzzer::clone},
+}};
+
+Fuzzer::Fuzzer(const host::Module& module, std::uint64_t seed, std::size_t object_count)
+    : module_(module), random_(seed), pristine_{module.create(), {}, false}, total_mass_(pristine_.robot->getMass()) {
+  pristine_.model.shown = everything_readable(*pristine_.robot);
+  for (unsigned long b = 0; b < masses_.size(); ++b) masses_[b] = pristine_.robot->getMass(b);
+  for (std::size_t i = 0; i < object_count; ++i) objects_.push_back({fresh(), pristine_.model, true});
+  expect_total_mass(*pristine_.robot);
+}
+
+// ---- Arguments ------------------------------------------------------------------------------------------------------
+
+/// Mostly an ordinary number; now and then one from the edges of the type.
+float Fuzzer::value(float magnitude) {
+  static constexpr std::array edges{0.0F,  -0.0F, Limits::denorm_min(), -Limits::min(),     1e6F,
+                                    -1e9F, 1e30F, Limits::infinity(),   Limits::quiet_NaN()};
+  return one_in(2048) ? edges[index(edges.size())] : random_(magnitude);
+}
+
+std::vector<float> Fuzzer::values(float magnitude, std::size_t at_least) {
+  std::vector<float> all(at_least + (one_in(4) ? index(20) : 0));
+  for (float& v : all) v = value(magnitude);
+  return all;
+}
+
+unsigned long Fuzzer::no_body() {
+  static constexpr std::array indices{25UL, 26UL, 255UL, 1UL << 31, ~0UL / 2, ~0UL - 1, ~0UL};
+  return indices[index(indices.size())];
+}
+
+Transform Fuzzer::any_pose() {
+  const auto v = [this] { return value(2); };
+  Transform pose;
+  pose.r00 = v(), pose.r01 = v(), pose.r02 = v(), pose.tx = v();
+  pose.r10 = v(), pose.r11 = v(), pose.r12 = v(), pose.ty = v();
+  pose.r20 = v(), pose.r21 = v(), pose.r22 = v(), pose.tz = v();
+  return pose;
+}
+
+/// Any rotation, the poles of its angles included.
+Transform Fuzzer::rigid_pose() {
+  const float pole = one_in(2) ? 0x1.921fb6p+0F : -0x1.921fb6p+0F;
+  QZ::Math::Position6D p(value(2), value(2), value(2), random_(4), random_(4), random_(4));
+  if (one_in(16)) p.ay = pole;
+  return QZ::Math::transformFromPosition6D(p);
+}
+
+// ---- Objects --------------------------------------------------------------------------------------------------------
+
+host::System Fuzzer::copy(const tesk::RigidBodySystem& robot) const {
+  return {robot.clone().release(), pristine_.robot.get_deleter()};
+}
+
+void Fuzzer::replace(Object& object, Object next) {
+  if (one_in(8)) object.robot.get_deleter()(nullptr);
+  // A clone may also be released by its pointer.
+  if (object.is_clone && one_in(2)) delete object.robot.release();
+  object = std::move(next);
+}
+
+// ---- Expectations ---------------------------------------------------------------------------------------------------
+
+void Fuzzer::expect_unchanged(const Object& object) {
+  read_everything(*object.robot, seen_);
+  const std::vector<float>& expected = object.model.shown;
+  const std::ptrdiff_t place = first_difference(seen_.data(), expected.data(), Shown::end);
+  if (place == Shown::end) return;
+  const auto i = static_cast<std::size_t>(place);
+  throw Finding(fmt::format("{} is {:a}, expected {:a}", shown_name(place), seen_[i], expected[i]));
+}
+
+float Fuzzer::sum_of_masses() const { return static_cast<float>(std::accumulate(masses_.begin(), masses_.end(), 0.0)); }
+
+/// After the masses have changed: their sum, but for a rounding of each change. Takes note of it.
+void Fuzzer::expect_total_mass(const tesk::RigidBodySystem& robot) {
+  const float sum = sum_of_masses();
+  total_mass_ = robot.getMass();
+  largest_total_mass_ = std::max(largest_total_mass_, total_mass_);
+  const float bound = Limits::epsilon() * largest_total_mass_ * static_cast<float>(mass_roundings_);
+  require(std::abs(total_mass_ - sum) <= bound, "the total mass is {}, the masses add up to {}", total_mass_, sum);
+}
+
+// ---- Calls ----------------------------------------------------------------------------------------------------------
+
+void Fuzzer::call_once() {
+  static const unsigned total_weight = std::accumulate(operations.begin(), operations.end(), 0U,
+                                                       [](unsigned sum, const Operation& o) { return sum + o.weight; });
+  auto left = index(total_weight);
+  const Operation* operation = operations.data();
+  while (left >= operation->weight) left -= (operation++)->weight;
+  Object& object = objects_[index(objects_.size())];
+  called_[static_cast<std::size_t>(calls_) % called_.size()] = {operation,
+                                                                static_cast<std::size_t>(&object - objects_.data())};
+  ++calls_;
+  (this->*operation->call)(object);
+  expect_unchanged(object);
+}
+
+void Fuzzer::run(long calls) {
+  try {
+    for (const long end = calls_ + calls; calls_ < end;) {
+      call_once();
+      const bool all = calls_ % 16 == 0 || calls_ == end;
+      if (all) {
+        for (const Object& object : objects_) expect_unchanged(object);
+      }
+    }
+    expect_unchanged(pristine_);
+  } catch (const std::exception& error) {
+    throw Finding(fmt::format("at call {}: {}; the last calls were{}", calls_, error.what(), last_calls()));
+  }
+}
+
+std::string Fuzzer::last_calls() const {
+  std::string text;
+  const auto kept = static_cast<long>(called_.size());
+  for (long call = std::max(0L, calls_ - kept); call < calls_; ++call) {
+    const Called& called = called_[static_cast<std::size_t>(call % kept)];
+    text += fmt::format("{} {} (object {})", text.empty() ? ":" : ",", called.operation->name, called.object);
+  }
+  return text;
+}
+
+}  // namespace korvel::validate

@@ -1,0 +1,170 @@
+#pragma once
+
+#include <Eigen/Geometry>
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "host/robot/module.h"
+#include "host/validate/core/check.h"
+#include "states/states.h"
+
+namespace korvel::validate {
+
+/// Level 3: the laws of mechanics.
+Checks law_checks();
+
+}  // namespace korvel::validate
+
+/// What the checks of mechanics share. They know of the robot what the interface shows, and compute in double
+/// precision.
+namespace korvel::validate::laws {
+
+using Eigen::Affine3d;
+using Eigen::Matrix3d;
+using Eigen::MatrixXd;
+using Eigen::Vector3d;
+
+inline constexpr int bodies = 25;
+inline constexpr int joints = 24;
+inline constexpr int coordinates = 30;
+using Coordinates = Eigen::Matrix<double, coordinates, 1>;
+using Joints = Eigen::Matrix<double, joints, 1>;
+using Motion = Eigen::Matrix<double, 6, 1>;  ///< angular rows first
+using Jacobian = Eigen::Matrix<double, 6, coordinates>;
+using MassMatrix = Eigen::Matrix<double, coordinates, coordinates>;
+inline constexpr double gravity = 9.81;
+/// Spacing of floats next to 1.
+inline constexpr double eps = 0x1p-23;
+/// A joint angle that has been moved by up to half a turn is rounded to a float below 8.
+inline constexpr double angle_rounding = 2 * eps;
+
+struct Sample {
+  std::uint64_t seed;
+  State state;
+};
+
+/// A robot of the module, and what the interface says about it.
+class Specimen {
+ public:
+  explicit Specimen(const Subject& subject);
+
+  tesk::RigidBodySystem* operator->() const { return system_.get(); }
+  /// Writes the state and runs every computation.
+  void compute(const State& state) const { korvel::compute(state, *system_); }
+  std::vector<Sample> samples(int count) const;
+
+  int parent(int b) const { return static_cast<int>(parents_[static_cast<std::size_t>(b)]); }
+  /// Coordinate d moves body b.
+  bool moves(int d, int b) const;
+  double mass(int b) const { return masses_(b); }
+  double mass() const { return masses_.sum(); }
+  /// Centre of mass in the frame of body b.
+  const Vector3d& com(int b) const { return coms_[static_cast<std::size_t>(b)]; }
+  /// Reads masses and centres of mass again.
+  void weigh();
+
+  // What is seen. Those that take a state write what they need of it and compute first.
+  std::vector<float> everything() const { return everything_readable(*system_); }
+  Affine3d pose(int b) const;
+  Affine3d pose_in_root(int b) const;
+  Jacobian jacobian() const { return system_->getJacobianInRoot().cast<double>(); }
+  /// Motion of body b against the world per unit velocities, root axes: angular, then that of the root's origin.
+  Jacobian jacobian(int b) const;
+  MassMatrix mass_matrix(const State& state) const;
+  Joints torques(const State& state) const;
+
+  /// Rounding errors as a share of lengths and of rotations: three products at each joint of the longest limb.
+  double kinematic() const { return 3 * (1 + depth_) * eps; }
+  /// And as a share of what is summed up for a torque or an entry of the mass matrix: out to the end of a limb and
+  /// back, for velocities, accelerations and forces.
+  double dynamic() const { return 4 * kinematic(); }
+  /// Bounds for the distance of body b's centre of mass from the axis of each coordinate that moves it, whatever the
+  /// angles; 1 for linear coordinates, 0 for those that do not move it.
+  const Coordinates& arms(int b) const { return arms_[static_cast<std::size_t>(b)]; }
+  /// Bound for the distance of any part from the root.
+  double reach() const;
+  /// Of each coordinate the square root of the inertia that it would move if the limbs were stretched. The product of
+  /// two of them bounds the terms of an entry of the mass matrix.
+  Coordinates inertia_roots() const;
+  /// Of each joint the magnitudes of all forces and moments that are summed up for its torque.
+  Joints torque_scale(const State& state) const;
+
+ private:
+  std::uint64_t seed_;
+  host::System system_;
+  tesk::RigidBodySystem::TopologyVector parents_;
+  int depth_ = 0;
+  Eigen::Matrix<double, bodies, 1> masses_;
+  std::array<Vector3d, bodies> coms_;
+  Eigen::Matrix<double, bodies, 1> inertias_;  // bounds for the rotational inertias
+  std::array<Coordinates, bodies> arms_;
+};
+
+/// Where something was seen, as in "pose of body 3".
+struct Place {
+  std::uint64_t seed;
+  const char* what;
+  int index = -1;  ///< none
+};
+
+/// Collects how far what is seen is from what a law says; beyond the bound, a share of the scale, it is a finding.
+class Deviations {
+ public:
+  explicit Deviations(double bound) : bound_(bound) {}
+
+  void compare(const MatrixXd& seen, const MatrixXd& expected, const MatrixXd& scale, const Place& place);
+  void compare(const MatrixXd& seen, const MatrixXd& expected, double scale, const Place& place) {
+    compare(seen, expected, MatrixXd::Constant(expected.rows(), expected.cols(), scale), place);
+  }
+  void compare(double seen, double expected, double scale, const Place& place) {
+    compare(MatrixXd::Constant(1, 1, seen), MatrixXd::Constant(1, 1, expected), scale, place);
+  }
+  std::string figure(std::size_t states) const;
+
+ private:
+  double bound_;
+  double largest_ = 0;
+};
+
+inline Vector3d vector(const QZ::Math::Position3D& p) { return Eigen::Vector3f(p.x, p.y, p.z).cast<double>(); }
+Affine3d affine(const QZ::Math::Transform& T);
+QZ::Math::Transform transform(const Affine3d& pose);
+/// cross(a) * b is the cross product of a and b.
+Matrix3d cross(const Vector3d& a);
+
+/// Derivative by joint angle j of what is a + b cos(angle) + c sin(angle), as poses and centres of mass are. It needs
+/// no small steps, two quarter turns give it exactly.
+template <typename Function>
+MatrixXd derivative_of_first_degree(State state, int j, Function f) {
+  const float angle = state.q(6 + j);
+  const auto at = [&](double shift) -> MatrixXd {
+    state.q(6 + j) = static_cast<float>(static_cast<double>(angle) + shift);
+    return f(state);
+  };
+  const MatrixXd after = at(M_PI / 2);
+  return 0.5 * (after - at(-M_PI / 2));
+}
+
+/// The same where twice the angle occurs too, as in the mass matrix: four odd eighths of a turn.
+template <typename Function>
+MatrixXd derivative_of_second_degree(State state, int j, Function f) {
+  const float angle = state.q(6 + j);
+  const auto difference = [&](double shift) -> MatrixXd {
+    state.q(6 + j) = static_cast<float>(static_cast<double>(angle) + shift);
+    const MatrixXd after = f(state);
+    state.q(6 + j) = static_cast<float>(static_cast<double>(angle) - shift);
+    return after - f(state);
+  };
+  return (M_SQRT1_2 + 1) / 2 * difference(M_PI / 4) + (M_SQRT1_2 - 1) / 2 * difference(3 * M_PI / 4);
+}
+
+Checks kinematics();
+Checks mass_matrix();
+Checks dynamics();
+Checks wrenches();
+Checks symmetries();
+Checks known_bodies();
+
+}  // namespace korvel::validate::laws

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "states/states.h"
+
+namespace korvel::validate {
+
+/// What the operations are called with, made beforehand so that a call needs no memory of its own.
+struct Arguments {
+  Arguments(const State& state, const tesk::RigidBodySystem& robot);
+
+  QZ::Math::Transform pose;
+  QZ::Math::Velocity6D velocity, acceleration;
+  std::array<Eigen::ArrayXf, 3> joints;  ///< positions, velocities, accelerations
+  std::vector<std::vector<float>> wrenches;
+  std::vector<float> masses;
+  QZ::Math::Position3D com{0.01F, -0.02F, 0.03F};
+  Eigen::Matrix3f inertia = Eigen::Vector3f(0.001F, 0.002F, 0.0015F).asDiagonal();
+  tesk::RigidBodySystem::ComJacobian jacobian{3, 30};
+  std::string joint_name, body_name;
+};
+
+struct Operation {
+  const char* name;
+  void (*call)(tesk::RigidBodySystem& robot, Arguments& with);  ///< with each index in turn
+};
+
+/// Every operation that a control cycle may call, in the order of one: setters, computations, getters.
+/// `computePartialComJacobian` is among them with a jacobian of the right size, the searches with names that exist.
+const std::vector<Operation>& real_time_operations();
+
+/// A robot at rest, one at the pole of the root's angles, one that hardly moves (denormal numbers), and lively ones.
+std::vector<State> varied_states(std::uint64_t seed, std::size_t lively);
+std::vector<Arguments> varied_arguments(const tesk::RigidBodySystem& robot, std::uint64_t seed, std::size_t lively);
+
+}  // namespace korvel::validate

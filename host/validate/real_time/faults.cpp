@@ -1,0 +1,162 @@
+#include <fmt/format.h>
+
+#include <fstream>
+#include <new>
+
+#include "host/validate/core/require.h"
+#include "host/validate/observe/allocations.h"
+#include "host/validate/real_time/real_time.h"
+#include "states/states.h"
+
+namespace korvel::validate {
+
+namespace {
+
+using Robot = tesk::RigidBodySystem;
+using ComJacobian = Robot::ComJacobian;
+
+struct Allocating {
+  const char* name;
+  void (*run)(const host::Module&, Robot&, ComJacobian&);
+};
+
+const std::string unknown(64, '?');
+
+const Allocating allocating[] = {
+    {"create", [](const host::Module& m, Robot&, ComJacobian&) { m.create(); }},
+    {"clone", [](const host::Module&, Robot& r, ComJacobian&) { r.clone(); }},
+    {"getName", [](const host::Module&, Robot& r, ComJacobian&) { r.getName(); }},
+    {"getParentsVector", [](const host::Module&, Robot& r, ComJacobian&) { r.getParentsVector(); }},
+    {"getDofNumbersVector", [](const host::Module&, Robot& r, ComJacobian&) { r.getDofNumbersVector(); }},
+    {"getDofIndexesVector", [](const host::Module&, Robot& r, ComJacobian&) { r.getDofIndexesVector(); }},
+    {"getJointAngleId", [](const host::Module&, Robot& r, ComJacobian&) { r.getJointAngleId(unknown); }},
+    {"getBodyId", [](const host::Module&, Robot& r, ComJacobian&) { r.getBodyId(unknown); }},
+    {"computePartialComJacobian",
+     [](const host::Module&, Robot& r, ComJacobian& J) { r.computePartialComJacobian(3, J); }},
+};
+
+/// How an operation ended.
+enum class End { returned, bad_alloc, out_of_range, other };
+
+End end_of(const Allocating& operation, const host::Module& module, Robot& robot, ComJacobian& J) {
+  try {
+    operation.run(module, robot, J);
+    return End::returned;
+  } catch (const std::bad_alloc&) {
+    return End::bad_alloc;
+  } catch (const std::out_of_range&) {
+    return End::out_of_range;
+  } catch (...) {
+    return End::other;
+  }
+}
+
+/// Fails every allocation of an operation in turn, alone or with all after it, until it runs through. Returns how many.
+long fail_each(const Allocating& operation, bool all_after, const host::Module& module, Robot& robot) {
+  const std::vector<float> before = everything_readable(robot);
+  const ComJacobian untouched = ComJacobian::Constant(3, 7, 42);
+  // What the operation does when nothing fails; with it the runtime makes what it keeps for good.
+  ComJacobian resized = untouched;
+  const End usual = end_of(operation, module, robot, resized);
+  for (long n = 1;; ++n) {
+    ComJacobian J = untouched;
+    const long live = allocations().live;
+    End end{};
+    bool happened = false;
+    long kept = 0;
+    {
+      const FailingAllocations failing(n, all_after);
+      end = end_of(operation, module, robot, J);
+      happened = FailingAllocations::happened();
+      kept = allocations().live - live;
+    }
+    const auto finding = [&](const std::string& what) {
+      return Finding(
+          fmt::format("{}, allocation {} fails{}: {}", operation.name, n, all_after ? " and all after it" : "", what));
+    };
+    // An exception about a name may still get through: the runtime has memory in reserve for exceptions.
+    const bool expected = happened ? end == End::bad_alloc || (end == End::out_of_range && end == usual) : end == usual;
+    if (!expected) throw finding(end == End::returned ? "no exception" : "not std::bad_alloc");
+    if (happened && kept != 0) throw finding(fmt::format("{} blocks are left", kept));
+    if (happened && (J.cols() != 7 || J != untouched)) throw finding("the jacobian is not what it was");
+    if (!same_bits(everything_readable(robot), before)) throw finding("the object shows other values afterwards");
+    if (!happened) return n - 1;
+    if (n == 1000) throw finding("no end of allocations");
+  }
+}
+
+std::string survives_exhaustion(const Subject& subject) {
+  const host::Module module(subject.module);
+  const host::System robot = module.create();
+  const State state = random_state(subject.seed);
+  compute(state, *robot);
+  const std::vector<float> before = everything_readable(*robot);
+  long points = 0;
+  for (const Allocating& operation : allocating) {
+    for (const bool all_after : {false, true}) points += fail_each(operation, all_after, module, *robot);
+  }
+  if (points == 0) throw NotPossible("this build cannot make allocations of a module fail");
+  compute(random_state(subject.seed + 1), *robot);
+  compute(state, *robot);
+  require(same_bits(everything_readable(*robot), before),
+          "after all these failures the same inputs give other results");
+  return fmt::format("{} failures of {} operations survived, each allocation alone and with all after it", points,
+                     std::size(allocating));
+}
+
+/// What a process holds: blocks of the heap, pages that are mapped.
+struct Footprint {
+  long blocks;
+  long pages;
+};
+
+Footprint footprint() {
+  long pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  return {allocations().live, pages};
+}
+
+std::string survives_reloads(const Subject& subject) {
+  constexpr int cycles = 1000;
+  constexpr int warm = 100;
+  std::vector<float> first;
+  Footprint start{};
+  Footprint end{};
+  for (int cycle = 0; cycle < cycles; ++cycle) {
+    {
+      const host::System robot = create(subject);
+      compute(random_state(subject.seed), *robot);
+      std::vector<float> shown = everything_readable(*robot);
+      for (unsigned long b = 0; b < robot->getNbBodies(); ++b) shown.push_back(robot->getMass(b));
+      shown.push_back(robot->getMass());
+      if (cycle == 0) first = shown;
+      require(same_bits(shown, first), "cycle {}: other inertias or other results than in the first", cycle);
+      const unsigned long changed = static_cast<unsigned long>(cycle) % robot->getNbBodies();
+      robot->setBodyInertia(changed, 7, {1, 2, 3}, Eigen::Matrix3f::Identity());
+    }
+    end = footprint();
+    if (cycle == warm) start = end;
+  }
+  if (allocations().made == 0) return fmt::format("{} cycles; this build does not count blocks", cycles);
+  require(end.blocks == start.blocks && end.pages <= start.pages,
+          "from cycle {} to {}: {} to {} blocks, {} to {} pages", warm, cycles, start.blocks, end.blocks, start.pages,
+          end.pages);
+  return fmt::format("{} cycles, {} blocks and {} pages after cycle {} and after the last", cycles, end.blocks,
+                     end.pages, warm);
+}
+
+}  // namespace
+
+Checks fault_checks() {
+  using std::chrono::seconds;
+  return {
+      {"faults.survives-exhaustion",
+       "When an allocation fails, operations that may throw say std::bad_alloc, leave no block and change nothing.", 4,
+       seconds(30), survives_exhaustion},
+      {"faults.survives-reloads",
+       "A module can be loaded and closed again and again: memory stays constant, inertias are the factory's.", 4,
+       seconds(120), survives_reloads},
+  };
+}
+
+}  // namespace korvel::validate

@@ -1,0 +1,126 @@
+#include <dlfcn.h>
+#include <fmt/format.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <pthread.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+
+#include "host/validate/core/require.h"
+#include "host/validate/observe/allocations.h"
+#include "host/validate/observe/child.h"
+#include "host/validate/observe/locks.h"
+#include "host/validate/real_time/real_time.h"
+
+namespace korvel::validate {
+
+namespace {
+
+/// What is counted does not happen, from the first call on an object's life on. `provoke` makes it happen, to see that
+/// it is counted.
+std::string never_counts(const Subject& subject, const char* what, long (*count)(),
+                         void (*provoke)(tesk::RigidBodySystem&)) {
+  const host::System robot = create(subject);
+  std::vector<Arguments> arguments = varied_arguments(*robot, subject.seed, 4);
+  for (std::size_t a = 0; a < arguments.size(); ++a) {
+    for (const Operation& operation : real_time_operations()) {
+      const long before = count();
+      operation.call(*robot, arguments[a]);
+      const long counted = count() - before;
+      require(counted == 0, "{}, state {}: {} {}", operation.name, a, counted, what);
+    }
+  }
+  const long before = count();
+  provoke(*robot);
+  if (count() == before) throw NotPossible(fmt::format("this build does not count {} of a module", what));
+  return fmt::format("no {} by {} operations on {} states", what, real_time_operations().size(), arguments.size());
+}
+
+std::string allocates_nothing(const Subject& subject) {
+  return never_counts(
+      subject, "allocations", [] { return allocations().made; }, [](tesk::RigidBodySystem& robot) { robot.clone(); });
+}
+
+std::string locks_nothing(const Subject& subject) {
+  return never_counts(subject, "locks", locks_taken, [](tesk::RigidBodySystem&) {
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    // As the loader finds it for a module.
+    reinterpret_cast<decltype(&pthread_mutex_lock)>(dlsym(RTLD_DEFAULT, "pthread_mutex_lock"))(&mutex);
+    pthread_mutex_unlock(&mutex);
+  });
+}
+
+/// Leaves this process no system call but the one that ends it.
+bool seal() {
+  std::array<sock_filter, 4> program{{
+      {BPF_LD | BPF_W | BPF_ABS, 0, 0, offsetof(seccomp_data, nr)},
+      {BPF_JMP | BPF_JEQ | BPF_K, 0, 1, SYS_exit},
+      {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_ALLOW},
+      {BPF_RET | BPF_K, 0, 0, SECCOMP_RET_KILL_PROCESS},
+  }};
+  const sock_fprog filter{program.size(), program.data()};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+std::string makes_no_system_call(const Subject& subject) {
+  const host::System robot = create(subject);
+  const auto death = call_in_child(*robot, varied_arguments(*robot, subject.seed, 4), seal,
+                                   "this kernel or this container refuses to filter system calls");
+  if (death) {
+    throw Finding(fmt::format("{}, state {}: {}", death->operation, death->arguments,
+                              death->signal == SIGSYS ? "makes a system call" : strsignal(death->signal)));
+  }
+  return fmt::format("no system call by {} operations", real_time_operations().size());
+}
+
+long page_faults() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_minflt + usage.ru_majflt;
+}
+
+long faults_of_calls(const Operation& operation, tesk::RigidBodySystem& robot, Arguments& arguments, int calls) {
+  const long before = page_faults();
+  for (int call = 0; call < calls; ++call) operation.call(robot, arguments);
+  return page_faults() - before;
+}
+
+std::string faults_no_page(const Subject& subject) {
+  constexpr int calls = 1000;
+  const host::System robot = create(subject);
+  Arguments arguments(random_state(subject.seed), *robot);
+  for (const Operation& operation : real_time_operations()) {
+    faults_of_calls(operation, *robot, arguments, 10);  // warm-up
+    // The kernel may move a page now and then, but not in every round.
+    long fewest = faults_of_calls(operation, *robot, arguments, calls);
+    for (int round = 0; round < 4 && fewest > 0; ++round) {
+      fewest = std::min(fewest, faults_of_calls(operation, *robot, arguments, calls));
+    }
+    require(fewest == 0, "{}: at least {} page faults in every {} calls", operation.name, fewest, calls);
+  }
+  return fmt::format("no page fault in {} calls of each of {} operations", calls, real_time_operations().size());
+}
+
+}  // namespace
+
+Checks quietness_checks() {
+  using std::chrono::seconds;
+  return {
+      {"real-time.allocates-nothing", "No operation of a control cycle touches the heap.", 4, seconds(10),
+       allocates_nothing},
+      {"real-time.locks-nothing", "No operation of a control cycle takes a lock.", 4, seconds(10), locks_nothing},
+      {"real-time.makes-no-system-call", "No operation of a control cycle makes a system call.", 4, seconds(10),
+       makes_no_system_call},
+      {"real-time.faults-no-page", "Once warm, no operation of a control cycle touches new pages.", 4, seconds(60),
+       faults_no_page},
+  };
+}
+
+}  // namespace korvel::validate

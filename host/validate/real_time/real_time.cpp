@@ -1,0 +1,9 @@
+#include "host/validate/real_time/real_time.h"
+
+namespace korvel::validate {
+
+Checks real_time_checks() {
+  return joined({quietness_checks, stack_checks, fault_checks, thread_checks, floating_point_checks});
+}
+
+}  // namespace korvel::validate

@@ -1,0 +1,193 @@
+#include <array>
+#include <iterator>
+#include <map>
+#include <set>
+
+#include "host/export/model.h"
+#include "support/expect.h"
+#include "tests/host/export/model_file.h"
+#include "tests/host/support/command.h"
+
+namespace korvel::host {
+namespace {
+
+using tests::eigen;
+using tests::near;
+
+// The robot's tree rotations and the module's poses are orthonormal to this; lengths are below one metre.
+constexpr double rounding = 2e-6;
+
+class Export : public CommandTest {
+ protected:
+  /// The robot as both files have it.
+  std::array<FileBodies, 2> exported() const {
+    const Outcome outcome = host("export --urdf robot.urdf --mjcf robot.xml");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out + outcome.err, "");
+    return {read_urdf(read(directory_ / "robot.urdf")), read_mjcf(read(directory_ / "robot.xml"))};
+  }
+
+  static bool is_installed(const std::string& program) {
+    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
+  }
+};
+
+FreshSystem fresh_module() {
+  return [] { return Module(KORVEL_MODULE).create(); };
+}
+
+// Forward kinematics of the files, with maths of this test, at zero and elsewhere.
+TEST_F(Export, FilesPlaceBodiesAndMassesWhereTheModuleDoes) {
+  const System system = Module(KORVEL_MODULE).create();
+  const auto joint_count = static_cast<Eigen::Index>(system->getNbJointAngles());
+  const auto parents = system->getParentsVector();
+  for (const FileBodies& bodies : exported()) {
+    ASSERT_EQ(bodies.size(), system->getNbBodies());
+    std::srand(7);
+    for (int state = 0; state < 20; ++state) {
+      const Eigen::ArrayXf angles = (state == 0 ? 0.F : 3.F) * Eigen::ArrayXf::Random(joint_count);
+      system->setJointAnglesPos(angles);
+      system->computeFwdKinematics();
+      std::vector<Eigen::Isometry3d> poses;
+      Eigen::Vector3d moment = Eigen::Vector3d::Zero();
+      double mass = 0;
+      for (unsigned long b = 0; b < system->getNbBodies(); ++b) {
+        const std::string& name = system->getBodyName(b);
+        const FileBody& body = bodies.at(name);
+        if (b == 0) {
+          EXPECT_EQ(body.parent, "world");
+          EXPECT_EQ(body.joint, system->getRootName());
+          EXPECT_EQ(body.joint_type, "floating");
+          poses.push_back(body.placement);
+        } else {
+          EXPECT_EQ(body.parent, system->getBodyName(static_cast<unsigned long>(parents[b])));
+          EXPECT_EQ(body.joint, system->getJointAngleName(b - 1));
+          EXPECT_EQ(body.joint_type, "continuous");
+          const double angle = static_cast<double>(angles[static_cast<Eigen::Index>(b - 1)]);
+          poses.push_back(poses[static_cast<std::size_t>(parents[b])] * body.placement *
+                          Eigen::AngleAxisd(angle, body.axis));
+        }
+        EXPECT_TRUE(near(eigen(system->getPose(b)).matrix(), poses[b].matrix(), rounding)) << name;
+        EXPECT_TRUE(near(eigen(system->getComPosition(b)), poses[b] * body.com, rounding)) << name;
+        EXPECT_FLOAT_EQ(static_cast<float>(body.mass), system->getMass(b)) << name;
+        moment += body.mass * (poses[b] * body.com);
+        mass += body.mass;
+      }
+      EXPECT_FLOAT_EQ(static_cast<float>(mass), system->getMass());
+      EXPECT_TRUE(near(eigen(system->getComPosition()), moment / mass, rounding));
+    }
+  }
+}
+
+// The bodies are points: nothing is written but what importers insist on, and the file says so.
+TEST_F(Export, InertiasAreTheLeastThatEnginesTake) {
+  for (const FileBodies& bodies : exported()) {
+    for (const auto& [name, body] : bodies) {
+      EXPECT_EQ(body.inertia, Eigen::Matrix3d(least_inertia * Eigen::Matrix3d::Identity())) << name;
+    }
+  }
+  for (const char* file : {"robot.urdf", "robot.xml"}) {
+    const std::string text = read(directory_ / file);
+    EXPECT_NE(text.find("25 of 25 bodies have none, to within rounding"), std::string::npos) << text.substr(0, 500);
+  }
+}
+
+// What the module says in its mass matrix is what it was told, where it is more than rounding.
+TEST_F(Export, InertiasThatAModuleHasAreRecovered) {
+  Eigen::Matrix3f told;
+  told << 4e-3F, 3e-4F, -2e-4F, 3e-4F, 5e-3F, 1e-4F, -2e-4F, 1e-4F, 6e-3F;
+  constexpr unsigned long elbow = 5;
+  constexpr unsigned long foot = 13;
+  const Robot robot = read_robot(*fresh_module()());
+  const FreshSystem heavy = [&] {
+    System system = Module(KORVEL_MODULE).create();
+    for (const unsigned long b : {elbow, foot}) {
+      const Eigen::Vector3f com = robot.bodies[b].com_body.cast<float>();
+      system->setBodyInertia(b, system->getMass(b), {com.x(), com.y(), com.z()}, told);
+    }
+    return system;
+  };
+  const Inertias inertias = recover_inertias(heavy, robot);
+  EXPECT_EQ(inertias.points(), robot.bodies.size() - 2);
+  for (const FileBodies& bodies : {read_urdf(to_urdf(robot, inertias)), read_mjcf(to_mjcf(robot, inertias))}) {
+    for (const unsigned long b : {elbow, foot}) {
+      const FileBody& body = bodies.at(robot.bodies[b].name);
+      // Rounding of single precision and of six-digit rotations in what the root moves.
+      const double largest = 4e-6 * (robot.bodies[b].mass * 0.2 + 6e-3);
+      EXPECT_TRUE(near(body.inertia, told.cast<double>(), largest)) << robot.bodies[b].name;
+    }
+  }
+}
+
+// No body has an inertia that is larger than the sum of the other two, but rounding can say so of a flat plate. The
+// file then has one nearby that engines take.
+TEST_F(Export, RecoveredInertiasAreThoseOfBodies) {
+  const Robot robot = read_robot(*fresh_module()());
+  constexpr unsigned long foot = 13;
+  const FreshSystem impossible = [&] {
+    System system = Module(KORVEL_MODULE).create();
+    const Eigen::Vector3f com = robot.bodies[foot].com_body.cast<float>();
+    system->setBodyInertia(foot, system->getMass(foot), {com.x(), com.y(), com.z()},
+                           Eigen::Vector3f(1e-3F, 2e-3F, 3.1e-3F).asDiagonal());
+    return system;
+  };
+  const Eigen::Vector3d I = recover_inertias(impossible, robot).of_body[foot].diagonal();
+  EXPECT_GT(I.x() + I.y(), I.z());
+  EXPECT_NEAR(I.z(), 3.1e-3, 2e-4);
+}
+
+// A file that was there is replaced whole, and one that cannot be written keeps the others from being so.
+TEST_F(Export, FilesAreReplacedTogetherOrNotAtAll) {
+  const std::string old(1000000, 'x');
+  write(directory_ / "robot.urdf", old);
+  EXPECT_EQ(host("export --urdf robot.urdf --mjcf nowhere/robot.xml").status, 2);
+  EXPECT_EQ(read(directory_ / "robot.urdf"), old);
+  exported();
+  EXPECT_EQ(read(directory_ / "robot.urdf").find("xxx"), std::string::npos);
+}
+
+TEST_F(Export, OtherProgramsAcceptTheUrdf) {
+  if (!is_installed("check_urdf")) GTEST_SKIP() << "needs check_urdf";
+  exported();
+  EXPECT_EQ(std::system(fmt::format("check_urdf '{}' >/dev/null", (directory_ / "robot.urdf").string()).c_str()), 0);
+}
+
+TEST_F(Export, OtherProgramsAcceptTheTree) {
+  if (!is_installed("dot")) GTEST_SKIP() << "needs dot";
+  write(directory_ / "tree.dot", host("info --dot").out);
+  const std::string command =
+      "dot -Tplain '" + (directory_ / "tree.dot").string() + "' -o '" + (directory_ / "tree.txt").string() + "'";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  std::istringstream plain(read(directory_ / "tree.txt"));
+  std::map<std::string, int> lines;
+  for (std::string line; std::getline(plain, line);) ++lines[line.substr(0, 5)];
+  EXPECT_EQ(lines["node "], 25);
+  EXPECT_EQ(lines["edge "], 24);
+}
+
+// The drawing has every joint with its numbers, and no label on another.
+TEST_F(Export, TheDrawingNamesEveryJoint) {
+  ASSERT_EQ(host("export --svg robot.svg").status, 0);
+  pugi::xml_document drawing;
+  ASSERT_TRUE(drawing.load_string(read(directory_ / "robot.svg").c_str()));
+  std::map<std::string, int> words;
+  std::map<double, std::set<double>> columns;
+  for (const pugi::xml_node& text : drawing.child("svg").children("text")) {
+    ++words[text.text().get()];
+    EXPECT_TRUE(columns[text.attribute("x").as_double()].insert(text.attribute("y").as_double()).second);
+  }
+  constexpr double height = 13;  // of its letters
+  for (const auto& [x, lines] : columns) {
+    for (auto line = std::next(lines.begin()); line != lines.end(); ++line) {
+      EXPECT_GE(*line - *std::prev(line), height) << "at " << x << ", " << *line;
+    }
+  }
+  const Robot robot = read_robot(*fresh_module()());
+  for (std::size_t b = 1; b < robot.bodies.size(); ++b) {
+    const Body& body = robot.bodies[b];
+    EXPECT_EQ(words[fmt::format("{} · {} · {}", body.joint, b - 1, body.first_coordinate)], 1) << body.joint;
+  }
+}
+
+}  // namespace
+}  // namespace korvel::host
