@@ -11,8 +11,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "bench/agreement.h"
-#include "bench/module_peer.h"
+#include "bench/peers/agreement.h"
+#include "bench/peers/module_peer.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 #include <iostream>
 #include <list>
 
-#include "bench/agreement.h"
 #include "bench/jobs.h"
-#include "bench/module_peer.h"
+#include "bench/peers/agreement.h"
+#include "bench/peers/module_peer.h"
 
 namespace {
 

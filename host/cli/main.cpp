@@ -36,11 +36,7 @@ int parse_and_run(int argc, char** argv) {
   app.set_version_flag("--version", KORVEL_VERSION);
   app.require_subcommand(1);
   try {
-    add_info(app);
-    add_export(app);
-    add_report(app);
-    add_run(app);
-    add_validate(app);
+    for (AddCommand* add : commands) add(app);
     app.parse(argc, argv);
     return 0;
   } catch (const CLI::Success& help) {

@@ -11,7 +11,7 @@
 #include "host/io/error.h"
 #include "host/io/output_file.h"
 #include "host/report/report_data.h"
-#include "host/results/results.h"
+#include "host/results/columns.h"
 #include "host/robot/module.h"
 
 namespace korvel::host {

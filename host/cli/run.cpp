@@ -16,9 +16,10 @@
 #include "host/motion/cycle.h"
 #include "host/motion/motion.h"
 #include "host/motion/trajectory.h"
-#include "host/results/results.h"
+#include "host/results/columns.h"
 #include "host/results/summary.h"
 #include "host/robot/module.h"
+#include "host/robot/robot.h"
 
 namespace korvel::host {
 
@@ -79,7 +80,7 @@ void run(Task& task, tesk::RigidBodySystem& system, std::atomic<Eigen::Index>& s
     const auto start = std::chrono::steady_clock::now();
     run_cycle(system, state);
     const auto end = std::chrono::steady_clock::now();
-    task.output->write(results_row(system, time));
+    task.output->write(results_row({system, time}));
     task.summary.add(system, time, end - start);
   }
   // There may be more motions than files that a process may have open.

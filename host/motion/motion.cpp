@@ -37,12 +37,6 @@ std::vector<Eigen::Index> read_header(const std::filesystem::path& path, const C
 
 }  // namespace
 
-Names joint_names(const tesk::RigidBodySystem& system) {
-  Names names;
-  for (unsigned long j = 0; j < system.getNbJointAngles(); ++j) names.push_back(system.getJointAngleName(j));
-  return names;
-}
-
 Motion read_motion(const std::filesystem::path& path, const Names& joint_names) {
   const Names names = column_names(joint_names);
   const std::vector<CsvRow> rows = read_table(path);

@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "host/robot/module.h"
-
 namespace korvel::host {
 
 /// A sampled motion.
@@ -20,9 +18,6 @@ struct Motion {
   std::filesystem::path file;
   std::vector<std::size_t> lines;
 };
-
-/// Names of the joint angles of a robot, by index.
-std::vector<std::string> joint_names(const tesk::RigidBodySystem& system);
 
 /// Reads a motion file: CSV with a header row and one row per sample, columns in any order. `time` is required; `x`,
 /// `y`, `z`, `roll`, `pitch`, `yaw` and one column per joint name are known, each is 0 throughout if it is missing.

@@ -1,13 +1,18 @@
 #include "host/report/report_data.h"
 
+#include "host/results/columns.h"
+
 namespace korvel::host {
 
 namespace {
 
 using Json = nlohmann::json;
 
-Json point_of(const ResultsTable& results, const std::string& name) {
-  return {results.at(name + "_x"), results.at(name + "_y"), results.at(name + "_z")};
+/// The values over time of a quantity, of each column if it has several.
+Json values(const ResultsTable& results, const Quantity& quantity, const std::string& owner = {}) {
+  Json columns = Json::array();
+  for (const std::string& column : columns_of(quantity, owner)) columns.push_back(results.at(column));
+  return quantity.is_point ? columns : columns.front();
 }
 
 }  // namespace
@@ -22,18 +27,18 @@ Json report_data(const std::string& file, const tesk::RigidBodySystem& system, c
                       {"parent", parents[b]},
                       {"mass", system.getMass(b)},
                       {"rest", {rest.tx, rest.ty, rest.tz}},
-                      {"origin", point_of(results, name)},
-                      {"com", point_of(results, name + "_com")}});
+                      {"origin", values(results, quantities::origin, name)},
+                      {"com", values(results, quantities::body_com, name)}});
   }
   Json joints = Json::array();
   for (unsigned long j = 0; j < system.getNbJointAngles(); ++j) {
     const std::string& name = system.getJointAngleName(j);
-    joints.push_back({{"name", name}, {"body", j + 1}, {"torque", results.at(name + "_torque")}});
+    joints.push_back({{"name", name}, {"body", j + 1}, {"torque", values(results, quantities::torque, name)}});
   }
   return {{"file", file},
           {"mass", system.getMass()},
-          {"time", results.at("time")},
-          {"com", point_of(results, "com")},
+          {"time", values(results, quantities::time)},
+          {"com", values(results, quantities::com)},
           {"bodies", std::move(bodies)},
           {"joints", std::move(joints)}};
 }

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <utility>
 
-#include "host/motion/motion.h"
+#include "host/robot/robot.h"
 
 namespace korvel::host {
 

@@ -23,6 +23,12 @@ Eigen::Affine3d decimal(const QZ::Math::Transform& pose) {
 
 }  // namespace
 
+std::vector<std::string> joint_names(const tesk::RigidBodySystem& system) {
+  std::vector<std::string> names;
+  for (unsigned long j = 0; j < system.getNbJointAngles(); ++j) names.push_back(system.getJointAngleName(j));
+  return names;
+}
+
 Robot read_robot(tesk::RigidBodySystem& system) {
   system.setJointAnglesPos(Eigen::ArrayXf::Zero(static_cast<Eigen::Index>(system.getNbJointAngles())));
   system.computeFwdKinematicsExceptRoot();

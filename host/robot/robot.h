@@ -35,6 +35,9 @@ struct Robot {
   double mass;
 };
 
+/// Names of the joint angles, by index.
+std::vector<std::string> joint_names(const tesk::RigidBodySystem& system);
+
 /// The robot of the module. Leaves `system` at joint angles of zero and with stored poses of its own.
 Robot read_robot(tesk::RigidBodySystem& system);
 

@@ -14,6 +14,7 @@
 #include "host/motion/motion.h"
 #include "host/motion/root_motion.h"
 #include "host/robot/module.h"
+#include "host/robot/robot.h"
 
 namespace korvel::host {
 namespace {

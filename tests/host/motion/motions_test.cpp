@@ -7,6 +7,7 @@
 #include "host/motion/motion.h"
 #include "host/motion/trajectory.h"
 #include "host/robot/module.h"
+#include "host/robot/robot.h"
 
 namespace korvel::host {
 namespace {

@@ -1,5 +1,6 @@
 #include "host/motion/motion.h"
 #include "host/robot/module.h"
+#include "host/robot/robot.h"
 #include "support/expect.h"
 #include "support/truth.h"
 #include "tests/host/support/command.h"

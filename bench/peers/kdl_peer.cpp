@@ -16,7 +16,7 @@
 #include <kdl_parser/kdl_parser.hpp>
 #include <stdexcept>
 
-#include "bench/peer.h"
+#include "bench/peers/peer.h"
 #include "bench/robot.h"
 
 namespace korvel::bench {

@@ -1,4 +1,4 @@
-#include "bench/module_peer.h"
+#include "bench/peers/module_peer.h"
 
 #include "bench/jobs.h"
 

@@ -1,4 +1,4 @@
-#include "bench/agreement.h"
+#include "bench/peers/agreement.h"
 
 #include <limits>
 #include <sstream>

@@ -1,4 +1,4 @@
-#include "bench/peer.h"
+#include "bench/peers/peer.h"
 
 #include <Eigen/Geometry>
 

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "bench/peer.h"
+#include "bench/peers/peer.h"
 #include "bench/robot.h"
 
 namespace korvel::bench {

@@ -8,7 +8,7 @@
 #include <dart/utils/urdf/DartLoader.hpp>
 #include <stdexcept>
 
-#include "bench/peer.h"
+#include "bench/peers/peer.h"
 #include "bench/robot.h"
 
 namespace korvel::bench {

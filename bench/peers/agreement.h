@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bench/peer.h"
+#include "bench/peers/peer.h"
 
 namespace korvel::bench {
 
