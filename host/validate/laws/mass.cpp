@@ -21,7 +21,7 @@ std::string symmetric_and_positive(const Subject& subject) {
     const Eigen::MatrixXf transposed = seen.transpose();
     require(std::memcmp(seen.data(), transposed.data(), sizeof(float) * static_cast<std::size_t>(seen.size())) == 0,
             "the mass matrix of state {} and its transpose differ", seed);
-    const Coordinates scale = M.diagonal().cwiseSqrt().cwiseInverse();
+    const Coordinates scale = M.diagonal().cwiseAbs().cwiseSqrt().cwiseInverse();
     const MassMatrix scaled = scale.asDiagonal() * M * scale.asDiagonal();
     const double least = Eigen::SelfAdjointEigenSolver<MassMatrix>(scaled, Eigen::EigenvaluesOnly).eigenvalues()(0);
     require(least > 0, "the mass matrix of state {} has the eigenvalue {:.2e}, its diagonal scaled to 1", seed, least);
