@@ -7,13 +7,13 @@
 #include <cstdlib>
 
 extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier): the C library's own, by the names that it gives them.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): the C library's own, by the names that it gives them.
 void* __libc_malloc(std::size_t) noexcept;
 void* __libc_calloc(std::size_t, std::size_t) noexcept;
 void* __libc_realloc(void*, std::size_t) noexcept;
 void* __libc_memalign(std::size_t, std::size_t) noexcept;
 void __libc_free(void*) noexcept;
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
 }
 
 namespace korvel {
