@@ -7,7 +7,8 @@
 #include <cstdlib>
 
 extern "C" {
-// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): the C library's own, by the names that it gives them.
+// The C library's own, by the names that it gives them.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming)
 void* __libc_malloc(std::size_t) noexcept;
 void* __libc_calloc(std::size_t, std::size_t) noexcept;
 void* __libc_realloc(void*, std::size_t) noexcept;
