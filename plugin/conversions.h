@@ -33,7 +33,7 @@ template <typename Scalar>
 PoseT<Scalar> inverse_of_product(const GeneralTransformT<Scalar>& A, const GeneralTransformT<Scalar>& B) noexcept {
   const auto row0 = A.E * B.E.E.column0;
   const auto row1 = A.E * B.E.E.column1;
-  return {row0, row1, cross(row0, row1), B.applyInvToPoint(A.r)};
+  return {row0, row1, cross(row0, row1), B.apply_inv_to_point(A.r)};
 }
 
 inline void store(QZ::Math::Transform& T, const PoseT<float>& pose) noexcept {

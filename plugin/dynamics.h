@@ -11,9 +11,7 @@ namespace tesk {
 
 template <typename Model>
 [[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeGeneralizedMass() noexcept {
-  using namespace metapod::internal;
-  float* H = generalizedMass_.data();
-  depth_first_traversal_internal<metapod::crba<Model, false>::template DftVisitor, Model, root>::run(robot_, H);
+  metapod::crba<Model, false>::run(robot_, generalizedMass_.data());
 }
 
 template <typename Model>
@@ -21,24 +19,13 @@ template <typename Model>
   if (b >= body_count) return;
   // A resize that fails would leave J with freed storage: the new storage is made first.
   if (J.cols() != dof_count) ComJacobian(3, dof_count).swap(J);
-  using namespace metapod::internal;
-  float* columns = J.data();
-  int excluded = static_cast<int>(b);
-  depth_first_traversal_internal<metapod::partial_com_jacobian<Model>::template DftVisitor, Model, root>::run(
-      robot_, columns, excluded);
+  metapod::partial_com_jacobian<Model>::run(robot_, J.data(), static_cast<int>(b));
 }
 
 template <typename Model>
 [[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeInverseDynamics() noexcept {
-  using namespace metapod::internal;
-  const float* q = q_.data();
-  angles_.take_joints(q);
-  const float* dq = dq_.data();
-  const float* ddq = ddq_.data();
-  float* torques = torques_.data();
-  depth_first_traversal_internal<JcalcVisitor, Model, root>::run(robot_, q, angles_, dq);
-  depth_first_traversal_internal<metapod::rnea<Model, false>::template DftVisitor, Model, root>::run(robot_, ddq, fext_,
-                                                                                                     torques);
+  metapod::jcalc<Model>::run(robot_, q_.data(), angles_, dq_.data());
+  metapod::rnea<Model, false>::run(robot_, ddq_.data(), fext_, torques_.data());
 }
 
 template <typename Model>

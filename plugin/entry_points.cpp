@@ -8,7 +8,8 @@
 
 namespace {
 
-/// What the module computes on: korvel_in_lanes, or korvel to compare with. Both give the same bits.
+/// What the module computes on: korvel_in_lanes, or korvel to compare with. Both give the same bits,
+/// signs of zeros apart.
 using Model = metapod::KORVEL_MODEL;
 
 }  // namespace

@@ -16,26 +16,18 @@ inline QZ::Math::Position3D divided(const metapod::Spatial::Vector3& first_momen
 
 template <typename Model>
 [[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeFwdKinematicsExceptRoot() noexcept {
-  using namespace metapod::internal;
-  const float* q = q_.data();
-  angles_.take_joints(q);
-  depth_first_traversal_internal<JcalcPosVisitor, Model, root>::run(robot_, q, angles_);
-  float* jacobian = jacobianInRoot_.data();
-  metapod::fwd_kin_iX1<Model>::run(robot_, iX1_, jacobian, moments_);
-  QZ::Math::Transform* posesInRoot = posesInRoot_.data();
-  flat_traversal_internal<PoseInRootVisitor, Model>::run(iX1_, posesInRoot);
+  metapod::jcalc_pos<Model>::run(robot_, q_.data(), angles_);
+  metapod::fwd_kin_iX1<Model>::run(robot_, iX1_, jacobianInRoot_.data(), moments_);
+  poses_in_root<Model>::run(iX1_, posesInRoot_.data());
   comInRoot_ = divided(moments_.sum(), mass_);
 }
 
 template <typename Model>
 [[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeFwdKinematicsOnlyRoot() noexcept {
-  using namespace metapod::internal;
-  // The root's own step of the joint pass. The other nodes keep the joint angles of the last whole pass.
-  JcalcPosVisitor<Model, root>::discover(robot_, q_.data(), angles_);
-  const InBothScalars worldToRoot(metapod::node<root>(robot_).iXp);
-  invToQZMath(worldToRoot.as<float>(), poses_[root]);
-  QZ::Math::Transform* poses = poses_.data();
-  flat_traversal_internal<PoseInWorldVisitor, Model>::run(iX1_, worldToRoot, poses);
+  metapod::jcalc_pos<Model>::run_root(robot_, q_.data(), angles_);
+  const InBothScalars world_to_root(metapod::node<root>(robot_).iXp);
+  invToQZMath(world_to_root.as<float>(), poses_[root]);
+  poses_in_world<Model>::run(iX1_, world_to_root, poses_.data());
   com_ = poses_[root] * comInRoot_;
 }
 
@@ -81,7 +73,7 @@ void MetapodRigidBodySystem<Model>::setVolatilePose(unsigned long v, const QZ::M
 template <typename Model>
 QZ::Math::Position3D MetapodRigidBodySystem<Model>::getComPosition(unsigned long b) const noexcept {
   assert(b < body_count && "getComPosition: body index out of range");
-  const Spatial3 com_body = Model::inertias()[b].center_of_mass();
+  const metapod::Spatial::Vector3 com_body = Model::inertias()[b].center_of_mass();
   return poses_[b] * QZ::Math::Position3D(com_body.x, com_body.y, com_body.z);
 }
 

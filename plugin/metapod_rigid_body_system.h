@@ -109,7 +109,6 @@ class MetapodRigidBodySystem final : public RigidBodySystem {
 
   using Coordinates = Eigen::Matrix<float, dof_count, 1>;
   using RootCoordinates = typename metapod::NodeOf<Model, root>::Joint::Coordinates;
-  using Spatial3 = metapod::Spatial::Vector3;
 
   static Eigen::Index dof(unsigned long j) noexcept { return root_dof + static_cast<Eigen::Index>(j); }
   static FloatRange joint_range(const Coordinates& values) noexcept {

@@ -17,12 +17,12 @@ MetapodRigidBodySystem<Model>::MetapodRigidBodySystem()
       generalizedMass_(Eigen::MatrixXf::Zero(dof_count, dof_count)),
       poses_(body_count + volatile_frame_count),
       posesInRoot_(body_count) {
-  const auto& rootMotions = metapod::NodeOf<Model, root>::Joint::S;
+  const auto& root_motions = metapod::NodeOf<Model, root>::Joint::S;
   RootCoordinates rates{};
   for (std::size_t d = 0; d < rates.size(); ++d) {
     rates.fill(0);
     rates[d] = 1;
-    const auto column = rootMotions * rates;
+    const auto column = root_motions * rates;
     jacobianInRoot_.col(static_cast<Eigen::Index>(d)) << column.w.x, column.w.y, column.w.z, column.v.x, column.v.y,
         column.v.z;
   }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "metapod/algos/coordinates.h"
+#include "metapod/algos/gather_scatter.h"
 #include "metapod/algos/traversal.h"
-#include "metapod/spatial/called.h"
+#include "metapod/spatial/out_of_line.h"
 
 namespace metapod {
 
@@ -24,6 +24,10 @@ struct crba;
 
 template <typename Model>
 struct crba<Model, false> {
+  static void run(Model& model, float* H) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, H);
+  }
+
   template <typename, int i>
   struct DftVisitor {
     using Node = NodeOf<Model, i>;
@@ -36,7 +40,7 @@ struct crba<Model, false> {
         add_to_parent<Node>(node<Node::parent>(model).Icomp, n.iXp.applyInv(n.Icomp));
       }
       n.IcompS = n.Icomp * n.joint.S;
-      internal::put_symmetric<Node, Node, Model::dof_count>(H, n.joint.S.transpose() * n.IcompS);
+      internal::scatter_symmetric<Node, Node, Model::dof_count>(H, n.joint.S.transpose() * n.IcompS);
       internal::backward_traversal_internal<BwdtVisitor, Model, i>::run(model, H);
     }
 
@@ -46,7 +50,7 @@ struct crba<Model, false> {
       static void discover(Model& model, float* H) noexcept {
         auto& n = node<i>(model);
         carry_back(node<P>(model).iXp, n.IcompS);
-        internal::put_symmetric<NodeOf<Model, J>, Node, Model::dof_count>(
+        internal::scatter_symmetric<NodeOf<Model, J>, Node, Model::dof_count>(
             H, node<J>(model).joint.S.transpose() * n.IcompS);
       }
     };

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "metapod/algos/coordinates.h"
+#include "metapod/algos/gather_scatter.h"
 #include "metapod/models/model.h"
 
 namespace metapod {

@@ -2,13 +2,13 @@
 
 #include <array>
 
-#include "metapod/algos/coordinates.h"
+#include "metapod/algos/gather_scatter.h"
 #include "metapod/algos/traversal.h"
 
 namespace metapod {
 
-/// The transform from the root to a node's body, and one for each node. The root's own is the identity; it is neither
-/// written nor read.
+/// The transform from the root to a node's body, and one for each node. The root's own is neither written nor read: it
+/// stays zero.
 template <typename Node>
 using RootToBodyOf = Spatial::TransformT<Spatial::RotationMatrixT<typename Node::Scalar>>;
 template <typename Model>
@@ -21,11 +21,11 @@ class FirstMoments {
   static constexpr std::size_t body_count = static_cast<std::size_t>(Model::body_count);
 
  public:
-  /// put_below_root(of_bodies) puts the moments of all bodies but the root to an array over bodies.
+  /// scatter_below_root(of_bodies) writes the moments of all bodies but the root.
   template <typename Function>
-  void compute(const Function& put_below_root) noexcept {
-    internal::put<NodeOf<Model, 0>>(of_bodies_.data(), Model::template inertia<0>().h);
-    put_below_root(of_bodies_.data());
+  void compute(const Function& scatter_below_root) noexcept {
+    internal::scatter_vectors<NodeOf<Model, 0>>(of_bodies_.data(), Model::template inertia<0>().h);
+    scatter_below_root(of_bodies_.data());
     up_to_[0] = of_bodies_[0];
     Spatial::unrolled<body_count - 1>([&](auto b) { up_to_[b + 1] = up_to_[b] + of_bodies_[b + 1]; });
     version_ = Model::inertia_version();
@@ -34,31 +34,29 @@ class FirstMoments {
   /// Whether the table of inertias is still the one that they were computed with.
   bool are_current() const noexcept { return version_ == Model::inertia_version(); }
 
-  Spatial::Vector3 sum() const noexcept { return vector_of(up_to_[body_count - 1]); }
+  Spatial::Vector3 sum() const noexcept { return up_to_[body_count - 1].unpacked(); }
 
   /// The sum without one body, which is not the root.
   Spatial::Vector3 sum_without(std::size_t body) const noexcept {
-    Spatial::Pack sum = up_to_[body - 1];
+    Spatial::PackedVector3 sum = up_to_[body - 1];
     for (std::size_t b = body + 1; b < body_count; ++b) sum = sum + of_bodies_[b];
-    return vector_of(sum);
+    return sum.unpacked();
   }
 
  private:
-  static Spatial::Vector3 vector_of(const Spatial::Pack& xyz) noexcept { return {xyz[0], xyz[1], xyz[2]}; }
-
-  // x, y, z in the first three lanes.
-  std::array<Spatial::Pack, body_count> of_bodies_{};
-  std::array<Spatial::Pack, body_count> up_to_{};  ///< sum of those of a body and of all before it
+  std::array<Spatial::PackedVector3, body_count> of_bodies_{};
+  std::array<Spatial::PackedVector3, body_count> up_to_{};  ///< sum of those of a body and of all before it
   unsigned version_ = 0;
 };
 
 namespace internal {
 
+/// The node's share of a partial centre of mass. Which body is left out is asked when the shares are added.
 template <typename Model, int node_id>
-struct FirstMomentVisitor {
-  static void discover(const RootToBody<Model>& iX1, Spatial::Pack* of_bodies) noexcept {
-    const auto center_root = at<node_id>(iX1).applyInvToPoint(Model::template center_of_mass<node_id>());
-    put<NodeOf<Model, node_id>>(of_bodies, Model::template inertia<node_id>().m * center_root);
+struct PartialComVisitor {
+  static void discover(const RootToBody<Model>& iX1, Spatial::PackedVector3* of_bodies) noexcept {
+    const auto center_root = at<node_id>(iX1).apply_inv_to_point(Model::template center_of_mass<node_id>());
+    scatter_vectors<NodeOf<Model, node_id>>(of_bodies, Model::template inertia<node_id>().m * center_root);
   }
 };
 
@@ -68,8 +66,9 @@ struct FirstMomentVisitor {
 template <typename Model>
 struct first_moments {
   static void run(const RootToBody<Model>& iX1, FirstMoments<Model>& moments) noexcept {
-    moments.compute([&](Spatial::Pack* of_bodies) {
-      internal::flat_traversal_internal<internal::FirstMomentVisitor, Model>::run(iX1, of_bodies);
+    moments.compute([&](Spatial::PackedVector3* of_bodies) {
+      for_each_node_below_root<Model>(
+          [&](auto i) { internal::PartialComVisitor<Model, i>::discover(iX1, of_bodies); });
     });
   }
 };

@@ -10,7 +10,8 @@ template <typename Model, int node_id>
 struct FwdKiniX1Visitor {
   using Node = NodeOf<Model, node_id>;
 
-  static void discover(Model& model, RootToBody<Model>& iX1, float* jacobian, Spatial::Pack* of_bodies) noexcept {
+  static void discover(Model& model, RootToBody<Model>& iX1, float* jacobian,
+                       Spatial::PackedVector3* of_bodies) noexcept {
     const auto& i = node<node_id>(model);
     // i<-p after p<-1 is i<-1.
     if constexpr (Node::parent == 0) {
@@ -18,8 +19,8 @@ struct FwdKiniX1Visitor {
     } else {
       at<node_id>(iX1) = i.iXp * at<Node::parent>(iX1);
     }
-    put_column<Node>(jacobian, applyInv(at<node_id>(iX1), i.joint.S));
-    FirstMomentVisitor<Model, node_id>::discover(iX1, of_bodies);
+    scatter_columns<Node>(jacobian, applyInv(at<node_id>(iX1), i.joint.S));
+    PartialComVisitor<Model, node_id>::discover(iX1, of_bodies);
   }
 };
 
@@ -37,8 +38,9 @@ struct FwdKiniX1Visitor {
 template <typename Model>
 struct fwd_kin_iX1 {
   static void run(Model& model, RootToBody<Model>& iX1, float* jacobian, FirstMoments<Model>& moments) noexcept {
-    moments.compute([&](Spatial::Pack* of_bodies) {
-      internal::flat_traversal_internal<internal::FwdKiniX1Visitor, Model>::run(model, iX1, jacobian, of_bodies);
+    moments.compute([&](Spatial::PackedVector3* of_bodies) {
+      for_each_node_below_root<Model>(
+          [&](auto i) { internal::FwdKiniX1Visitor<Model, i>::discover(model, iX1, jacobian, of_bodies); });
     });
   }
 };

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "metapod/algos/coordinates.h"
+#include "metapod/algos/gather_scatter.h"
 #include "metapod/algos/traversal.h"
 #include "metapod/spatial/sine_cosine.h"
 
@@ -38,8 +38,8 @@ class SinesAndCosines {
   /// The positions of one node's joint.
   template <typename Node>
   typename Node::Joint::Positions of(const float* q) const noexcept {
-    using internal::get;
-    return {get<Node>(q), get<Node>(sine_), get<Node>(cosine_)};
+    using internal::gather_coordinates;
+    return {gather_coordinates<Node>(q), gather_coordinates<Node>(sine_), gather_coordinates<Node>(cosine_)};
   }
 
  private:
@@ -72,7 +72,7 @@ struct JcalcVisitor {
 
   static void discover(Model& model, const float* q, const SinesAndCosines<Model>& angles, const float* dq) noexcept {
     auto& i = node<node_id>(model);
-    i.joint.jcalc(angles.template of<Node>(q), get<Node>(dq));
+    i.joint.jcalc(angles.template of<Node>(q), gather_coordinates<Node>(dq));
     i.iXp = i.joint.Xj * Node::Xt;
   }
 
@@ -80,5 +80,28 @@ struct JcalcVisitor {
 };
 
 }  // namespace internal
+
+/// The pass with positions. Takes the sines and cosines of all joints but the root.
+template <typename Model>
+struct jcalc_pos {
+  static void run(Model& model, const float* q, SinesAndCosines<Model>& angles) noexcept {
+    angles.take_joints(q);
+    internal::depth_first_traversal_internal<internal::JcalcPosVisitor, Model, 0>::run(model, q, angles);
+  }
+
+  /// The root's own step. The other nodes keep what the last whole pass left.
+  static void run_root(Model& model, const float* q, const SinesAndCosines<Model>& angles) noexcept {
+    internal::JcalcPosVisitor<Model, 0>::discover(model, q, angles);
+  }
+};
+
+/// The pass with positions and velocities. Takes the sines and cosines of all joints but the root.
+template <typename Model>
+struct jcalc {
+  static void run(Model& model, const float* q, SinesAndCosines<Model>& angles, const float* dq) noexcept {
+    angles.take_joints(q);
+    internal::depth_first_traversal_internal<internal::JcalcVisitor, Model, 0>::run(model, q, angles, dq);
+  }
+};
 
 }  // namespace metapod

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "metapod/algos/coordinates.h"
+#include "metapod/algos/gather_scatter.h"
 #include "metapod/algos/traversal.h"
 
 namespace metapod {
@@ -8,8 +8,9 @@ namespace metapod {
 /// Linear momentum of the robot without body k per unit of each generalized velocity: the mass of that robot times the
 /// jacobian of its centre of mass.
 ///
-/// These are rows 0 to 2 of the matrix of partial_crba, turned into the world's axes, with the same bits. Rotational
-/// inertia and moments never reach these rows, so masses, first moments and linear forces are all that is carried.
+/// These are rows 0 to 2 of the matrix of partial_crba, turned into the world's axes, with the same bits, signs
+/// of zeros apart. Rotational inertia and moments never reach these rows, so masses, first moments and linear forces
+/// are all that is carried.
 ///
 /// Frames  world axes
 /// Shapes  J 3 x 30, consecutive columns [kg], [kg m]
@@ -19,6 +20,10 @@ namespace metapod {
 /// Source  R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.2: rows of the root's linear velocity
 template <typename Model>
 struct partial_com_jacobian {
+  static void run(Model& model, float* J, int k) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, J, k);
+  }
+
   template <typename, int i>
   struct DftVisitor {
     using Node = NodeOf<Model, i>;
@@ -41,7 +46,7 @@ struct partial_com_jacobian {
       internal::backward_traversal_internal<BwdtVisitor, Model, i>::run(model);
       const auto world_to_root = to_child<typename Node::Scalar>(node<0>(model).iXp.E);
       Spatial::unrolled<Node::Joint::dof>([&](auto k) {
-        internal::put_column<Node>(J, world_to_root.applyTransposed(n.IcompS[k].f), static_cast<int>(k));
+        internal::scatter_columns<Node>(J, world_to_root.applyTransposed(n.IcompS[k].f), static_cast<int>(k));
       });
     }
 

@@ -8,17 +8,16 @@ namespace metapod {
 /// theirs. A k that names no body leaves nothing out. All else is as crba says.
 template <typename Model>
 struct partial_crba {
+  static void run(Model& model, float* H, int k) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, H, k);
+  }
+
   template <typename, int i>
   struct DftVisitor {
     using Whole = typename crba<Model, false>::template DftVisitor<Model, i>;
 
     static void discover(Model& model, float*, int k) noexcept {
-      using Node = NodeOf<Model, i>;
-      const auto& [m, h, I] = Model::template inertia<i>();
-      node<i>(model).Icomp = {without<Node>(m, k),
-                              without<Node>(h, k),
-                              {without<Node>(I.xx, k), without<Node>(I.yx, k), without<Node>(I.yy, k),
-                               without<Node>(I.zx, k), without<Node>(I.zy, k), without<Node>(I.zz, k)}};
+      node<i>(model).Icomp = without<NodeOf<Model, i>>(Model::template inertia<i>(), k);
     }
 
     static void finish(Model& model, float* H, int) noexcept { Whole::finish(model, H); }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "metapod/algos/coordinates.h"
 #include "metapod/algos/external_forces.h"
+#include "metapod/algos/gather_scatter.h"
 #include "metapod/algos/traversal.h"
 #include "metapod/models/gravity.h"
-#include "metapod/spatial/called.h"
+#include "metapod/spatial/out_of_line.h"
 
 namespace metapod {
 
@@ -24,6 +24,10 @@ struct rnea;
 
 template <typename Model>
 struct rnea<Model, false> {
+  static void run(Model& model, const float* ddq, const ExternalForces<Model>& fext, float* torques) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, ddq, fext, torques);
+  }
+
   /// Velocity and acceleration of node i from those of its parent. The root's parent is the world: it does not move,
   /// and seems to accelerate against gravity.
   template <int i, int parent>
@@ -49,7 +53,7 @@ struct rnea<Model, false> {
     using Node = NodeOf<Model, i>;
 
     static void discover(Model& model, const float* ddq, const ExternalForces<Model>& fext, float*) noexcept {
-      update_kinematics<i, Node::parent>::run(model, internal::get<Node>(ddq));
+      update_kinematics<i, Node::parent>::run(model, internal::gather_coordinates<Node>(ddq));
       auto& n = node<i>(model);
       const auto& I = Model::template inertia<i>();
       n.fi = equation_of_motion(I, n.vi, n.ai) - fext.template on<i>();
@@ -57,7 +61,7 @@ struct rnea<Model, false> {
 
     static void finish(Model& model, const float*, const ExternalForces<Model>&, float* torques) noexcept {
       auto& n = node<i>(model);
-      internal::put<Node>(torques, n.joint.S.transpose() * n.fi);
+      internal::scatter_coordinates<Node>(torques, n.joint.S.transpose() * n.fi);
       if constexpr (Node::parent != models::no_parent) {
         add_to_parent<Node>(node<Node::parent>(model).fi, n.iXp.applyInv(n.fi));
       }

@@ -7,7 +7,9 @@
 
 #include "metapod/models/model.h"
 
-namespace metapod::internal {
+namespace metapod {
+
+namespace internal {
 
 /// Visits the subtree of a node depth first: discover on entering a node, then its children in increasing order, then
 /// finish. So every node is discovered after its parent and finished after all its descendants. The arguments go to
@@ -17,35 +19,14 @@ struct depth_first_traversal_internal {
   template <typename... Args>
   static void run(Model& model, Args&... args) noexcept {
     Visitor<Model, node_id>::discover(model, args...);
-    run_below(model, args...);
+    run_children(typename NodeOf<Model, node_id>::Children{}, model, args...);
     Visitor<Model, node_id>::finish(model, args...);
-  }
-
-  /// Visits the subtrees of the node's children, one after the other, but not the node.
-  template <typename... Args>
-  static void run_below(Model& model, Args&... args) noexcept {
-    run_children(typename NodeOf<Model, node_id>::children{}, model, args...);
   }
 
  private:
   template <int... child, typename... Args>
   static void run_children(std::integer_sequence<int, child...>, Model& model, Args&... args) noexcept {
     (depth_first_traversal_internal<Visitor, Model, child>::run(model, args...), ...);
-  }
-};
-
-/// Visits all nodes but the root in the order of their ids, in which parents come before their children.
-template <template <typename, int> class Visitor, typename Model>
-struct flat_traversal_internal {
-  template <typename... Args>
-  static void run(Args&... args) noexcept {
-    run_nodes(std::make_integer_sequence<int, Model::node_count - 1>{}, args...);
-  }
-
- private:
-  template <int... i, typename... Args>
-  static void run_nodes(std::integer_sequence<int, i...>, Args&... args) noexcept {
-    (Visitor<Model, i + 1>::discover(args...), ...);
   }
 };
 
@@ -63,4 +44,13 @@ struct backward_traversal_internal {
   }
 };
 
-}  // namespace metapod::internal
+}  // namespace internal
+
+/// visit(id) for all nodes but the root in the order of their ids, in which parents come before their children. An id
+/// is a constant, as for Spatial::unrolled.
+template <typename Model, typename Function>
+void for_each_node_below_root(const Function& visit) noexcept {
+  Spatial::unrolled<Model::node_count - 1>([&](auto i) { visit(std::integral_constant<int, i + 1>{}); });
+}
+
+}  // namespace metapod

@@ -37,7 +37,8 @@ auto node_vector(std::integer_sequence<int, id...>) -> boost::fusion::vector<Val
 /// Size is fixed, nothing is on the heap; copying copies the state of every node. One object belongs to one thread at a
 /// time. The tables are shared by all objects of the class; only set_inertia writes them, and there is no lock.
 ///
-/// The partition says which bodies a node stands for. Whatever it is, the algorithms give the same bits.
+/// The partition says which bodies a node stands for. Whatever it is, the algorithms give the same bits,
+/// signs of zeros apart.
 template <typename Robot, typename Partition>
 class Model {
   static constexpr auto body_indexes = std::make_index_sequence<std::size(Robot::bodies)>{};
@@ -96,17 +97,8 @@ class Model {
 
   template <typename Node>
   static MassOf<Node> mass_of_node() noexcept {
-    const auto gathered = [](auto&& value) {
-      return gather<Node>([&](int b) { return value(inertias_[static_cast<std::size_t>(b)]); });
-    };
-    using I = const Spatial::Inertia&;
-    return {{gathered([](I i) { return i.m; }),
-             {gathered([](I i) { return i.h.x; }), gathered([](I i) { return i.h.y; }),
-              gathered([](I i) { return i.h.z; })},
-             {gathered([](I i) { return i.I.xx; }), gathered([](I i) { return i.I.yx; }),
-              gathered([](I i) { return i.I.yy; }), gathered([](I i) { return i.I.zx; }),
-              gathered([](I i) { return i.I.zy; }), gathered([](I i) { return i.I.zz; })}},
-            gather_vector<Node>([](int b) { return inertias_[static_cast<std::size_t>(b)].center_of_mass(); })};
+    const auto of = [](int body) -> const Spatial::Inertia& { return inertias_[static_cast<std::size_t>(body)]; };
+    return {gather<Node>(of), gather<Node>([of](int body) { return of(body).center_of_mass(); })};
   }
 
   template <int... id>

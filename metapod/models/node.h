@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "metapod/models/lanes.h"
 
 namespace metapod::models {
@@ -56,15 +54,15 @@ template <typename Robot, typename Node>
 constexpr auto tree_transform() noexcept {
   using Scalar = typename Node::Scalar;
   using Matrix3 = Spatial::Matrix3;
-  constexpr unsigned straight = identity_lanes<Robot>(Node::bodies);
+  constexpr unsigned unrotated_lanes = identity_lanes<Robot>(Node::bodies);
   constexpr auto r = TreeVector<Robot, Node, Translation>::value;
-  if constexpr (straight != 0 && Node::bodies.count == 1) {
+  if constexpr (unrotated_lanes != 0 && Node::bodies.count == 1) {
     return Spatial::TransformT(Spatial::RotationMatrixIdentityT<Scalar>{}, r);
   } else {
     constexpr Spatial::MatrixOf E{TreeVector<Robot, Node, RotationColumn<&Matrix3::column0>>::value,
                                   TreeVector<Robot, Node, RotationColumn<&Matrix3::column1>>::value,
                                   TreeVector<Robot, Node, RotationColumn<&Matrix3::column2>>::value};
-    return Spatial::TransformT(Spatial::RotationOf<Scalar, std::decay_t<decltype(E)>, straight>(E), r);
+    return Spatial::TransformT(Spatial::RotationOf<Scalar, std::decay_t<decltype(E)>, unrotated_lanes>(E), r);
   }
 }
 
@@ -76,7 +74,7 @@ struct NodeConstants {
 
   static constexpr int id = node_id;
   static constexpr int parent = node_parents_of<Robot, Partition>()[node_id];
-  using children = typename ChildrenOf<Robot, Partition, node_id>::type;
+  using Children = typename ChildrenOf<Robot, Partition, node_id>::type;
 
   /// Index of the first coordinate of a body's joint.
   static constexpr int dof_index_of(int body) noexcept {
@@ -99,9 +97,6 @@ struct Node : NodeConstants<Robot, Partition, node_id> {
   using Constants = NodeConstants<Robot, Partition, node_id>;
   using typename Constants::Joint;
   using typename Constants::Scalar;
-
-  static inline const std::string joint_name{Robot::bodies[Constants::bodies.any()].name};
-  static inline const std::string body_name{Robot::bodies[Constants::bodies.any()].name};
 
   static constexpr auto Xt = tree_transform<Robot, Constants>();
 

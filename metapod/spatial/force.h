@@ -11,12 +11,16 @@ struct ForceT {
 
   Vector n;  ///< angular part: moment about the frame's origin [N m]
   Vector f;  ///< linear part: force [N]
-
-  constexpr const Vector& angular() const noexcept { return n; }
-  constexpr const Vector& linear() const noexcept { return f; }
 };
+template <typename Scalar>
+ForceT(Vector3T<Scalar>, Vector3T<Scalar>) -> ForceT<Scalar>;
 using Force = ForceT<float>;
 static_assert(std::is_trivial_v<Force> && sizeof(Force) == 6 * sizeof(float));
+
+template <typename Function, typename Scalar, typename... Others>
+constexpr auto map(const Function& f, const ForceT<Scalar>& a, const Others&... others) noexcept {
+  return ForceT{map(f, a.n, others.n...), map(f, a.f, others.f...)};
+}
 
 template <typename Scalar>
 constexpr ForceT<Scalar> operator+(const ForceT<Scalar>& a, const ForceT<Scalar>& b) noexcept {

@@ -36,6 +36,11 @@ struct InertiaT {
 using Inertia = InertiaT<float>;
 static_assert(std::is_trivially_copyable_v<Inertia> && sizeof(Inertia) == 10 * sizeof(float));
 
+template <typename Function, typename Scalar, typename... Others>
+constexpr auto map(const Function& f, const InertiaT<Scalar>& a, const Others&... others) noexcept {
+  return InertiaT{f(a.m, others.m...), map(f, a.h, others.h...), map(f, a.I, others.I...)};
+}
+
 /// The inertia of two bodies joined into one; both in the same frame.
 template <typename Scalar>
 constexpr InertiaT<Scalar> operator+(const InertiaT<Scalar>& a, const InertiaT<Scalar>& b) noexcept {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "metapod/spatial/vector3.h"
 
 namespace metapod::Spatial {
@@ -17,6 +19,12 @@ MatrixOf(Column0, Column1, Column2) -> MatrixOf<Column0, Column1, Column2>;
 template <typename Scalar>
 using Matrix3T = MatrixOf<Vector3T<Scalar>, Vector3T<Scalar>, Vector3T<Scalar>>;
 using Matrix3 = Matrix3T<float>;
+
+template <typename Function, typename A, typename B, typename C, typename... Others>
+constexpr auto map(const Function& f, const MatrixOf<A, B, C>& M, const Others&... others) noexcept {
+  return MatrixOf{map(f, M.column0, others.column0...), map(f, M.column1, others.column1...),
+                  map(f, M.column2, others.column2...)};
+}
 
 template <typename A, typename B, typename C, typename X, typename Y, typename Z>
 constexpr auto operator*(const MatrixOf<A, B, C>& M, const VectorOf<X, Y, Z>& v) noexcept {
@@ -37,8 +45,8 @@ constexpr auto transposed_times(const MatrixOf<A, B, C>& M, const VectorOf<X, Y,
 }
 
 template <typename Scalar, typename A, typename B, typename C>
-constexpr Matrix3T<Scalar> filled(const MatrixOf<A, B, C>& M) noexcept {
-  return {filled<Scalar>(M.column0), filled<Scalar>(M.column1), filled<Scalar>(M.column2)};
+constexpr Matrix3T<Scalar> dense(const MatrixOf<A, B, C>& M) noexcept {
+  return map([](const auto& x) { return dense<Scalar>(x); }, M);
 }
 
 /// A symmetric 3 x 3 matrix, stored as its lower triangle row by row.
@@ -46,6 +54,14 @@ template <typename Scalar>
 struct SymmetricMatrix3T {
   Scalar xx, yx, yy, zx, zy, zz;
 };
+template <typename Scalar, typename... Scalars>
+SymmetricMatrix3T(Scalar, Scalars...) -> SymmetricMatrix3T<Scalar>;
+
+template <typename Function, typename Scalar, typename... Others>
+constexpr auto map(const Function& f, const SymmetricMatrix3T<Scalar>& I, const Others&... others) noexcept {
+  return SymmetricMatrix3T{f(I.xx, others.xx...), f(I.yx, others.yx...), f(I.yy, others.yy...),
+                           f(I.zx, others.zx...), f(I.zy, others.zy...), f(I.zz, others.zz...)};
+}
 
 template <typename Scalar>
 constexpr Matrix3T<Scalar> lowerTriangularToSymmetric(const SymmetricMatrix3T<Scalar>& I) noexcept {
@@ -55,7 +71,7 @@ constexpr Matrix3T<Scalar> lowerTriangularToSymmetric(const SymmetricMatrix3T<Sc
 template <typename Scalar>
 constexpr SymmetricMatrix3T<Scalar> operator+(const SymmetricMatrix3T<Scalar>& a,
                                               const SymmetricMatrix3T<Scalar>& b) noexcept {
-  return {a.xx + b.xx, a.yx + b.yx, a.yy + b.yy, a.zx + b.zx, a.zy + b.zy, a.zz + b.zz};
+  return map(std::plus<>(), a, b);
 }
 
 }  // namespace metapod::Spatial

@@ -11,9 +11,6 @@ template <typename Angular, typename Linear>
 struct MotionOf {
   Angular w;  ///< angular part [rad/s]
   Linear v;   ///< linear part [m/s]
-
-  constexpr const Angular& angular() const noexcept { return w; }
-  constexpr const Linear& linear() const noexcept { return v; }
 };
 template <typename Angular, typename Linear>
 MotionOf(Angular, Linear) -> MotionOf<Angular, Linear>;
@@ -22,6 +19,11 @@ template <typename Scalar>
 using MotionT = MotionOf<Vector3T<Scalar>, Vector3T<Scalar>>;
 using Motion = MotionT<float>;
 static_assert(std::is_trivial_v<Motion> && sizeof(Motion) == 6 * sizeof(float));
+
+template <typename Function, typename A, typename B, typename... Others>
+constexpr auto map(const Function& f, const MotionOf<A, B>& m, const Others&... others) noexcept {
+  return MotionOf{map(f, m.w, others.w...), map(f, m.v, others.v...)};
+}
 
 template <typename A, typename B, typename C, typename D>
 constexpr auto operator+(const MotionOf<A, B>& a, const MotionOf<C, D>& b) noexcept {

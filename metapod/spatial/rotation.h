@@ -34,11 +34,14 @@ struct RotationOf {
 
   Matrix E{};
 
-  constexpr RotationOf() noexcept = default;
+  /// Zero, but for the third row of a rotation about z, which that kind does not store: it is (0, 0, 1) also here.
+  constexpr RotationOf() noexcept {
+    if constexpr (about_z != 0) E.column2.z = select<about_z>(Scalar(1), Scalar{});
+  }
   explicit constexpr RotationOf(const Matrix& matrix) noexcept : E(matrix) {}
   /// From a kind that knows more.
   template <typename M, unsigned lanes>
-  explicit constexpr RotationOf(const RotationOf<Scalar, M, lanes>& R) noexcept : E(filled<Scalar>(R.E)) {}
+  explicit constexpr RotationOf(const RotationOf<Scalar, M, lanes>& R) noexcept : E(dense<Scalar>(R.E)) {}
   explicit constexpr RotationOf(const RotationMatrixAboutZT<Scalar>& R) noexcept
       : E{{R.c, -R.s, {}}, {R.s, R.c, {}}, {{}, {}, Scalar(1)}} {}
 
@@ -127,7 +130,7 @@ constexpr SymmetricMatrix3T<Scalar> rotated_back(const RotationOf<Scalar, M, abo
   SymmetricMatrix3T<Scalar> J{dot(E.column0, IE.column0), dot(E.column1, IE.column0), dot(E.column1, IE.column1),
                               dot(E.column2, IE.column0), dot(E.column2, IE.column1), dot(E.column2, IE.column2)};
   if constexpr (about_z != 0) {
-    const auto [xx, yx, yy] = rotated_back_about_z(E.column0.x, filled<Scalar>(E.column1.x), I);
+    const auto [xx, yx, yy] = rotated_back_about_z(E.column0.x, dense<Scalar>(E.column1.x), I);
     J.xx = select<about_z>(xx, J.xx);
     J.yx = select<about_z>(yx, J.yx);
     J.yy = select<about_z>(yy, J.yy);

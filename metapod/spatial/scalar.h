@@ -13,6 +13,14 @@
 
 namespace metapod::Spatial {
 
+/// Every value type has a `map` beside it, the one place that lists its components: the value with f(x) for each
+/// component x, or with f(x, y, ...) for the components of several values that belong together. A float is its only
+/// component.
+template <typename Function, typename... Scalars>
+constexpr auto map(const Function& f, float x, const Scalars&... others) noexcept {
+  return f(x, others...);
+}
+
 static_assert(FLT_EVAL_METHOD == 0, "float expressions must be evaluated in float: on 32-bit x86, use SSE arithmetic");
 #if defined(__FAST_MATH__)
 static_assert(false, "relaxed arithmetic changes the last bits: compile without -ffast-math");

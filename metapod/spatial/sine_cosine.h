@@ -21,15 +21,15 @@ struct SineCosineT {
   Scalar cosine;
 };
 
+/// Up to here multiples of pi/2 are exact enough: their numbers need no more than 16 bits.
+inline constexpr float sine_cosine_bound = 1e5F;
+
 namespace internal {
 
 using Double2 __attribute__((vector_size(16))) = double;
 using Int4 __attribute__((vector_size(16))) = std::int32_t;
 using UInt4 __attribute__((vector_size(16))) = std::uint32_t;
 using Long2 __attribute__((vector_size(16))) = std::int64_t;
-
-/// Up to here n pi/2 is exact enough: n needs no more than 16 bits.
-inline constexpr float sine_cosine_bound = 1e5F;
 
 /// Defined out of sight on purpose: compilers that see the values make each vector anew from a scalar, at the cost of
 /// an instruction for every use.

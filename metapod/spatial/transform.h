@@ -25,7 +25,7 @@ struct TransformT {
       : E(rotation), r(translation) {}
   /// From a kind that knows more.
   template <typename Q, typename S>
-  explicit constexpr TransformT(const TransformT<Q, S>& X) noexcept : E(X.E), r(filled<Scalar>(X.r)) {}
+  explicit constexpr TransformT(const TransformT<Q, S>& X) noexcept : E(X.E), r(dense<Scalar>(X.r)) {}
 
   /// From A to B: motion, force.
   constexpr Motion apply(const Motion& a) const noexcept { return {E * a.w, E * (a.v - cross(r, a.w))}; }
@@ -51,7 +51,7 @@ struct TransformT {
              J.yy + (r.x * g.x + r.z * g.z) + (h.x * r.x + h.z * r.z), J.zx - r.x * g.z - h.x * r.z,
              J.zy - r.y * g.z - h.y * r.z, J.zz + (r.x * g.x + r.y * g.y) + (h.x * r.x + h.y * r.y)}};
   }
-  constexpr Vector applyInvToPoint(const Vector& p_B) const noexcept { return E.applyTransposed(p_B) + r; }
+  constexpr Vector apply_inv_to_point(const Vector& p_B) const noexcept { return E.applyTransposed(p_B) + r; }
 };
 static_assert(std::is_trivially_copyable_v<TransformT<RotationMatrix>> &&
               sizeof(TransformT<RotationMatrix>) == 12 * sizeof(float));

@@ -25,6 +25,11 @@ static_assert(std::is_trivial_v<Vector3> && sizeof(Vector3) == 3 * sizeof(float)
 
 using ZeroVector = Vector3T<Zero>;
 
+template <typename Function, typename X, typename Y, typename Z, typename... Others>
+constexpr auto map(const Function& f, const VectorOf<X, Y, Z>& a, const Others&... others) noexcept {
+  return VectorOf{f(a.x, others.x...), f(a.y, others.y...), f(a.z, others.z...)};
+}
+
 template <typename X, typename Y, typename Z, typename U, typename V, typename W>
 constexpr auto operator+(const VectorOf<X, Y, Z>& a, const VectorOf<U, V, W>& b) noexcept {
   return VectorOf{a.x + b.x, a.y + b.y, a.z + b.z};
@@ -62,8 +67,8 @@ constexpr auto cross(const VectorOf<X, Y, Z>& a, const VectorOf<U, V, W>& b) noe
 }
 
 template <typename Scalar, typename X, typename Y, typename Z>
-constexpr Vector3T<Scalar> filled(const VectorOf<X, Y, Z>& a) noexcept {
-  return {filled<Scalar>(a.x), filled<Scalar>(a.y), filled<Scalar>(a.z)};
+constexpr Vector3T<Scalar> dense(const VectorOf<X, Y, Z>& a) noexcept {
+  return map([](const auto& x) { return dense<Scalar>(x); }, a);
 }
 
 }  // namespace metapod::Spatial

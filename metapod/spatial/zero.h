@@ -3,7 +3,8 @@
 namespace metapod::Spatial {
 
 /// A number that is known to be zero when the program is built. It is a type of its own, so that formulas written out
-/// in full drop the terms that it makes vanish; the remaining terms keep their order, and so their bits.
+/// in full drop the terms that it makes vanish; the remaining terms keep their order, and so their bits, signs of zeros
+/// apart.
 struct Zero {};
 
 constexpr Zero operator-(Zero) noexcept { return {}; }
@@ -36,13 +37,13 @@ constexpr Zero operator*(Zero, const S&) noexcept {
   return {};
 }
 
-/// As an ordinary number.
+/// Stored as an ordinary number, also where it is known to be zero.
 template <typename Scalar>
-constexpr Scalar filled(const Scalar& x) noexcept {
+constexpr Scalar dense(const Scalar& x) noexcept {
   return x;
 }
 template <typename Scalar>
-constexpr Scalar filled(Zero) noexcept {
+constexpr Scalar dense(Zero) noexcept {
   return {};
 }
 

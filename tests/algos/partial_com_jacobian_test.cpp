@@ -11,7 +11,6 @@ namespace korvel::tests {
 namespace {
 
 using Model = metapod::korvel;
-using metapod::internal::depth_first_traversal_internal;
 
 // Which carries no more than reaches these rows, and still has their bits. 25 names no body.
 TEST(PartialComJacobian, IsTheLinearMomentumRowsOfThePartialMassMatrix) {
@@ -19,19 +18,13 @@ TEST(PartialComJacobian, IsTheLinearMomentumRowsOfThePartialMassMatrix) {
   Model robot;
   for (int k = 0; k <= Model::body_count; ++k) {
     const State state = random_state(static_cast<std::uint64_t>(k));
-    const float* q = state.q.data();
     metapod::SinesAndCosines<Model> angles;
-    angles.take_root(q);
-    angles.take_joints(q);
-    depth_first_traversal_internal<metapod::internal::JcalcPosVisitor, Model, 0>::run(robot, q, angles);
-
+    angles.take_root(state.q.data());
+    metapod::jcalc_pos<Model>::run(robot, state.q.data(), angles);
     Eigen::Matrix<float, n, n> H;
-    float* matrix = H.data();
-    depth_first_traversal_internal<metapod::partial_crba<Model>::template DftVisitor, Model, 0>::run(robot, matrix, k);
+    metapod::partial_crba<Model>::run(robot, H.data(), k);
     Eigen::Matrix<float, 3, n> J;
-    float* columns = J.data();
-    depth_first_traversal_internal<metapod::partial_com_jacobian<Model>::template DftVisitor, Model, 0>::run(
-        robot, columns, k);
+    metapod::partial_com_jacobian<Model>::run(robot, J.data(), k);
 
     const auto& E = metapod::node<0>(robot).iXp.E;
     for (int c = 0; c < n; ++c) {

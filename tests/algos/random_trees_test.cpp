@@ -1,11 +1,15 @@
-// What holds of this robot holds of others: chains, stars and trees whose numbers are drawn when they are compiled.
+// What holds of this robot holds of others: of it, and of chains, stars and trees whose numbers are drawn when they are
+// compiled.
 
+#include "metapod/algos/partial_crba.h"
+#include "metapod/models/korvel/korvel.h"
 #include "plugin/dynamics.h"
 #include "plugin/inputs.h"
 #include "plugin/kinematics.h"
 #include "plugin/state.h"
 #include "states/states.h"
 #include "support/expect.h"
+#include "support/truth.h"
 
 namespace korvel::tests {
 namespace {
@@ -83,153 +87,124 @@ struct Star {
   };
 };
 
-/// In double precision, from the table alone.
-template <typename Robot>
-class Textbook {
- public:
-  static constexpr int bodies = static_cast<int>(std::size(Robot::bodies));
-  static constexpr int joints = bodies - 1;
-
-  Textbook(const Eigen::Affine3d& root, const Eigen::ArrayXf& angles) {
-    for (int b = 0; b < bodies; ++b) {
-      const auto& [x, y, z] = row(b).rotation;
-      Eigen::Affine3d frame = Eigen::Affine3d::Identity();
-      frame.linear() << vector(x).transpose(), vector(y).transpose(), vector(z).transpose();
-      frame.translation() = vector(row(b).translation);
-      poses.push_back(b == 0 ? root
-                             : poses[static_cast<std::size_t>(row(b).parent)] * frame *
-                                   Eigen::AngleAxisd(static_cast<double>(angles(b - 1)), Eigen::Vector3d::UnitZ()));
-    }
-  }
-
-  double mass(int b) const { return static_cast<double>(row(b).inertia.m); }
-  Eigen::Vector3d com(int b) const { return pose(b) * (vector(row(b).inertia.h) / mass(b)); }
-  const Eigen::Affine3d& pose(int b) const { return poses[static_cast<std::size_t>(b)]; }
-
-  /// Motion of body b and of its centre of mass per unit velocities; world axes, angular rows first.
-  Eigen::MatrixXd jacobian(int b) const {
-    Eigen::MatrixXd J = Eigen::MatrixXd::Zero(6, 6 + joints);
-    const Eigen::Matrix3d& R = pose(0).linear();
-    J.block<3, 3>(3, 0) = R;
-    for (int k = 0; k < 3; ++k) J.col(3 + k) << R.col(k), R.col(k).cross(com(b) - pose(0).translation());
-    for (int i = b; i > 0; i = row(i).parent) {
-      const Eigen::Vector3d axis = pose(i).linear().col(2);
-      J.col(5 + i) << axis, axis.cross(com(b) - pose(i).translation());
-    }
-    return J;
-  }
-
-  /// Sum over bodies of what each needs to be accelerated.
-  Eigen::MatrixXd mass_matrix() const {
-    Eigen::MatrixXd M = Eigen::MatrixXd::Zero(6 + joints, 6 + joints);
-    for (int b = 0; b < bodies; ++b) {
-      const auto& I = row(b).inertia.I;
-      Eigen::Matrix3f about_origin;
-      about_origin << I.xx, I.yx, I.zx, I.yx, I.yy, I.zy, I.zx, I.zy, I.zz;
-      const Eigen::Vector3d c = vector(row(b).inertia.h) / mass(b);
-      const Eigen::Matrix3d about_com =
-          about_origin.cast<double>() - mass(b) * (c.squaredNorm() * Eigen::Matrix3d::Identity() - c * c.transpose());
-      const Eigen::MatrixXd J = jacobian(b);
-      const Eigen::Matrix3d& R = pose(b).linear();
-      M += J.topRows(3).transpose() * R * about_com * R.transpose() * J.topRows(3);
-      M += mass(b) * J.bottomRows(3).transpose() * J.bottomRows(3);
-    }
-    return M;
-  }
-
-  /// Generalized forces that hold the robot against gravity.
-  Eigen::VectorXd weight() const {
-    Eigen::VectorXd sum = Eigen::VectorXd::Zero(6 + joints);
-    for (int b = 0; b < bodies; ++b) sum += 9.81 * mass(b) * jacobian(b).row(5).transpose();
-    return sum;
-  }
-
- private:
-  static const BodyDescription& row(int b) { return Robot::bodies[b]; }
-  static Eigen::Vector3d vector(const Vector3& v) { return Eigen::Vector3f(v.x, v.y, v.z).cast<double>(); }
-
-  std::vector<Eigen::Affine3d> poses;
-};
-
 template <typename R, template <typename> class P>
 struct Case {
   using Robot = R;
-  using System = tesk::MetapodRigidBodySystem<Model<R, P<R>>>;
+  using Model = metapod::models::Model<R, P<R>>;
 };
 
 template <typename Tested>
-class RandomTrees : public testing::Test {
+class Trees : public testing::Test {
  protected:
-  static constexpr int joints = Textbook<typename Tested::Robot>::joints;
+  using Model = typename Tested::Model;
+  static constexpr int bodies = Model::body_count;
+  static constexpr int joints = bodies - 1;
+  static constexpr int coordinates = Model::dof_count;
   static constexpr int states = 50;
+  /// The trees are no longer than the robot's limbs: within 2 m of the root.
+  static constexpr double length = 2;
 
-  /// Puts the robot somewhere at rest.
-  Textbook<typename Tested::Robot> pose() {
-    random.fill(angles, 3);
-    const QZ::Math::Transform root =
-        QZ::Math::transformFromPosition6D({random(1), random(1), random(1), random(3), random(1.5F), random(3)});
-    robot.setRootPose(root);
-    robot.setJointAnglesPos(angles);
-    robot.computeFwdKinematics();
-    return {eigen(root), angles};
+  State draw_state() {
+    State s{Eigen::VectorXf(coordinates), Eigen::VectorXf(coordinates), Eigen::VectorXf(coordinates),
+            Eigen::MatrixXf(6, bodies)};
+    random.fill(s.q, 3);
+    s.q.head(3) /= 3;
+    s.q(4) /= 2;
+    random.fill(s.dq, 2);
+    random.fill(s.ddq, 5);
+    random.fill(s.wrenches, 3);
+    return s;
   }
 
-  typename Tested::System robot;
+  /// By the operations of the interface.
+  void compute(const State& s) {
+    system.setRootPose(s.root_pose());
+    system.setRootVelocity(s.root_velocity());
+    system.setRootAcceleration(s.root_acceleration());
+    system.setJointAnglesPos(s.q.tail(joints).array());
+    system.setJointAnglesVel(s.dq.tail(joints).array());
+    system.setJointAnglesAcc(s.ddq.tail(joints).array());
+    for (unsigned long b = 0; b < bodies; ++b) system.setExternalWrench(b, s.wrench(b));
+    system.computeFwdKinematics();
+    system.computeGeneralizedMass();
+    system.computeInverseDynamics();
+  }
+
+  /// By the algorithms alone. The root's forces are no result of an operation, nor is any partial mass matrix.
+  void run_joint_pass(const State& s) {
+    angles.take_root(s.q.data());
+    metapod::jcalc<Model>::run(model, s.q.data(), angles, s.dq.data());
+  }
+  Eigen::VectorXf forces(const State& s) {
+    metapod::ExternalForces<Model> external;
+    for (int b = 0; b < bodies; ++b) external.set(b, tesk::force_of(s.wrench(static_cast<unsigned long>(b))));
+    Eigen::VectorXf forces = Eigen::VectorXf::Zero(coordinates);
+    run_joint_pass(s);
+    metapod::rnea<Model, false>::run(model, s.ddq.data(), external, forces.data());
+    return forces;
+  }
+  Eigen::MatrixXf partial_mass_matrix(const State& s, int without) {
+    Eigen::MatrixXf H = Eigen::MatrixXf::Zero(coordinates, coordinates);
+    run_joint_pass(s);
+    metapod::partial_crba<Model>::run(model, H.data(), without);
+    return H;
+  }
+
+  const Bodies table = bodies_of({std::begin(Tested::Robot::bodies), std::end(Tested::Robot::bodies)});
+  tesk::MetapodRigidBodySystem<Model> system;
+  Model model;
+  metapod::SinesAndCosines<Model> angles;
   Random random{1};
-  Eigen::ArrayXf angles = Eigen::ArrayXf::Zero(joints);
 };
 
-using Trees = testing::Types<Case<Chain<1>, OneBodyPerNode>, Case<Bush<2>, OneBodyPerNode>, Case<Star<3>, LimbsInLanes>,
-                             Case<Star<4>, LimbsInLanes>>;
+using Cases =
+    testing::Types<Case<Chain<1>, OneBodyPerNode>, Case<Bush<2>, OneBodyPerNode>, Case<Star<3>, LimbsInLanes>,
+                   Case<Star<4>, LimbsInLanes>, Case<KorvelRobot, OneBodyPerNode>, Case<KorvelRobot, LimbsInLanes>>;
 static_assert(Model<Star<3>, LimbsInLanes<Star<3>>>::node_count == 4, "trunk and three levels");
-TYPED_TEST_SUITE(RandomTrees, Trees);
+TYPED_TEST_SUITE(Trees, Cases);
 
-// The trees are no longer than the robot's limbs and about as large and heavy: within 2 m and 15 kg of the root.
-constexpr double length = 2;
-constexpr double moment = 15 * length * length;
-
-TYPED_TEST(RandomTrees, PosesAndCentresOfMassAreThoseOfMatrices) {
+TYPED_TEST(Trees, PosesAndCentresOfMassAreThoseOfTheTextbook) {
+  const double tolerance = kinematic * this->length;
   for (int k = 0; k < this->states; ++k) {
-    const auto truth = this->pose();
-    Eigen::Vector3d sum = Eigen::Vector3d::Zero();
+    const State state = this->draw_state();
+    const Truth truth(this->table, state);
+    this->compute(state);
     double mass = 0;
-    for (int b = 0; b < truth.bodies; ++b) {
+    for (int b = 0; b < this->bodies; ++b) {
       const auto body = static_cast<unsigned long>(b);
-      EXPECT_TRUE(near(eigen(this->robot.getPose(body)).matrix(), truth.pose(b).matrix(), kinematic * length)) << b;
-      EXPECT_TRUE(near(eigen(this->robot.getComPosition(body)), truth.com(b), kinematic * length)) << b;
-      sum += truth.mass(b) * truth.com(b);
+      EXPECT_TRUE(near(eigen(this->system.getPose(body)).matrix(), truth.pose(b).matrix(), tolerance)) << b;
+      EXPECT_TRUE(near(eigen(this->system.getComPosition(body)), truth.com(b), tolerance)) << b;
       mass += truth.mass(b);
     }
-    EXPECT_TRUE(near(eigen(this->robot.getComPosition()), sum / mass, kinematic * length));
+    EXPECT_TRUE(near(eigen(this->system.getComPosition()), truth.first_moment() / mass, tolerance));
   }
 }
 
-TYPED_TEST(RandomTrees, MassMatrixIsTheSumOverBodies) {
+TYPED_TEST(Trees, MassMatrixAndForcesAreThoseOfTheTextbook) {
   for (int k = 0; k < this->states; ++k) {
-    const auto truth = this->pose();
-    this->robot.computeGeneralizedMass();
-    EXPECT_TRUE(near(this->robot.getGeneralizedMass(), truth.mass_matrix(), dynamic * moment));
+    const State state = this->draw_state();
+    const Truth truth(this->table, state);
+    this->compute(state);
+    EXPECT_TRUE(near(this->system.getGeneralizedMass(), truth.mass_matrix(), dynamic, truth.inertia_scale()));
+    const Eigen::VectorXd forces = truth.forces(state);
+    const Eigen::VectorXd scale = truth.force_scale(state);
+    EXPECT_TRUE(near(this->forces(state), forces, dynamic, scale));
+    EXPECT_TRUE(
+        near(eigen(this->system.getJointAnglesTorque()), forces.tail(this->joints), dynamic, scale.tail(this->joints)));
   }
 }
 
-TYPED_TEST(RandomTrees, TorquesAtRestCarryTheWeightAndColumnsOfTheMassMatrixAccelerate) {
-  auto& system = this->robot;
-  for (int k = 0; k < this->states; ++k) {
-    const auto truth = this->pose();
-    system.computeInverseDynamics();
-    system.computeGeneralizedMass();
-    const Eigen::VectorXd resting = eigen(system.getJointAnglesTorque());
-    EXPECT_TRUE(near(resting, truth.weight().tail(this->joints), dynamic * moment * 9.81));
-    Eigen::VectorXf ddq(6 + this->joints);
-    this->random.fill(ddq, 5);
-    system.setRootAcceleration({ddq(0), ddq(1), ddq(2), ddq(3), ddq(4), ddq(5)});
-    system.setJointAnglesAcc(ddq.tail(this->joints).array());
-    system.computeInverseDynamics();
-    const Eigen::VectorXd expected = resting + (truth.mass_matrix() * ddq.template cast<double>()).tail(this->joints);
-    EXPECT_TRUE(near(eigen(system.getJointAnglesTorque()), expected,
-                     dynamic * moment * (9.81 + ddq.template cast<double>().cwiseAbs().sum())));
-    system.setRootAcceleration({});
-    system.setJointAnglesAcc(Eigen::ArrayXf::Zero(this->joints));
+// What is no body leaves nothing out.
+TYPED_TEST(Trees, PartialMassMatrixIsThatOfTheTextbookWithoutTheBody) {
+  for (int b = 0; b <= this->bodies; ++b) {
+    const State state = this->draw_state();
+    Bodies others = this->table;
+    if (b < this->bodies) {
+      others[static_cast<std::size_t>(b)].m = 0;
+      others[static_cast<std::size_t>(b)].Ic.setZero();
+    }
+    const Eigen::MatrixXd scale = Truth(this->table, state).inertia_scale();
+    EXPECT_TRUE(near(this->partial_mass_matrix(state, b), Truth(others, state).mass_matrix(), dynamic, scale)) << b;
   }
 }
 

@@ -34,11 +34,11 @@ template <int start>
 using Backward = metapod::internal::backward_traversal_internal<EdgeRecorder, korvel, start>;
 
 TEST(Traversals, EnterAndLeaveSubtreesDepthFirst) {
-  const std::string below =
-      "(1(2)2)1(3(4(5(6(7)7)6)5)4)3(8(9(10(11(12(13)13)12)11)10)9)8(14(15(16(17(18(19)19)18)17)16)15)14"
-      "(20(21(22(23(24)24)23)22)21)20";
-  EXPECT_EQ(visits_of(DepthFirst<0>::run), "(0" + below + ")0");
-  EXPECT_EQ(visits_of(DepthFirst<0>::run_below), below);
+  const std::string visits =
+      "(0(1(2)2)1(3(4(5(6(7)7)6)5)4)3(8(9(10(11(12(13)13)12)11)10)9)8(14(15(16(17(18(19)19)18)17)16)15)14"
+      "(20(21(22(23(24)24)23)22)21)20)0";
+  EXPECT_EQ(visits_of(DepthFirst<0>::run), visits);
+  EXPECT_EQ(visits_of(DepthFirst<4>::run), "(4(5(6(7)7)6)5)4");
   EXPECT_EQ(visits_of(DepthFirst<24>::run), "(24)24");
 }
 

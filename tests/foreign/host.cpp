@@ -1,16 +1,39 @@
-/// A host that reads, copies and resizes with the Eigen that its flags make. Usage: host MODULE
-/// Writes what the module computes to the standard output.
+/// A host that reads, copies and resizes with the Eigen that its flags make. Usage: host MODULE [--mock]
+/// Writes what the module computes to the standard output, called by way of a mock if asked for it.
 
 #include <dlfcn.h>
 
 #include <cstdio>
 
-#include "plugin/rigid_body_system.h"
+#include "tests/host/validate/faulty/forwarder.h"
+
+namespace {
+
+void* library = nullptr;
+
+/// What a host puts in the place of a module in its tests.
+class Mock : public korvel::faulty::Forwarder {
+ public:
+  std::unique_ptr<RigidBodySystem> clone() const override { return std::make_unique<Mock>(*this); }
+  void computePartialComJacobian(unsigned long b, ComJacobian& J) override {
+    ++calls;
+    Forwarder::computePartialComJacobian(b, J);
+  }
+
+  int calls = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<tesk::RigidBodySystem> korvel::faulty::sound() {
+  return std::unique_ptr<tesk::RigidBodySystem>(reinterpret_cast<decltype(&create)>(dlsym(library, "create"))());
+}
 
 int main(int argc, char** argv) {
-  void* library = argc == 2 ? dlopen(argv[1], RTLD_NOW | RTLD_LOCAL) : nullptr;
+  library = argc >= 2 ? dlopen(argv[1], RTLD_NOW | RTLD_LOCAL) : nullptr;
   if (library == nullptr) return 1;
-  const std::unique_ptr<tesk::RigidBodySystem> robot(reinterpret_cast<decltype(&create)>(dlsym(library, "create"))());
+  const bool mocked = argc == 3;
+  const std::unique_ptr<tesk::RigidBodySystem> robot = mocked ? std::make_unique<Mock>() : korvel::faulty::sound();
   robot->setBodyInertia(3, 0.25F, {0, 0.5F, 0}, Eigen::Matrix3f::Identity());
 
   const auto print = [](const auto& matrix) {
@@ -39,5 +62,5 @@ int main(int argc, char** argv) {
     print(J);
     J.resize(3, 60 - k);
   }
-  return 0;
+  return mocked && static_cast<Mock&>(*robot).calls != 60;
 }

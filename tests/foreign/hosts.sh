@@ -1,5 +1,6 @@
 #!/bin/sh
-# Hosts that are compiled otherwise than the module get the same bits, or the interface header refuses them.
+# Hosts that are compiled otherwise than the module get the same bits, also from a mock of theirs that overrides the
+# operations, or the interface header refuses them.
 #
 # Usage: tests/foreign/hosts.sh MODULE
 # Takes those of g++ and clang++ that are installed. A host whose instructions this machine lacks is compiled, not run.
@@ -24,7 +25,8 @@ same_bits() {  # INSTRUCTIONS HEAP_CHECK COMPILER FLAGS...
   if compile "$@" -o "$host"; then
     if ! grep -qw "$instructions" /proc/cpuinfo; then
       verdict="compiled, not run"
-    elif env $heap_check "$host" "$module" >"$host.bits" && cmp "$host.bits" "$build/expected.bits"; then
+    elif env $heap_check "$host" "$module" >"$host.bits" && cmp "$host.bits" "$build/expected.bits" &&
+      env $heap_check "$host" "$module" --mock >"$host.bits" && cmp "$host.bits" "$build/expected.bits"; then
       verdict="same bits"
     fi
   fi

@@ -93,14 +93,14 @@ INSTANTIATE_TEST_SUITE_P(Seeds, MirrorImage, testing::Range(0, 10));
 
 // Every body of the table is a point mass: its rotational inertia follows from mass and first moment, number by number.
 TEST(RobotTable, InertiasSatisfyTheParallelAxisRule) {
-  for (int b = 0; b < 25; ++b) {
-    const auto& [mass, h, I] = description(b).inertia;
-    const auto expect = [b, m = static_cast<double>(mass)](float value, double by_mass) {
+  for (const auto& row : robot_table()) {
+    const auto& [mass, h, I] = row.inertia;
+    const auto expect = [b = row.name, m = static_cast<double>(mass)](float value, double by_mass) {
       EXPECT_NEAR(static_cast<double>(value), by_mass / m, 2 * eps * std::abs(by_mass / m)) << b;
     };
     const Vector3d moment = Eigen::Vector3f(h.x, h.y, h.z).cast<double>();
     const double x = moment.x(), y = moment.y(), z = moment.z();
-    EXPECT_GT(mass, 0);
+    EXPECT_GT(mass, 0) << row.name;
     expect(I.xx, y * y + z * z), expect(I.yy, x * x + z * z), expect(I.zz, x * x + y * y);
     expect(I.yx, -x * y), expect(I.zx, -x * z), expect(I.zy, -y * z);
   }
@@ -108,10 +108,10 @@ TEST(RobotTable, InertiasSatisfyTheParallelAxisRule) {
 
 // Four of them are stored with six digits.
 TEST(RobotTable, RotationsAreOrthonormal) {
-  for (int b = 0; b < 25; ++b) {
-    const Eigen::Matrix3d E = joint_frame(b).linear();
-    EXPECT_TRUE(near(E * E.transpose(), Eigen::Matrix3d::Identity(), 7e-7)) << b;
-    EXPECT_GT(E.determinant(), 0) << b;
+  for (const Body& body : robot_bodies()) {
+    const Eigen::Matrix3d E = body.frame.linear();
+    EXPECT_TRUE(near(E * E.transpose(), Eigen::Matrix3d::Identity(), 7e-7)) << E;
+    EXPECT_GT(E.determinant(), 0) << E;
   }
 }
 

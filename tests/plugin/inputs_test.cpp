@@ -33,7 +33,7 @@ TEST_F(Inputs, AWrenchMayBeGivenInAnotherFrame) {
 // Only the lower triangle counts: the upper one is filled with what would spread.
 TEST_F(Inputs, NewInertiasReachEveryComputationOfEveryObject) {
   Random random(3);
-  MassTable table;
+  Bodies bodies = robot_bodies();
   const System other = module.create();
   compute(random_state(0), *robot);
   for (unsigned long b = 0; b < 25; ++b) {
@@ -43,17 +43,17 @@ TEST_F(Inputs, NewInertiasReachEveryComputationOfEveryObject) {
     random.fill(A, 0.05F);
     const float m = 1 + 0.5F * random.unit();
     Eigen::Matrix3f Ic = A * A.transpose();
-    table[b] = {static_cast<double>(m), c.cast<double>(), Ic.cast<double>()};
+    bodies[b] = {bodies[b].parent, bodies[b].frame, static_cast<double>(m), c.cast<double>(), Ic.cast<double>()};
     Ic(0, 1) = Ic(0, 2) = Ic(1, 2) = NAN;
     other->setBodyInertia(b, m, {c.x(), c.y(), c.z()}, Ic);
   }
   // Where the bodies were before, with their new masses.
-  const Truth in_root(Eigen::Affine3d::Identity(), random_state(0).q.tail(24).cast<double>(), table);
+  const Truth in_root(bodies, Eigen::Affine3d::Identity(), random_state(0).q.tail(24).cast<double>());
   const Eigen::Vector3d partial = in_root.first_moment(7) / robot->getPartialMass(7);
   EXPECT_TRUE(near(eigen(robot->computePartialComPositionInRoot(7)), partial, 2 * kinematic));
   for (std::uint64_t seed = 0; seed < 20; ++seed) {
     const State state = random_state(seed);
-    const Truth truth(state, table);
+    const Truth truth(bodies, state);
     compute(state, *robot);
     EXPECT_TRUE(near(eigen(robot->getComPosition(seed)), truth.com(static_cast<int>(seed)), 2 * kinematic));
     EXPECT_TRUE(near(eigen(robot->getComPosition()), truth.first_moment() / robot->getMass(), 2 * kinematic));

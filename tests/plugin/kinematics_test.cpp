@@ -14,7 +14,7 @@ TEST_F(Kinematics, PosesCentresOfMassAndJacobianAreThoseOfTheTextbook) {
     SCOPED_TRACE(seed);
     const State state = random_state(seed);
     const Truth world(state);
-    const Truth in_root(Eigen::Affine3d::Identity(), state.q.tail(24).cast<double>());
+    const Truth in_root(robot_bodies(), Eigen::Affine3d::Identity(), state.q.tail(24).cast<double>());
     const double reach = 1 + world.pose(0).translation().norm();
     compute(state, *robot);
     for (int b = 0; b < 25; ++b) {
@@ -42,11 +42,11 @@ TEST_F(Kinematics, JacobianIsTheDerivativeOfPoses) {
   for (std::uint64_t seed = 0; seed < 30; ++seed) {
     SCOPED_TRACE(seed);
     const State state = random_state(seed);
-    const Truth truth(Eigen::Affine3d::Identity(), state.q.tail(24).cast<double>());
+    const Truth truth(robot_bodies(), Eigen::Affine3d::Identity(), state.q.tail(24).cast<double>());
     compute(state, *robot);
     for (int j = 0; j < 24; ++j) {
       const Eigen::Matrix4d rate = derivative([&](double angle) {
-        return truth.moved(Truth::Vector::Unit(6 + j), Truth::Vector::Zero(), angle).pose(j + 1).matrix();
+        return truth.moved(Truth::Vector::Unit(30, 6 + j), Truth::Vector::Zero(30), angle).pose(j + 1).matrix();
       });
       const Eigen::Matrix4d twist = rate * truth.pose(j + 1).inverse().matrix();
       Truth::Vector6 column;
@@ -136,7 +136,7 @@ TEST_F(Kinematics, StoredPosesStayUntilTheRootIsPlaced) {
   compute(random_state(4), *robot);
   QZ::Math::Transform pose;
   pose.tx = 100;
-  const Vector3d in_body = robot_masses()[3].c;
+  const Vector3d in_body = robot_bodies()[3].c;
   const Eigen::Matrix4d computed = eigen(robot->getPose(3)).matrix();
   robot->setPose(3, pose);
   robot->setVolatilePose(0, pose);

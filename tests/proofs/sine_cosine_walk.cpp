@@ -117,7 +117,7 @@ int main(int argc, char** argv) {
     std::fputs("usage: sine_cosine_walk [STRIDE], a whole number from 1 on\n", stderr);
     return 2;
   }
-  const std::uint32_t end = bits_of(metapod::Spatial::internal::sine_cosine_bound) & ~7U;
+  const std::uint32_t end = bits_of(metapod::Spatial::sine_cosine_bound) & ~7U;
   const std::uint32_t step = 8U * static_cast<std::uint32_t>(std::min(stride, 1L << 20));
   const unsigned thread_count = std::max(1U, std::thread::hardware_concurrency());
   std::vector<Counts> counts(thread_count);

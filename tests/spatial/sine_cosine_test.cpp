@@ -17,7 +17,7 @@ namespace Spatial = metapod::Spatial;
 // A walk over every float compares the angles below the bound; these are the ones that go to the C runtime, alone and
 // beside one that does not.
 TEST(SineAndCosine, OfLargeAnglesAreThoseOfTheRuntime) {
-  const float bound = Spatial::internal::sine_cosine_bound;
+  const float bound = Spatial::sine_cosine_bound;
   for (const float angle : {bound, -bound, 1.5F * bound, std::numeric_limits<float>::max()}) {
     const auto both = Spatial::sine_cosine(Spatial::Pack(angle, 1, -angle, 0));
     EXPECT_EQ(both.sine[0], static_cast<float>(std::sin(static_cast<double>(angle)))) << angle;
@@ -57,7 +57,7 @@ TEST(SineAndCosine, OfBatchesAreThoseOfTheRuntime) {
   for (std::size_t large = 0; large < 41; ++large) {
     std::array<float, 40> angles{};
     for (float& angle : angles) angle = random(large % 2 == 0 ? 4 : 100);
-    if (large < angles.size()) angles[large] = 2 * Spatial::internal::sine_cosine_bound;
+    if (large < angles.size()) angles[large] = 2 * Spatial::sine_cosine_bound;
     expect_of_counts_from_eight(angles, std::make_integer_sequence<int, 33>{});
   }
 }

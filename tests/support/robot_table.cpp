@@ -4,6 +4,10 @@
 
 namespace korvel::tests {
 
-const metapod::models::BodyDescription& description(int b) { return metapod::models::KorvelRobot::bodies[b]; }
+const RobotTable& robot_table() {
+  using metapod::models::KorvelRobot;
+  static const RobotTable table(std::begin(KorvelRobot::bodies), std::end(KorvelRobot::bodies));
+  return table;
+}
 
 }  // namespace korvel::tests

@@ -1,7 +1,5 @@
 #include "support/truth.h"
 
-#include "support/robot_table.h"
-
 namespace korvel::tests {
 
 using Eigen::Affine3d;
@@ -26,56 +24,52 @@ Matrix3d point_inertia(double m, const Vector3d& c) {
   return m * (c.squaredNorm() * Matrix3d::Identity() - c * c.transpose());
 }
 
-MassTable make_robot_masses() {
-  MassTable table;
-  for (int b = 0; b < 25; ++b) {
-    const auto& [mass, h, I] = description(b).inertia;
-    const auto m = static_cast<double>(mass);
-    const Vector3d c = vector(h) / m;
-    Eigen::Matrix3f about_origin;
-    about_origin << I.xx, I.yx, I.zx, I.yx, I.yy, I.zy, I.zx, I.zy, I.zz;
-    table[static_cast<std::size_t>(b)] = {m, c, about_origin.cast<double>() - point_inertia(m, c)};
-  }
-  return table;
+Body body_of(const metapod::models::BodyDescription& row) {
+  const auto& [x, y, z] = row.rotation;
+  Affine3d frame = Affine3d::Identity();
+  frame.linear() << vector(x).transpose(), vector(y).transpose(), vector(z).transpose();
+  frame.translation() = vector(row.translation);
+  const auto& [mass, h, I] = row.inertia;
+  const auto m = static_cast<double>(mass);
+  const Vector3d c = vector(h) / m;
+  Eigen::Matrix3f about_origin;
+  about_origin << I.xx, I.yx, I.zx, I.yx, I.yy, I.zy, I.zx, I.zy, I.zz;
+  return {row.parent, frame, m, c, about_origin.cast<double>() - point_inertia(m, c)};
 }
 
 }  // namespace
 
-Affine3d joint_frame(int b) {
-  const auto& [x, y, z] = description(b).rotation;
-  Affine3d frame = Affine3d::Identity();
-  frame.linear() << vector(x).transpose(), vector(y).transpose(), vector(z).transpose();
-  frame.translation() = vector(description(b).translation);
-  return frame;
+Bodies bodies_of(const RobotTable& table) {
+  Bodies bodies;
+  for (const auto& row : table) bodies.push_back(body_of(row));
+  return bodies;
 }
 
-const MassTable& robot_masses() {
-  static const MassTable table = make_robot_masses();
-  return table;
+const Bodies& robot_bodies() {
+  static const Bodies bodies = bodies_of(robot_table());
+  return bodies;
 }
 
-int Truth::parent(int b) { return description(b).parent; }
-
-Truth::Truth(const Affine3d& root, const Eigen::VectorXd& joints, const MassTable& masses)
-    : masses_(masses), joints_(joints) {
-  poses_[0] = root;
-  for (int b = 1; b < 25; ++b) {
+Truth::Truth(const Bodies& bodies, const Affine3d& root, const Eigen::VectorXd& angles)
+    : bodies_(bodies), angles_(angles), poses_(bodies.size(), root) {
+  for (int b = 1; b < body_count(); ++b) {
     poses_[static_cast<std::size_t>(b)] =
-        pose(parent(b)) * joint_frame(b) * AngleAxisd(joints(b - 1), Vector3d::UnitZ());
+        pose(of(b).parent) * of(b).frame * AngleAxisd(angles(b - 1), Vector3d::UnitZ());
   }
 }
 
-Truth::Truth(const State& state, const MassTable& masses)
-    : Truth(root_pose(state.q.cast<double>()), state.q.tail(24).cast<double>(), masses) {}
+Truth::Truth(const Bodies& bodies, const State& state)
+    : Truth(bodies, root_pose(state.q.cast<double>()), state.q.tail(state.q.size() - root_coordinates).cast<double>()) {
+}
 
 Vector3d Truth::first_moment(int without) const {
   Vector3d sum = Vector3d::Zero();
-  for (int b = 0; b < 25; ++b) sum += (b == without ? 0 : mass(b)) * com(b);
+  for (int b = 0; b < body_count(); ++b) sum += (b == without ? 0 : mass(b)) * com(b);
   return sum;
 }
 
 Truth::Jacobian Truth::jacobian(int b, const Vector3d& p) const {
-  Jacobian J = Jacobian::Zero();
+  Jacobian J = Jacobian::Zero(6, coordinate_count());
   const auto turn = [&](int d, const Vector3d& axis, const Vector3d& origin) {
     J.col(d) << axis, axis.cross(p - origin);
   };
@@ -83,30 +77,27 @@ Truth::Jacobian Truth::jacobian(int b, const Vector3d& p) const {
     J.col(k).tail(3) = pose(0).linear().col(k);
     turn(3 + k, pose(0).linear().col(k), pose(0).translation());
   }
-  for (int i = b; i > 0; i = parent(i)) turn(5 + i, pose(i).linear().col(2), pose(i).translation());
+  for (int i = b; i > 0; i = of(i).parent) turn(coordinate(i), pose(i).linear().col(2), pose(i).translation());
   return J;
 }
 
-Eigen::Matrix<double, 3, 30> Truth::first_moment_jacobian(int without) const {
-  Eigen::Matrix<double, 3, 30> sum = Eigen::Matrix<double, 3, 30>::Zero();
-  for (int b = 0; b < 25; ++b) sum += (b == without ? 0 : mass(b)) * jacobian(b, com(b)).bottomRows(3);
+Eigen::Matrix3Xd Truth::first_moment_jacobian(int without) const {
+  Eigen::Matrix3Xd sum = Eigen::Matrix3Xd::Zero(3, coordinate_count());
+  for (int b = 0; b < body_count(); ++b) sum += (b == without ? 0 : mass(b)) * jacobian(b, com(b)).bottomRows(3);
   return sum;
 }
 
-Truth::Vector6 Truth::momentum(int b, const Vector& dq) const {
-  const Vector6 velocity = jacobian(b, com(b)) * dq;
+Truth::Jacobian Truth::momentum_jacobian(int b) const {
+  Jacobian J = jacobian(b, com(b));
   const Matrix3d& R = pose(b).linear();
-  Vector6 momentum;
-  momentum << R * of(b).Ic * R.transpose() * velocity.head(3), mass(b) * velocity.tail(3);
-  return momentum;
+  J.topRows(3) = R * of(b).Ic * R.transpose() * J.topRows(3);
+  J.bottomRows(3) *= mass(b);
+  return J;
 }
 
 Truth::Matrix Truth::mass_matrix() const {
-  Matrix H = Matrix::Zero();
-  for (int b = 0; b < 25; ++b) {
-    const Jacobian J = jacobian(b, com(b));
-    for (int d = 0; d < 30; ++d) H.col(d) += J.transpose() * momentum(b, Vector::Unit(d));
-  }
+  Matrix H = Matrix::Zero(coordinate_count(), coordinate_count());
+  for (int b = 0; b < body_count(); ++b) H += jacobian(b, com(b)).transpose() * momentum_jacobian(b);
   return H;
 }
 
@@ -118,15 +109,16 @@ Truth Truth::moved(const Vector& dq, const Vector& ddq, double t) const {
   Affine3d root = pose(0);
   root.translation() += root.linear() * (step.head(3) + 0.5 * t * t * w.cross(v));
   if (turn.norm() > 0) root.linear() = root.linear() * AngleAxisd(turn.norm(), turn.normalized()).toRotationMatrix();
-  return {root, joints_ + step.tail(24), masses_};
+  return {bodies_, root, angles_ + step.tail(joint_count())};
 }
 
 Truth::Vector Truth::forces(const State& state) const {
   const Vector dq = state.dq.cast<double>();
   const Vector ddq = state.ddq.cast<double>();
-  Vector sum = Vector::Zero();
-  for (int b = 0; b < 25; ++b) {
-    Vector6 load = derivative([&](double t) { return moved(dq, ddq, t).momentum(b, dq + t * ddq).eval(); });
+  Vector sum = Vector::Zero(coordinate_count());
+  for (int b = 0; b < body_count(); ++b) {
+    Vector6 load =
+        derivative([&](double t) { return Vector6(moved(dq, ddq, t).momentum_jacobian(b) * (dq + t * ddq)); });
     load(5) += mass(b) * gravity;
     const Vector3d f = pose(b).linear() * state.wrenches.col(b).head(3).cast<double>();
     const Vector3d n = pose(b).linear() * state.wrenches.col(b).tail(3).cast<double>();
@@ -138,25 +130,25 @@ Truth::Vector Truth::forces(const State& state) const {
 }
 
 Truth::Vector Truth::arms(int b) const {
-  Vector arms = Vector::Zero();
+  Vector arms = Vector::Zero(coordinate_count());
   double arm = of(b).c.norm();
-  for (int i = b; i > 0; i = parent(i)) {
-    arms(5 + i) = arm;
-    arm += joint_frame(i).translation().norm();
+  for (int i = b; i > 0; i = of(i).parent) {
+    arms(coordinate(i)) = arm;
+    arm += of(i).frame.translation().norm();
   }
-  arms.head(6) << 1, 1, 1, arm, arm, arm;
+  arms.head(root_coordinates) << 1, 1, 1, arm, arm, arm;
   return arms;
 }
 
 Truth::Matrix Truth::inertia_scale() const {
-  Vector sum = Vector::Zero();
-  for (int b = 0; b < 25; ++b) sum += mass(b) * arms(b).cwiseAbs2() + of(b).Ic.norm() * arms(b).cwiseSign();
+  Vector sum = Vector::Zero(coordinate_count());
+  for (int b = 0; b < body_count(); ++b) sum += mass(b) * arms(b).cwiseAbs2() + of(b).Ic.norm() * arms(b).cwiseSign();
   return sum.cwiseSqrt() * sum.cwiseSqrt().transpose();
 }
 
 Truth::Vector Truth::force_scale(const State& state) const {
-  Vector sum = Vector::Zero();
-  for (int b = 0; b < 25; ++b) {
+  Vector sum = Vector::Zero(coordinate_count());
+  for (int b = 0; b < body_count(); ++b) {
     const Jacobian J = jacobian(b, com(b)).cwiseAbs();
     const Vector6 v = J * state.dq.cast<double>().cwiseAbs();
     const Vector6 a = J * state.ddq.cast<double>().cwiseAbs();

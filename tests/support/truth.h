@@ -1,9 +1,10 @@
 #pragma once
 
 #include <Eigen/Geometry>
-#include <array>
+#include <vector>
 
 #include "states/states.h"
+#include "support/robot_table.h"
 
 namespace korvel::tests {
 
@@ -16,32 +17,36 @@ auto derivative(Function f) {
   return decltype(f(h))((after - before) / (2 * h));
 }
 
-/// Mass, centre of mass and rotational inertia about it, both in the body's frame.
-struct MassProperties {
-  double m;
-  Eigen::Vector3d c;
-  Eigen::Matrix3d Ic;
+/// A row of a robot's table in double precision.
+struct Body {
+  int parent;             ///< -1 for the root
+  Eigen::Affine3d frame;  ///< pose of the joint's frame at zero in the parent's frame
+  double m;               ///< mass
+  Eigen::Vector3d c;      ///< centre of mass, in the body's frame
+  Eigen::Matrix3d Ic;     ///< rotational inertia about it, in the axes of the body's frame
 };
-using MassTable = std::array<MassProperties, 25>;
-const MassTable& robot_masses();
+using Bodies = std::vector<Body>;
+Bodies bodies_of(const RobotTable& table);
+/// Of the robot that the module is built for.
+const Bodies& robot_bodies();
 
-/// Pose of the joint's frame at zero in the parent's frame.
-Eigen::Affine3d joint_frame(int b);
-
-/// The robot as a textbook of mechanics has it, in double precision: homogeneous transforms from each body to the
-/// world, jacobians of points, momenta of bodies and sums over all bodies. Of the product it reads only the numbers of
-/// the robot's table.
+/// A robot as a textbook of mechanics has it, in double precision: homogeneous transforms from each body to the world,
+/// jacobians of points, momenta of bodies and sums over all bodies. Of the product it reads only the numbers of the
+/// robot's table.
 class Truth {
  public:
-  using Vector = Eigen::Matrix<double, 30, 1>;
-  using Matrix = Eigen::Matrix<double, 30, 30>;
-  using Jacobian = Eigen::Matrix<double, 6, 30>;
+  using Vector = Eigen::VectorXd;  ///< one number for each coordinate: those of the root, then one for each joint
+  using Matrix = Eigen::MatrixXd;
+  using Jacobian = Eigen::Matrix<double, 6, Eigen::Dynamic>;
   using Vector6 = Eigen::Matrix<double, 6, 1>;
 
-  Truth(const Eigen::Affine3d& root, const Eigen::VectorXd& joints, const MassTable& masses = robot_masses());
-  explicit Truth(const State& state, const MassTable& masses = robot_masses());
+  Truth(const Bodies& bodies, const Eigen::Affine3d& root, const Eigen::VectorXd& angles);
+  Truth(const Bodies& bodies, const State& state);
+  explicit Truth(const State& state) : Truth(robot_bodies(), state) {}
 
-  static int parent(int b);
+  int body_count() const { return static_cast<int>(bodies_.size()); }
+  int joint_count() const { return body_count() - 1; }
+  int coordinate_count() const { return root_coordinates + joint_count(); }
 
   const Eigen::Affine3d& pose(int b) const { return poses_[static_cast<std::size_t>(b)]; }
   Eigen::Vector3d com(int b) const { return pose(b) * of(b).c; }
@@ -52,7 +57,7 @@ class Truth {
 
   /// World axes, angular rows first: motion of body b and of its point p, a place in the world, per unit velocities.
   Jacobian jacobian(int b, const Eigen::Vector3d& p) const;
-  Eigen::Matrix<double, 3, 30> first_moment_jacobian(int without) const;
+  Eigen::Matrix3Xd first_moment_jacobian(int without) const;
   Matrix mass_matrix() const;
 
   /// The configuration after a time t with velocities dq + t ddq, up to terms in t^3.
@@ -68,14 +73,19 @@ class Truth {
   static constexpr double gravity = 9.81;
 
  private:
-  const MassProperties& of(int b) const { return masses_[static_cast<std::size_t>(b)]; }
-  Vector6 momentum(int b, const Vector& dq) const;
+  static constexpr int root_coordinates = 6;
+  /// Of the joint that carries a body, which is not the root.
+  static int coordinate(int b) { return root_coordinates + b - 1; }
+
+  const Body& of(int b) const { return bodies_[static_cast<std::size_t>(b)]; }
+  /// Momentum about the centre of mass, angular rows first, per unit velocities.
+  Jacobian momentum_jacobian(int b) const;
   /// Per coordinate that moves body b a bound for the distance of its centre of mass from the axis; 1 for linear ones.
   Vector arms(int b) const;
 
-  MassTable masses_;
-  Eigen::VectorXd joints_;
-  std::array<Eigen::Affine3d, 25> poses_;
+  Bodies bodies_;
+  Eigen::VectorXd angles_;
+  std::vector<Eigen::Affine3d> poses_;
 };
 
 }  // namespace korvel::tests

@@ -3,6 +3,7 @@
 #include <string_view>
 #include <vector>
 
+#include "plugin/aligned_storage.h"
 #include "tests/host/validate/faulty/forwarder.h"
 
 namespace korvel::faulty {

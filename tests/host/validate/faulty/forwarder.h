@@ -1,6 +1,5 @@
 #pragma once
 
-#include "plugin/aligned_storage.h"
 #include "plugin/rigid_body_system.h"
 
 namespace korvel::faulty {

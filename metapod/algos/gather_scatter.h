@@ -7,12 +7,13 @@
 #include <cstddef>
 
 #include "metapod/models/lanes.h"
+#include "metapod/spatial/packed_vector3.h"
 
 namespace metapod::internal {
 
 /// The node's entries of a vector over coordinates.
 template <typename Node>
-auto get(const float* all) noexcept {
+auto gather_coordinates(const float* all) noexcept {
   typename Node::Joint::Coordinates own{};
   Spatial::unrolled<Node::Joint::dof>(
       [&](auto k) { own[k] = gather<Node>([&](int b) { return all[Node::dof_index_of(b) + static_cast<int>(k)]; }); });
@@ -26,7 +27,7 @@ inline void set_lane(float& x, int, float value) noexcept { x = value; }
 inline void set_lane(Spatial::Pack& x, int lane, float value) noexcept { x.v[lane] = value; }
 
 template <typename Node>
-void put(float* all, const typename Node::Joint::Coordinates& own) noexcept {
+void scatter_coordinates(float* all, const typename Node::Joint::Coordinates& own) noexcept {
   Spatial::unrolled<Node::Joint::dof>([&](auto k) {
     for_each_body<Node>(
         [&](int b, int lane) { all[Node::dof_index_of(b) + static_cast<int>(k)] = lane_of(own[k], lane); });
@@ -35,7 +36,7 @@ void put(float* all, const typename Node::Joint::Coordinates& own) noexcept {
 
 /// The columns of a 6 x n matrix that belong to a node's joints of one coordinate. Columns are consecutive.
 template <typename Node>
-void put_column(float* matrix, const Spatial::MotionT<float>& m) noexcept {
+void scatter_columns(float* matrix, const Spatial::MotionT<float>& m) noexcept {
   float* column = matrix + 6 * Node::dof_index;
   column[0] = m.w.x;
   column[1] = m.w.y;
@@ -46,7 +47,7 @@ void put_column(float* matrix, const Spatial::MotionT<float>& m) noexcept {
 }
 
 template <typename Node>
-void put_column(float* matrix, const Spatial::MotionT<Spatial::Pack>& m) noexcept {
+void scatter_columns(float* matrix, const Spatial::MotionT<Spatial::Pack>& m) noexcept {
   std::array<Spatial::Pack, 4> rows0to3{m.w.x, m.w.y, m.w.z, m.v.x};
   std::array<Spatial::Pack, 4> rows4to5{m.v.y, m.v.z, m.v.y, m.v.z};
   Spatial::transpose(rows0to3[0], rows0to3[1], rows0to3[2], rows0to3[3]);
@@ -60,7 +61,7 @@ void put_column(float* matrix, const Spatial::MotionT<Spatial::Pack>& m) noexcep
 
 /// Column k of the node's joints in a 3 x n matrix.
 template <typename Node>
-void put_column(float* matrix, const Spatial::Vector3& v, int k) noexcept {
+void scatter_columns(float* matrix, const Spatial::Vector3& v, int k) noexcept {
   float* column = matrix + 3 * (Node::dof_index + k);
   column[0] = v.x;
   column[1] = v.y;
@@ -68,7 +69,7 @@ void put_column(float* matrix, const Spatial::Vector3& v, int k) noexcept {
 }
 
 template <typename Node>
-void put_column(float* matrix, const Spatial::Vector3T<Spatial::Pack>& v, int k) noexcept {
+void scatter_columns(float* matrix, const Spatial::Vector3T<Spatial::Pack>& v, int k) noexcept {
   std::array<Spatial::Pack, 4> rows{v.x, v.y, v.z, v.z};
   Spatial::transpose(rows[0], rows[1], rows[2], rows[3]);
   for_each_body<Node>([&](int b, int lane) {
@@ -79,7 +80,7 @@ void put_column(float* matrix, const Spatial::Vector3T<Spatial::Pack>& v, int k)
 /// The blocks with the rows of J's joints and the columns of I's, given by their columns, and the same values mirrored.
 /// J is I or above it.
 template <typename J, typename I, int rows, typename Columns>
-void put_symmetric(float* matrix, const Columns& block) noexcept {
+void scatter_symmetric(float* matrix, const Columns& block) noexcept {
   Spatial::unrolled<I::Joint::dof>([&](auto c) {
     Spatial::unrolled<J::Joint::dof>([&](auto r) {
       for_each_body<I>([&](int b, int lane) {
@@ -93,17 +94,17 @@ void put_symmetric(float* matrix, const Columns& block) noexcept {
   });
 }
 
-/// A vector of each of the node's bodies, to an array over bodies: x, y, z in the first three lanes.
+/// A vector of each of the node's bodies, to an array over bodies.
 template <typename Node>
-void put(Spatial::Pack* all, const Spatial::Vector3& own) noexcept {
-  all[Node::bodies.body[0]] = Spatial::Pack(own.x, own.y, own.z, 0);
+void scatter_vectors(Spatial::PackedVector3* all, const Spatial::Vector3& own) noexcept {
+  all[Node::bodies.body[0]] = {Spatial::Pack(own.x, own.y, own.z, 0)};
 }
 
 template <typename Node>
-void put(Spatial::Pack* all, const Spatial::Vector3T<Spatial::Pack>& own) noexcept {
+void scatter_vectors(Spatial::PackedVector3* all, const Spatial::Vector3T<Spatial::Pack>& own) noexcept {
   std::array<Spatial::Pack, 4> of_lane{own.x, own.y, own.z, Spatial::Pack{}};
   Spatial::transpose(of_lane[0], of_lane[1], of_lane[2], of_lane[3]);
-  for_each_body<Node>([&](int b, int lane) { all[b] = of_lane[static_cast<std::size_t>(lane)]; });
+  for_each_body<Node>([&](int b, int lane) { all[b] = {of_lane[static_cast<std::size_t>(lane)]}; });
 }
 
 }  // namespace metapod::internal
