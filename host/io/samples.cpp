@@ -85,8 +85,8 @@ class Reader {
 
  private:
   void add_header(const CsvRow& row) {
-    time_ = time_column(path_, row);
     check_header_(row);
+    time_ = time_column(path_, row);
     header_line_ = row.line;
     samples_.names = row.fields;
     samples_.columns.resize(row.fields.size());

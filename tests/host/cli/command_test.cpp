@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -131,16 +132,21 @@ TEST_F(Command, ResultsReplaceAnOlderFile) {
   EXPECT_EQ(files(), (std::vector<std::string>{"motion.csv", "old.csv", "results.csv"}));
 }
 
-// A motion of degree two in time has velocities and accelerations in closed form: the results are those of the
-// interface given these.
+// A motion of degree two in time, turned but not turning, has velocities and accelerations in closed form: the results
+// are those of the interface given these.
 TEST_F(Command, ResultsAreThoseOfTheInterface) {
   const System system = Module(KORVEL_MODULE).create();
   const std::vector<std::string> joints = joint_names(*system);
   const auto joint_count = static_cast<Eigen::Index>(joints.size());
   std::srand(5);
   const Eigen::ArrayXd a = Eigen::ArrayXd::Random(6 + joint_count);
-  const Eigen::ArrayXd b = Eigen::ArrayXd::Random(6 + joint_count);
-  const Eigen::ArrayXd c = Eigen::ArrayXd::Random(6 + joint_count);
+  Eigen::ArrayXd b = Eigen::ArrayXd::Random(6 + joint_count);
+  Eigen::ArrayXd c = Eigen::ArrayXd::Random(6 + joint_count);
+  for (Eigen::ArrayXd* rates : {&b, &c}) rates->segment<3>(3).setZero();
+  const Eigen::Quaterniond turned = Eigen::AngleAxisd(a[5], Eigen::Vector3d::UnitZ()) *
+                                    Eigen::AngleAxisd(a[4], Eigen::Vector3d::UnitY()) *
+                                    Eigen::AngleAxisd(a[3], Eigen::Vector3d::UnitX());
+  const Moving<4> orientation{{turned.w(), turned.x(), turned.y(), turned.z()}, {0, 0, 0, 0}, {0, 0, 0, 0}};
   const double times[] = {0, 0.1, 0.25, 0.3, 0.5};
   const auto q = [&](double t) -> Eigen::ArrayXd { return a + b * t + c * (t * t); };
 
@@ -153,7 +159,7 @@ TEST_F(Command, ResultsAreThoseOfTheInterface) {
   for (std::size_t row = 0; row < std::size(times); ++row) {
     const double t = times[row];
     const Eigen::ArrayXd dq = b + 2 * c * t;
-    const RootMotion root = root_motion(q(t).head<6>(), dq.head<6>(), 2 * c.head<6>());
+    const RootMotion root = root_motion({q(t).head<3>(), dq.head<3>(), 2 * c.head<3>()}, orientation);
     system->setRootPose(root.pose);
     system->setRootVelocity(root.velocity);
     system->setRootAcceleration(root.acceleration);

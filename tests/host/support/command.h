@@ -45,13 +45,17 @@ class CommandTest : public testing::Test {
   std::map<std::string, std::vector<float>> results() const {
     const Outcome outcome = host("run motion.csv -o results.csv");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    const std::vector<CsvRow> rows = read_csv(directory_ / "results.csv");
+    std::vector<std::string> names;
     std::map<std::string, std::vector<float>> columns;
-    for (std::size_t row = 1; row < rows.size(); ++row) {
-      for (std::size_t i = 0; i < rows[row].fields.size(); ++i) {
-        columns[rows[0].fields.at(i)].push_back(std::strtof(rows[row].fields[i].c_str(), nullptr));
+    read_csv(directory_ / "results.csv", [&](const CsvRow& row) {
+      if (names.empty()) {
+        names = row.fields;
+        return;
       }
-    }
+      for (std::size_t i = 0; i < row.fields.size(); ++i) {
+        columns[names.at(i)].push_back(std::strtof(row.fields[i].c_str(), nullptr));
+      }
+    });
     return columns;
   }
 
