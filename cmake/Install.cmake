@@ -1,41 +1,73 @@
 # What a host needs: headers, module, a CMake package and a pkg-config file; and the reference host with what it reads.
+# Components: `module`, what flies; `development`, what hosts are compiled against and read; `tool`, the reference host.
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/korvel)
 set(header_directory ${CMAKE_INSTALL_INCLUDEDIR}/korvel)
 
 foreach(header plugin/rigid_body_system.h qzmath/qzmath.h)
   get_filename_component(folder ${header} DIRECTORY)
-  install(FILES ${header} DESTINATION ${header_directory}/${folder})
+  install(FILES ${header} DESTINATION ${header_directory}/${folder} COMPONENT development)
 endforeach()
 set_target_properties(korvel_interface PROPERTIES EXPORT_NAME interface)
 set_target_properties(korvel PROPERTIES EXPORT_NAME module)
 install(
   TARGETS korvel_interface korvel qzmath
   EXPORT korvel
-  LIBRARY DESTINATION ${KORVEL_MODULE_DIRECTORY}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${KORVEL_MODULE_DIRECTORY} COMPONENT module
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   INCLUDES DESTINATION ${header_directory})
-install(EXPORT korvel NAMESPACE korvel:: DESTINATION ${package_directory} FILE korvel-targets.cmake)
+install(EXPORT korvel NAMESPACE korvel:: DESTINATION ${package_directory} FILE korvel-targets.cmake COMPONENT development)
 
 include(CMakePackageConfigHelpers)
 set(KORVEL_MODULE_FILE ${KORVEL_MODULE_DIRECTORY}/libkorvel.so)
-configure_package_config_file(cmake/korvel-config.cmake.in korvel-config.cmake
+configure_package_config_file(cmake/korvel-config.cmake.in ${PROJECT_BINARY_DIR}/korvel-config.cmake
                               INSTALL_DESTINATION ${package_directory} PATH_VARS KORVEL_MODULE_FILE)
 # Below 1.0 each minor version may change the contract.
-write_basic_package_version_file(korvel-config-version.cmake COMPATIBILITY SameMinorVersion)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/korvel-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/korvel-config.cmake ${PROJECT_BINARY_DIR}/korvel-config-version.cmake
-        DESTINATION ${package_directory})
+        DESTINATION ${package_directory} COMPONENT development)
 
+# pkg-config knows the Eigen of the system by its name, another one is named by its place.
+set(KORVEL_EIGEN_REQUIRES "eigen3 >= 3.4")
+set(KORVEL_EIGEN_CFLAGS)
+get_target_property(eigen_directory Eigen3::Eigen INTERFACE_INCLUDE_DIRECTORIES)
+if(eigen_directory MATCHES "^/" AND NOT eigen_directory MATCHES "^/usr/include/")
+  set(KORVEL_EIGEN_REQUIRES)
+  string(REPLACE " " "\\ " KORVEL_EIGEN_CFLAGS "-I${eigen_directory}")
+endif()
 # The prefix may move: the file finds it from where it stands.
 file(RELATIVE_PATH KORVEL_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/korvel.pc.in korvel.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/korvel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/korvel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# The file with the version in it, compressed, in the build directory.
+function(gzipped file)
+  get_filename_component(name ${file} NAME)
+  find_program(GZIP_EXECUTABLE gzip)
+  mark_as_advanced(GZIP_EXECUTABLE)
+  configure_file(${file} ${PROJECT_BINARY_DIR}/${name} @ONLY)
+  if(GZIP_EXECUTABLE)
+    execute_process(COMMAND ${GZIP_EXECUTABLE} -9nc ${PROJECT_BINARY_DIR}/${name}
+                    OUTPUT_FILE ${PROJECT_BINARY_DIR}/${name}.gz COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+endfunction()
 
 if(TARGET korvel-host)
-  install(TARGETS korvel-host)
+  install(TARGETS korvel-host COMPONENT tool)
+  gzipped(docs/korvel-host.1)
+  install(FILES ${PROJECT_BINARY_DIR}/korvel-host.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool OPTIONAL)
   # Built where node is installed.
-  install(FILES ${PROJECT_BINARY_DIR}/report.html DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel OPTIONAL)
-  install(DIRECTORY motions DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel FILES_MATCHING PATTERN "*.csv")
+  install(FILES ${PROJECT_BINARY_DIR}/report.html DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool OPTIONAL)
+  install(DIRECTORY motions DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool FILES_MATCHING PATTERN "*.csv")
 endif()
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png")
+# The documents refer to each other as they do in the source.
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png")
 install(FILES README.md ARCHITECTURE.md CHANGELOG.md CONTRIBUTING.md PERFORMANCE.md RELIABILITY.md
-              examples/minimal_host.cpp DESTINATION ${CMAKE_INSTALL_DOCDIR})
+        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES examples/minimal_host.cpp DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+set(header plugin/rigid_body_system.h)
+file(RELATIVE_PATH installed_header /${CMAKE_INSTALL_DOCDIR}/plugin /${header_directory}/${header})
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/documents)
+file(CREATE_LINK ${installed_header} ${PROJECT_BINARY_DIR}/documents/rigid_body_system.h SYMBOLIC)
+install(FILES ${PROJECT_BINARY_DIR}/documents/rigid_body_system.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/plugin
+        COMPONENT development)

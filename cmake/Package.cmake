@@ -1,16 +1,7 @@
 # The Debian package: what is installed, below /usr. tools/package makes it.
-find_program(GZIP gzip)
-if(GZIP)
-  foreach(page docs/korvel-host.1 cmake/debian/changelog)
-    get_filename_component(name ${page} NAME)
-    configure_file(${page} ${name} @ONLY)
-    execute_process(COMMAND ${GZIP} -9nc ${PROJECT_BINARY_DIR}/${name} OUTPUT_FILE ${PROJECT_BINARY_DIR}/${name}.gz)
-  endforeach()
-  if(TARGET korvel-host)
-    install(FILES ${PROJECT_BINARY_DIR}/korvel-host.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  endif()
-  install(FILES cmake/debian/copyright ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DOCDIR})
-endif()
+gzipped(cmake/debian/changelog)
+install(FILES cmake/debian/copyright ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        COMPONENT module OPTIONAL)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME korvel)

@@ -18,9 +18,10 @@ struct InfoOptions {
 
 void info(const InfoOptions& options) {
   const Robot robot = read_robot(*Module(options.module).create());
-  fmt::print("{}", options.json  ? described_as_json(robot)
+  const Identity module = identity(options.module);
+  fmt::print("{}", options.json  ? described_as_json(module, robot)
                    : options.dot ? described_as_dot(robot)
-                                 : described_as_table(robot));
+                                 : described_as_table(module, robot));
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "host/cli/commands.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
+#include "host/robot/identity.h"
 #include "host/validate/all_checks.h"
 #include "host/validate/core/runner.h"
 
@@ -62,7 +63,9 @@ const char* word(Verdict verdict) {
 /// Prints and counts outcomes.
 class Report {
  public:
-  explicit Report(const ValidateOptions& options) : options_(options) {}
+  explicit Report(const ValidateOptions& options) : options_(options), module_(identity(options.module)) {
+    fmt::print("{}\n", in_words(module_));
+  }
 
   void add(const Check& check, const Outcome& outcome) {
     ++counts_[outcome.verdict];
@@ -89,6 +92,8 @@ class Report {
 
   std::string json() {
     const nlohmann::json all{{"module", options_.module.string()},
+                             {"version", module_.version},
+                             {"build_id", module_.build_id},
                              {"seed", options_.seed},
                              {"level", options_.level},
                              {"held", counts_[Verdict::held]},
@@ -100,6 +105,7 @@ class Report {
 
  private:
   const ValidateOptions& options_;
+  Identity module_;
   std::map<Verdict, int> counts_;
   nlohmann::json checks_ = nlohmann::json::array();
 };

@@ -59,8 +59,8 @@ std::string quoted(const std::string& text) {
 
 }  // namespace
 
-std::string described_as_table(const Robot& robot) {
-  std::string text;
+std::string described_as_table(const Identity& module, const Robot& robot) {
+  std::string text = in_words(module) + "\n\n";
   const auto out = std::back_inserter(text);
   fmt::format_to(out, "{:>4}  {:<16}  {:<16}  {:<16}  {:>11}  {:>9}\n", "body", "name", "parent", "joint",
                  "coordinates", "mass [kg]");
@@ -75,12 +75,17 @@ std::string described_as_table(const Robot& robot) {
   return text;
 }
 
-std::string described_as_json(const Robot& robot) {
+std::string described_as_json(const Identity& module, const Robot& robot) {
   Json bodies = Json::array();
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) bodies.push_back(json(robot, b));
   Json said = Json::object();
   for (const auto& [subject, convention] : conventions()) said[subject] = convention;
-  const Json all{{"mass", robot.mass}, {"bodies", bodies}, {"conventions", said}};
+  const Json all{{"module", module.path.string()},
+                 {"version", module.version},
+                 {"build_id", module.build_id},
+                 {"mass", robot.mass},
+                 {"bodies", bodies},
+                 {"conventions", said}};
   return all.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
 }
 

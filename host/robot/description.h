@@ -2,16 +2,17 @@
 
 #include <string>
 
+#include "host/robot/identity.h"
 #include "host/robot/robot.h"
 
 namespace korvel::host {
 
-/// The robot and the conventions of the interface, for people.
-std::string described_as_table(const Robot& robot);
+/// The module, its robot and the conventions of the interface, for people.
+std::string described_as_table(const Identity& module, const Robot& robot);
 
 /// The same for programs, with centres of mass in the body's frame, and origins and joint axes in the root's at joint
 /// angles of zero.
-std::string described_as_json(const Robot& robot);
+std::string described_as_json(const Identity& module, const Robot& robot);
 
 /// The tree of bodies in the language of Graphviz.
 std::string described_as_dot(const Robot& robot);

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Is what is installed whole? Installs a build, moves the prefix, builds hosts against it with CMake and with pkg-config,
-# runs them and the installed tool. The README shows the example as it stands.
+# Is what is installed whole, and is korvel a good guest in another build? Installs a build, moves the prefix, builds hosts
+# against it with CMake and with pkg-config, runs them and the installed tool; then has the same hosts build korvel along
+# with themselves, and with an Eigen from elsewhere. Every folder has a space in its name. The README shows the example as
+# it stands, and links of installed documents lead somewhere.
 #
 # Usage: tests/install/install.sh BUILD
 # Exit status: 0 if everything is found and works.
@@ -8,7 +10,7 @@ set -euo pipefail
 build=$(realpath -- "$1")
 cd "$(dirname "$0")/../.."
 source=$PWD
-work=$(mktemp -d)
+work=$(mktemp -d "${TMPDIR:-/tmp}/korvel install XXXXXX")
 trap 'rm -rf "$work"' EXIT
 passed=0
 holds() {  # WORDS COMMAND...
@@ -21,6 +23,8 @@ holds() {  # WORDS COMMAND...
     exit 1
   fi
 }
+
+# ---- What is installed ----------------------------------------------------------------------------------------------
 
 holds "installs" cmake --install "$build" --prefix "$work/first"
 mv "$work/first" "$work/prefix"
@@ -41,8 +45,41 @@ if [ -e "$build/report.html" ]; then
   holds "a report is written" "$prefix/bin/korvel-host" report "$work/wave-results.csv" -o "$work/wave.html"
 fi
 
-example=$prefix/share/doc/korvel/minimal_host.cpp
-holds "CMake finds the package" cmake -S tests/install -B "$work/cmake" -DCMAKE_PREFIX_PATH="$prefix" -DKORVEL_EXAMPLE="$example"
+documents=$prefix/share/doc/korvel
+links_lead_somewhere() {
+  local document link count=0
+  while IFS= read -r document; do
+    while IFS= read -r link; do
+      count=$((count + 1))
+      [ -e "$(dirname "$document")/$link" ] || { echo "$document: nothing at $link" && return 1; }
+    done < <(grep -o '](\([^)]*\))' "$document" | sed 's/^](\([^)#]*\).*)$/\1/' | grep -v -e '^$' -e '^[a-z]*://')
+  done < <(find "$documents" -name '*.md')
+  [ "$count" -gt 5 ]
+}
+holds "links of the documents lead somewhere" links_lead_somewhere
+example=$documents/examples/minimal_host.cpp
+shown_in_readme() { awk '/^```cpp$/ {inside = 1; next} /^```$/ {inside = 0} inside' README.md | diff - "$example"; }
+holds "the README shows the example" shown_in_readme
+holds "the example has at most 50 lines" test "$(wc -l <"$example")" -le 50
+
+components() {
+  local component
+  for component in module development tool; do
+    cmake --install "$build" --prefix "$work/$component" --component "$component" || return 1
+    (cd "$work/$component" && find . ! -type d) >>"$work/parts"
+  done
+  diff <(sort "$work/parts") <(cd "$prefix" && find . ! -type d | sort) &&
+    [ -z "$(find "$work/module" -name '*.h')" ] && [ -e "$work/tool/bin/korvel-host" ]
+}
+holds "its components are the whole, each file in one" components
+
+# ---- Hosts ----------------------------------------------------------------------------------------------------------
+
+consumer() {  # DIRECTORY FROM OPTIONS OF CMAKE...
+  cmake -S tests/install -B "$work/$1" -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel -DKORVEL_FROM="$2" -DKORVEL_SOURCE="$source" \
+    -DKORVEL_EXAMPLE="$example" "${@:3}" && cmake --build "$work/$1" && ctest --test-dir "$work/$1" --output-on-failure
+}
+holds "hosts build and run with CMake" consumer cmake package -DCMAKE_PREFIX_PATH="$prefix"
 older_refused() {
   mkdir "$work/older"
   printf 'cmake_minimum_required(VERSION 3.21)\nproject(older LANGUAGES CXX)\nfind_package(korvel 0.0 REQUIRED)\n' \
@@ -51,16 +88,48 @@ older_refused() {
     grep -q 'korvel-config.cmake, version: 0.1' "$work/older.log"
 }
 holds "hosts of an older minor version are refused" older_refused
-holds "hosts build and run with CMake" cmake --build "$work/cmake" --target run
-grep torque "$work/log"
 
-export PKG_CONFIG_PATH
-PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name korvel.pc)")
-mkdir "$work/make"
-holds "hosts build and run with pkg-config" make -C "$work/make" -f "$source/tests/install/Makefile" EXAMPLE="$example" SOURCES="$source/tests/install" run
+make_hosts() {  # DIRECTORY PREFIX
+  mkdir "$work/$1" &&
+    PKG_CONFIG_PATH=$(dirname "$(find "$2" -name korvel.pc)") make -C "$work/$1" -f "$source/tests/install/Makefile" \
+      EXAMPLE="$example" SOURCES="$source/tests/install" run
+}
+holds "hosts build and run with pkg-config" make_hosts make "$prefix"
 
-shown_in_readme() { awk '/^```cpp$/ {inside = 1; next} /^```$/ {inside = 0} inside' README.md | diff - "$example"; }
-holds "the README shows the example" shown_in_readme
-holds "the example has at most 50 lines" test "$(wc -l <"$example")" -le 50
+# ---- As a guest -----------------------------------------------------------------------------------------------------
+
+for from in add_subdirectory FetchContent; do
+  holds "hosts build and run with $from" consumer "$from" "$from"
+done
+brings_nothing() {  # DIRECTORY
+  cmake --install "$work/$1" --prefix "$work/$1/prefix" &&
+    [ "$(cd "$work/$1/prefix" && find . -type f | sort | xargs)" = "./bin/minimal_host ./bin/pose" ] &&
+    [ "$(ctest --test-dir "$work/$1" -N | grep -c 'Test *#')" -eq 2 ] &&
+    [ -z "$(ctest --test-dir "$work/$1" --print-labels | grep '^  ')" ] &&
+    grep -q '^CMAKE_BUILD_TYPE:.*=MinSizeRel$' "$work/$1/CMakeCache.txt" && ! grep -i '^CPACK' "$work/$1/CMakeCache.txt" &&
+    [ -e "$work/$1/libraries/libkorvel.so" ]
+}
+for from in add_subdirectory FetchContent; do
+  holds "with $from the host installs and tests only what is its own" brings_nothing "$from"
+done
+holds "the module built along keeps its promises" "$prefix/bin/korvel-host" validate "$work/add_subdirectory/libraries/libkorvel.so"
+
+# ---- Eigen from elsewhere -------------------------------------------------------------------------------------------
+
+# The library and its CMake package below a prefix of its own, and out of the compiler's sight otherwise.
+eigen=$work/eigen
+mkdir -p "$eigen/include" "$eigen/share/eigen3"
+cp -r /usr/include/eigen3 "$eigen/include"
+cp -r /usr/share/eigen3/cmake "$eigen/share/eigen3"
+with_other_eigen() {
+  cmake -S . -B "$work/other build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_PREFIX_PATH="$eigen" -DKORVEL_HOST=OFF \
+    -DKORVEL_TESTS=OFF && cmake --build "$work/other build" &&
+    cmake --install "$work/other build" --prefix "$work/other prefix" && ninja -C "$work/other build" -t deps | tee "$work/deps" |
+    grep -q "$(sed 's/ /./g' <<<"$eigen")" && ! grep /usr/include/eigen3 "$work/deps"
+}
+holds "an Eigen from elsewhere is the one that is built with" with_other_eigen
+holds "hosts find that Eigen with CMake" consumer "other cmake" package -DCMAKE_PREFIX_PATH="$work/other prefix"
+holds "hosts find that Eigen with pkg-config" make_hosts "other make" "$work/other prefix"
+holds "hosts use no other" test -z "$(ninja -C "$work/other cmake" -t deps | grep /usr/include/eigen3)"
 
 echo "install: $passed of $passed hold"

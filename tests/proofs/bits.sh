@@ -51,7 +51,7 @@ build() {  # DIRECTORY TARGET ARCHITECTURE COMPILER FLAGS
   [ "$3" = "$machine" ] || cross=(-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR="$3")
   [ "$3" != i686 ] || flags+=" -DKORVEL_ALLOW_32_BIT"
   cmake -S "$root" -B "$1" -G Ninja "${cross[@]}" -DCMAKE_CXX_COMPILER="$4" -DCMAKE_CXX_FLAGS="$flags" \
-    -DCMAKE_BUILD_TYPE=None -DKORVEL_HOST=OFF >"$1.log" 2>&1 && cmake --build "$1" --target "$2" >>"$1.log" 2>&1
+    -DCMAKE_BUILD_TYPE=None -DKORVEL_WERROR=ON -DKORVEL_HOST=OFF >"$1.log" 2>&1 && cmake --build "$1" --target "$2" >>"$1.log" 2>&1
 }
 
 cell() {  # NUMBER ARCHITECTURE COMPILER FLAGS

@@ -9,22 +9,42 @@
 #include <set>
 #include <sstream>
 
+#include "host/io/error.h"
+#include "host/robot/elf_file.h"
 #include "host/robot/module.h"
 #include "host/validate/core/require.h"
-#include "host/validate/observe/elf_file.h"
 
 namespace korvel::validate {
 
 namespace {
 
 using namespace std::chrono_literals;
+using host::ElfFile;
 using Robot = tesk::RigidBodySystem;
 
 // ---- The file -----------------------------------------------------------------------------------------------------
 
+/// As this machine's loader would read it.
+ElfFile file_of(const Subject& subject) try {
+  ElfFile file(subject.module);
+  require(file.bits() == 8 * sizeof(void*), "not for this machine: {} bits", file.bits());
+  const std::uintmax_t size = std::filesystem::file_size(subject.module);
+  for (const ElfFile::Segment& segment : file.segments()) {
+    const bool inside = segment.p_offset <= size && segment.p_filesz <= size - segment.p_offset;
+    require(inside, "the file is cut short");
+  }
+  // A loader finds both by other ways, this reader does not.
+  if (file.dynamic_entries().empty() || file.symbols().empty()) {
+    throw NotPossible("the file has no table of its sections");
+  }
+  return file;
+} catch (const host::Error& error) {
+  throw Finding(error.what());
+}
+
 /// Any other name could be bound to another module's, and a unique one (GNU's binding) keeps the module loaded.
 std::string exports(const Subject& subject) {
-  const ElfFile file(subject.module);
+  const ElfFile file = file_of(subject);
   std::set<std::string> functions;
   for (const ElfFile::Symbol& symbol : file.symbols()) {
     if (!symbol.defined || symbol.binding == STB_LOCAL) continue;
@@ -39,7 +59,7 @@ std::string exports(const Subject& subject) {
 std::string dependencies(const Subject& subject) {
   static const std::regex runtime(R"((libstdc\+\+|libc\+\+|libc\+\+abi|libm|libgcc_s|libc|ld-linux.*)\.so(\.\d+)?)");
   static const std::regex sanitizer(R"(lib(a|ub|t|l)san\.so.*)");
-  const std::vector<std::string> needed = ElfFile(subject.module).needed();
+  const std::vector<std::string> needed = file_of(subject).needed();
   for (const std::string& name : needed) {
     if (std::regex_match(name, sanitizer)) throw NotPossible("a sanitizer brings " + name);
     require(std::regex_match(name, runtime), "it needs {}", name);
@@ -48,7 +68,7 @@ std::string dependencies(const Subject& subject) {
 }
 
 std::string protection(const Subject& subject) {
-  const ElfFile file(subject.module);
+  const ElfFile file = file_of(subject);
   for (const ElfFile::Segment& segment : file.segments()) {
     const bool both = (segment.p_flags & PF_W) != 0 && (segment.p_flags & PF_X) != 0;
     require(!both || segment.p_type != PT_LOAD, "the segment at {:#x} can be written and executed", segment.p_vaddr);

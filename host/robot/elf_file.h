@@ -1,18 +1,18 @@
 #pragma once
 
-#include <link.h>
+#include <gelf.h>
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
-namespace korvel::validate {
+namespace korvel::host {
 
-/// What the loader reads of a shared library, as it stands in the file. Nothing is loaded.
+/// What a shared library's file says, of whatever machine it is for. Nothing is loaded.
 class ElfFile {
  public:
-  using Segment = ElfW(Phdr);
-  using DynamicEntry = ElfW(Dyn);
+  using Segment = GElf_Phdr;
+  using DynamicEntry = GElf_Dyn;
   /// A name that the library offers to others, or that others must offer to it.
   struct Symbol {
     std::string name;
@@ -20,28 +20,31 @@ class ElfFile {
     unsigned char binding;
     bool defined;
   };
+  struct Note {
+    std::string owner;
+    unsigned type;
+    std::string bytes;
+  };
 
-  /// Throws Finding if the file is none that this machine's loader could read.
+  /// Throws Error if the file is none of the kind. What lies outside of a file that was cut short is left out.
   explicit ElfFile(const std::filesystem::path& path);
 
+  /// 32 or 64.
+  int bits() const { return bits_; }
   const std::vector<Segment>& segments() const { return segments_; }
+  const std::vector<Note>& notes() const { return notes_; }
   const std::vector<DynamicEntry>& dynamic_entries() const { return dynamic_; }
   const std::vector<Symbol>& symbols() const { return symbols_; }
   /// Of the libraries that are loaded with this one.
-  std::vector<std::string> needed() const;
+  const std::vector<std::string>& needed() const { return needed_; }
 
  private:
-  using Section = ElfW(Shdr);
-
-  template <typename Record>
-  std::vector<Record> records(std::size_t offset, std::size_t count) const;
-  std::string text(const Section& strings, std::size_t offset) const;
-
-  std::string bytes_;
+  int bits_;
   std::vector<Segment> segments_;
+  std::vector<Note> notes_;
   std::vector<DynamicEntry> dynamic_;
   std::vector<Symbol> symbols_;
-  Section dynamic_strings_{};
+  std::vector<std::string> needed_;
 };
 
-}  // namespace korvel::validate
+}  // namespace korvel::host

@@ -1,0 +1,30 @@
+#include "host/robot/identity.h"
+
+#include <fmt/format.h>
+
+#include "host/io/error.h"
+#include "host/robot/elf_file.h"
+
+namespace korvel::host {
+
+Identity identity(const std::filesystem::path& module) try {
+  const ElfFile file(module);
+  Identity result{module};
+  for (const ElfFile::Note& note : file.notes()) {
+    // plugin/identity.cpp writes it.
+    if (note.owner == "korvel" && note.type == 1) result.version = note.bytes.c_str();
+    if (note.owner == ELF_NOTE_GNU && note.type == NT_GNU_BUILD_ID) {
+      result.build_id.clear();
+      for (const char byte : note.bytes) result.build_id += fmt::format("{:02x}", static_cast<unsigned char>(byte));
+    }
+  }
+  return result;
+} catch (const Error&) {
+  return {module};
+}
+
+std::string in_words(const Identity& identity) {
+  return fmt::format("{}: version {}, build {}", identity.path.string(), identity.version, identity.build_id);
+}
+
+}  // namespace korvel::host
