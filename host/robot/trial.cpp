@@ -21,7 +21,7 @@
 #include <thread>
 
 #include "host/io/error.h"
-#include "host/io/program_file.h"
+#include "host/robot/elf_file.h"
 #include "host/robot/robot.h"
 
 namespace korvel::host {
@@ -105,7 +105,11 @@ void require_module_file(const std::filesystem::path& path) {
   if (std::filesystem::is_directory(status)) throw module_error(path, "expected a file, found a directory");
   if (!std::filesystem::is_regular_file(status)) throw module_error(path, "expected a file, found a device or pipe");
   if (access(path.c_str(), R_OK) != 0) throw module_error(path, system_words(errno));
-  if (!is_program(path)) throw module_error(path, "expected a shared library, found none");
+  try {
+    const ElfFile file(path);
+  } catch (const Error&) {
+    throw module_error(path, "expected a shared library, found none");
+  }
 }
 
 Module tried_module(const std::filesystem::path& path) {

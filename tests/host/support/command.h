@@ -41,7 +41,7 @@ class CommandTest : public testing::Test {
   std::map<std::string, std::string> contents() const {
     std::map<std::string, std::string> all;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(directory_.path())) {
-      const bool is_file = entry.is_regular_file() && !entry.is_symlink();
+      const bool is_file = std::filesystem::is_regular_file(entry.symlink_status());
       all[entry.path().lexically_relative(directory_.path())] = is_file ? read(entry.path()) : std::string();
     }
     return all;
