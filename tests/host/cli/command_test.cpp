@@ -88,6 +88,23 @@ TEST_F(Command, FailedWritingLeavesNothingBehind) {
   EXPECT_EQ(read(directory_ / "results.csv"), "old results\n");
 }
 
+// Rates fit into single precision, what is computed from them does not: no results, and no summary.
+TEST_F(Command, ResultsThatAreNotFiniteAreRefused) {
+  write(directory_ / "good.csv", "time\n0\n1\n");
+  write(directory_ / "fast.csv", "time,HeadYaw\n0,0\n1,1e25\n2,-1e25\n3,1e25\n");
+  std::filesystem::create_directory(directory_ / "all");
+  for (const char* arguments : {"run fast.csv -o results.csv", "run good.csv fast.csv -o all"}) {
+    const Outcome outcome = host(arguments);
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_EQ(outcome.out, "") << arguments;
+    const char* words =
+        "fast.csv:2: expected a motion with results within single precision, 'HeadPitch_torque' is not\n";
+    EXPECT_NE(outcome.err.find(words), std::string::npos) << outcome.err;
+    EXPECT_EQ(files(), (std::vector<std::string>{"all", "fast.csv", "good.csv"})) << arguments;
+    EXPECT_TRUE(std::filesystem::is_empty(directory_ / "all"));
+  }
+}
+
 // Side by side as one by one.
 TEST_F(Command, MotionsSideBySideHaveTheirOwnResults) {
   constexpr const char* names[] = {"squat", "wave", "weight_shift"};

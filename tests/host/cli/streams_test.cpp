@@ -60,16 +60,5 @@ TEST_F(Streams, AnErrorThatCannotBeToldKeepsItsStatus) {
   }
 }
 
-// A file that is opened does not become the standard output.
-TEST_F(Streams, MissingStreamsDoNotSpoilFiles) {
-  write(directory_ / "motion.csv", "time\n0\n");
-  EXPECT_EQ(with("run motion.csv -o results.csv", "").status, 0);
-  const std::string results = read(directory_ / "results.csv");
-  for (const char* redirection : {"<&-", "<&- >&-", "<&- >&- 2>&-", "<&- 2>&-", ">&- 2>&-"}) {
-    with("run motion.csv -o results.csv", redirection);
-    EXPECT_EQ(read(directory_ / "results.csv"), results) << redirection;
-  }
-}
-
 }  // namespace
 }  // namespace korvel::host
