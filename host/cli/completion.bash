@@ -1,12 +1,12 @@
 # Completion of korvel-host for bash. It asks the command itself, so that it offers what is there.
 
 _korvel_host() {
-  local current=${COMP_WORDS[COMP_CWORD]} previous= command= word
+  local current=${COMP_WORDS[COMP_CWORD]} previous='' command='' word
   ((COMP_CWORD > 0)) && previous=${COMP_WORDS[COMP_CWORD - 1]}
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
     [[ $word == -* ]] || { command=$word && break; }
   done
-  local tool=${COMP_WORDS[0]} offered=
+  local tool=${COMP_WORDS[0]} offered=''
   tool=${tool/#\~/$HOME}
 
   case $previous in

@@ -12,7 +12,8 @@ namespace korvel::host {
 
 /// A text file that appears under its name only when it is complete. Until `commit` it has no name, so that whatever
 /// ends the process leaves nothing behind; without `commit` what stood under the name stays. Where the file system
-/// or the process cannot hold it so, it has a name that no other file has, beside the final one.
+/// or the process cannot hold it so, it has a name that no other file has, beside the final one; that one stays if the
+/// process is ended by a signal.
 /// A file that is replaced hands on its permissions and, as far as the user may set them, its owner and group.
 class OutputFile {
  public:

@@ -26,7 +26,7 @@ std::filesystem::path resolved(const std::filesystem::path& path) {
   std::error_code failure;
   struct stat status {};
   if (lstat(path.c_str(), &status) == 0) {
-    const std::filesystem::path target = std::filesystem::canonical(path, failure);
+    std::filesystem::path target = std::filesystem::canonical(path, failure);
     if (!failure) return target;
     if (failure == std::errc::no_such_file_or_directory) {
       throw Error(fmt::format("{}: cannot write: a symbolic link to nothing", path.string()));

@@ -16,9 +16,10 @@ class Hostile : public CommandTest {
   void SetUp() override {
     write(directory_ / "good.csv", "time\n0\n");
     write(directory_ / "text", "no table, no module\n");
-    write(directory_ / "binary", std::string("\x7f"
-                                             "ELF\0\0\0\xff,\x1b[2J\n\n\r,",
-                                             20));
+    using namespace std::string_literals;
+    write(directory_ / "binary",
+          "\x7f"
+          "ELF\0\0\0\xff,\x1b[2J\n\n\r,"s);
     write(directory_ / "quote.csv", "time,\"\n0,1\n");
     write(directory_ / "header.csv", "time\n");
     write(directory_ / "control.csv", "time,\x1b[31m\n0,1\n");
