@@ -4,6 +4,8 @@
 #include <exception>
 #include <filesystem>
 
+#include "host/io/outputs.h"
+
 namespace korvel::host {
 
 /// Adds the subcommand of that name. It runs while the command line is parsed and throws Error or Findings.
@@ -22,7 +24,10 @@ std::filesystem::path own_file(const char* name, const char* installed);
 /// The module that is loaded unless another one is named: beside the executable as built, or as installed.
 std::filesystem::path default_module();
 
-/// Adds the option that names the module; `module` has the default and outlives the parsing.
-void add_module_option(CLI::App& command, std::filesystem::path& module);
+/// The page of the report without data, if it was built.
+std::filesystem::path report_template();
+
+/// The files of a command, with those that belong to the executable kept already, and the module.
+Outputs outputs_beside(const std::filesystem::path& module);
 
 }  // namespace korvel::host

@@ -1,13 +1,14 @@
 #include <functional>
-#include <list>
+#include <map>
 #include <memory>
 #include <optional>
 
+#include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/export/drawing.h"
 #include "host/export/model.h"
-#include "host/io/error.h"
 #include "host/io/output_file.h"
+#include "host/robot/trial.h"
 
 namespace korvel::host {
 
@@ -19,11 +20,15 @@ struct ExportOptions {
 };
 
 void export_robot(const ExportOptions& options) {
-  const FreshSystem fresh = [&] { return Module(options.module).create(); };
-  const Robot robot = read_robot(*fresh());
-  std::list<OutputFile> files;
+  Outputs outputs = outputs_beside(options.module);
+  std::map<const std::optional<std::filesystem::path>*, OutputFile> files;
+  for (const auto* path : {&options.urdf, &options.mjcf, &options.svg}) {
+    if (*path) files.try_emplace(path, outputs.claim(**path));
+  }
+  const Robot robot = read_robot(*robot_of(tried_module(options.module)));
+  const FreshSystem fresh = [&] { return robot_of(Module(options.module)); };
   const auto write = [&](const std::optional<std::filesystem::path>& path, const std::function<std::string()>& text) {
-    if (path) files.emplace_back(*path).write(text());
+    if (path) files.at(&path).write(text());
   };
   write(options.svg, [&] { return to_svg(robot); });
   if (options.urdf || options.mjcf) {
@@ -31,7 +36,7 @@ void export_robot(const ExportOptions& options) {
     write(options.urdf, [&] { return to_urdf(robot, inertias); });
     write(options.mjcf, [&] { return to_mjcf(robot, inertias); });
   }
-  for (OutputFile& file : files) file.commit();
+  for (auto& [path, file] : files) file.commit();
 }
 
 }  // namespace

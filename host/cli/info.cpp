@@ -1,10 +1,11 @@
-#include <fmt/format.h>
-
 #include <memory>
+#include <optional>
 
+#include "host/cli/arguments.h"
 #include "host/cli/commands.h"
+#include "host/cli/console.h"
 #include "host/robot/description.h"
-#include "host/robot/module.h"
+#include "host/robot/trial.h"
 
 namespace korvel::host {
 
@@ -12,16 +13,22 @@ namespace {
 
 struct InfoOptions {
   std::filesystem::path module = default_module();
+  std::optional<std::filesystem::path> output;
   bool json = false;
   bool dot = false;
 };
 
 void info(const InfoOptions& options) {
-  const Robot robot = read_robot(*Module(options.module).create());
+  Outputs outputs = outputs_beside(options.module);
+  Destination destination(options.output, outputs);
+  const Robot robot = read_robot(*robot_of(tried_module(options.module)));
   const Identity module = identity(options.module);
-  fmt::print("{}", options.json  ? described_as_json(module, robot)
-                   : options.dot ? described_as_dot(robot)
-                                 : described_as_table(module, robot));
+  if (options.json) {
+    destination.write(described_as_json(module, robot));
+  } else {
+    destination.write_text(options.dot ? described_as_dot(robot) : described_as_table(module, robot));
+  }
+  destination.commit();
 }
 
 }  // namespace
@@ -32,6 +39,7 @@ void add_info(CLI::App& app) {
   add_module_option(*command, options->module);
   CLI::Option* json = command->add_flag("--json", options->json, "As JSON, with places and axes");
   command->add_flag("--dot", options->dot, "The tree of bodies for Graphviz")->excludes(json);
+  add_output_option(*command, options->output);
   command->callback([options] { info(*options); });
 }
 

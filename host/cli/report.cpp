@@ -5,14 +5,14 @@
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <system_error>
 
+#include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
 #include "host/report/report_data.h"
 #include "host/results/columns.h"
-#include "host/robot/module.h"
+#include "host/robot/trial.h"
 
 namespace korvel::host {
 
@@ -24,14 +24,11 @@ struct ReportOptions {
   std::filesystem::path page;
 };
 
-/// The page without data, if it was built.
-std::filesystem::path template_path() { return own_file("report.html", "share/korvel"); }
-
 /// Where the data go in the template.
 constexpr std::string_view placeholder = "@KORVEL_REPORT_DATA@";
 
 std::string read_template() {
-  const std::filesystem::path path = template_path();
+  const std::filesystem::path path = report_template();
   std::ostringstream text;
   text << std::ifstream(path, std::ios::binary).rdbuf();
   if (text.str().find(placeholder) == std::string::npos) {
@@ -57,19 +54,17 @@ std::string script_text(const nlohmann::json& data) {
 }
 
 void report(const ReportOptions& options) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.results, options.page, ignored)) {
-    throw Error(options.page.string() + ": the report would replace the results");
-  }
+  Outputs outputs = outputs_beside(options.module);
+  outputs.keep(options.results, "the results");
+  OutputFile output(outputs.claim(options.page));
   const std::string page = read_template();
-  const System system = Module(options.module).create();
+  const System system = robot_of(tried_module(options.module));
   // All angles are 0: the poses in the root are those at rest.
   system->computeFwdKinematics();
   const ResultsTable results = read_results(options.results, results_columns(*system));
 
   const std::string_view text = page;
   const std::size_t place = text.find(placeholder);
-  OutputFile output(options.page);
   output.write(text.substr(0, place));
   output.write(script_text(report_data(options.results.filename().string(), *system, results)));
   output.write(text.substr(place + placeholder.size()));
@@ -80,7 +75,7 @@ void report(const ReportOptions& options) {
 
 void add_report(CLI::App& app) {
   CLI::App* command = app.add_subcommand("report", "One page that shows the results of a motion in any browser");
-  if (!std::filesystem::exists(template_path())) {
+  if (!std::filesystem::exists(report_template())) {
     // Not offered, and whoever knows it learns what is missing, whatever the arguments.
     const std::string missing = "report: its page was not built, install nodejs and npm and build korvel again";
     command->description(missing);

@@ -5,21 +5,23 @@
 #include <chrono>
 #include <future>
 #include <memory>
-#include <set>
-#include <system_error>
+#include <optional>
 #include <thread>
 
+#include "host/cli/arguments.h"
 #include "host/cli/commands.h"
+#include "host/cli/console.h"
 #include "host/cli/progress.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
 #include "host/motion/cycle.h"
 #include "host/motion/motion.h"
+#include "host/motion/spline.h"
 #include "host/motion/trajectory.h"
 #include "host/results/columns.h"
 #include "host/results/summary.h"
-#include "host/robot/module.h"
 #include "host/robot/robot.h"
+#include "host/robot/trial.h"
 
 namespace korvel::host {
 
@@ -29,6 +31,7 @@ struct RunOptions {
   std::filesystem::path module = default_module();
   std::vector<std::filesystem::path> motions;
   std::filesystem::path output;
+  std::optional<double> cutoff;
   unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
 };
 
@@ -36,7 +39,7 @@ struct RunOptions {
 struct Task {
   std::filesystem::path motion;
   Trajectory trajectory;
-  std::filesystem::path results;
+  OutputPath results;
   Summary summary;
   std::unique_ptr<OutputFile> output;
 };
@@ -46,27 +49,37 @@ std::filesystem::path results_of(const std::filesystem::path& motion, const RunO
   return options.output / (motion.stem().string() + "-results.csv");
 }
 
+/// What the numbers of a motion look like, and the user may not know.
+void tell_doubts(const Motion& motion, const std::vector<std::string>& joints, const RunOptions& options) {
+  const std::string file = motion.file.string();
+  for (const std::string& doubt : doubts_about(motion, joints)) tell(fmt::format("{}: {}", file, doubt));
+  const std::optional<RoundingNoise> noise = options.cutoff ? std::nullopt : rounding_noise(motion);
+  if (!noise) return;
+  tell(fmt::format(
+      "{}: numbers have {} decimals: half a unit of the last changes accelerations by up to {:.2g}, rms {:.2g} "
+      "rad/s^2 or m/s^2; --cutoff {:.2g} leaves {:.1g}",
+      file, motion.decimals, noise->largest, noise->rms, noise->cutoff, noise->rms_at_cutoff));
+}
+
 /// Reads every motion before the first one is run, so that nothing is computed in vain.
 std::vector<Task> tasks(const RunOptions& options, const tesk::RigidBodySystem& system) {
   if (options.motions.size() > 1 && !std::filesystem::is_directory(options.output)) {
     throw Error(fmt::format("{}: expected a directory for the results of {} motions", options.output.string(),
                             options.motions.size()));
   }
-  std::vector<Task> tasks;
-  std::set<std::filesystem::path> taken;
+  Outputs outputs = outputs_beside(options.module);
+  for (const std::filesystem::path& motion : options.motions) outputs.keep(motion, "a motion");
+  std::vector<OutputPath> results;
   for (const std::filesystem::path& motion : options.motions) {
-    const std::filesystem::path results = results_of(motion, options);
-    for (const std::filesystem::path& other : options.motions) {
-      std::error_code ignored;
-      if (std::filesystem::equivalent(other, results, ignored)) {
-        throw Error(results.string() + ": the results would replace the motion");
-      }
-    }
-    if (!taken.insert(results).second) {
-      throw Error(fmt::format("{}: the results would replace those of another motion", results.string()));
-    }
-    Trajectory trajectory(read_motion(motion, joint_names(system)));
-    tasks.push_back({motion, std::move(trajectory), results, Summary(system), {}});
+    results.push_back(outputs.claim(results_of(motion, options)));
+  }
+  std::vector<Task> tasks;
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    const std::filesystem::path& motion = options.motions[i];
+    Motion samples = read_motion(motion, joint_names(system));
+    tell_doubts(samples, joint_names(system), options);
+    const double penalty = options.cutoff ? penalty_of_cutoff(*options.cutoff) : 0;
+    tasks.push_back({motion, Trajectory(std::move(samples), penalty), results[i], Summary(system), {}});
   }
   return tasks;
 }
@@ -80,7 +93,13 @@ void run(Task& task, tesk::RigidBodySystem& system, std::atomic<Eigen::Index>& s
     const auto start = std::chrono::steady_clock::now();
     run_cycle(system, state);
     const auto end = std::chrono::steady_clock::now();
-    task.output->write(results_row({system, time}));
+    const Row row = results_row({system, time});
+    if (const auto column = row.first_not_finite()) {
+      throw task.trajectory.error_at_sample(
+          sample, fmt::format("expected a motion with results within single precision, '{}' is not",
+                              results_columns(system)[*column]));
+    }
+    task.output->write(row.line());
     task.summary.add(system, time, end - start);
   }
   // There may be more motions than files that a process may have open.
@@ -109,17 +128,18 @@ void run_all(std::vector<Task>& tasks, const std::vector<System>& systems) {
 }
 
 void run(const RunOptions& options) {
-  const Module module(options.module);
+  const Module module = tried_module(options.module);
   std::vector<System> systems;
-  systems.push_back(module.create());
+  systems.push_back(robot_of(module));
   std::vector<Task> all = tasks(options, *systems.front());
   // Made before any thread runs: no object may be made while another one computes.
-  while (systems.size() < std::min<std::size_t>(options.jobs, all.size())) systems.push_back(module.create());
+  while (systems.size() < std::min<std::size_t>(options.jobs, all.size())) systems.push_back(robot_of(module));
   run_all(all, systems);
   for (Task& task : all) task.output->commit();
   for (const Task& task : all) {
-    if (all.size() > 1) fmt::print("{}== {}\n", &task == &all.front() ? "" : "\n", task.motion.string());
-    fmt::print("{}", task.summary.text());
+    const std::string name = printable(task.motion.string());
+    if (all.size() > 1) show(fmt::format("{}== {}\n", &task == &all.front() ? "" : "\n", name));
+    show(task.summary.text());
   }
 }
 
@@ -130,7 +150,9 @@ void add_run(CLI::App& app) {
   command->footer(
       "MOTION is a CSV file with a header: time [s], the root's x, y, z [m] and roll, pitch, yaw [rad] in the world,\n"
       "and one column per joint [rad], in any order. A column other than time that is missing is 0 throughout.\n"
-      "Velocities and accelerations come from a cubic spline through the samples. Torques are those of the motion\n"
+      "The orientation may be a quaternion qw, qx, qy, qz instead. Velocities and accelerations come from a cubic\n"
+      "spline through the samples, or near them with --cutoff; they are worst in the first and last samples, and of\n"
+      "numbers with few decimals without --cutoff. Torques are those of the motion\n"
       "with no contact to the ground: gravity and inertia are borne at the root.\n"
       "RESULTS is a file, or a directory in which NAME.csv gets NAME-results.csv. Its files appear when all motions\n"
       "have run to their end.");
@@ -141,8 +163,12 @@ void add_run(CLI::App& app) {
                    "Results: torques, centre of mass, positions of the bodies and of their centres of mass")
       ->type_name("RESULTS")
       ->required();
+  command
+      ->add_option("--cutoff", options->cutoff,
+                   "Smooth: frequency [Hz] of which half the power is left; for rounded and measured motions")
+      ->check(positive_number());
   command->add_option("-j,--jobs", options->jobs, "Motions at a time, each on an object of its own")
-      ->check(CLI::Range(1, 64))
+      ->check(whole_number(1, 64))
       ->capture_default_str();
   add_module_option(*command, options->module);
   command->callback([options] { run(*options); });

@@ -1,17 +1,20 @@
 #include <fmt/format.h>
 
-#include <fstream>
+#include <limits>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <regex>
 #include <thread>
+#include <utility>
 
+#include "host/cli/arguments.h"
 #include "host/cli/commands.h"
+#include "host/cli/console.h"
 #include "host/io/error.h"
-#include "host/io/output_file.h"
 #include "host/robot/identity.h"
+#include "host/robot/trial.h"
 #include "host/validate/all_checks.h"
 #include "host/validate/core/runner.h"
 
@@ -30,14 +33,21 @@ struct ValidateOptions {
   std::string only;
   std::uint64_t seed = 1;
   unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
-  std::filesystem::path json;
+  std::optional<std::filesystem::path> output;
+  bool json = false;
   bool list = false;
 };
 
 Checks chosen(const ValidateOptions& options) {
+  // Matching descends into the expression, and without this option of the library takes exponential time for some.
+  constexpr std::size_t longest = 200;
+  constexpr auto polynomial = std::regex_constants::ECMAScript | std::regex_constants::__polynomial;
+  if (options.only.size() > longest) {
+    throw Error(fmt::format("--only: expected at most {} characters, found {}", longest, options.only.size()));
+  }
   std::regex only;
   try {
-    only = std::regex(options.only);
+    only = std::regex(options.only, polynomial);
   } catch (const std::regex_error& error) {
     throw Error(fmt::format("--only '{}': {}", options.only, error.what()));
   }
@@ -51,30 +61,25 @@ Checks chosen(const ValidateOptions& options) {
   return checks;
 }
 
-void list() {
-  for (const Check& check : validate::all_checks())
-    fmt::print("{}  {:<36}  {}\n", check.level, check.id, check.promise);
-}
-
 const char* word(Verdict verdict) {
   return verdict == Verdict::held ? "held" : verdict == Verdict::finding ? "FINDING" : "not possible";
 }
 
-/// Prints and counts outcomes.
+/// Writes and counts outcomes.
 class Report {
  public:
-  explicit Report(const ValidateOptions& options) : options_(options), module_(identity(options.module)) {
-    fmt::print("{}\n", in_words(module_));
+  Report(const ValidateOptions& options, Destination& destination)
+      : options_(options), destination_(destination), module_(identity(options.module)) {
+    write_text("{}\n", in_words(module_));
   }
 
   void add(const Check& check, const Outcome& outcome) {
     ++counts_[outcome.verdict];
-    fmt::print("{:<12}  {:<36}  {}\n", word(outcome.verdict), check.id, outcome.text);
+    write_text("{:<12}  {:<36}  {}\n", word(outcome.verdict), check.id, printable(outcome.text));
     if (outcome.verdict == Verdict::finding) {
-      fmt::print("{:14}promised: {}\n{:14}again: korvel-host validate {} --level {} --only '^{}$' --seed {}\n", "",
-                 check.promise, "", options_.module.string(), check.level, check.id, options_.seed);
+      write_text("{:14}promised: {}\n{:14}again: korvel-host validate {} --level {} --only '^{}$' --seed {}\n", "",
+                 check.promise, "", printable(options_.module.string()), check.level, check.id, options_.seed);
     }
-    std::fflush(stdout);
     checks_.push_back({{"id", check.id},
                        {"promise", check.promise},
                        {"level", check.level},
@@ -85,9 +90,17 @@ class Report {
 
   int findings() { return counts_[Verdict::finding]; }
 
-  void print_summary() {
-    fmt::print("{} of {} promises held, {} findings, {} not possible here; seed {}\n", counts_[Verdict::held],
+  void end() {
+    write_text("{} of {} promises held, {} findings, {} not possible here; seed {}\n", counts_[Verdict::held],
                checks_.size(), findings(), counts_[Verdict::not_possible], options_.seed);
+    if (options_.json) destination_.write(json());
+    destination_.commit();
+  }
+
+ private:
+  template <typename... Values>
+  void write_text(fmt::format_string<Values...> format, Values&&... values) {
+    if (!options_.json) destination_.write_text(fmt::format(format, std::forward<Values>(values)...));
   }
 
   std::string json() {
@@ -103,28 +116,34 @@ class Report {
     return all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
   }
 
- private:
   const ValidateOptions& options_;
+  Destination& destination_;
   Identity module_;
   std::map<Verdict, int> counts_;
   nlohmann::json checks_ = nlohmann::json::array();
 };
 
-void validate_module(const ValidateOptions& options) {
-  if (options.list) return list();
-  const Checks checks = chosen(options);
-  if (!std::ifstream(options.module)) throw Error(fmt::format("cannot read module '{}'", options.module.string()));
-  std::optional<OutputFile> json;
-  if (!options.json.empty()) json.emplace(options.json);
+void list(const ValidateOptions& options, Destination& destination) {
+  nlohmann::json all = nlohmann::json::array();
+  for (const Check& check : validate::all_checks()) {
+    all.push_back({{"id", check.id}, {"promise", check.promise}, {"level", check.level}});
+    if (!options.json) destination.write_text(fmt::format("{}  {:<36}  {}\n", check.level, check.id, check.promise));
+  }
+  if (options.json) destination.write(all.dump(2) + '\n');
+  destination.commit();
+}
 
-  Report report(options);
+void validate_module(const ValidateOptions& options) {
+  Outputs outputs = outputs_beside(options.module);
+  if (!options.list) require_module_file(options.module);
+  const Checks checks = options.list ? Checks() : chosen(options);
+  Destination destination(options.output, outputs);
+  if (options.list) return list(options, destination);
+
+  Report report(options, destination);
   validate::run_checks(checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
                        [&](const Check& check, const Outcome& outcome) { report.add(check, outcome); });
-  report.print_summary();
-  if (json) {
-    json->write(report.json());
-    json->commit();
-  }
+  report.end();
   if (report.findings() > 0) throw Findings();
 }
 
@@ -138,12 +157,17 @@ void add_validate(CLI::App& app) {
   const auto options = std::make_shared<ValidateOptions>();
   command->add_option("MODULE", options->module, "The module")->capture_default_str();
   command->add_option("--level", options->level, "The highest level to run")
-      ->check(CLI::Range(1, 5))
+      ->check(whole_number(1, 5))
       ->capture_default_str();
   command->add_option("--only", options->only, "Only checks whose id matches")->type_name("REGEX");
-  command->add_option("--seed", options->seed, "Of every random choice")->capture_default_str();
-  command->add_option("--jobs", options->jobs, "Checks at a time")->check(CLI::Range(1, 64))->capture_default_str();
-  command->add_option("--json", options->json, "Write the outcomes to this file too")->type_name("FILE");
+  command->add_option("--seed", options->seed, "Of every random choice")
+      ->check(whole_number(0, std::numeric_limits<std::uint64_t>::max()))
+      ->capture_default_str();
+  command->add_option("-j,--jobs", options->jobs, "Checks at a time")
+      ->check(whole_number(1, 64))
+      ->capture_default_str();
+  command->add_flag("--json", options->json, "The outcomes as JSON");
+  add_output_option(*command, options->output);
   command->add_flag("--list", options->list, "List all checks and run none");
   command->callback([options] { validate_module(*options); });
 }

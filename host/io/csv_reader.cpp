@@ -13,10 +13,14 @@ namespace korvel::host {
 
 namespace {
 
+constexpr std::size_t longest_row = std::size_t{1} << 20;
+
 /// The streaming parser, fed line by line so that each row knows where it starts.
 class Parser {
  public:
-  explicit Parser(const std::filesystem::path& path) : path_(path) {
+  using OnRow = std::function<void(const CsvRow&)>;
+
+  Parser(const std::filesystem::path& path, const OnRow& on_row) : path_(path), hand_over_(on_row) {
     // Reporting every line end tells a blank line from one inside a quoted field.
     if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL) != 0) throw std::bad_alloc();
   }
@@ -26,18 +30,29 @@ class Parser {
 
   void add(std::string line) {
     ++line_;
-    if (!inside_row_) row_.line = line_;
+    if (!inside_row_) {
+      row_.line = line_;
+      length_ = 0;
+    }
     inside_row_ = true;
+    length_ += line.size();
+    if (length_ > longest_row) fail_too_long();
     // The parser would end a row here and the lines would no longer count.
     if (line.find('\r') != std::string::npos)
       throw error_at(path_, line_, "expected lines to end in LF or CR LF, found a lone CR");
     line += '\n';
     if (csv_parse(&parser_, line.data(), line.size(), on_field, on_row, this) != line.size()) fail(line_);
+    hand_over();
   }
 
-  std::vector<CsvRow> finish() {
+  void finish() {
     if (csv_fini(&parser_, on_field, on_row, this) != 0) fail(row_.line);
-    return std::move(rows_);
+    hand_over();
+  }
+
+  [[noreturn]] void fail_too_long() const {
+    throw error_at(path_, inside_row_ ? row_.line : line_ + 1,
+                   fmt::format("expected a row of at most {} MiB, found a longer one", longest_row >> 20));
   }
 
  private:
@@ -47,8 +62,14 @@ class Parser {
 
   static void on_row(int /*terminator*/, void* self) {
     auto& parser = *static_cast<Parser*>(self);
-    if (!parser.row_.fields.empty()) parser.rows_.push_back(std::exchange(parser.row_, {}));
+    parser.complete_ = !parser.row_.fields.empty();
     parser.inside_row_ = false;
+  }
+
+  /// Not from within the parser, which is written in C: the function may throw. A line ends one row at most.
+  void hand_over() {
+    if (complete_) hand_over_(std::exchange(row_, {}));
+    complete_ = false;
   }
 
   [[noreturn]] void fail(std::size_t line) {
@@ -58,15 +79,17 @@ class Parser {
 
   const std::filesystem::path& path_;
   csv_parser parser_{};
-  std::vector<CsvRow> rows_;
+  const OnRow& hand_over_;
   CsvRow row_;
   std::size_t line_ = 0;
+  std::size_t length_ = 0;  ///< of the row up to here
+  bool complete_ = false;
   bool inside_row_ = false;
 };
 
 }  // namespace
 
-std::vector<CsvRow> read_csv(const std::filesystem::path& path) {
+void read_csv(const std::filesystem::path& path, const std::function<void(const CsvRow&)>& on_row) {
   std::error_code ignored;
   if (std::filesystem::is_directory(path, ignored)) {
     throw Error(fmt::format("{}: expected a file, found a directory", path.string()));
@@ -75,15 +98,19 @@ std::vector<CsvRow> read_csv(const std::filesystem::path& path) {
   if (!file) throw Error(fmt::format("{}: cannot read: {}", path.string(), std::generic_category().message(errno)));
 
   constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-  Parser parser(path);
-  bool first = true;
-  for (std::string line; std::getline(file, line); first = false) {
+  Parser parser(path, on_row);
+  // One character more than a row may have, so that a line that never ends is seen without being read to its end.
+  std::vector<char> buffer(longest_row + 2);
+  for (bool first = true; file.getline(buffer.data(), static_cast<std::streamsize>(buffer.size())); first = false) {
+    // Counted is the end of the line too, if there was one.
+    std::string line(buffer.data(), static_cast<std::size_t>(file.gcount()) - (file.eof() ? 0 : 1));
     if (first && line.compare(0, byte_order_mark.size(), byte_order_mark) == 0) line.erase(0, byte_order_mark.size());
     if (!line.empty() && line.back() == '\r') line.pop_back();
     parser.add(std::move(line));
   }
   if (file.bad()) throw Error(fmt::format("{}: reading failed", path.string()));
-  return parser.finish();
+  if (file.fail() && !file.eof()) parser.fail_too_long();
+  parser.finish();
 }
 
 Error error_at(const std::filesystem::path& path, std::size_t line, std::string_view text) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,10 +16,10 @@ struct CsvRow {
   std::vector<std::string> fields;
 };
 
-/// All rows of a CSV file, unquoted fields without surrounding blanks. Blank lines are no rows; quoted fields may span
-/// lines. Lines end in LF or CR LF, a UTF-8 byte order mark is skipped.
-/// Throws Error if the file cannot be read or is not CSV.
-std::vector<CsvRow> read_csv(const std::filesystem::path& path);
+/// Calls on_row with each row of a CSV file, unquoted fields without surrounding blanks. Blank lines are no rows;
+/// quoted fields may span lines. Lines end in LF or CR LF, a UTF-8 byte order mark is skipped. A row is at most 1 MiB
+/// long, whatever the file is. Throws Error if the file cannot be read or is not CSV, and what on_row throws.
+void read_csv(const std::filesystem::path& path, const std::function<void(const CsvRow&)>& on_row);
 
 /// The error "path:line: text".
 Error error_at(const std::filesystem::path& path, std::size_t line, std::string_view text);

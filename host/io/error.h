@@ -1,23 +1,16 @@
 #pragma once
 
-#include <algorithm>
 #include <stdexcept>
 #include <string>
 
+#include "host/io/printable.h"
+
 namespace korvel::host {
 
-/// What the user gave cannot be used: a module, a motion, a results file. The text is one line for that user; control
-/// characters of quoted input become blanks.
+/// What the user gave cannot be used: a module, a motion, a results file. The text is one printable line for that user.
 class Error : public std::runtime_error {
  public:
-  explicit Error(const std::string& text) : std::runtime_error(one_line(text)) {}
-
- private:
-  static std::string one_line(std::string text) {
-    const auto is_control = [](char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; };
-    std::replace_if(text.begin(), text.end(), is_control, ' ');
-    return text;
-  }
+  explicit Error(const std::string& text) : std::runtime_error(printable(text)) {}
 };
 
 }  // namespace korvel::host

@@ -1,57 +1,132 @@
 #include "host/io/output_file.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
-
-#include "host/io/error.h"
+#include <csignal>
+#include <random>
+#include <utility>
 
 namespace korvel::host {
 
 namespace {
 
-Error write_error(const std::filesystem::path& path, int code) {
-  return Error(fmt::format("{}: cannot write: {}", path.string(), std::generic_category().message(code)));
+/// The system's name of an open file.
+std::string descriptor_path(int descriptor) { return fmt::format("/proc/self/fd/{}", descriptor); }
+
+/// No signal comes between a name that must not stay and its end.
+class SignalsWait {
+ public:
+  SignalsWait() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  SignalsWait(const SignalsWait&) = delete;
+  SignalsWait& operator=(const SignalsWait&) = delete;
+  ~SignalsWait() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
+/// Half of the files that the process may have open.
+bool takes_much(int descriptor) {
+  rlimit limit{};
+  return getrlimit(RLIMIT_NOFILE, &limit) == 0 && static_cast<rlim_t>(descriptor) >= limit.rlim_cur / 2;
 }
 
 }  // namespace
 
-OutputFile::OutputFile(const std::filesystem::path& path)
-    // Behind a symbolic link, the file that it names is written and the link stays.
-    : path_(std::filesystem::weakly_canonical(path)), temporary_(path_.string() + fmt::format(".{}.part", getpid())) {
-  if (path.empty()) throw Error("expected the path of an output file, found ''");
-  // The final renaming would replace devices and write-protected files just the same.
-  if (std::filesystem::exists(path_)) {
-    if (!std::filesystem::is_regular_file(path_)) {
-      throw Error(fmt::format("{}: cannot write: expected a regular file or a new name", path.string()));
-    }
-    if (access(path_.c_str(), W_OK) != 0) throw write_error(path, errno);
+OutputFile::OutputFile(OutputPath path) : path_(std::move(path)) {
+  struct stat old {};
+  const bool replaces = stat(path_.target().c_str(), &old) == 0;
+  // Nobody reads what the older file hid before the new one has its owner and mode.
+  const int mode = replaces ? 0600 : 0666;
+  if (!open_without_name(mode)) open_with_name(mode);
+  if (!replaces) return;
+  const int descriptor = fileno(file_.get());
+  if (fchown(descriptor, old.st_uid, old.st_gid) != 0 && fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) != 0) {
+    // An owner that only the system's administrator may set; the permissions matter more.
   }
-  file_.reset(std::fopen(temporary_.c_str(), "wx"));
-  if (!file_) throw write_error(path, errno);
+  if (fchmod(descriptor, old.st_mode & 0777U) != 0) throw write_error(path_.named(), errno);
 }
 
 OutputFile::~OutputFile() {
-  if (temporary_.empty()) return;
-  std::error_code ignored;
-  std::filesystem::remove(temporary_, ignored);
+  if (!temporary_.empty()) unlink(temporary_.c_str());
+}
+
+bool OutputFile::open_without_name(int mode) {
+  const int descriptor = open(path_.target().parent_path().c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
+  if (descriptor < 0) return false;
+  file_.reset(fdopen(descriptor, "w"));
+  if (!file_) ::close(descriptor);
+  // The name is given by way of the system's directory of open files.
+  if (file_ && access(descriptor_path(descriptor).c_str(), F_OK) != 0) file_.reset();
+  return file_ != nullptr;
+}
+
+void OutputFile::open_with_name(int mode) {
+  const int descriptor = make_name(
+      [&](const char* name) { return open(name, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, static_cast<mode_t>(mode)); });
+  file_.reset(fdopen(descriptor, "w"));
+  if (!file_) {
+    ::close(descriptor);
+    unlink(temporary_.c_str());
+    throw write_error(path_.named(), ENOMEM);
+  }
+}
+
+template <typename Make>
+int OutputFile::make_name(const Make& make) {
+  std::random_device random;
+  for (int attempt = 0;; ++attempt) {
+    temporary_ = path_.target().parent_path() / fmt::format(".korvel-{:08x}{:08x}", random(), random());
+    const int made = make(temporary_.c_str());
+    if (made >= 0) return made;
+    const int code = errno;
+    temporary_.clear();
+    if (code != EEXIST || attempt == 100) throw write_error(path_.named(), code);
+  }
+}
+
+bool OutputFile::link_to(const std::filesystem::path& path) const {
+  const std::string open = descriptor_path(fileno(file_.get()));
+  return linkat(AT_FDCWD, open.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
 void OutputFile::write(std::string_view text) {
-  if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) throw write_error(path_, errno);
+  if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) throw write_error(path_.named(), errno);
+}
+
+void OutputFile::flush() {
+  if (file_ && std::fflush(file_.get()) != 0) throw write_error(path_.named(), errno);
 }
 
 void OutputFile::close() {
-  if (file_ && std::fclose(file_.release()) != 0) throw write_error(path_, errno);
+  if (!file_) return;
+  flush();
+  if (!takes_much(fileno(file_.get()))) return;
+  if (temporary_.empty()) make_name([&](const char* name) { return link_to(name) ? 0 : -1; });
+  if (std::fclose(file_.release()) != 0) throw write_error(path_.named(), errno);
 }
 
 void OutputFile::commit() {
-  close();
-  std::error_code status;
-  std::filesystem::rename(temporary_, path_, status);
-  if (status) throw write_error(path_, status.value());
+  flush();
+  const SignalsWait wait;
+  if (temporary_.empty()) {
+    const bool linked = link_to(path_.target());
+    if (!linked && errno != EEXIST) throw write_error(path_.named(), errno);
+    // A link does not replace what stands there, renaming does.
+    if (!linked) make_name([&](const char* name) { return link_to(name) ? 0 : -1; });
+  }
+  if (file_ && std::fclose(file_.release()) != 0) throw write_error(path_.named(), errno);
+  if (temporary_.empty()) return;
+  if (rename(temporary_.c_str(), path_.target().c_str()) != 0) throw write_error(path_.named(), errno);
   temporary_.clear();
 }
 

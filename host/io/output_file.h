@@ -3,23 +3,30 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <string_view>
+
+#include "host/io/outputs.h"
 
 namespace korvel::host {
 
-/// A text file that appears under its name only when it is complete. Until `commit` it grows under a temporary name
-/// in the same directory; without `commit` it is removed and what stood under the name stays.
+/// A text file that appears under its name only when it is complete. Until `commit` it has no name, so that whatever
+/// ends the process leaves nothing behind; without `commit` what stood under the name stays. Where the file system
+/// or the process cannot hold it so, it has a name that no other file has, beside the final one; that one stays if the
+/// process is ended by a signal.
+/// A file that is replaced hands on its permissions and, as far as the user may set them, its owner and group.
 class OutputFile {
  public:
-  /// Throws Error if the file cannot be made, or if `path` names something other than a regular file.
-  explicit OutputFile(const std::filesystem::path& path);
+  /// Throws Error if the file cannot be made.
+  explicit OutputFile(OutputPath path);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
   ~OutputFile();
 
   /// Throws Error if writing fails.
   void write(std::string_view text);
-  /// Ends writing, which frees the system's handle; `commit` may come later. Throws Error if that fails.
+  /// Ends writing, which frees the system's handle if many are taken; `commit` may come later. Throws Error if that
+  /// fails.
   void close();
   /// Completes the file; nothing may be written afterwards. Throws Error if that fails.
   void commit();
@@ -29,8 +36,17 @@ class OutputFile {
     void operator()(std::FILE* file) const noexcept { std::fclose(file); }
   };
 
-  std::filesystem::path path_;
-  /// Empty once the file is complete.
+  bool open_without_name(int mode);
+  void open_with_name(int mode);
+  void flush();
+  /// Makes a name beside the target by a function that returns a negative number, and errno, where one is taken.
+  template <typename Make>
+  int make_name(const Make& make);
+  /// Gives a file without a name the path. False, and errno, if that fails.
+  bool link_to(const std::filesystem::path& path) const;
+
+  OutputPath path_;
+  /// Where the file stands before it is complete, if it has a name.
   std::filesystem::path temporary_;
   std::unique_ptr<std::FILE, Closer> file_;
 };

@@ -3,16 +3,23 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <boost/multiprecision/cpp_dec_float.hpp>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
+#include <string_view>
+#include <utility>
 
 namespace korvel::host {
 
 namespace {
 
+// Holds the difference of any two times: doubles end at 17 digits, these at 50.
+using Decimal = boost::multiprecision::cpp_dec_float_50;
+
 /// The field of the header that is the time.
-Eigen::Index check_header(const std::filesystem::path& path, const CsvRow& header) {
+std::size_t time_column(const std::filesystem::path& path, const CsvRow& header) {
   const auto& names = header.fields;
   for (auto name = names.begin(); name != names.end(); ++name) {
     if (std::find(names.begin(), name, *name) != name) {
@@ -21,57 +28,107 @@ Eigen::Index check_header(const std::filesystem::path& path, const CsvRow& heade
   }
   const auto time = std::find(names.begin(), names.end(), "time");
   if (time == names.end()) throw error_at(path, header.line, "expected a column 'time', found none");
-  return time - names.begin();
+  return static_cast<std::size_t>(time - names.begin());
+}
+
+/// A field without the sign that spreadsheets write in front of a digit and from_chars does not take.
+std::string_view without_plus(const std::string& field) {
+  const bool has_plus = field.size() > 1 && field[0] == '+' && field[1] != '-';
+  return std::string_view(field).substr(has_plus ? 1 : 0);
 }
 
 double read_number(const std::filesystem::path& path, std::size_t line, const std::string& column,
                    const std::string& field) {
   double value{};
-  const char* end = field.data() + field.size();
-  // A sign in front of a digit, which spreadsheets write and from_chars does not take.
-  const bool has_plus = field.size() > 1 && field[0] == '+' && field[1] != '-';
-  const auto [stop, status] = std::from_chars(field.data() + (has_plus ? 1 : 0), end, value);
-  const bool is_number = stop == end && !field.empty() && status != std::errc::invalid_argument;
+  const std::string_view number = without_plus(field);
+  const char* end = number.data() + number.size();
+  const auto [stop, status] = std::from_chars(number.data(), end, value);
+  const bool is_number = stop == end && !number.empty() && status != std::errc::invalid_argument;
   if (!is_number) {
-    throw error_at(path, line, fmt::format("expected a number in column '{}', found '{:.40}'", column, field));
+    throw error_at(path, line, fmt::format("expected a number in column '{:.40}', found '{:.40}'", column, field));
   }
   if (status != std::errc{} || !(std::abs(value) <= static_cast<double>(std::numeric_limits<float>::max()))) {
     throw error_at(
         path, line,
-        fmt::format("expected a finite single-precision number in column '{}', found '{:.40}'", column, field));
+        fmt::format("expected a finite single-precision number in column '{:.40}', found '{:.40}'", column, field));
   }
   return value;
 }
 
-}  // namespace
-
-std::vector<CsvRow> read_table(const std::filesystem::path& path) {
-  std::vector<CsvRow> rows = read_csv(path);
-  if (rows.empty()) throw error_at(path, 1, "expected a header row, found an empty file");
-  return rows;
+/// Digits after the point, less the exponent.
+int decimals_of(const std::string& number) {
+  const std::size_t exponent = number.find_first_of("eE");
+  const std::string mantissa = number.substr(0, exponent);
+  const std::size_t point = mantissa.find('.');
+  const int digits = point == std::string::npos ? 0 : static_cast<int>(mantissa.size() - point) - 1;
+  const long scale = exponent == std::string::npos ? 0 : std::strtol(number.c_str() + exponent + 1, nullptr, 10);
+  return digits - static_cast<int>(std::clamp(scale, -1000L, 1000L));
 }
 
-Eigen::ArrayXXd read_samples(const std::filesystem::path& path, const std::vector<CsvRow>& rows) {
-  const CsvRow& header = rows.front();
-  const Eigen::Index time = check_header(path, header);
-  if (rows.size() == 1) throw error_at(path, header.line + 1, "expected a sample, found the end of the file");
+/// Takes the rows of a file.
+class Reader {
+ public:
+  using CheckHeader = std::function<void(const CsvRow& header)>;
 
-  Eigen::ArrayXXd samples(static_cast<Eigen::Index>(rows.size()) - 1, static_cast<Eigen::Index>(header.fields.size()));
-  for (Eigen::Index s = 0; s < samples.rows(); ++s) {
-    const CsvRow& row = rows[static_cast<std::size_t>(s) + 1];
-    if (row.fields.size() != header.fields.size()) {
-      throw error_at(path, row.line,
-                     fmt::format("expected {} columns, found {}", header.fields.size(), row.fields.size()));
+  Reader(const std::filesystem::path& path, const CheckHeader& check_header)
+      : path_(path), check_header_(check_header) {}
+
+  void add(const CsvRow& row) { samples_.names.empty() ? add_header(row) : add_sample(row); }
+
+  Samples finish() {
+    if (samples_.names.empty()) throw error_at(path_, 1, "expected a header row, found an empty file");
+    if (samples_.count() == 0) {
+      throw error_at(path_, header_line_ + 1, "expected a sample, found the end of the file");
     }
-    for (std::size_t i = 0; i < row.fields.size(); ++i) {
-      samples(s, static_cast<Eigen::Index>(i)) = read_number(path, row.line, header.fields[i], row.fields[i]);
-    }
-    if (s > 0 && samples(s, time) <= samples(s - 1, time)) {
-      throw error_at(path, row.line,
-                     fmt::format("expected a time after {}, found {}", samples(s - 1, time), samples(s, time)));
-    }
+    return std::move(samples_);
   }
-  return samples;
+
+ private:
+  void add_header(const CsvRow& row) {
+    check_header_(row);
+    time_ = time_column(path_, row);
+    header_line_ = row.line;
+    samples_.names = row.fields;
+    samples_.columns.resize(row.fields.size());
+    samples_.decimals.assign(row.fields.size(), std::numeric_limits<int>::min());
+  }
+
+  void add_sample(const CsvRow& row) {
+    auto& [names, columns, decimals, lines, elapsed] = samples_;
+    if (row.fields.size() != names.size()) {
+      throw error_at(path_, row.line, fmt::format("expected {} columns, found {}", names.size(), row.fields.size()));
+    }
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      columns[i].push_back(read_number(path_, row.line, names[i], row.fields[i]));
+      decimals[i] = std::max(decimals[i], decimals_of(row.fields[i]));
+    }
+    const Decimal time{std::string(without_plus(row.fields[time_]))};
+    if (lines.empty()) first_time_ = time;
+    const auto since_first = static_cast<double>(Decimal(time - first_time_));
+    if (!lines.empty() && !(since_first > elapsed.back())) {
+      throw error_at(path_, row.line,
+                     fmt::format("expected a time after {:.40}, found {:.40}", last_time_, row.fields[time_]));
+    }
+    last_time_ = row.fields[time_];
+    elapsed.push_back(since_first);
+    lines.push_back(row.line);
+  }
+
+  const std::filesystem::path& path_;
+  const CheckHeader& check_header_;
+  Samples samples_;
+  std::size_t header_line_ = 0;
+  std::size_t time_ = 0;
+  Decimal first_time_;
+  std::string last_time_;
+};
+
+}  // namespace
+
+Samples read_samples(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header) {
+  Reader reader(path, check_header);
+  read_csv(path, [&](const CsvRow& row) { reader.add(row); });
+  return reader.finish();
 }
 
 }  // namespace korvel::host

@@ -2,18 +2,30 @@
 
 #include <Eigen/Core>
 #include <filesystem>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "host/io/csv_reader.h"
 
 namespace korvel::host {
 
-/// Header and rows of a CSV file. Throws Error if it cannot be read, is not CSV or has no header.
-std::vector<CsvRow> read_table(const std::filesystem::path& path);
+/// The columns of a table of samples, one value per row below the header. `time` is one of them and increases.
+struct Samples {
+  std::vector<std::string> names;
+  std::vector<std::vector<double>> columns;
+  /// The most digits after the point with which a number of each column is written; negative for whole tens.
+  std::vector<int> decimals;
+  std::vector<std::size_t> lines;  ///< of the file, where each sample starts
+  /// Time since the first sample [s]: the difference of the decimal numbers in the file, rounded once.
+  std::vector<double> elapsed;
 
-/// The numbers of a table of samples: one row per row below the header, one column per field of it. The names of the
-/// header differ and `time` is one of them, which increases; all numbers are finite and within single precision.
+  std::size_t count() const { return lines.size(); }
+};
+
+/// Reads a table of samples, a row at a time. The names of the header differ; all numbers are finite and within single
+/// precision, time within double. `check_header` may throw at names that it does not like.
 /// Throws Error with the file, the line and what was expected there.
-Eigen::ArrayXXd read_samples(const std::filesystem::path& path, const std::vector<CsvRow>& rows);
+Samples read_samples(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header);
 
 }  // namespace korvel::host

@@ -2,27 +2,44 @@
 
 #include <Eigen/Core>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace korvel::host {
 
-/// A sampled motion.
+/// A sampled motion, one row per sample.
 struct Motion {
-  /// Sample times [s], increasing.
-  Eigen::ArrayXd time;
-  /// One row per sample, one column per coordinate: the root's x, y, z [m] in the world, its roll, pitch, yaw [rad]
-  /// with the orientation Rz(yaw) Ry(pitch) Rx(roll), then the joint angles [rad].
-  Eigen::ArrayXXd coordinates;
-  /// Where it was read: the file and the line of each sample.
+  Eigen::ArrayXd time;          ///< as the file has it [s]
+  Eigen::ArrayXd elapsed;       ///< since the first sample [s]; increases also where `time` has run out of digits
+  Eigen::ArrayX3d position;     ///< of the root in the world [m]
+  Eigen::ArrayX4d orientation;  ///< of the root in the world, unit quaternions w, x, y, z; each the nearer of q and -q
+  Eigen::ArrayXXd joints;       ///< angles [rad], one column per joint
   std::filesystem::path file;
-  std::vector<std::size_t> lines;
+  std::vector<std::size_t> lines;  ///< of the file, where each sample starts
+  int decimals = 0;                ///< the fewest with which a number that changes is written
 };
 
-/// Reads a motion file: CSV with a header row and one row per sample, columns in any order. `time` is required; `x`,
-/// `y`, `z`, `roll`, `pitch`, `yaw` and one column per joint name are known, each is 0 throughout if it is missing.
-/// All numbers are finite and within single precision.
-/// Throws Error with the file, the line and what was expected there.
+/// Reads a motion file: CSV with a header row and one row per sample, columns in any order. `time` is required. The
+/// root's `x`, `y`, `z`, its orientation Rz(yaw) Ry(pitch) Rx(roll) as `roll`, `pitch`, `yaw` or as a quaternion `qw`,
+/// `qx`, `qy`, `qz`, and one column per joint name are known; what is missing is 0, or not turned. All numbers are
+/// finite and within single precision; quaternions are as long as rounding leaves them, and made unit. Throws Error
+/// with the file, the line and what was expected there.
 Motion read_motion(const std::filesystem::path& path, const std::vector<std::string>& joint_names);
+
+/// Sentences on what looks like another unit: degrees, milliseconds.
+std::vector<std::string> doubts_about(const Motion& motion, const std::vector<std::string>& joint_names);
+
+/// What rounding to the last written digit does to accelerations that come from the samples as they are, uniform and
+/// independent errors of up to half a unit: an interpolating cubic spline on steps h turns an error u into one of up to
+/// 12 u / h^2, 6 u / h^2 where u is the root mean square. And the cutoff [Hz] of a penalised spline that leaves little.
+/// Nothing where it does not matter.
+struct RoundingNoise {
+  double largest;  ///< [rad/s^2], [m/s^2]
+  double rms;      ///< root mean square
+  double cutoff;   ///< [Hz]
+  double rms_at_cutoff;
+};
+std::optional<RoundingNoise> rounding_noise(const Motion& motion);
 
 }  // namespace korvel::host

@@ -6,7 +6,6 @@ namespace korvel::host {
 
 namespace {
 
-using Eigen::AngleAxisd;
 using Eigen::Matrix3d;
 using Eigen::Vector3d;
 
@@ -26,30 +25,21 @@ QZ::Math::Velocity6D to_velocity6d(const Vector3d& linear, const Vector3d& angul
   return {l.x(), l.y(), l.z(), a.x(), a.y(), a.z()};
 }
 
+Eigen::Quaterniond quaternion_of(const Eigen::Vector4d& wxyz) { return {wxyz[0], wxyz[1], wxyz[2], wxyz[3]}; }
+
 }  // namespace
 
-RootMotion root_motion(const Eigen::Matrix<double, 6, 1>& q, const Eigen::Matrix<double, 6, 1>& dq,
-                       const Eigen::Matrix<double, 6, 1>& ddq) {
-  const Matrix3d Rx = AngleAxisd(q[3], Vector3d::UnitX()).toRotationMatrix();
-  const Matrix3d Ry = AngleAxisd(q[4], Vector3d::UnitY()).toRotationMatrix();
-  const Matrix3d Rz = AngleAxisd(q[5], Vector3d::UnitZ()).toRotationMatrix();
-  const Matrix3d R = Rz * Ry * Rx;
+RootMotion root_motion(const Moving<3>& position, const Moving<4>& quaternion) {
+  const Eigen::Quaterniond p = quaternion_of(quaternion.value);
+  const Eigen::Quaterniond p_inverse = p.inverse();
+  const Eigen::Quaterniond rate = p_inverse * quaternion_of(quaternion.first);
+  const Matrix3d R = p.normalized().toRotationMatrix();
 
-  // The axes about which the three angles turn, seen from the root. Each is fixed in the frame that the later
-  // rotations carry along, and so turns against the root with the angles between the two.
-  const Vector3d axis_roll = Vector3d::UnitX();
-  const Vector3d axis_pitch = Rx.transpose() * Vector3d::UnitY();
-  const Vector3d axis_yaw = Rx.transpose() * Ry.transpose() * Vector3d::UnitZ();
-  const Vector3d w_roll = dq[3] * axis_roll;
-  const Vector3d w_roll_pitch = w_roll + dq[4] * axis_pitch;
-
-  const Vector3d w_root = w_roll_pitch + dq[5] * axis_yaw;
-  const Vector3d dw_root = ddq[3] * axis_roll + ddq[4] * axis_pitch + ddq[5] * axis_yaw -
-                           dq[4] * w_roll.cross(axis_pitch) - dq[5] * w_roll_pitch.cross(axis_yaw);
-  const Vector3d v_root = R.transpose() * dq.head<3>();
-  const Vector3d dv_root = R.transpose() * ddq.head<3>() - w_root.cross(v_root);
-
-  return {to_pose(R, q.head<3>()), to_velocity6d(v_root, w_root), to_velocity6d(dv_root, dw_root)};
+  const Vector3d w_root = 2 * rate.vec();
+  const Vector3d dw_root = 2 * (p_inverse * quaternion_of(quaternion.second)).vec() - 2 * rate.w() * w_root;
+  const Vector3d v_root = R.transpose() * position.first;
+  const Vector3d dv_root = R.transpose() * position.second - w_root.cross(v_root);
+  return {to_pose(R, position.value), to_velocity6d(v_root, w_root), to_velocity6d(dv_root, dw_root)};
 }
 
 }  // namespace korvel::host

@@ -13,9 +13,15 @@ struct RootMotion {
   QZ::Math::Velocity6D acceleration;
 };
 
-/// From the coordinates x, y, z, roll, pitch, yaw and their first and second time derivatives, the orientation being
-/// Rz(yaw) Ry(pitch) Rx(roll). Regular for all angles.
-RootMotion root_motion(const Eigen::Matrix<double, 6, 1>& q, const Eigen::Matrix<double, 6, 1>& dq,
-                       const Eigen::Matrix<double, 6, 1>& ddq);
+/// A quantity at one instant, with its time derivatives.
+template <int n>
+struct Moving {
+  Eigen::Matrix<double, n, 1> value, first, second;
+};
+
+/// From the root's position in the world, and a quaternion w, x, y, z that stands for its orientation whatever its
+/// length is, zero apart. Source: with p the quaternion and p^-1 p' = s + w/2, the angular velocity in the root is w,
+/// and its derivative 2 vec(p^-1 p'') - 2 s w; J. B. Kuipers, Quaternions and Rotation Sequences, 1999, ch. 11.
+RootMotion root_motion(const Moving<3>& position, const Moving<4>& quaternion);
 
 }  // namespace korvel::host

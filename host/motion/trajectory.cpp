@@ -1,72 +1,80 @@
 #include "host/motion/trajectory.h"
 
+#include <array>
 #include <cmath>
-#include <limits>
-#include <optional>
+#include <utility>
 
 #include "host/io/csv_reader.h"
-#include "host/io/error.h"
-#include "host/motion/differentiation.h"
+#include "host/motion/spline.h"
 
 namespace korvel::host {
 
 namespace {
 
-constexpr Eigen::Index root_coordinates = 6;
-constexpr Eigen::Index first_root_angle = 3;
-
-void unwrap(Eigen::Ref<Eigen::ArrayXd> angles) {
-  const double turn = 2 * std::acos(-1.0);
-  for (Eigen::Index i = 1; i < angles.size(); ++i) {
-    angles[i] = angles[i - 1] + std::remainder(angles[i] - angles[i - 1], turn);
+/// The splines of the columns of a table, at their samples.
+template <int n>
+class Curves {
+ public:
+  template <typename Table>
+  Curves(const Spline& spline, const Table& samples) {
+    for (Eigen::Index d = 0; d < n; ++d) curves_[static_cast<std::size_t>(d)] = spline.through(samples.col(d));
   }
-}
 
-bool is_single_precision(const Eigen::ArrayXXd& values) {
-  // False for NaN as well.
-  return (values.abs() <= static_cast<double>(std::numeric_limits<float>::max())).all();
-}
+  Moving<n> at(Eigen::Index sample) const {
+    Moving<n> moving;
+    for (Eigen::Index d = 0; d < n; ++d) {
+      const Curve& curve = curves_[static_cast<std::size_t>(d)];
+      moving.value[d] = curve.value[sample];
+      moving.first[d] = curve.first[sample];
+      moving.second[d] = curve.second[sample];
+    }
+    return moving;
+  }
 
-Error error_at_sample(const Motion& motion, Eigen::Index sample, std::string_view text) {
-  return error_at(motion.file, motion.lines.at(static_cast<std::size_t>(sample)), text);
-}
+ private:
+  std::array<Curve, std::size_t{n}> curves_;
+};
 
-/// The later one of the two samples that are closest in time.
-Eigen::Index closest_sample(const Eigen::ArrayXd& time) {
-  Eigen::Index closest = 0;
-  (time.tail(time.size() - 1) - time.head(time.size() - 1)).minCoeff(&closest);
-  return closest + 1;
+bool is_finite(const QZ::Math::Velocity6D& v) {
+  return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z) && std::isfinite(v.wx) && std::isfinite(v.wy) &&
+         std::isfinite(v.wz);
 }
 
 }  // namespace
 
-Trajectory::Trajectory(const Motion& motion)
-    : time_(motion.time), q_(motion.coordinates), dq_(q_.rows(), q_.cols()), ddq_(dq_) {
-  for (Eigen::Index d = first_root_angle; d < root_coordinates; ++d) unwrap(q_.col(d));
-  for (Eigen::Index d = 0; d < q_.cols(); ++d) {
-    const std::optional<Derivatives> derivatives = differentiate(time_, q_.col(d));
-    if (!derivatives)
-      throw error_at_sample(motion, closest_sample(time_), "expected a later time: too close to the one before");
-    dq_.col(d) = derivatives->first;
-    ddq_.col(d) = derivatives->second;
+Trajectory::Trajectory(Motion motion, double penalty)
+    : file_(std::move(motion.file)), lines_(std::move(motion.lines)), time_(std::move(motion.time)) {
+  const Spline spline(motion.elapsed, penalty);
+  {
+    const Curves<3> position(spline, motion.position);
+    const Curves<4> orientation(spline, motion.orientation);
+    root_.reserve(static_cast<std::size_t>(size()));
+    for (Eigen::Index s = 0; s < size(); ++s) root_.push_back(root_motion(position.at(s), orientation.at(s)));
   }
-  for (Eigen::Index sample = 0; sample < size(); ++sample) {
-    if (is_single_precision(dq_.row(sample)) && is_single_precision(ddq_.row(sample))) continue;
+  for (Eigen::ArrayXXf* table : {&pos_, &vel_, &acc_}) table->resize(motion.joints.cols(), size());
+  for (Eigen::Index j = 0; j < motion.joints.cols(); ++j) {
+    const Curve curve = spline.through(motion.joints.col(j));
+    pos_.row(j) = curve.value.cast<float>().transpose();
+    vel_.row(j) = curve.first.cast<float>().transpose();
+    acc_.row(j) = curve.second.cast<float>().transpose();
+  }
+  for (Eigen::Index s = 0; s < size(); ++s) {
+    const RootMotion& root = root_[static_cast<std::size_t>(s)];
+    if (is_finite(root.velocity) && is_finite(root.acceleration) && vel_.col(s).allFinite() && acc_.col(s).allFinite())
+      continue;
     throw error_at_sample(
-        motion, sample,
-        "expected a velocity and an acceleration within single precision, found too large a change in "
-        "too short a time");
+        s,
+        "expected a velocity and an acceleration within single precision, found too large a change in too "
+        "short a time");
   }
 }
 
+Error Trajectory::error_at_sample(Eigen::Index sample, std::string_view text) const {
+  return error_at(file_, lines_.at(static_cast<std::size_t>(sample)), text);
+}
+
 Instant Trajectory::at(Eigen::Index sample) const {
-  const auto root = [sample](const Eigen::ArrayXXd& table) -> Eigen::Matrix<double, 6, 1> {
-    return table.row(sample).head<root_coordinates>().transpose();
-  };
-  const auto joints = [sample](const Eigen::ArrayXXd& table) -> Eigen::ArrayXf {
-    return table.row(sample).tail(table.cols() - root_coordinates).transpose().cast<float>();
-  };
-  return {root_motion(root(q_), root(dq_), root(ddq_)), joints(q_), joints(dq_), joints(ddq_)};
+  return {root_[static_cast<std::size_t>(sample)], pos_.col(sample), vel_.col(sample), acc_.col(sample)};
 }
 
 }  // namespace korvel::host

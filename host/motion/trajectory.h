@@ -1,7 +1,11 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <filesystem>
+#include <string_view>
+#include <vector>
 
+#include "host/io/error.h"
 #include "host/motion/motion.h"
 #include "host/motion/root_motion.h"
 
@@ -16,24 +20,29 @@ struct Instant {
   Eigen::ArrayXf joint_acc;
 };
 
-/// A motion with the velocities and accelerations of its interpolation.
+/// A motion with the velocities and accelerations of its splines, in single precision. Position and joints are splines
+/// of their own; so are the four numbers of the orientation's quaternion, which is brought back to length 1 between
+/// samples.
 class Trajectory {
  public:
-  /// The root's angles may wrap by full turns between samples; they are made continuous first.
-  /// Throws Error, with file and line, if samples are too close in time for velocities and accelerations in single
-  /// precision.
-  explicit Trajectory(const Motion& motion);
+  /// `penalty` [s^4] smooths, as Spline says. Takes the samples out of `motion`.
+  /// Throws Error, with file and line, if values change too much in too short a time for single precision.
+  explicit Trajectory(Motion motion, double penalty = 0);
 
   Eigen::Index size() const { return time_.size(); }
   const Eigen::ArrayXd& time() const { return time_; }
   Instant at(Eigen::Index sample) const;
 
+  /// An error that names the file and the line of a sample.
+  Error error_at_sample(Eigen::Index sample, std::string_view text) const;
+
  private:
+  std::filesystem::path file_;
+  std::vector<std::size_t> lines_;
   Eigen::ArrayXd time_;
-  // One row per sample, one column per coordinate.
-  Eigen::ArrayXXd q_;
-  Eigen::ArrayXXd dq_;
-  Eigen::ArrayXXd ddq_;
+  std::vector<RootMotion> root_;
+  // One row per joint, one column per sample.
+  Eigen::ArrayXXf pos_, vel_, acc_;
 };
 
 }  // namespace korvel::host

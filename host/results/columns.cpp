@@ -2,24 +2,21 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
 #include <iterator>
 #include <string_view>
 
 namespace korvel::host {
 
-void Row::separate() {
-  if (!text_.empty()) text_ += ',';
-}
-
-void Row::add(double value) {
-  separate();
+template <typename Number>
+void Row::append(Number value) {
+  if (!std::isfinite(value) && !first_not_finite_) first_not_finite_ = count_;
+  if (count_++ > 0) text_ += ',';
   fmt::format_to(std::back_inserter(text_), "{}", value);
 }
 
-void Row::add(float value) {
-  separate();
-  fmt::format_to(std::back_inserter(text_), "{}", value);
-}
+void Row::add(double value) { append(value); }
+void Row::add(float value) { append(value); }
 
 void Row::add(const QZ::Math::Position3D& point) {
   add(point.x);
@@ -113,13 +110,13 @@ std::string results_header(const tesk::RigidBodySystem& system) {
   return fmt::format("{}\n", fmt::join(results_columns(system), ","));
 }
 
-std::string results_row(const Sample& sample) {
+Row results_row(const Sample& sample) {
   Row row;
   for (const Quantity& quantity : all_quantities()) {
     for_owners(quantity.owner, sample.system,
                [&](unsigned long i, const std::string&) { quantity.add(row, sample, i); });
   }
-  return row.line();
+  return row;
 }
 
 }  // namespace korvel::host

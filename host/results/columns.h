@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,11 +17,16 @@ class Row {
 
   /// The line of the file.
   std::string line() const { return text_ + '\n'; }
+  /// The first number that is not finite, as an index of a column.
+  std::optional<std::size_t> first_not_finite() const { return first_not_finite_; }
 
  private:
-  void separate();
+  template <typename Number>
+  void append(Number value);
 
   std::string text_;
+  std::size_t count_ = 0;
+  std::optional<std::size_t> first_not_finite_;
 };
 
 /// One sample of a run: the results that its cycle left in `system`.
@@ -58,6 +64,6 @@ std::vector<std::string> results_columns(const tesk::RigidBodySystem& system);
 /// The header row, with these columns.
 std::string results_header(const tesk::RigidBodySystem& system);
 
-std::string results_row(const Sample& sample);
+Row results_row(const Sample& sample);
 
 }  // namespace korvel::host

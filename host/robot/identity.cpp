@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "host/io/error.h"
+#include "host/io/printable.h"
 #include "host/robot/elf_file.h"
 
 namespace korvel::host {
@@ -24,7 +25,8 @@ Identity identity(const std::filesystem::path& module) try {
 }
 
 std::string in_words(const Identity& identity) {
-  return fmt::format("{}: version {}, build {}", identity.path.string(), identity.version, identity.build_id);
+  return printable(
+      fmt::format("{}: version {}, build {}", identity.path.string(), identity.version, identity.build_id));
 }
 
 }  // namespace korvel::host

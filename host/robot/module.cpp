@@ -3,6 +3,9 @@
 #include <dlfcn.h>
 #include <fmt/format.h>
 
+#include <string>
+#include <string_view>
+
 #include "host/io/error.h"
 
 namespace korvel::host {
@@ -10,8 +13,12 @@ namespace korvel::host {
 namespace {
 
 [[noreturn]] void fail(const std::filesystem::path& path) {
-  const char* reason = dlerror();
-  throw Error(fmt::format("cannot load module '{}': {}", path.string(), reason != nullptr ? reason : "unknown reason"));
+  const char* words = dlerror();
+  std::string_view reason = words != nullptr ? words : "unknown reason";
+  // The loader begins with the path, too.
+  const std::string said = std::filesystem::absolute(path).string() + ": ";
+  if (reason.substr(0, said.size()) == said) reason.remove_prefix(said.size());
+  throw Error(fmt::format("cannot load module '{}': {}", path.string(), reason));
 }
 
 std::shared_ptr<void> open(const std::filesystem::path& path) {
@@ -32,7 +39,8 @@ Function entry_point(const std::filesystem::path& path, void* library, const cha
 }  // namespace
 
 Module::Module(const std::filesystem::path& path)
-    : library_(open(path)),
+    : path_(path),
+      library_(open(path)),
       create_(entry_point<Create>(path, library_.get(), "create")),
       destroy_(entry_point<SystemDeleter::Destroy>(path, library_.get(), "destroy")) {}
 

@@ -33,12 +33,16 @@ class Module {
   /// Throws Error with the path and the loader's words if that fails or an entry point is missing.
   explicit Module(const std::filesystem::path& path);
 
+  /// As it was given.
+  const std::filesystem::path& path() const { return path_; }
+
   /// A robot with its initial values. Throws what the module's `create` throws: std::bad_alloc.
   System create() const;
 
  private:
   using Create = tesk::RigidBodySystem* (*)();
 
+  std::filesystem::path path_;
   std::shared_ptr<void> library_;
   Create create_;
   SystemDeleter::Destroy destroy_;

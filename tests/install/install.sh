@@ -35,10 +35,11 @@ listed() {
   commands=$("$prefix/bin/korvel-host" --help | sed -n '/^Subcommands:/,$s/^  \([a-z][a-z]*\) .*/\1/p')
   [ -n "$commands" ] || return 1
   for command in $commands; do
-    zcat "$prefix"/share/man/man1/korvel-host.1.gz | grep -q "^.B $command$" || return 1
+    zcat "$prefix"/share/man/man1/korvel-host.1.gz | grep -q "^.SS $command$" || return 1
   done
 }
 holds "the manual page names every command" listed
+holds "bash finds the completion" test -f "$prefix/share/bash-completion/completions/korvel-host"
 holds "the module keeps its promises" "$prefix/bin/korvel-host" validate
 holds "the installed motions run" "$prefix/bin/korvel-host" run "$prefix"/share/korvel/motions/*.csv -o "$work"
 if [ -e "$build/report.html" ]; then

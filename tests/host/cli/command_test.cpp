@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
@@ -39,11 +40,12 @@ TEST_F(Command, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"run directory -o results.csv", "directory: expected a file, found a directory"},
       {"run good.csv -o nowhere/results.csv", "No such file or directory"},
       {"run good.csv bad.csv -o directory", "bad.csv:3: "},
-      {"run good.csv good.csv -o directory", "directory/good-results.csv: the results would replace those of another"},
+      {"run good.csv good.csv -o directory", "directory/good-results.csv: cannot write: would replace another output"},
       {"run good.csv old.csv -o results.csv", "results.csv: expected a directory for the results of 2 motions"},
       {"run good.csv -o pipe", "pipe: cannot write"},  // stands for devices: a fault must not cost the machine one
-      {"run good.csv -o good.csv", "good.csv: the results would replace the motion"},
-      {"run good.csv -o results.csv --module bad.csv", "bad.csv: file too short"},
+      {"run good.csv -o good.csv", "good.csv: cannot write: would replace a motion"},
+      {"run good.csv -o results.csv --module bad.csv",
+       "cannot load module 'bad.csv': expected a shared library, found none"},
       {"info --module none.so", "cannot load module 'none.so': "},
       {"info --module libm.so.6", "No such file"},  // in the directory, not where the loader looks
       {fmt::format("info --module {}", no_module.dli_fname), "undefined symbol: create"},
@@ -54,10 +56,10 @@ TEST_F(Command, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"export", "required"},
       {"export --urdf ''", "expected the path of an output file"},
       {"export --urdf old.csv --mjcf directory", "directory: cannot write"},
-      {"export --urdf model --mjcf model", "model: cannot write"},
+      {"export --urdf model --mjcf model", "model: cannot write: would replace another output"},
       {"export --svg nowhere/robot.svg", "No such file or directory"},
-      {"validate none.so --json out.json", "cannot read module 'none.so'"},
-      {"validate --json nowhere/out.json", "No such file or directory"},
+      {"validate none.so -o out.json", "cannot load module 'none.so': No such file or directory"},
+      {"validate -o nowhere/out.json", "No such file or directory"},
       {"validate --only no-such-check", "no check up to level 4 matches 'no-such-check'"},
       {"validate --only '('", "--only '('"},
       {"validate --level 6", "--level"},
@@ -84,6 +86,23 @@ TEST_F(Command, FailedWritingLeavesNothingBehind) {
   EXPECT_NE(outcome.err.find("results.csv: cannot write: File too large\n"), std::string::npos) << outcome.err;
   EXPECT_EQ(files(), (std::vector<std::string>{"results.csv", "wave.csv"}));
   EXPECT_EQ(read(directory_ / "results.csv"), "old results\n");
+}
+
+// Rates fit into single precision, what is computed from them does not: no results, and no summary.
+TEST_F(Command, ResultsThatAreNotFiniteAreRefused) {
+  write(directory_ / "good.csv", "time\n0\n1\n");
+  write(directory_ / "fast.csv", "time,HeadYaw\n0,0\n1,1e25\n2,-1e25\n3,1e25\n");
+  std::filesystem::create_directory(directory_ / "all");
+  for (const char* arguments : {"run fast.csv -o results.csv", "run good.csv fast.csv -o all"}) {
+    const Outcome outcome = host(arguments);
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_EQ(outcome.out, "") << arguments;
+    const char* words =
+        "fast.csv:2: expected a motion with results within single precision, 'HeadPitch_torque' is not\n";
+    EXPECT_NE(outcome.err.find(words), std::string::npos) << outcome.err;
+    EXPECT_EQ(files(), (std::vector<std::string>{"all", "fast.csv", "good.csv"})) << arguments;
+    EXPECT_TRUE(std::filesystem::is_empty(directory_ / "all"));
+  }
 }
 
 // Side by side as one by one.
@@ -131,16 +150,21 @@ TEST_F(Command, ResultsReplaceAnOlderFile) {
   EXPECT_EQ(files(), (std::vector<std::string>{"motion.csv", "old.csv", "results.csv"}));
 }
 
-// A motion of degree two in time has velocities and accelerations in closed form: the results are those of the
-// interface given these.
+// A motion of degree two in time, turned but not turning, has velocities and accelerations in closed form: the results
+// are those of the interface given these.
 TEST_F(Command, ResultsAreThoseOfTheInterface) {
   const System system = Module(KORVEL_MODULE).create();
   const std::vector<std::string> joints = joint_names(*system);
   const auto joint_count = static_cast<Eigen::Index>(joints.size());
   std::srand(5);
   const Eigen::ArrayXd a = Eigen::ArrayXd::Random(6 + joint_count);
-  const Eigen::ArrayXd b = Eigen::ArrayXd::Random(6 + joint_count);
-  const Eigen::ArrayXd c = Eigen::ArrayXd::Random(6 + joint_count);
+  Eigen::ArrayXd b = Eigen::ArrayXd::Random(6 + joint_count);
+  Eigen::ArrayXd c = Eigen::ArrayXd::Random(6 + joint_count);
+  for (Eigen::ArrayXd* rates : {&b, &c}) rates->segment<3>(3).setZero();
+  const Eigen::Quaterniond turned = Eigen::AngleAxisd(a[5], Eigen::Vector3d::UnitZ()) *
+                                    Eigen::AngleAxisd(a[4], Eigen::Vector3d::UnitY()) *
+                                    Eigen::AngleAxisd(a[3], Eigen::Vector3d::UnitX());
+  const Moving<4> orientation{{turned.w(), turned.x(), turned.y(), turned.z()}, {0, 0, 0, 0}, {0, 0, 0, 0}};
   const double times[] = {0, 0.1, 0.25, 0.3, 0.5};
   const auto q = [&](double t) -> Eigen::ArrayXd { return a + b * t + c * (t * t); };
 
@@ -153,7 +177,7 @@ TEST_F(Command, ResultsAreThoseOfTheInterface) {
   for (std::size_t row = 0; row < std::size(times); ++row) {
     const double t = times[row];
     const Eigen::ArrayXd dq = b + 2 * c * t;
-    const RootMotion root = root_motion(q(t).head<6>(), dq.head<6>(), 2 * c.head<6>());
+    const RootMotion root = root_motion({q(t).head<3>(), dq.head<3>(), 2 * c.head<3>()}, orientation);
     system->setRootPose(root.pose);
     system->setRootVelocity(root.velocity);
     system->setRootAcceleration(root.acceleration);

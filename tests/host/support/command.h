@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/io/csv_reader.h"
+#include "host/io/printable.h"
 #include "tests/host/support/files.h"
 
 namespace korvel::host {
@@ -24,12 +25,35 @@ class CommandTest : public testing::Test {
   /// Runs the executable in `directory_`, in a shell that has run `preparation`.
   Outcome host(const std::string& arguments, const std::string& preparation = ":",
                const std::string& executable = KORVEL_HOST_EXECUTABLE) const {
+    return shell(fmt::format("{} && '{}' {}", preparation, executable, arguments));
+  }
+
+  /// Runs a shell's command in `directory_`. A signal that ends the last program is a status above 128.
+  Outcome shell(const std::string& command) const {
     const TemporaryDirectory streams;
-    const std::string command =
-        fmt::format("{} && cd '{}' && '{}' {} >'{}' 2>'{}'", preparation, directory_.path().string(), executable,
-                    arguments, (streams / "out").string(), (streams / "err").string());
-    const int status = std::system(command.c_str());
+    const std::string whole = fmt::format("(cd '{}' && {}) >'{}' 2>'{}'", directory_.path().string(), command,
+                                          (streams / "out").string(), (streams / "err").string());
+    const int status = std::system(whole.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(streams / "out"), read(streams / "err")};
+  }
+
+  /// What stands in `directory_`: regular files by name.
+  std::map<std::string, std::string> contents() const {
+    std::map<std::string, std::string> all;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory_.path())) {
+      const bool is_file = std::filesystem::is_regular_file(entry.symlink_status());
+      all[entry.path().lexically_relative(directory_.path())] = is_file ? read(entry.path()) : std::string();
+    }
+    return all;
+  }
+
+  /// Exactly one line for a person, which no terminal can be steered by.
+  static void expect_one_line(const std::string& text, const std::string& after) {
+    const auto is_control = [](char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; };
+    EXPECT_EQ(text.find('\n') + 1, text.size()) << after << "\n" << text;
+    EXPECT_LE(text.size(), 300U) << after;
+    EXPECT_EQ(std::count_if(text.begin(), text.end(), is_control), 1) << after << "\n" << text;
+    EXPECT_EQ(printable_lines(text), text) << after;
   }
 
   std::vector<std::string> files() const {
@@ -45,13 +69,17 @@ class CommandTest : public testing::Test {
   std::map<std::string, std::vector<float>> results() const {
     const Outcome outcome = host("run motion.csv -o results.csv");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    const std::vector<CsvRow> rows = read_csv(directory_ / "results.csv");
+    std::vector<std::string> names;
     std::map<std::string, std::vector<float>> columns;
-    for (std::size_t row = 1; row < rows.size(); ++row) {
-      for (std::size_t i = 0; i < rows[row].fields.size(); ++i) {
-        columns[rows[0].fields.at(i)].push_back(std::strtof(rows[row].fields[i].c_str(), nullptr));
+    read_csv(directory_ / "results.csv", [&](const CsvRow& row) {
+      if (names.empty()) {
+        names = row.fields;
+        return;
       }
-    }
+      for (std::size_t i = 0; i < row.fields.size(); ++i) {
+        columns[names.at(i)].push_back(std::strtof(row.fields[i].c_str(), nullptr));
+      }
+    });
     return columns;
   }
 

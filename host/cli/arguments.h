@@ -1,0 +1,22 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+namespace korvel::host {
+
+/// Decimal digits and nothing else, without a leading zero, between both bounds.
+CLI::Validator whole_number(std::uint64_t least, std::uint64_t most);
+
+/// A positive number as decimal, within single precision.
+CLI::Validator positive_number();
+
+/// Adds the option that names the module; `module` has the default and outlives the parsing.
+void add_module_option(CLI::App& command, std::filesystem::path& module);
+
+/// Adds the option that names a file to write to in place of the standard output.
+void add_output_option(CLI::App& command, std::optional<std::filesystem::path>& output);
+
+}  // namespace korvel::host

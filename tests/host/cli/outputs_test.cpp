@@ -1,0 +1,237 @@
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <thread>
+
+#include "tests/host/support/command.h"
+
+namespace korvel::host {
+namespace {
+
+class Outputs : public CommandTest {
+ protected:
+  /// The same file by other names.
+  void alias(const char* name) const {
+    std::filesystem::create_hard_link(directory_ / name, directory_ / (std::string("hard-") + name).c_str());
+    std::filesystem::create_symlink(name, directory_ / (std::string("soft-") + name).c_str());
+  }
+};
+
+// However a file is named that the command reads, or that belongs to it, nothing is written over it.
+TEST_F(Outputs, NoneReplacesAnInput) {
+  write(directory_ / "motion.csv", "time\n0\n1\n");
+  std::filesystem::copy_file(KORVEL_MODULE, directory_ / "mine.so");
+  for (const char* name : {"motion.csv", "mine.so"}) alias(name);
+  std::filesystem::create_directories(directory_ / "sub/bin");
+  std::filesystem::copy_file(KORVEL_HOST_EXECUTABLE, directory_ / "sub/bin/korvel-host");
+  std::filesystem::copy_file(KORVEL_MODULE, directory_ / "sub/bin/libkorvel.so");
+  write(directory_ / "sub/bin/report.html", "@KORVEL_REPORT_DATA@");
+  std::filesystem::create_symlink("sub", directory_ / "way");
+  const std::map<std::string, std::string> before = contents();
+
+  const auto refused = [&](const std::string& arguments, const std::string& output, const char* words) {
+    for (const std::string& name : {output, "./" + output, "sub/../" + output, "way/../" + output,
+                                    (directory_ / output.c_str()).string(), "hard-" + output, "soft-" + output}) {
+      if (output.find('/') != std::string::npos && (name[0] == 'h' || name[0] == 's')) continue;
+      const std::string command = fmt::format("{} '{}'", arguments, name);
+      const Outcome outcome = host(command, ":", directory_ / "sub/bin/korvel-host");
+      EXPECT_EQ(outcome.status, 2) << command;
+      EXPECT_NE(outcome.err.find(std::string("cannot write: would replace ") + words), std::string::npos)
+          << command << "\n"
+          << outcome.err;
+      expect_one_line(outcome.err, command);
+    }
+  };
+  refused("run motion.csv -o", "motion.csv", "a motion\n");
+  refused("report motion.csv -o", "motion.csv", "the results\n");
+  for (const char* arguments : {"run motion.csv --module mine.so -o", "info --module mine.so --output",
+                                "info --json --module mine.so -o", "validate mine.so -o", "validate mine.so --json -o",
+                                "export --module mine.so --urdf a --svg", "report motion.csv --module mine.so -o"}) {
+    refused(arguments, "mine.so", "the module\n");
+  }
+  for (const char* arguments : {"run motion.csv --module mine.so -o", "info --module mine.so -o", "export --mjcf"}) {
+    refused(arguments, "way/bin/korvel-host", "korvel-host\n");
+    refused(arguments, "way/bin/report.html", "the page of the report\n");
+  }
+  refused("info --module mine.so -o", "way/bin/libkorvel.so", "the installed module\n");
+  // Not an input, and yet surely not meant.
+  refused("info -o", "mine.so", "a program or library\n");
+  EXPECT_EQ(contents(), before);
+}
+
+TEST_F(Outputs, NoneReplacesAnother) {
+  write(directory_ / "motion.csv", "time\n0\n");
+  write(directory_ / "model", "old");
+  alias("model");
+  std::filesystem::create_directory(directory_ / "sub");
+  write(directory_ / "sub/motion.csv", "time\n0\n");
+  const std::map<std::string, std::string> before = contents();
+  for (const char* arguments : {"export --urdf new --mjcf new", "export --urdf new --svg ./new",
+                                "export --urdf new --mjcf sub/../new", "export --urdf model --mjcf hard-model",
+                                "export --mjcf soft-model --svg model", "run motion.csv sub/motion.csv -o sub"}) {
+    const Outcome outcome = host(arguments);
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_NE(outcome.err.find("cannot write: would replace"), std::string::npos) << outcome.err;
+    EXPECT_EQ(contents(), before) << arguments;
+  }
+}
+
+// `--json` takes no file: what follows it is the module.
+TEST_F(Outputs, JsonMeansTheSameEverywhere) {
+  std::filesystem::copy_file(KORVEL_PER_BODY_MODULE, directory_ / "mine.so");
+  const std::map<std::string, std::string> before = contents();
+  const std::string only = " --only 'loading.(loads|counts)'";
+  const auto outcomes = nlohmann::json::parse(host("validate --json mine.so" + only).out);
+  EXPECT_EQ(outcomes["module"], "mine.so");
+  EXPECT_EQ(outcomes["checks"].size(), 2U);
+  EXPECT_EQ(nlohmann::json::parse(host("info --json --module mine.so").out)["bodies"].size(), 25U);
+  EXPECT_EQ(nlohmann::json::parse(host("validate --list --json").out)[0]["level"], 1);
+  EXPECT_EQ(contents(), before);
+
+  // A file gets what the standard output would.
+  for (const std::string& arguments : {std::string("info"), std::string("info --json"), std::string("info --dot"),
+                                       std::string("validate --list"), std::string("validate --list --json")}) {
+    const std::string shown = host(arguments).out;
+    EXPECT_FALSE(shown.empty());
+    const Outcome outcome = host(arguments + " -o out");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(read(directory_ / "out"), shown) << arguments;
+  }
+  // Text names the module first.
+  EXPECT_EQ(host("validate mine.so" + only).out.find("mine.so: "), 0U);
+}
+
+// Who could read the old file can read the new one, and nobody else.
+TEST_F(Outputs, AFileThatIsReplacedKeepsItsModeAndOwner) {
+  write(directory_ / "motion.csv", "time\n0\n");
+  const std::filesystem::path results = write(directory_ / "results.csv", "old");
+  std::filesystem::create_symlink("results.csv", directory_ / "link.csv");
+  ASSERT_EQ(chmod(results.c_str(), 0640), 0);
+  const bool may_give_away = chown(results.c_str(), 12345, 12346) == 0;
+  EXPECT_EQ(host("run motion.csv -o link.csv", "umask 077").status, 0);
+  EXPECT_NE(read(results), "old");
+  struct stat status {};
+  ASSERT_EQ(stat(results.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0640U);
+  EXPECT_EQ(status.st_uid, may_give_away ? 12345U : geteuid());
+  if (may_give_away) {
+    EXPECT_EQ(status.st_gid, 12346U);
+  }
+
+  EXPECT_EQ(host("run motion.csv -o new.csv", "umask 027").status, 0);
+  ASSERT_EQ(stat((directory_ / "new.csv").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0640U);
+  EXPECT_TRUE(std::filesystem::is_symlink(directory_ / "link.csv"));
+}
+
+TEST_F(Outputs, ALinkThatLeadsNowhereIsRefused) {
+  write(directory_ / "motion.csv", "time\n0\n");
+  std::filesystem::create_symlink("nothing.csv", directory_ / "results.csv");
+  const Outcome outcome = host("run motion.csv -o results.csv");
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.err, "results.csv: cannot write: a symbolic link to nothing\n");
+  EXPECT_EQ(files(), (std::vector<std::string>{"motion.csv", "results.csv"}));
+}
+
+TEST_F(Outputs, LongNamesWorkOrAreRefused) {
+  const std::string longest = std::string(251, 'n') + ".csv";
+  write(directory_ / longest.c_str(), "time\n0\n");
+  std::filesystem::create_directory(directory_ / "all");
+  for (int repetition = 0; repetition < 2; ++repetition) {
+    EXPECT_EQ(host(fmt::format("run {} -o all/{}", longest, longest)).status, 0);
+  }
+  const Outcome outcome = host(fmt::format("run {} -o all", longest));
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.err.find("File name too long\n"), std::string::npos) << outcome.err;
+  expect_one_line(outcome.err, "a long name");
+}
+
+// What a name does to a terminal is not done by the tool: names of motions, of outputs, and words of the user.
+TEST_F(Outputs, NamesNeverSteerTheTerminal) {
+  const std::string name = "a\n\x1b[31m\xe2\x80\xae\x9b\xff.csv";
+  const std::string shown = R"(a\x0a\x1b[31m\xe2\x80\xae\x9b\xff.csv)";
+  write(directory_ / name.c_str(), "time,HeadYaw\n0,0.123\n0.01,0.124\n0.02,0.121\n");
+  write(directory_ / "b.csv", "time\n0\n");
+  std::filesystem::create_directory(directory_ / "all");
+  const Outcome summary = host(fmt::format("run '{}' b.csv -o all", name));
+  EXPECT_EQ(summary.status, 0);
+  EXPECT_EQ(summary.out.find("== " + shown + "\n"), 0U) << summary.out;
+  EXPECT_EQ(printable_lines(summary.out), summary.out);
+  EXPECT_EQ(summary.err.find(shown + ": "), 0U) << summary.err;  // a doubt about its few decimals
+  expect_one_line(summary.err, "doubts");
+
+  std::filesystem::copy_file(KORVEL_MODULE, directory_ / (name + ".so").c_str());
+  for (const char* arguments : {"run '{}x' -o x", "run '{}' -o '{}/x'", "info --module '{}x'", "validate '{}x'",
+                                "info '--{}'", "'{}'", "validate --only '({}'", "validate --seed '{}'"}) {
+    const std::string command = fmt::format(fmt::runtime(arguments), name, name);
+    const Outcome outcome = host(command);
+    EXPECT_EQ(outcome.status, 2) << command;
+    expect_one_line(outcome.err, command);
+    EXPECT_NE(outcome.err.find(R"(\x0a\x1b[31m)"), std::string::npos) << outcome.err;
+  }
+  const Outcome verdict = host(fmt::format("validate '{}.so' --only loading.counts", name));
+  EXPECT_EQ(verdict.out.find(shown + ".so: "), 0U) << verdict.out;
+  EXPECT_EQ(printable_lines(verdict.out), verdict.out);
+}
+
+// Wherever a run is interrupted, the directory is as before, and the shell learns which signal it was.
+TEST_F(Outputs, AnInterruptedRunLeavesNothingBehind) {
+  std::string motion = "time\n";
+  for (int sample = 0; sample < 10000; ++sample) motion += fmt::format("{}\n", sample);
+  write(directory_ / "motion.csv", motion);
+  write(directory_ / "results.csv", "old");
+  const std::map<std::string, std::string> before = contents();
+  const std::string directory = directory_.path();
+
+  const auto is_writing = [&](pid_t child) {
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(fmt::format("/proc/{}/fd", child), ignored)) {
+      const std::string file = std::filesystem::read_symlink(entry.path(), ignored);
+      const bool is_motion = file.find("motion.csv") != std::string::npos;
+      if (file.compare(0, directory.size(), directory) == 0 && !is_motion) return true;
+    }
+    return false;
+  };
+  // Nothing if the run came to its end before the signal.
+  const auto interrupted = [&](int signal) -> std::optional<int> {
+    const pid_t child = fork();
+    if (child == 0) {
+      const rlimit no_core{0, 0};
+      setrlimit(RLIMIT_CORE, &no_core);
+      if (chdir(directory.c_str()) != 0) _exit(3);
+      execl(KORVEL_HOST_EXECUTABLE, "korvel-host", "run", "motion.csv", "-o", "results.csv", nullptr);
+      _exit(4);
+    }
+    const auto has_ended = [child] {
+      siginfo_t end{};
+      return waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) != 0 || end.si_pid == child;
+    };
+    while (!is_writing(child) && !has_ended()) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    kill(child, signal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return std::nullopt;
+    return WIFSIGNALED(status) ? WTERMSIG(status) : -WEXITSTATUS(status);
+  };
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGKILL}) {
+    std::optional<int> end;
+    for (int attempt = 0; attempt < 10 && !end; ++attempt) {
+      write(directory_ / "results.csv", "old");
+      end = interrupted(signal);
+    }
+    EXPECT_EQ(end, signal);
+    EXPECT_EQ(contents(), before) << signal;
+  }
+}
+
+}  // namespace
+}  // namespace korvel::host
