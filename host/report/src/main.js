@@ -21,7 +21,7 @@ function showFacts({file, time, origin, samples, shown, joints, bodies, mass}) {
   const facts = {
     Duration: `${(time[time.length - 1] - time[0]).toFixed(3)} s`,
     ...(origin === 0 ? {} : {'Times from': `${origin} s`}),
-    Samples: shown === samples ? samples : `shows ${whole(shown)} of ${whole(samples)}`,
+    Samples: shown === samples ? samples : `${whole(shown)} of ${whole(samples)} shown`,
     Robot: `${bodies.length} bodies, ${joints.length} joints`,
     'Total mass': `${mass.toFixed(3)} kg`,
   };
@@ -31,8 +31,8 @@ function showFacts({file, time, origin, samples, shown, joints, bodies, mass}) {
 
 // What else there is of the motion than is shown.
 const between = ({stride, shown, samples}) => shown === samples ? '' :
-    `Shown are ${whole(shown)} of ${whole(samples)} samples: one in ${stride}, and those of the peaks. Curves are drawn
-     through the lowest and the highest value of all.`;
+    `Shows ${whole(shown)} of ${whole(samples)} samples: one in ${stride}, and those of the peaks. Curves are drawn
+     through the lowest and the highest values of all.`;
 
 function show(motion) {
   const timeline = new Timeline(motion.time);
