@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "states/states.h"
+#include "states/shown.h"
 
 namespace korvel {
 
@@ -29,14 +29,14 @@ class Results {
   explicit Results(tesk::RigidBodySystem& robot) : robot_(robot) {}
 
   void add(unsigned long seed) {
-    compute(random_state(seed), robot_);
+    compute(random_state(seed, robot_), robot_);
     read_everything(robot_, shown_);
     for (const float value : shown_) hash_.add(value);
-    for (unsigned long b = 0; b < 25; ++b) {
+    for (unsigned long b = 0; b < robot_.getNbBodies(); ++b) {
       add(robot_.computePartialComPositionInRoot(b));
       add(robot_.getComPosition(b));
     }
-    robot_.computePartialComJacobian(seed % 25, J_);
+    robot_.computePartialComJacobian(seed % robot_.getNbBodies(), J_);
     for (const float value : J_.reshaped()) hash_.add(value);
     add_framed_wrench(seed);
   }
@@ -49,8 +49,8 @@ class Results {
   }
 
   void add_framed_wrench(unsigned long seed) {
-    const State other = random_state(seed + 1);
-    const unsigned long b = seed % 25;
+    const State other = random_state(seed + 1, robot_);
+    const unsigned long b = seed % robot_.getNbBodies();
     robot_.setExternalWrench(b, other.wrench(b), other.root_pose());
     robot_.computeInverseDynamics();
     for (const float torque : robot_.getJointAnglesTorque()) hash_.add(torque);
@@ -64,7 +64,7 @@ class Results {
 
 void set_random_inertias(tesk::RigidBodySystem& robot) {
   Random random(0);
-  for (unsigned long b = 0; b < 25; ++b) {
+  for (unsigned long b = 0; b < robot.getNbBodies(); ++b) {
     const float mass = 1 + random(0.75F);
     const QZ::Math::Position3D com{random(0.1F), random(0.1F), random(0.1F)};  // braces: in this order
     Eigen::Matrix3f inertia;
@@ -82,6 +82,10 @@ std::uint64_t bit_hash(tesk::RigidBodySystem& robot) {
   set_random_inertias(robot);
   for (unsigned long seed = 0; seed < 100; ++seed) results.add(seed);
   return results.hash();
+}
+
+bool has_recorded_bits(const tesk::RigidBodySystem& robot) {
+  return robot.getBodyName(0) == "Torso" && robot.getBodyName(robot.getNbBodies() - 1) == "RWristYaw";
 }
 
 const std::uint64_t recorded_bit_hash = KORVEL_RECORDED_BITS;

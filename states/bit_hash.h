@@ -10,6 +10,10 @@ namespace korvel {
 /// them with others, which it leaves behind: equal hashes mean equal bits, zeros of either sign being the same.
 std::uint64_t bit_hash(tesk::RigidBodySystem& robot);
 
+/// The results of one robot are recorded. It is known by the names of its first and its last body: its numbers may be
+/// what the bits find wrong.
+bool has_recorded_bits(const tesk::RigidBodySystem& robot);
+
 /// What it is for all builds of this version: tests/proofs/bits.expected.
 extern const std::uint64_t recorded_bit_hash;
 

@@ -17,7 +17,7 @@ TEST(PartialComJacobian, IsTheLinearMomentumRowsOfThePartialMassMatrix) {
   constexpr int n = Model::dof_count;
   Model robot;
   for (int k = 0; k <= Model::body_count; ++k) {
-    const State state = random_state(static_cast<std::uint64_t>(k));
+    const State state = random_state(static_cast<std::uint64_t>(k), RobotSize(Model::body_count));
     metapod::SinesAndCosines<Model> angles;
     angles.take_root(state.q.data());
     metapod::jcalc_pos<Model>::run(robot, state.q.data(), angles);

@@ -105,8 +105,7 @@ class Trees : public testing::Test {
   static constexpr double length = 2;
 
   State draw_state() {
-    State s{Eigen::VectorXf(coordinates), Eigen::VectorXf(coordinates), Eigen::VectorXf(coordinates),
-            Eigen::MatrixXf(6, bodies)};
+    State s(system);
     random.fill(s.q, 3);
     s.q.head(3) /= 3;
     s.q(4) /= 2;

@@ -44,7 +44,7 @@ TEST_F(MirrorImage, StartsFromJointsWhereTheyBelong) {
                                  {13, {0, 0.05, -0.2879}, {1, 0, 0}}};
   EXPECT_EQ(robot->getMass(), 5.3053503F);  // summed in body order
   robot->computeFwdKinematics();
-  const Truth at_zero{State()};
+  const Truth at_zero{State(*robot)};
   for (const auto& [b, origin, axis_of_left] : left_and_head) {
     const double tolerance = b == 8 ? 0 : kinematic;
     const Vector3d axis_of_right = axis_of_left.cwiseAbs();  // pitches, rolls and yaws of both sides go the same way
@@ -64,7 +64,7 @@ TEST_P(MirrorImage, HasMirroredPosesAndTorques) {
   const Truth::Vector scale = Truth(state).force_scale(state);
   const System image = module.create();
   image->computeFwdKinematics();
-  State seen;
+  State seen(*robot);
   const auto see = [&](const Eigen::VectorXf& from, Eigen::VectorXf& to, unsigned long b, float sign) {
     to.head(6) << from(0), -from(1), from(2), -from(3), from(4), -from(5);
     to(5 + static_cast<long>(twin(b))) = sign * from(5 + static_cast<long>(b));

@@ -16,7 +16,7 @@ TEST_F(Inputs, AWrenchMayBeGivenInAnotherFrame) {
   for (std::uint64_t seed = 0; seed < 100; ++seed) {
     State state = random_state(seed);
     const int b = static_cast<int>(seed % 25);
-    const QZ::Math::Transform frame = seed < 25 ? QZ::Math::Transform() : random_state(1000 + seed).root_pose();
+    const QZ::Math::Transform frame = seed < 25 ? QZ::Math::Transform() : random_pose(1000 + seed);
     write(state, *robot);
     const float* given = state.wrenches.col(b).data();
     robot->setExternalWrench(seed % 25, std::vector<float>(given, given + 6), frame);

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 
-#include "states/states.h"
 #include "support/expect.h"
 
 namespace korvel::tests {
@@ -46,7 +45,7 @@ TEST_F(Lanes, GiveTheBitsOfOneNodePerBody) {
   expect_same_bits();
   Random random(1);
   for (std::uint64_t seed = 0; seed < 200; ++seed) {
-    const State state = random_state(seed);
+    const State state = random_state(seed, *in_lanes);
     const unsigned long b = seed % 25;
     const float mass = 0.2F + random(0.1F);
     const QZ::Math::Position3D com(random(0.1F), random(0.1F), random(0.1F));
@@ -79,7 +78,7 @@ TEST_F(Lanes, GiveTheBitsOfOneNodePerBodyOnFreshObjectsInEveryOrder) {
       for (Robot* robot : {in_lanes.get(), per_body.get()}) computations[next](*robot);
       expect_same_bits();
     }
-    for (Robot* robot : {in_lanes.get(), per_body.get()}) write(random_state(1), *robot);
+    for (Robot* robot : {in_lanes.get(), per_body.get()}) write(random_state(1, *robot), *robot);
     for (const std::size_t next : order) {
       for (Robot* robot : {in_lanes.get(), per_body.get()}) computations[next](*robot);
       expect_same_bits();
@@ -91,10 +90,10 @@ TEST_F(Lanes, GiveTheBitsOfOneNodePerBodyOnFreshObjectsInEveryOrder) {
 TEST_F(Lanes, KeepWhatIsNotFiniteInItsOwnLimb) {
   const auto first = in_lanes->getJointAngleId("LShoulderPitch");
   const auto last = in_lanes->getJointAngleId("LWristYaw");
-  compute(random_state(1), *in_lanes);
+  compute(random_state(1, *in_lanes), *in_lanes);
   const Eigen::VectorXd before = eigen(in_lanes->getJointAnglesTorque());
   for (tesk::RigidBodySystem* robot : {in_lanes.get(), per_body.get()}) {
-    write(random_state(1), *robot);
+    write(random_state(1, *in_lanes), *robot);
     robot->setJointAngleAcc(last, std::numeric_limits<float>::infinity());
     robot->computeInverseDynamics();
   }

@@ -31,9 +31,9 @@ void load_compute_unload(const char* path, bool change_inertia) {
     threads.emplace_back([&robot = *robots[i], i] {
       tesk::RigidBodySystem::ComJacobian jacobian;
       for (unsigned long seed = i * states; seed < (i + 1) * states; ++seed) {
-        compute(random_state(seed), robot);
-        robot.computePartialComPositionInRoot(seed % 25);
-        robot.computePartialComJacobian(seed % 25, jacobian);
+        compute(random_state(seed, robot), robot);
+        robot.computePartialComPositionInRoot(seed % robot.getNbBodies());
+        robot.computePartialComJacobian(seed % robot.getNbBodies(), jacobian);
       }
     });
   }

@@ -16,8 +16,8 @@ Eigen::Matrix<float, 6, 1> vector(const Spatial::Vector3& angular, const Spatial
 
 TEST(Transforms, AreChangesOfFrameThatLeadBack) {
   for (std::uint64_t seed = 0; seed < 100; ++seed) {
-    const auto first = random_state(seed).root_pose();
-    const auto second = random_state(1000 + seed).root_pose();
+    const auto first = random_pose(seed);
+    const auto second = random_pose(1000 + seed);
     const auto A = tesk::fromQZMath(first);
     const auto B = tesk::fromQZMath(second);
     QZ::Math::Transform change, inverse, product;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "qzmath/qzmath.h"
+#include "states/shown.h"
 #include "support/module.h"
 
 namespace korvel::tests {
@@ -65,6 +66,8 @@ inline std::string text_of(const char* path) {
 /// A module of its own for each test, so that changed inertias do not outlive the test.
 class ModuleTest : public testing::Test {
  protected:
+  State random_state(std::uint64_t seed) const { return korvel::random_state(seed, *robot); }
+
   Module module{module_path()};
   System robot = module.create();
 };

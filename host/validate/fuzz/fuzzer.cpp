@@ -17,7 +17,7 @@ using Limits = std::numeric_limits<float>;
 
 }  // namespace
 
-const std::array<Fuzzer::Operation, 23> Fuzzer::operations{{
+const std::array<Fuzzer::RandomCall, 23> Fuzzer::random_calls{{
     {"setRootPose", 6, &Fuzzer::setRootPose},
     {"setRootVelocity or setRootAcceleration", 6, &Fuzzer::set_root_rates},
     {"setJointAngles...", 10, &Fuzzer::setJointAngles},
@@ -44,10 +44,14 @@ const std::array<Fuzzer::Operation, 23> Fuzzer::operations{{
 }};
 
 Fuzzer::Fuzzer(const host::Module& module, std::uint64_t seed, std::size_t object_count)
-    : module_(module), random_(seed), pristine_{module.create(), {}, false}, total_mass_(pristine_.robot->getMass()) {
-  pristine_.model.shown = everything_readable(*pristine_.robot);
-  for (unsigned long b = 0; b < masses_.size(); ++b) masses_[b] = pristine_.robot->getMass(b);
-  for (std::size_t i = 0; i < object_count; ++i) objects_.push_back({fresh(), pristine_.model, true});
+    : module_(module),
+      random_(seed),
+      pristine_(module.create()),
+      layout_(*pristine_.robot),
+      total_mass_(pristine_.robot->getMass()),
+      mass_roundings_(static_cast<long>(pristine_.robot->getNbBodies())) {
+  for (unsigned long b = 0; b < pristine_.robot->getNbBodies(); ++b) masses_.push_back(pristine_.robot->getMass(b));
+  for (std::size_t i = 0; i < object_count; ++i) objects_.emplace_back(fresh(), pristine_.model, true);
   expect_total_mass(*pristine_.robot);
 }
 
@@ -67,7 +71,8 @@ std::vector<float> Fuzzer::values(float magnitude, std::size_t at_least) {
 }
 
 unsigned long Fuzzer::no_body() {
-  static constexpr std::array indices{25UL, 26UL, 255UL, 1UL << 31, ~0UL / 2, ~0UL - 1, ~0UL};
+  const unsigned long n = masses_.size();
+  const std::array indices{n, n + 1, std::max(n, 255UL), 1UL << 31, ~0UL / 2, ~0UL - 1, ~0UL};
   return indices[index(indices.size())];
 }
 
@@ -106,10 +111,10 @@ void Fuzzer::replace(Object& object, Object next) {
 void Fuzzer::expect_unchanged(const Object& object) {
   read_everything(*object.robot, seen_);
   const std::vector<float>& expected = object.model.shown;
-  const std::ptrdiff_t place = first_difference(seen_.data(), expected.data(), Shown::end);
-  if (place == Shown::end) return;
+  const std::ptrdiff_t place = first_difference(seen_.data(), expected.data(), layout_.size());
+  if (place == layout_.size()) return;
   const auto i = static_cast<std::size_t>(place);
-  throw Finding(fmt::format("{} is {:a}, expected {:a}", shown_name(place), seen_[i], expected[i]));
+  throw Finding(fmt::format("{} is {:a}, expected {:a}", shown_name(layout_, place), seen_[i], expected[i]));
 }
 
 float Fuzzer::sum_of_masses() const { return static_cast<float>(std::accumulate(masses_.begin(), masses_.end(), 0.0)); }
@@ -126,16 +131,16 @@ void Fuzzer::expect_total_mass(const tesk::RigidBodySystem& robot) {
 // ---- Calls ----------------------------------------------------------------------------------------------------------
 
 void Fuzzer::call_once() {
-  static const unsigned total_weight = std::accumulate(operations.begin(), operations.end(), 0U,
-                                                       [](unsigned sum, const Operation& o) { return sum + o.weight; });
+  static const unsigned total_weight = std::accumulate(
+      random_calls.begin(), random_calls.end(), 0U, [](unsigned sum, const RandomCall& c) { return sum + c.weight; });
   auto left = index(total_weight);
-  const Operation* operation = operations.data();
-  while (left >= operation->weight) left -= (operation++)->weight;
-  Object& object = objects_[index(objects_.size())];
-  called_[static_cast<std::size_t>(calls_) % called_.size()] = {operation,
-                                                                static_cast<std::size_t>(&object - objects_.data())};
+  const RandomCall* call = random_calls.data();
+  while (left >= call->weight) left -= (call++)->weight;
+  const std::size_t i = index(objects_.size());
+  Object& object = objects_[i];
+  done_[static_cast<std::size_t>(calls_) % done_.size()] = {call, i};
   ++calls_;
-  (this->*operation->call)(object);
+  (this->*call->call)(object);
   expect_unchanged(object);
 }
 
@@ -156,10 +161,10 @@ void Fuzzer::run(long calls) {
 
 std::string Fuzzer::last_calls() const {
   std::string text;
-  const auto kept = static_cast<long>(called_.size());
+  const auto kept = static_cast<long>(done_.size());
   for (long call = std::max(0L, calls_ - kept); call < calls_; ++call) {
-    const Called& called = called_[static_cast<std::size_t>(call % kept)];
-    text += fmt::format("{} {} (object {})", text.empty() ? ":" : ",", called.operation->name, called.object);
+    const Done& done = done_[static_cast<std::size_t>(call % kept)];
+    text += fmt::format("{} {} (object {})", text.empty() ? ":" : ",", done.call->name, done.object);
   }
   return text;
 }

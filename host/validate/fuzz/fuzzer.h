@@ -3,11 +3,12 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/robot/module.h"
 #include "host/validate/fuzz/object_model.h"
-#include "states/states.h"
+#include "states/shown.h"
 
 namespace korvel::validate {
 
@@ -26,20 +27,26 @@ class Fuzzer {
 
  private:
   struct Object {
+    /// Shows its initial values.
+    explicit Object(host::System made) : robot(std::move(made)), model(*robot), is_clone(false) {}
+    Object(host::System made, const ObjectModel& like, bool by_clone)
+        : robot(std::move(made)), model(like), is_clone(by_clone) {}
+
     host::System robot;
     ObjectModel model;
     bool is_clone;
   };
-  struct Operation {
+  /// A call with arguments that it draws itself.
+  struct RandomCall {
     const char* name;
     unsigned weight;
     void (Fuzzer::*call)(Object&);
   };
-  struct Called {
-    const Operation* operation;
+  struct Done {
+    const RandomCall* call;
     std::size_t object;
   };
-  static const std::array<Operation, 23> operations;
+  static const std::array<RandomCall, 23> random_calls;
 
   // Setters.
   void setRootPose(Object& object);
@@ -73,6 +80,8 @@ class Fuzzer {
   float value(float magnitude);
   std::vector<float> values(float magnitude, std::size_t at_least);
   unsigned long index(unsigned long count) { return random_.integer() % count; }
+  unsigned long any_body() { return index(masses_.size()); }
+  unsigned long any_joint() { return index(masses_.size() - 1); }
   bool one_in(unsigned long n) { return index(n) == 0; }
   unsigned long no_body();
   QZ::Math::Transform any_pose();
@@ -82,7 +91,7 @@ class Fuzzer {
   /// An object with its initial values. `create` would change the total mass of all.
   host::System fresh() const { return copy(*pristine_.robot); }
   template <typename Repeat>
-  void computed(Object& object, const Stretches& written, const Repeat& repeat);
+  void expect_repeated(Object& object, const std::vector<Stretch>& written, const Repeat& repeat);
   void replace(Object& object, Object next);
   float sum_of_masses() const;
   void expect_total_mass(const tesk::RigidBodySystem& robot);
@@ -94,14 +103,15 @@ class Fuzzer {
   Random random_;
   Object pristine_;  ///< only cloned
   std::vector<Object> objects_;
-  std::array<float, 25> masses_{};
+  Layout layout_;
+  std::vector<float> masses_;
   float total_mass_;
   float largest_total_mass_ = 0;  ///< since the masses were last summed
-  long mass_roundings_ = 25;      ///< since then, those of the sum included
+  long mass_roundings_;           ///< since then, those of the sum included
   long inertia_changes_ = 0;
   long calls_ = 0;
   long repeated_ = 0;
-  std::array<Called, 8> called_{};
+  std::array<Done, 8> done_{};  ///< the last calls
   std::vector<float> seen_, expected_;
 };
 

@@ -1,58 +1,47 @@
 #pragma once
 
-#include <array>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "plugin/rigid_body_system.h"
+#include "states/shown.h"
 
 namespace korvel::validate {
 
-/// A stretch of what an object shows, see `Shown`.
-struct Stretch {
-  std::ptrdiff_t first, last;
-};
-using Stretches = std::vector<Stretch>;
-
-/// What each computation writes; all else stays as it is.
-namespace Writes {
-extern const Stretches except_root, only_root, kinematics, generalized_mass, inverse_dynamics, nothing;
-}  // namespace Writes
-
-/// In words, such as "number 3 of the world pose of body 7".
-std::string shown_name(std::ptrdiff_t place);
+/// In words what stands at a place of all that an object shows, such as "number 3 of the world pose of body 7".
+std::string shown_name(const Layout& layout, std::ptrdiff_t place);
 
 /// The first of `count` numbers that differs in its bits, or `count`. One that is not a number is like any other: which
 /// of two operands gives it its sign is left to compilers.
 std::ptrdiff_t first_difference(const float* a, const float* b, std::ptrdiff_t count);
 
-/// Computations that leave state behind which later ones read.
-enum class Step { except_root, only_root, inverse_dynamics };
-
 /// What must be true of one object: what it shows, and those inputs and past computations that it does not show.
 struct ObjectModel {
+  explicit ObjectModel(const tesk::RigidBodySystem& initial);
+
   struct Load {
     std::vector<float> wrench = std::vector<float>(6);
     std::optional<QZ::Math::Transform> frame;
   };
-  /// A computation and what it read that lasts.
+  /// A stage that leaves state behind which later ones read, and what it read that lasts.
   struct Past {
-    Step step;
+    Stage stage;
     std::optional<QZ::Math::Transform> root_pose;
-    Eigen::Array<float, 24, 1> angles;
+    Eigen::ArrayXf angles;
     long inertia_changes;
   };
 
+  Layout layout;
   std::vector<float> shown;
   std::optional<QZ::Math::Transform> root_pose;  ///< as the host gave it, before its round trip
-  std::array<Load, 25> loads;
-  std::vector<Past> history;  ///< the last of each, in the order in which they ran
+  std::vector<Load> loads;                       ///< by body
+  std::vector<Past> history;                     ///< the last of each, in the order in which they ran
 
-  void remember(Step step, long inertia_changes);
-  const Past* last(Step step) const;
+  void remember(Stage stage, long inertia_changes);
+  const Past* last(Stage stage) const;
 
-  Eigen::Map<const Eigen::ArrayXf> joints(int derivative) const;
+  /// Of positions, velocities or accelerations.
+  Eigen::Map<const Eigen::ArrayXf> joints(Result values) const;
 
   /// Puts all inputs, in one go each, to an object that holds its initial values.
   void write_inputs(tesk::RigidBodySystem& robot) const;

@@ -1,40 +1,29 @@
-#include <array>
-
 #include "host/validate/laws/laws.h"
 
 namespace korvel::validate::laws {
 
 namespace {
 
-State at_rest(const State& state) {
-  State resting;
-  resting.q = state.q;
-  return resting;
-}
-
 std::string columns_are_torques(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
     const MassMatrix M = robot.mass_matrix(state);
     State accelerated = at_rest(state);
     const Joints resting = robot.torques(accelerated);
-    for (int d = 0; d < coordinates; ++d) {
+    for (int d = 0; d < M.cols(); ++d) {
       accelerated.ddq.setZero();
       accelerated.ddq(d) = 1;
-      deviations.compare(robot.torques(accelerated) - resting, M.col(d).tail(joints), robot.torque_scale(accelerated),
-                         {seed, "torques of a unit acceleration of coordinate", d});
+      deviations.compare(robot.torques(accelerated) - resting, M.col(d).tail(robot.joints()),
+                         robot.torque_scale(accelerated), {seed, "torques of a unit acceleration of coordinate", d});
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string torques_superpose(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(5 * robot.dynamic());  // of five torques
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     const Joints resting = robot.torques(at_rest(state));
     State moving = at_rest(state);
     State accelerated = moving;
@@ -60,21 +49,19 @@ std::string torques_superpose(const Subject& subject) {
     scaled.dq *= -2;
     deviations.compare(robot.torques(scaled) - resting, 4 * (robot.torques(moving) - resting), 4 * scale,
                        {seed, "torques of velocities times -2"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 Vector3d com_in_root(const Specimen& robot, const State& state) {
-  robot->setJointAnglesPos(state.q.tail(joints).array());
-  robot->computeFwdKinematicsExceptRoot();
+  robot.set_joints(state);
   return vector(robot->getComPositionInRoot());
 }
 
 /// Joint by joint the derivative of the potential energy.
 Joints potential_gradient(const Specimen& robot, const State& state) {
   const Vector3d up = affine(state.root_pose()).linear().row(2);
-  Joints gradient;
-  for (int j = 0; j < joints; ++j) {
+  Joints gradient(robot.joints());
+  for (int j = 0; j < robot.joints(); ++j) {
     const MatrixXd rate =
         derivative_of_first_degree(state, j, [&](const State& moved) { return com_in_root(robot, moved); });
     gradient(j) = robot.mass() * gravity * up.dot(rate.col(0));
@@ -88,20 +75,18 @@ double potential_scale(const Specimen& robot) { return robot.mass() * gravity * 
 std::string gravity_is_a_gradient(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic() + angle_rounding);
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
     deviations.compare(robot.torques(at_rest(state)), potential_gradient(robot, state),
-                       Joints::Constant(potential_scale(robot)), {seed, "torques at rest"});
-  }
-  return deviations.figure(samples.size());
+                       Joints::Constant(robot.joints(), potential_scale(robot)), {seed, "torques at rest"});
+  });
 }
 
 /// Derivatives of the mass matrix by each joint angle.
-std::array<MassMatrix, joints> mass_gradient(const Specimen& robot, const State& state) {
-  std::array<MassMatrix, joints> gradient;
-  for (int j = 0; j < joints; ++j) {
-    gradient[static_cast<std::size_t>(j)] =
-        (derivative_of_second_degree(state, j, [&](const State& moved) { return robot.mass_matrix(moved); }));
+std::vector<MassMatrix> mass_gradient(const Specimen& robot, const State& state) {
+  std::vector<MassMatrix> gradient;
+  for (int j = 0; j < robot.joints(); ++j) {
+    gradient.push_back(
+        derivative_of_second_degree(state, j, [&](const State& moved) { return robot.mass_matrix(moved); }));
   }
   return gradient;
 }
@@ -115,43 +100,40 @@ double lagrange_bound(const Specimen& robot) { return 2 * robot.dynamic() + 2 * 
 std::string torques_are_lagranges(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(lagrange_bound(robot));
-  const auto samples = robot.samples(64);
   const Coordinates root = robot.inertia_roots();
-  for (auto [seed, state] : samples) {
+  return deviations.over(robot.samples(64), [&](std::uint64_t seed, State state) {
     state.wrenches.setZero();
     state.dq.head(3).setZero();
     const Coordinates dq = state.dq.cast<double>();
     const Coordinates ddq = state.ddq.cast<double>();
-    const std::array<MassMatrix, joints> dM = mass_gradient(robot, state);
+    const std::vector<MassMatrix> dM = mass_gradient(robot, state);
     Coordinates momentum_rate = robot.mass_matrix(state) * ddq;
-    Joints energy_gradient;
-    for (int j = 0; j < joints; ++j) {
+    Joints energy_gradient(robot.joints());
+    for (int j = 0; j < robot.joints(); ++j) {
       const Coordinates momentum_change = dM[static_cast<std::size_t>(j)] * dq;
-      momentum_rate += dq(6 + j) * momentum_change;
+      momentum_rate += dq(coordinate_of_joint(j)) * momentum_change;
       energy_gradient(j) = 0.5 * dq.dot(momentum_change);
     }
-    const Joints expected = momentum_rate.tail(joints) - energy_gradient + potential_gradient(robot, state);
+    const Joints expected = joints_of(momentum_rate) - energy_gradient + potential_gradient(robot, state);
     const double speed = root.dot(dq.cwiseAbs());
-    const double momentum = root.dot(ddq.cwiseAbs()) + speed * dq.tail(joints).cwiseAbs().sum();
-    const Joints scale = robot.torque_scale(state) + momentum * root.tail(joints) +
-                         Joints::Constant(speed * speed / 2 + potential_scale(robot));
+    const double momentum = root.dot(ddq.cwiseAbs()) + speed * joints_of(dq).cwiseAbs().sum();
+    const Joints scale = robot.torque_scale(state) + momentum * joints_of(root) +
+                         Joints::Constant(robot.joints(), speed * speed / 2 + potential_scale(robot));
     deviations.compare(robot.torques(state), expected, scale, {seed, "torques"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string power_balances(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(lagrange_bound(robot));
-  const auto samples = robot.samples(64);
   const Coordinates root = robot.inertia_roots();
-  for (auto [seed, state] : samples) {
+  return deviations.over(robot.samples(64), [&](std::uint64_t seed, State state) {
     state.dq.head(6).setZero();  // what would keep a moving root on its way is not shown
     const Coordinates dq = state.dq.cast<double>();
     const Joints torques = robot.torques(state);
-    double power = torques.dot(dq.tail(joints));
+    double power = torques.dot(joints_of(dq));
     robot.compute(state);
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       const Affine3d pose = robot.pose_in_root(b);
       const Motion twist = robot.jacobian(b) * dq;
       const Vector3d w = twist.head(3);
@@ -159,34 +141,31 @@ std::string power_balances(const Subject& subject) {
       const Motion wrench = state.wrenches.col(b).cast<double>();
       power += v.dot(pose.linear() * wrench.head(3)) + w.dot(pose.linear() * wrench.tail(3));
     }
-    const std::array<MassMatrix, joints> dM = mass_gradient(robot, state);
+    const std::vector<MassMatrix> dM = mass_gradient(robot, state);
     double rate = dq.dot(robot.mass_matrix(state) * state.ddq.cast<double>());
-    rate += potential_gradient(robot, state).dot(dq.tail(joints));
-    for (int j = 0; j < joints; ++j) rate += 0.5 * dq(6 + j) * dq.dot(dM[static_cast<std::size_t>(j)] * dq);
+    rate += potential_gradient(robot, state).dot(joints_of(dq));
+    for (int j = 0; j < robot.joints(); ++j)
+      rate += 0.5 * dq(coordinate_of_joint(j)) * dq.dot(dM[static_cast<std::size_t>(j)] * dq);
     const double speed = root.dot(dq.cwiseAbs());
     const double turning = dq.cwiseAbs().sum();
-    const double scale = robot.torque_scale(state).dot(dq.tail(joints).cwiseAbs()) + potential_scale(robot) * turning +
+    const double scale = robot.torque_scale(state).dot(joints_of(dq).cwiseAbs()) + potential_scale(robot) * turning +
                          speed * (root.dot(state.ddq.cast<double>().cwiseAbs()) + speed * turning / 2);
     deviations.compare(power, rate, scale, {seed, "power"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks dynamics() {
-  using std::chrono::seconds;
-  return {{"laws.mass-matrix-torques", "Columns of the mass matrix are the torques of unit accelerations", 3,
-           seconds(60), columns_are_torques},
-          {"laws.torques-superpose",
-           "Torques are linear in accelerations and wrenches, quadratic in velocities, and add up", 3, seconds(60),
-           torques_superpose},
-          {"laws.gravity", "Torques at rest are the derivatives of the potential energy", 3, seconds(60),
-           gravity_is_a_gradient},
-          {"laws.lagrange", "Torques are those of Lagrange's equations with the mass matrix", 3, seconds(60),
-           torques_are_lagranges},
-          {"laws.power-balance", "With the root at rest the power of torques and wrenches is the rate of energy", 3,
-           seconds(60), power_balances}};
+  return {
+      law("laws.mass-matrix-torques", "Columns of the mass matrix are the torques of unit accelerations",
+          columns_are_torques),
+      law("laws.torques-superpose",
+          "Torques are linear in accelerations and wrenches, quadratic in velocities, and add up", torques_superpose),
+      law("laws.gravity", "Torques at rest are the derivatives of the potential energy", gravity_is_a_gradient),
+      law("laws.lagrange", "Torques are those of Lagrange's equations with the mass matrix", torques_are_lagranges),
+      law("laws.power-balance", "With the root at rest the power of torques and wrenches is the rate of energy",
+          power_balances)};
 }
 
 }  // namespace korvel::validate::laws

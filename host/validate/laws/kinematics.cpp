@@ -17,73 +17,66 @@ MatrixXd pose_scale(double distance) {
 std::string poses_are_rigid(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.kinematic());  // both factors are rounded
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       for (const Affine3d& pose : {robot.pose(b), robot.pose_in_root(b)}) {
         const Matrix3d R = pose.linear();
         deviations.compare(R * R.transpose(), Matrix3d::Identity(), 1, {seed, "R R' of body", b});
         require(!(R.determinant() < 0), "the pose of body {} of state {} is a mirror", b, seed);
       }
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string world_poses(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(robot.kinematic());
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     const Affine3d root = robot.pose(0);
     const double distance = root.translation().norm() + robot.reach();
     const auto placed = affine(state.root_pose());
     deviations.compare(root.affine(), placed.affine(), pose_scale(distance), {seed, "pose of the root"});
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       const Affine3d expected = root * robot.pose_in_root(b);
       deviations.compare(robot.pose(b).affine(), expected.affine(), pose_scale(distance), {seed, "pose of body", b});
     }
     deviations.compare(vector(robot->getComPosition()), root * vector(robot->getComPositionInRoot()), distance,
                        {seed, "centre of mass in the world"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string centres_of_mass(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.kinematic());  // the poses' rounding and the sum's
   deviations.compare(static_cast<double>(robot->getMass()), robot.mass(), robot.mass(), {subject.seed, "total mass"});
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     const double distance = robot.pose(0).translation().norm() + robot.reach();
     Vector3d moment = Vector3d::Zero();
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       moment += robot.mass(b) * (robot.pose_in_root(b) * robot.com(b));
       deviations.compare(vector(robot->getComPosition(static_cast<unsigned long>(b))), robot.pose(b) * robot.com(b),
                          distance, {seed, "centre of mass of body", b});
     }
     deviations.compare(vector(robot->getComPositionInRoot()), moment / robot.mass(), robot.reach(),
                        {seed, "centre of mass in the root"});
-    for (int b = 1; b < bodies; ++b) {
+    for (int b = 1; b < robot.bodies(); ++b) {
       const auto body = static_cast<unsigned long>(b);
       const auto rest = static_cast<double>(robot->getPartialMass(body));
       const Vector3d rest_moment = rest * vector(robot->computePartialComPositionInRoot(body));
       deviations.compare(rest_moment + robot.mass(b) * (robot.pose_in_root(b) * robot.com(b)), moment,
                          robot.mass() * robot.reach(), {seed, "first moment, the sum of the rest and body", b});
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 /// All poses in the root side by side.
 MatrixXd all_poses(const Specimen& robot, const State& state) {
-  robot->setJointAnglesPos(state.q.tail(joints).array());
-  robot->computeFwdKinematicsExceptRoot();
-  MatrixXd poses(3, 4 * bodies);
-  for (int b = 0; b < bodies; ++b) poses.middleCols<4>(4 * b) = robot.pose_in_root(b).affine();
+  robot.set_joints(state);
+  MatrixXd poses(3, 4 * robot.bodies());
+  for (int b = 0; b < robot.bodies(); ++b) poses.middleCols<4>(4 * b) = robot.pose_in_root(b).affine();
   return poses;
 }
 
@@ -102,46 +95,41 @@ std::string jacobian_is_derivative(const Subject& subject) {
   Deviations deviations(robot.kinematic() + 3 * (robot.kinematic() + angle_rounding));
   Motion scale;
   scale << 1, 1, 1, robot.reach(), robot.reach(), robot.reach();
-  const auto samples = robot.samples(64);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(64), [&](std::uint64_t seed, const State& state) {
     const MatrixXd poses = all_poses(robot, state);
     const Jacobian J = robot.jacobian();
     MatrixXd root = MatrixXd::Zero(6, 6);
     root.topRightCorner(3, 3).setIdentity();
     root.bottomLeftCorner(3, 3).setIdentity();
     Deviations(0).compare(J.leftCols(6), root, 1, {seed, "the root's columns of the jacobian"});
-    for (int j = 0; j < joints; ++j) {
+    for (int j = 0; j < robot.joints(); ++j) {
       const MatrixXd rates =
           derivative_of_first_degree(state, j, [&](const State& moved) { return all_poses(robot, moved); });
-      for (int b = 0; b < bodies; ++b) {
+      for (int b = 0; b < robot.bodies(); ++b) {
         const MatrixXd rate = rates.middleCols<4>(4 * b);
-        if (robot.moves(6 + j, b)) {
+        if (robot.moves(coordinate_of_joint(j), b)) {
           Affine3d pose = Affine3d::Identity();
           pose.affine() = poses.middleCols<4>(4 * b);
-          deviations.compare(J.col(6 + j), twist(pose, rate), scale, {seed, "jacobian column of joint angle", j});
+          deviations.compare(J.col(coordinate_of_joint(j)), twist(pose, rate), scale,
+                             {seed, "jacobian column of joint angle", j});
         } else {
           Deviations(0).compare(rate, MatrixXd::Zero(3, 4), 1,
                                 {seed, "change by another limb's angle, pose of body", b});
         }
       }
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks kinematics() {
-  using std::chrono::seconds;
-  return {
-      {"laws.poses-are-rigid", "The rotation of every pose is orthonormal and no mirror", 3, seconds(60),
-       poses_are_rigid},
-      {"laws.world-poses", "A pose in the world is the root's pose times the pose in the root", 3, seconds(60),
-       world_poses},
-      {"laws.centres-of-mass", "Centres of mass are the sums over bodies, and each body and the rest make the whole", 3,
-       seconds(60), centres_of_mass},
-      {"laws.jacobian", "A jacobian column is the derivative of the pose of every body below the joint", 3, seconds(60),
-       jacobian_is_derivative}};
+  return {law("laws.poses-are-rigid", "The rotation of every pose is orthonormal and no mirror", poses_are_rigid),
+          law("laws.world-poses", "A pose in the world is the root's pose times the pose in the root", world_poses),
+          law("laws.centres-of-mass",
+              "Centres of mass are the sums over bodies, and each body and the rest make the whole", centres_of_mass),
+          law("laws.jacobian", "A jacobian column is the derivative of the pose of every body below the joint",
+              jacobian_is_derivative)};
 }
 
 }  // namespace korvel::validate::laws

@@ -12,7 +12,7 @@ using Inertias = std::vector<Matrix3d>;
 Inertias set_bodies(Specimen& robot, std::uint64_t seed) {
   Random random(seed);
   Inertias inertias;
-  for (int b = 0; b < bodies; ++b) {
+  for (int b = 0; b < robot.bodies(); ++b) {
     const float mass = 0.5F + random(0.4F);
     const QZ::Math::Position3D com(random(0.1F), random(0.1F), random(0.1F));
     Eigen::Matrix3f places;
@@ -37,11 +37,10 @@ std::string mass_matrix_of_known_bodies(const Subject& subject) {
   const Inertias inertias = set_bodies(robot, subject.seed);
   Deviations deviations(2 * robot.dynamic());
   const MassMatrix scale = robot.inertia_roots() * robot.inertia_roots().transpose();
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
     const MassMatrix M = robot.mass_matrix(state);
-    MassMatrix sum = MassMatrix::Zero();
-    for (int b = 0; b < bodies; ++b) {
+    MassMatrix sum = MassMatrix::Zero(M.rows(), M.cols());
+    for (int b = 0; b < robot.bodies(); ++b) {
       const Affine3d pose = robot.pose_in_root(b);
       const Jacobian J = at_point(robot.jacobian(b), pose * robot.com(b));
       const Matrix3d inertia = pose.linear() * inertias[static_cast<std::size_t>(b)] * pose.linear().transpose();
@@ -49,8 +48,7 @@ std::string mass_matrix_of_known_bodies(const Subject& subject) {
       sum += robot.mass(b) * J.bottomRows(3).transpose() * J.bottomRows(3);
     }
     deviations.compare(M, sum, scale, {seed, "mass matrix"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 /// Motion of a body in root axes: angular, and linear of the point at the root's origin.
@@ -73,13 +71,13 @@ Motions motions(const Specimen& robot, const State& state) {
   const Vector3d up = affine(state.root_pose()).linear().row(2);
   all.velocities.push_back({dq.segment(3, 3), dq.head(3)});
   all.accelerations.push_back({ddq.segment(3, 3), ddq.head(3) + gravity * up});
-  for (int b = 1; b < bodies; ++b) {
-    const Vector3d s = J.col(5 + b).head(3);
-    const Vector3d s0 = J.col(5 + b).tail(3);
+  for (int b = 1; b < robot.bodies(); ++b) {
+    const Vector3d s = J.col(coordinate_of(b)).head(3);
+    const Vector3d s0 = J.col(coordinate_of(b)).tail(3);
     const auto& [w, v] = all.velocities[static_cast<std::size_t>(robot.parent(b))];
     const auto& [dw, dv] = all.accelerations[static_cast<std::size_t>(robot.parent(b))];
-    const double rate = dq(5 + b);
-    const double acceleration = ddq(5 + b);
+    const double rate = dq(coordinate_of(b));
+    const double acceleration = ddq(coordinate_of(b));
     const Rates next{dw + acceleration * s + rate * w.cross(s),
                      dv + acceleration * s0 + rate * (w.cross(s0) + v.cross(s))};
     const Rates velocity{w + rate * s, v + rate * s0};
@@ -94,12 +92,11 @@ std::string torques_of_known_bodies(const Subject& subject) {
   Specimen robot(subject);
   const Inertias inertias = set_bodies(robot, subject.seed);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     robot.compute(state);
     const Motions moving = motions(robot, state);
-    Coordinates expected = Coordinates::Zero();
-    for (int b = 0; b < bodies; ++b) {
+    Coordinates expected = Coordinates::Zero(robot.size().coordinates());
+    for (int b = 0; b < robot.bodies(); ++b) {
       const auto i = static_cast<std::size_t>(b);
       const Affine3d pose = robot.pose_in_root(b);
       const Vector3d p = pose * robot.com(b);
@@ -115,19 +112,17 @@ std::string torques_of_known_bodies(const Subject& subject) {
       const Jacobian J = at_point(robot.jacobian(b), p);
       expected += J.topRows(3).transpose() * moment + J.bottomRows(3).transpose() * force;
     }
-    deviations.compare(robot.torques(state), expected.tail(joints), robot.torque_scale(state), {seed, "torques"});
-  }
-  return deviations.figure(samples.size());
+    deviations.compare(robot.torques(state), joints_of(expected), robot.torque_scale(state), {seed, "torques"});
+  });
 }
 
 }  // namespace
 
 Checks known_bodies() {
-  using std::chrono::seconds;
-  return {{"laws.mass-matrix-of-bodies", "With inertias that the host sets, the mass matrix is the sum over bodies", 3,
-           seconds(60), mass_matrix_of_known_bodies},
-          {"laws.newton-euler", "With inertias that the host sets, torques are those of Newton's and Euler's laws", 3,
-           seconds(60), torques_of_known_bodies}};
+  return {law("laws.mass-matrix-of-bodies", "With inertias that the host sets, the mass matrix is the sum over bodies",
+              mass_matrix_of_known_bodies),
+          law("laws.newton-euler", "With inertias that the host sets, torques are those of Newton's and Euler's laws",
+              torques_of_known_bodies)};
 }
 
 }  // namespace korvel::validate::laws

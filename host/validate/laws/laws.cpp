@@ -13,6 +13,13 @@ Checks law_checks() {
 
 namespace laws {
 
+State at_rest(State state) {
+  state.dq.setZero();
+  state.ddq.setZero();
+  state.wrenches.setZero();
+  return state;
+}
+
 Affine3d affine(const QZ::Math::Transform& T) {
   Eigen::Affine3f pose;
   pose.matrix() << T.r00, T.r01, T.r02, T.tx, T.r10, T.r11, T.r12, T.ty, T.r20, T.r21, T.r22, T.tz, 0, 0, 0, 1;
@@ -56,8 +63,8 @@ std::string Deviations::figure(std::size_t states) const {
 }
 
 Specimen::Specimen(const Subject& subject)
-    : seed_(subject.seed), system_(create(subject)), parents_(system_->getParentsVector()) {
-  for (int b = 0; b < bodies; ++b) {
+    : seed_(subject.seed), system_(create(subject)), size_(*system_), parents_(system_->getParentsVector()) {
+  for (int b = 0; b < bodies(); ++b) {
     int depth = 0;
     for (int i = b; i > 0; i = parent(i)) ++depth;
     depth_ = std::max(depth_, depth);
@@ -66,23 +73,25 @@ Specimen::Specimen(const Subject& subject)
 }
 
 void Specimen::weigh() {
-  const MassMatrix M = mass_matrix(State());
-  for (int b = 0; b < bodies; ++b) {
+  const Coordinates inertias = mass_matrix(State(size_)).diagonal();
+  mass_ = 0;
+  bodies_.clear();
+  for (int b = 0; b < bodies(); ++b) {
     const auto body = static_cast<unsigned long>(b);
-    const auto i = static_cast<std::size_t>(b);
-    masses_(b) = static_cast<double>(system_->getMass(body));
+    const auto mass = static_cast<double>(system_->getMass(body));
     system_->setPose(body, QZ::Math::Transform());
-    coms_[i] = vector(system_->getComPosition(body));
+    const Vector3d com = vector(system_->getComPosition(body));
     // What turns about the body's own joint includes the body; across the axis it is as far out as its centre of mass.
-    inertias_(b) = masses_(b) * coms_[i].squaredNorm() + (b > 0 ? M(5 + b, 5 + b) : 0);
-    double arm = coms_[i].norm();
-    Coordinates& arms = arms_[i];
-    arms.setZero();
+    const double inertia = mass * com.squaredNorm() + (b > 0 ? inertias(coordinate_of(b)) : 0);
+    double arm = com.norm();
+    Coordinates arms = Coordinates::Zero(size_.coordinates());
     for (int k = b; k > 0; k = parent(k)) {
-      arms(5 + k) = arm;
+      arms(coordinate_of(k)) = arm;
       arm += (pose_in_root(k).translation() - pose_in_root(parent(k)).translation()).norm();
     }
     arms.head(6) << 1, 1, 1, arm, arm, arm;
+    bodies_.push_back({mass, com, inertia, arms});
+    mass_ += mass;
   }
 }
 
@@ -90,14 +99,14 @@ std::vector<Sample> Specimen::samples(int count) const {
   std::vector<Sample> samples;
   for (int k = 0; k < count; ++k) {
     const std::uint64_t seed = seed_ + static_cast<std::uint64_t>(k);
-    samples.push_back({seed, random_state(seed)});
+    samples.push_back({seed, random_state(seed, size_)});
   }
   return samples;
 }
 
 bool Specimen::moves(int d, int b) const {
-  while (b > 0 && 5 + b != d) b = parent(b);
-  return d < 6 || b > 0;
+  while (b > 0 && coordinate_of(b) != d) b = parent(b);
+  return d < root_coordinates || b > 0;
 }
 
 Affine3d Specimen::pose(int b) const { return affine(system_->getPose(static_cast<unsigned long>(b))); }
@@ -105,15 +114,19 @@ Affine3d Specimen::pose_in_root(int b) const { return affine(system_->getPoseInR
 
 Jacobian Specimen::jacobian(int b) const {
   Jacobian J = jacobian();
-  for (int d = 0; d < coordinates; ++d) {
+  for (int d = 0; d < J.cols(); ++d) {
     if (!moves(d, b)) J.col(d).setZero();
   }
   return J;
 }
 
-MassMatrix Specimen::mass_matrix(const State& state) const {
-  system_->setJointAnglesPos(state.q.tail(joints).array());
+void Specimen::set_joints(const State& state) const {
+  system_->setJointAnglesPos(joints_of(state.q).array());
   system_->computeFwdKinematicsExceptRoot();
+}
+
+MassMatrix Specimen::mass_matrix(const State& state) const {
+  set_joints(state);
   system_->computeGeneralizedMass();
   return system_->getGeneralizedMass().cast<double>();
 }
@@ -121,36 +134,40 @@ MassMatrix Specimen::mass_matrix(const State& state) const {
 Joints Specimen::torques(const State& state) const {
   write(state, *system_);
   system_->computeInverseDynamics();
-  return Eigen::Map<const Eigen::Matrix<float, joints, 1>>(system_->getJointAnglesTorque().begin()).cast<double>();
+  return shown_torques();
+}
+
+Joints Specimen::shown_torques() const {
+  return Eigen::Map<const Eigen::VectorXf>(system_->getJointAnglesTorque().begin(), joints()).cast<double>();
 }
 
 double Specimen::reach() const {
   double reach = 0;
-  for (int b = 0; b < bodies; ++b) reach = std::max(reach, arms(b)(3));
+  for (const Body& body : bodies_) reach = std::max(reach, body.arms(3));
   return reach;
 }
 
 Coordinates Specimen::inertia_roots() const {
-  Coordinates sum = Coordinates::Zero();
-  for (int b = 0; b < bodies; ++b) sum += mass(b) * arms(b).cwiseAbs2() + inertias_(b) * arms(b).cwiseSign();
+  Coordinates sum = Coordinates::Zero(size_.coordinates());
+  for (const auto& [mass, com, inertia, arms] : bodies_) sum += mass * arms.cwiseAbs2() + inertia * arms.cwiseSign();
   return sum.cwiseSqrt();
 }
 
 Joints Specimen::torque_scale(const State& state) const {
   const Coordinates dq = state.dq.cast<double>().cwiseAbs();
   const Coordinates ddq = state.ddq.cast<double>().cwiseAbs();
-  Coordinates sum = Coordinates::Zero();
-  for (int b = 0; b < bodies; ++b) {
+  Coordinates sum = Coordinates::Zero(size_.coordinates());
+  for (int b = 0; b < bodies(); ++b) {
     Coordinates turns = arms(b).cwiseSign();
     turns.head(3).setZero();
     const Motion wrench = state.wrenches.col(b).cast<double>();
     const double w = turns.dot(dq);
     const double acceleration = gravity + arms(b).dot(ddq) + w * arms(b).dot(dq);
     const double force = mass(b) * acceleration + wrench.head(3).norm();
-    const double moment = inertias_(b) * (turns.dot(ddq) + w * w) + wrench.tail(3).norm();
+    const double moment = of(b).inertia * (turns.dot(ddq) + w * w) + wrench.tail(3).norm();
     sum += force * arms(b) + moment * turns;
   }
-  return sum.tail(joints);
+  return joints_of(sum);
 }
 
 }  // namespace laws

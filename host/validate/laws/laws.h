@@ -1,14 +1,13 @@
 #pragma once
 
 #include <Eigen/Geometry>
-#include <array>
 #include <cmath>
 #include <string>
 #include <vector>
 
 #include "host/robot/module.h"
 #include "host/validate/core/check.h"
-#include "states/states.h"
+#include "states/shown.h"
 
 namespace korvel::validate {
 
@@ -26,14 +25,11 @@ using Eigen::Matrix3d;
 using Eigen::MatrixXd;
 using Eigen::Vector3d;
 
-inline constexpr int bodies = 25;
-inline constexpr int joints = 24;
-inline constexpr int coordinates = 30;
-using Coordinates = Eigen::Matrix<double, coordinates, 1>;
-using Joints = Eigen::Matrix<double, joints, 1>;
+using Coordinates = Eigen::VectorXd;
+using Joints = Eigen::VectorXd;
 using Motion = Eigen::Matrix<double, 6, 1>;  ///< angular rows first
-using Jacobian = Eigen::Matrix<double, 6, coordinates>;
-using MassMatrix = Eigen::Matrix<double, coordinates, coordinates>;
+using Jacobian = Eigen::Matrix<double, 6, Eigen::Dynamic>;
+using MassMatrix = MatrixXd;
 inline constexpr double gravity = 9.81;
 /// Spacing of floats next to 1.
 inline constexpr double eps = 0x1p-23;
@@ -50,7 +46,12 @@ class Specimen {
  public:
   explicit Specimen(const Subject& subject);
 
+  const RobotSize& size() const { return size_; }
+  int bodies() const { return size_.bodies; }
+  int joints() const { return size_.joints; }
   tesk::RigidBodySystem* operator->() const { return system_.get(); }
+  /// Writes the joint angles and brings kinematics in the root up to date.
+  void set_joints(const State& state) const;
   /// Writes the state and runs every computation.
   void compute(const State& state) const { korvel::compute(state, *system_); }
   std::vector<Sample> samples(int count) const;
@@ -58,10 +59,10 @@ class Specimen {
   int parent(int b) const { return static_cast<int>(parents_[static_cast<std::size_t>(b)]); }
   /// Coordinate d moves body b.
   bool moves(int d, int b) const;
-  double mass(int b) const { return masses_(b); }
-  double mass() const { return masses_.sum(); }
+  double mass(int b) const { return of(b).mass; }
+  double mass() const { return mass_; }
   /// Centre of mass in the frame of body b.
-  const Vector3d& com(int b) const { return coms_[static_cast<std::size_t>(b)]; }
+  const Vector3d& com(int b) const { return of(b).com; }
   /// Reads masses and centres of mass again.
   void weigh();
 
@@ -74,6 +75,7 @@ class Specimen {
   Jacobian jacobian(int b) const;
   MassMatrix mass_matrix(const State& state) const;
   Joints torques(const State& state) const;
+  Joints shown_torques() const;
 
   /// Rounding errors as a share of lengths and of rotations: three products at each joint of the longest limb.
   double kinematic() const { return 3 * (1 + depth_) * eps; }
@@ -82,7 +84,7 @@ class Specimen {
   double dynamic() const { return 4 * kinematic(); }
   /// Bounds for the distance of body b's centre of mass from the axis of each coordinate that moves it, whatever the
   /// angles; 1 for linear coordinates, 0 for those that do not move it.
-  const Coordinates& arms(int b) const { return arms_[static_cast<std::size_t>(b)]; }
+  const Coordinates& arms(int b) const { return of(b).arms; }
   /// Bound for the distance of any part from the root.
   double reach() const;
   /// Of each coordinate the square root of the inertia that it would move if the limbs were stretched. The product of
@@ -92,14 +94,21 @@ class Specimen {
   Joints torque_scale(const State& state) const;
 
  private:
+  struct Body {
+    double mass;
+    Vector3d com;
+    double inertia;  ///< a bound for the rotational inertia
+    Coordinates arms;
+  };
+  const Body& of(int b) const { return bodies_[static_cast<std::size_t>(b)]; }
+
   std::uint64_t seed_;
   host::System system_;
+  RobotSize size_;
   tesk::RigidBodySystem::TopologyVector parents_;
   int depth_ = 0;
-  Eigen::Matrix<double, bodies, 1> masses_;
-  std::array<Vector3d, bodies> coms_;
-  Eigen::Matrix<double, bodies, 1> inertias_;  // bounds for the rotational inertias
-  std::array<Coordinates, bodies> arms_;
+  double mass_ = 0;
+  std::vector<Body> bodies_;
 };
 
 /// Where something was seen, as in "pose of body 3".
@@ -121,12 +130,22 @@ class Deviations {
   void compare(double seen, double expected, double scale, const Place& place) {
     compare(MatrixXd::Constant(1, 1, seen), MatrixXd::Constant(1, 1, expected), scale, place);
   }
-  std::string figure(std::size_t states) const;
+  /// Applies a law to each state; tells how far all were from it.
+  template <typename Law>
+  std::string over(const std::vector<Sample>& samples, Law law) {
+    for (const auto& [seed, state] : samples) law(seed, state);
+    return figure(samples.size());
+  }
 
  private:
+  std::string figure(std::size_t states) const;
+
   double bound_;
   double largest_ = 0;
 };
+
+/// The same posture without velocities, accelerations and wrenches.
+State at_rest(State state);
 
 inline Vector3d vector(const QZ::Math::Position3D& p) { return Eigen::Vector3f(p.x, p.y, p.z).cast<double>(); }
 Affine3d affine(const QZ::Math::Transform& T);
@@ -138,9 +157,10 @@ Matrix3d cross(const Vector3d& a);
 /// no small steps, two quarter turns give it exactly.
 template <typename Function>
 MatrixXd derivative_of_first_degree(State state, int j, Function f) {
-  const float angle = state.q(6 + j);
+  const int d = coordinate_of_joint(j);
+  const float angle = state.q(d);
   const auto at = [&](double shift) -> MatrixXd {
-    state.q(6 + j) = static_cast<float>(static_cast<double>(angle) + shift);
+    state.q(d) = static_cast<float>(static_cast<double>(angle) + shift);
     return f(state);
   };
   const MatrixXd after = at(M_PI / 2);
@@ -150,14 +170,19 @@ MatrixXd derivative_of_first_degree(State state, int j, Function f) {
 /// The same where twice the angle occurs too, as in the mass matrix: four odd eighths of a turn.
 template <typename Function>
 MatrixXd derivative_of_second_degree(State state, int j, Function f) {
-  const float angle = state.q(6 + j);
+  const int d = coordinate_of_joint(j);
+  const float angle = state.q(d);
   const auto difference = [&](double shift) -> MatrixXd {
-    state.q(6 + j) = static_cast<float>(static_cast<double>(angle) + shift);
+    state.q(d) = static_cast<float>(static_cast<double>(angle) + shift);
     const MatrixXd after = f(state);
-    state.q(6 + j) = static_cast<float>(static_cast<double>(angle) - shift);
+    state.q(d) = static_cast<float>(static_cast<double>(angle) - shift);
     return after - f(state);
   };
   return (M_SQRT1_2 + 1) / 2 * difference(M_PI / 4) + (M_SQRT1_2 - 1) / 2 * difference(3 * M_PI / 4);
+}
+
+inline Check law(const char* id, const char* promise, std::string (*run)(const Subject&)) {
+  return {id, promise, 3, std::chrono::seconds(60), run};
 }
 
 Checks kinematics();

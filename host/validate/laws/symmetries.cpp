@@ -1,7 +1,5 @@
 #include <fmt/format.h>
 
-#include <array>
-
 #include "host/validate/core/require.h"
 #include "host/validate/laws/laws.h"
 
@@ -12,10 +10,11 @@ namespace {
 // To the last bit: none of it reads the root.
 std::string root_leaves_what_is_relative_to_it(const Subject& subject) {
   const Specimen robot(subject);
+  const Layout shown(robot.size());
   const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
+  return Deviations(0).over(samples, [&](std::uint64_t seed, const State& state) {
     State moved = state;
-    const State other = random_state(seed + samples.size());
+    const State other = random_state(seed + samples.size(), robot.size());
     moved.q.head(6) = other.q.head(6);
     moved.dq.head(6) = other.dq.head(6);
     moved.ddq.head(6) = other.ddq.head(6);
@@ -23,42 +22,40 @@ std::string root_leaves_what_is_relative_to_it(const Subject& subject) {
     const std::vector<float> before = robot.everything();
     robot.compute(moved);
     const std::vector<float> after = robot.everything();
-    const auto part = [](const std::vector<float>& all, std::ptrdiff_t first, std::ptrdiff_t last) {
-      return std::vector<float>(all.begin() + first, all.begin() + last);
+    const auto hold = [&](Result result, const char* what) {
+      const auto [first, last] = shown[result];
+      const auto part = [&, from = first, to = last](const std::vector<float>& all) {
+        return std::vector<float>(all.begin() + from, all.begin() + to);
+      };
+      require(same_bits(part(before), part(after)), "{} of state {} changes with the root's pose and rates", what,
+              seed);
     };
-    const auto hold = [&, s = seed](std::ptrdiff_t first, std::ptrdiff_t last, const char* what) {
-      require(same_bits(part(before, first, last), part(after, first, last)),
-              "{} of state {} changes with the root's pose and rates", what, s);
-    };
-    hold(Shown::poses_in_root, Shown::volatile_pose, "a pose in the root");
-    hold(Shown::com_in_root, Shown::jacobian, "the centre of mass in the root");
-    hold(Shown::jacobian, Shown::mass_matrix, "the jacobian in the root");
-    hold(Shown::mass_matrix, Shown::torques, "the mass matrix");
-  }
-  return Deviations(0).figure(samples.size());
+    hold(Result::poses_in_root, "a pose in the root");
+    hold(Result::com_in_root, "the centre of mass in the root");
+    hold(Result::jacobian, "the jacobian in the root");
+    hold(Result::mass_matrix, "the mass matrix");
+  });
 }
 
 std::string torques_know_no_place_or_heading(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
   const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
-    const State other = random_state(seed + samples.size());
+  return deviations.over(samples, [&](std::uint64_t seed, const State& state) {
+    const State other = random_state(seed + samples.size(), robot.size());
     State moved = state;
     moved.q.head(3) = other.q.head(3);
     moved.q(5) = other.q(5);
     deviations.compare(robot.torques(moved), robot.torques(state), robot.torque_scale(state),
                        {seed, "torques with the root at another place and heading"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 // The same root acceleration, put once as the rate of velocity components in turning axes and once without velocity.
 std::string uniform_motion_is_rest(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
     State still = state;
     still.dq.head(3).setZero();
     const Vector3d v = state.dq.head(3).cast<double>();
@@ -67,23 +64,19 @@ std::string uniform_motion_is_rest(const Subject& subject) {
     deviations.compare(robot.torques(state), robot.torques(still),
                        robot.torque_scale(state) + robot.torque_scale(still),
                        {seed, "torques with a linear velocity of the root"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string free_fall_is_weightless(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(256);
-  for (const auto& [seed, state] : samples) {
-    State falling;
-    falling.q = state.q;
+  return deviations.over(robot.samples(256), [&](std::uint64_t seed, const State& state) {
+    State falling = at_rest(state);
     const Matrix3d R = affine(state.root_pose()).linear();
     falling.ddq.head(3) = (R.transpose() * Vector3d(0, 0, -gravity)).cast<float>();
-    deviations.compare(robot.torques(falling), Joints::Zero(), robot.torque_scale(falling),
+    deviations.compare(robot.torques(falling), Joints::Zero(robot.joints()), robot.torque_scale(falling),
                        {seed, "torques in free fall"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 const Motion mirror_of_root = (Motion() << 1, -1, 1, -1, 1, -1).finished();  // in the order of coordinates
@@ -91,27 +84,30 @@ const Motion mirror_of_root = (Motion() << 1, -1, 1, -1, 1, -1).finished();  // 
 /// What a mirror across the root's plane of x and z makes of each body and coordinate.
 class Mirror {
  public:
-  explicit Mirror(const Specimen& robot) {
-    const MassMatrix M = robot.mass_matrix(State());
+  explicit Mirror(const Specimen& robot)
+      : twin_(static_cast<std::size_t>(robot.bodies())), signs_(robot.size().coordinates()) {
+    const MassMatrix M = robot.mass_matrix(State(robot.size()));
     const Jacobian J = robot.jacobian();
     signs_.head(6) = mirror_of_root;
-    for (int b = 1; b < bodies; ++b) {
-      for (int c = 1; c < bodies && twin_[static_cast<std::size_t>(b)] == 0; ++c) {
-        const double along = J.col(5 + b).head(3).dot(signs_.segment(3, 3).cwiseProduct(J.col(5 + c).head(3)));
+    for (int b = 1; b < robot.bodies(); ++b) {
+      const Vector3d axis = J.col(coordinate_of(b)).head(3);
+      for (int c = 1; c < robot.bodies() && twin(b) == 0; ++c) {
+        const double along = axis.dot(signs_.segment(3, 3).cwiseProduct(J.col(coordinate_of(c)).head(3)));
         const auto small = [&](double difference) { return std::abs(difference) <= 2 * robot.kinematic(); };
         if (!small(robot.mass(b) - robot.mass(c)) || !small(std::abs(along) - 1) ||
             !small((place(robot, b) - mirrored(place(robot, c))).norm())) {
           continue;
         }
         twin_[static_cast<std::size_t>(b)] = c;
-        signs_(5 + b) = along > 0 ? 1 : -1;
+        signs_(coordinate_of(b)) = along > 0 ? 1 : -1;
       }
-      if (twin(b) == 0) throw NotPossible(fmt::format("body {} has no mirror image at zero joint angles", b));
+      if (twin(b) == 0)
+        throw NotPossible(fmt::format("not of this robot: body {} has no mirror image at zero joint angles", b));
     }
     const Coordinates roots = robot.inertia_roots();
     const MassMatrix difference = (of_matrix(M) - M).cwiseQuotient(roots * roots.transpose());
     if (difference.cwiseAbs().maxCoeff() > 2 * robot.dynamic()) {
-      throw NotPossible("at zero joint angles the mass matrix is no mirror image of itself");
+      throw NotPossible("not of this robot: at zero joint angles the mass matrix is no mirror image of itself");
     }
   }
 
@@ -120,15 +116,18 @@ class Mirror {
 
   /// Of values by coordinate, one column or several.
   template <int columns>
-  Eigen::Matrix<double, coordinates, columns> of(const Eigen::Matrix<double, coordinates, columns>& values) const {
-    Eigen::Matrix<double, coordinates, columns> image = values;
+  Eigen::Matrix<double, Eigen::Dynamic, columns> of(
+      const Eigen::Matrix<double, Eigen::Dynamic, columns>& values) const {
+    Eigen::Matrix<double, Eigen::Dynamic, columns> image = values;
     image.topRows(6) = mirror_of_root.asDiagonal() * values.topRows(6);
-    for (int b = 1; b < bodies; ++b) image.row(5 + twin(b)) = signs_(5 + b) * values.row(5 + b);
+    for (int b = 1; b < static_cast<int>(twin_.size()); ++b) {
+      image.row(coordinate_of(twin(b))) = signs_(coordinate_of(b)) * values.row(coordinate_of(b));
+    }
     return image;
   }
   MassMatrix of_matrix(const MassMatrix& M) const { return of(MassMatrix(of(M).transpose())); }
   State of(const State& state) const {
-    State image;
+    State image = at_rest(state);
     image.q = of(Coordinates(state.q.cast<double>())).cast<float>();
     image.dq = of(Coordinates(state.dq.cast<double>())).cast<float>();
     image.ddq = of(Coordinates(state.ddq.cast<double>())).cast<float>();
@@ -138,7 +137,7 @@ class Mirror {
  private:
   static Vector3d place(const Specimen& robot, int b) { return robot.pose_in_root(b) * robot.com(b); }
 
-  std::array<int, bodies> twin_{};
+  std::vector<int> twin_;
   Coordinates signs_;
 };
 
@@ -148,44 +147,41 @@ std::string mirror_images(const Subject& subject) {
   Deviations places(2 * robot.kinematic());
   Deviations deviations(2 * robot.dynamic());
   const MassMatrix inertias = robot.inertia_roots() * robot.inertia_roots().transpose();
-  const auto samples = robot.samples(128);
-  for (auto [seed, state] : samples) {
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, State state) {
     state.wrenches.setZero();
     const MassMatrix M = robot.mass_matrix(state);
-    std::array<Vector3d, bodies> origins;
-    for (int b = 1; b < bodies; ++b) origins[static_cast<std::size_t>(b)] = robot.pose_in_root(b).translation();
-    Coordinates torques = Coordinates::Zero();
-    torques.tail(joints) = robot.torques(state);
+    std::vector<Vector3d> origins(static_cast<std::size_t>(robot.bodies()));
+    for (int b = 1; b < robot.bodies(); ++b) origins[static_cast<std::size_t>(b)] = robot.pose_in_root(b).translation();
+    Coordinates torques = Coordinates::Zero(M.cols());
+    joints_of(torques) = robot.torques(state);
 
     const State image = mirror.of(state);
     deviations.compare(robot.mass_matrix(image), mirror.of_matrix(M), inertias,
                        {seed, "mass matrix of the mirror image"});
-    for (int b = 1; b < bodies; ++b) {
+    for (int b = 1; b < robot.bodies(); ++b) {
       places.compare(robot.pose_in_root(mirror.twin(b)).translation(),
                      Mirror::mirrored(origins[static_cast<std::size_t>(b)]), robot.reach(),
                      {seed, "origin of the mirror image of body", b});
     }
-    deviations.compare(robot.torques(image), mirror.of(torques).bottomRows(joints), robot.torque_scale(state),
+    deviations.compare(robot.torques(image), mirror.of(torques).tail(robot.joints()), robot.torque_scale(state),
                        {seed, "torques of the mirror image"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks symmetries() {
-  using std::chrono::seconds;
-  return {{"laws.root-is-relative", "Poses, jacobian and mass matrix in the root do not know where the root is", 3,
-           seconds(60), root_leaves_what_is_relative_to_it},
-          {"laws.place-and-heading", "Torques do not depend on the root's place and heading", 3, seconds(60),
-           torques_know_no_place_or_heading},
-          {"laws.uniform-motion",
-           "A root acceleration is the rate of the velocity's components: linear velocity needs no other torques", 3,
-           seconds(60), uniform_motion_is_rest},
-          {"laws.free-fall", "A robot that falls freely needs no torques: gravity is 9.81 m/s^2 down", 3, seconds(60),
-           free_fall_is_weightless},
-          {"laws.mirror-images", "A posture and its mirror image have mirrored poses, mass matrices and torques", 3,
-           seconds(60), mirror_images}};
+  return {law("laws.root-is-relative", "Poses, jacobian and mass matrix in the root do not know where the root is",
+              root_leaves_what_is_relative_to_it),
+          law("laws.place-and-heading", "Torques do not depend on the root's place and heading",
+              torques_know_no_place_or_heading),
+          law("laws.uniform-motion",
+              "A root acceleration is the rate of the velocity's components: linear velocity needs no other torques",
+              uniform_motion_is_rest),
+          law("laws.free-fall", "A robot that falls freely needs no torques: gravity is 9.81 m/s^2 down",
+              free_fall_is_weightless),
+          law("laws.mirror-images", "A posture and its mirror image have mirrored poses, mass matrices and torques",
+              mirror_images)};
 }
 
 }  // namespace korvel::validate::laws

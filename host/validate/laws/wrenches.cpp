@@ -6,33 +6,29 @@ namespace {
 
 std::string wrenches_are_local(const Subject& subject) {
   const Specimen robot(subject);
-  const auto samples = robot.samples(64);
-  for (const auto& [seed, state] : samples) {
+  return Deviations(0).over(robot.samples(64), [&](std::uint64_t seed, const State& state) {
     const Joints before = robot.torques(state);
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       State loaded = state;
       loaded.wrenches.col(b) += Eigen::Matrix<float, 6, 1>::Constant(1 + static_cast<float>(b));
       const Joints after = robot.torques(loaded);
-      for (int j = 0; j < joints; ++j) {
-        if (robot.moves(6 + j, b)) continue;
+      for (int j = 0; j < robot.joints(); ++j) {
+        if (robot.moves(coordinate_of_joint(j), b)) continue;
         Deviations(0).compare(after(j), before(j), 1,
                               {seed, "torque of another limb, its last bit, with a wrench on body", b});
       }
     }
-  }
-  return Deviations(0).figure(samples.size());
+  });
 }
 
 std::string wrenches_act_by_the_jacobian(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
-  const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
-    State loaded;
-    loaded.q = state.q;
+  return deviations.over(robot.samples(128), [&](std::uint64_t seed, const State& state) {
+    State loaded = at_rest(state);
     const Joints without = robot.torques(loaded);
     robot.compute(loaded);
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       loaded.wrenches.setZero();
       loaded.wrenches.col(b) = state.wrenches.col(b);
       const Affine3d pose = robot.pose_in_root(b);
@@ -40,53 +36,49 @@ std::string wrenches_act_by_the_jacobian(const Subject& subject) {
       const Vector3d moment = pose.linear() * state.wrenches.col(b).tail(3).cast<double>();
       Motion wrench;
       wrench << moment + pose.translation().cross(force), force;
-      const Joints expected = -(robot.jacobian(b).transpose() * wrench).tail(joints);
+      const Joints expected = -(robot.jacobian(b).transpose() * wrench).tail(robot.joints());
       deviations.compare(robot.torques(loaded) - without, expected, robot.torque_scale(loaded),
                          {seed, "change of torques by the wrench on body", b});
     }
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 std::string wrench_frames_agree(const Subject& subject) {
   const Specimen robot(subject);
   Deviations deviations(2 * robot.dynamic());
   const auto samples = robot.samples(128);
-  for (const auto& [seed, state] : samples) {
-    const QZ::Math::Transform frame = random_state(seed + samples.size()).root_pose();
+  return deviations.over(samples, [&](std::uint64_t seed, const State& state) {
+    const QZ::Math::Transform frame = random_pose(seed + samples.size());
     const Affine3d pose = affine(frame);
     State moved = state;
-    for (int b = 0; b < bodies; ++b) {
+    for (int b = 0; b < robot.bodies(); ++b) {
       const Vector3d force = pose.linear() * state.wrenches.col(b).head(3).cast<double>();
       const Vector3d moment = pose.linear() * state.wrenches.col(b).tail(3).cast<double>();
       moved.wrenches.col(b) << force.cast<float>(), (moment + pose.translation().cross(force)).cast<float>();
     }
     const Joints expected = robot.torques(moved);
-    for (int b = 0; b < bodies; ++b) {
-      const float* wrench = state.wrenches.data() + 6 * b;
-      robot->setExternalWrench(static_cast<unsigned long>(b), std::vector<float>(wrench, wrench + 6), frame);
+    for (int b = 0; b < robot.bodies(); ++b) {
+      const auto body = static_cast<unsigned long>(b);
+      robot->setExternalWrench(body, state.wrench(body), frame);
     }
     robot->computeInverseDynamics();
-    const Joints seen =
-        Eigen::Map<const Eigen::Matrix<float, joints, 1>>(robot->getJointAnglesTorque().begin()).cast<double>();
+    const Joints seen = robot.shown_torques();
     // The moment about the other origin may be the larger one.
     State scale = moved;
     scale.wrenches.bottomRows(3) += state.wrenches.bottomRows(3).cwiseAbs();
     deviations.compare(seen, expected, robot.torque_scale(scale), {seed, "torques of wrenches given in another frame"});
-  }
-  return deviations.figure(samples.size());
+  });
 }
 
 }  // namespace
 
 Checks wrenches() {
-  using std::chrono::seconds;
-  return {{"laws.wrenches-are-local", "A wrench changes no torque but those of the joints that move its body", 3,
-           seconds(60), wrenches_are_local},
-          {"laws.wrenches-by-jacobian", "A wrench changes torques by the transposed jacobian times it", 3, seconds(60),
-           wrenches_act_by_the_jacobian},
-          {"laws.wrench-frames", "A wrench given in another frame acts as the same wrench given in the body's frame", 3,
-           seconds(60), wrench_frames_agree}};
+  return {law("laws.wrenches-are-local", "A wrench changes no torque but those of the joints that move its body",
+              wrenches_are_local),
+          law("laws.wrenches-by-jacobian", "A wrench changes torques by the transposed jacobian times it",
+              wrenches_act_by_the_jacobian),
+          law("laws.wrench-frames", "A wrench given in another frame acts as the same wrench given in the body's frame",
+              wrench_frames_agree)};
 }
 
 }  // namespace korvel::validate::laws

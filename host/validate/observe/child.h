@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "host/validate/observe/operations.h"
+#include "states/operations.h"
 
 namespace korvel::validate {
 

@@ -1,12 +1,14 @@
 #include <fmt/format.h>
 
 #include <fstream>
+#include <functional>
 #include <new>
 
+#include "allocations/allocations.h"
 #include "host/validate/core/require.h"
-#include "host/validate/observe/allocations.h"
 #include "host/validate/real_time/real_time.h"
-#include "states/states.h"
+#include "states/operations.h"
+#include "states/shown.h"
 
 namespace korvel::validate {
 
@@ -15,32 +17,26 @@ namespace {
 using Robot = tesk::RigidBodySystem;
 using ComJacobian = Robot::ComJacobian;
 
+/// What may allocate: `create` and operations of an object.
 struct Allocating {
   const char* name;
-  void (*run)(const host::Module&, Robot&, ComJacobian&);
+  std::function<void(ComJacobian&)> run;
 };
 
-const std::string unknown(64, '?');
-
-const Allocating allocating[] = {
-    {"create", [](const host::Module& m, Robot&, ComJacobian&) { m.create(); }},
-    {"clone", [](const host::Module&, Robot& r, ComJacobian&) { r.clone(); }},
-    {"getName", [](const host::Module&, Robot& r, ComJacobian&) { r.getName(); }},
-    {"getParentsVector", [](const host::Module&, Robot& r, ComJacobian&) { r.getParentsVector(); }},
-    {"getDofNumbersVector", [](const host::Module&, Robot& r, ComJacobian&) { r.getDofNumbersVector(); }},
-    {"getDofIndexesVector", [](const host::Module&, Robot& r, ComJacobian&) { r.getDofIndexesVector(); }},
-    {"getJointAngleId", [](const host::Module&, Robot& r, ComJacobian&) { r.getJointAngleId(unknown); }},
-    {"getBodyId", [](const host::Module&, Robot& r, ComJacobian&) { r.getBodyId(unknown); }},
-    {"computePartialComJacobian",
-     [](const host::Module&, Robot& r, ComJacobian& J) { r.computePartialComJacobian(3, J); }},
-};
+std::vector<Allocating> all_allocating(const host::Module& module, Robot& robot) {
+  std::vector<Allocating> all{{"create", [&](ComJacobian&) { module.create(); }}};
+  for (const auto& [name, call] : allocating_operations()) {
+    all.push_back({name, [&robot, run = call](ComJacobian& J) { run(robot, J); }});
+  }
+  return all;
+}
 
 /// How an operation ended.
 enum class End { returned, bad_alloc, out_of_range, other };
 
-End end_of(const Allocating& operation, const host::Module& module, Robot& robot, ComJacobian& J) {
+End end_of(const Allocating& operation, ComJacobian& J) {
   try {
-    operation.run(module, robot, J);
+    operation.run(J);
     return End::returned;
   } catch (const std::bad_alloc&) {
     return End::bad_alloc;
@@ -52,12 +48,12 @@ End end_of(const Allocating& operation, const host::Module& module, Robot& robot
 }
 
 /// Fails every allocation of an operation in turn, alone or with all after it, until it runs through. Returns how many.
-long fail_each(const Allocating& operation, bool all_after, const host::Module& module, Robot& robot) {
+long fail_each(const Allocating& operation, bool all_after, const Robot& robot) {
   const std::vector<float> before = everything_readable(robot);
   const ComJacobian untouched = ComJacobian::Constant(3, 7, 42);
   // What the operation does when nothing fails; with it the runtime makes what it keeps for good.
   ComJacobian resized = untouched;
-  const End usual = end_of(operation, module, robot, resized);
+  const End usual = end_of(operation, resized);
   for (long n = 1;; ++n) {
     ComJacobian J = untouched;
     const long live = allocations().live;
@@ -66,7 +62,7 @@ long fail_each(const Allocating& operation, bool all_after, const host::Module& 
     long kept = 0;
     {
       const FailingAllocations failing(n, all_after);
-      end = end_of(operation, module, robot, J);
+      end = end_of(operation, J);
       happened = FailingAllocations::happened();
       kept = allocations().live - live;
     }
@@ -88,20 +84,21 @@ long fail_each(const Allocating& operation, bool all_after, const host::Module& 
 std::string survives_exhaustion(const Subject& subject) {
   const host::Module module(subject.module);
   const host::System robot = module.create();
-  const State state = random_state(subject.seed);
+  const State state = random_state(subject.seed, *robot);
   compute(state, *robot);
   const std::vector<float> before = everything_readable(*robot);
   long points = 0;
+  const std::vector<Allocating> allocating = all_allocating(module, *robot);
   for (const Allocating& operation : allocating) {
-    for (const bool all_after : {false, true}) points += fail_each(operation, all_after, module, *robot);
+    for (const bool all_after : {false, true}) points += fail_each(operation, all_after, *robot);
   }
   if (points == 0) throw NotPossible("this build cannot make allocations of a module fail");
-  compute(random_state(subject.seed + 1), *robot);
+  compute(random_state(subject.seed + 1, *robot), *robot);
   compute(state, *robot);
   require(same_bits(everything_readable(*robot), before),
           "after all these failures the same inputs give other results");
   return fmt::format("{} failures of {} operations survived, each allocation alone and with all after it", points,
-                     std::size(allocating));
+                     allocating.size());
 }
 
 /// What a process holds: blocks of the heap, pages that are mapped.
@@ -125,7 +122,7 @@ std::string survives_reloads(const Subject& subject) {
   for (int cycle = 0; cycle < cycles; ++cycle) {
     {
       const host::System robot = create(subject);
-      compute(random_state(subject.seed), *robot);
+      compute(random_state(subject.seed, *robot), *robot);
       std::vector<float> shown = everything_readable(*robot);
       for (unsigned long b = 0; b < robot->getNbBodies(); ++b) shown.push_back(robot->getMass(b));
       shown.push_back(robot->getMass());

@@ -12,6 +12,7 @@
 #include "host/validate/core/require.h"
 #include "host/validate/observe/child.h"
 #include "host/validate/real_time/real_time.h"
+#include "states/shown.h"
 
 namespace korvel::validate {
 
@@ -69,7 +70,7 @@ std::string raises_nothing(const Subject& subject) {
 std::string keeps_control(const Subject& subject) {
   const auto before = control();
   const host::System robot = create(subject);
-  Arguments arguments(random_state(subject.seed), *robot);
+  Arguments arguments(random_state(subject.seed, *robot), *robot);
   const auto expect_kept = [&](const char* operation) {
     require(control() == before, "{}: control register {:#x}, it was {:#x}", operation, control(), before);
   };
@@ -94,7 +95,7 @@ std::vector<float> computed_with(Bits bits, const host::Module& module, const st
 std::string bears_flush_to_zero(const Subject& subject) {
   constexpr double bound = 1e-6;
   const host::Module module(subject.module);
-  const std::vector<State> states = varied_states(subject.seed, 32);
+  const std::vector<State> states = varied_states(subject.seed, 32, *module.create());
   const std::vector<float> expected = computed_with(control(), module, states);
   const std::vector<float> flushed = computed_with(control() | flush_to_zero, module, states);
   const std::size_t per_state = expected.size() / states.size();

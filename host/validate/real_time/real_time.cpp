@@ -3,7 +3,7 @@
 namespace korvel::validate {
 
 Checks real_time_checks() {
-  return joined({quietness_checks, stack_checks, fault_checks, thread_checks, floating_point_checks});
+  return joined({side_effect_checks, stack_checks, fault_checks, thread_checks, floating_point_checks});
 }
 
 }  // namespace korvel::validate

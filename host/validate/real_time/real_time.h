@@ -8,7 +8,7 @@ namespace korvel::validate {
 Checks real_time_checks();
 
 // Its parts.
-Checks quietness_checks();
+Checks side_effect_checks();
 Checks stack_checks();
 Checks fault_checks();
 Checks thread_checks();

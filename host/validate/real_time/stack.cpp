@@ -5,8 +5,8 @@
 #include <functional>
 
 #include "host/validate/core/require.h"
-#include "host/validate/observe/operations.h"
 #include "host/validate/real_time/real_time.h"
+#include "states/operations.h"
 
 namespace korvel::validate {
 
@@ -45,7 +45,7 @@ std::string needs_little_stack(const Subject& subject) {
 #endif
   constexpr std::size_t bound = 16 << 10;
   const host::System robot = create(subject);
-  Arguments arguments(random_state(subject.seed), *robot);
+  Arguments arguments(random_state(subject.seed, *robot), *robot);
   PaintedStack stack;
   std::size_t most = 0;
   const char* by = "";

@@ -4,7 +4,7 @@
 
 #include "host/validate/core/require.h"
 #include "host/validate/real_time/real_time.h"
-#include "states/states.h"
+#include "states/shown.h"
 
 namespace korvel::validate {
 
@@ -23,7 +23,7 @@ std::string own_objects(const Subject& subject) {
   for (unsigned thread = 0; thread < threads; ++thread) {
     robots.push_back(module.create());
     const std::uint64_t first = subject.seed + states_of_each * thread;
-    for (std::uint64_t i = 0; i < states_of_each; ++i) states[thread].push_back(random_state(first + i));
+    for (std::uint64_t i = 0; i < states_of_each; ++i) states[thread].push_back(random_state(first + i, *serial));
     expected.push_back(everything_after_each(states[thread], *serial));
   }
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "host/validate/core/require.h"
-#include "host/validate/observe/shown.h"
+#include "host/validate/observe/require_same.h"
 #include "host/validate/state/state.h"
 
 namespace korvel::validate {
@@ -40,25 +40,22 @@ std::vector<float> partial_com_jacobians(Robot& robot) {
 }  // namespace
 
 const std::vector<Computation> computations = {
-    {"computeGeneralizedMass", call<&Robot::computeGeneralizedMass>, {Parts::mass_matrix}},
+    {"computeGeneralizedMass", call<&Robot::computeGeneralizedMass>, written_by({Stage::generalized_mass})},
     {"computePartialComPositionInRoot", partial_coms, {}},
     {"computePartialComJacobian", partial_com_jacobians, {}},
-    {"computeFwdKinematicsOnlyRoot", call<&Robot::computeFwdKinematicsOnlyRoot>, {Parts::poses, Parts::com}},
-    {"computeInverseDynamics", call<&Robot::computeInverseDynamics>, {Parts::torques}},
-    {"computeFwdKinematicsExceptRoot",
-     call<&Robot::computeFwdKinematicsExceptRoot>,
-     {Parts::poses_in_root, Parts::com_in_root, Parts::jacobian}},
-    {"computeFwdKinematics",
-     call<&Robot::computeFwdKinematics>,
-     {Parts::poses, Parts::com, Parts::poses_in_root, Parts::com_in_root, Parts::jacobian}}};
+    {"computeFwdKinematicsOnlyRoot", call<&Robot::computeFwdKinematicsOnlyRoot>, written_by({Stage::only_root})},
+    {"computeInverseDynamics", call<&Robot::computeInverseDynamics>, written_by({Stage::inverse_dynamics})},
+    {"computeFwdKinematicsExceptRoot", call<&Robot::computeFwdKinematicsExceptRoot>, written_by({Stage::except_root})},
+    {"computeFwdKinematics", call<&Robot::computeFwdKinematics>, written_by({Stage::except_root, Stage::only_root})}};
 
-void fill(Robot& robot, std::uint64_t seed) {
-  compute(random_state(seed), robot);
-  robot.setVolatilePose(0, robot.getPose(3));
-  robot.setPose(4, robot.getPose(5));
-  write(random_state(seed + 1), robot);
+void leave_past(Robot& robot, std::uint64_t seed) {
+  const unsigned long last = robot.getNbBodies() - 1;
+  compute(random_state(seed, robot), robot);
+  robot.setVolatilePose(0, robot.getPose(last));
+  robot.setPose(last, robot.getPose(last - 1));
+  write(random_state(seed + 1, robot), robot);
   robot.computeInverseDynamics();
-  write(random_state(seed + 2), robot);
+  write(random_state(seed + 2, robot), robot);
 }
 
 namespace {
@@ -69,12 +66,11 @@ std::string writes_nothing_else(const Subject& subject) {
   const Robot::Jacobian at_first = robot->getJacobianInRoot();
   for (std::uint64_t s = 0; s < states; ++s) {
     for (const Computation& computation : computations) {
-      fill(*robot, subject.seed + s);
+      leave_past(*robot, subject.seed + s);
       const std::vector<float> before = everything_readable(*robot);
       computation.run(*robot);
-      require_same(everything_readable(*robot), before, fmt::format("{}, seed {}", computation.name, subject.seed + s),
-                   computation.writes);
-      require(std::equal(at_first.data(), at_first.data() + 36, robot->getJacobianInRoot().data()),
+      require_same(*robot, before, fmt::format("{}, seed {}", computation.name, subject.seed + s), computation.writes);
+      require(std::equal(at_first.data(), at_first.data() + 6 * root_coordinates, robot->getJacobianInRoot().data()),
               "{} changes the root's columns of the jacobian, seed {}", computation.name, subject.seed + s);
     }
   }
@@ -82,17 +78,14 @@ std::string writes_nothing_else(const Subject& subject) {
 }
 
 std::string no_past(const Subject& subject) {
-  constexpr int states = 32;
   const host::System robot = create(subject);
-  for (std::uint64_t s = 0; s < states; ++s) {
-    const State state = random_state(subject.seed + s);
+  return with_seeds(subject, 32, [&](std::uint64_t seed) {
+    const State state = random_state(seed, *robot);
     const host::System fresh = create(subject);
     compute(state, *fresh);
     compute(state, *robot);
-    require_same(everything_readable(*robot), everything_readable(*fresh),
-                 fmt::format("other states and seed {}", subject.seed + s));
-  }
-  return fmt::format("{} states", states);
+    require_same(*robot, everything_readable(*fresh), fmt::format("other states and seed {}", seed));
+  });
 }
 
 /// Which joint angles and which root each result is of, when joint angles, root and computations do not go together.
@@ -100,14 +93,13 @@ std::string last_inputs(const Subject& subject) {
   constexpr int states = 16;
   for (std::uint64_t s = 0; s < states; ++s) {
     const std::string seed = fmt::format(", seed {}", subject.seed + 2 * s);
-    const State a = random_state(subject.seed + 2 * s);
-    const State b = random_state(subject.seed + 2 * s + 1);
-    State joints_a_root_b = b;
-    joints_a_root_b.q.tail(24) = a.q.tail(24);
-
     const host::System of_a = create(subject);
     const host::System of_b = create(subject);
     const host::System of_both = create(subject);
+    const State a = random_state(subject.seed + 2 * s, *of_a);
+    const State b = random_state(subject.seed + 2 * s + 1, *of_b);
+    State joints_a_root_b = b;
+    joints_of(joints_a_root_b.q) = joints_of(a.q);
     compute(a, *of_a);
     compute(b, *of_b);
     compute(joints_a_root_b, *of_both);
@@ -117,38 +109,36 @@ std::string last_inputs(const Subject& subject) {
     write(b, *robot);
     robot->computeFwdKinematicsOnlyRoot();
     robot->computeGeneralizedMass();
-    require_same(everything_readable(*robot), everything_readable(*of_both), "a new root" + seed,
-                 {Parts::torques, Parts::positions});
+    require_same(*robot, everything_readable(*of_both), "a new root" + seed, {Result::torques, Result::positions});
     require(same_bits(partial_com_jacobians(*robot), partial_com_jacobians(*of_both)),
             "computePartialComJacobian does not go with the last kinematics{}", seed);
 
     robot->computeInverseDynamics();
     robot->computeGeneralizedMass();
-    require_same(everything_readable(*robot), everything_readable(*of_b), "inverse dynamics and the mass matrix" + seed,
-                 {Parts::poses, Parts::poses_in_root, Parts::com, Parts::com_in_root, Parts::jacobian});
+    require_same(*robot, everything_readable(*of_b), "inverse dynamics and the mass matrix" + seed,
+                 written_by({Stage::except_root, Stage::only_root}));
     require(same_bits(partial_com_jacobians(*robot), partial_com_jacobians(*of_b)),
             "computePartialComJacobian does not go with the last inverse dynamics{}", seed);
     require(same_bits(partial_coms(*robot), partial_coms(*of_a)),
             "computePartialComPositionInRoot does not go with the last kinematics{}", seed);
 
     robot->computeFwdKinematicsOnlyRoot();
-    require_same(everything_readable(*robot), everything_readable(*of_both),
-                 "inverse dynamics and computeFwdKinematicsOnlyRoot" + seed,
-                 {Parts::torques, Parts::positions, Parts::mass_matrix});
+    require_same(*robot, everything_readable(*of_both), "inverse dynamics and computeFwdKinematicsOnlyRoot" + seed,
+                 {Result::torques, Result::positions, Result::mass_matrix});
   }
   return fmt::format("{} states", states);
 }
 
 std::string partial_indices(const Subject& subject) {
   const host::System robot = create(subject);
-  compute(random_state(subject.seed), *robot);
-  robot->setRootPose(random_state(subject.seed + 1).root_pose());  // stored results are asked for
+  compute(random_state(subject.seed, *robot), *robot);
+  robot->setRootPose(random_pose(subject.seed + 1));  // stored results are asked for
   const unsigned long no_bodies[] = {robot->getNbBodies(), robot->getNbBodies() + 1, ~0UL / 2, ~0UL};
   for (const unsigned long b : {0UL, no_bodies[0], no_bodies[1], no_bodies[2], no_bodies[3]}) {
     const auto com = robot->computePartialComPositionInRoot(b);
     require(same(com, robot->getComPosition()), "computePartialComPositionInRoot({}) is not getComPosition()", b);
   }
-  for (const Eigen::Index columns : {0, 7, 30}) {
+  for (const Eigen::Index columns : {0, 7, RobotSize(*robot).coordinates()}) {
     for (const unsigned long b : no_bodies) {
       const Robot::ComJacobian before = Robot::ComJacobian::Constant(3, columns, 0.5F);
       Robot::ComJacobian J = before;
@@ -163,16 +153,19 @@ std::string partial_indices(const Subject& subject) {
 
 std::string com_jacobian_storage(const Subject& subject) {
   const host::System robot = create(subject);
-  compute(random_state(subject.seed), *robot);
-  Robot::ComJacobian expected = Robot::ComJacobian::Constant(3, 30, 0.5F);
+  compute(random_state(subject.seed, *robot), *robot);
+  const unsigned long b = robot->getNbBodies() - 1;
+  const int size = RobotSize(*robot).coordinates();
+  Robot::ComJacobian expected = Robot::ComJacobian::Constant(3, size, 0.5F);
   const float* storage = expected.data();
-  robot->computePartialComJacobian(5, expected);
-  require(expected.data() == storage, "a jacobian of 90 coefficients was reallocated");
+  robot->computePartialComJacobian(b, expected);
+  require(expected.data() == storage, "a jacobian of {} coefficients was reallocated", expected.size());
   require(expected.allFinite() && !expected.isConstant(0.5F), "the jacobian was not written");
-  for (const Eigen::Index columns : {0, 1, 29, 31, 1000}) {
+  for (const Eigen::Index columns : {0, 1, size - 1, size + 1, 1000}) {
     Robot::ComJacobian J = Robot::ComJacobian::Constant(3, columns, 0.5F);
-    robot->computePartialComJacobian(5, J);
-    require(J.cols() == 30 && J == expected, "a jacobian of {} columns becomes another one than one of 30", columns);
+    robot->computePartialComJacobian(b, J);
+    require(J.cols() == size && J == expected, "a jacobian of {} columns becomes another one than one of {}", columns,
+            size);
   }
   return "6 sizes";
 }

@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "host/validate/core/require.h"
-#include "host/validate/observe/shown.h"
+#include "host/validate/observe/require_same.h"
 #include "host/validate/state/state.h"
 
 namespace korvel::validate {
@@ -15,18 +15,18 @@ using Robot = tesk::RigidBodySystem;
 
 /// The setters and getters of the joints' positions, velocities or accelerations.
 struct JointInput {
-  Part part;
+  Result result;
   void (Robot::*set)(unsigned long, float) noexcept;
   float (Robot::*get)(unsigned long) const noexcept;
   void (Robot::*set_all)(const Robot::JointValues&) noexcept;
   tesk::FloatRange (Robot::*view)() const noexcept;
 };
 
-const JointInput joint_inputs[] = {{Parts::positions, &Robot::setJointAnglePos, &Robot::getJointAnglePos,
+const JointInput joint_inputs[] = {{Result::positions, &Robot::setJointAnglePos, &Robot::getJointAnglePos,
                                     &Robot::setJointAnglesPos, &Robot::getJointAnglesPos},
-                                   {Parts::velocities, &Robot::setJointAngleVel, &Robot::getJointAngleVel,
+                                   {Result::velocities, &Robot::setJointAngleVel, &Robot::getJointAngleVel,
                                     &Robot::setJointAnglesVel, &Robot::getJointAnglesVel},
-                                   {Parts::accelerations, &Robot::setJointAngleAcc, &Robot::getJointAngleAcc,
+                                   {Result::accelerations, &Robot::setJointAngleAcc, &Robot::getJointAngleAcc,
                                     &Robot::setJointAnglesAcc, &Robot::getJointAnglesAcc}};
 
 /// Values that arithmetic or a conversion would not leave alone, among others.
@@ -39,17 +39,19 @@ float awkward(Random& random) {
 
 std::string joints_singly(const Subject& subject) {
   const host::System robot = create(subject);
-  compute(random_state(subject.seed), *robot);
+  compute(random_state(subject.seed, *robot), *robot);
   Random random(subject.seed);
+  const Layout shown(*robot);
   std::vector<float> expected = everything_readable(*robot);
   for (const JointInput& input : joint_inputs) {
+    const char* piece = entry(input.result).piece;
     for (unsigned long j = 0; j < robot->getNbJointAngles(); ++j) {
       const float value = awkward(random);
       ((*robot).*input.set)(j, value);
-      expected[static_cast<std::size_t>(input.part.first) + j] = value;
-      require_same(everything_readable(*robot), expected, fmt::format("setting {} {}", input.part.piece, j));
-      require(same(((*robot).*input.get)(j), value), "{} {} reads {}, {} was set", input.part.piece, j,
-              ((*robot).*input.get)(j), value);
+      expected[static_cast<std::size_t>(shown[input.result].first) + j] = value;
+      require_same(*robot, expected, fmt::format("setting {} {}", piece, j));
+      require(same(((*robot).*input.get)(j), value), "{} {} reads {}, {} was set", piece, j, ((*robot).*input.get)(j),
+              value);
     }
   }
   return fmt::format("{} values", std::size(joint_inputs) * robot->getNbJointAngles());
@@ -57,8 +59,9 @@ std::string joints_singly(const Subject& subject) {
 
 std::string joints_together(const Subject& subject) {
   const host::System robot = create(subject);
-  compute(random_state(subject.seed), *robot);
+  compute(random_state(subject.seed, *robot), *robot);
   Random random(subject.seed);
+  const Layout shown(*robot);
   std::vector<float> expected = everything_readable(*robot);
   const auto joints = static_cast<Eigen::Index>(robot->getNbJointAngles());
   Eigen::ArrayXf values(joints + 16);
@@ -67,9 +70,9 @@ std::string joints_together(const Subject& subject) {
       for (const Eigen::Index start : {0, 1, 5}) {  // also where no vector register is aligned
         for (float& value : values) value = awkward(random);
         ((*robot).*input.set_all)(values.segment(start, joints + further));
-        std::copy_n(values.data() + start, joints, expected.begin() + input.part.first);
-        require_same(everything_readable(*robot), expected,
-                     fmt::format("setting every {} from {} values", input.part.piece, joints + further));
+        std::copy_n(values.data() + start, joints, expected.begin() + shown[input.result].first);
+        require_same(*robot, expected,
+                     fmt::format("setting every {} from {} values", entry(input.result).piece, joints + further));
         require(((*robot).*input.view)().size() == static_cast<std::size_t>(joints), "a view has changed its size");
       }
     }
@@ -80,19 +83,20 @@ std::string joints_together(const Subject& subject) {
 std::string root_rates(const Subject& subject) {
   constexpr int count = 64;
   const host::System robot = create(subject);
-  compute(random_state(subject.seed), *robot);
+  compute(random_state(subject.seed, *robot), *robot);
   Random random(subject.seed);
+  const Layout shown(*robot);
   std::vector<float> expected = everything_readable(*robot);
-  const auto six = [&](const Part& part) {
-    const auto first = expected.begin() + part.first;
+  const auto six = [&](Result rates) {
+    const auto first = expected.begin() + shown[rates].first;
     std::generate_n(first, 6, [&] { return awkward(random); });
     return QZ::Math::Velocity6D(first[0], first[1], first[2], first[3], first[4], first[5]);
   };
   for (int i = 0; i < count; ++i) {
-    robot->setRootVelocity(six(Parts::root_velocity));
-    require_same(everything_readable(*robot), expected, "setRootVelocity");
-    robot->setRootAcceleration(six(Parts::root_acceleration));
-    require_same(everything_readable(*robot), expected, "setRootAcceleration");
+    robot->setRootVelocity(six(Result::root_velocity));
+    require_same(*robot, expected, "setRootVelocity");
+    robot->setRootAcceleration(six(Result::root_acceleration));
+    require_same(*robot, expected, "setRootAcceleration");
   }
   return fmt::format("{} of each", count);
 }
@@ -111,9 +115,8 @@ std::string root_pose(const Subject& subject) {
     const float pitch = i % 4 != 0 ? random(1.6F) : right_angle + (i % 8 == 0 ? 0 : random(1e-3F));
     const QZ::Math::Transform pose =
         QZ::Math::transformFromPosition6D({random(100), random(100), random(100), random(3.2F), pitch, random(3.2F)});
-    const std::vector<float> before = everything_readable(*robot);
+    std::vector<float> expected = everything_readable(*robot);
     robot->setRootPose(pose);
-    std::vector<float> now = everything_readable(*robot);
     const QZ::Math::Transform& kept = robot->getRootPose();
     require(same(kept.tx, pose.tx) && same(kept.ty, pose.ty) && same(kept.tz, pose.tz),
             "the root is at ({}, {}, {}), set to ({}, {}, {})", kept.tx, kept.ty, kept.tz, pose.tx, pose.ty, pose.tz);
@@ -126,18 +129,16 @@ std::string root_pose(const Subject& subject) {
               pose.*entry, pitch, bound);
       largest = std::max(largest, deviation);
     }
-    std::copy_n(before.begin(), 12, now.begin());
-    require_same(now, before, "setRootPose");
+    std::copy_n(&kept.r00, 12, expected.begin());
+    require_same(*robot, expected, "setRootPose");
   }
   return fmt::format("largest deviation {:.1e}, bound {:.1e}, {} poses", largest, bound, count);
 }
 
 std::string wrenches(const Subject& subject) {
-  constexpr int states = 16;
   const host::System robot = create(subject);
-  for (std::uint64_t s = 0; s < states; ++s) {
-    const std::uint64_t seed = subject.seed + s;
-    const State state = random_state(seed);
+  return with_seeds(subject, 16, [&](std::uint64_t seed) {
+    const State state = random_state(seed, *robot);
     const host::System fresh = create(subject);
     State unloaded = state;
     unloaded.wrenches.setZero();
@@ -146,38 +147,36 @@ std::string wrenches(const Subject& subject) {
     compute(state, *fresh);
     require(!same(fresh->getJointAngleTorque(0), torque), "wrenches make no difference, seed {}", seed);
 
-    compute(random_state(seed + 1), *robot);  // wrenches of which none must be left
+    compute(random_state(seed + 1, *robot), *robot);  // wrenches of which none must be left
     const std::vector<float> before = everything_readable(*robot);
     for (unsigned long b = 0; b < robot->getNbBodies(); ++b) {
-      const float* wrench = state.wrenches.data() + 6 * b;
-      std::vector<float> given(wrench, wrench + 6);
+      std::vector<float> given = state.wrench(b);
       given.resize(6 + b % 3, 1e6F);  // further ones are ignored
       robot->setExternalWrench(b, given);
     }
-    require_same(everything_readable(*robot), before, "setExternalWrench");
+    require_same(*robot, before, "setExternalWrench");
     robot->setRootPose(state.root_pose());
     robot->setRootVelocity(fresh->getRootVelocity());
     robot->setRootAcceleration(fresh->getRootAcceleration());
-    robot->setJointAnglesPos(state.q.tail(24).array());
-    robot->setJointAnglesVel(state.dq.tail(24).array());
-    robot->setJointAnglesAcc(state.ddq.tail(24).array());
+    robot->setJointAnglesPos(joints_of(state.q).array());
+    robot->setJointAnglesVel(joints_of(state.dq).array());
+    robot->setJointAnglesAcc(joints_of(state.ddq).array());
     for (int again = 0; again < 2; ++again) {  // they are kept
       robot->computeFwdKinematics();
       robot->computeInverseDynamics();
       robot->computeGeneralizedMass();
-      require_same(everything_readable(*robot), everything_readable(*fresh),
+      require_same(*robot, everything_readable(*fresh),
                    fmt::format("new wrenches and inverse dynamics, seed {}", seed));
     }
-  }
-  return fmt::format("{} states", states);
+  });
 }
 
 std::string stored_poses(const Subject& subject) {
   const host::System robot = create(subject);
-  const State state = random_state(subject.seed);
+  const State state = random_state(subject.seed, *robot);
   compute(state, *robot);
   const std::vector<float> computed = everything_readable(*robot);
-  const QZ::Math::Transform pose = random_state(subject.seed + 1).root_pose();
+  const QZ::Math::Transform pose = random_pose(subject.seed + 1);
   for (unsigned long b = 0; b < robot->getNbBodies(); ++b) {
     robot->setPose(b, pose);
     require(same(robot->getPose(b), pose), "setPose of body {} does not read back", b);
@@ -187,7 +186,7 @@ std::string stored_poses(const Subject& subject) {
     require(same(com, pose * robot->getComPosition(b)), "the centre of mass of body {} does not follow setPose", b);
     robot->setPose(b, pose);
   }
-  require_same(everything_readable(*robot), computed, "setPose of every body", {Parts::poses});
+  require_same(*robot, computed, "setPose of every body", {Result::poses});
   robot->computeFwdKinematicsExceptRoot();
   robot->computeGeneralizedMass();
   robot->computeInverseDynamics();
@@ -195,7 +194,7 @@ std::string stored_poses(const Subject& subject) {
     require(same(robot->getPose(b), pose), "the pose that was set for body {} is overwritten too early", b);
   }
   robot->computeFwdKinematicsOnlyRoot();
-  require_same(everything_readable(*robot), computed, "setPose and computeFwdKinematicsOnlyRoot");
+  require_same(*robot, computed, "setPose and computeFwdKinematicsOnlyRoot");
   return fmt::format("{} bodies", robot->getNbBodies());
 }
 
@@ -209,12 +208,12 @@ std::string volatile_frames(const Subject& subject) {
       any.*entry = awkward(random);
     }
     robot->setVolatilePose(v, any);
-    compute(random_state(subject.seed), *robot);
+    compute(random_state(subject.seed, *robot), *robot);
     require(same(robot->getVolatilePose(v), any), "volatile frame {} does not read back after every computation", v);
   }
-  compute(random_state(subject.seed), *without);
-  require_same(everything_readable(*robot), everything_readable(*without), "setVolatilePose and every computation",
-               {Parts::volatile_pose});
+  compute(random_state(subject.seed, *without), *without);
+  require_same(*robot, everything_readable(*without), "setVolatilePose and every computation",
+               {Result::volatile_poses});
   return fmt::format("{} frames", robot->getNbVolatileFrames());
 }
 

@@ -1,5 +1,5 @@
 #include "host/validate/core/require.h"
-#include "host/validate/observe/shown.h"
+#include "host/validate/observe/require_same.h"
 #include "host/validate/state/state.h"
 
 namespace korvel::validate {
@@ -26,18 +26,18 @@ std::string clones(const Subject& subject) {
   for (std::uint64_t s = 0; s < states; ++s) {
     const std::uint64_t seed = subject.seed + s;
     host::System robot = create(subject);
-    fill(*robot, seed);
+    leave_past(*robot, seed);
     const host::System twin = create(subject);  // with the same past, made without a copy
-    fill(*twin, seed);
+    leave_past(*twin, seed);
     for (const Computation& computation : computations) {
       const host::System clone = cloned(robot);
       const std::string after = fmt::format("clone and {}, seed {}", computation.name, seed);
-      require_same(everything_readable(*clone), everything_readable(*twin), fmt::format("clone, seed {}", seed));
+      require_same(*clone, everything_readable(*twin), fmt::format("clone, seed {}", seed));
       const bool same = same_bits(computation.run(*clone), computation.run(*twin));
       require(same, "after {}: the returned value is not that of the original", after);
-      require_same(everything_readable(*clone), everything_readable(*twin), after);
+      require_same(*clone, everything_readable(*twin), after);
       computation.run(*robot);
-      require_same(everything_readable(*robot), everything_readable(*twin), fmt::format("{}, being cloned", after));
+      require_same(*robot, everything_readable(*twin), fmt::format("{}, being cloned", after));
     }
   }
   return fmt::format("{} states, {} computations", states, computations.size());
@@ -48,14 +48,14 @@ std::string independent_clones(const Subject& subject) {
   for (std::uint64_t s = 0; s < states; ++s) {
     const std::uint64_t seed = subject.seed + 10 * s;
     host::System robot = create(subject);
-    fill(*robot, seed);
+    leave_past(*robot, seed);
     host::System clone = cloned(robot);
     const std::vector<float> before = everything(robot);
-    fill(*clone, seed + 5);
+    leave_past(*clone, seed + 5);
     require(same_bits(everything(robot), before), "a change of the clone changes its original, seed {}", seed);
     const std::vector<float> of_clone = everything(clone);
     require(!same_bits(of_clone, before), "the clone did not change, seed {}", seed);
-    fill(*robot, seed + 3);
+    leave_past(*robot, seed + 3);
     require(same_bits(everything(clone), of_clone), "a change of the original changes its clone, seed {}", seed);
     if (s % 2 == 0) {
       robot.reset();
@@ -72,10 +72,10 @@ std::string independent_clones(const Subject& subject) {
 std::string independent_objects(const Subject& subject) {
   const host::Module module(subject.module);
   const host::System one = module.create();
-  fill(*one, subject.seed);
+  leave_past(*one, subject.seed);
   const std::vector<float> before = everything(one);
   const host::System other = module.create();
-  fill(*other, subject.seed + 5);
+  leave_past(*other, subject.seed + 5);
   require(same_bits(everything(one), before), "a change of one object changes another");
   return "2 objects";
 }
@@ -90,7 +90,7 @@ std::string destroys(const Subject& subject) {
   std::vector<host::System> many;
   for (int i = 0; i < 64; ++i) many.push_back(i % 3 == 0 ? module.create() : cloned(many.back()));
   for (std::size_t i = 0; i < many.size(); i += 2) many[i].reset();  // originals before their clones
-  for (std::size_t i = 1; i < many.size(); i += 2) compute(random_state(subject.seed), *many[i]);
+  for (std::size_t i = 1; i < many.size(); i += 2) compute(random_state(subject.seed, *many[i]), *many[i]);
   return fmt::format("{} objects", many.size() + 5);
 }
 

@@ -29,7 +29,7 @@ TEST_F(Results, AreThoseOfTheTextbook) {
 
   for (std::size_t row = 0; row < std::size(times); ++row) {
     const double t = times[row];
-    State state;
+    State state(*system);
     state.q = q(t).cast<float>();
     const Eigen::Matrix3d to_root = tests::Truth(state).pose(0).linear().transpose();
     tests::Truth::Vector dq = p.col(1) + 2 * t * p.col(2);

@@ -50,7 +50,7 @@ class Spoilt : public Faulty<Spoilt<computation, happen>> {
 };
 
 inline void drop_wrenches(tesk::RigidBodySystem& robot) {
-  for (unsigned long b = 0; b < 25; ++b) robot.setExternalWrench(b, std::vector<float>(6));
+  for (unsigned long b = 0; b < robot.getNbBodies(); ++b) robot.setExternalWrench(b, std::vector<float>(6));
 }
 
 /// A fault's name, and what `create` does.

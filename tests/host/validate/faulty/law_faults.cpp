@@ -29,7 +29,7 @@ void lost_entry(Forwarder& robot) { set_entry(robot, 0, 10, 0); }
 void armature(Forwarder& robot) { robot.mass()(9, 9) += 0.01F; }
 
 void friction(Forwarder& robot) {
-  for (unsigned long j = 0; j < 24; ++j) robot.torque(j) += 0.1F * robot.getJointAngleVel(j);
+  for (unsigned long j = 0; j < robot.getNbJointAngles(); ++j) robot.torque(j) += 0.1F * robot.getJointAngleVel(j);
 }
 void left_is_stronger(Forwarder& robot) { robot.torque(12) *= 1.01F; }
 
@@ -38,7 +38,7 @@ class DividedByMass : public Faulty<DividedByMass> {
  public:
   void computePartialComJacobian(unsigned long b, ComJacobian& J) override {
     real().computePartialComJacobian(b, J);
-    if (b < 25) J /= getPartialMass(b);
+    if (b < getNbBodies()) J /= getPartialMass(b);
   }
 };
 
@@ -82,8 +82,8 @@ template <int factor>
 class OtherVelocities : public Faulty<OtherVelocities<factor>> {
  public:
   void computeInverseDynamics() noexcept override {
-    Eigen::ArrayXf kept(24);
-    std::copy_n(this->getJointAnglesVel().begin(), 24, kept.begin());
+    const auto velocities = this->getJointAnglesVel();
+    const Eigen::ArrayXf kept = Eigen::Map<const Eigen::ArrayXf>(velocities.first, velocities.last - velocities.first);
     this->setJointAnglesVel(static_cast<float>(factor) * kept);
     this->real().computeInverseDynamics();
     this->setJointAnglesVel(kept);
@@ -114,7 +114,7 @@ class WrenchReachesFar : public Faulty<WrenchReachesFar> {
   using Faulty::setExternalWrench;
   void setExternalWrench(unsigned long b, const Wrench& wrench) noexcept override {
     real().setExternalWrench(b, wrench);
-    if (b == 24) force_ = wrench[0];
+    if (b == getNbBodies() - 1) force_ = wrench[0];
   }
   void computeInverseDynamics() noexcept override {
     real().computeInverseDynamics();

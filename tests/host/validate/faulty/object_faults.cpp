@@ -25,7 +25,7 @@ class CloneWithoutPast : public Faulty<CloneWithoutPast> {
   std::unique_ptr<RigidBodySystem> clone() const override {
     auto made = std::make_unique<CloneWithoutPast>(*this);
     made->computeInverseDynamics();
-    for (unsigned long j = 0; j < 24; ++j) made->torque(j) = getJointAngleTorque(j);
+    for (unsigned long j = 0; j < getNbJointAngles(); ++j) made->torque(j) = getJointAngleTorque(j);
     return made;
   }
 };
@@ -98,13 +98,15 @@ class MassOfCreation : public Faulty<MassOfCreation> {
 
 class NoBodyWeighsAll : public Faulty<NoBodyWeighsAll> {
  public:
-  float getPartialMass(unsigned long b) const noexcept override { return b < 25 ? real().getPartialMass(b) : 0; }
+  float getPartialMass(unsigned long b) const noexcept override {
+    return b < getNbBodies() ? real().getPartialMass(b) : 0;
+  }
 };
 
 class MassesOfItsOwn : public Faulty<MassesOfItsOwn> {
  public:
   MassesOfItsOwn() {
-    for (unsigned long b = 0; b < 25; ++b) masses_[b] = real().getMass(b);
+    for (unsigned long b = 0; b < getNbBodies(); ++b) masses_.push_back(real().getMass(b));
   }
   using Faulty::getMass;
   void setBodyInertia(unsigned long b, float mass, const Position& com, const Eigen::Matrix3f& I) noexcept override {
@@ -114,7 +116,7 @@ class MassesOfItsOwn : public Faulty<MassesOfItsOwn> {
   float getMass(unsigned long b) const noexcept override { return masses_[b]; }
 
  private:
-  std::array<float, 25> masses_{};
+  std::vector<float> masses_;
 };
 
 /// The mass matrix is computed once for each joint pass.
@@ -166,14 +168,14 @@ class TorquesAside : public Faulty<TorquesAside> {
   void computeInverseDynamics() noexcept override {
     const auto aside = real().clone();
     aside->computeInverseDynamics();
-    for (unsigned long j = 0; j < 24; ++j) torque(j) = aside->getJointAngleTorque(j);
+    for (unsigned long j = 0; j < getNbJointAngles(); ++j) torque(j) = aside->getJointAngleTorque(j);
   }
 };
 
 class NoBodyClearsJacobian : public Faulty<NoBodyClearsJacobian> {
  public:
   void computePartialComJacobian(unsigned long b, ComJacobian& J) override {
-    if (b >= 25) J.setZero();
+    if (b >= getNbBodies()) J.setZero();
     real().computePartialComJacobian(b, J);
   }
 };
@@ -181,7 +183,7 @@ class NoBodyClearsJacobian : public Faulty<NoBodyClearsJacobian> {
 class NoBodyLeavesRoot : public Faulty<NoBodyLeavesRoot> {
  public:
   Position computePartialComPositionInRoot(unsigned long b) noexcept override {
-    return b == 0 || b >= 25 ? real().getComPositionInRoot() : real().computePartialComPositionInRoot(b);
+    return b == 0 || b >= getNbBodies() ? real().getComPositionInRoot() : real().computePartialComPositionInRoot(b);
   }
 };
 
@@ -190,7 +192,7 @@ class NewStorage : public Faulty<NewStorage> {
   void computePartialComJacobian(unsigned long b, ComJacobian& J) override {
     ComJacobian made;
     real().computePartialComJacobian(b, made);
-    if (b < 25) made.swap(J);
+    if (b < getNbBodies()) made.swap(J);
   }
 };
 

@@ -65,10 +65,11 @@ void lose_last_bit(Forwarder& robot) { robot.torque(20) = std::nextafter(robot.t
 
 /// The joint angles rest outside of the object while it computes.
 void rest_outside(Forwarder& robot) {
-  static std::array<float, 24> shared;
-  std::copy_n(robot.getJointAnglesPos().begin(), 24, shared.begin());
+  const auto angles = robot.getJointAnglesPos();
+  static std::array<float, 64> shared;
+  std::copy(angles.begin(), angles.end(), shared.begin());
   robot.real().computeFwdKinematicsExceptRoot();
-  robot.setJointAnglesPos(Eigen::Map<const Eigen::ArrayXf>(shared.data(), 24));
+  robot.setJointAnglesPos(Eigen::Map<const Eigen::ArrayXf>(shared.data(), static_cast<Eigen::Index>(angles.size())));
 }
 
 // ---- What happens when memory is used up ----------------------------------------------------------------------------
@@ -108,7 +109,7 @@ class CloneReturnsNothing : public Faulty<CloneReturnsNothing> {
 class JacobianIsLost : public Faulty<JacobianIsLost> {
  public:
   void computePartialComJacobian(unsigned long b, ComJacobian& J) override {
-    if (b < 25) J.setZero();
+    if (b < getNbBodies()) J.setZero();
     real().computePartialComJacobian(b, J);
   }
 };
@@ -119,7 +120,7 @@ class TorqueOneUlpOff : public Faulty<TorqueOneUlpOff> {
  public:
   float getJointAngleTorque(unsigned long j) const noexcept override {
     const float torque = real().getJointAngleTorque(j);
-    return j == 23 ? std::nextafter(torque, 0.0F) : torque;
+    return j == getNbJointAngles() - 1 ? std::nextafter(torque, 0.0F) : torque;
   }
 };
 
@@ -128,7 +129,7 @@ class TiredClones : public Faulty<TiredClones> {
  public:
   TiredClones() = default;
   TiredClones(const TiredClones& other) : Faulty(other), generation_(other.generation_ + 1) {
-    if (generation_ == 3) real().setJointAngleAcc(23, 0);
+    if (generation_ == 3) real().setJointAngleAcc(getNbJointAngles() - 1, 0);
   }
   TiredClones& operator=(const TiredClones&) = delete;
   ~TiredClones() override = default;

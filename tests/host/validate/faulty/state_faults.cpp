@@ -46,11 +46,11 @@ class StaleView : public Faulty<StaleView> {
   tesk::FloatRange getJointAnglesVel() const noexcept override {
     const tesk::FloatRange now = real().getJointAnglesVel();
     std::copy(now.begin(), now.end(), shown_.begin());
-    return {shown_.data(), shown_.data() + shown_.size()};
+    return {shown_.data(), shown_.data() + now.size()};
   }
 
  private:
-  mutable std::array<float, 24> shown_{};
+  mutable std::array<float, 64> shown_{};
 };
 
 // ---- Inputs ---------------------------------------------------------------------------------------------------------
@@ -63,7 +63,9 @@ class SwappedRates : public Faulty<SwappedRates> {
 
 class LastValues : public Faulty<LastValues> {
  public:
-  void setJointAnglesAcc(const JointValues& values) noexcept override { real().setJointAnglesAcc(values.tail(24)); }
+  void setJointAnglesAcc(const JointValues& values) noexcept override {
+    real().setJointAnglesAcc(values.tail(static_cast<Eigen::Index>(getNbJointAngles())));
+  }
 };
 
 class OneUlpOff : public Faulty<OneUlpOff> {
@@ -101,7 +103,7 @@ class WrenchesAddUp : public Faulty<WrenchesAddUp> {
   }
 
  private:
-  std::array<std::array<float, 6>, 25> sums_{};
+  std::vector<std::array<float, 6>> sums_ = std::vector<std::array<float, 6>>(getNbBodies());
 };
 
 void use_wrenches_up(Forwarder& robot) { drop_wrenches(robot.real()); }

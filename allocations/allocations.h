@@ -1,6 +1,6 @@
 #pragma once
 
-namespace korvel::validate {
+namespace korvel {
 
 /// Of the whole process, operator new included: a program that links this has its own malloc family in front of the C
 /// library's, but not in builds with a sanitizer, where nothing is counted.
@@ -21,4 +21,4 @@ struct FailingAllocations {
   static bool happened() noexcept;
 };
 
-}  // namespace korvel::validate
+}  // namespace korvel

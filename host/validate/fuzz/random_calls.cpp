@@ -1,4 +1,4 @@
-/// The operations of the interface with arguments that it allows, and what each must do.
+/// Calls of the interface with arguments that it allows, and what each must do.
 
 #include <fmt/format.h>
 
@@ -17,9 +17,16 @@ using QZ::Math::Transform;
 using tesk::RigidBodySystem;
 using Limits = std::numeric_limits<float>;
 
+/// Where a piece of a result stands among all that is shown.
+float* place(ObjectModel& model, Result result, unsigned long piece = 0) {
+  return model.shown.data() + model.layout[result].first +
+         static_cast<std::ptrdiff_t>(piece) * model.layout.length(result);
+}
+
+/// From now on the object must show this.
 template <typename Value>
-void put(ObjectModel& model, std::ptrdiff_t place, const Value& value) {
-  std::memcpy(model.shown.data() + place, &value, sizeof(value));
+void expect(ObjectModel& model, const Value& value, Result result, unsigned long piece = 0) {
+  std::memcpy(place(model, result, piece), &value, sizeof(value));
 }
 
 template <typename Value>
@@ -32,16 +39,15 @@ bool same_numbers(const float* a, const Value& b) {
 }
 
 template <typename Value>
-bool shows(const ObjectModel& model, std::ptrdiff_t place, const Value& value) {
-  return same_numbers(model.shown.data() + place, value);
+bool shows(ObjectModel& model, const Value& value, Result result, unsigned long piece = 0) {
+  return same_numbers(place(model, result, piece), value);
 }
 
 bool same(float a, float b) { return same_numbers(&a, b); }
 bool same(const QZ::Math::Position3D& a, const QZ::Math::Position3D& b) { return same_numbers(&a.x, b); }
 bool same(const Transform& a, const Transform& b) { return same_numbers(&a.r00, b); }
 
-constexpr std::ptrdiff_t joint_inputs(int derivative) { return Shown::joints + 24 * derivative; }
-std::ptrdiff_t pose_of(unsigned long b) { return Shown::poses + 12 * static_cast<std::ptrdiff_t>(b); }
+constexpr std::array joint_inputs{Result::positions, Result::velocities, Result::accelerations};
 
 /// Largest difference of two rotations' entries.
 float distance(const Transform& a, const Transform& b) {
@@ -56,7 +62,7 @@ float distance(const Transform& a, const Transform& b) {
 /// After a computation: what it wrote must be what `repeat` makes of a fresh object. Then that is what the object
 /// shows.
 template <typename Repeat>
-void Fuzzer::computed(Object& object, const Stretches& written, const Repeat& repeat) {
+void Fuzzer::expect_repeated(Object& object, const std::vector<Stretch>& written, const Repeat& repeat) {
   const host::System again = fresh();
   repeat(*again);
   read_everything(*again, expected_);
@@ -79,45 +85,46 @@ void Fuzzer::setRootPose(Object& object) {
           "the root's position is not the one that was set");
   // Three angles, each rounded once, and the products of their sines and cosines.
   require(!rigid || distance(stored, pose) <= 8 * Limits::epsilon(), "the root's rotation is not the one that was set");
-  computed(object, {{Shown::poses, Shown::poses + 12}}, [&](RigidBodySystem& robot) { robot.setRootPose(pose); });
+  const std::ptrdiff_t first = layout_[Result::poses].first;
+  expect_repeated(object, {{first, first + 12}}, [&](RigidBodySystem& robot) { robot.setRootPose(pose); });
 }
 
 void Fuzzer::set_root_rates(Object& object) {
   const QZ::Math::Velocity6D rates(value(2), value(2), value(2), value(2), value(2), value(2));
   const bool velocity = one_in(2);
   velocity ? object.robot->setRootVelocity(rates) : object.robot->setRootAcceleration(rates);
-  put(object.model, velocity ? Shown::inputs : Shown::inputs + 6, rates);
+  expect(object.model, rates, velocity ? Result::root_velocity : Result::root_acceleration);
 }
 
 void Fuzzer::setJointAngles(Object& object) {
   static constexpr std::array setters{&RigidBodySystem::setJointAnglesPos, &RigidBodySystem::setJointAnglesVel,
                                       &RigidBodySystem::setJointAnglesAcc};
   const auto derivative = index(3);
-  const std::vector<float> all = values(3, 24);
+  const std::vector<float> all = values(3, masses_.size() - 1);
   (object.robot.get()->*setters[derivative])(
       Eigen::Map<const Eigen::ArrayXf>(all.data(), static_cast<Eigen::Index>(all.size())));
-  std::copy_n(all.begin(), 24, object.model.shown.begin() + joint_inputs(static_cast<int>(derivative)));
+  std::copy_n(all.begin(), masses_.size() - 1, place(object.model, joint_inputs[derivative]));
 }
 
 void Fuzzer::set_joint_angle(Object& object) {
   static constexpr std::array setters{&RigidBodySystem::setJointAnglePos, &RigidBodySystem::setJointAngleVel,
                                       &RigidBodySystem::setJointAngleAcc};
   const auto derivative = index(3);
-  const unsigned long j = index(24);
+  const unsigned long j = any_joint();
   const float number = value(3);
   (object.robot.get()->*setters[derivative])(j, number);
-  put(object.model, joint_inputs(static_cast<int>(derivative)) + static_cast<std::ptrdiff_t>(j), number);
+  expect(object.model, number, joint_inputs[derivative], j);
 }
 
 void Fuzzer::setExternalWrench(Object& object) {
-  const unsigned long b = index(25);
+  const unsigned long b = any_body();
   const std::vector<float> wrench = values(4, 6);
   object.robot->setExternalWrench(b, wrench);
   object.model.loads[b] = {{wrench.begin(), wrench.begin() + 6}, {}};
 }
 
 void Fuzzer::set_external_wrench_in_frame(Object& object) {
-  const unsigned long b = index(25);
+  const unsigned long b = any_body();
   const std::vector<float> wrench = values(4, 6);
   const Transform frame = one_in(4) ? any_pose() : rigid_pose();
   object.robot->setExternalWrench(b, wrench, frame);
@@ -125,24 +132,24 @@ void Fuzzer::set_external_wrench_in_frame(Object& object) {
 }
 
 void Fuzzer::setPose(Object& object) {
-  const unsigned long b = index(25);
+  const unsigned long b = any_body();
   const Transform pose = any_pose();
   object.robot->setPose(b, pose);
-  put(object.model, pose_of(b), pose);
+  expect(object.model, pose, Result::poses, b);
 }
 
 void Fuzzer::setVolatilePose(Object& object) {
   const Transform pose = any_pose();
   object.robot->setVolatilePose(0, pose);
-  put(object.model, Shown::volatile_pose, pose);
+  expect(object.model, pose, Result::volatile_poses);
 }
 
 // ---- Computations ---------------------------------------------------------------------------------------------------
 
 void Fuzzer::computeFwdKinematicsExceptRoot(Object& object) {
   object.robot->computeFwdKinematicsExceptRoot();
-  object.model.remember(Step::except_root, inertia_changes_);
-  computed(object, Writes::except_root, [&](RigidBodySystem& robot) {
+  object.model.remember(Stage::except_root, inertia_changes_);
+  expect_repeated(object, layout_.written_by({Stage::except_root}), [&](RigidBodySystem& robot) {
     object.model.write_inputs(robot);
     robot.computeFwdKinematicsExceptRoot();
   });
@@ -150,20 +157,21 @@ void Fuzzer::computeFwdKinematicsExceptRoot(Object& object) {
 
 void Fuzzer::computeFwdKinematicsOnlyRoot(Object& object) {
   object.robot->computeFwdKinematicsOnlyRoot();
-  object.model.remember(Step::only_root, inertia_changes_);
-  computed(object, Writes::only_root, [&](RigidBodySystem& robot) { object.model.repeat_history(robot); });
+  object.model.remember(Stage::only_root, inertia_changes_);
+  expect_repeated(object, layout_.written_by({Stage::only_root}),
+                  [&](RigidBodySystem& robot) { object.model.repeat_history(robot); });
   // The centre of mass goes back to the inertias of the last computeFwdKinematicsExceptRoot, which may be gone.
-  const auto* in_root = object.model.last(Step::except_root);
+  const auto* in_root = object.model.last(Stage::except_root);
   if (in_root != nullptr && in_root->inertia_changes != inertia_changes_) {
-    put(object.model, Shown::com, object.robot->getComPosition());
+    expect(object.model, object.robot->getComPosition(), Result::com);
   }
 }
 
 void Fuzzer::computeFwdKinematics(Object& object) {
   object.robot->computeFwdKinematics();
-  object.model.remember(Step::except_root, inertia_changes_);
-  object.model.remember(Step::only_root, inertia_changes_);
-  computed(object, Writes::kinematics, [&](RigidBodySystem& robot) {
+  object.model.remember(Stage::except_root, inertia_changes_);
+  object.model.remember(Stage::only_root, inertia_changes_);
+  expect_repeated(object, layout_.written_by({Stage::except_root, Stage::only_root}), [&](RigidBodySystem& robot) {
     object.model.write_inputs(robot);
     robot.computeFwdKinematicsExceptRoot();
     robot.computeFwdKinematicsOnlyRoot();
@@ -172,7 +180,7 @@ void Fuzzer::computeFwdKinematics(Object& object) {
 
 void Fuzzer::computeGeneralizedMass(Object& object) {
   object.robot->computeGeneralizedMass();
-  computed(object, Writes::generalized_mass, [&](RigidBodySystem& robot) {
+  expect_repeated(object, layout_.written_by({Stage::generalized_mass}), [&](RigidBodySystem& robot) {
     object.model.repeat_history(robot);
     robot.computeGeneralizedMass();
   });
@@ -183,39 +191,40 @@ void Fuzzer::computeGeneralizedMass(Object& object) {
 
 void Fuzzer::computeInverseDynamics(Object& object) {
   object.robot->computeInverseDynamics();
-  object.model.remember(Step::inverse_dynamics, inertia_changes_);
-  computed(object, Writes::inverse_dynamics, [&](RigidBodySystem& robot) {
+  object.model.remember(Stage::inverse_dynamics, inertia_changes_);
+  expect_repeated(object, layout_.written_by({Stage::inverse_dynamics}), [&](RigidBodySystem& robot) {
     object.model.write_inputs(robot);
     robot.computeInverseDynamics();
   });
 }
 
 void Fuzzer::computePartialComJacobian(Object& object) {
-  static constexpr std::array<Eigen::Index, 5> widths{0, 1, 29, 30, 45};
+  const Eigen::Index size = layout_.length(Result::mass_matrix);
+  const std::array<Eigen::Index, 5> widths{0, 1, size - 1, size, size + 15};
   RigidBodySystem::ComJacobian J = RigidBodySystem::ComJacobian::Constant(3, widths[index(widths.size())], 7.0F);
   const RigidBodySystem::ComJacobian before = J;
   const float* storage = J.data();
   const bool known = !one_in(8);
-  const unsigned long b = known ? index(25) : no_body();
+  const unsigned long b = known ? any_body() : no_body();
   object.robot->computePartialComJacobian(b, J);
-  require(J.data() == storage || (known && before.cols() != 30), "the jacobian's storage has moved");
+  require(J.data() == storage || (known && before.cols() != size), "the jacobian's storage has moved");
   if (!known) return require(J.cols() == before.cols() && J == before, "a jacobian without any body has been written");
-  require(J.cols() == 30, "the jacobian has not become 3 x 30");
+  require(J.cols() == size, "the jacobian has not become 3 x {}", size);
   RigidBodySystem::ComJacobian expected;
-  computed(object, {}, [&](RigidBodySystem& robot) {
+  expect_repeated(object, {}, [&](RigidBodySystem& robot) {
     object.model.repeat_history(robot);
     robot.computePartialComJacobian(b, expected);
   });
-  require(first_difference(J.data(), expected.data(), 90) == 90, "a fresh object has another jacobian");
+  require(first_difference(J.data(), expected.data(), J.size()) == J.size(), "a fresh object has another jacobian");
 }
 
 void Fuzzer::computePartialComPositionInRoot(Object& object) {
-  const unsigned long b = one_in(8) ? no_body() : index(25);
+  const unsigned long b = one_in(8) ? no_body() : any_body();
   const QZ::Math::Position3D com = object.robot->computePartialComPositionInRoot(b);
-  if (b == 0 || b >= 25)
-    return require(shows(object.model, Shown::com, com),
+  if (b == 0 || b >= masses_.size())
+    return require(shows(object.model, com, Result::com),
                    "without no body or the root, the centre of mass is not that in the world");
-  computed(object, {}, [&](RigidBodySystem& robot) {
+  expect_repeated(object, {}, [&](RigidBodySystem& robot) {
     object.model.repeat_history(robot);
     const QZ::Math::Position3D again = robot.computePartialComPositionInRoot(b);
     require(same(com, again),
@@ -229,8 +238,8 @@ void Fuzzer::computePartialComPositionInRoot(Object& object) {
 
 void Fuzzer::ask_names(Object& object) {
   const RigidBodySystem& robot = *object.robot;
-  const unsigned long j = index(24);
-  const unsigned long b = index(25);
+  const unsigned long j = any_joint();
+  const unsigned long b = any_body();
   require(robot.getJointAngleId(robot.getJointAngleName(j)) == j, "a joint angle's name has another index");
   require(robot.getBodyId(robot.getBodyName(b)) == b, "a body's name has another index");
   require(robot.getBodyName(b) == pristine_.robot->getBodyName(b), "a body has changed its name");
@@ -247,7 +256,7 @@ void Fuzzer::ask_unknown_names(Object& object) {
     }
     throw Finding(fmt::format("there is a {} named \"{}\"", kind, name));
   };
-  std::string name = robot.getBodyName(index(25));
+  std::string name = robot.getBodyName(any_body());
   name.resize(index(2 * name.size()), 'x');
   name += '?';
   expect_error("body", name, [&] { static_cast<void>(robot.getBodyId(name)); });
@@ -259,7 +268,8 @@ void Fuzzer::ask_unknown_names(Object& object) {
 // NOLINTNEXTLINE(readability-make-member-function-const): one of a table of operations
 void Fuzzer::ask_topology(Object& object) {
   const auto& [robot, first] = std::pair<RigidBodySystem&, RigidBodySystem&>(*object.robot, *pristine_.robot);
-  require(robot.getNbBodies() == 25 && robot.getNbJointAngles() == 24 && robot.getNbVolatileFrames() == 1,
+  require(robot.getNbBodies() == first.getNbBodies() && robot.getNbJointAngles() == first.getNbJointAngles() &&
+              robot.getNbVolatileFrames() == first.getNbVolatileFrames(),
           "the robot has changed its size");
   require(robot.getParentsVector() == first.getParentsVector(), "parents have changed");
   require(robot.getDofNumbersVector() == first.getDofNumbersVector(), "numbers of coordinates have changed");
@@ -268,15 +278,13 @@ void Fuzzer::ask_topology(Object& object) {
 
 void Fuzzer::ask_one_by_one(Object& object) {
   const RigidBodySystem& robot = *object.robot;
-  const unsigned long j = index(24);
-  const unsigned long b = index(25);
-  const auto place = static_cast<std::ptrdiff_t>(j);
-  require(shows(object.model, joint_inputs(0) + place, robot.getJointAnglePos(j)),
-          "a joint angle differs from the view");
-  require(shows(object.model, joint_inputs(1) + place, robot.getJointAngleVel(j)), "a velocity differs from the view");
-  require(shows(object.model, joint_inputs(2) + place, robot.getJointAngleAcc(j)),
-          "an acceleration differs from the view");
-  require(shows(object.model, Shown::torques + place, robot.getJointAngleTorque(j)), "a torque differs from the view");
+  const unsigned long j = any_joint();
+  const unsigned long b = any_body();
+  const auto agrees = [&](float value, Result view) { return shows(object.model, value, view, j); };
+  require(agrees(robot.getJointAnglePos(j), Result::positions), "a joint angle differs from the view");
+  require(agrees(robot.getJointAngleVel(j), Result::velocities), "a velocity differs from the view");
+  require(agrees(robot.getJointAngleAcc(j), Result::accelerations), "an acceleration differs from the view");
+  require(agrees(robot.getJointAngleTorque(j), Result::torques), "a torque differs from the view");
   require(&robot.getRootPose() == &robot.getPose(0), "the root's pose is not that of body 0");
   require(same(robot.getPose(~0UL), Transform()), "the pose of the root's parent is not the identity");
   require(same(robot.getMass(), total_mass_), "the total mass has changed");
@@ -287,9 +295,9 @@ void Fuzzer::ask_one_by_one(Object& object) {
 }
 
 void Fuzzer::ask_com_position(Object& object) {
-  const unsigned long b = index(25);
+  const unsigned long b = any_body();
   const QZ::Math::Position3D com = object.robot->getComPosition(b);
-  computed(object, {}, [&](RigidBodySystem& robot) {
+  expect_repeated(object, {}, [&](RigidBodySystem& robot) {
     robot.setPose(b, object.robot->getPose(b));
     require(same(com, robot.getComPosition(b)), "a fresh object with this body's pose has another centre of mass");
   });
@@ -298,7 +306,7 @@ void Fuzzer::ask_com_position(Object& object) {
 // ---- What objects share, and their lives ----------------------------------------------------------------------------
 
 void Fuzzer::setBodyInertia(Object& object) {
-  const unsigned long b = index(25);
+  const unsigned long b = any_body();
   const float mass = 1.25F + random_(1);
   const QZ::Math::Position3D com(random_(0.1F), random_(0.1F), random_(0.1F));
   Eigen::Matrix3f inertia;
@@ -313,7 +321,7 @@ void Fuzzer::setBodyInertia(Object& object) {
 
 void Fuzzer::create(Object& object) {
   replace(object, {module_.create(), pristine_.model, false});
-  mass_roundings_ = 25;
+  mass_roundings_ = static_cast<long>(masses_.size());
   largest_total_mass_ = 0;
   ++inertia_changes_;
   expect_total_mass(*object.robot);

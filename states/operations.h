@@ -6,7 +6,7 @@
 
 #include "states/states.h"
 
-namespace korvel::validate {
+namespace korvel {
 
 /// What the operations are called with, made beforehand so that a call needs no memory of its own.
 struct Arguments {
@@ -17,9 +17,9 @@ struct Arguments {
   std::array<Eigen::ArrayXf, 3> joints;  ///< positions, velocities, accelerations
   std::vector<std::vector<float>> wrenches;
   std::vector<float> masses;
+  tesk::RigidBodySystem::ComJacobian jacobian;  ///< of the right size
   QZ::Math::Position3D com{0.01F, -0.02F, 0.03F};
   Eigen::Matrix3f inertia = Eigen::Vector3f(0.001F, 0.002F, 0.0015F).asDiagonal();
-  tesk::RigidBodySystem::ComJacobian jacobian{3, 30};
   std::string joint_name, body_name;
 };
 
@@ -32,8 +32,16 @@ struct Operation {
 /// `computePartialComJacobian` is among them with a jacobian of the right size, the searches with names that exist.
 const std::vector<Operation>& real_time_operations();
 
+/// Operations that may take memory and throw, called so that they do: searches for names that do not exist, a jacobian
+/// that has another size. Beside these and the destructor, all are in the list above.
+struct AllocatingOperation {
+  const char* name;
+  void (*call)(tesk::RigidBodySystem& robot, tesk::RigidBodySystem::ComJacobian& J);
+};
+const std::vector<AllocatingOperation>& allocating_operations();
+
 /// A robot at rest, one at the pole of the root's angles, one that hardly moves (denormal numbers), and lively ones.
-std::vector<State> varied_states(std::uint64_t seed, std::size_t lively);
+std::vector<State> varied_states(std::uint64_t seed, std::size_t lively, const RobotSize& size);
 std::vector<Arguments> varied_arguments(const tesk::RigidBodySystem& robot, std::uint64_t seed, std::size_t lively);
 
-}  // namespace korvel::validate
+}  // namespace korvel

@@ -1,4 +1,4 @@
-#include "host/validate/observe/allocations.h"
+#include "allocations/allocations.h"
 
 #include <malloc.h>
 
@@ -16,7 +16,7 @@ void __libc_free(void*) noexcept;
 // NOLINTEND(bugprone-reserved-identifier)
 }
 
-namespace korvel::validate {
+namespace korvel {
 
 namespace {
 
@@ -57,12 +57,12 @@ FailingAllocations::~FailingAllocations() {
 }
 bool FailingAllocations::happened() noexcept { return failed; }
 
-}  // namespace korvel::validate
+}  // namespace korvel
 
 #ifndef KORVEL_SANITIZED
 // The linker must see these from libraries that are loaded later.
 #pragma GCC visibility push(default)
-using korvel::validate::counted;
+using korvel::counted;
 extern "C" {
 void* malloc(std::size_t size) noexcept { return counted(__libc_malloc, size); }
 void* calloc(std::size_t count, std::size_t size) noexcept { return counted(__libc_calloc, count, size); }
@@ -74,11 +74,11 @@ int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexce
 }
 void* realloc(void* old, std::size_t size) noexcept {
   void* block = counted(__libc_realloc, old, size);
-  if (block != nullptr && old != nullptr) korvel::validate::released();
+  if (block != nullptr && old != nullptr) korvel::released();
   return block;
 }
 void free(void* block) noexcept {
-  if (block != nullptr) korvel::validate::released();
+  if (block != nullptr) korvel::released();
   __libc_free(block);
 }
 }

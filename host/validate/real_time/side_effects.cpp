@@ -13,8 +13,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "allocations/allocations.h"
 #include "host/validate/core/require.h"
-#include "host/validate/observe/allocations.h"
 #include "host/validate/observe/child.h"
 #include "host/validate/observe/locks.h"
 #include "host/validate/real_time/real_time.h"
@@ -95,7 +95,7 @@ long faults_of_calls(const Operation& operation, tesk::RigidBodySystem& robot, A
 std::string faults_no_page(const Subject& subject) {
   constexpr int calls = 1000;
   const host::System robot = create(subject);
-  Arguments arguments(random_state(subject.seed), *robot);
+  Arguments arguments(random_state(subject.seed, *robot), *robot);
   for (const Operation& operation : real_time_operations()) {
     faults_of_calls(operation, *robot, arguments, 10);  // warm-up
     // The kernel may move a page now and then, but not in every round.
@@ -110,7 +110,7 @@ std::string faults_no_page(const Subject& subject) {
 
 }  // namespace
 
-Checks quietness_checks() {
+Checks side_effect_checks() {
   using std::chrono::seconds;
   return {
       {"real-time.allocates-nothing", "No operation of a control cycle touches the heap.", 4, seconds(10),
