@@ -74,8 +74,9 @@ PackedColumns::Rounded PackedColumns::add_rounded(const std::vector<float>& valu
   const double unit = std::ldexp(1, std::max(exponent - largest_integer, finest));
   std::vector<std::uint32_t> integers;
   integers.reserve(values.size());
-  for (const double value : values) {
-    integers.push_back(static_cast<std::uint32_t>(static_cast<std::int32_t>(std::lround(value / unit))));
+  for (const float value : values) {
+    integers.push_back(
+        static_cast<std::uint32_t>(static_cast<std::int32_t>(std::lround(static_cast<double>(value) / unit))));
   }
   return {add(std::move(integers)), unit};
 }

@@ -39,8 +39,8 @@ function findGround(bodies) {
   };
 }
 
-// Where a curve is drawn to be: at the samples, and if there are some between them that are not shown, through their
-// lowest and their highest value on the way. `series` are the values at the samples and those others.
+// Where samples are left out, a curve is drawn from each that is shown through the lowest and the highest value on the
+// way to the next. What is drawn takes the first number of each series, then the second of each, and so on.
 function drawn(Type, ...series) {
   const all = new Type(series.length * series[0].length);
   series.forEach((values, s) => values.forEach((value, i) => all[series.length * i + s] = value));
