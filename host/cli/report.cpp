@@ -11,7 +11,6 @@
 #include "host/io/error.h"
 #include "host/io/output_file.h"
 #include "host/report/report_data.h"
-#include "host/results/columns.h"
 #include "host/robot/trial.h"
 
 namespace korvel::host {
@@ -61,12 +60,12 @@ void report(const ReportOptions& options) {
   const System system = robot_of(tried_module(options.module));
   // All angles are 0: the poses in the root are those at rest.
   system->computeFwdKinematics();
-  const ResultsTable results = read_results(options.results, results_columns(*system));
+  const std::string data = script_text(report_data(options.results, *system));
 
   const std::string_view text = page;
   const std::size_t place = text.find(placeholder);
   output.write(text.substr(0, place));
-  output.write(script_text(report_data(options.results.filename().string(), *system, results)));
+  output.write(data);
   output.write(text.substr(place + placeholder.size()));
   output.commit();
 }

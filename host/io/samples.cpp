@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <limits>
 #include <string_view>
-#include <utility>
 
 namespace korvel::host {
 
@@ -69,18 +68,16 @@ int decimals_of(const std::string& number) {
 class Reader {
  public:
   using CheckHeader = std::function<void(const CsvRow& header)>;
+  using OnSample = std::function<void(const SampleRow& sample)>;
 
-  Reader(const std::filesystem::path& path, const CheckHeader& check_header)
-      : path_(path), check_header_(check_header) {}
+  Reader(const std::filesystem::path& path, const CheckHeader& check_header, const OnSample& on_sample)
+      : path_(path), check_header_(check_header), on_sample_(on_sample) {}
 
-  void add(const CsvRow& row) { samples_.names.empty() ? add_header(row) : add_sample(row); }
+  void add(const CsvRow& row) { names_.empty() ? add_header(row) : add_sample(row); }
 
-  Samples finish() {
-    if (samples_.names.empty()) throw error_at(path_, 1, "expected a header row, found an empty file");
-    if (samples_.count() == 0) {
-      throw error_at(path_, header_line_ + 1, "expected a sample, found the end of the file");
-    }
-    return std::move(samples_);
+  void finish() const {
+    if (names_.empty()) throw error_at(path_, 1, "expected a header row, found an empty file");
+    if (last_time_.empty()) throw error_at(path_, header_line_ + 1, "expected a sample, found the end of the file");
   }
 
  private:
@@ -88,47 +85,68 @@ class Reader {
     check_header_(row);
     time_ = time_column(path_, row);
     header_line_ = row.line;
-    samples_.names = row.fields;
-    samples_.columns.resize(row.fields.size());
-    samples_.decimals.assign(row.fields.size(), std::numeric_limits<int>::min());
+    names_ = row.fields;
+    values_.resize(names_.size());
   }
 
   void add_sample(const CsvRow& row) {
-    auto& [names, columns, decimals, lines, elapsed] = samples_;
-    if (row.fields.size() != names.size()) {
-      throw error_at(path_, row.line, fmt::format("expected {} columns, found {}", names.size(), row.fields.size()));
+    if (row.fields.size() != names_.size()) {
+      throw error_at(path_, row.line, fmt::format("expected {} columns, found {}", names_.size(), row.fields.size()));
     }
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      columns[i].push_back(read_number(path_, row.line, names[i], row.fields[i]));
-      decimals[i] = std::max(decimals[i], decimals_of(row.fields[i]));
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+      values_[i] = read_number(path_, row.line, names_[i], row.fields[i]);
     }
+    const bool is_first = last_time_.empty();
     const Decimal time{std::string(without_plus(row.fields[time_]))};
-    if (lines.empty()) first_time_ = time;
-    const auto since_first = static_cast<double>(Decimal(time - first_time_));
-    if (!lines.empty() && !(since_first > elapsed.back())) {
+    if (is_first) first_time_ = time;
+    const auto elapsed = static_cast<double>(Decimal(time - first_time_));
+    if (!is_first && !(elapsed > elapsed_)) {
       throw error_at(path_, row.line,
                      fmt::format("expected a time after {:.40}, found {:.40}", last_time_, row.fields[time_]));
     }
     last_time_ = row.fields[time_];
-    elapsed.push_back(since_first);
-    lines.push_back(row.line);
+    elapsed_ = elapsed;
+    on_sample_({row, values_, elapsed});
   }
 
   const std::filesystem::path& path_;
   const CheckHeader& check_header_;
-  Samples samples_;
+  const OnSample& on_sample_;
+  std::vector<std::string> names_;
   std::size_t header_line_ = 0;
   std::size_t time_ = 0;
   Decimal first_time_;
   std::string last_time_;
+  double elapsed_ = 0;
+  std::vector<double> values_;
 };
 
 }  // namespace
 
-Samples read_samples(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header) {
-  Reader reader(path, check_header);
+void read_sample_rows(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header,
+                      const std::function<void(const SampleRow& sample)>& on_sample) {
+  Reader reader(path, check_header, on_sample);
   read_csv(path, [&](const CsvRow& row) { reader.add(row); });
-  return reader.finish();
+  reader.finish();
+}
+
+Samples read_samples(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header) {
+  Samples samples;
+  const auto add_header = [&](const CsvRow& header) {
+    check_header(header);
+    samples.names = header.fields;
+    samples.columns.resize(header.fields.size());
+    samples.decimals.assign(header.fields.size(), std::numeric_limits<int>::min());
+  };
+  read_sample_rows(path, add_header, [&](const SampleRow& sample) {
+    for (std::size_t i = 0; i < sample.values.size(); ++i) {
+      samples.columns[i].push_back(sample.values[i]);
+      samples.decimals[i] = std::max(samples.decimals[i], decimals_of(sample.row.fields[i]));
+    }
+    samples.elapsed.push_back(sample.elapsed);
+    samples.lines.push_back(sample.row.line);
+  });
+  return samples;
 }
 
 }  // namespace korvel::host

@@ -10,6 +10,13 @@
 
 namespace korvel::host {
 
+/// A row of a table of samples.
+struct SampleRow {
+  const CsvRow& row;                  ///< as it is written
+  const std::vector<double>& values;  ///< in the order of the header
+  double elapsed;                     ///< as in Samples
+};
+
 /// The columns of a table of samples, one value per row below the header. `time` is one of them and increases.
 struct Samples {
   std::vector<std::string> names;
@@ -23,9 +30,13 @@ struct Samples {
   std::size_t count() const { return lines.size(); }
 };
 
-/// Reads a table of samples, a row at a time. The names of the header differ; all numbers are finite and within single
-/// precision, time within double. `check_header` may throw at names that it does not like.
-/// Throws Error with the file, the line and what was expected there.
+/// Calls on_sample with each row of a table of samples, of which there is at least one. The names of the header differ;
+/// all numbers are finite and within single precision, time within double. `check_header` may throw at names that it
+/// does not like. Throws Error with the file, the line and what was expected there, and what on_sample throws.
+void read_sample_rows(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header,
+                      const std::function<void(const SampleRow& sample)>& on_sample);
+
+/// All of them.
 Samples read_samples(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header);
 
 }  // namespace korvel::host

@@ -67,8 +67,7 @@ template <typename Model>
 struct first_moments {
   static void run(const RootToBody<Model>& iX1, FirstMoments<Model>& moments) noexcept {
     moments.compute([&](Spatial::PackedVector3* of_bodies) {
-      for_each_node_below_root<Model>(
-          [&](auto i) { internal::PartialComVisitor<Model, i>::discover(iX1, of_bodies); });
+      for_each_node_below_root<Model>([&](auto i) { internal::PartialComVisitor<Model, i>::discover(iX1, of_bodies); });
     });
   }
 };

@@ -20,7 +20,7 @@ class SecondRobot : public CommandTest {
 
   /// The checks that were not possible, with their reasons.
   std::map<std::string, std::string> left_out(const std::string& arguments) const {
-    must_run(fmt::format("validate {} --json out.json {}", module, arguments));
+    must_run(fmt::format("validate {} --json -o out.json {}", module, arguments));
     std::map<std::string, std::string> reasons;
     const auto all = nlohmann::json::parse(read(directory_ / "out.json"));
     for (const auto& check : all["checks"]) {

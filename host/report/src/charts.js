@@ -9,6 +9,7 @@ const near_curve = 12;  // px
 const time_height = 24;
 const values_width = 60;
 const gap = 6;
+const time_space = 60;  // between ticks
 
 const ruler = document.createElement('canvas').getContext('2d');
 function widest(texts) {
@@ -16,24 +17,43 @@ function widest(texts) {
   return Math.max(...texts.map((text) => ruler.measureText(text).width));
 }
 
-// `most(plot)`: how many ticks there is place for. The ticks are ours, for the library's end where numbers are large:
-// its own increment only has to be one that always fits.
-const axis = (most, more) => ({
+const seconds = (times) => tickTexts(times).map((t) => `${t} s`);
+
+// As many as there is place for beside each other.
+function timeTicks(plot, low, high) {
+  const width = plot.width - values_width;
+  let most = Math.floor(width / time_space);
+  let times = ticks(low, high, most);
+  while (most > 1 && (widest(seconds(times)) + gap) * (high - low) > (times[1] - times[0]) * width) {
+    times = ticks(low, high, --most);
+  }
+  return times;
+}
+
+// Right of the axis, for half of the text of a tick that is at its end.
+function endRoom(plot) {
+  const {min, max} = plot.scales.x;
+  return min === null ? gap : Math.ceil(widest(seconds(timeTicks(plot, min, max))) / 2);
+}
+
+// `splits(plot, low, high)`: the ticks. They are ours, for the library's end where numbers are large: its own increment
+// only has to be one that always fits.
+const axis = (splits, more) => ({
   font,
   incrs: [1e300],
-  splits: (plot, _, low, high) => ticks(low, high, most(plot)),
+  splits: (plot, _, low, high) => splits(plot, low, high),
   stroke: () => colour('muted'),
   grid: {stroke: () => colour('grid'), width: 1},
   ticks: {show: false},
   ...more,
 });
 
-// `curves`: values, stroke() and dash; `range(low, high)` of the values; `onCurve(i)` is told of a click close to one.
+// `curves`: `values` at the samples of the timeline, `drawn` at the times `drawn_time`, stroke() and dash; `range(low, high)` of the values; `onCurve(i)` is told of a click close to one.
 export class Chart {
   #strong = null;
   #drag = false;
 
-  constructor(place, timeline, {height, curves, range, onCurve, shows_time = true, space = 21}) {
+  constructor(place, timeline, drawn_time, {height, curves, range, onCurve, shows_time = true, space = 21}) {
     this.timeline = timeline;
     this.curves = curves;
     this.onCurve = onCurve;
@@ -43,18 +63,18 @@ export class Chart {
         {
           width: place.clientWidth || 300,
           height,
-          padding: [8, 10, shows_time ? 0 : 4, 0],
+          padding: [8, endRoom, shows_time ? 0 : 4, 0],
           legend: {show: false},
           cursor: {show: false},
           scales: {x: {time: false, range: () => span}, y: {range: (_, low, high) => range(low, high)}},
           axes: [
-            axis((plot) => (plot.width - values_width) / 60, {
+            axis(timeTicks, {
               show: shows_time,
               size: time_height,
               gap: 4,
-              values: (_, times) => tickTexts(times).map((t) => `${t} s`),
+              values: (_, times) => seconds(times),
             }),
-            axis(() => (height - (shows_time ? time_height : 0)) / space, {
+            axis((_, low, high) => ticks(low, high, (height - (shows_time ? time_height : 0)) / space), {
               size: (_, texts) => Math.max(values_width, texts ? widest(texts) + 2 * gap : 0),
               gap,
               values: (_, values) => tickTexts(values),
@@ -65,7 +85,7 @@ export class Chart {
             ...curves.map(({stroke, dash}) => ({stroke, dash, width: 1.5, pxAlign: 0, points: {show: last === 0, fill: stroke}})),
           ],
         },
-        [time, ...curves.map(({values}) => values)], place);
+        [drawn_time, ...curves.map(({drawn}) => drawn)], place);
     this.cursor = this.#mark('cursor');
     this.dot = this.#mark('mark');
     this.#listen(this.plot.over);
@@ -91,6 +111,21 @@ export class Chart {
   labels() {
     const {_values, _size} = this.plot.axes[1];
     return {texts: _values, room: _size - gap, widest: widest(_values)};
+  }
+
+  // The texts along the axis of the time, where they are, and how wide the chart is.
+  times() {
+    const {_values, _splits, show} = this.plot.axes[0];
+    const left = this.plot.bbox.left / devicePixelRatio;
+    const texts = show ? _values : [];
+    return {
+      size: this.plot.width,
+      texts: texts.map((text, i) => {
+        const middle = left + this.plot.valToPos(_splits[i], 'x');
+        const half = widest([text]) / 2;
+        return {text, left: middle - half, right: middle + half};
+      }),
+    };
   }
 
   // After `range` has come to say something else.

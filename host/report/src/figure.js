@@ -175,7 +175,7 @@ function showCaption(caption, motion, timeline, {joint}) {
   const {name, torque, level} = motion.joints[joint];
   caption.style.setProperty('--curve', `var(--${curveName(level)})`);
   caption.replaceChildren(element('i', {class: 'swatch'}), element('span', {}, name),
-                          element('span', {class: 'value'}, `${text(torque[timeline.sample])} N m`));
+                          element('span', {class: 'value'}, `${text(torque.values[timeline.sample])} N m`));
 }
 
 // Keys of the figure while it has the focus; the page's own for the time then rest.

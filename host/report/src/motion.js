@@ -1,6 +1,9 @@
 // The data of the page, which `korvel-host report` has written into it, and what follows from them.
+import {exact, rounded, unpack} from './columns.js';
 import {findLimbs} from './limbs.js';
 import {text} from './numbers.js';
+
+const far_from_zero = 1e4;  // s: times of clocks, not of motions
 
 export function extent(columns) {
   let low = Infinity;
@@ -36,16 +39,50 @@ function findGround(bodies) {
   };
 }
 
-export function readMotion(text) {
+// Where samples are left out, a curve is drawn from each that is shown through the lowest and the highest value on the
+// way to the next. What is drawn takes the first number of each series, then the second of each, and so on.
+function drawn(Type, ...series) {
+  const all = new Type(series.length * series[0].length);
+  series.forEach((values, s) => values.forEach((value, i) => all[series.length * i + s] = value));
+  return all;
+}
+function drawnTime(time, stride) {
+  if (stride === 1) return time;
+  const between = (share) => time.map((t, i) => t + share * ((time[i + 1] ?? t) - t));
+  return drawn(Float64Array, time, between(1 / 3), between(2 / 3));
+}
+
+// `origin` is what times are counted from, where they are large.
+function readTimes({start, stride}, elapsed) {
+  const origin = Math.abs(start) < far_from_zero ? 0 : start;
+  const time = elapsed.map((t) => start - origin + t);
+  return {origin, time, drawnTime: drawnTime(time, stride)};
+}
+
+// A curve has its `values` at the samples and is `drawn` at motion.drawnTime.
+function readCurve({values, low, high}, columns) {
+  const [at, ...between] = [values, low, high].filter((c) => c !== undefined).map((c) => exact(columns[c]));
+  return {values: at, drawn: between.length ? drawn(Float32Array, at, ...between) : at};
+}
+
+// Times and values are typed arrays, a number for each sample that the page has.
+export async function readMotion(text) {
   const motion = JSON.parse(text);
+  const {time, columns} = await unpack(motion.columns, motion.shown);
+  const points = (axes) => axes.map(({column, unit}) => rounded(columns[column], unit));
+  Object.assign(motion, readTimes(motion, time), {columns: null});
+  motion.comCurves = motion.com.map((axis) => readCurve(axis, columns));
+  motion.com = motion.comCurves.map(({values}) => values);
+  for (const body of motion.bodies) Object.assign(body, {origin: points(body.origin), com: points(body.com)});
+  for (const joint of motion.joints) joint.torque = readCurve(joint.torque, columns);
   const limbs = findLimbs(motion.bodies, motion.joints);
   for (const limb of limbs) {
     limb.joints.forEach((j, level) => Object.assign(motion.joints[j], {limb, level}));
     limb.bodies.forEach((b) => motion.bodies[b].side = limb.side);
   }
   for (const joint of motion.joints) {
-    joint.peakSample = peakOf(joint.torque);
-    joint.peak = Math.abs(joint.torque[joint.peakSample]);
+    joint.peakSample = peakOf(joint.torque.values);
+    joint.peak = Math.abs(joint.torque.values[joint.peakSample]);
   }
   return {...motion, limbs, ground: findGround(motion.bodies)};
 }

@@ -1,4 +1,4 @@
-// Numbers as text, of any size in single precision without growing long, and the ticks of an axis.
+// Numbers and names as text. Numbers are of any size in single precision and do not grow long.
 
 const longest = 1e5;  // from here on with an exponent
 
@@ -6,6 +6,13 @@ const exponential = (value, digits) => value.toExponential(digits).replace('e+',
 
 export const text = (value, digits = 4) =>
     Math.abs(value) < longest ? value.toFixed(digits) : exponential(value, digits);
+
+export const whole = (value) => value.toLocaleString('en');
+
+// A name in which nothing is hidden or turns what stands around it.
+export const visible = (name) => name.replace(
+    /[\p{Cc}\p{Bidi_Control}\p{Zl}\p{Zp}]/gu,
+    (character) => `\u27e8U+${character.codePointAt(0).toString(16).toUpperCase().padStart(4, '0')}\u27e9`);
 
 const magnitude = (value) => Math.floor(Math.log10(value) + 1e-9);
 

@@ -27,7 +27,7 @@ function entry(motion, selection, j) {
   button.addEventListener('click', () => selection.select(j));
   return {
     button,
-    show: (sample) => value.textContent = text(torque[sample]),
+    show: (sample) => value.textContent = text(torque.values[sample]),
     select: (selected) => button.setAttribute('aria-pressed', selected),
   };
 }
@@ -42,9 +42,9 @@ function torquePanel(motion, limb, timeline, selection, range) {
     mount() {
       const curves = limb.joints.map((j) => {
         const {level, torque} = motion.joints[j];
-        return {values: torque, stroke: () => curveColour(level), dash: curveDash(level)};
+        return {...torque, stroke: () => curveColour(level), dash: curveDash(level)};
       });
-      const chart = new Chart(place, timeline, {
+      const chart = new Chart(place, timeline, motion.drawnTime, {
         height: limb.side === 'middle' ? 96 : 134,
         curves,
         range,
@@ -66,7 +66,7 @@ function torquePanel(motion, limb, timeline, selection, range) {
 }
 
 export function addTorquePanels(place, same_scale, motion, timeline, selection) {
-  const all = padded(...extent(motion.joints.map(({torque}) => torque)));
+  const all = padded(...extent(motion.joints.map(({torque}) => torque.drawn)));
   const range = (low, high) => same_scale.checked ? all : padded(low, high);
   const panels = motion.limbs.map((limb) => torquePanel(motion, limb, timeline, selection, range));
   place.append(...panels.map(({panel}) => panel));
@@ -77,7 +77,7 @@ export function addTorquePanels(place, same_scale, motion, timeline, selection) 
 
 // One below the other on one time axis; on demand lengths are drawn to one scale.
 export function addComCharts(panel, same_length, motion, timeline) {
-  const extents = motion.com.map((column) => extent([column]));
+  const extents = motion.comCurves.map(({drawn}) => extent([drawn]));
   const spans = extents.map(([low, high]) => Math.max(high - low, least_span));
   const longest = Math.max(...spans);
   const charts = ['x', 'y', 'z'].map((name, axis) => {
@@ -91,9 +91,9 @@ export function addComCharts(panel, same_length, motion, timeline) {
       return [middle - half, middle + half];
     };
     const bottom = axis === motion.com.length - 1;
-    const chart = new Chart(place, timeline, {
+    const chart = new Chart(place, timeline, motion.drawnTime, {
       height: bottom ? 82 : 58,
-      curves: [{values: motion.com[axis], stroke: () => colour('com')}],
+      curves: [{...motion.comCurves[axis], stroke: () => colour('com')}],
       range,
       shows_time: bottom,
       space: 15,

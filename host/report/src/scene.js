@@ -76,7 +76,7 @@ class CentreOfMass {
     this.solid = overlay(MeshBasicMaterial);
     this.line = overlay(LineBasicMaterial, {opacity: 0.6});
     const [x, y] = motion.com;
-    const path = x.flatMap((_, s) => [x[s], y[s], 0]);
+    const path = Array.from(x, (_, s) => [x[s], y[s], 0]).flat();
     this.ball = sphere(this.solid, com_radius);
     this.drop = new Mesh(rod, this.solid);
     this.ring = new Mesh(new RingGeometry(0.018, 0.023, 40), this.solid);

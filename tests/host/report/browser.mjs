@@ -20,19 +20,39 @@ export const launch = (graphics = software_webgl) =>
 
 export const motions = KORVEL_MOTIONS;
 
-// Runs a motion and writes its report. `columns` are the numbers of the results by name, read here. `change` may say
-// what else stands in the results: (name, value) to value.
+const numbersOf = (line) => line.split(',').map(Number);
+
+// The report of results, a text, in a file of this name.
 export class Report {
-  constructor(motion, change) {
+  constructor(name, results) {
     this.folder = mkdtempSync(join(tmpdir(), 'korvel-'));
-    const results = join(this.folder, `${basename(motion, '.csv')}-results.csv`);
+    this.results = results;
     this.page = join(this.folder, 'page.html');
+    writeFileSync(join(this.folder, name), results);
+    execFileSync(KORVEL_HOST, ['report', join(this.folder, name), '-o', this.page]);
+  }
+
+  // Of a motion. `change` may say what else stands in its results: (name, value) to value.
+  static ofMotion(motion, change = (_, value) => value) {
+    const folder = mkdtempSync(join(tmpdir(), 'korvel-'));
+    const results = join(folder, 'results.csv');
     execFileSync(KORVEL_HOST, ['run', motion, '-o', results]);
-    const [names, ...rows] = readFileSync(results, 'utf8').trim().split('\n').map((line) => line.split(','));
-    const numbers = rows.map((row) => row.map((field, i) => change ? change(names[i], Number(field)) : Number(field)));
-    if (change) writeFileSync(results, [names, ...numbers].map((row) => `${row.join(',')}\n`).join(''));
-    execFileSync(KORVEL_HOST, ['report', results, '-o', this.page]);
-    this.columns = Object.fromEntries(names.map((name, i) => [name, numbers.map((row) => row[i])]));
+    const [header, ...rows] = readFileSync(results, 'utf8').trim().split('\n');
+    rmSync(folder, {recursive: true});
+    const names = header.split(',');
+    const changed = rows.map((row) => numbersOf(row).map((value, i) => change(names[i], value)).join(','));
+    return new Report(`${basename(motion, '.csv')}-results.csv`, [header, ...changed, ''].join('\n'));
+  }
+
+  // The numbers of the results by name, in single precision but for the time.
+  get columns() {
+    return this.numbers ??= this.#read();
+  }
+  #read() {
+    const [header, ...rows] = this.results.trim().split('\n');
+    const numbers = rows.map(numbersOf);
+    return Object.fromEntries(header.split(',').map(
+        (name, i) => [name, numbers.map((row) => name === 'time' ? row[i] : Math.fround(row[i]))]));
   }
 
   point(name, sample) {
@@ -55,6 +75,7 @@ export class Report {
     });
     if (before) await page.addInitScript(before);
     await page.goto(url);
+    await page.waitForFunction(() => globalThis.korvel || document.querySelector('#failure').checkVisibility());
     return page;
   }
 

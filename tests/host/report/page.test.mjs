@@ -1,5 +1,5 @@
 import assert from 'node:assert/strict';
-import {readFileSync, writeFileSync} from 'node:fs';
+import {readFileSync, statSync, writeFileSync} from 'node:fs';
 import {join} from 'node:path';
 import {after, before, test} from 'node:test';
 import {drawn, launch, motions, no_webgl, Report} from './browser.mjs';
@@ -9,7 +9,7 @@ let browser;
 let wave;
 before(async () => {
   browser = await launch();
-  wave = new Report(join(motions, 'wave.csv'));
+  wave = Report.ofMotion(join(motions, 'wave.csv'));
 });
 after(async () => {
   await browser.close();
@@ -33,6 +33,8 @@ const setSlider = async (page, sample) => {
   await drawn(page);
 };
 const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
+// Points of the figure, which are rounded to 15 micrometres.
+const near = (a, b, what) => a.forEach((v, i) => assert.ok(Math.abs(v - b[i]) < 1e-5, `${what}: ${a} is not ${b}`));
 // Of the scene alone, without the letters over it.
 const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter { visibility: hidden }'});
 const plot = (page, limb) => page.locator('.panel', {hasText: limb}).locator('.u-over').boundingBox();
@@ -83,7 +85,7 @@ onPage('the slider moves figure, curves and numbers to the numbers of the file',
     await setSlider(page, sample);
     await expectTime(page, sample);
     const spheres = await page.evaluate(() => korvel.figure.robot.spheres());
-    bodies.forEach((body, b) => assert.deepEqual(spheres[b], wave.point(`${body}_com`, sample), body));
+    bodies.forEach((body, b) => near(spheres[b], wave.point(`${body}_com`, sample), body));
     pictures.set(sample, await picture(page));
   }
   await setSlider(page, 137);
@@ -95,7 +97,6 @@ onPage('the slider moves figure, curves and numbers to the numbers of the file',
 });
 
 onPage('rods join the bodies, a ball and a ring are at the centre of mass and under it', {}, async (page) => {
-  const near = (a, b, what) => a.forEach((v, i) => assert.ok(Math.abs(v - b[i]) < 1e-6, `${what}: ${a} is not ${b}`));
   assert.match(await page.locator('#ground').innerText(), /z = 0 of the world/);
   const bodies = await page.evaluate(() => korvel.motion.bodies.map(({name, parent}) => ({name, parent})));
   for (const sample of [0, 137, 300]) {
@@ -323,7 +324,7 @@ test('a figure that fails is a message, and the curves work', async (t) => {
 
 // A test on the page of results other than those of the wave.
 const onResults = (name, change, body) => test(name, async (t) => {
-  const report = new Report(join(motions, 'wave.csv'), change);
+  const report = Report.ofMotion(join(motions, 'wave.csv'), change);
   t.after(() => report.remove());
   const page = await report.open(browser);
   t.after(() => page.context().close());
@@ -421,7 +422,7 @@ onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? val
 test('one sample, and no ground at z = 0', async (t) => {
   const motion = join(wave.folder, 'one.csv');
   writeFileSync(motion, 'time\n2.5\n');
-  const report = new Report(motion);
+  const report = Report.ofMotion(motion);
   t.after(() => report.remove());
   const page = await report.open(browser);
   const lowest = Math.min(...Object.keys(report.columns).filter((n) => n.endsWith('_z')).map((n) => report.columns[n][0]));
@@ -429,6 +430,122 @@ test('one sample, and no ground at z = 0', async (t) => {
   assert.equal(await page.locator('#clock').textContent(), '2.500 / 2.500 s');
   assert.ok(await page.locator('#play').isDisabled());
   assert.deepEqual(page.faults, []);
+});
+
+// Texts of the time, in each chart that has them: how far from left to right each goes, and how wide the chart is.
+const timeTexts = (page) => page.evaluate(() => korvel.charts.map((chart) => chart.times()).filter(({texts}) => texts.length));
+
+for (const [length, change] of Object.entries({
+  '12 s': (time) => time * 12 / 7,
+  '12.5 s from 2000 s': (time) => 2000 + time * 12.5 / 7,
+  '3 ms': (time) => time * 0.003 / 7,
+  '3 h from a clock\'s time': (time) => 1760000000.5 + time * 1543,
+})) {
+  onResults(`times are readable, over ${length}`, (name, value) => name === 'time' ? change(value) : value, async (page) => {
+    for (const width of [360, 768, 1000, 1440]) {
+      await page.setViewportSize({width, height: 740});
+      await drawn(page);
+      const charts = await timeTexts(page);
+      assert.equal(charts.length, 6);
+      for (const {texts, size} of charts) {
+        assert.ok(texts.length > 1);
+        assert.equal(new Set(texts.map(({text}) => text)).size, texts.length);
+        texts.forEach(({text, left, right}, i) => {
+          assert.ok(left >= 0 && right <= size, `${text} is cut at ${width} px`);
+          assert.ok(text.length < 12, text);
+          assert.ok(i === 0 || left > texts[i - 1].right + 3, `${text} overlaps at ${width} px`);
+        });
+      }
+    }
+  });
+}
+
+onResults('times of a clock are counted from the first', (name, value) => name === 'time' ? value + 1760000000.5 : value, async (page) => {
+  assert.match(await page.locator('#facts').innerText(), /Times from\s+1760000000\.5 s/);
+  await setSlider(page, last());
+  assert.equal(await page.locator('#clock').textContent(), '7.000 / 7.000 s');
+  const at = await page.locator('#peaks-body td:last-child').allTextContents();
+  assert.ok(at.every((time) => Number(time) <= 7), `${at}`);
+});
+
+test('a name cannot turn or break the text around it', async (t) => {
+  const text = wave.results.split('\n').slice(0, 4).join('\n');
+  for (const [name, shown] of [['a\u202efdp.csv', 'a⟨U+202E⟩fdp.csv'], ['a\u2067\nb\u001b[1m.csv', 'a⟨U+2067⟩⟨U+000A⟩b⟨U+001B⟩[1m.csv'],
+                               ['ריצה.csv', 'ריצה.csv']]) {
+    const report = new Report(name, text);
+    t.after(() => report.remove());
+    const page = await report.open(browser);
+    assert.equal(await page.locator('h1').textContent(), shown);
+    assert.equal(await page.title(), `${shown} – motion report`);
+    await page.context().close();
+  }
+});
+
+// 60,000 samples of few digits. One knee has spikes between the samples that are shown evenly; the last is no extreme.
+test('a long motion is thinned, and says so; its peaks are exact', async (t) => {
+  const count = 60000;
+  const [header] = wave.results.split('\n');
+  const names = header.split(',');
+  const knee = names.indexOf('LKneePitch_torque');
+  const spikes = new Map([[20001, 3.25], [43210, -7.5], [50002, 2]]);
+  const rows = Array.from({length: count}, (_, s) => names.map((_, i) => {
+    if (i === knee && spikes.has(s)) return spikes.get(s);
+    return i === 0 ? s / 1000 : i % 7 === 0 ? Math.round(100 * Math.sin(s / 5000 + i)) / 100 : 0;
+  }).join(','));
+  const report = new Report('long.csv', [header, ...rows, ''].join('\n'));
+  t.after(() => report.remove());
+  const {size} = statSync(report.page);
+  assert.ok(size < 2e6, `${size} bytes`);
+
+  const page = await report.open(browser);
+  const {shown, time, values, drawn_values, drawn_time} = await page.evaluate(() => {
+    const {torque} = korvel.motion.joints.find(({name}) => name === 'LKneePitch');
+    return {
+      shown: korvel.motion.shown,
+      time: [...korvel.motion.time],
+      values: [...torque.values],
+      drawn_values: [...torque.drawn],
+      drawn_time: [...korvel.motion.drawnTime],
+    };
+  });
+  assert.ok(shown > 15000 && shown < 15100);
+  assert.ok(time.length === shown && values.length === shown);
+  assert.match(await page.locator('#facts').innerText(), /Samples\s+15,0\d\d of 60,000 shown/);
+  assert.match(await page.locator('main').innerText(), /Shows 15,0\d\d of 60,000 samples: one in 4, and those of the peaks/);
+  assert.equal(time.at(-1), (count - 1) / 1000);
+  assert.equal(drawn_time.length, drawn_values.length);
+  assert.ok(drawn_time.every((t, i) => i === 0 || t >= drawn_time[i - 1]));
+  for (const [sample, torque] of spikes) {
+    assert.equal(values[time.indexOf(sample / 1000)], torque === 2 ? undefined : torque);
+    const places = [...drawn_values.keys()].filter((i) => drawn_values[i] === torque);
+    assert.ok(places.every((i) => Math.abs(drawn_time[i] - sample / 1000) < 0.005) && places.length > 0);
+  }
+  const row = page.locator('tr[data-joint=LKneePitch]');
+  assert.match(await row.innerText(), /7\.5000\s+43\.210/);
+  await row.click();
+  assert.equal(await page.locator('#clock').textContent(), '43.210 / 59.999 s');
+  assert.equal(await valueOf(page, 'LKneePitch'), '-7.5000');
+  assert.deepEqual(page.faults, []);
+});
+
+test('where the data cannot be read the page says so', async (t) => {
+  const page = await wave.open(browser, {}, () => delete globalThis.DecompressionStream);
+  t.after(() => page.context().close());
+  assert.match(await page.locator('#failure').innerText(), /cannot be shown.*It needs a browser of 2023 or later/);
+});
+
+// An hour at 100 Hz would not fit into a mail, a minute does.
+test('a page of a minute at 100 Hz is below 3 MB', async (t) => {
+  const motion = join(wave.folder, 'minute.csv');
+  const joints = ['LHipPitch', 'LKneePitch', 'LAnklePitch', 'RHipPitch', 'RKneePitch', 'RShoulderPitch'];
+  const rows = Array.from({length: 6001}, (_, s) => [
+    s / 100, 0.001 * s, ...joints.map((_, j) => (0.3 * Math.sin(0.03 * s + j) + 0.1 * Math.sin((0.07 + 0.01 * j) * s)).toFixed(6)),
+  ].join(','));
+  writeFileSync(motion, [`time,x,${joints.join(',')}`, ...rows, ''].join('\n'));
+  const report = Report.ofMotion(motion);
+  t.after(() => report.remove());
+  const {size} = statSync(report.page);
+  assert.ok(size < 2.5e6, `${size} bytes`);
 });
 
 test('the page carries the licences of what is in it, and names no address to load from', () => {

@@ -1,6 +1,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/robot/module.h"
+#include "tests/host/report/page_data.h"
 #include "tests/host/support/command.h"
 
 namespace korvel::host {
@@ -12,64 +13,104 @@ class Report : public CommandTest {
  protected:
   void SetUp() override {
     if (!std::filesystem::exists(KORVEL_REPORT_PAGE)) GTEST_SKIP() << "the page was not built";
-    write(directory_ / "motion.csv", "time,z,LKneePitch,HeadYaw\n0,0.3,0.1,0\n0.1,0.31,0.3,-0.5\n0.3,0.3,0.2,1e-7\n");
+    write(directory_ / "motion.csv", "time,z,LKneePitch,HeadYaw\n2.5,0.3,0.1,0\n2.6,0.31,0.3,-0.5\n2.8,0.3,0.2,1e-7\n");
     columns_ = results();
   }
 
-  /// Text of the element of data.
-  std::string data_text(const char* page) const {
-    const std::string text = read(directory_ / page);
-    const std::string tag = R"(<script type="application/json" id="data">)";
-    const std::size_t start = text.find(tag) + tag.size();
-    return text.substr(start, text.find("</script>", start) - start);
-  }
-
-  void expect_point(const Json& point, const std::string& name) const {
-    ASSERT_EQ(point.size(), 3) << name;
-    EXPECT_EQ(point[0], Json(columns_.at(name + "_x"))) << name;
-    EXPECT_EQ(point[1], Json(columns_.at(name + "_y"))) << name;
-    EXPECT_EQ(point[2], Json(columns_.at(name + "_z"))) << name;
-  }
+  std::string page_data(const char* page) const { return data_text(read(directory_ / page)); }
 
   std::map<std::string, std::vector<float>> columns_;
 };
 
-/// The same with all numbers in single precision.
-Json in_float(const Json& json) {
-  if (json.is_number_float()) return json.get<float>();
-  if (!json.is_structured()) return json;
-  Json copy = json;
-  for (Json& item : copy) item = in_float(item);
-  return copy;
-}
-
-// Every number of the file is in the page, with the robot that the module has.
+// Every number of the file is in the page, with the robot that the module has: what is shown as a number exactly, what
+// is drawn within 8 micrometres.
 TEST_F(Report, DataAreThoseOfFileAndModule) {
   const Outcome outcome = host("report results.csv -o page.html");
   ASSERT_EQ(outcome.status, 0) << outcome.err;
-  const Json data = in_float(Json::parse(data_text("page.html")));
+  const Json data = Json::parse(page_data("page.html"));
   const System system = Module(KORVEL_MODULE).create();
+  const Unpacked unpacked(data["columns"], data["shown"]);
+  const auto expect_curve = [&](const Json& curve, const std::string& name) {
+    EXPECT_EQ(unpacked.exact(curve["values"]), columns_.at(name)) << name;
+    EXPECT_EQ(curve.size(), 1) << name;
+  };
+  const auto expect_points = [&](const Json& points, const std::string& name) {
+    ASSERT_EQ(points.size(), 3) << name;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      const auto& expected = columns_.at(fmt::format("{}_{}", name, "xyz"[axis]));
+      const auto found = unpacked.rounded(points[axis]["column"], points[axis]["unit"]);
+      for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_NEAR(found[i], static_cast<double>(expected[i]), 8e-6) << name;
+      }
+    }
+  };
 
   EXPECT_EQ(data["file"], "results.csv");
-  EXPECT_EQ(data["mass"], system->getMass());
-  EXPECT_EQ(data["time"], Json(columns_["time"]));
-  expect_point(data["com"], "com");
+  EXPECT_EQ(data["samples"], 3);
+  EXPECT_EQ(data["shown"], 3);
+  EXPECT_EQ(data["stride"], 1);
+  EXPECT_EQ(data["start"], 2.5);
+  EXPECT_EQ(unpacked.time(), (std::vector<double>{0, 0.1, 0.3}));
+  EXPECT_EQ(data["mass"].get<float>(), system->getMass());
+  ASSERT_EQ(data["com"].size(), 3);
+  for (std::size_t axis = 0; axis < 3; ++axis) expect_curve(data["com"][axis], fmt::format("com_{}", "xyz"[axis]));
   ASSERT_EQ(data["joints"].size(), system->getNbJointAngles());
   for (unsigned long j = 0; j < system->getNbJointAngles(); ++j) {
     const Json& joint = data["joints"][j];
     EXPECT_EQ(joint["name"], system->getJointAngleName(j));
     EXPECT_EQ(joint["body"], j + 1);
-    EXPECT_EQ(joint["torque"], Json(columns_.at(system->getJointAngleName(j) + "_torque")));
+    expect_curve(joint["torque"], system->getJointAngleName(j) + "_torque");
   }
   ASSERT_EQ(data["bodies"].size(), system->getNbBodies());
   for (unsigned long b = 0; b < system->getNbBodies(); ++b) {
     const Json& body = data["bodies"][b];
     EXPECT_EQ(body["name"], system->getBodyName(b));
     EXPECT_EQ(body["parent"], system->getParentsVector()[b]);
-    EXPECT_EQ(body["mass"], system->getMass(b));
-    expect_point(body["origin"], system->getBodyName(b));
-    expect_point(body["com"], system->getBodyName(b) + "_com");
+    EXPECT_EQ(body["mass"].get<float>(), system->getMass(b));
+    expect_points(body["origin"], system->getBodyName(b));
+    expect_points(body["com"], system->getBodyName(b) + "_com");
   }
+  EXPECT_EQ(unpacked.columns(), 3 + data["joints"].size() + 6 * data["bodies"].size());
+}
+
+// Of a long file the page has some samples, and of the curves the bounds of all; equal files give equal pages.
+TEST_F(Report, LongResultsAreThinned) {
+  constexpr std::size_t count = 21000;
+  const std::string results = read(directory_ / "results.csv");
+  const std::string header = results.substr(0, results.find('\n'));
+  // The first column but time is a torque: 1 at one sample, or else 0.
+  const std::string row = header.substr(header.find("_torque"));
+  std::string zeros;
+  for (const char c : row) zeros += c == ',' ? ",0" : "";
+  std::string text = header + '\n';
+  for (std::size_t i = 0; i < count; ++i) text += fmt::format("176000{:05}.5,{}{}\n", i, i == 12345 ? 1 : 0, zeros);
+  write(directory_ / "long.csv", text);
+  ASSERT_EQ(host("report long.csv -o page.html").status, 0);
+  ASSERT_EQ(host("report long.csv -o again.html").status, 0);
+  EXPECT_EQ(read(directory_ / "page.html"), read(directory_ / "again.html"));
+
+  const Json data = Json::parse(page_data("page.html"));
+  EXPECT_EQ(data["samples"], count);
+  EXPECT_EQ(data["stride"], 2);
+  // Every second, the peak and the last.
+  constexpr std::size_t shown = count / 2 + 2;
+  ASSERT_EQ(data["shown"], shown);
+  EXPECT_EQ(data["start"], 17600000000.5);
+  const Unpacked unpacked(data["columns"], shown);
+  const Json& torque = data["joints"][0]["torque"];
+  const auto values = unpacked.exact(torque["values"]);
+  const auto highs = unpacked.exact(torque["high"]);
+  const auto time = unpacked.time();
+  constexpr std::size_t before = 12345 / 2;
+  EXPECT_EQ(values[before], 0);
+  EXPECT_EQ(highs[before], 1);
+  EXPECT_EQ(values[before + 1], 1);
+  EXPECT_EQ(time[before + 1], 12345);
+  EXPECT_EQ(time[before + 2], 12346);
+  EXPECT_EQ(time.back(), count - 1);
+  std::vector<float> lows(shown, 0);
+  lows[before + 1] = 1;
+  EXPECT_EQ(unpacked.exact(torque["low"]), lows);
 }
 
 // Columns are found by name, and further ones do not matter.
@@ -83,7 +124,7 @@ TEST_F(Report, ColumnsComeInAnyOrder) {
   write(directory_ / "reversed/results.csv", reversed);
   ASSERT_EQ(host("report results.csv -o page.html").status, 0);
   ASSERT_EQ(host("report reversed/results.csv -o reversed.html").status, 0);
-  EXPECT_EQ(data_text("page.html"), data_text("reversed.html"));
+  EXPECT_EQ(page_data("page.html"), page_data("reversed.html"));
 }
 
 // Nothing in a name of a file is taken for markup, or lost.
@@ -92,7 +133,7 @@ TEST_F(Report, NamesStayText) {
   std::filesystem::rename(directory_ / "results.csv", directory_.path() / name);
   const Outcome outcome = host(fmt::format("report '{}' -o page.html", name));
   ASSERT_EQ(outcome.status, 0) << outcome.err;
-  const std::string text = data_text("page.html");
+  const std::string text = page_data("page.html");
   EXPECT_EQ(text.find('<'), std::string::npos);
   EXPECT_EQ(Json::parse(text)["file"], name);
 }
@@ -107,10 +148,10 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
   };
   write(directory_ / "lacks.csv", replaced(",HeadYaw_com_y,", ",Nose_com_y,"));
   write(directory_ / "twice.csv", replaced(",HeadYaw_com_y,", ",com_y,HeadYaw_com_y,"));
-  write(directory_ / "word.csv", replaced("\n0.1,", "\n0.1,none"));
-  write(directory_ / "infinite.csv", replaced("\n0.1,", "\n1e999,"));
-  write(directory_ / "shorter.csv", replaced("\n0.3,", "\n"));
-  write(directory_ / "backwards.csv", replaced("\n0.3,", "\n0.05,"));
+  write(directory_ / "word.csv", replaced("\n2.6,", "\n2.6,none"));
+  write(directory_ / "infinite.csv", replaced("\n2.6,", "\n1e999,"));
+  write(directory_ / "shorter.csv", replaced("\n2.8,", "\n"));
+  write(directory_ / "backwards.csv", replaced("\n2.8,", "\n2.55,"));
   write(directory_ / "header.csv", header + '\n');
   write(directory_ / "empty.csv", "");
   write(directory_ / "old.html", "old page\n");
@@ -126,7 +167,7 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"word.csv -o old.html", "word.csv:3: expected a number in column 'HeadYaw_torque', found 'none"},
       {"infinite.csv -o page.html", "infinite.csv:3: expected a finite single-precision number in column"},
       {"shorter.csv -o page.html", fmt::format("shorter.csv:4: expected {} columns, found {}", count + 1, count)},
-      {"backwards.csv -o page.html", "backwards.csv:4: expected a time after 0.1, found 0.05"},
+      {"backwards.csv -o page.html", "backwards.csv:4: expected a time after 2.6, found 2.55"},
       {"header.csv -o page.html", "header.csv:2: expected a sample, found the end of the file"},
       {"empty.csv -o page.html", "empty.csv:1: expected a header row, found an empty file"},
       {"none.csv -o page.html", "none.csv: cannot read"},
@@ -164,7 +205,7 @@ TEST_F(Report, PageIsFoundWhereItIsInstalled) {
   std::filesystem::create_directories(directory_ / "prefix/share/korvel");
   std::filesystem::copy(KORVEL_REPORT_PAGE, directory_ / "prefix/share/korvel");
   EXPECT_EQ(host(arguments, ":", installed).status, 0);
-  EXPECT_EQ(Json::parse(data_text("page.html"))["file"], "results.csv");
+  EXPECT_EQ(Json::parse(page_data("page.html"))["file"], "results.csv");
 }
 
 }  // namespace

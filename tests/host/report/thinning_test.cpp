@@ -1,0 +1,79 @@
+#include "host/report/thinning.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <set>
+
+namespace korvel::host {
+namespace {
+
+constexpr std::size_t curves = 3;
+constexpr std::size_t columns = 5;
+
+/// Samples of random values, of few different ones so that some are equal.
+std::vector<std::vector<float>> random_rows(std::size_t count) {
+  std::mt19937 random(count);
+  std::vector<std::vector<float>> rows(count, std::vector<float>(columns));
+  for (auto& row : rows) {
+    for (float& value : row) value = static_cast<float>(random() % (2 * count)) - static_cast<float>(count);
+  }
+  return rows;
+}
+
+double time_of(std::size_t number) { return 0.25 * static_cast<double>(number * number); }
+
+/// Numbers of the first of the lowest and of the first of the highest values of each curve.
+std::set<std::size_t> extremes(const std::vector<std::vector<float>>& rows) {
+  std::set<std::size_t> numbers;
+  for (std::size_t c = 0; c < curves; ++c) {
+    const auto less = [c](const auto& a, const auto& b) { return a[c] < b[c]; };
+    numbers.insert(static_cast<std::size_t>(std::min_element(rows.begin(), rows.end(), less) - rows.begin()));
+    numbers.insert(static_cast<std::size_t>(std::max_element(rows.begin(), rows.end(), less) - rows.begin()));
+  }
+  return numbers;
+}
+
+// Every stride-th sample, the last and the extremes are kept as they were; the curves' bounds are those of all samples
+// that one of them stands for.
+TEST(Thinning, KeepsEvenlyAndEveryExtreme) {
+  for (const std::size_t most : {1U, 2U, 7U, 16U}) {
+    for (const std::size_t count : {1U, 2U, 3U, 8U, 15U, 16U, 17U, 32U, 33U, 127U, 128U, 129U, 1000U}) {
+      SCOPED_TRACE(testing::Message() << count << " samples, " << most << " at most");
+      const auto rows = random_rows(count);
+      Thinning thinning(curves, most);
+      for (std::size_t i = 0; i < count; ++i) thinning.add({100 + time_of(i), time_of(i), rows[i]});
+      ASSERT_EQ(thinning.count(), count);
+      const std::size_t stride = thinning.stride();
+      ASSERT_GE(stride * most, count);
+      ASSERT_TRUE(stride == 1 || stride * most < 2 * count) << stride;
+
+      std::set<std::size_t> expected = extremes(rows);
+      expected.insert(count - 1);
+      for (std::size_t i = 0; i < count; i += stride) expected.insert(i);
+      const std::vector<KeptSample> kept = thinning.kept();
+      ASSERT_EQ(kept.size(), expected.size());
+      auto number = expected.begin();
+      for (const KeptSample& sample : kept) {
+        ASSERT_EQ(sample.number, *number++);
+        EXPECT_EQ(sample.elapsed, time_of(sample.number));
+        EXPECT_EQ(sample.values, rows[sample.number]);
+        const std::size_t end = sample.number % stride == 0 ? sample.number + stride : sample.number + 1;
+        for (std::size_t c = 0; c < curves; ++c) {
+          float low = rows[sample.number][c];
+          float high = low;
+          for (std::size_t i = sample.number; i < std::min(end, count); ++i) {
+            low = std::min(low, rows[i][c]);
+            high = std::max(high, rows[i][c]);
+          }
+          EXPECT_EQ(sample.lows[c], low);
+          EXPECT_EQ(sample.highs[c], high);
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace korvel::host
