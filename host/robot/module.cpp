@@ -21,7 +21,7 @@ namespace {
   throw Error(fmt::format("cannot load module '{}': {}", path.string(), reason));
 }
 
-std::shared_ptr<void> open(const std::filesystem::path& path) {
+std::shared_ptr<void> open_library(const std::filesystem::path& path) {
   // A path without a slash would be looked up in the library search path.
   if (path.empty()) throw Error("expected the path of a module, found ''");
   void* library = dlopen(std::filesystem::absolute(path).c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -40,7 +40,7 @@ Function entry_point(const std::filesystem::path& path, void* library, const cha
 
 Module::Module(const std::filesystem::path& path)
     : path_(path),
-      library_(open(path)),
+      library_(open_library(path)),
       create_(entry_point<Create>(path, library_.get(), "create")),
       destroy_(entry_point<SystemDeleter::Destroy>(path, library_.get(), "destroy")) {}
 
