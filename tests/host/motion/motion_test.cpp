@@ -51,10 +51,10 @@ TEST(MotionFile, ErrorsNameLineAndExpectation) {
       // Lines are those of the file, also after blank lines and after fields of several lines; the text is one line.
       {"\r\n\r\ntime,Knee\r\n\r\n0,1\r\n\r\n1,abc\r\n",
        "motion.csv:7: expected a number in column 'Knee', found 'abc'"},
-      {"time,Knee\n\"0\n\n\",1\n1,1\n", "motion.csv:2: expected a number in column 'time', found '0  '"},
+      {"time,Knee\n\"0\n\n\",1\n1,1\n", "motion.csv:2: expected a number in column 'time', found '0\\x0a\\x0a'"},
       {"\"time\",x,\"\n\n\"\n",
        "motion.csv:1: expected a column named time, x, y, z, roll, pitch, yaw, qw, qx, qy, qz or as a joint, "
-       "found '  '"},
+       "found '\\x0a\\x0a'"},
       // The orientation stands there once and whole, and is one.
       {"time,qw,qx,qy\n0,1,0,0\n", "motion.csv:1: expected all of qw, qx, qy and qz or none, found no column 'qz'"},
       {"time,qw,qx,qy,qz,yaw\n0,1,0,0,0,0\n",

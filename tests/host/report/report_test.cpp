@@ -171,7 +171,7 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"header.csv -o page.html", "header.csv:2: expected a sample, found the end of the file"},
       {"empty.csv -o page.html", "empty.csv:1: expected a header row, found an empty file"},
       {"none.csv -o page.html", "none.csv: cannot read"},
-      {"results.csv -o results.csv", "results.csv: the report would replace the results"},
+      {"results.csv -o results.csv", "results.csv: cannot write: would replace the results"},
       {"results.csv -o nowhere/page.html", "No such file or directory"},
       {"results.csv -o page.html --module none.so", "cannot load module 'none.so'"},
       {"results.csv", "--output is required"},
