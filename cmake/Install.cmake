@@ -55,6 +55,8 @@ if(TARGET korvel-host)
   install(TARGETS korvel-host COMPONENT tool)
   gzipped(docs/korvel-host.1)
   install(FILES ${PROJECT_BINARY_DIR}/korvel-host.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool OPTIONAL)
+  install(FILES host/cli/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+          RENAME korvel-host COMPONENT tool)
   # Built where node is installed.
   install(FILES ${PROJECT_BINARY_DIR}/report.html DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool OPTIONAL)
   install(DIRECTORY motions DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool FILES_MATCHING PATTERN "*.csv")
