@@ -26,8 +26,7 @@ void put(float* to, const tesk::FloatRange& view) { std::copy(view.begin(), view
 void put(float* to, const Eigen::MatrixXf& matrix) { std::copy_n(matrix.data(), matrix.size(), to); }
 void put(float* to, const Robot::Jacobian& matrix) { std::copy_n(matrix.data(), matrix.size(), to); }
 
-template <const QZ::Math::Transform& (Robot::*pose)(unsigned long) const noexcept,
-          unsigned long (Robot::*count)() const noexcept = &Robot::getNbBodies>
+template <auto pose, auto count = &Robot::getNbBodies>
 void read_poses(const Robot& robot, float* to) {
   for (unsigned long i = 0; i < (robot.*count)(); ++i, to += 12) put(to, (robot.*pose)(i));
 }

@@ -67,8 +67,9 @@ ElfFile::ElfFile(const std::filesystem::path& path) {
       if (entry.d_tag == DT_NEEDED) needed_.push_back(name(elf, header.sh_link, entry.d_un.d_val));
     }
     for (int i = 0; header.sh_type == SHT_DYNSYM && gelf_getsym(data, i, &symbol) != nullptr; ++i) {
-      symbols_.push_back({name(elf, header.sh_link, symbol.st_name), GELF_ST_TYPE(symbol.st_info),
-                          GELF_ST_BIND(symbol.st_info), symbol.st_shndx != SHN_UNDEF});
+      symbols_.push_back({name(elf, header.sh_link, symbol.st_name),
+                          static_cast<unsigned char>(GELF_ST_TYPE(symbol.st_info)),
+                          static_cast<unsigned char>(GELF_ST_BIND(symbol.st_info)), symbol.st_shndx != SHN_UNDEF});
     }
   }
 }

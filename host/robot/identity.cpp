@@ -13,7 +13,7 @@ Identity identity(const std::filesystem::path& module) try {
   Identity result{module};
   for (const ElfFile::Note& note : file.notes()) {
     // plugin/identity.cpp writes it.
-    if (note.owner == "korvel" && note.type == 1) result.version = note.bytes.c_str();
+    if (note.owner == "korvel" && note.type == 1) result.version = note.bytes.substr(0, note.bytes.find('\0'));
     if (note.owner == ELF_NOTE_GNU && note.type == NT_GNU_BUILD_ID) {
       result.build_id.clear();
       for (const char byte : note.bytes) result.build_id += fmt::format("{:02x}", static_cast<unsigned char>(byte));

@@ -11,7 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 using Robot = tesk::RigidBodySystem;
 
-template <void (Robot::*compute)() noexcept>
+template <auto compute>
 std::vector<float> call(Robot& robot) {
   (robot.*compute)();
   return {};
