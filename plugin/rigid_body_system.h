@@ -59,7 +59,8 @@
 
 #include "qzmath/qzmath.h"
 
-// Whether this host's Eigen has a scheme of its own to take and free storage.
+/// Whether this host's Eigen has a scheme of its own to take and free storage. What overrides the interface has to
+/// know: one operation has another name then.
 #define KORVEL_EIGEN_ALLOCATES (EIGEN_DEFAULT_ALIGN_BYTES > 0 && !EIGEN_MALLOC_ALREADY_ALIGNED)
 
 // Strings, vectors and matrices cross the boundary: both sides must lay them out alike.
@@ -106,26 +107,14 @@ static_assert(std::is_trivially_copyable_v<FloatRange> && sizeof(FloatRange) == 
 ///
 /// The order of the virtual operations is part of the contract: a host reaches each by its position. Operations
 /// are never moved or removed; new ones go to the end.
-#if KORVEL_EIGEN_ALLOCATES
-// The module reallocates by malloc and free. The Eigen of this host, compiled for AVX or with AddressSanitizer, does
-// not. Here the class is in two parts, so that one thing can be done on the host's side; positions, calls and
-// overriding are the same.
-class RigidBodySystem;
-class FirstOperations {
-#else
 class RigidBodySystem {
-#endif
  public:
   using Jacobian = Eigen::Matrix<float, 6, Eigen::Dynamic>;
   using ComJacobian = Eigen::Matrix<float, 3, Eigen::Dynamic>;
   using JointValues = Eigen::Ref<const Eigen::ArrayXf>;
   using TopologyVector = std::vector<std::int64_t>;
 
-#if KORVEL_EIGEN_ALLOCATES
-  virtual ~FirstOperations() = default;
-#else
   virtual ~RigidBodySystem() = default;
-#endif
 
   /// A deep copy of the object: inputs, results and the state that computations have left.
   /// Throws std::bad_alloc; then nothing has been made. Release it by the pointer or by `destroy`.
@@ -229,25 +218,17 @@ class RigidBodySystem {
   /// same state as computeGeneralizedMass. For b that names no body, J is left as it was.
   /// Throws std::bad_alloc; then J is as it was.
 #if KORVEL_EIGEN_ALLOCATES
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Woverloaded-virtual"
-#endif
-  virtual void computePartialComJacobian(unsigned long b, ComJacobian& J) = 0;
-#if KORVEL_EIGEN_ALLOCATES
-#pragma GCC diagnostic pop
-};
-
-class RigidBodySystem : public FirstOperations {
- public:
-  /// Calls the operation once J has its size, so that the module finds nothing to reallocate. A template hides the
-  /// operation from who calls it, and not from who overrides it.
-  template <typename Jacobian3>
-  void computePartialComJacobian(unsigned long b, Jacobian3& J) {
+  /// The module reallocates by malloc and free. The Eigen of this host, compiled for AVX or with AddressSanitizer, does
+  /// not: the host gives J its size, and the module, behind the same position, finds nothing to reallocate.
+  /// A mock overrides the second of the two, under this condition.
+  void computePartialComJacobian(unsigned long b, ComJacobian& J) {
     const auto columns = static_cast<Eigen::Index>(6 + getNbJointAngles());
     if (J.cols() != columns && b < getNbBodies()) ComJacobian(3, columns).swap(J);
-    static_cast<FirstOperations&>(*this).computePartialComJacobian(b, J);
+    computePartialComJacobianOfRightSize(b, J);
   }
-
+  virtual void computePartialComJacobianOfRightSize(unsigned long b, ComJacobian& J) = 0;
+#else
+  virtual void computePartialComJacobian(unsigned long b, ComJacobian& J) = 0;
 #endif
   /// Centre of mass of the robot without body b, root frame, for the joint angles of the last
   /// computeFwdKinematicsExceptRoot. For b = 0 or b that names no body: getComPosition(), world frame.
@@ -306,8 +287,6 @@ class RigidBodySystem : public FirstOperations {
 };
 
 }  // namespace tesk
-
-#undef KORVEL_EIGEN_ALLOCATES
 
 #if defined(__GNUC__)
 #define KORVEL_EXPORT __attribute__((visibility("default")))

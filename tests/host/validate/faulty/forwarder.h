@@ -68,7 +68,13 @@ class Forwarder : public tesk::RigidBodySystem {
   void computeFwdKinematicsExceptRoot() noexcept override { real_->computeFwdKinematicsExceptRoot(); }
   void computeFwdKinematicsOnlyRoot() noexcept override { real_->computeFwdKinematicsOnlyRoot(); }
   void computeGeneralizedMass() noexcept override { real_->computeGeneralizedMass(); }
+#if KORVEL_EIGEN_ALLOCATES
+  void computePartialComJacobianOfRightSize(unsigned long b, ComJacobian& J) override {
+    real_->computePartialComJacobian(b, J);
+  }
+#else
   void computePartialComJacobian(unsigned long b, ComJacobian& J) override { real_->computePartialComJacobian(b, J); }
+#endif
   Position computePartialComPositionInRoot(unsigned long b) noexcept override {
     return real_->computePartialComPositionInRoot(b);
   }
