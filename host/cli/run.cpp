@@ -73,12 +73,13 @@ std::vector<Task> tasks(const RunOptions& options, const tesk::RigidBodySystem& 
   for (const std::filesystem::path& motion : options.motions) {
     results.push_back(outputs.claim(results_of(motion, options)));
   }
+  const std::vector<std::string> joints = joint_names(system);
+  const double penalty = options.cutoff ? penalty_of_cutoff(*options.cutoff) : 0;
   std::vector<Task> tasks;
   for (std::size_t i = 0; i < results.size(); ++i) {
     const std::filesystem::path& motion = options.motions[i];
-    Motion samples = read_motion(motion, joint_names(system));
-    tell_doubts(samples, joint_names(system), options);
-    const double penalty = options.cutoff ? penalty_of_cutoff(*options.cutoff) : 0;
+    Motion samples = read_motion(motion, joints);
+    tell_doubts(samples, joints, options);
     tasks.push_back({motion, Trajectory(std::move(samples), penalty), results[i], Summary(system), {}});
   }
   return tasks;

@@ -102,6 +102,12 @@ Eigen::ArrayX4d read_orientation(const std::filesystem::path& path, const Sample
   return result;
 }
 
+/// The mean time between samples [s]; 0 of a single one.
+double mean_step(const Motion& motion) {
+  const Eigen::Index steps = motion.elapsed.size() - 1;
+  return steps > 0 ? motion.elapsed[steps] / static_cast<double>(steps) : 0;
+}
+
 /// Of the columns that change.
 int fewest_decimals(const Samples& samples) {
   int fewest = std::numeric_limits<int>::max();
@@ -143,10 +149,9 @@ std::vector<std::string> doubts_about(const Motion& motion, const Names& joint_n
                                  joint_names[static_cast<std::size_t>(j)], range));
     break;
   }
-  const Eigen::Index steps = motion.elapsed.size() - 1;
-  if (steps > 0 && motion.elapsed[steps] / static_cast<double>(steps) >= long_step) {
-    doubts.push_back(fmt::format("samples are {:.4g} s apart: time is in seconds, are these milliseconds?",
-                                 motion.elapsed[steps] / static_cast<double>(steps)));
+  const double step = mean_step(motion);
+  if (step >= long_step) {
+    doubts.push_back(fmt::format("samples are {:.4g} s apart: time is in seconds, are these milliseconds?", step));
   }
   return doubts;
 }
@@ -154,9 +159,8 @@ std::vector<std::string> doubts_about(const Motion& motion, const Names& joint_n
 std::optional<RoundingNoise> rounding_noise(const Motion& motion) {
   constexpr double noticed = 0.5;   // [rad/s^2], root mean square
   constexpr double harmless = 0.2;  // some hundredths of a newton metre
-  const Eigen::Index steps = motion.elapsed.size() - 1;
-  if (steps < 1 || motion.decimals == std::numeric_limits<int>::max()) return std::nullopt;
-  const double h = motion.elapsed[steps] / static_cast<double>(steps);
+  if (motion.elapsed.size() < 2 || motion.decimals == std::numeric_limits<int>::max()) return std::nullopt;
+  const double h = mean_step(motion);
   const double unit = 0.5 * std::pow(10, -motion.decimals);
   const double rms_unit = unit / std::sqrt(3.0);
   const double rms = 6 * rms_unit / (h * h);
