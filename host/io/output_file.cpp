@@ -99,6 +99,10 @@ bool OutputFile::link_to(const std::filesystem::path& path) const {
   return linkat(AT_FDCWD, open.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
+void OutputFile::link_beside() {
+  make_name([&](const char* name) { return link_to(name) ? 0 : -1; });
+}
+
 void OutputFile::write(std::string_view text) {
   if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) throw write_error(path_.named(), errno);
 }
@@ -111,7 +115,7 @@ void OutputFile::close() {
   if (!file_) return;
   flush();
   if (!takes_much(fileno(file_.get()))) return;
-  if (temporary_.empty()) make_name([&](const char* name) { return link_to(name) ? 0 : -1; });
+  if (temporary_.empty()) link_beside();
   if (std::fclose(file_.release()) != 0) throw write_error(path_.named(), errno);
 }
 
@@ -122,7 +126,7 @@ void OutputFile::commit() {
     const bool linked = link_to(path_.target());
     if (!linked && errno != EEXIST) throw write_error(path_.named(), errno);
     // A link does not replace what stands there, renaming does.
-    if (!linked) make_name([&](const char* name) { return link_to(name) ? 0 : -1; });
+    if (!linked) link_beside();
   }
   if (file_ && std::fclose(file_.release()) != 0) throw write_error(path_.named(), errno);
   if (temporary_.empty()) return;

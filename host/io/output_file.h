@@ -44,6 +44,8 @@ class OutputFile {
   int make_name(const Make& make);
   /// Gives a file without a name the path. False, and errno, if that fails.
   bool link_to(const std::filesystem::path& path) const;
+  /// Gives it a name beside the target.
+  void link_beside();
 
   OutputPath path_;
   /// Where the file stands before it is complete, if it has a name.

@@ -6,8 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "host/io/error.h"
-
 namespace korvel::host {
 
 namespace {
@@ -18,7 +16,7 @@ namespace {
   // The loader begins with the path, too.
   const std::string said = std::filesystem::absolute(path).string() + ": ";
   if (reason.substr(0, said.size()) == said) reason.remove_prefix(said.size());
-  throw Error(fmt::format("cannot load module '{}': {}", path.string(), reason));
+  throw module_error(path, reason);
 }
 
 std::shared_ptr<void> open_library(const std::filesystem::path& path) {
@@ -37,6 +35,10 @@ Function entry_point(const std::filesystem::path& path, void* library, const cha
 }
 
 }  // namespace
+
+Error module_error(const std::filesystem::path& path, std::string_view what) {
+  return Error(fmt::format("cannot load module '{}': {}", path.string(), what));
+}
 
 Module::Module(const std::filesystem::path& path)
     : path_(path),

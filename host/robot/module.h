@@ -2,8 +2,10 @@
 
 #include <filesystem>
 #include <memory>
+#include <string_view>
 #include <utility>
 
+#include "host/io/error.h"
 #include "plugin/rigid_body_system.h"
 
 namespace korvel::host {
@@ -25,6 +27,9 @@ class SystemDeleter {
 /// A robot made by a module. The handle keeps the module loaded, also when it is empty. What `clone` returns is a plain
 /// pointer and does not keep the module loaded.
 using System = std::unique_ptr<tesk::RigidBodySystem, SystemDeleter>;
+
+/// The error of a module that is of no use: "cannot load module 'path': what".
+Error module_error(const std::filesystem::path& path, std::string_view what);
 
 /// A loaded module. It is unloaded when the Module, its copies and every System made by it are gone.
 class Module {

@@ -1,11 +1,8 @@
 #include "host/robot/trial.h"
 
-#include <elf.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,13 +13,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <random>
 #include <string>
 #include <system_error>
 #include <thread>
 
 #include "host/io/error.h"
+#include "host/io/program_file.h"
+#include "host/robot/child_process.h"
 #include "host/robot/robot.h"
 
 namespace korvel::host {
@@ -34,44 +32,37 @@ constexpr std::chrono::seconds limit{5};
 
 std::string system_words(int code) { return std::generic_category().message(code); }
 
-Error module_error(const std::filesystem::path& path, const std::string& what) {
-  return Error(fmt::format("cannot load module '{}': {}", path.string(), what));
-}
-
-void write_all(int channel, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = write(channel, text.data(), text.size());
-    if (count <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(count));
+/// What the function returns. Whatever it throws becomes an Error of the module, by the name of who threw.
+template <typename Function>
+auto guarded(const std::filesystem::path& path, const char* who, const Function& function) {
+  try {
+    return function();
+  } catch (const Error&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw module_error(path, fmt::format("{} threw: {}", who, error.what()));
+  } catch (...) {
+    throw module_error(path, fmt::format("{} threw something that is no std::exception", who));
   }
 }
 
 /// The words for what is wrong, nothing if all is well.
-std::string try_here(const std::filesystem::path& path) {
-  try {
-    read_robot(*robot_of(Module(path)));
-    return {};
-  } catch (const Error& error) {
-    return error.what();
-  } catch (const std::exception& error) {
-    return module_error(path, fmt::format("it threw: {}", error.what())).what();
-  } catch (...) {
-    return module_error(path, "it threw something that is no std::exception").what();
-  }
+std::string try_here(const std::filesystem::path& path) try {
+  guarded(path, "it", [&] { return read_robot(*robot_of(Module(path))); });
+  return {};
+} catch (const Error& error) {
+  return error.what();
 }
 
 [[noreturn]] void try_in_child(const std::filesystem::path& path, int channel, pid_t parent, const std::string& token) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(1);
-  const rlimit no_core{0, 0};
-  setrlimit(RLIMIT_CORE, &no_core);
+  begin_child(parent);
   // Words of the module itself, of a failed assertion perhaps.
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (nowhere >= 0) {
     dup2(nowhere, STDOUT_FILENO);
     dup2(nowhere, STDERR_FILENO);
   }
-  write_all(channel, token + try_here(path));
+  send(channel, token + try_here(path));
   _exit(0);
 }
 
@@ -89,14 +80,6 @@ std::string received(int channel, Clock::time_point end) {
     if (count <= 0) return message;
     message.append(part.data(), static_cast<std::size_t>(count));
   }
-}
-
-/// By the header, whose first fields are those of every machine.
-bool is_shared_library(const std::filesystem::path& path) {
-  Elf32_Ehdr header{};
-  std::ifstream file(path, std::ios::binary);
-  file.read(reinterpret_cast<char*>(&header), sizeof(header));
-  return file && std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 && header.e_type == ET_DYN;
 }
 
 std::string random_token() {
@@ -144,8 +127,9 @@ Module tried_module(const std::filesystem::path& path) {
     if (!ended) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   const bool late = !ended && !complete;
-  if (!ended) kill(child, SIGKILL);
-  while (!ended && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  if (!ended) {
+    kill(child, SIGKILL);
+    status = status_at_end(child);
   }
   if (complete && message.size() == token.size()) return Module(path);
   if (complete) throw Error(message.substr(token.size()));
@@ -155,17 +139,11 @@ Module tried_module(const std::filesystem::path& path) {
 }
 
 System robot_of(const Module& module) {
-  try {
+  return guarded(module.path(), "create", [&] {
     System robot = module.create();
     if (robot == nullptr) throw module_error(module.path(), "create returned a null pointer");
     return robot;
-  } catch (const Error&) {
-    throw;
-  } catch (const std::exception& error) {
-    throw module_error(module.path(), fmt::format("create threw: {}", error.what()));
-  } catch (...) {
-    throw module_error(module.path(), "create threw something that is no std::exception");
-  }
+  });
 }
 
 }  // namespace korvel::host

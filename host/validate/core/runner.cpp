@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +13,8 @@
 #include <cstring>
 #include <optional>
 #include <system_error>
+
+#include "host/robot/child_process.h"
 
 namespace korvel::validate {
 
@@ -40,20 +40,8 @@ std::string run_here(const Check& check, const Subject& subject) {
 }
 
 [[noreturn]] void run_in_child(const Check& check, const Subject& subject, int channel, pid_t parent) {
-  // Nothing is left behind if the parent is interrupted, and no core file by a module that crashes.
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(0);
-  const rlimit no_core{0, 0};
-  setrlimit(RLIMIT_CORE, &no_core);
-  const std::string message = run_here(check, subject);
-  const char* rest = message.data();
-  std::size_t left = message.size();
-  while (left > 0) {
-    const ssize_t written = write(channel, rest, left);
-    if (written <= 0) break;
-    rest += written;
-    left -= static_cast<std::size_t>(written);
-  }
+  host::begin_child(parent);
+  host::send(channel, run_here(check, subject));
   // No destructors and no handlers of the module or of this program.
   _exit(0);
 }
@@ -101,8 +89,7 @@ class Child {
     const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
     if (!ended) {
       kill(pid_, SIGKILL);
-      while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-      }
+      host::status_at_end(pid_);
       if (channel_ >= 0) close(channel_);
       return Outcome{Verdict::finding, fmt::format("still running after {} s", check_->limit.count()), seconds};
     }

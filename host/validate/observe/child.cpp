@@ -11,6 +11,7 @@
 #include <new>
 #include <system_error>
 
+#include "host/robot/child_process.h"
 #include "host/validate/core/require.h"
 
 namespace korvel::validate {
@@ -55,9 +56,7 @@ std::optional<Death> call_in_child(tesk::RigidBodySystem& robot, std::vector<Arg
     // The plain system call: that of the C library ends all threads and is another one.
     syscall(SYS_exit, prepared ? finished : was_refused);
   }
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
+  const int status = host::status_at_end(child);
   const Progress last = *progress;
   munmap(shared, sizeof(Progress));
   if (WIFSIGNALED(status)) return Death{real_time_operations()[last.operation].name, last.arguments, WTERMSIG(status)};
