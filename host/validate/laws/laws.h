@@ -153,32 +153,32 @@ QZ::Math::Transform transform(const Affine3d& pose);
 /// cross(a) * b is the cross product of a and b.
 Matrix3d cross(const Vector3d& a);
 
+/// The state with joint j turned further by an angle.
+inline State turned(State state, int j, double by) {
+  float& angle = state.q(coordinate_of_joint(j));
+  angle = static_cast<float>(static_cast<double>(angle) + by);
+  return state;
+}
+
+/// f of joint j turned by an angle, less f of it turned back by it.
+template <typename Function>
+MatrixXd central_difference(const State& state, int j, double by, Function f) {
+  const MatrixXd after = f(turned(state, j, by));
+  return after - f(turned(state, j, -by));
+}
+
 /// Derivative by joint angle j of what is a + b cos(angle) + c sin(angle), as poses and centres of mass are. It needs
 /// no small steps, two quarter turns give it exactly.
 template <typename Function>
-MatrixXd derivative_of_first_degree(State state, int j, Function f) {
-  const int d = coordinate_of_joint(j);
-  const float angle = state.q(d);
-  const auto at = [&](double shift) -> MatrixXd {
-    state.q(d) = static_cast<float>(static_cast<double>(angle) + shift);
-    return f(state);
-  };
-  const MatrixXd after = at(M_PI / 2);
-  return 0.5 * (after - at(-M_PI / 2));
+MatrixXd derivative_of_first_degree(const State& state, int j, Function f) {
+  return 0.5 * central_difference(state, j, M_PI / 2, f);
 }
 
 /// The same where twice the angle occurs too, as in the mass matrix: four odd eighths of a turn.
 template <typename Function>
-MatrixXd derivative_of_second_degree(State state, int j, Function f) {
-  const int d = coordinate_of_joint(j);
-  const float angle = state.q(d);
-  const auto difference = [&](double shift) -> MatrixXd {
-    state.q(d) = static_cast<float>(static_cast<double>(angle) + shift);
-    const MatrixXd after = f(state);
-    state.q(d) = static_cast<float>(static_cast<double>(angle) - shift);
-    return after - f(state);
-  };
-  return (M_SQRT1_2 + 1) / 2 * difference(M_PI / 4) + (M_SQRT1_2 - 1) / 2 * difference(3 * M_PI / 4);
+MatrixXd derivative_of_second_degree(const State& state, int j, Function f) {
+  const MatrixXd eighth = central_difference(state, j, M_PI / 4, f);
+  return (M_SQRT1_2 + 1) / 2 * eighth + (M_SQRT1_2 - 1) / 2 * central_difference(state, j, 3 * M_PI / 4, f);
 }
 
 inline Check law(const char* id, const char* promise, std::string (*run)(const Subject&)) {
