@@ -168,4 +168,15 @@ std::string Fuzzer::last_calls() const {
   return text;
 }
 
+void Fuzzer::expect_repeated(Object& object, const std::vector<Stretch>& written, const Repeat& repeat) {
+  const host::System again = fresh();
+  repeat(*again);
+  read_everything(*again, expected_);
+  ++repeated_;
+  for (const Stretch& stretch : written) {
+    std::copy(expected_.begin() + stretch.first, expected_.begin() + stretch.last,
+              object.model.shown.begin() + stretch.first);
+  }
+}
+
 }  // namespace korvel::validate

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -36,6 +37,7 @@ class Fuzzer {
     ObjectModel model;
     bool is_clone;
   };
+  using Repeat = std::function<void(tesk::RigidBodySystem&)>;
   /// A call with arguments that it draws itself.
   struct RandomCall {
     const char* name;
@@ -91,7 +93,8 @@ class Fuzzer {
   host::System copy(const tesk::RigidBodySystem& robot) const;
   /// An object with its initial values. `create` would change the total mass of all.
   host::System fresh() const { return copy(*pristine_.robot); }
-  template <typename Repeat>
+  /// After a computation: what it wrote must be what `repeat` makes of a fresh object. Then that is what the object
+  /// shows.
   void expect_repeated(Object& object, const std::vector<Stretch>& written, const Repeat& repeat);
   void replace(Object& object, Object next);
   float sum_of_masses() const;

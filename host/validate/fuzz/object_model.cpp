@@ -27,6 +27,10 @@ std::ptrdiff_t first_difference(const float* a, const float* b, std::ptrdiff_t c
 ObjectModel::ObjectModel(const tesk::RigidBodySystem& initial)
     : layout(initial), shown(everything_readable(initial)), loads(initial.getNbBodies()) {}
 
+float* ObjectModel::place(Result result, unsigned long piece) {
+  return shown.data() + layout[result].first + static_cast<std::ptrdiff_t>(piece) * layout.length(result);
+}
+
 void ObjectModel::remember(Stage stage, long inertia_changes) {
   history.erase(std::remove_if(history.begin(), history.end(), [&](const Past& past) { return past.stage == stage; }),
                 history.end());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,6 +16,15 @@ std::string shown_name(const Layout& layout, std::ptrdiff_t place);
 /// The first of `count` numbers that differs in its bits, or `count`. One that is not a number is like any other: which
 /// of two operands gives it its sign is left to compilers.
 std::ptrdiff_t first_difference(const float* a, const float* b, std::ptrdiff_t count);
+
+/// The same of the numbers of a value.
+template <typename Value>
+bool shows(const float* numbers, const Value& value) {
+  std::array<float, sizeof(Value) / sizeof(float)> expected;
+  std::memcpy(expected.data(), &value, sizeof(value));
+  constexpr auto count = static_cast<std::ptrdiff_t>(expected.size());
+  return first_difference(numbers, expected.data(), count) == count;
+}
 
 /// What must be true of one object: what it shows, and those inputs and past computations that it does not show.
 struct ObjectModel {
@@ -36,6 +47,18 @@ struct ObjectModel {
   std::optional<QZ::Math::Transform> root_pose;  ///< as the host gave it, before its round trip
   std::vector<Load> loads;                       ///< by body
   std::vector<Past> history;                     ///< the last of each, in the order in which they ran
+
+  /// Where a piece of a result stands among all that is shown.
+  float* place(Result result, unsigned long piece = 0);
+  /// From now on the object must show this.
+  template <typename Value>
+  void expect(const Value& value, Result result, unsigned long piece = 0) {
+    std::memcpy(place(result, piece), &value, sizeof(value));
+  }
+  template <typename Value>
+  bool shows(const Value& value, Result result, unsigned long piece = 0) {
+    return validate::shows(place(result, piece), value);
+  }
 
   void remember(Stage stage, long inertia_changes);
   const Past* last(Stage stage) const;
