@@ -20,6 +20,7 @@ std::ptrdiff_t first_difference(const float* a, const float* b, std::ptrdiff_t c
 /// The same of the numbers of a value.
 template <typename Value>
 bool shows(const float* numbers, const Value& value) {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): a lone number is a value, too
   std::array<float, sizeof(Value) / sizeof(float)> expected;
   std::memcpy(expected.data(), &value, sizeof(value));
   constexpr auto count = static_cast<std::ptrdiff_t>(expected.size());
