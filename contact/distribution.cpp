@@ -129,21 +129,27 @@ Distribution distribute(const Wrench& wrench, const std::vector<ContactPoint>& p
 }
 
 double least_friction(const Wrench& wrench, std::vector<ContactPoint> points, double weight, double known) {
-  const auto bears = [&](double friction) {
+  constexpr double most = 100;
+  const auto residual = [&](double friction) {
     for (ContactPoint& point : points) point.cone.friction = friction;
-    return distribute(wrench, points, weight).residual <= feasible_residual;
+    return distribute(wrench, points, weight).residual;
   };
-  if (bears(known)) return known;
+  // What no friction bears, within the residual that counts as borne, is not asked of it.
+  double borne = 1e-6;
+  if (residual(known) <= borne) return known;
+  const double without_slip = residual(most);
+  if (without_slip > feasible_residual) return std::numeric_limits<double>::infinity();
+  borne += without_slip;
+  if (residual(known) <= borne) return known;
   double below = known;
   double above = std::max(1.0, 2 * known);
-  while (!bears(above)) {
+  while (above < most && residual(above) > borne) {
     below = above;
-    above *= 2;
-    if (above > 100) return std::numeric_limits<double>::infinity();
+    above = std::min(2 * above, most);
   }
   while (above - below > 1e-3 * above) {
     const double middle = (below + above) / 2;
-    (bears(middle) ? above : below) = middle;
+    (residual(middle) <= borne ? above : below) = middle;
   }
   return above;
 }
