@@ -41,7 +41,9 @@ listed() {
 holds "the manual page names every command" listed
 holds "bash finds the completion" test -f "$prefix/share/bash-completion/completions/korvel-host"
 holds "the module keeps its promises" "$prefix/bin/korvel-host" validate
-holds "the installed motions run" "$prefix/bin/korvel-host" run "$prefix"/share/korvel/motions/*.csv -o "$work"
+motions=$prefix/share/korvel/motions
+holds "the installed motions stand on the installed soles" "$prefix/bin/korvel-host" run \
+  "$motions"/{squat,wave,weight_shift}.csv --soles "$motions/soles.csv" -o "$work" --require-feasible
 if [ -e "$build/report.html" ]; then
   holds "a report is written" "$prefix/bin/korvel-host" report "$work/wave-results.csv" -o "$work/wave.html"
 fi
