@@ -1,48 +1,70 @@
 #pragma once
 
-/// Four floats side by side as one scalar. Every operation works lane by lane in IEEE single precision, so a formula
-/// over packs gives in each lane the bits that it gives over floats.
+/// Floats side by side as one scalar. Every operation works lane by lane in IEEE single precision, so a formula over
+/// packs gives in each lane the bits that it gives over floats, whatever their number.
 
+#include <cstddef>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 #include "metapod/spatial/scalar.h"
 
 namespace metapod::Spatial {
 
-struct Pack {
-  using Vector __attribute__((vector_size(16))) = float;
-  static constexpr int lanes = 4;
+/// The compiler's vector of n values.
+template <typename Value, int n>
+struct VectorOfLanes {
+  using type __attribute__((vector_size(n * sizeof(Value)))) = Value;
+};
+template <typename Value, int n>
+using Lanes = typename VectorOfLanes<Value, n>::type;
+
+template <int n>
+struct PackOf {
+  using Vector = Lanes<float, n>;
+  static constexpr int lanes = n;
 
   Vector v;
 
-  Pack() = default;
-  explicit constexpr Pack(Vector vector) noexcept : v(vector) {}
+  PackOf() = default;
+  explicit constexpr PackOf(const Vector& vector) noexcept : v(vector) {}
   /// The same in every lane.
-  explicit constexpr Pack(float x) noexcept : v{x, x, x, x} {}
-  constexpr Pack(float a, float b, float c, float d) noexcept : v{a, b, c, d} {}
+  explicit constexpr PackOf(float x) noexcept : PackOf(x, std::make_index_sequence<std::size_t{n}>{}) {}
+  constexpr PackOf(float a, float b, float c, float d) noexcept : v{a, b, c, d} {
+    static_assert(n == 4, "one number for each lane");
+  }
 
   float operator[](int lane) const noexcept { return v[lane]; }
 
-  friend Pack operator+(Pack a, Pack b) noexcept { return Pack(a.v + b.v); }
-  friend Pack operator-(Pack a, Pack b) noexcept { return Pack(a.v - b.v); }
-  friend Pack operator*(Pack a, Pack b) noexcept { return Pack(a.v * b.v); }
-  friend Pack operator/(Pack a, Pack b) noexcept { return Pack(a.v / b.v); }
-  friend Pack operator-(Pack a) noexcept { return Pack(-a.v); }
+  friend PackOf operator+(const PackOf& a, const PackOf& b) noexcept { return PackOf(a.v + b.v); }
+  friend PackOf operator-(const PackOf& a, const PackOf& b) noexcept { return PackOf(a.v - b.v); }
+  friend PackOf operator*(const PackOf& a, const PackOf& b) noexcept { return PackOf(a.v * b.v); }
+  friend PackOf operator/(const PackOf& a, const PackOf& b) noexcept { return PackOf(a.v / b.v); }
+  friend PackOf operator-(const PackOf& a) noexcept { return PackOf(-a.v); }
+
+ private:
+  template <std::size_t... lane>
+  constexpr PackOf(float x, std::index_sequence<lane...>) noexcept : v{(static_cast<void>(lane), x)...} {}
 };
+
+/// What stands in the lanes of a node: limbs.
+using Pack = PackOf<4>;
 static_assert(std::is_trivial_v<Pack> && sizeof(Pack) == 16);
 
-/// Four consecutive floats.
-inline Pack load(const float* from) noexcept {
-  Pack::Vector v;
-  std::memcpy(&v, from, sizeof v);
-  return Pack(v);
+/// As many consecutive floats.
+template <int n = Pack::lanes>
+PackOf<n> load(const float* from) noexcept {
+  PackOf<n> pack;
+  std::memcpy(&pack, from, sizeof pack);
+  return pack;
 }
 
-/// The first `count` lanes to consecutive floats.
-template <int count = Pack::lanes>
-inline void store(float* to, const Pack& pack) noexcept {
-  std::memcpy(to, &pack, count * sizeof(float));
+/// The first `count` lanes to consecutive floats; all unless told.
+template <int count = 0, int n>
+void store(float* to, const PackOf<n>& pack) noexcept {
+  constexpr std::size_t lanes = count == 0 ? n : count;
+  std::memcpy(to, &pack, lanes * sizeof(float));
 }
 
 /// Lanes i and j of a, then k and l of b.
