@@ -8,19 +8,13 @@
 #include <string>
 #include <utility>
 
+#include "metapod/models/mass.h"
 #include "metapod/models/node.h"
 #include "metapod/spatial/steps.h"
 
 namespace metapod {
 
 namespace models {
-
-/// Mass properties of a node's bodies, in their own frames.
-template <typename Scalar>
-struct MassT {
-  Spatial::InertiaT<Scalar> inertia{};
-  Spatial::Vector3T<Scalar> center_of_mass{};  ///< not finite for a massless body
-};
 
 template <typename Robot, std::size_t... i>
 std::array<std::string, sizeof...(i)> names_of(std::index_sequence<i...>) {
