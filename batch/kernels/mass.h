@@ -24,9 +24,9 @@ struct PackedMass {
 
  private:
   /// Of an entry above the diagonal or on it; of those below nothing is kept.
-  static constexpr auto places = tabulated_mass_places();
+  static constexpr MassPlaces places = tabulated_mass_places();
   template <int row, int column>
-  static constexpr int place_of = row <= column ? places[row][column] : mass_entry_count;
+  static constexpr int place_of = row <= column ? places.of_entry[row][column] : mass_entry_count;
 };
 
 template <int n>
@@ -49,7 +49,8 @@ void mass(const Masses& masses, const Stretch& states, const Input& q, const Out
     compute_mass<n>(masses, block, q, entries);
     if (packed.data != nullptr) write_numbers<n>(packed, block, 0, mass_entry_count, entries.values);
     if (dense.data != nullptr) {
-      write_numbers_at<n>(dense, block, coordinate_count * coordinate_count, entries.values, mass_places[0].data());
+      write_numbers_at<n>(dense, block, coordinate_count * coordinate_count, entries.values,
+                          mass_places.of_entry[0].data());
     }
   });
 }

@@ -5,11 +5,14 @@ namespace korvel::batch {
 namespace {
 
 constexpr auto tabulated_entries() noexcept {
-  std::array<MassEntry, mass_entry_count> entries{};
-  std::size_t next = 0;
-  for (int column = 0; column < coordinate_count; ++column) {
-    for (int row = 0; row <= column; ++row) {
-      if (can_differ_from_zero(row, column)) entries[next++] = {row, column};
+  constexpr MassPlaces places = tabulated_mass_places();
+  std::array<MassEntry, static_cast<std::size_t>(mass_entry_count)> entries{};
+  for (std::size_t row = 0; row < places.of_entry.size(); ++row) {
+    for (std::size_t column = row; column < places.of_entry.size(); ++column) {
+      const int place = places.of_entry[row][column];
+      if (place < places.count) {
+        entries[static_cast<std::size_t>(place)] = {static_cast<int>(row), static_cast<int>(column)};
+      }
     }
   }
   return entries;
@@ -17,7 +20,7 @@ constexpr auto tabulated_entries() noexcept {
 
 }  // namespace
 
-const std::array<std::array<int, coordinate_count>, coordinate_count> mass_places = tabulated_mass_places();
-const std::array<MassEntry, mass_entry_count> mass_entries = tabulated_entries();
+const MassPlaces mass_places = tabulated_mass_places();
+const std::array<MassEntry, static_cast<std::size_t>(mass_entry_count)> mass_entries = tabulated_entries();
 
 }  // namespace korvel::batch

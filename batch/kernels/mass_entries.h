@@ -13,52 +13,47 @@ struct MassEntry {
   int row, column;
 };
 
-/// The body that a coordinate moves first.
-constexpr int body_of(int coordinate) noexcept {
-  constexpr auto indexes = metapod::models::dof_indexes_of<metapod::models::KorvelRobot>();
-  int body = body_count - 1;
-  while (indexes[static_cast<std::size_t>(body)] > coordinate) --body;
-  return body;
-}
+/// The place of every entry, by row and column, among those that are kept, and how many these are. Of an entry that is
+/// always zero it is their number.
+struct MassPlaces {
+  std::array<std::array<int, coordinate_count>, coordinate_count> of_entry;
+  int count;
+};
 
-/// Whether both coordinates move the body of the second; row is not above column in number.
-constexpr bool can_differ_from_zero(int row, int column) noexcept {
-  constexpr auto parents = metapod::models::parents_of<metapod::models::KorvelRobot>();
-  if (row > column) return false;
-  int body = body_of(column);
-  while (body != metapod::models::no_parent && body != body_of(row)) body = parents[static_cast<std::size_t>(body)];
-  return body != metapod::models::no_parent;
-}
-
-constexpr int count_mass_entries() noexcept {
-  int count = 0;
-  for (int column = 0; column < coordinate_count; ++column) {
-    for (int row = 0; row <= column; ++row) count += can_differ_from_zero(row, column) ? 1 : 0;
-  }
-  return count;
-}
-inline constexpr int mass_entry_count = count_mass_entries();
-
-/// The place of an entry among those that are kept, the count of them for all others.
-constexpr auto tabulated_mass_places() noexcept {
-  std::array<std::array<int, coordinate_count>, coordinate_count> places{};
-  for (auto& row : places) {
-    for (int& place : row) place = mass_entry_count;
-  }
-  int next = 0;
-  for (std::size_t column = 0; column < places.size(); ++column) {
-    for (std::size_t row = 0; row <= column; ++row) {
-      if (!can_differ_from_zero(static_cast<int>(row), static_cast<int>(column))) continue;
-      places[row][column] = places[column][row] = next++;
+constexpr MassPlaces tabulated_mass_places() noexcept {
+  using Robot = metapod::models::KorvelRobot;
+  constexpr auto parents = metapod::models::parents_of<Robot>();
+  constexpr auto first = metapod::models::dof_indexes_of<Robot>();
+  constexpr auto number = metapod::models::dof_numbers_of<Robot>();
+  MassPlaces places{};
+  for (std::size_t body = 0; body < parents.size(); ++body) {
+    for (int column = first[body]; column < first[body] + number[body]; ++column) {
+      // The coordinates of the body and of all that it hangs from.
+      std::array<bool, coordinate_count> moves_body{};
+      for (int b = static_cast<int>(body); b != metapod::models::no_parent; b = parents[static_cast<std::size_t>(b)]) {
+        const auto above = static_cast<std::size_t>(b);
+        for (int d = first[above]; d < first[above] + number[above]; ++d)
+          moves_body[static_cast<std::size_t>(d)] = true;
+      }
+      const auto c = static_cast<std::size_t>(column);
+      for (std::size_t row = 0; row <= c; ++row) {
+        if (moves_body[row]) places.of_entry[row][c] = places.of_entry[c][row] = ++places.count;
+      }
     }
+  }
+  // Numbered from 1 so far, and 0 for those that are always zero.
+  for (auto& row : places.of_entry) {
+    for (int& place : row) place = place == 0 ? places.count : place - 1;
   }
   return places;
 }
 
-/// By row and column, in memory: for loops. Where an index is known, the function above makes it a constant.
-extern const std::array<std::array<int, coordinate_count>, coordinate_count> mass_places;
+inline constexpr int mass_entry_count = tabulated_mass_places().count;
+
+/// The same in memory: for loops, and not for each instruction set again.
+extern const MassPlaces mass_places;
 
 /// By place.
-extern const std::array<MassEntry, mass_entry_count> mass_entries;
+extern const std::array<MassEntry, static_cast<std::size_t>(mass_entry_count)> mass_entries;
 
 }  // namespace korvel::batch

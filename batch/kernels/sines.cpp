@@ -3,7 +3,7 @@
 
 #include "batch/kernels/sines.h"
 
-#include "metapod/spatial/sine_cosine_constants.h"
+#include "metapod/spatial/sine_cosine_of_width.h"
 
 namespace korvel::batch {
 

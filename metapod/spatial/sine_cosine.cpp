@@ -1,6 +1,6 @@
 #include <math.h>  // NOLINT: sincos, which <cmath> does not promise
 
-#include "metapod/spatial/sine_cosine_constants.h"
+#include "metapod/spatial/sine_cosine_of_width.h"
 
 namespace metapod::Spatial::internal {
 
@@ -12,5 +12,6 @@ SineCosineT<float> sine_cosine_of_runtime(float angle) noexcept {
 }
 
 template struct SineCosineConstants<Pack::lanes>;
+template SineCosineT<Pack> sine_cosine_lane_by_lane<Pack::lanes>(Pack) noexcept;
 
 }  // namespace metapod::Spatial::internal

@@ -48,18 +48,8 @@ struct SineCosineConstants {
 };
 extern template struct SineCosineConstants<Pack::lanes>;
 
-SineCosineT<float> sine_cosine_of_runtime(float angle) noexcept;
-
 template <int n>
-[[gnu::cold, gnu::noinline]] SineCosineT<PackOf<n>> sine_cosine_lane_by_lane(PackOf<n> angle) noexcept {
-  SineCosineT<PackOf<n>> result{};
-  for (int lane = 0; lane < n; ++lane) {
-    const auto [sine, cosine] = sine_cosine_of_runtime(angle[lane]);
-    result.sine.v[lane] = sine;
-    result.cosine.v[lane] = cosine;
-  }
-  return result;
-}
+[[gnu::cold]] SineCosineT<PackOf<n>> sine_cosine_lane_by_lane(PackOf<n> angle) noexcept;
 
 /// All bits of the lanes whose angle the polynomials do not take.
 template <int n>
@@ -83,29 +73,28 @@ struct ReducedAngles {
   UIntsOf<lanes> n;         ///< in the low bits
 };
 
-/// Half of a pack, from a lane on, in double precision.
-template <int first, int n>
-HalfOf<n> half(PackOf<n> p) noexcept {
-  if constexpr (n == 4) {
-    return HalfOf<n>{static_cast<double>(p[first]), static_cast<double>(p[first + 1])};
-  } else {
-    const auto all = __builtin_convertvector(p.v, Lanes<double, n>);
-    HalfOf<n> part;
-    std::memcpy(&part, reinterpret_cast<const char*>(&all) + first * sizeof(double), sizeof part);
-    return part;
-  }
-}
-
 template <int lanes>
 ReducedAngles<lanes> reduced(PackOf<lanes> angle) noexcept {
   // A quotient that float rounds to the wrong side leaves a little more than pi/4, which the polynomials bear.
   const auto& k = SineCosineConstants<lanes>::values;
   const PackOf<lanes> shifted = angle * k.two_over_pi + k.to_integer;
   const PackOf<lanes> n = shifted - k.to_integer;
-  constexpr int middle = lanes / 2;
-  return {(half<0>(angle) - half<0>(n) * k.half_pi_high) - half<0>(n) * k.half_pi_low,
-          (half<middle>(angle) - half<middle>(n) * k.half_pi_high) - half<middle>(n) * k.half_pi_low,
-          UIntsOf<lanes>(shifted.v)};
+  if constexpr (lanes == 4) {
+    const auto low = [](const Pack& p) { return HalfOf<4>{static_cast<double>(p[0]), static_cast<double>(p[1])}; };
+    const auto high = [](const Pack& p) { return HalfOf<4>{static_cast<double>(p[2]), static_cast<double>(p[3])}; };
+    return {(low(angle) - low(n) * k.half_pi_high) - low(n) * k.half_pi_low,
+            (high(angle) - high(n) * k.half_pi_high) - high(n) * k.half_pi_low, UIntsOf<lanes>(shifted.v)};
+  } else {
+    // As one vector of twice the size of a register: compilers take halves of packs apart in detours.
+    using Doubles = Lanes<double, lanes>;
+    const auto x = __builtin_convertvector(angle.v, Doubles);
+    const auto m = __builtin_convertvector(n.v, Doubles);
+    const Doubles r = (x - m * k.half_pi_high[0]) - m * k.half_pi_low[0];
+    ReducedAngles<lanes> result;
+    std::memcpy(&result, &r, sizeof r);
+    result.n = UIntsOf<lanes>(shifted.v);
+    return result;
+  }
 }
 
 /// Of `count` packs. All take a step of a polynomial before any takes the next: a processor that waits for the result

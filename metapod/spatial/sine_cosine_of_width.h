@@ -1,11 +1,24 @@
 #pragma once
 
-/// The numbers of the polynomials, for the one file of each width that instantiates them. Whoever only uses them must
-/// not see them.
+/// What whoever takes sines and cosines need not see, for the one file of each width that instantiates it: the numbers
+/// of the polynomials, and the way to the C runtime.
 
 #include "metapod/spatial/sine_cosine.h"
 
 namespace metapod::Spatial::internal {
+
+SineCosineT<float> sine_cosine_of_runtime(float angle) noexcept;
+
+template <int n>
+SineCosineT<PackOf<n>> sine_cosine_lane_by_lane(PackOf<n> angle) noexcept {
+  SineCosineT<PackOf<n>> result{};
+  for (int lane = 0; lane < n; ++lane) {
+    const auto [sine, cosine] = sine_cosine_of_runtime(angle[lane]);
+    result.sine.v[lane] = sine;
+    result.cosine.v[lane] = cosine;
+  }
+  return result;
+}
 
 template <int n, std::size_t... lane>
 constexpr HalfOf<n> in_every_lane(double x, std::index_sequence<lane...>) noexcept {
