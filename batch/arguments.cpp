@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::ptrdiff_t float_size = sizeof(float);
 
+/// No process has more on 64-bit processors.
+constexpr std::uintptr_t last_address = std::numeric_limits<std::uintptr_t>::max() >> (sizeof(void*) == 8 ? 8 : 0);
+
 std::string text(std::ptrdiff_t number) { return std::to_string(number); }
 
 /// A stride and how often it is taken, less one.
@@ -45,7 +48,7 @@ void require_addresses(const Array& array, const char* name, const std::array<Di
   const auto address = reinterpret_cast<std::uintptr_t>(array.data);
   if (address % sizeof(float) != 0) refuse_layout(name, "data does not begin at a multiple of 4 bytes");
   std::uintptr_t below = address;
-  std::uintptr_t above = std::numeric_limits<std::uintptr_t>::max() - address;
+  std::uintptr_t above = last_address - std::min(address, last_address);
   for (const Dimension& d : dimensions) {
     if (d.stride % float_size != 0) {
       refuse_layout(name, std::string("a stride `") + d.name + "` of " + text(d.stride) + " bytes is no multiple of 4");

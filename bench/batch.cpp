@@ -34,12 +34,6 @@ constexpr std::ptrdiff_t in_memory = 65536;
 
 using Numbers = std::vector<float>;
 
-/// One layout of an array: all rows, or all tiles.
-template <typename Data>
-auto laid_out(bool in_tiles, Data* data, int count) {
-  return in_tiles ? tiles(data, count) : rows(data, count);
-}
-
 /// States, and room for what is computed of them.
 struct Arrays {
   explicit Arrays(std::ptrdiff_t n) : count(n), states(bench::seeded_instants(in_cache)) {
@@ -73,12 +67,12 @@ struct Arrays {
   std::array<Numbers, 2> wrenches;
 };
 
-/// The same numbers in tiles, which any values serve for.
+/// All rows, or all tiles, for which any values serve.
 korvel_batch_input input(bool in_tiles, const Numbers& values, int count) {
-  return laid_out(in_tiles, values.data(), count);
+  return in_tiles ? tiles_of(values.data(), count) : rows_of(values.data(), count);
 }
 korvel_batch_output output(bool in_tiles, Numbers& values, int count) {
-  return laid_out(in_tiles, values.data(), count);
+  return in_tiles ? tiles_to(values.data(), count) : rows_to(values.data(), count);
 }
 
 /// `work` on all of `count` states, as the time of one.

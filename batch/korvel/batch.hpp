@@ -23,18 +23,18 @@ class BatchError : public std::invalid_argument {
 };
 
 /// [n][count], without gaps.
-inline korvel_batch_input rows(const float* data, int count) noexcept {
+inline korvel_batch_input rows_of(const float* data, int count) noexcept {
   return {data, count * static_cast<std::ptrdiff_t>(sizeof(float)), sizeof(float), 0};
 }
-inline korvel_batch_output rows(float* data, int count) noexcept {
+inline korvel_batch_output rows_to(float* data, int count) noexcept {
   return {data, count * static_cast<std::ptrdiff_t>(sizeof(float)), sizeof(float), 0};
 }
 /// [n / 16][count][16], without gaps.
-inline korvel_batch_input tiles(const float* data, int count) noexcept {
+inline korvel_batch_input tiles_of(const float* data, int count) noexcept {
   constexpr std::ptrdiff_t tile = KORVEL_BATCH_TILE * sizeof(float);
   return {data, sizeof(float), tile, count * tile};
 }
-inline korvel_batch_output tiles(float* data, int count) noexcept {
+inline korvel_batch_output tiles_to(float* data, int count) noexcept {
   constexpr std::ptrdiff_t tile = KORVEL_BATCH_TILE * sizeof(float);
   return {data, sizeof(float), tile, count * tile};
 }

@@ -103,7 +103,7 @@ Results module_results(const States& states, tesk::RigidBodySystem& robot) {
 std::vector<korvel_batch_wrench> wrenches_of(const States& states) {
   std::vector<korvel_batch_wrench> wrenches;
   for (int b = 0; b < bodies; ++b) {
-    korvel_batch_input values = rows(states.wrenches.values.data(), states.wrenches.numbers);
+    korvel_batch_input values = rows_of(states.wrenches.values.data(), states.wrenches.numbers);
     values.data += 6 * b;
     wrenches.push_back({b, values});
   }
@@ -112,8 +112,8 @@ std::vector<korvel_batch_wrench> wrenches_of(const States& states) {
 
 Results batch_results(const Batch& batch, const States& states) {
   Results results(states.count);
-  const auto in = [](const Rows& array) { return rows(array.values.data(), array.numbers); };
-  const auto out = [](Rows& array) { return rows(array.values.data(), array.numbers); };
+  const auto in = [](const Rows& array) { return rows_of(array.values.data(), array.numbers); };
+  const auto out = [](Rows& array) { return rows_to(array.values.data(), array.numbers); };
   batch.kinematics(states.count, in(states.q),
                    {out(results.poses_root), out(results.poses_world), out(results.com_root), out(results.com_world),
                     out(results.jacobian)});
