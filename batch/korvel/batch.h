@@ -1,24 +1,25 @@
 #ifndef KORVEL_BATCH_H
 #define KORVEL_BATCH_H
 
+/* clang-format off */
 /* Kinematics, mass matrix and inverse dynamics of many states of the robot at once.
  *
- * States
- *   A state has 30 coordinates: the root's position x, y, z [m] and its angles about x, y and z [rad] of the
- * orientation Rz Ry Rx, then 24 joint angles [rad]. Velocities are the root's linear [m/s] and angular velocity [rad/s]
- * in its own frame, then those of the joints; accelerations are their time derivatives. All numbers are float. Results
- *   have the bits that the loadable module computes for the same coordinates, signs of zeros apart, whatever the
- *   instruction set, the layout, the number of threads and the place of a state among the others.
- * Layout
- *   Every array says its strides, in bytes. Nothing is copied but what the layout asks for: fastest are rows,
- * [n][numbers], with `number` 4, and tiles of sixteen states, [n / 16][numbers][16], with `state` 4. Strides may be
- * zero or negative where numbers are read. Where they are written no two may share memory, and arrays of results must
- * share none with each other or with arguments; only the first is checked. Errors A call returns 0, or one of
- * korvel_batch_status and leaves a sentence in korvel_batch_error(). It then has written nothing. What is not finite in
- * a state stays in the results of that state. Threads Calls on one object may run side by side, but for
- * korvel_batch_set_inertia and korvel_batch_destroy. A call returns when all is done; it works on the calling thread
- * and, with many states, on others of a common pool (oneTBB). Memory Calls allocate little and nothing that grows with
- * the number of states.
+ * States   A state has 30 coordinates: the root's position x, y, z [m] and its angles about x, y and z [rad] of the
+ *          orientation Rz Ry Rx, then 24 joint angles [rad]. Velocities are the root's linear [m/s] and angular
+ *          velocity [rad/s] in its own frame, then those of the joints; accelerations are their time derivatives. All
+ *          numbers are float. Results have the bits that the loadable module computes for the same coordinates, signs
+ *          of zeros apart, whatever the instruction set, the layout, the number of threads and the place of a state
+ *          among the others.
+ * Layout   Every array says its strides, in bytes. Nothing is copied but what the layout asks for: fastest are rows,
+ *          [n][numbers], with `number` 4, and tiles of sixteen states, [n / 16][numbers][16], with `state` 4. Strides
+ *          may be zero or negative where numbers are read. Where they are written no two may share memory, and arrays
+ *          of results must share none with each other or with arguments; only the first is checked.
+ * Errors   A call returns 0, or one of korvel_batch_status and leaves a sentence in korvel_batch_error(). It then has
+ *          written nothing. What is not finite in a state stays in the results of that state.
+ * Threads  Calls on one object may run side by side, but for korvel_batch_set_inertia and korvel_batch_destroy. A call
+ *          returns when all is done; it works on the calling thread and, with many states, on others of a common pool
+ *          (oneTBB).
+ * Memory   Calls allocate little and nothing that grows with the number of states.
  */
 
 #include <stddef.h>
@@ -71,8 +72,7 @@ typedef struct korvel_batch_output {
   ptrdiff_t tile;
 } korvel_batch_output;
 
-/* ---- Objects
- * --------------------------------------------------------------------------------------------------------- */
+/* ---- Objects --------------------------------------------------------------------------------------------- */
 
 /* Makes an object with the robot's own inertias.
  *   threads          at most so many work on a call; 0: as many as the process may use (sched_getaffinity)
@@ -97,8 +97,7 @@ KORVEL_BATCH_API int korvel_batch_set_inertia(korvel_batch* batch, int body, flo
 /* The sentence of the last call on this thread that returned an error; empty before. Good until the next one. */
 KORVEL_BATCH_API const char* korvel_batch_error(void);
 
-/* ---- The robot
- * ------------------------------------------------------------------------------------------------------- */
+/* ---- The robot ------------------------------------------------------------------------------------------- */
 
 /* Null for a number that names no body. The joint of a body has its name. */
 KORVEL_BATCH_API const char* korvel_batch_body_name(int body);
@@ -107,13 +106,13 @@ KORVEL_BATCH_API int korvel_batch_parent(int body);
 /* Row and column, row <= column, of an entry of packed mass matrices. */
 KORVEL_BATCH_API int korvel_batch_mass_entry(int entry, int* row, int* column);
 
-/* ---- Operations
- * ------------------------------------------------------------------------------------------------------ */
+/* ---- Operations ------------------------------------------------------------------------------------------ */
 
 /* Numbers of a state:
  *   poses_root, poses_world  300: of each of 25 bodies the three rows of [R | t], in the root and in the world. The
- * root's own in the root is the identity com_root, com_world      3: centre of mass of the robot [m] jacobian 180: row
- * by row a 6 x 30 matrix, as getJacobianInRoot() of the module */
+ *                            root's own in the root is the identity
+ *   com_root, com_world      3: centre of mass of the robot [m]
+ *   jacobian                 180: row by row a 6 x 30 matrix, as getJacobianInRoot() of the module */
 typedef struct korvel_batch_kinematics_results {
   korvel_batch_output poses_root;
   korvel_batch_output poses_world;
@@ -154,5 +153,6 @@ KORVEL_BATCH_API int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t 
 #if defined(__cplusplus)
 }
 #endif
+/* clang-format on */
 
 #endif
