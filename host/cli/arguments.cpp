@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <string>
 
@@ -39,6 +40,16 @@ CLI::Validator positive_number() {
     return fmt::format("expected a positive number, found '{:.40}'", text);
   };
   return {check, "POSITIVE"};
+}
+
+CLI::Validator any_number() {
+  const auto check = [](const std::string& text) -> std::string {
+    double value{};
+    const auto largest = static_cast<double>(std::numeric_limits<float>::max());
+    if (is_number(text, value) && std::abs(value) <= largest) return {};
+    return fmt::format("expected a number, found '{:.40}'", text);
+  };
+  return {check, "NUMBER"};
 }
 
 void add_module_option(CLI::App& command, std::filesystem::path& module) {

@@ -13,6 +13,9 @@ CLI::Validator whole_number(std::uint64_t least, std::uint64_t most);
 /// A positive number as decimal, within single precision.
 CLI::Validator positive_number();
 
+/// A number as decimal, within single precision.
+CLI::Validator any_number();
+
 /// Adds the option that names the module; `module` has the default and outlives the parsing.
 void add_module_option(CLI::App& command, std::filesystem::path& module);
 

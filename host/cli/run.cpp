@@ -5,6 +5,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <thread>
 
@@ -12,6 +13,9 @@
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
 #include "host/cli/progress.h"
+#include "host/ground/contact_phases.h"
+#include "host/ground/ground_cycle.h"
+#include "host/ground/soles_file.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
 #include "host/motion/cycle.h"
@@ -19,6 +23,7 @@
 #include "host/motion/spline.h"
 #include "host/motion/trajectory.h"
 #include "host/results/columns.h"
+#include "host/results/ground_summary.h"
 #include "host/results/summary.h"
 #include "host/robot/robot.h"
 #include "host/robot/trial.h"
@@ -32,6 +37,12 @@ struct RunOptions {
   std::vector<std::filesystem::path> motions;
   std::filesystem::path output;
   std::optional<double> cutoff;
+  std::optional<std::filesystem::path> soles;
+  bool air = false;
+  double ground_height = Ground().height;
+  contact::ContactBounds bounds;
+  bool require_feasible = false;
+  bool json = false;
   unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
 };
 
@@ -41,6 +52,9 @@ struct Task {
   Trajectory trajectory;
   OutputPath results;
   Summary summary;
+  /// When each sole stands, and how; if the robot stands.
+  std::vector<contact::ContactPhases> phases;
+  std::optional<GroundSummary> ground_summary;
   std::unique_ptr<OutputFile> output;
 };
 
@@ -61,13 +75,35 @@ void tell_doubts(const Motion& motion, const std::vector<std::string>& joints, c
       file, motion.decimals, noise->largest, noise->rms, noise->cutoff, noise->rms_at_cutoff));
 }
 
+/// What the robot stands on; nothing if it is held by its root.
+std::optional<Ground> ground_of(const RunOptions& options, const tesk::RigidBodySystem& system) {
+  if (!options.soles || options.air) return std::nullopt;
+  return Ground{read_soles(*options.soles, body_names(system)), options.ground_height, options.bounds};
+}
+
+Subject subject(const tesk::RigidBodySystem& system, const std::optional<Ground>& ground) {
+  Subject robot{system};
+  if (!ground) return robot;
+  for (const contact::Sole& sole : ground->soles) robot.soles.push_back(sole.body());
+  return robot;
+}
+
+/// Of these bodies a motion file may say when they stand: of those with soles, of any if there are none.
+std::vector<std::string> may_stand(const Subject& robot) {
+  if (robot.soles.empty()) return body_names(robot.system);
+  std::vector<std::string> names;
+  for (const unsigned long body : robot.soles) names.push_back(robot.system.getBodyName(body));
+  return names;
+}
+
 /// Reads every motion before the first one is run, so that nothing is computed in vain.
-std::vector<Task> tasks(const RunOptions& options, const tesk::RigidBodySystem& system) {
+std::vector<Task> tasks(const RunOptions& options, const std::optional<Ground>& ground, tesk::RigidBodySystem& system) {
   if (options.motions.size() > 1 && !std::filesystem::is_directory(options.output)) {
     throw Error(fmt::format("{}: expected a directory for the results of {} motions", options.output.string(),
                             options.motions.size()));
   }
   Outputs outputs = outputs_beside(options.module);
+  if (options.soles) outputs.keep(*options.soles, "the soles");
   for (const std::filesystem::path& motion : options.motions) outputs.keep(motion, "a motion");
   std::vector<OutputPath> results;
   for (const std::filesystem::path& motion : options.motions) {
@@ -78,45 +114,64 @@ std::vector<Task> tasks(const RunOptions& options, const tesk::RigidBodySystem& 
   std::vector<Task> tasks;
   for (std::size_t i = 0; i < results.size(); ++i) {
     const std::filesystem::path& motion = options.motions[i];
-    Motion samples = read_motion(motion, joints);
+    Motion samples = read_motion(motion, joints, may_stand(subject(system, ground)));
     tell_doubts(samples, joints, options);
-    tasks.push_back({motion, Trajectory(std::move(samples), penalty), results[i], Summary(system), {}});
+    const auto contacts = std::move(samples.contacts);
+    tasks.push_back({motion, Trajectory(std::move(samples), penalty), results[i], Summary(system), {}, {}, {}});
+    if (!ground) continue;
+    Task& task = tasks.back();
+    task.phases = contact_phases(task.trajectory, *ground, contacts, system);
+    task.ground_summary.emplace(*ground, system);
   }
   return tasks;
 }
 
-void run(Task& task, tesk::RigidBodySystem& system, std::atomic<Eigen::Index>& samples_done) {
+/// A robot with what is its own on the ground.
+struct Robot {
+  System system;
+  std::optional<GroundCycle> on_ground;
+};
+
+void run(Task& task, Robot& robot, const Subject& subject, std::atomic<Eigen::Index>& samples_done) {
+  tesk::RigidBodySystem& system = *robot.system;
   task.output = std::make_unique<OutputFile>(task.results);
-  task.output->write(results_header(system));
+  task.output->write(results_header(subject));
   for (Eigen::Index sample = 0; sample < task.trajectory.size(); ++sample, ++samples_done) {
     const Instant state = task.trajectory.at(sample);
     const double time = task.trajectory.time()[sample];
+    std::optional<Standing> standing;
     const auto start = std::chrono::steady_clock::now();
-    run_cycle(system, state);
+    if (robot.on_ground) {
+      standing = robot.on_ground->run(system, state, task.phases, static_cast<std::size_t>(sample));
+    } else {
+      run_cycle(system, state);
+    }
     const auto end = std::chrono::steady_clock::now();
-    const Row row = results_row({system, time});
+    const Row row = results_row({subject, time, standing ? &*standing : nullptr});
     if (const auto column = row.first_not_finite()) {
       throw task.trajectory.error_at_sample(
           sample, fmt::format("expected a motion with results within single precision, '{}' is not",
-                              results_columns(system)[*column]));
+                              results_columns(subject)[*column]));
     }
     task.output->write(row.line());
     task.summary.add(system, time, end - start);
+    if (standing) task.ground_summary->add(*standing, time);
   }
   // There may be more motions than files that a process may have open.
   task.output->close();
 }
 
 /// Each object runs one task after the other in a thread of its own. Throws what the first that failed has thrown.
-void run_all(std::vector<Task>& tasks, const std::vector<System>& systems) {
+void run_all(std::vector<Task>& tasks, std::vector<Robot>& robots, const std::optional<Ground>& ground) {
   Eigen::Index samples = 0;
   for (const Task& task : tasks) samples += task.trajectory.size();
   std::atomic<Eigen::Index> samples_done{0};
   std::atomic<std::size_t> next{0};
   std::vector<std::future<void>> threads;
-  for (const System& system : systems) {
+  for (Robot& robot : robots) {
     threads.push_back(std::async(std::launch::async, [&] {
-      for (std::size_t i = next++; i < tasks.size(); i = next++) run(tasks[i], *system, samples_done);
+      const Subject described = subject(*robot.system, ground);
+      for (std::size_t i = next++; i < tasks.size(); i = next++) run(tasks[i], robot, described, samples_done);
     }));
   }
   Progress progress;
@@ -128,20 +183,56 @@ void run_all(std::vector<Task>& tasks, const std::vector<System>& systems) {
   for (std::future<void>& thread : threads) thread.get();
 }
 
+std::string text_of(const Task& task) {
+  // What torques leave out stands above them.
+  if (!task.ground_summary)
+    return "held by its root, without contact; --soles stands it on the ground\n\n" + task.summary.text();
+  return fmt::format("{}\n{}\n{}", task.ground_summary->verdict(), task.ground_summary->margins(), task.summary.text());
+}
+
+nlohmann::json json_of(const Task& task) {
+  nlohmann::json json{{"motion", task.motion.string()}, {"results", task.results.named().string()}};
+  json.update(task.summary.json());
+  if (task.ground_summary) json["ground"] = task.ground_summary->json();
+  return json;
+}
+
+void show(const std::vector<Task>& tasks, const RunOptions& options) {
+  Outputs none;
+  Destination destination({}, none);
+  if (options.json) {
+    nlohmann::json motions = nlohmann::json::array();
+    for (const Task& task : tasks) motions.push_back(json_of(task));
+    destination.write(
+        nlohmann::json{{"motions", motions}}.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
+  } else {
+    for (const Task& task : tasks) {
+      if (tasks.size() > 1) {
+        destination.write_text(
+            fmt::format("{}== {}\n", &task == &tasks.front() ? "" : "\n", printable(task.motion.string())));
+      }
+      destination.write_text(text_of(task));
+    }
+  }
+  destination.commit();
+}
+
 void run(const RunOptions& options) {
   const Module module = tried_module(options.module);
-  std::vector<System> systems;
-  systems.push_back(robot_of(module));
-  std::vector<Task> all = tasks(options, *systems.front());
+  std::vector<Robot> robots;
+  robots.push_back({robot_of(module), {}});
+  const std::optional<Ground> ground = ground_of(options, *robots.front().system);
+  std::vector<Task> all = tasks(options, ground, *robots.front().system);
   // Made before any thread runs: no object may be made while another one computes.
-  while (systems.size() < std::min<std::size_t>(options.jobs, all.size())) systems.push_back(robot_of(module));
-  run_all(all, systems);
-  for (Task& task : all) task.output->commit();
-  for (const Task& task : all) {
-    const std::string name = printable(task.motion.string());
-    if (all.size() > 1) show(fmt::format("{}== {}\n", &task == &all.front() ? "" : "\n", name));
-    show(task.summary.text());
+  while (robots.size() < std::min<std::size_t>(options.jobs, all.size())) robots.push_back({robot_of(module), {}});
+  if (ground) {
+    for (Robot& robot : robots) robot.on_ground.emplace(*ground, *robot.system);
   }
+  run_all(all, robots, ground);
+  for (Task& task : all) task.output->commit();
+  show(all, options);
+  const auto stands = [](const Task& task) { return !task.ground_summary || task.ground_summary->stands_throughout(); };
+  if (options.require_feasible && !std::all_of(all.begin(), all.end(), stands)) throw Findings();
 }
 
 }  // namespace
@@ -153,8 +244,17 @@ void add_run(CLI::App& app) {
       "and one column per joint [rad], in any order. A column other than time that is missing is 0 throughout.\n"
       "The orientation may be a quaternion qw, qx, qy, qz instead. Velocities and accelerations come from a cubic\n"
       "spline through the samples, or near them with --cutoff; they are worst in the first and last samples, and of\n"
-      "numbers with few decimals without --cutoff. Torques are those of the motion\n"
-      "with no contact to the ground: gravity and inertia are borne at the root.\n"
+      "numbers with few decimals without --cutoff.\n"
+      "With --soles the robot stands on level ground: the soles bear what the motion requires, torques are those with\n"
+      "these forces, and the summary says first whether the motion can be stood. SOLES is a CSV file with the header\n"
+      "body,x,y,z,friction and a row for each corner: the body's name, where the corner is in the body's axes [m], "
+      "and\n"
+      "the friction against the ground. A column BODY_contact in MOTION, 0 or 1, says when a sole stands; without it "
+      "a\n"
+      "sole stands while it is near the ground and slow. How a load that several soles could bear is split is a "
+      "choice:\n"
+      "by the nearness of the zero moment point. Without --soles, or with --air, gravity and inertia are borne at the\n"
+      "root.\n"
       "RESULTS is a file, or a directory in which NAME.csv gets NAME-results.csv. Its files appear when all motions\n"
       "have run to their end.");
   const auto options = std::make_shared<RunOptions>();
@@ -168,6 +268,26 @@ void add_run(CLI::App& app) {
       ->add_option("--cutoff", options->cutoff,
                    "Smooth: frequency [Hz] of which half the power is left; for rounded and measured motions")
       ->check(positive_number());
+  command->add_option("--soles", options->soles, "Stand on the ground with these soles")->type_name("SOLES");
+  command->add_flag("--air", options->air, "Hold the robot by its root, whatever soles there are");
+  command->add_option("--ground", options->ground_height, "Height of the ground in the world [m]")
+      ->check(any_number())
+      ->type_name("Z")
+      ->capture_default_str();
+  command
+      ->add_option("--contact-height", options->bounds.height,
+                   "A sole stands with its lowest corner at most this high [m]")
+      ->check(positive_number())
+      ->capture_default_str();
+  command->add_option("--contact-speed", options->bounds.speed, "and slower than this [m/s]")
+      ->check(positive_number())
+      ->capture_default_str();
+  command->add_option("--contact-time", options->bounds.duration, "for at least this long; shorter gaps are closed [s]")
+      ->check(positive_number())
+      ->capture_default_str();
+  command->add_flag("--require-feasible", options->require_feasible,
+                    "Exit with status 1 if the ground cannot bear a motion throughout");
+  command->add_flag("--json", options->json, "The summary as JSON");
   command->add_option("-j,--jobs", options->jobs, "Motions at a time, each on an object of its own")
       ->check(whole_number(1, 64))
       ->capture_default_str();

@@ -25,13 +25,29 @@ bool contains(const Names& names, const std::string& name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
+const std::string contact_suffix = "_contact";
+
+/// The body whose contact with the ground a column gives; none for other columns.
+std::optional<std::string> body_of_contact(const std::string& column) {
+  if (column.size() <= contact_suffix.size()) return std::nullopt;
+  const std::size_t length = column.size() - contact_suffix.size();
+  if (column.compare(length, std::string::npos, contact_suffix) != 0) return std::nullopt;
+  return column.substr(0, length);
+}
+
 /// Every name is known; the orientation is given once, as a whole if by a quaternion.
-void check_names(const std::filesystem::path& path, const CsvRow& header, const Names& joint_names) {
+void check_names(const std::filesystem::path& path, const CsvRow& header, const Names& joint_names,
+                 const Names& soles) {
   const Names& fields = header.fields;
   const auto has = [&](const std::string& name) { return contains(fields, name); };
   for (const std::string& field : fields) {
     if (field == "time" || contains(joint_names, field)) continue;
     if (contains(position_names, field) || contains(angle_names, field) || contains(quaternion_names, field)) continue;
+    if (const std::optional<std::string> body = body_of_contact(field)) {
+      if (contains(soles, *body)) continue;
+      throw error_at(path, header.line,
+                     fmt::format("expected contact columns of bodies with a sole, found '{:.40}'", field));
+    }
     throw error_at(path, header.line,
                    fmt::format("expected a column named time, x, y, z, roll, pitch, yaw, qw, qx, qy, qz or as a joint, "
                                "found '{:.40}'",
@@ -102,6 +118,24 @@ Eigen::ArrayX4d read_orientation(const std::filesystem::path& path, const Sample
   return result;
 }
 
+std::map<std::string, std::vector<bool>> read_contacts(const std::filesystem::path& path, const Samples& samples) {
+  std::map<std::string, std::vector<bool>> contacts;
+  for (std::size_t i = 0; i < samples.names.size(); ++i) {
+    const std::optional<std::string> body = body_of_contact(samples.names[i]);
+    if (!body) continue;
+    std::vector<bool>& contact = contacts[*body];
+    for (std::size_t s = 0; s < samples.count(); ++s) {
+      const double value = samples.columns[i][s];
+      if (std::abs(value * (value - 1)) > 0) {
+        throw error_at(path, samples.lines[s],
+                       fmt::format("expected 0 or 1 in column '{:.40}', found {}", samples.names[i], value));
+      }
+      contact.push_back(value > 0);
+    }
+  }
+  return contacts;
+}
+
 /// The mean time between samples [s]; 0 of a single one.
 double mean_step(const Motion& motion) {
   const Eigen::Index steps = motion.elapsed.size() - 1;
@@ -114,15 +148,16 @@ int fewest_decimals(const Samples& samples) {
   for (std::size_t i = 0; i < samples.names.size(); ++i) {
     const auto& column = samples.columns[i];
     const auto [least, most] = std::minmax_element(column.begin(), column.end());
-    if (samples.names[i] != "time" && *least < *most) fewest = std::min(fewest, samples.decimals[i]);
+    if (samples.names[i] == "time" || body_of_contact(samples.names[i])) continue;
+    if (*least < *most) fewest = std::min(fewest, samples.decimals[i]);
   }
   return fewest;
 }
 
 }  // namespace
 
-Motion read_motion(const std::filesystem::path& path, const Names& joint_names) {
-  Samples samples = read_samples(path, [&](const CsvRow& header) { check_names(path, header, joint_names); });
+Motion read_motion(const std::filesystem::path& path, const Names& joint_names, const Names& soles) {
+  Samples samples = read_samples(path, [&](const CsvRow& header) { check_names(path, header, joint_names, soles); });
   const auto count = static_cast<Eigen::Index>(samples.count());
   Motion motion;
   motion.time = columns(samples, {"time"}).col(0);
@@ -131,6 +166,7 @@ Motion read_motion(const std::filesystem::path& path, const Names& joint_names) 
   motion.orientation = read_orientation(path, samples);
   motion.joints = columns(samples, joint_names);
   motion.decimals = fewest_decimals(samples);
+  motion.contacts = read_contacts(path, samples);
   motion.file = path;
   motion.lines = std::move(samples.lines);
   return motion;

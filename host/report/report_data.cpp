@@ -88,7 +88,7 @@ class Columns {
     for (const std::string& name : columns_of(quantity, owner)) {
       all.push_back(function(static_cast<std::size_t>(std::find(names_.begin(), names_.end(), name) - names_.begin())));
     }
-    return quantity.is_point ? all : all.front();
+    return quantity.shape == Shape::number ? all.front() : all;
   }
 
   const Names& names_;
@@ -104,7 +104,7 @@ Json report_data(const std::filesystem::path& results, const tesk::RigidBodySyst
   Thinning thinning(names.size(), most_samples);
   append(names, point_columns(system));
   double start = 0;
-  read_results(results, results_columns(system), names, [&](const ResultsSample& sample) {
+  read_results(results, results_columns({system}), names, [&](const ResultsSample& sample) {
     if (thinning.count() == 0) start = sample.time;
     thinning.add(sample);
   });

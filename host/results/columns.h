@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/ground/ground_cycle.h"
 #include "plugin/rigid_body_system.h"
 
 namespace korvel::host {
@@ -14,6 +15,11 @@ class Row {
   void add(double value);
   void add(float value);
   void add(const QZ::Math::Position3D& point);
+  /// In single precision, as all other results are.
+  template <typename Vector>
+  void add_all(const Vector& numbers) {
+    for (const double number : numbers) add(static_cast<float>(number));
+  }
 
   /// The line of the file.
   std::string line() const { return text_ + '\n'; }
@@ -29,27 +35,39 @@ class Row {
   std::optional<std::size_t> first_not_finite_;
 };
 
-/// One sample of a run: the results that its cycle left in `system`.
-struct Sample {
+/// The robot of a run, and the bodies with the soles on which it stands: none if it is held by its root.
+struct Subject {
   const tesk::RigidBodySystem& system;
-  double time;  ///< [s]
+  std::vector<unsigned long> soles = {};
 };
 
-/// What a quantity belongs to: it is there once, or for each of them.
-enum class Owner { robot, joint, body };
+/// One sample of a run: the results that its cycle left.
+struct Sample {
+  const Subject& robot;
+  double time;                         ///< [s]
+  const Standing* standing = nullptr;  ///< if the robot has soles
+};
 
-/// A quantity of the results file: one column, or NAME_x, NAME_y and NAME_z if it is a point in space.
+/// What a quantity belongs to: it is there once, or for each of them. Only a robot with soles has those from `ground`
+/// on.
+enum class Owner { robot, joint, body, ground, sole };
+
+/// The columns of a quantity: NAME alone, or NAME_x, NAME_y and so on.
+enum class Shape { number, plane, point, quaternion };
+
+/// A quantity of the results file.
 struct Quantity {
   const char* name;  ///< JOINT and BODY stand for the name of the owner
   const char* unit;
   const char* meaning;
   Owner owner;
-  bool is_point;
+  Shape shape;
   void (*add)(Row& row, const Sample& sample, unsigned long owner);
 };
 
 namespace quantities {
 extern const Quantity time, torque, com, com_root, origin, body_com;
+extern const Quantity force, moment, contact, pressure, orientation, zero_moment_point, margin, residual, feasible;
 }  // namespace quantities
 
 /// All of them, in the order of their columns.
@@ -59,10 +77,10 @@ const std::vector<Quantity>& all_quantities();
 std::vector<std::string> columns_of(const Quantity& quantity, const std::string& owner = {});
 
 /// All columns of the results of a robot.
-std::vector<std::string> results_columns(const tesk::RigidBodySystem& system);
+std::vector<std::string> results_columns(const Subject& robot);
 
 /// The header row, with these columns.
-std::string results_header(const tesk::RigidBodySystem& system);
+std::string results_header(const Subject& robot);
 
 Row results_row(const Sample& sample);
 

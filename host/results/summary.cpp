@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "host/robot/robot.h"
@@ -24,6 +25,11 @@ void Summary::add(const tesk::RigidBodySystem& system, double time, std::chrono:
       peaks_[j].time = time;
     }
   }
+  for (std::size_t j = 0; j < last_torques_.size(); ++j) {
+    const double change = std::abs(static_cast<double>(torques[j]) - static_cast<double>(last_torques_[j]));
+    if (change > largest_change_.torque) largest_change_ = {peaks_[j].joint, change, time};
+  }
+  last_torques_.assign(torques.first, torques.last);
   const QZ::Math::Position3D& com = system.getComPosition();
   com_world_.extend(Eigen::Vector3f(com.x, com.y, com.z));
   if (samples_ == 0) first_time_ = time;
@@ -51,7 +57,23 @@ std::string Summary::text() const {
   for (const Peak& peak : peaks_) {
     fmt::format_to(out, "{:<16}  {:>16.4f}  {:>8.3f}\n", peak.joint, peak.torque, peak.time);
   }
+  fmt::format_to(out, "\nlargest change of a torque from sample to sample: {:.4f} N m", largest_change_.torque);
+  if (largest_change_.torque > 0) fmt::format_to(out, ", {} at {:.3f} s", largest_change_.joint, largest_change_.time);
+  text += '\n';
   return text;
+}
+
+nlohmann::json Summary::json() const {
+  nlohmann::json peaks = nlohmann::json::array();
+  for (const Peak& peak : peaks_)
+    peaks.push_back({{"joint", peak.joint}, {"torque", peak.torque}, {"time", peak.time}});
+  const auto box = [](const Eigen::Vector3f& corner) { return nlohmann::json{corner.x(), corner.y(), corner.z()}; };
+  return {{"samples", samples_},
+          {"duration", last_time_ - first_time_},
+          {"com", {{"least", box(com_world_.min())}, {"most", box(com_world_.max())}}},
+          {"peaks", std::move(peaks)},
+          {"largest_torque_change",
+           {{"joint", largest_change_.joint}, {"torque", largest_change_.torque}, {"time", largest_change_.time}}}};
 }
 
 }  // namespace korvel::host

@@ -2,6 +2,7 @@
 
 #include <Eigen/Geometry>
 #include <chrono>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,8 @@ class Summary {
 
   /// Several lines of text. After at least one sample.
   std::string text() const;
+  /// The same for programs.
+  nlohmann::json json() const;
 
  private:
   struct Peak {
@@ -26,8 +29,16 @@ class Summary {
     float torque;  // magnitude [N m]
     double time;   // [s]
   };
+  /// Between two samples one after the other.
+  struct Change {
+    std::string joint;
+    double torque = 0;  // [N m]
+    double time = 0;    // of the second [s]
+  };
 
   std::vector<Peak> peaks_;
+  std::vector<float> last_torques_;
+  Change largest_change_;
   Eigen::AlignedBox3f com_world_;
   std::size_t samples_ = 0;
   double first_time_ = 0;

@@ -23,6 +23,12 @@ Eigen::Affine3d decimal(const QZ::Math::Transform& pose) {
 
 }  // namespace
 
+std::vector<std::string> body_names(const tesk::RigidBodySystem& system) {
+  std::vector<std::string> names;
+  for (unsigned long b = 0; b < system.getNbBodies(); ++b) names.push_back(system.getBodyName(b));
+  return names;
+}
+
 std::vector<std::string> joint_names(const tesk::RigidBodySystem& system) {
   std::vector<std::string> names;
   for (unsigned long j = 0; j < system.getNbJointAngles(); ++j) names.push_back(system.getJointAngleName(j));

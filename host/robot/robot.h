@@ -35,6 +35,9 @@ struct Robot {
   double mass;
 };
 
+/// Names of the bodies, by index.
+std::vector<std::string> body_names(const tesk::RigidBodySystem& system);
+
 /// Names of the joint angles, by index.
 std::vector<std::string> joint_names(const tesk::RigidBodySystem& system);
 

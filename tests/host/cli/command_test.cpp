@@ -118,7 +118,7 @@ TEST_F(Command, MotionsSideBySideHaveTheirOwnResults) {
   for (const char* name : names) {
     EXPECT_EQ(host(fmt::format("run '{}/{}.csv' -o alone.csv", KORVEL_MOTIONS, name)).status, 0);
     EXPECT_EQ(read(directory_ / fmt::format("all/{}-results.csv", name).c_str()), read(directory_ / "alone.csv"));
-    const std::size_t found = outcome.out.find(fmt::format("/{}.csv\nsamples", name));
+    const std::size_t found = outcome.out.find(fmt::format("/{}.csv\nheld by its root", name));
     EXPECT_GE(found, place) << name;
     place = found;
   }

@@ -1,0 +1,58 @@
+#include "contact/sole.h"
+
+#include <Eigen/Geometry>
+#include <Eigen/SVD>
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <string>
+
+#include "contact/support_polygon.h"
+
+namespace korvel::contact {
+
+namespace {
+
+constexpr double flatness = 1e-3;  // [m]
+
+[[noreturn]] void refuse(const std::string& text) { throw std::invalid_argument(text); }
+
+}  // namespace
+
+Sole::Sole(unsigned long body, const std::vector<Eigen::Vector3d>& corners, double friction)
+    : body_(body), friction_(friction) {
+  if (!(std::isfinite(friction) && friction >= 0)) refuse("expected a friction of at least 0");
+  if (corners.size() < 3) refuse("expected at least 3 corners of a sole, found " + std::to_string(corners.size()));
+  Eigen::Matrix3Xd table(3, static_cast<Eigen::Index>(corners.size()));
+  for (std::size_t i = 0; i < corners.size(); ++i) table.col(static_cast<Eigen::Index>(i)) = corners[i];
+  if (!table.allFinite()) refuse("expected corners at finite positions");
+
+  // The plane through the mean whose normal is the direction of least extent.
+  const Eigen::Vector3d mean = table.rowwise().mean();
+  const Eigen::JacobiSVD<Eigen::Matrix3Xd> extents(table.colwise() - mean, Eigen::ComputeFullU);
+  const Eigen::Matrix3d axes = extents.matrixU();
+  const Eigen::Matrix3Xd in_plane = axes.transpose() * (table.colwise() - mean);
+  if (in_plane.row(2).cwiseAbs().maxCoeff() > flatness) {
+    refuse("expected the corners of a sole in one plane, to a millimetre");
+  }
+  if (in_plane.row(1).cwiseAbs().maxCoeff() <= flatness) refuse("expected the corners of a sole not to lie on a line");
+
+  std::vector<Eigen::Vector2d> points;
+  for (Eigen::Index i = 0; i < in_plane.cols(); ++i) points.emplace_back(in_plane.col(i).head<2>());
+  const SupportPolygon hull(points);
+  const double extent = in_plane.cwiseAbs().maxCoeff();
+  for (const Eigen::Vector2d& point : points) {
+    if (hull.margin(point) > 1e-6 * extent) refuse("expected a convex sole, found a corner within it");
+  }
+  const auto place = [&](const Eigen::Vector2d& point) -> Eigen::Vector3d { return mean + axes.leftCols<2>() * point; };
+  // The numbers that were given, not those that went through the plane.
+  for (const Eigen::Vector2d& corner : hull.corners()) {
+    const auto given = std::min_element(points.begin(), points.end(), [&](const auto& a, const auto& b) {
+      return (a - corner).squaredNorm() < (b - corner).squaredNorm();
+    });
+    corners_.push_back(corners[static_cast<std::size_t>(given - points.begin())]);
+  }
+  centre_ = place(hull.centre());
+}
+
+}  // namespace korvel::contact

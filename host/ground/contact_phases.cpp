@@ -1,0 +1,74 @@
+#include "host/ground/contact_phases.h"
+
+#include <Eigen/Geometry>
+#include <algorithm>
+
+#include "host/ground/frames.h"
+#include "host/motion/cycle.h"
+
+namespace korvel::host {
+
+namespace {
+
+using Eigen::Vector3d;
+
+/// Motion of a body in the world: root axes, of the point at the root's origin.
+struct BodyMotion {
+  Vector3d angular, linear;
+
+  Vector3d of_point(const Vector3d& p_root) const { return linear + angular.cross(p_root); }
+};
+
+/// By the columns of the jacobian of the joints between the root and the body.
+BodyMotion motion_of(const tesk::RigidBodySystem& system, const Instant& state, unsigned long body) {
+  const QZ::Math::Velocity6D& root = state.root.velocity;
+  BodyMotion motion{{root.wx, root.wy, root.wz}, {root.x, root.y, root.z}};
+  const auto parents = system.getParentsVector();
+  const auto coordinates = system.getDofIndexesVector();
+  for (unsigned long b = body; b > 0; b = static_cast<unsigned long>(parents[b])) {
+    const double rate = state.joint_vel[static_cast<Eigen::Index>(b) - 1];
+    const auto column = system.getJacobianInRoot().col(static_cast<Eigen::Index>(coordinates[b])).cast<double>();
+    motion.angular += rate * column.head<3>();
+    motion.linear += rate * column.tail<3>();
+  }
+  return motion;
+}
+
+bool is_near_ground(const tesk::RigidBodySystem& system, const Instant& state, const contact::Sole& sole,
+                    const Ground& ground) {
+  const Eigen::Isometry3d root = isometry(state.root.pose);
+  const Eigen::Isometry3d pose = isometry(system.getPoseInRoot(sole.body()));
+  const auto height = [&](const Vector3d& corner) { return (root * (pose * corner)).z() - ground.height; };
+  const Vector3d& lowest =
+      *std::min_element(sole.corners().begin(), sole.corners().end(),
+                        [&](const Vector3d& a, const Vector3d& b) { return height(a) < height(b); });
+  return height(lowest) <= ground.bounds.height &&
+         motion_of(system, state, sole.body()).of_point(pose * lowest).norm() < ground.bounds.speed;
+}
+
+}  // namespace
+
+std::vector<contact::ContactPhases> contact_phases(const Trajectory& trajectory, const Ground& ground,
+                                                   const std::map<std::string, std::vector<bool>>& given,
+                                                   tesk::RigidBodySystem& system) {
+  const std::vector<double> time(trajectory.time().begin(), trajectory.time().end());
+  std::vector<std::vector<bool>> near(ground.soles.size());
+  for (Eigen::Index s = 0; s < trajectory.size(); ++s) {
+    const Instant state = trajectory.at(s);
+    set_state(system, state);
+    system.computeFwdKinematicsExceptRoot();
+    for (std::size_t i = 0; i < near.size(); ++i) {
+      near[i].push_back(is_near_ground(system, state, ground.soles[i], ground));
+    }
+  }
+  std::vector<contact::ContactPhases> phases;
+  for (std::size_t i = 0; i < near.size(); ++i) {
+    const auto known = given.find(system.getBodyName(ground.soles[i].body()));
+    phases.push_back(known != given.end()
+                         ? contact::ContactPhases::given(time, known->second)
+                         : contact::ContactPhases::detected(time, std::move(near[i]), ground.bounds.duration));
+  }
+  return phases;
+}
+
+}  // namespace korvel::host

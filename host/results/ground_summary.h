@@ -1,0 +1,90 @@
+#pragma once
+
+#include <limits>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+#include "host/ground/ground_cycle.h"
+
+namespace korvel::host {
+
+/// What a person wants to know of a robot that stands: whether it can, when it cannot, by how much and why; and how
+/// near it is to that in all other samples.
+class GroundSummary {
+ public:
+  /// `ground` outlives it.
+  GroundSummary(const Ground& ground, const tesk::RigidBodySystem& system);
+
+  /// Takes in how the robot stands in the sample at `time` [s], the next one.
+  void add(const Standing& standing, double time);
+
+  bool stands_throughout() const { return spans_.empty(); }
+  /// "stands throughout", or a line for each span that it cannot stand.
+  std::string verdict() const;
+  /// A table of margins, each with the time of its worst.
+  std::string margins() const;
+  /// Both for programs.
+  nlohmann::json json() const;
+
+ private:
+  /// The most that was seen of something, and when.
+  struct Most {
+    double value = -std::numeric_limits<double>::infinity();
+    double time = 0;
+
+    void add(double candidate, double at) {
+      if (candidate > value) *this = {candidate, at};
+    }
+    bool seen() const { return value > -std::numeric_limits<double>::infinity(); }
+  };
+  struct Least {
+    double value = std::numeric_limits<double>::infinity();
+    double time = 0;
+
+    void add(double candidate, double at) {
+      if (candidate < value) *this = {candidate, at};
+    }
+    bool seen() const { return value < std::numeric_limits<double>::infinity(); }
+  };
+  /// Of one sole, over the samples in which it is in contact.
+  struct SoleMargins {
+    std::string body;
+    double friction_there_is;
+    Least least_load;  // share of the weight
+    Most most_load;
+    Most friction;
+    Least inside;  // of the centre of pressure, while there is load [m]
+    Most slip;     // from where it touched down [m]
+    Most height;   // of its lowest corner, above or below the ground [m]
+    bool contact = false;
+    Eigen::Vector2d touchdown = Eigen::Vector2d::Zero();
+  };
+  /// Samples one after the other that the ground cannot bear for the same reason.
+  struct Span {
+    contact::Verdict verdict;
+    double from, to;
+    std::size_t last_sample;
+    Most residual;
+    std::string direction;  // of tipping, where the residual is largest
+    Most excess;            // of the zero moment point beyond the polygon [m]
+    Most pull;              // that the ground would have to exert [N]
+    Most needed;            // the force [N]
+    double friction_needed = 0;
+
+    std::string reason() const;
+  };
+
+  void add_to_spans(const Standing& standing, double time);
+  void add_to_margins(const Standing& standing, double time);
+
+  const Ground& ground_;
+  double weight_;
+  std::size_t samples_ = 0;
+  std::vector<Span> spans_;
+  Least margin_;
+  Most friction_needed_;
+  std::vector<SoleMargins> soles_;
+};
+
+}  // namespace korvel::host

@@ -1,0 +1,73 @@
+#include "contact/phases.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+namespace korvel::contact {
+namespace {
+
+std::vector<double> times(std::size_t count, double step) {
+  std::vector<double> time(count);
+  for (std::size_t i = 0; i < count; ++i) time[i] = static_cast<double>(i) * step;
+  return time;
+}
+
+std::vector<bool> flags(const std::string& text) {
+  std::vector<bool> result(text.size());
+  std::transform(text.begin(), text.end(), result.begin(), [](char c) { return c == '#'; });
+  return result;
+}
+
+std::string text(const ContactPhases& phases, std::size_t count) {
+  std::string result;
+  for (std::size_t i = 0; i < count; ++i) result += phases.contact(i) ? '#' : '.';
+  return result;
+}
+
+// At 100 Hz a sample counts for 10 ms.
+TEST(Phases, ShortGapsAreClosedThenShortContactsDropped) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"##########", "##########"},
+      {"..........", ".........."},
+      {"#####....#####", "##############"},    // 40 ms
+      {"#####.....#####", "#####.....#####"},  // 50 ms
+      {".....####.....", ".............."},
+      {".....#####.....", ".....#####....."},
+      {".....##..##.....", ".....######....."},  // closed first, and then long enough
+      {"#.........", "#........."},              // nobody knows how long before
+      {".........#", ".........#"},
+      {".#########", ".#########"},  // nor after
+  };
+  for (const auto& [seen, expected] : cases) {
+    const std::vector<bool> near = flags(seen);
+    EXPECT_EQ(text(ContactPhases::detected(times(near.size(), 0.01), near, 0.05), near.size()), expected) << seen;
+    EXPECT_EQ(text(ContactPhases::given(times(near.size(), 0.01), near), near.size()), seen);
+  }
+}
+
+TEST(Phases, SlowSamplingKeepsAContactOfOneSample) {
+  EXPECT_EQ(text(ContactPhases::detected(times(3, 0.1), flags(".#."), 0.05), 3), ".#.");
+}
+
+TEST(Phases, ShareRisesSmoothlyAfterTouchdownAndFallsBeforeLiftOff) {
+  const std::string seen = std::string(10, '.') + std::string(50, '#') + std::string(10, '.');
+  const ContactPhases phases = ContactPhases::given(times(seen.size(), 0.01), flags(seen));
+  EXPECT_EQ(phases.share(9), 0);
+  EXPECT_EQ(phases.share(60), 0);
+  for (std::size_t i = 10; i < 35; ++i) {
+    EXPECT_GE(phases.share(i), phases.share(i - 1)) << i;
+    EXPECT_LT(phases.share(i) - phases.share(i - 1), 0.16) << i;
+    EXPECT_NEAR(phases.share(i), phases.share(69 - i), 1e-12) << i;
+  }
+  EXPECT_LT(phases.share(10), 0.01);
+  EXPECT_EQ(phases.share(20), 1);
+  // What was before the first sample and will be after the last one is not known.
+  const ContactPhases open = ContactPhases::given(times(5, 0.01), flags("#####"));
+  EXPECT_EQ(open.share(0), 1);
+  EXPECT_EQ(open.share(4), 1);
+}
+
+}  // namespace
+}  // namespace korvel::contact

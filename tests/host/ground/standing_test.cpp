@@ -1,0 +1,310 @@
+#include <nlohmann/json.hpp>
+
+#include "host/robot/module.h"
+#include "host/robot/robot.h"
+#include "tests/host/support/command.h"
+
+namespace korvel::host {
+namespace {
+
+using Columns = std::map<std::string, std::vector<double>>;
+using Json = nlohmann::json;
+
+constexpr double pi = 3.14159265358979323846;
+
+/// Motions through the command, on the ground.
+class StandingTest : public CommandTest {
+ protected:
+  void SetUp() override {
+    // As squat.csv begins: upright with bent knees, feet flat on the ground.
+    read_csv(KORVEL_MOTIONS "/squat.csv", [&](const CsvRow& row) {
+      if (names_.empty()) {
+        names_ = row.fields;
+      } else if (start_.empty()) {
+        for (std::size_t i = 0; i < names_.size(); ++i) start_[names_[i]] = std::strtod(row.fields[i].c_str(), nullptr);
+      }
+    });
+    for (const char* angle : {"roll", "pitch", "yaw"}) start_.try_emplace(angle, 0);
+  }
+
+  /// Soles with other lengths or friction than those of the example.
+  std::string soles(double friction, double toe = 0.1, double heel = 0.05, double side = 0.04) {
+    std::string text = "body,x,y,z,friction\n";
+    for (const char* foot : {"LAnkleRoll", "RAnkleRoll"}) {
+      for (const double y : {-side, side}) {
+        for (const double z : {-heel, toe}) text += fmt::format("{},-0.045,{},{},{}\n", foot, y, z, friction);
+      }
+    }
+    write(directory_ / "soles.csv", text);
+    return "--soles soles.csv";
+  }
+
+  /// The start, moved as a whole along `acceleration` t^2 / 2 with both feet in contact.
+  void write_accelerated(const Eigen::Vector3d& acceleration, bool contact = true) {
+    std::string text;
+    for (const std::string& name : names_) text += name + ',';
+    text += "LAnkleRoll_contact,RAnkleRoll_contact\n";
+    for (int i = 0; i <= 20; ++i) {
+      const double t = 0.01 * i;
+      auto values = start_;
+      values["time"] = t;
+      values["x"] += acceleration.x() * t * t / 2;
+      values["y"] += acceleration.y() * t * t / 2;
+      values["z"] += acceleration.z() * t * t / 2;
+      for (const std::string& name : names_) text += fmt::format("{},", values[name]);
+      text += contact ? "1,1\n" : "0,0\n";
+    }
+    write(directory_ / "motion.csv", text);
+  }
+
+  /// What the command says of motion.csv.
+  Json ground(const std::string& options) {
+    const Outcome outcome = host("run motion.csv -o results.csv --json " + options);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    if (outcome.status != 0) return {};
+    return Json::parse(outcome.out).at("motions").at(0).at("ground");
+  }
+  Columns columns() const {
+    std::vector<std::string> names;
+    Columns columns;
+    read_csv(directory_ / "results.csv", [&](const CsvRow& row) {
+      if (names.empty()) {
+        names = row.fields;
+        return;
+      }
+      for (std::size_t i = 0; i < row.fields.size(); ++i) {
+        columns[names.at(i)].push_back(std::strtod(row.fields[i].c_str(), nullptr));
+      }
+    });
+    return columns;
+  }
+  Columns results_of(const std::string& motion, const std::string& options) {
+    const Outcome outcome = host(fmt::format("run '{}' -o results.csv {}", motion, options));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return columns();
+  }
+
+  std::vector<std::string> names_;
+  std::map<std::string, double> start_;
+  const double weight_ = 9.81 * static_cast<double>(Module(KORVEL_MODULE).create()->getMass());
+};
+
+const std::string example = fmt::format("--soles '{}/soles.csv'", KORVEL_MOTIONS);
+
+TEST_F(StandingTest, AtRestTheGroundBearsTheWeightBelowTheCentreOfMass) {
+  write_accelerated({0, 0, 0});
+  const Json json = ground(example);
+  EXPECT_EQ(json.at("stands_throughout"), true);
+  EXPECT_TRUE(json.at("cannot_stand").empty());
+  const Columns all = columns();
+  for (std::size_t s = 0; s < all.at("time").size(); ++s) {
+    double force = 0;
+    double x = 0;
+    double y = 0;
+    for (const char* foot : {"LAnkleRoll", "RAnkleRoll"}) {
+      const auto column = [&](const char* name) { return all.at(std::string(foot) + name)[s]; };
+      force += column("_force_z");
+      x += column("_force_z") * column("_cop_x");
+      y += column("_force_z") * column("_cop_y");
+      EXPECT_EQ(column("_contact"), 1);
+      EXPECT_NEAR(column("_force_z"), weight_ / 2, 0.01 * weight_);
+    }
+    EXPECT_NEAR(force, weight_, 1e-5 * weight_);
+    EXPECT_NEAR(x / force, all.at("com_x")[s], 1e-6);
+    EXPECT_NEAR(y / force, all.at("com_y")[s], 1e-6);
+    EXPECT_NEAR(all.at("zmp_x")[s], all.at("com_x")[s], 1e-6);
+    EXPECT_EQ(all.at("feasible")[s], 1);
+    EXPECT_LT(all.at("contact_residual")[s], 1e-6);
+  }
+}
+
+TEST_F(StandingTest, FreeFlightNeedsNothing) {
+  write_accelerated({0, 0, -9.81}, false);
+  EXPECT_EQ(ground(example).at("stands_throughout"), true);
+  const Columns all = columns();
+  for (const double residual : all.at("contact_residual")) EXPECT_LT(residual, 1e-5);
+  for (const double force : all.at("LAnkleRoll_force_z")) EXPECT_EQ(force, 0);
+  // And a robot that is at rest in the air needs all of its weight.
+  write_accelerated({0, 0, 0}, false);
+  const Json json = ground(example);
+  EXPECT_EQ(json.at("stands_throughout"), false);
+  EXPECT_EQ(json.at("cannot_stand").at(0).at("why"), "no contact");
+  EXPECT_NEAR(json.at("cannot_stand").at(0).at("missing").at("value").get<double>(), 1, 0.1);
+}
+
+TEST_F(StandingTest, FallingFasterThanFreelyNeedsAPull) {
+  write_accelerated({0, 0, -12});
+  EXPECT_EQ(ground(example).at("cannot_stand").at(0).at("why"), "needs a pull");
+}
+
+// A thousandth of the acceleration on either side of it, in every direction: friction has none.
+TEST_F(StandingTest, AccelerationOfFrictionTimesGravityIsTheEdgeOfSlipping) {
+  const double friction = 0.1;
+  const std::string options = soles(friction, 0.2, 0.2, 0.2);
+  for (const double angle : {0.0, 0.3, pi / 4, pi / 2, 2.0}) {
+    const Eigen::Vector3d direction(std::cos(angle), std::sin(angle), 0);
+    write_accelerated(0.999 * friction * 9.81 * direction);
+    const Json within = ground(options);
+    EXPECT_EQ(within.at("stands_throughout"), true) << angle;
+    EXPECT_NEAR(within.at("margins").at("least_friction").at("value").get<double>(), 0.999 * friction, 2e-4) << angle;
+    // What is missing counts from a thousandth of the weight on.
+    write_accelerated((1.001 * friction + 1e-3) * 9.81 * direction);
+    const Json beyond = ground(options);
+    ASSERT_EQ(beyond.at("stands_throughout"), false) << angle;
+    EXPECT_EQ(beyond.at("cannot_stand").at(0).at("why"), "slips") << angle;
+  }
+}
+
+TEST_F(StandingTest, AccelerationOfReachOverHeightIsTheEdgeOfTipping) {
+  const std::string options = soles(2);
+  write_accelerated({0, 0, 0});
+  ground(options);
+  const Columns rest = columns();
+  const double height = rest.at("com_z")[0];
+  const double toe = rest.at("LAnkleRoll_x")[0] + 0.1;
+  const double heel = rest.at("LAnkleRoll_x")[0] - 0.05;
+  const double left = rest.at("LAnkleRoll_y")[0] + 0.04;
+  const struct {
+    double reach;
+    Eigen::Vector3d direction;
+    const char* name;
+  } edges[] = {{rest.at("com_x")[0] - heel, {1, 0, 0}, "backward"},
+               {toe - rest.at("com_x")[0], {-1, 0, 0}, "forward"},
+               {left, {0, -1, 0}, "to the left"},
+               {left, {0, 1, 0}, "to the right"}};
+  for (const auto& edge : edges) {
+    const double acceleration = 9.81 * edge.reach / height;
+    write_accelerated(0.999 * acceleration * edge.direction);
+    EXPECT_EQ(ground(options).at("stands_throughout"), true) << edge.name;
+    // A thousandth of the weight at a decimetre is a tenth of a millimetre.
+    write_accelerated((1.001 + 2e-4 / edge.reach) * acceleration * edge.direction);
+    const Json beyond = ground(options);
+    ASSERT_EQ(beyond.at("stands_throughout"), false) << edge.name;
+    const Json span = beyond.at("cannot_stand").at(0);
+    EXPECT_EQ(span.at("why"), "tips");
+    EXPECT_EQ(span.at("direction"), edge.name);
+    EXPECT_NEAR(span.at("excess").at("value").get<double>(), 1e-3 * edge.reach + 2e-4, 2e-5);
+  }
+}
+
+TEST_F(StandingTest, RequireFeasibleMakesItAnExitStatus) {
+  write_accelerated({0, 0, 0});
+  EXPECT_EQ(host("run motion.csv -o results.csv --require-feasible " + example).status, 0);
+  write_accelerated({6, 0, 0});
+  const Outcome outcome = host("run motion.csv -o results.csv --require-feasible " + example);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out.find("cannot be stood as it is, in 1 span:\n  0.000 to 0.200 s  tips backward by "), 0U)
+      << outcome.out;
+  EXPECT_EQ(columns().at("feasible"), std::vector<double>(21, 0));
+}
+
+// Moved, and turned about the vertical: the same to the robot.
+TEST_F(StandingTest, TorquesDoNotDependOnPlaceAndHeading) {
+  const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";
+  const Columns here = results_of(motion, example);
+  std::vector<std::string> names;
+  std::string text;
+  const double yaw = 0.7;
+  read_csv(motion, [&](const CsvRow& row) {
+    if (names.empty()) {
+      names = row.fields;
+      text = fmt::format("{}\n", fmt::join(names, ","));
+      return;
+    }
+    std::map<std::string, double> values;
+    for (std::size_t i = 0; i < names.size(); ++i) values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
+    const double x = values["x"];
+    const double y = values["y"];
+    values["x"] = 1.5 + std::cos(yaw) * x - std::sin(yaw) * y;
+    values["y"] = -1.5 + std::sin(yaw) * x + std::cos(yaw) * y;
+    values["yaw"] += yaw;
+    for (const std::string& name : names) text += fmt::format("{}{}", values[name], name == names.back() ? "\n" : ",");
+  });
+  write(directory_ / "motion.csv", text);
+  const Columns there = results_of("motion.csv", example);
+  for (const auto& [name, values] : here) {
+    if (name.find("_torque") == std::string::npos) continue;
+    for (std::size_t s = 0; s < values.size(); ++s) EXPECT_NEAR(values[s], there.at(name)[s], 2e-6) << name << " " << s;
+  }
+}
+
+// Left for right: y and what turns about x or z change their sign.
+TEST_F(StandingTest, MirrorImagesHaveMirroredForces) {
+  const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";
+  const Columns left = results_of(motion, example);
+  std::vector<std::string> names;
+  std::string text;
+  const auto twin = [](std::string name) {
+    if (name[0] == 'L' || name[0] == 'R') name[0] = name[0] == 'L' ? 'R' : 'L';
+    return name;
+  };
+  const auto sign = [](const std::string& name) {
+    const auto ends_with = [&](const std::string& end) {
+      return name.size() >= end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0;
+    };
+    const bool changes = name == "y" || ends_with("oll") || ends_with("aw");
+    return changes ? -1.0 : 1.0;
+  };
+  read_csv(motion, [&](const CsvRow& row) {
+    if (names.empty()) {
+      names = row.fields;
+      text = fmt::format("{}\n", fmt::join(names, ","));
+      return;
+    }
+    std::map<std::string, double> values;
+    for (std::size_t i = 0; i < names.size(); ++i) values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
+    for (const std::string& name : names) {
+      text += fmt::format("{}{}", sign(name) * values[twin(name)] + 0.0, name == names.back() ? "\n" : ",");
+    }
+  });
+  write(directory_ / "motion.csv", text);
+  const Columns right = results_of("motion.csv", example);
+  for (std::size_t s = 0; s < left.at("time").size(); ++s) {
+    for (const char* axis : {"x", "y", "z"}) {
+      const auto force = [&](const Columns& run, const char* foot) {
+        return run.at(fmt::format("{}AnkleRoll_force_{}", foot, axis))[s];
+      };
+      const double change = axis == std::string("y") ? -1 : 1;
+      EXPECT_NEAR(force(left, "L"), change * force(right, "R"), 1e-5 * weight_) << axis << " " << s;
+      EXPECT_NEAR(force(left, "R"), change * force(right, "L"), 1e-5 * weight_) << axis << " " << s;
+    }
+  }
+}
+
+TEST_F(StandingTest, ContactColumnsAreOfSolesAndZeroOrOne) {
+  write(directory_ / "plain.csv", "time\n0\n0.01\n");
+  const std::pair<const char*, const char*> cases[] = {
+      {"time,Torso_contact\n0,1\n",
+       "motion.csv:1: expected contact columns of bodies with a sole, found 'Torso_contact'"},
+      {"time,LAnkle_contact\n0,1\n",
+       "motion.csv:1: expected contact columns of bodies with a sole, found 'LAnkle_contact'"},
+      {"time,_contact\n0,1\n",
+       "motion.csv:1: expected a column named time, x, y, z, roll, pitch, yaw, qw, qx, qy, qz or as a joint, found "
+       "'_contact'"},
+      {"time,LAnkleRoll_contact\n0,1\n1,0.5\n",
+       "motion.csv:3: expected 0 or 1 in column 'LAnkleRoll_contact', found 0.5"},
+      {"time,LAnkleRoll_contact\n0,2\n", "motion.csv:2: expected 0 or 1 in column 'LAnkleRoll_contact', found 2"},
+      {"time,LAnkleRoll_contact\n0,-1\n", "motion.csv:2: expected 0 or 1 in column 'LAnkleRoll_contact', found -1"},
+      {"time,LAnkleRoll_contact\n0,yes\n",
+       "motion.csv:2: expected a number in column 'LAnkleRoll_contact', found 'yes'"},
+      {"time,LAnkleRoll_contact,LAnkleRoll_contact\n0,1,1\n",
+       "motion.csv:1: expected each column once, found a second 'LAnkleRoll_contact'"},
+  };
+  for (const auto& [text, expected] : cases) {
+    write(directory_ / "motion.csv", text);
+    const Outcome outcome = host("run motion.csv -o results.csv " + example);
+    EXPECT_EQ(outcome.status, 2) << text;
+    EXPECT_NE(outcome.err.find(expected), std::string::npos) << outcome.err;
+    EXPECT_EQ(files(), (std::vector<std::string>{"motion.csv", "plain.csv"}));
+  }
+  // A robot that is held has no use for them, and no quarrel with them.
+  write(directory_ / "motion.csv", "time,Torso_contact\n0,1\n");
+  for (const std::string& options : {std::string(), "--air " + example}) {
+    EXPECT_EQ(host("run motion.csv -o results.csv " + options).status, 0) << options;
+    EXPECT_EQ(columns().count("zmp_x"), 0U);
+  }
+}
+
+}  // namespace
+}  // namespace korvel::host
