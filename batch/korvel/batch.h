@@ -22,7 +22,7 @@
  * Memory   Calls allocate little and nothing that grows with the number of states.
  */
 
-#include <stddef.h>
+#include <stddef.h> /* NOLINT: this is C */
 
 #if defined(__cplusplus)
 extern "C" {
