@@ -26,7 +26,8 @@ def print_table(times):
         time = times.get((operation, who, 1))
         if time is None:
             return ""
-        return f"{time:.0f}" if who == reference else f"{time:.0f} ({time / times[operation, reference, 1]:.2f})"
+        base = times.get((operation, reference, 1))
+        return f"{time:.0f}" if who == reference or base is None else f"{time:.0f} ({time / base:.2f})"
 
     rows = [["ns per call, median", *columns]]
     rows += [[operation, *(cell(operation, who) for who in columns)] for operation in operations]

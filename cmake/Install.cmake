@@ -1,5 +1,6 @@
 # What a host needs: headers, module, a CMake package and a pkg-config file; and the reference host with what it reads.
-# Components: `module`, what flies; `development`, what hosts are compiled against and read; `tool`, the reference host.
+# Components: `module`, what flies; `batch`, the library for many states; `development`, what hosts are compiled against
+# and read; `tool`, the reference host.
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/korvel)
 set(header_directory ${CMAKE_INSTALL_INCLUDEDIR}/korvel)
 
@@ -15,6 +16,15 @@ install(
   LIBRARY DESTINATION ${KORVEL_MODULE_DIRECTORY} COMPONENT module
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   INCLUDES DESTINATION ${header_directory})
+if(TARGET korvel_batch)
+  # A library of C as others are: by its name, its header as korvel/batch.h.
+  install(
+    TARGETS korvel_batch
+    EXPORT korvel
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT batch NAMELINK_COMPONENT development
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(FILES batch/korvel/batch.h batch/korvel/batch.hpp DESTINATION ${header_directory} COMPONENT development)
+endif()
 install(EXPORT korvel NAMESPACE korvel:: DESTINATION ${package_directory} FILE korvel-targets.cmake COMPONENT development)
 
 include(CMakePackageConfigHelpers)
@@ -38,6 +48,10 @@ endif()
 file(RELATIVE_PATH KORVEL_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/korvel.pc.in korvel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/korvel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+if(TARGET korvel_batch)
+  configure_file(cmake/korvel-batch.pc.in korvel-batch.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/korvel-batch.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
 
 # The file with the version in it, compressed, in the build directory.
 function(gzipped file)

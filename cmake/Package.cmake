@@ -16,8 +16,10 @@ set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The linker hears of the library when the package comes and goes.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 # What hosts are compiled with; the module and the tool run without.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libeigen3-dev (>= 3.4)")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-    "A module that a motion framework loads, the header to compile against, and\na tool that runs motions through it, shows them, and holds any module to\nwhat the interface promises.")
+    "A module that a motion framework loads, the header to compile against, a\nlibrary for many states at once, and a tool that runs motions through it,\nshows them, and holds any module to what the interface promises.")
 include(CPack)

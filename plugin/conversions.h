@@ -3,38 +3,15 @@
 /// Between the spatial transforms of the model and the host's poses. A transform X = (E, r) turns coordinates of a
 /// first frame into those of a second; a host pose [R | t] maps points. Pure functions of their arguments.
 
-#include "metapod/spatial/transform.h"
+#include "metapod/spatial/pose.h"
 #include "qzmath/qzmath.h"
 
 namespace tesk {
 
 using SpatialTransform = metapod::Spatial::TransformT<metapod::Spatial::RotationMatrix>;
 
-/// The rows of R, and t, of the pose of one body, or of one body per lane.
-template <typename Scalar>
-struct PoseT {
-  using Vector = metapod::Spatial::Vector3T<Scalar>;
-  Vector row0, row1, row2, t;
-};
-
-template <typename Scalar>
-using GeneralTransformT = metapod::Spatial::TransformT<metapod::Spatial::RotationMatrixT<Scalar>>;
-
-/// [E^T | r], the pose of the second frame in the first.
-template <typename Scalar>
-PoseT<Scalar> inverse(const GeneralTransformT<Scalar>& X) noexcept {
-  const auto& [x, y, z] = X.E.E;
-  return {x, y, z, X.r};
-}
-
-/// The inverse of A B (B first, then A), with the third row of R as the cross product of the first two, which keeps R
-/// orthonormal in that row.
-template <typename Scalar>
-PoseT<Scalar> inverse_of_product(const GeneralTransformT<Scalar>& A, const GeneralTransformT<Scalar>& B) noexcept {
-  const auto row0 = A.E * B.E.E.column0;
-  const auto row1 = A.E * B.E.E.column1;
-  return {row0, row1, cross(row0, row1), B.apply_inv_to_point(A.r)};
-}
+using metapod::Spatial::GeneralTransformT;
+using metapod::Spatial::PoseT;
 
 inline void store(QZ::Math::Transform& T, const PoseT<float>& pose) noexcept {
   const auto& [row0, row1, row2, t] = pose;

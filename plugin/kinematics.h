@@ -35,7 +35,7 @@ template <typename Model>
 [[gnu::flatten]] QZ::Math::Position3D MetapodRigidBodySystem<Model>::computePartialComPositionInRoot(
     unsigned long b) noexcept {
   if (b == root || b >= body_count) return com_;
-  if (!moments_.are_current()) metapod::first_moments<Model>::run(iX1_, moments_);
+  if (!moments_.are_current()) metapod::first_moments<Model>::run(robot_, iX1_, moments_);
   return divided(moments_.sum_without(b), mass_ - Model::inertias()[b].m);
 }
 

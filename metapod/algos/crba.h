@@ -1,8 +1,8 @@
 #pragma once
 
 #include "metapod/algos/gather_scatter.h"
+#include "metapod/algos/jcalc.h"
 #include "metapod/algos/traversal.h"
-#include "metapod/spatial/out_of_line.h"
 
 namespace metapod {
 
@@ -17,43 +17,72 @@ namespace metapod {
 /// After   a joint pass with the current positions; not checked
 /// Source  R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.2 and table 6.2
 ///
-/// The second argument says whether the algorithm runs a joint pass of its own; there is only the variant that does
-/// not.
+/// The second argument says whether every visit begins with that of the joint pass with positions, which then need not
+/// have run; sines and cosines are taken by the caller.
 template <typename Model, bool jcalc>
 struct crba;
 
 template <typename Model>
 struct crba<Model, false> {
   static void run(Model& model, float* H) noexcept {
-    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, H);
+    internal::SymmetricMatrix<Model::dof_count> matrix{H};
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, matrix);
   }
 
   template <typename, int i>
   struct DftVisitor {
     using Node = NodeOf<Model, i>;
 
-    static void discover(Model& model, float*) noexcept { node<i>(model).Icomp = Model::template inertia<i>(); }
+    template <typename Matrix>
+    static void discover(Model& model, Matrix&) noexcept {
+      node<i>(model).Icomp = model.template inertia<i>();
+    }
 
-    static void finish(Model& model, float* H) noexcept {
+    template <typename Matrix>
+    static void finish(Model& model, Matrix& H) noexcept {
       auto& n = node<i>(model);
       if constexpr (Node::parent != models::no_parent) {
         add_to_parent<Node>(node<Node::parent>(model).Icomp, n.iXp.applyInv(n.Icomp));
       }
       n.IcompS = n.Icomp * n.joint.S;
-      internal::scatter_symmetric<Node, Node, Model::dof_count>(H, n.joint.S.transpose() * n.IcompS);
+      H.template put<Node, Node>(n.joint.S.transpose() * n.IcompS);
       internal::backward_traversal_internal<BwdtVisitor, Model, i>::run(model, H);
     }
 
     /// One step of the walk from node i to the root: from P to its parent J.
     template <typename, int J, int P>
     struct BwdtVisitor {
-      static void discover(Model& model, float* H) noexcept {
+      template <typename Matrix>
+      static void discover(Model& model, Matrix& H) noexcept {
         auto& n = node<i>(model);
-        carry_back(node<P>(model).iXp, n.IcompS);
-        internal::scatter_symmetric<NodeOf<Model, J>, Node, Model::dof_count>(
-            H, node<J>(model).joint.S.transpose() * n.IcompS);
+        Model::Steps::carry_back(node<P>(model).iXp, n.IcompS);
+        H.template put<NodeOf<Model, J>, Node>(node<J>(model).joint.S.transpose() * n.IcompS);
       }
     };
+  };
+};
+
+template <typename Model>
+struct crba<Model, true> {
+  template <typename Number, typename Angles, typename Matrix>
+  static void run(Model& model, const Number* q, const Angles& angles, Matrix& H) noexcept {
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, q, angles, H);
+  }
+
+  template <typename, int i>
+  struct DftVisitor {
+    using Whole = typename crba<Model, false>::template DftVisitor<Model, i>;
+
+    template <typename Number, typename Angles, typename Matrix>
+    static void discover(Model& model, const Number* q, const Angles& angles, Matrix& H) noexcept {
+      internal::JcalcPosVisitor<Model, i>::discover(model, q, angles);
+      Whole::discover(model, H);
+    }
+
+    template <typename Number, typename Angles, typename Matrix>
+    static void finish(Model& model, const Number*, const Angles&, Matrix& H) noexcept {
+      Whole::finish(model, H);
+    }
   };
 };
 

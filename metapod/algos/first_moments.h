@@ -21,11 +21,12 @@ class FirstMoments {
   static constexpr std::size_t body_count = static_cast<std::size_t>(Model::body_count);
 
  public:
-  /// scatter_below_root(of_bodies) writes the moments of all bodies but the root.
+  /// put_below_root(of_bodies) puts there the moments of all bodies but the root.
   template <typename Function>
-  void compute(const Function& scatter_below_root) noexcept {
-    internal::scatter_vectors<NodeOf<Model, 0>>(of_bodies_.data(), Model::template inertia<0>().h);
-    scatter_below_root(of_bodies_.data());
+  void compute(const Model& model, const Function& put_below_root) noexcept {
+    const internal::VectorsOverBodies of_bodies{of_bodies_.data()};
+    of_bodies.template put<NodeOf<Model, 0>>(model.template inertia<0>().h);
+    put_below_root(of_bodies);
     up_to_[0] = of_bodies_[0];
     Spatial::unrolled<body_count - 1>([&](auto b) { up_to_[b + 1] = up_to_[b] + of_bodies_[b + 1]; });
     version_ = Model::inertia_version();
@@ -54,9 +55,10 @@ namespace internal {
 /// The node's share of a partial centre of mass. Which body is left out is asked when the shares are added.
 template <typename Model, int node_id>
 struct PartialComVisitor {
-  static void discover(const RootToBody<Model>& iX1, Spatial::PackedVector3* of_bodies) noexcept {
-    const auto center_root = at<node_id>(iX1).apply_inv_to_point(Model::template center_of_mass<node_id>());
-    scatter_vectors<NodeOf<Model, node_id>>(of_bodies, Model::template inertia<node_id>().m * center_root);
+  template <typename Moments>
+  static void discover(const Model& model, const RootToBody<Model>& iX1, Moments& of_bodies) noexcept {
+    const auto center_root = at<node_id>(iX1).apply_inv_to_point(model.template center_of_mass<node_id>());
+    of_bodies.template put<NodeOf<Model, node_id>>(model.template inertia<node_id>().m * center_root);
   }
 };
 
@@ -65,9 +67,10 @@ struct PartialComVisitor {
 /// First moments for the transforms that forward kinematics left.
 template <typename Model>
 struct first_moments {
-  static void run(const RootToBody<Model>& iX1, FirstMoments<Model>& moments) noexcept {
-    moments.compute([&](Spatial::PackedVector3* of_bodies) {
-      for_each_node_below_root<Model>([&](auto i) { internal::PartialComVisitor<Model, i>::discover(iX1, of_bodies); });
+  static void run(const Model& model, const RootToBody<Model>& iX1, FirstMoments<Model>& moments) noexcept {
+    moments.compute(model, [&](const internal::VectorsOverBodies& of_bodies) {
+      for_each_node_below_root<Model>(
+          [&](auto i) { internal::PartialComVisitor<Model, i>::discover(model, iX1, of_bodies); });
     });
   }
 };

@@ -10,17 +10,17 @@ template <typename Model, int node_id>
 struct FwdKiniX1Visitor {
   using Node = NodeOf<Model, node_id>;
 
-  static void discover(Model& model, RootToBody<Model>& iX1, float* jacobian,
-                       Spatial::PackedVector3* of_bodies) noexcept {
-    const auto& i = node<node_id>(model);
+  template <typename Jacobian, typename Moments>
+  static void discover(const Model& model, RootToBody<Model>& iX1, Jacobian& jacobian, Moments& of_bodies) noexcept {
+    const auto& i = at<node_id>(model.nodes);
     // i<-p after p<-1 is i<-1.
     if constexpr (Node::parent == 0) {
       at<node_id>(iX1) = RootToBodyOf<Node>(i.iXp);
     } else {
       at<node_id>(iX1) = i.iXp * at<Node::parent>(iX1);
     }
-    scatter_columns<Node>(jacobian, applyInv(at<node_id>(iX1), i.joint.S));
-    PartialComVisitor<Model, node_id>::discover(iX1, of_bodies);
+    jacobian.template put<Node>(applyInv(at<node_id>(iX1), i.joint.S));
+    PartialComVisitor<Model, node_id>::discover(model, iX1, of_bodies);
   }
 };
 
@@ -38,9 +38,10 @@ struct FwdKiniX1Visitor {
 template <typename Model>
 struct fwd_kin_iX1 {
   static void run(Model& model, RootToBody<Model>& iX1, float* jacobian, FirstMoments<Model>& moments) noexcept {
-    moments.compute([&](Spatial::PackedVector3* of_bodies) {
+    const internal::Columns6 columns{jacobian};
+    moments.compute(model, [&](const internal::VectorsOverBodies& of_bodies) {
       for_each_node_below_root<Model>(
-          [&](auto i) { internal::FwdKiniX1Visitor<Model, i>::discover(model, iX1, jacobian, of_bodies); });
+          [&](auto i) { internal::FwdKiniX1Visitor<Model, i>::discover(model, iX1, columns, of_bodies); });
     });
   }
 };

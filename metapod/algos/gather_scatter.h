@@ -13,24 +13,31 @@ namespace metapod::internal {
 
 /// The node's entries of a vector over coordinates.
 template <typename Node>
-auto gather_coordinates(const float* all) noexcept {
+auto gather_coordinates(const typename Node::Number* all) noexcept {
   typename Node::Joint::Coordinates own{};
   Spatial::unrolled<Node::Joint::dof>(
       [&](auto k) { own[k] = gather<Node>([&](int b) { return all[Node::dof_index_of(b) + static_cast<int>(k)]; }); });
   return own;
 }
 
-inline float lane_of(float x, int) noexcept { return x; }
-inline float lane_of(const Spatial::Pack& x, int lane) noexcept { return x[lane]; }
+/// The number of the body in a lane.
+template <typename Node>
+typename Node::Number lane_of(const typename Node::Scalar& x, int lane) noexcept {
+  if constexpr (Node::bodies.count == 1) {
+    return x;
+  } else {
+    return x[lane];
+  }
+}
 
 inline void set_lane(float& x, int, float value) noexcept { x = value; }
 inline void set_lane(Spatial::Pack& x, int lane, float value) noexcept { x.v[lane] = value; }
 
 template <typename Node>
-void scatter_coordinates(float* all, const typename Node::Joint::Coordinates& own) noexcept {
+void scatter_coordinates(typename Node::Number* all, const typename Node::Joint::Coordinates& own) noexcept {
   Spatial::unrolled<Node::Joint::dof>([&](auto k) {
     for_each_body<Node>(
-        [&](int b, int lane) { all[Node::dof_index_of(b) + static_cast<int>(k)] = lane_of(own[k], lane); });
+        [&](int b, int lane) { all[Node::dof_index_of(b) + static_cast<int>(k)] = lane_of<Node>(own[k], lane); });
   });
 }
 
@@ -77,34 +84,55 @@ void scatter_columns(float* matrix, const Spatial::Vector3T<Spatial::Pack>& v, i
   });
 }
 
-/// The blocks with the rows of J's joints and the columns of I's, given by their columns, and the same values mirrored.
-/// J is I or above it.
-template <typename J, typename I, int rows, typename Columns>
-void scatter_symmetric(float* matrix, const Columns& block) noexcept {
-  Spatial::unrolled<I::Joint::dof>([&](auto c) {
-    Spatial::unrolled<J::Joint::dof>([&](auto r) {
-      for_each_body<I>([&](int b, int lane) {
-        const int row = J::dof_index_of(J::bodies.in_lane(lane)) + static_cast<int>(r);
-        const int column = I::dof_index_of(b) + static_cast<int>(c);
-        const float value = lane_of(block[c][r], lane);
-        matrix[row + rows * column] = value;
-        matrix[column + rows * row] = value;
+/// Where the algorithms put their results, so that they do not know how those are laid out.
+
+/// A symmetric matrix over coordinates.
+template <int rows>
+struct SymmetricMatrix {
+  float* values;
+
+  /// The blocks with the rows of J's joints and the columns of I's, given by their columns, and the same values
+  /// mirrored. J is I or above it.
+  template <typename J, typename I, typename Columns>
+  void put(const Columns& block) const noexcept {
+    Spatial::unrolled<I::Joint::dof>([&](auto c) {
+      Spatial::unrolled<J::Joint::dof>([&](auto r) {
+        for_each_body<I>([&](int b, int lane) {
+          const int row = J::dof_index_of(J::bodies.in_lane(lane)) + static_cast<int>(r);
+          const int column = I::dof_index_of(b) + static_cast<int>(c);
+          const float value = lane_of<I>(block[c][r], lane);
+          values[row + rows * column] = value;
+          values[column + rows * row] = value;
+        });
       });
     });
-  });
-}
+  }
+};
 
-/// A vector of each of the node's bodies, to an array over bodies.
-template <typename Node>
-void scatter_vectors(Spatial::PackedVector3* all, const Spatial::Vector3& own) noexcept {
-  all[Node::bodies.body[0]] = {Spatial::Pack(own.x, own.y, own.z, 0)};
-}
+/// Columns of six numbers, consecutive: those of the node's joints of one coordinate.
+struct Columns6 {
+  float* values;
 
-template <typename Node>
-void scatter_vectors(Spatial::PackedVector3* all, const Spatial::Vector3T<Spatial::Pack>& own) noexcept {
-  std::array<Spatial::Pack, 4> of_lane{own.x, own.y, own.z, Spatial::Pack{}};
-  Spatial::transpose(of_lane[0], of_lane[1], of_lane[2], of_lane[3]);
-  for_each_body<Node>([&](int b, int lane) { all[b] = {of_lane[static_cast<std::size_t>(lane)]}; });
-}
+  template <typename Node, typename Scalar>
+  void put(const Spatial::MotionT<Scalar>& motion) const noexcept {
+    scatter_columns<Node>(values, motion);
+  }
+};
+
+/// One vector for each body.
+struct VectorsOverBodies {
+  Spatial::PackedVector3* values;
+
+  template <typename Node>
+  void put(const Spatial::Vector3& own) const noexcept {
+    values[Node::bodies.body[0]] = {Spatial::Pack(own.x, own.y, own.z, 0)};
+  }
+  template <typename Node>
+  void put(const Spatial::Vector3T<Spatial::Pack>& own) const noexcept {
+    std::array<Spatial::Pack, 4> of_lane{own.x, own.y, own.z, Spatial::Pack{}};
+    Spatial::transpose(of_lane[0], of_lane[1], of_lane[2], of_lane[3]);
+    for_each_body<Node>([&](int b, int lane) { values[b] = {of_lane[static_cast<std::size_t>(lane)]}; });
+  }
+};
 
 }  // namespace metapod::internal

@@ -55,13 +55,15 @@ template <typename Model, int node_id>
 struct JcalcPosVisitor {
   using Node = NodeOf<Model, node_id>;
 
-  static void discover(Model& model, const float* q, const SinesAndCosines<Model>& angles) noexcept {
+  template <typename Angles>
+  static void discover(Model& model, const typename Node::Number* q, const Angles& angles) noexcept {
     auto& i = node<node_id>(model);
     i.joint.jcalcPos(angles.template of<Node>(q));
     i.iXp = i.joint.Xj * Node::Xt;
   }
 
-  static void finish(Model&, const float*, const SinesAndCosines<Model>&) noexcept {}
+  template <typename Angles>
+  static void finish(Model&, const typename Node::Number*, const Angles&) noexcept {}
 };
 
 /// Positions and velocities.
@@ -70,13 +72,16 @@ template <typename Model, int node_id>
 struct JcalcVisitor {
   using Node = NodeOf<Model, node_id>;
 
-  static void discover(Model& model, const float* q, const SinesAndCosines<Model>& angles, const float* dq) noexcept {
+  template <typename Angles>
+  static void discover(Model& model, const typename Node::Number* q, const Angles& angles,
+                       const typename Node::Number* dq) noexcept {
     auto& i = node<node_id>(model);
     i.joint.jcalc(angles.template of<Node>(q), gather_coordinates<Node>(dq));
     i.iXp = i.joint.Xj * Node::Xt;
   }
 
-  static void finish(Model&, const float*, const SinesAndCosines<Model>&, const float*) noexcept {}
+  template <typename Angles>
+  static void finish(Model&, const typename Node::Number*, const Angles&, const typename Node::Number*) noexcept {}
 };
 
 }  // namespace internal

@@ -30,8 +30,8 @@ struct partial_com_jacobian {
 
     static void discover(Model& model, float*, int k) noexcept {
       auto& Icomp = node<i>(model).Icomp;
-      Icomp.m = without<Node>(Model::template inertia<i>().m, k);
-      Icomp.h = without<Node>(Model::template inertia<i>().h, k);
+      Icomp.m = without<Node>(model.template inertia<i>().m, k);
+      Icomp.h = without<Node>(model.template inertia<i>().h, k);
     }
 
     static void finish(Model& model, float* J, int) noexcept {

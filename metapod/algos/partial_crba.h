@@ -9,18 +9,23 @@ namespace metapod {
 template <typename Model>
 struct partial_crba {
   static void run(Model& model, float* H, int k) noexcept {
-    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, H, k);
+    internal::SymmetricMatrix<Model::dof_count> matrix{H};
+    internal::depth_first_traversal_internal<DftVisitor, Model, 0>::run(model, matrix, k);
   }
 
   template <typename, int i>
   struct DftVisitor {
     using Whole = typename crba<Model, false>::template DftVisitor<Model, i>;
 
-    static void discover(Model& model, float*, int k) noexcept {
-      node<i>(model).Icomp = without<NodeOf<Model, i>>(Model::template inertia<i>(), k);
+    template <typename Matrix>
+    static void discover(Model& model, Matrix&, int k) noexcept {
+      node<i>(model).Icomp = without<NodeOf<Model, i>>(model.template inertia<i>(), k);
     }
 
-    static void finish(Model& model, float* H, int) noexcept { Whole::finish(model, H); }
+    template <typename Matrix>
+    static void finish(Model& model, Matrix& H, int) noexcept {
+      Whole::finish(model, H);
+    }
   };
 };
 

@@ -1,7 +1,8 @@
 #pragma once
 
 /// Where bodies meet the lanes of a node's scalar, and where a node of packs meets a parent of floats. The algorithms
-/// are written without lanes.
+/// are written without lanes. Lanes are bodies only in a node of several; where a pack is the number of one body, its
+/// lanes are states, and nothing here takes them apart.
 
 #include "metapod/models/partition.h"
 #include "metapod/spatial/transform.h"
@@ -59,7 +60,7 @@ float without(float x, int k) noexcept {
 
 template <typename Node>
 Spatial::Pack without(const Spatial::Pack& x, int k) noexcept {
-  using Mask __attribute__((vector_size(16))) = int;
+  using Mask = Spatial::Lanes<int, Spatial::Pack::lanes>;
   constexpr auto& b = Node::bodies.body;
   constexpr Mask body{b[0], b[1], b[2], b[3]};
   return Spatial::Pack(Spatial::Pack::Vector(Mask(x.v) & (body != k)));
@@ -100,12 +101,16 @@ void add_to_parent(float& sum, const Spatial::Pack& own) noexcept {
   for_each_body<Node>([&](int, int lane) { sum = sum + own[lane]; });
 }
 
-template <typename Node>
-void add_to_parent(Spatial::Pack& sum, const Spatial::Pack& own) noexcept {
+template <typename Node, int n>
+void add_to_parent(Spatial::PackOf<n>& sum, const Spatial::PackOf<n>& own) noexcept {
   constexpr auto& b = Node::bodies.body;
   constexpr unsigned occupied = (b[0] != models::no_body ? 1U : 0U) | (b[1] != models::no_body ? 2U : 0U) |
                                 (b[2] != models::no_body ? 4U : 0U) | (b[3] != models::no_body ? 8U : 0U);
-  sum = sum + (occupied == 15U ? own : Spatial::select<occupied>(own, Spatial::Pack{}));
+  if constexpr (Node::bodies.count == 1 || occupied == 15U) {
+    sum = sum + own;
+  } else {
+    sum = sum + Spatial::select<occupied>(own, Spatial::Pack{});
+  }
 }
 
 // Written out: a vector alone is added with fewer instructions than by the function below.

@@ -8,18 +8,13 @@
 #include <string>
 #include <utility>
 
+#include "metapod/models/mass.h"
 #include "metapod/models/node.h"
+#include "metapod/spatial/steps.h"
 
 namespace metapod {
 
 namespace models {
-
-/// Mass properties of a node's bodies, in their own frames.
-template <typename Scalar>
-struct MassT {
-  Spatial::InertiaT<Scalar> inertia{};
-  Spatial::Vector3T<Scalar> center_of_mass{};  ///< not finite for a massless body
-};
 
 template <typename Robot, std::size_t... i>
 std::array<std::string, sizeof...(i)> names_of(std::index_sequence<i...>) {
@@ -34,20 +29,21 @@ constexpr std::array<Spatial::Inertia, sizeof...(i)> inertias_of(std::index_sequ
 template <typename Robot, typename Partition, template <typename> class Value, int... id>
 auto node_vector(std::integer_sequence<int, id...>) -> boost::fusion::vector<Value<Node<Robot, Partition, id>>...>;
 
-/// Size is fixed, nothing is on the heap; copying copies the state of every node. One object belongs to one thread at a
-/// time. The tables are shared by all objects of the class; only set_inertia writes them, and there is no lock.
+/// Sizes, node types and one record for each node. What the algorithms run on is derived from it, and adds
+/// `inertia<id>()` and `center_of_mass<id>()`, the mass properties of a node, and `Steps`, how common steps are taken.
 ///
-/// The partition says which bodies a node stands for. Whatever it is, the algorithms give the same bits,
-/// signs of zeros apart.
+/// Size is fixed, nothing is on the heap; copying copies the state of every node. One object belongs to one thread at a
+/// time.
+///
+/// The partition says which bodies a node stands for, and of which numbers. Whatever it is, the algorithms give the
+/// same bits, signs of zeros apart.
 template <typename Robot, typename Partition>
-class Model {
-  static constexpr auto body_indexes = std::make_index_sequence<std::size(Robot::bodies)>{};
-  static constexpr auto node_ids = std::make_integer_sequence<int, static_cast<int>(Partition::nodes.size())>{};
-
+class Tree {
   template <typename Node>
   using Self = Node;
-  template <typename Node>
-  using MassOf = MassT<typename Node::Scalar>;
+
+ protected:
+  static constexpr auto node_ids = std::make_integer_sequence<int, static_cast<int>(Partition::nodes.size())>{};
 
  public:
   static_assert(is_topological<Robot>(), "the root comes first, and every parent before its children");
@@ -67,6 +63,23 @@ class Model {
   static constexpr auto dof_numbers = dof_numbers_of<Robot>();
   static constexpr auto dof_indexes = dof_indexes_of<Robot>();
 
+  PerNode<Self> nodes;
+};
+
+/// With the tables that describe the robot. They are shared by all objects of the class; only set_inertia writes them,
+/// and there is no lock.
+template <typename Robot, typename Partition>
+class Model : public Tree<Robot, Partition> {
+  using Base = Tree<Robot, Partition>;
+  using Base::node_ids;
+  static constexpr auto body_indexes = std::make_index_sequence<std::size(Robot::bodies)>{};
+
+  template <typename Node>
+  using MassOf = MassT<typename Node::Scalar>;
+
+ public:
+  using Steps = Spatial::StepsCalled;
+
   /// Live as long as the module is loaded.
   static inline const auto joint_names = names_of<Robot>(body_indexes);
   static inline const auto body_names = names_of<Robot>(body_indexes);
@@ -82,18 +95,16 @@ class Model {
   static unsigned inertia_version() noexcept { return inertia_version_; }
 
   template <int id>
-  static const auto& inertia() noexcept {
+  const auto& inertia() const noexcept {
     return boost::fusion::at_c<id>(masses_).inertia;
   }
   template <int id>
-  static const auto& center_of_mass() noexcept {
+  const auto& center_of_mass() const noexcept {
     return boost::fusion::at_c<id>(masses_).center_of_mass;
   }
 
-  PerNode<Self> nodes;
-
  private:
-  using Masses = PerNode<MassOf>;
+  using Masses = typename Base::template PerNode<MassOf>;
 
   template <typename Node>
   static MassOf<Node> mass_of_node() noexcept {
@@ -103,7 +114,7 @@ class Model {
 
   template <int... id>
   static void refresh(Masses& masses, std::integer_sequence<int, id...>) noexcept {
-    ((boost::fusion::at_c<id>(masses) = mass_of_node<Node<id>>()), ...);
+    ((boost::fusion::at_c<id>(masses) = mass_of_node<typename Base::template Node<id>>()), ...);
   }
 
   static Masses initial_masses() noexcept {

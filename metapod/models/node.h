@@ -31,7 +31,7 @@ class TreeVector {
     if constexpr (vanishes<component>()) {
       return Spatial::Zero{};
     } else {
-      return gather<Node>([](int body) { return Vector::of(Robot::bodies[body]).*component; });
+      return typename Node::Scalar(gather<Node>([](int body) { return Vector::of(Robot::bodies[body]).*component; }));
     }
   }
 
@@ -70,7 +70,9 @@ constexpr auto tree_transform() noexcept {
 template <typename Robot, typename Partition, int node_id>
 struct NodeConstants {
   static constexpr NodeBodies bodies = Partition::nodes[node_id];
-  using Scalar = std::conditional_t<bodies.count == 1, float, Spatial::Pack>;
+  using Number = typename Partition::Number;
+  /// One body has the numbers of the partition, several stand in the lanes of a pack.
+  using Scalar = std::conditional_t<bodies.count == 1, Number, Spatial::Pack>;
 
   static constexpr int id = node_id;
   static constexpr int parent = node_parents_of<Robot, Partition>()[node_id];

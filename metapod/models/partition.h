@@ -2,7 +2,7 @@
 
 /// How the bodies of a robot are divided among the nodes of a computation: one body for each, or limbs of one shape
 /// side by side in the lanes of a pack. A partition is a type with a constexpr table `nodes` in which every node comes
-/// after the one that holds its bodies' parents.
+/// after the one that holds its bodies' parents, and with the Number that coordinates and results are made of.
 
 #include "metapod/models/topology.h"
 #include "metapod/spatial/pack.h"
@@ -28,9 +28,11 @@ struct NodeBodies {
   constexpr int in_lane(int lane) const noexcept { return body[count == 1 ? 0U : static_cast<std::size_t>(lane)]; }
 };
 
-/// Every body is a node.
-template <typename Robot>
+/// Every body is a node. Its number is float, or a pack whose lanes are states of the robot.
+template <typename Robot, typename N = float>
 struct OneBodyPerNode {
+  using Number = N;
+
   static constexpr auto table() noexcept {
     std::array<NodeBodies, static_cast<std::size_t>(body_count<Robot>)> all{};
     int body = 0;
@@ -106,6 +108,8 @@ class LimbsInLanes {
   }
 
  public:
+  using Number = float;
+
   static constexpr auto nodes = table();
 };
 

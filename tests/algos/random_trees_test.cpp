@@ -87,7 +87,7 @@ struct Star {
   };
 };
 
-template <typename R, template <typename> class P>
+template <typename R, template <typename...> class P>
 struct Case {
   using Robot = R;
   using Model = metapod::models::Model<R, P<R>>;

@@ -48,7 +48,7 @@ struct Spider {
   };
 };
 
-template <typename Robot, template <typename> class Partition>
+template <typename Robot, template <typename...> class Partition>
 using System = tesk::MetapodRigidBodySystem<Model<Robot, Partition<Robot>>>;
 
 // A tree without four equal limbs has nothing to fold.

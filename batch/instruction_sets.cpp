@@ -1,0 +1,55 @@
+#include "batch/instruction_sets.h"
+
+#include <cstdlib>
+#include <string>
+
+#include "batch/refusal.h"
+
+namespace korvel::batch {
+
+namespace {
+
+/// The best last.
+constexpr InstructionSet sets[] = {
+    {"baseline", kernel_set<4>, []() noexcept { return true; }},
+#if defined(KORVEL_BATCH_WIDE)
+    {"avx2", kernel_set<8>,
+     []() noexcept { return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0; }},
+    {"avx512", kernel_set<16>,
+     []() noexcept {
+       return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0 &&
+              __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
+              __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512bw") != 0;
+     }},
+#endif
+};
+
+const InstructionSet& best() noexcept {
+  const InstructionSet* found = sets;
+  for (const InstructionSet& set : sets) {
+    if (set.is_there()) found = &set;
+  }
+  return *found;
+}
+
+}  // namespace
+
+const InstructionSet& choose_instruction_set(const char* name) {
+  const char* source = "instruction_set";
+  if (name == nullptr) {
+    name = std::getenv("KORVEL_INSTRUCTION_SET");
+    source = "KORVEL_INSTRUCTION_SET";
+  }
+  if (name == nullptr) return best();
+  std::string known;
+  for (const InstructionSet& set : sets) {
+    if (set.name == std::string(name)) {
+      if (set.is_there()) return set;
+      throw Refusal{KORVEL_BATCH_INSTRUCTION_SET, std::string(source) + ": this processor has no " + name};
+    }
+    known += std::string(known.empty() ? "" : ", ") + set.name;
+  }
+  throw Refusal{KORVEL_BATCH_INSTRUCTION_SET, std::string(source) + ": \"" + name + "\" is none of " + known};
+}
+
+}  // namespace korvel::batch

@@ -1,0 +1,123 @@
+#pragma once
+
+#include "batch/kernels/states_in_lanes.h"
+#include "metapod/algos/fwd_kin_iX1.h"
+#include "metapod/algos/jcalc.h"
+#include "metapod/spatial/pose.h"
+
+namespace korvel::batch {
+
+/// The jacobian row by row, columns of the root's own motion included.
+template <int n>
+struct JacobianRows {
+  static constexpr int rows = 6;
+
+  JacobianRows() noexcept {
+    for (PackOf<n>& value : values) value = PackOf<n>{};
+    // Coordinates 0 to 2 are linear, rows 3 to 5, and 3 to 5 are angular.
+    for (int d = 0; d < rows; ++d) at((d + 3) % rows, d) = PackOf<n>(1);
+  }
+
+  PackOf<n>& at(int row, int column) noexcept { return values[coordinate_count * row + column]; }
+
+  template <typename Node>
+  void put(const metapod::Spatial::MotionT<PackOf<n>>& motion) noexcept {
+    constexpr int column = Node::dof_index;
+    at(0, column) = motion.w.x;
+    at(1, column) = motion.w.y;
+    at(2, column) = motion.w.z;
+    at(3, column) = motion.v.x;
+    at(4, column) = motion.v.y;
+    at(5, column) = motion.v.z;
+  }
+
+  PackOf<n> values[rows * coordinate_count];
+};
+
+/// Where no jacobian is wanted.
+struct NoJacobian {
+  template <typename Node, typename Motion>
+  void put(const Motion&) noexcept {}
+};
+
+/// The sum of first moments, in the order of the bodies.
+template <int n>
+struct SumOfMoments {
+  template <typename Node>
+  void put(const metapod::Spatial::Vector3T<PackOf<n>>& moment) noexcept {
+    sum = sum + moment;
+  }
+
+  metapod::Spatial::Vector3T<PackOf<n>> sum;
+};
+
+template <int n>
+void write_vector(const Output& output, const Block<n>& block,
+                  const metapod::Spatial::Vector3T<PackOf<n>>& v) noexcept {
+  const PackOf<n> numbers[]{v.x, v.y, v.z};
+  if (output.data != nullptr) write_numbers<n>(output, block, 0, 3, numbers);
+}
+
+template <int n>
+void write_pose(const Output& output, const Block<n>& block, int body,
+                const metapod::Spatial::PoseT<PackOf<n>>& pose) noexcept {
+  const auto& [row0, row1, row2, t] = pose;
+  const PackOf<n> numbers[]{row0.x, row0.y, row0.z, t.x, row1.x, row1.y, row1.z, t.y, row2.x, row2.y, row2.z, t.z};
+  if (output.data != nullptr) write_numbers<n>(output, block, 12 * body, 12, numbers);
+}
+
+/// As the module's computeFwdKinematics: the root's pose from its coordinates, all others from their transforms.
+template <int n, typename Jacobian>
+[[gnu::flatten]] void compute_kinematics(const Masses& masses, const Block<n>& block, const Input& input,
+                                         const KinematicsResults& results, Jacobian& jacobian) noexcept {
+  using namespace metapod;
+  using Number = PackOf<n>;
+  using Model = StatesInLanes<n>;
+  Number q[coordinate_count];
+  read_numbers<n, coordinate_count>(input, block, q);
+  SinesOf<n> angles;
+  angles.take(q);
+
+  Model model(masses);
+  RootToBody<Model> iX1;
+  internal::JcalcPosVisitor<Model, 0>::discover(model, q, angles);
+  const auto& world_to_root = node<0>(model).iXp;
+  const auto root_in_world = Spatial::inverse<Number>(world_to_root);
+  const Number zero{};
+  const Number one(1);
+  write_pose<n>(results.poses_root, block, 0,
+                {{one, zero, zero}, {zero, one, zero}, {zero, zero, one}, {zero, zero, zero}});
+  write_pose<n>(results.poses_world, block, 0, root_in_world);
+
+  SumOfMoments<n> moments{model.template inertia<0>().h};
+  for_each_node_below_root<Model>([&](auto i) {
+    internal::JcalcPosVisitor<Model, i>::discover(model, q, angles);
+    internal::FwdKiniX1Visitor<Model, i>::discover(model, iX1, jacobian, moments);
+    write_pose<n>(results.poses_root, block, i, Spatial::inverse<Number>(at<i>(iX1)));
+    write_pose<n>(results.poses_world, block, i, Spatial::inverse_of_product<Number>(at<i>(iX1), world_to_root));
+  });
+
+  const auto com_root = Number(1 / masses.total) * moments.sum;
+  const auto in_world = [&](const auto& row, const Number& t) { return dot(row, com_root) + t; };
+  write_vector<n>(results.com_root, block, com_root);
+  write_vector<n>(results.com_world, block,
+                  {in_world(root_in_world.row0, root_in_world.t.x), in_world(root_in_world.row1, root_in_world.t.y),
+                   in_world(root_in_world.row2, root_in_world.t.z)});
+}
+
+template <int n>
+void kinematics(const Masses& masses, const Stretch& states, const Input& q,
+                const KinematicsResults& results) noexcept {
+  if (results.jacobian.data == nullptr) {
+    NoJacobian none;
+    for_each_block<n>(states, [&](const auto& block) { compute_kinematics<n>(masses, block, q, results, none); });
+    return;
+  }
+  JacobianRows<n> jacobian;
+  for_each_block<n>(states, [&](const auto& block) {
+    compute_kinematics<n>(masses, block, q, results, jacobian);
+    write_numbers<n>(results.jacobian, block, 0, JacobianRows<n>::rows * coordinate_count, jacobian.values);
+  });
+}
+
+}  // namespace korvel::batch

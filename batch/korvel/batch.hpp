@@ -1,0 +1,95 @@
+#pragma once
+
+/// The C++ side of korvel/batch.h: objects that end by themselves, errors that are thrown, layouts by name.
+
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <vector>
+
+#include "batch.h"
+
+namespace korvel {
+
+/// What the sentence of a failed call says. A call that finds no memory throws std::bad_alloc instead.
+class BatchError : public std::invalid_argument {
+ public:
+  BatchError(int status, const char* sentence) : std::invalid_argument(sentence), status_(status) {}
+  int status() const noexcept { return status_; }
+
+ private:
+  int status_;
+};
+
+/// [n][count], without gaps.
+inline korvel_batch_input rows_of(const float* data, int count) noexcept {
+  return {data, count * static_cast<std::ptrdiff_t>(sizeof(float)), sizeof(float), 0};
+}
+inline korvel_batch_output rows_to(float* data, int count) noexcept {
+  return {data, count * static_cast<std::ptrdiff_t>(sizeof(float)), sizeof(float), 0};
+}
+/// [n / 16][count][16], without gaps.
+inline korvel_batch_input tiles_of(const float* data, int count) noexcept {
+  constexpr std::ptrdiff_t tile = KORVEL_BATCH_TILE * sizeof(float);
+  return {data, sizeof(float), tile, count * tile};
+}
+inline korvel_batch_output tiles_to(float* data, int count) noexcept {
+  constexpr std::ptrdiff_t tile = KORVEL_BATCH_TILE * sizeof(float);
+  return {data, sizeof(float), tile, count * tile};
+}
+
+/// As korvel_batch, whose functions say what each operation does.
+class Batch {
+ public:
+  explicit Batch(int threads = 0, const char* instruction_set = nullptr) {
+    korvel_batch* made = nullptr;
+    check(korvel_batch_create(&made, threads, instruction_set));
+    batch_.reset(made);
+  }
+
+  const char* instruction_set() const noexcept { return korvel_batch_instruction_set(batch_.get()); }
+  int threads() const noexcept { return korvel_batch_threads(batch_.get()); }
+
+  void set_inertia(int body, float mass, const float (&com)[3], const float (&inertia)[6]) {
+    check(korvel_batch_set_inertia(batch_.get(), body, mass, com, inertia));
+  }
+
+  void kinematics(std::ptrdiff_t n, const korvel_batch_input& q, const korvel_batch_kinematics_results& results) const {
+    check(korvel_batch_kinematics(batch_.get(), n, &q, &results));
+  }
+  void mass_packed(std::ptrdiff_t n, const korvel_batch_input& q, const korvel_batch_output& packed) const {
+    check(korvel_batch_mass(batch_.get(), n, &q, &packed, nullptr));
+  }
+  void mass_dense(std::ptrdiff_t n, const korvel_batch_input& q, const korvel_batch_output& dense) const {
+    check(korvel_batch_mass(batch_.get(), n, &q, nullptr, &dense));
+  }
+  void dynamics(std::ptrdiff_t n, const korvel_batch_input& q, const korvel_batch_input& dq,
+                const korvel_batch_input& ddq, const korvel_batch_output& forces,
+                const std::vector<korvel_batch_wrench>& wrenches = {}) const {
+    check(korvel_batch_dynamics(batch_.get(), n, &q, &dq, &ddq, wrenches.data(),
+                                static_cast<std::ptrdiff_t>(wrenches.size()), &forces, nullptr));
+  }
+  korvel_batch_force_sums force_sums(std::ptrdiff_t n, const korvel_batch_input& q, const korvel_batch_input& dq,
+                                     const korvel_batch_input& ddq,
+                                     const std::vector<korvel_batch_wrench>& wrenches = {}) const {
+    korvel_batch_force_sums sums;
+    check(korvel_batch_dynamics(batch_.get(), n, &q, &dq, &ddq, wrenches.data(),
+                                static_cast<std::ptrdiff_t>(wrenches.size()), nullptr, &sums));
+    return sums;
+  }
+
+ private:
+  struct Destroy {
+    void operator()(korvel_batch* batch) const noexcept { korvel_batch_destroy(batch); }
+  };
+
+  static void check(int status) {
+    if (status == KORVEL_BATCH_MEMORY) throw std::bad_alloc();
+    if (status != KORVEL_BATCH_OK) throw BatchError(status, korvel_batch_error());
+  }
+
+  std::unique_ptr<korvel_batch, Destroy> batch_;
+};
+
+}  // namespace korvel

@@ -1,0 +1,199 @@
+/// Times the library for many states beside the module, called state by state with its results copied to the same
+/// arrays, in one run. Rows in and out unless a name says otherwise.
+///
+///   korvel-bench-batch [options of Google Benchmark]
+///
+/// Benchmarks are called OPERATION/WHO: the module, or a layout and an instruction set. All work on 256 states, which
+/// stay in a processor's caches, and report the time of one; those on threads work on as many as they write to memory.
+
+#include "korvel/batch.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <iostream>
+#include <memory>
+
+#include "bench/instants.h"
+#include "bench/jobs.h"
+#include "bench/robot.h"
+#include "host/robot/module.h"
+
+namespace {
+
+using namespace korvel;
+
+constexpr int coordinates = KORVEL_BATCH_COORDINATES;
+constexpr int pose_numbers = 12 * KORVEL_BATCH_BODIES;
+constexpr int jacobian_numbers = 6 * coordinates;
+constexpr int dense_numbers = coordinates * coordinates;
+constexpr std::ptrdiff_t in_cache = 256;
+constexpr std::ptrdiff_t in_memory = 65536;
+
+using Numbers = std::vector<float>;
+
+/// States, and room for what is computed of them.
+struct Arrays {
+  explicit Arrays(std::ptrdiff_t n) : count(n), states(bench::seeded_instants(in_cache)) {
+    for (Numbers* values : {&q, &dq, &ddq, &forces}) *values = room(coordinates);
+    poses_root = room(pose_numbers);
+    poses_world = room(pose_numbers);
+    com_root = room(3);
+    com_world = room(3);
+    jacobian = room(jacobian_numbers);
+    mass = room(dense_numbers);
+    wrenches = {room(6), room(6)};
+    for (std::ptrdiff_t s = 0; s < n; ++s) {
+      const bench::LoadedInstant& state = states[static_cast<std::size_t>(s % in_cache)];
+      put(state.root_q, state.joint_pos, q.data() + s * coordinates);
+      put(state.root_dq, state.joint_vel, dq.data() + s * coordinates);
+      put(state.root_ddq, state.joint_acc, ddq.data() + s * coordinates);
+      for (std::size_t i = 0; i < 2; ++i) std::copy_n(state.wrenches[i].data(), 6, wrenches[i].data() + 6 * s);
+    }
+  }
+
+  Numbers room(int numbers) const { return Numbers(static_cast<std::size_t>(count * numbers)); }
+  template <typename Root, typename Joints>
+  static void put(const Root& root, const Joints& joints, float* to) {
+    for (Eigen::Index d = 0; d < 6; ++d) to[d] = static_cast<float>(root[d]);
+    std::copy_n(joints.data(), coordinates - 6, to + 6);
+  }
+
+  std::ptrdiff_t count;
+  bench::LoadedInstants states;
+  Numbers q, dq, ddq, forces, poses_root, poses_world, com_root, com_world, jacobian, mass;
+  std::array<Numbers, 2> wrenches;
+};
+
+/// All rows, or all tiles, for which any values serve.
+korvel_batch_input input(bool in_tiles, const Numbers& values, int count) {
+  return in_tiles ? tiles_of(values.data(), count) : rows_of(values.data(), count);
+}
+korvel_batch_output output(bool in_tiles, Numbers& values, int count) {
+  return in_tiles ? tiles_to(values.data(), count) : rows_to(values.data(), count);
+}
+
+/// `work` on all of `count` states, as the time of one.
+void add(const std::string& name, std::ptrdiff_t count, const std::function<void()>& work) {
+  benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& timer) {
+    while (timer.KeepRunningBatch(count)) work();
+  });
+}
+
+void add_module(tesk::RigidBodySystem& robot, Arrays& a) {
+  const auto each = [&a, &robot](auto work) {
+    return [&a, &robot, work] {
+      for (std::size_t s = 0; s < a.states.size(); ++s) work(robot, a, a.states[s], static_cast<std::ptrdiff_t>(s));
+    };
+  };
+  const auto copy_poses = [](tesk::RigidBodySystem& r, Arrays& to, std::ptrdiff_t s) {
+    // Those of all bodies stand side by side.
+    std::memcpy(to.poses_root.data() + s * pose_numbers, &r.getPoseInRoot(0), pose_numbers * sizeof(float));
+    std::memcpy(to.poses_world.data() + s * pose_numbers, &r.getPose(0), pose_numbers * sizeof(float));
+    std::memcpy(to.com_root.data() + s * 3, &r.getComPositionInRoot(), 3 * sizeof(float));
+    std::memcpy(to.com_world.data() + s * 3, &r.getComPosition(), 3 * sizeof(float));
+  };
+  add("kinematics/module", in_cache, each([=](auto& r, auto& to, const auto& state, std::ptrdiff_t s) {
+        bench::compute_kinematics(r, state);
+        copy_poses(r, to, s);
+      }));
+  add("kinematics-jacobian/module", in_cache, each([=](auto& r, auto& to, const auto& state, std::ptrdiff_t s) {
+        bench::compute_kinematics(r, state);
+        copy_poses(r, to, s);
+        std::memcpy(to.jacobian.data() + s * jacobian_numbers, r.getJacobianInRoot().data(),
+                    jacobian_numbers * sizeof(float));
+      }));
+  static std::array<int, KORVEL_BATCH_MASS_ENTRIES> places;
+  for (int entry = 0; entry < KORVEL_BATCH_MASS_ENTRIES; ++entry) {
+    int row = 0;
+    int column = 0;
+    korvel_batch_mass_entry(entry, &row, &column);
+    places[static_cast<std::size_t>(entry)] = row + coordinates * column;
+  }
+  add("mass-packed/module", in_cache, each([](auto& r, auto& to, const auto& state, std::ptrdiff_t s) {
+        bench::compute_mass_from_angles(r, state);
+        const float* H = r.getGeneralizedMass().data();
+        float* packed = to.mass.data() + s * KORVEL_BATCH_MASS_ENTRIES;
+        for (const int place : places) *packed++ = H[place];
+      }));
+  add("mass-dense/module", in_cache, each([](auto& r, auto& to, const auto& state, std::ptrdiff_t s) {
+        bench::compute_mass_from_angles(r, state);
+        std::memcpy(to.mass.data() + s * dense_numbers, r.getGeneralizedMass().data(), dense_numbers * sizeof(float));
+      }));
+  add("dynamics/module", in_cache, each([](auto& r, auto& to, const auto& state, std::ptrdiff_t s) {
+        bench::compute_dynamics(r, state);
+        const auto torques = r.getJointAnglesTorque();
+        std::copy(torques.first, torques.last, to.forces.data() + s * coordinates + 6);
+      }));
+}
+
+std::vector<korvel_batch_wrench> feet(bool in_tiles, const Arrays& a) {
+  std::vector<korvel_batch_wrench> wrenches;
+  for (std::size_t i = 0; i < 2; ++i) {
+    wrenches.push_back({static_cast<int>(bench::feet[i]), input(in_tiles, a.wrenches[i], 6)});
+  }
+  return wrenches;
+}
+
+void add_batch(const std::string& who, const Batch& batch, bool in_tiles, Arrays& a) {
+  const auto q = [in_tiles, &a] { return input(in_tiles, a.q, coordinates); };
+  const auto dq = [in_tiles, &a] { return input(in_tiles, a.dq, coordinates); };
+  const auto ddq = [in_tiles, &a] { return input(in_tiles, a.ddq, coordinates); };
+  const auto kinematics = [=, &a](bool jacobian) {
+    return korvel_batch_kinematics_results{
+        output(in_tiles, a.poses_root, pose_numbers), output(in_tiles, a.poses_world, pose_numbers),
+        output(in_tiles, a.com_root, 3), output(in_tiles, a.com_world, 3),
+        jacobian ? output(in_tiles, a.jacobian, jacobian_numbers) : korvel_batch_output{}};
+  };
+  add("kinematics/" + who, a.count, [=, &a, &batch] { batch.kinematics(a.count, q(), kinematics(false)); });
+  add("kinematics-jacobian/" + who, a.count, [=, &a, &batch] { batch.kinematics(a.count, q(), kinematics(true)); });
+  add("mass-packed/" + who, a.count,
+      [=, &a, &batch] { batch.mass_packed(a.count, q(), output(in_tiles, a.mass, KORVEL_BATCH_MASS_ENTRIES)); });
+  add("mass-dense/" + who, a.count,
+      [=, &a, &batch] { batch.mass_dense(a.count, q(), output(in_tiles, a.mass, dense_numbers)); });
+  add("dynamics/" + who, a.count, [=, &a, &batch] {
+    batch.dynamics(a.count, q(), dq(), ddq(), output(in_tiles, a.forces, coordinates), feet(in_tiles, a));
+  });
+  add("dynamics-sums/" + who, a.count,
+      [=, &a, &batch] { benchmark::DoNotOptimize(batch.force_sums(a.count, q(), dq(), ddq(), feet(in_tiles, a))); });
+}
+
+void run() {
+  const host::Module module(KORVEL_MODULE);
+  const auto robot = module.create();
+  static Arrays cached(in_cache);
+  bench::set_root_and_wrenches(*robot, cached.states.front());
+  add_module(*robot, cached);
+  static Arrays many(in_memory);
+  std::vector<std::unique_ptr<Batch>> batches;
+  for (const char* set : {"baseline", "avx2", "avx512"}) {
+    try {
+      batches.push_back(std::make_unique<Batch>(1, set));
+    } catch (const BatchError&) {
+      continue;  // not on this processor
+    }
+    add_batch(std::string("rows-") + set, *batches.back(), false, cached);
+    add_batch(std::string("tiles-") + set, *batches.back(), true, cached);
+  }
+  for (const int threads : {1, 2}) {
+    batches.push_back(std::make_unique<Batch>(threads));
+    add_batch("threads-" + std::to_string(threads), *batches.back(), false, many);
+  }
+  benchmark::RunSpecifiedBenchmarks();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  try {
+    run();
+    return 0;
+  } catch (const std::exception& error) {
+    std::cerr << "korvel-bench-batch: " << error.what() << '\n';
+    return 1;
+  }
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "korvel/batch.hpp"
+#include "support/module.h"
+
+namespace korvel::tests {
+
+inline constexpr int coordinates = KORVEL_BATCH_COORDINATES;
+inline constexpr int bodies = KORVEL_BATCH_BODIES;
+
+/// One array of n states, numbers side by side.
+struct Rows {
+  Rows(std::ptrdiff_t n, int number_count)
+      : numbers(number_count), values(static_cast<std::size_t>(n * number_count)) {}
+
+  float* of_state(std::ptrdiff_t s) { return values.data() + s * numbers; }
+  const float* of_state(std::ptrdiff_t s) const { return values.data() + s * numbers; }
+
+  int numbers;
+  std::vector<float> values;
+};
+
+/// States as arrays, wrenches on all bodies among them.
+struct States {
+  explicit States(std::ptrdiff_t n);
+
+  std::ptrdiff_t count;
+  Rows q, dq, ddq, wrenches;
+  /// Of which the module makes the root's coordinates.
+  std::vector<QZ::Math::Transform> root_poses;
+};
+
+/// What there is to compute of n states.
+struct Results {
+  explicit Results(std::ptrdiff_t n);
+
+  std::array<const Rows*, 7> all() const {
+    return {&poses_root, &poses_world, &com_root, &com_world, &jacobian, &mass, &forces};
+  }
+
+  Rows poses_root, poses_world, com_root, com_world, jacobian, mass, forces;
+};
+
+/// Random states; the root's coordinates are those that the module makes of its pose.
+States random_states(std::ptrdiff_t n, std::uint64_t first_seed);
+
+/// By the module, one state after the other, with a wrench on each body. It does not show the root's forces: those are
+/// by the algorithm that it runs, on one body per node.
+Results module_results(const States& states, tesk::RigidBodySystem& robot);
+
+/// By the library, from and to rows.
+Results batch_results(const Batch& batch, const States& states);
+
+/// The wrenches on all bodies as the library takes them.
+std::vector<korvel_batch_wrench> wrenches_of(const States& states);
+
+/// Instruction sets that this processor has.
+std::vector<std::string> instruction_sets();
+
+/// The number of values of which the bits differ, signs of zeros apart.
+std::size_t count_different(const Rows& a, const Rows& b);
+std::size_t count_different(const Results& a, const Results& b);
+
+}  // namespace korvel::tests

@@ -1,0 +1,110 @@
+// Holds the sines and cosines of every instruction set of the library for many states to those of the module, for every
+// float up to the bound of the batch, of both signs: those of some sets use fused multiply-add.
+//
+// Usage: sine_sets_walk [STRIDE]     every float without a stride, one batch of angles in STRIDE with it
+// Exit status: 0 if all are the same, 1 otherwise, 2 for bad usage.
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "batch/kernels/kernels.h"
+#include "metapod/spatial/sine_cosine.h"
+
+namespace {
+
+using namespace korvel::batch;
+
+struct Counts {
+  std::uint64_t compared = 0;
+  std::uint64_t different = 0;
+};
+
+/// Neighbours from the float of these bits on.
+template <int lanes>
+void compare(std::uint32_t bits, Counts& counts) {
+  constexpr int count = sine_count * lanes;
+  constexpr auto size = static_cast<std::size_t>(count);
+  float angles[size];
+  float sines[size];
+  float cosines[size];
+  float expected_sines[size];
+  float expected_cosines[size];
+  for (int i = 0; i < count; ++i) {
+    const std::uint32_t neighbour = bits + static_cast<std::uint32_t>(i);
+    std::memcpy(angles + i, &neighbour, sizeof neighbour);
+  }
+  kernel_set<lanes>().sine_cosine(angles, sines, cosines);
+  metapod::Spatial::sine_cosine<count>(angles, expected_sines, expected_cosines);
+  counts.compared += 2 * size;
+  if (std::memcmp(sines, expected_sines, sizeof sines) == 0 &&
+      std::memcmp(cosines, expected_cosines, sizeof cosines) == 0)
+    return;
+  for (int i = 0; i < count; ++i) {
+    if (std::memcmp(sines + i, expected_sines + i, sizeof(float)) != 0 ||
+        std::memcmp(cosines + i, expected_cosines + i, sizeof(float)) != 0) {
+      std::printf("%d lanes: %a\n", lanes, static_cast<double>(angles[i]));
+      ++counts.different;
+    }
+  }
+}
+
+/// All floats of the set, by as many threads as there are processors.
+template <int lanes>
+bool walk(const char* name, std::uint32_t stride) {
+  constexpr std::uint32_t batch = sine_count * lanes;
+  std::uint32_t bound = 0;
+  std::memcpy(&bound, &metapod::Spatial::sine_cosine_bound, sizeof bound);
+  // A batch with an angle beyond the bound would go to the C runtime.
+  const std::uint32_t last = bound - batch;
+  const unsigned thread_count = std::max(1U, std::thread::hardware_concurrency());
+  std::vector<Counts> counts(thread_count);
+  std::vector<std::thread> threads;
+  for (unsigned t = 0; t < thread_count; ++t) {
+    threads.emplace_back([&, t] {
+      Counts own;
+      const std::uint64_t step = std::uint64_t{batch} * stride;
+      for (std::uint64_t bits = t * step; bits < bound; bits += thread_count * step) {
+        for (const std::uint32_t sign : {0U, 0x80000000U}) {
+          compare<lanes>(std::min(static_cast<std::uint32_t>(bits), last) | sign, own);
+        }
+      }
+      counts[t] = own;
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  Counts sum;
+  for (const Counts& part : counts) {
+    sum.compared += part.compared;
+    sum.different += part.different;
+  }
+  std::printf("%s: %" PRIu64 " sines and cosines, %" PRIu64 " are not the module's\n", name, sum.compared,
+              sum.different);
+  return sum.different == 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const long stride = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 1;
+  if (argc > 2 || stride < 1 || stride > 1L << 16) {
+    std::fputs("usage: sine_sets_walk [STRIDE], a whole number from 1 to 65536\n", stderr);
+    return 2;
+  }
+  bool same = walk<4>("baseline", static_cast<std::uint32_t>(stride));
+#if defined(KORVEL_BATCH_WIDE)
+  if (__builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0) {
+    same = walk<8>("avx2", static_cast<std::uint32_t>(stride)) && same;
+  }
+  if (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
+      __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512bw") != 0) {
+    same = walk<16>("avx512", static_cast<std::uint32_t>(stride)) && same;
+  }
+#endif
+  return same ? 0 : 1;
+}
