@@ -25,10 +25,10 @@ struct Motion {
 
 /// Reads a motion file: CSV with a header row and one row per sample, columns in any order. `time` is required. The
 /// root's `x`, `y`, `z`, its orientation Rz(yaw) Ry(pitch) Rx(roll) as `roll`, `pitch`, `yaw` or as a quaternion `qw`,
-/// `qx`, `qy`, `qz`, and one column per joint name are known; what is missing is 0, or not turned. So is BODY_contact, 0
-/// or 1, of the bodies that have soles; what is missing there is not known. All numbers are
-/// finite and within single precision; quaternions are as long as rounding leaves them, and made unit. Throws Error
-/// with the file, the line and what was expected there.
+/// `qx`, `qy`, `qz`, and one column per joint name are known; what is missing is 0, or not turned. So is BODY_contact,
+/// 0 or 1, of the bodies that have soles; what is missing there is not known. All numbers are finite and within single
+/// precision; quaternions are as long as rounding leaves them, and made unit. Throws Error with the file, the line and
+/// what was expected there.
 Motion read_motion(const std::filesystem::path& path, const std::vector<std::string>& joint_names,
                    const std::vector<std::string>& soles = {});
 
