@@ -95,12 +95,15 @@ class Dual {
   /// Where the wrench cannot be borne, the minimum is 1 / eps away from any start, along curved surfaces. It is
   /// followed from a large eps to the small one: either it hardly moves, or it moves out with 1 / eps.
   Vector6 along_path(Vector6 y, double eps) const {
-    double before = 0;
-    for (double current = 1e8 * eps; current > eps / 2; current /= 100) {
-      const Vector6 farther = before / current * y;
-      const bool moves_out = before > 0 && at(farther, current).gradient.norm() < at(y, current).gradient.norm();
+    constexpr int steps = 4;
+    constexpr double ratio = 100;
+    double current = std::pow(ratio, steps) * eps;
+    y = minimum(y, current, 50).y;
+    for (int i = 0; i < steps; ++i) {
+      current /= ratio;
+      const Vector6 farther = ratio * y;
+      const bool moves_out = at(farther, current).gradient.norm() < at(y, current).gradient.norm();
       y = minimum(moves_out ? farther : y, current, 50).y;
-      before = current;
     }
     return y;
   }

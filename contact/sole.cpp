@@ -30,7 +30,7 @@ Sole::Sole(unsigned long body, const std::vector<Eigen::Vector3d>& corners, doub
   // The plane through the mean whose normal is the direction of least extent.
   const Eigen::Vector3d mean = table.rowwise().mean();
   const Eigen::JacobiSVD<Eigen::Matrix3Xd> extents(table.colwise() - mean, Eigen::ComputeFullU);
-  const Eigen::Matrix3d axes = extents.matrixU();
+  const Eigen::Matrix3d& axes = extents.matrixU();
   const Eigen::Matrix3Xd in_plane = axes.transpose() * (table.colwise() - mean);
   if (in_plane.row(2).cwiseAbs().maxCoeff() > flatness) {
     refuse("expected the corners of a sole in one plane, to a millimetre");

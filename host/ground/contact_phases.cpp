@@ -21,12 +21,12 @@ struct BodyMotion {
 
 /// By the columns of the jacobian of the joints between the root and the body.
 BodyMotion motion_of(const tesk::RigidBodySystem& system, const Instant& state, unsigned long body) {
-  const QZ::Math::Velocity6D& root = state.root.velocity;
-  BodyMotion motion{{root.wx, root.wy, root.wz}, {root.x, root.y, root.z}};
+  const Eigen::Matrix<double, 6, 1> root = vector(state.root.velocity);
+  BodyMotion motion{root.tail<3>(), root.head<3>()};
   const auto parents = system.getParentsVector();
   const auto coordinates = system.getDofIndexesVector();
   for (unsigned long b = body; b > 0; b = static_cast<unsigned long>(parents[b])) {
-    const double rate = state.joint_vel[static_cast<Eigen::Index>(b) - 1];
+    const auto rate = static_cast<double>(state.joint_vel[static_cast<Eigen::Index>(b) - 1]);
     const auto column = system.getJacobianInRoot().col(static_cast<Eigen::Index>(coordinates[b])).cast<double>();
     motion.angular += rate * column.head<3>();
     motion.linear += rate * column.tail<3>();

@@ -10,11 +10,9 @@ namespace {
 
 Eigen::VectorXd coordinates(const QZ::Math::Velocity6D& root, const Eigen::ArrayXf& joints) {
   Eigen::VectorXd all(6 + joints.size());
-  all << root.x, root.y, root.z, root.wx, root.wy, root.wz, joints.cast<double>().matrix();
+  all << vector(root), joints.cast<double>().matrix();
   return all;
 }
-
-Eigen::Vector3d eigen(const QZ::Math::Position3D& point) { return {point.x, point.y, point.z}; }
 
 std::vector<float> as_interface_has_it(const contact::Wrench& wrench) {
   const Eigen::Vector3f force = wrench.force.cast<float>();
@@ -54,7 +52,7 @@ Standing GroundCycle::run(tesk::RigidBodySystem& system, const Instant& state,
   }
   standing.stance = contact::stance(ground_.soles, standing.soles, contact::rotated(to_world, required(state, root)),
                                     ground_.height - root.translation().z(),
-                                    to_world * eigen(system.getComPositionInRoot()), weight_, ground_.bounds.height);
+                                    to_world * vector(system.getComPositionInRoot()), weight_, ground_.bounds.height);
 
   for (std::size_t i = 0; i < ground_.soles.size(); ++i) {
     const Eigen::Matrix3d to_body = standing.soles[i].pose.linear().transpose();
