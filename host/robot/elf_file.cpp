@@ -46,11 +46,23 @@ ElfFile::ElfFile(const std::filesystem::path& path) {
   if (elf == nullptr || elf_kind(elf) != ELF_K_ELF) throw Error(fmt::format("{}: not an ELF file", path.string()));
   bits_ = gelf_getclass(elf) == ELFCLASS64 ? 64 : 32;
 
+  const auto require_inside = [&](std::size_t offset, std::size_t size) {
+    if (offset > bytes.size() || size > bytes.size() - offset) is_whole_ = false;
+  };
+  GElf_Ehdr file;
+  if (gelf_getehdr(elf, &file) != nullptr) {
+    require_inside(file.e_phoff, std::size_t{file.e_phnum} * file.e_phentsize);
+    require_inside(file.e_shoff, std::size_t{file.e_shnum} * file.e_shentsize);
+  } else {
+    is_whole_ = false;
+  }
+
   std::size_t count = 0;
   elf_getphdrnum(elf, &count);
   GElf_Phdr segment;
   for (int i = 0; static_cast<std::size_t>(i) < count && gelf_getphdr(elf, i, &segment) != nullptr; ++i) {
     segments_.push_back(segment);
+    if (segment.p_type != PT_NULL) require_inside(segment.p_offset, segment.p_filesz);
     if (segment.p_type != PT_NOTE) continue;
     for (Note& note : notes_of(elf, segment)) notes_.push_back(std::move(note));
   }

@@ -31,6 +31,8 @@ class ElfFile {
 
   /// 32 or 64.
   int bits() const { return bits_; }
+  /// False if the file ends before the segments or the table of sections that it speaks of.
+  bool is_whole() const { return is_whole_; }
   const std::vector<Segment>& segments() const { return segments_; }
   const std::vector<Note>& notes() const { return notes_; }
   const std::vector<DynamicEntry>& dynamic_entries() const { return dynamic_; }
@@ -40,6 +42,7 @@ class ElfFile {
 
  private:
   int bits_;
+  bool is_whole_ = true;
   std::vector<Segment> segments_;
   std::vector<Note> notes_;
   std::vector<DynamicEntry> dynamic_;

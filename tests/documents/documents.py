@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """What the documents say of the tree, of the validator and of the results holds.
 
-Usage: documents.py KORVEL_HOST MODULE
+Usage: documents.py KORVEL_HOST MODULE BUILD
+
+BUILD is the configuration and the compiler, "Release GNU".
 """
 
 import collections
@@ -12,7 +14,7 @@ import sys
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
-HOST, MODULE = sys.argv[1:3]
+HOST, MODULE, BUILD = sys.argv[1:4]
 INCLUDE = re.compile(r'^#include "([^"]+)/[^/"]+"', re.MULTILINE)
 CODE = re.compile(r"`([^`\n]+)`")
 MOST_FILES = 20
@@ -128,6 +130,14 @@ class Figures(unittest.TestCase):
         interface = text_of("plugin/interface.abi").split("class-decl name='RigidBodySystem'")[1].split("</class-decl>")[0]
         virtual = len(re.findall(r"vtable-offset='\d", interface))
         self.assertIn(f"| {virtual} functions unchanged |", text_of("RELIABILITY.md"))
+
+    def test_stack_is_that_of_what_ships(self):
+        seen = subprocess.run([HOST, "validate", MODULE, "--only", "^real-time.needs-little-stack$"], capture_output=True,
+                              text=True).stdout
+        stack = re.search(r"at most (\d+) bytes", seen)
+        # Other compilers and levels need more or less.
+        if BUILD == "Release GNU" and stack:
+            self.assertIn(f"at most {stack[1]} bytes", text_of("RELIABILITY.md"))
 
     def test_recorded_bits_are_those_of_the_documents(self):
         states = re.search(r"results for ([\d,]+) states", text_of("tests/proofs/bits.sh"))[1]

@@ -11,7 +11,6 @@
 #include <new>
 #include <system_error>
 
-#include "host/robot/child_process.h"
 #include "host/validate/core/require.h"
 
 namespace korvel::validate {
@@ -56,7 +55,9 @@ std::optional<Death> call_in_child(tesk::RigidBodySystem& robot, std::vector<Arg
     // The plain system call: that of the C library ends all threads and is another one.
     syscall(SYS_exit, prepared ? finished : was_refused);
   }
-  const int status = host::status_at_end(child);
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
   const Progress last = *progress;
   munmap(shared, sizeof(Progress));
   if (WIFSIGNALED(status)) return Death{real_time_operations()[last.operation].name, last.arguments, WTERMSIG(status)};

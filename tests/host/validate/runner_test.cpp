@@ -4,11 +4,16 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
+#include <new>
+#include <string_view>
 
 namespace korvel::validate {
 namespace {
@@ -17,6 +22,13 @@ using namespace std::chrono_literals;
 
 void close_everything() {
   for (int file = 3; file < 64; ++file) close(file);
+}
+
+/// As if it had been the validator, to whoever may listen.
+void lie(std::string_view words) {
+  for (int file = 3; file < 64; ++file) {
+    if (write(file, words.data(), words.size()) < 0) continue;
+  }
 }
 
 std::string hang(const Subject&) {
@@ -30,7 +42,7 @@ struct Case {
 };
 
 const std::vector<Case> cases{
-    {hang, Verdict::finding, "still running after 1 s"},
+    {hang, Verdict::finding, "it does not end within 1 s"},
     {[](const Subject& s) { return fmt::format("{} {}", s.module.string(), s.seed); }, Verdict::held, "m.so 7"},
     {[](const Subject&) { return std::string(); }, Verdict::held, ""},
     {[](const Subject&) { return std::string(3 << 20, 'x'); }, Verdict::held, std::string(3 << 20, 'x')},
@@ -41,26 +53,53 @@ const std::vector<Case> cases{
      "an exception escaped: odd"},
     {[](const Subject&) -> std::string { throw 42; }, Verdict::finding,
      "an exception escaped that is no std::exception"},
-    {[](const Subject&) -> std::string { std::_Exit(0); }, Verdict::finding,
-     "the process was ended with exit status 0"},
-    {[](const Subject&) -> std::string { std::_Exit(3); }, Verdict::finding,
-     "the process was ended with exit status 3"},
-    {[](const Subject&) -> std::string { std::terminate(); }, Verdict::finding, "crashed: Aborted"},
+    {[](const Subject&) -> std::string { std::_Exit(0); }, Verdict::finding, "it ended the process with exit status 0"},
+    {[](const Subject&) -> std::string { std::_Exit(3); }, Verdict::finding, "it ended the process with exit status 3"},
+    {[](const Subject&) -> std::string { std::terminate(); }, Verdict::finding, "it crashed: Aborted"},
     {[](const Subject&) -> std::string {
        kill(getpid(), SIGKILL);
        return "alive";
      },
-     Verdict::finding, "crashed: Killed"},
+     Verdict::finding, "it crashed: Killed"},
     {[](const Subject&) -> std::string {
        close_everything();
        return "unheard";
      },
-     Verdict::finding, "the process was ended with exit status 0"},
+     Verdict::finding, "it ended the process with exit status 0"},
     {[](const Subject& subject) {
        close_everything();
        return hang(subject);
      },
-     Verdict::finding, "still running after 1 s"},
+     Verdict::finding, "it does not end within 1 s"},
+    {[](const Subject&) -> std::string {
+       lie("held");
+       _exit(0);
+     },
+     Verdict::finding, "it ended the process with exit status 0"},
+    {[](const Subject&) {
+       lie(std::string(100 << 20, 'h'));
+       return std::string("drowned");
+     },
+     Verdict::finding, "it ended the process with exit status 0"},
+    // Only the process that was started is heard.
+    {[](const Subject&) {
+       if (fork() != 0) _exit(0);
+       return std::string("the child's");
+     },
+     Verdict::finding, "it ended the process with exit status 0"},
+    {[](const Subject&) {
+       if (fork() != 0) {
+         wait(nullptr);
+         _exit(3);
+       }
+       return std::string("the child's");
+     },
+     Verdict::finding, "it ended the process with exit status 3"},
+    {[](const Subject&) {
+       fork();
+       return std::string("once");
+     },
+     Verdict::held, "once"},
 };
 
 Checks checks_of(const std::vector<Case>& all) {
@@ -104,6 +143,49 @@ TEST(RunChecks, LeavesNothingBehind) {
   close(after);
   EXPECT_EQ(after, before);
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process is left";
+}
+
+/// Memory that all processes share: who has been left.
+std::array<std::atomic<pid_t>, 2>& left() {
+  static auto* const shared = new (mmap(nullptr, sizeof(std::array<std::atomic<pid_t>, 2>), PROT_READ | PROT_WRITE,
+                                        MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::array<std::atomic<pid_t>, 2>{};
+  return *shared;
+}
+
+/// Leaves a process that has withdrawn and that only SIGKILL ends, and one of that process's own.
+void leave_processes() {
+  if (fork() != 0) {
+    while (left()[1] == 0) usleep(1000);
+    return;
+  }
+  setsid();
+  for (int number = 1; number < NSIG; ++number) std::signal(number, SIG_IGN);
+  const bool is_first = fork() != 0;
+  left()[is_first ? 0 : 1] = getpid();
+  sleep(60);
+  _exit(0);
+}
+
+TEST(RunChecks, EndsWhatACheckHasStarted) {
+  for (const auto run : {+[](const Subject&) {
+                           leave_processes();
+                           return std::string("held");
+                         },
+                         +[](const Subject&) -> std::string {
+                           leave_processes();
+                           std::abort();
+                         },
+                         +[](const Subject& subject) {
+                           leave_processes();
+                           return hang(subject);
+                         }}) {
+    for (auto& process : left()) process = 0;
+    run_checks(checks_of({{run, Verdict::held, ""}}), {"m.so", 7}, 1, [](const Check&, const Outcome&) {});
+    for (const auto& process : left()) {
+      EXPECT_GT(process, 0);
+      EXPECT_EQ(kill(process, 0), -1) << "a process is left";
+    }
+  }
 }
 
 }  // namespace

@@ -3,18 +3,45 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 
 #include "tests/host/validate/faulty/fault.h"
 
 namespace korvel::faulty {
 namespace {
 
+// ---- Faults when it is loaded ---------------------------------------------------------------------------------------
+
+bool is_wanted(std::string_view fault) {
+  const char* wanted = std::getenv("KORVEL_FAULT");
+  return wanted != nullptr && wanted == fault;
+}
+
+tesk::RigidBodySystem* hang() {
+  for (;;) pause();
+}
+
+const struct AtLoad {
+  AtLoad() {
+    if (is_wanted("hangs at load")) hang();
+    if (is_wanted("aborts at load")) std::abort();
+    if (is_wanted("exits at load")) std::_Exit(0);
+    if (!is_wanted("copies abort")) return;
+    if (std::getenv("KORVEL_LOADED") != nullptr) std::abort();
+    setenv("KORVEL_LOADED", "", 1);
+  }
+} at_load;
+
 // ---- Faults of `create` ---------------------------------------------------------------------------------------------
 
 tesk::RigidBodySystem* abort_at_once() { std::abort(); }
 tesk::RigidBodySystem* exit_at_once() { std::_Exit(0); }
-tesk::RigidBodySystem* hang() {
-  for (;;) pause();
+/// As if it had been the validator, to whoever may listen.
+tesk::RigidBodySystem* lie() {
+  for (int descriptor = 0; descriptor < 64; ++descriptor) {
+    if (write(descriptor, "held, all promises held\n", 24) < 0) continue;
+  }
+  std::_Exit(0);
 }
 tesk::RigidBodySystem* return_nothing() { return nullptr; }
 tesk::RigidBodySystem* throw_text_that_is_not_utf8() { throw std::runtime_error("out of order \xff"); }
@@ -96,9 +123,14 @@ class IndexesOfBodies : public Faulty<IndexesOfBodies> {
 
 Faults loading_faults() {
   return {
+      {"hangs at load", make<Sound>},
+      {"aborts at load", make<Sound>},
+      {"exits at load", make<Sound>},
+      {"copies abort", make<Sound>},
       {"create aborts", abort_at_once},
       {"create exits", exit_at_once},
       {"create hangs", hang},
+      {"create lies", lie},
       {"create returns nothing", return_nothing},
       {"create throws", throw_text_that_is_not_utf8},
       {"create throws a number", throw_number},
