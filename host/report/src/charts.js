@@ -1,6 +1,7 @@
 // One chart of curves over the time of the page.
 import uPlot from 'uplot';
 import {colour, onScheme} from './colours.js';
+import {extent} from './motion.js';
 import {ticks, tickTexts} from './numbers.js';
 
 const font = '12px system-ui, sans-serif';
@@ -10,6 +11,8 @@ const time_height = 24;
 const values_width = 60;
 const gap = 6;
 const time_space = 60;  // between ticks
+const bar_height = 4;
+const least_drag = 4;
 
 const ruler = document.createElement('canvas').getContext('2d');
 function widest(texts) {
@@ -48,33 +51,97 @@ const axis = (splits, more) => ({
   ...more,
 });
 
-// `curves`: `values` at the samples of the timeline, `drawn` at the times `drawn_time`, stroke() and dash; `range(low, high)` of the values; `onCurve(i)` is told of a click close to one.
+// What is drawn on the canvas besides the curves of the first run. Places are in the canvas's own pixels.
+class Extras {
+  constructor({motion, comparison}, curves) {
+    Object.assign(this, {motion, comparison, curves});
+    const soles = motion.standing?.soles ?? [];
+    this.bars = soles.map(({body, spans}) => ({side: motion.bodies[body].side, spans}));
+    this.height = this.bars.length ? (this.bars.length + 1) * bar_height : 0;
+  }
+
+  // Behind the curves: what the ground cannot bear.
+  before(plot) {
+    plot.ctx.fillStyle = colour('unborne-band');
+    const {top, height} = plot.bbox;
+    for (const span of this.motion.standing?.spans ?? []) this.#fill(plot, span, top, height);
+  }
+  // A bar for each sole below the curves, while it stands; and the second run.
+  after(plot) {
+    const {top, height} = plot.bbox;
+    this.bars.forEach(({side, spans}, i) => {
+      plot.ctx.fillStyle = colour(`side-${side}`);
+      const y = top + height + (0.75 + i) * bar_height * devicePixelRatio;
+      for (const span of spans) this.#fill(plot, span, y, 0.75 * bar_height * devicePixelRatio);
+    });
+    if (this.comparison) this.#drawOther(plot);
+  }
+
+  #fill(plot, {first, last}, y, height) {
+    const {left, width} = plot.bbox;
+    const {time} = this.motion;
+    const [from, to] = [first, last].map((s) => Math.min(Math.max(plot.valToPos(time[s], 'x', true), left), left + width));
+    const least = devicePixelRatio;
+    if (to > left && from < left + width) plot.ctx.fillRect(from, y, Math.max(to - from, least), height);
+  }
+
+  #drawOther(plot) {
+    const {ctx, bbox: {left, top, width, height}} = plot;
+    const {shift, other: {drawnTime}} = this.comparison;
+    ctx.save();
+    ctx.beginPath();
+    ctx.rect(left, top, width, height);
+    ctx.clip();
+    ctx.setLineDash([5, 3].map((length) => length * devicePixelRatio));
+    for (const {other, stroke} of this.curves) {
+      if (!other) continue;
+      ctx.beginPath();
+      other.drawn.forEach((value, i) => ctx.lineTo(plot.valToPos(drawnTime[i] + shift, 'x', true),
+                                                   plot.valToPos(value, 'y', true)));
+      ctx.strokeStyle = stroke();
+      ctx.lineWidth = 1.2 * devicePixelRatio;
+      ctx.stroke();
+    }
+    ctx.restore();
+  }
+}
+
+// `curves`: `values` at the samples of the timeline, `drawn` at the times motion.drawnTime, those of the `other` run,
+// name, stroke() and dash; `range(low, high)` of the values; `onCurve(i)` is told of a click close to one.
 export class Chart {
   #strong = null;
-  #drag = false;
+  #pressed = null;
 
-  constructor(place, timeline, drawn_time, {height, curves, range, onCurve, shows_time = true, space = 21}) {
-    this.timeline = timeline;
-    this.curves = curves;
-    this.onCurve = onCurve;
-    const {time, last} = timeline;
-    const span = last > 0 ? [time[0], time[last]] : [time[0] - 0.5, time[0] + 0.5];
+  constructor(place, page, {height: inner_height, curves, range, onCurve, shows_time = true, space = 21}) {
+    const {motion, timeline, view, comparison} = page;
+    Object.assign(this, {timeline, view, curves, onCurve});
+    const {last} = timeline;
+    const others = extent(curves.flatMap(({other}) => other ? [other.drawn] : []));
+    const extras = new Extras(page, curves);
+    const height = inner_height + extras.height;
     this.plot = new uPlot(
         {
           width: place.clientWidth || 300,
           height,
-          padding: [8, endRoom, shows_time ? 0 : 4, 0],
+          padding: [8, endRoom, shows_time ? 0 : 4 + extras.height, 0],
           legend: {show: false},
           cursor: {show: false},
-          scales: {x: {time: false, range: () => span}, y: {range: (_, low, high) => range(low, high)}},
+          hooks: {drawClear: [(plot) => extras.before(plot)], draw: [(plot) => extras.after(plot)]},
+          scales: {
+            x: {time: false, range: () => view.span},
+            y: {range: (_, low, high) => {
+              const all = [Math.min(low ?? Infinity, others[0]), Math.max(high ?? -Infinity, others[1])];
+              return all[0] <= all[1] ? range(...all) : [0, 1];
+            }},
+          },
           axes: [
             axis(timeTicks, {
               show: shows_time,
-              size: time_height,
-              gap: 4,
+              size: time_height + extras.height,
+              gap: 4 + extras.height,
               values: (_, times) => seconds(times),
             }),
-            axis((_, low, high) => ticks(low, high, (height - (shows_time ? time_height : 0)) / space), {
+            axis((_, low, high) => ticks(low, high, (inner_height - (shows_time ? time_height : 0)) / space), {
               size: (_, texts) => Math.max(values_width, texts ? widest(texts) + 2 * gap : 0),
               gap,
               values: (_, values) => tickTexts(values),
@@ -85,13 +152,19 @@ export class Chart {
             ...curves.map(({stroke, dash}) => ({stroke, dash, width: 1.5, pxAlign: 0, points: {show: last === 0, fill: stroke}})),
           ],
         },
-        [drawn_time, ...curves.map(({drawn}) => drawn)], place);
+        [motion.drawnTime, ...curves.map(({drawn}) => drawn)], place);
+    this.second = this.#mark('cursor second');
     this.cursor = this.#mark('cursor');
     this.dot = this.#mark('mark');
+    this.selected = this.#mark('selected-time');
+    this.selected.hidden = true;
     this.#listen(this.plot.over);
     new ResizeObserver(() => this.#resize(place, height)).observe(place);
     onScheme(() => this.plot.redraw());
     timeline.addEventListener('time', () => this.showTime());
+    view.addEventListener('span', () => this.rescale());
+    view.addEventListener('mark', () => this.showTime());
+    comparison?.addEventListener('shift', () => this.rescale());
     this.showTime();
   }
 
@@ -135,14 +208,23 @@ export class Chart {
   }
 
   showTime() {
-    const x = this.plot.valToPos(this.timeline.now, 'x');
-    this.cursor.style.transform = `translateX(${x}px)`;
-    this.dot.hidden = this.#strong === null;
+    this.#place(this.cursor, this.timeline.sample);
+    this.#place(this.second, this.view.mark);
+    this.dot.hidden = this.#strong === null || this.cursor.hidden;
     if (this.dot.hidden) return;
     const curve = this.curves[this.#strong];
+    const x = this.plot.valToPos(this.timeline.now, 'x');
     const y = this.plot.valToPos(curve.values[this.timeline.sample], 'y');
     this.dot.style.transform = `translate(${x}px, ${y}px)`;
     this.dot.style.background = curve.stroke();
+  }
+
+  // Puts a cursor to a sample, if that is seen.
+  #place(cursor, sample) {
+    const [low, high] = this.view.span;
+    const time = sample === null ? NaN : this.timeline.time[sample];
+    cursor.hidden = !(time >= low && time <= high);
+    if (!cursor.hidden) cursor.style.transform = `translateX(${this.plot.valToPos(time, 'x')}px)`;
   }
 
   #mark(kind) {
@@ -156,23 +238,44 @@ export class Chart {
     this.showTime();
   }
 
-  // The pointer over the chart shows a time, a press or a drag goes there.
+  // The pointer over the chart shows a time, a press goes there or with shift puts the second cursor, a drag zooms into
+  // the time that it went over, and a double press shows all again.
   #listen(over) {
-    const sampleAt = ({clientX}) =>
-        this.timeline.nearest(this.plot.posToVal(clientX - over.getBoundingClientRect().left, 'x'));
+    const left = ({clientX}) => clientX - over.getBoundingClientRect().left;
+    const timeAt = (x) => this.plot.posToVal(Math.min(Math.max(x, 0), over.clientWidth), 'x');
+    const sampleAt = (event) => this.timeline.nearest(timeAt(left(event)));
+    const dragged = (event) => this.#pressed !== null && Math.abs(left(event) - this.#pressed) >= least_drag;
+    const end = () => {
+      this.#pressed = null;
+      this.selected.hidden = true;
+    };
     over.addEventListener('pointerdown', (event) => {
       if (event.button !== 0) return;
-      this.#drag = true;
+      this.#pressed = left(event);
       over.setPointerCapture(event.pointerId);
-      this.timeline.pause();
-      this.timeline.set(sampleAt(event));
-      this.#pick(event.clientY - over.getBoundingClientRect().top);
     });
     over.addEventListener('pointermove', (event) => {
-      if (this.#drag) this.timeline.set(sampleAt(event));
-      else if (event.pointerType === 'mouse') this.timeline.preview(sampleAt(event));
+      if (event.pointerType === 'mouse') this.timeline.preview(sampleAt(event));
+      if (!dragged(event)) return;
+      const [from, to] = [this.#pressed, left(event)].map((x) => Math.min(Math.max(x, 0), over.clientWidth)).sort((a, b) => a - b);
+      this.selected.hidden = false;
+      Object.assign(this.selected.style, {left: `${from}px`, width: `${to - from}px`});
     });
-    for (const end of ['pointerup', 'pointercancel']) over.addEventListener(end, () => this.#drag = false);
+    over.addEventListener('pointerup', (event) => {
+      if (this.#pressed === null) return;
+      if (dragged(event)) {
+        this.view.zoom(...[this.#pressed, left(event)].map(timeAt).sort((a, b) => a - b));
+      } else if (event.shiftKey) {
+        this.view.setMark(sampleAt(event));
+      } else {
+        this.timeline.pause();
+        this.timeline.set(sampleAt(event));
+        this.#pick(event.clientY - over.getBoundingClientRect().top);
+      }
+      end();
+    });
+    over.addEventListener('pointercancel', end);
+    over.addEventListener('dblclick', () => this.view.reset());
     over.addEventListener('pointerleave', () => this.timeline.preview(null));
   }
 
