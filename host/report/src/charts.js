@@ -153,7 +153,7 @@ export class Chart {
           ],
         },
         [motion.drawnTime, ...curves.map(({drawn}) => drawn)], place);
-    this.second = this.#mark('cursor second');
+    this.second = this.#mark('second-cursor');
     this.cursor = this.#mark('cursor');
     this.dot = this.#mark('mark');
     this.selected = this.#mark('selected-time');

@@ -58,7 +58,7 @@ export class Feet extends Group {
     this.trace = new Line(new BufferGeometry().setAttribute('position', flat(Array.from(x, (_, s) => [x[s], y[s]]), z)), this.line);
     this.solid = overlay(MeshBasicMaterial);
     this.point = sphere(this.solid, 0.011);
-    this.area = overlay(MeshBasicMaterial, {opacity: 0.22, side: DoubleSide});
+    this.area = new MeshBasicMaterial({transparent: true, opacity: 0.22, side: DoubleSide, depthWrite: false});
     this.polygon = new Mesh(new BufferGeometry(), this.area);
     this.edge = overlay(LineBasicMaterial);
     this.outlines = soles.map(() => new LineLoop(new BufferGeometry(), this.edge));

@@ -25,5 +25,5 @@ export function addTools(place, {timeline, view, comparison}) {
   shift.addEventListener('input', () => {
     if (Number.isFinite(shift.valueAsNumber)) comparison.setShift(shift.valueAsNumber);
   });
-  place.append(element('label', {class: 'check'}, 'B later by', shift, 's'));
+  place.append(element('label', {class: 'check'}, 'B, dashed, later by', shift, 's'));
 }

@@ -43,7 +43,7 @@ export function addTopView(panels, motion, timeline) {
     return {outline, arrow, dot, all: shape('g', {class: side, 'data-sole': name}, outline, arrow, dot)};
   });
   const points = [[com, 'com'], [standing.zmp, 'zmp']].map(
-      ([columns, kind]) => ({columns, dot: shape('circle', {class: `spot ${kind}`, r: 5})}));
+      ([columns, kind]) => ({columns, dot: shape('circle', {class: `spot ${kind}`, r: kind === 'com' ? 8 : 4})}));
   const scene = shape('g', {}, polygon, ...soles.map(({all}) => all), trace(com, 'com'), trace(standing.zmp, 'zmp'),
                       ...points.map(({dot}) => dot));
   const [left, top] = box.low;
