@@ -62,6 +62,7 @@ function addGround(page) {
   if (!page.motion.standing) return [];
   byId('standing').hidden = false;
   for (const part of document.querySelectorAll('.stands')) part.hidden = false;
+  byId('support').hidden = !page.motion.standing.soles.some(({corners}) => corners);
   addVerdict(byId('verdict'), byId('spans'), byId('flags'), page.motion, page.timeline);
   const charts = addGroundCharts(byId('ground-panels'), page);
   addTopView(byId('ground-panels'), page.motion, page.timeline);

@@ -225,3 +225,20 @@ test('two runs: values of both at one time, differences of the peaks, a shift', 
   assert.ok(Math.abs(await page.evaluate(() => korvel.view.span[1]) - (b.time.at(-1) + 5)) < 1e-9);
   assert.deepEqual(page.faults, []);
 });
+
+test('without contact in the results nothing of it is shown; without soles no polygon', async (t) => {
+  const air = new Report('air.csv', fast.results.split('\n').map((row) => row.split(',').slice(0, fast.results.split(',').indexOf('LAnkleRoll_force_x')).join(',')).join('\n').trim() + '\n');
+  const soleless = new Report('soleless.csv', fast.results);
+  t.after(() => [air, soleless].forEach((report) => report.remove()));
+  const page = await air.open(browser);
+  assert.ok(!/zero moment|support polygon|On the ground/.test(await page.locator('body').innerText()));
+  assert.match(await page.locator('#borne').innerText(), /in the air/);
+  const bare = await soleless.open(browser);
+  const text = await bare.locator('body').innerText();
+  assert.ok(/zero moment point/.test(text) && !/support polygon/.test(text));
+  assert.equal((await bare.evaluate(() => korvel.figure.feet.places().polygon)).length, 0);
+  for (const one of [page, bare]) {
+    assert.deepEqual(one.faults, []);
+    await one.context().close();
+  }
+});

@@ -274,7 +274,7 @@ onPage('the table has the peaks, and takes figure and curves to them', {}, async
 onPage('limbs are those of the tree', {}, async (page) => {
   const panels = page.locator('#torque-panels .panel');
   const limbs = await panels.evaluateAll(
-      (all) => all.map((p) => [[...p.querySelector('h3').childNodes].find(({nodeType}) => nodeType === Node.TEXT_NODE).data, [...p.querySelectorAll('.name')].map((n) => n.textContent)]));
+      (all) => all.map((p) => [[...p.querySelector('h3').childNodes].filter((n) => n.nodeType === Node.TEXT_NODE).map((n) => n.data).join(''), [...p.querySelectorAll('.name')].map((n) => n.textContent)]));
   assert.deepEqual(limbs.map(([name]) => name), ['Head', 'Left arm', 'Right arm', 'Left leg', 'Right leg']);
   const side = {Left: 'L', Right: 'R', Head: 'Head'};
   for (const [name, own] of limbs) for (const joint of own) assert.ok(joint.startsWith(side[name.split(' ')[0]]), joint);
