@@ -3,20 +3,20 @@ import './colours.css';
 import './parts.css';
 import './page.css';
 
-import {Comparison} from './comparison.js';
 import {addControls} from './controls.js';
+import {Comparison} from './curves/comparison.js';
+import {addComCharts, addGroundCharts, addTorquePanels} from './curves/panels.js';
+import {addTools} from './curves/tools.js';
+import {View} from './curves/view.js';
+import {readMotion} from './data/motion.js';
+import {visible, whole} from './data/numbers.js';
 import {element} from './dom.js';
-import {addFigure} from './figure.js';
-import {readMotion} from './motion.js';
-import {visible, whole} from './numbers.js';
-import {addComCharts, addGroundCharts, addTorquePanels} from './panels.js';
+import {addFigure} from './figure/figure.js';
 import {addPeaks} from './peaks.js';
 import {Selection} from './selection.js';
 import {Timeline} from './timeline.js';
-import {addTools} from './tools.js';
 import {addTopView} from './topview.js';
 import {addVerdict} from './verdict.js';
-import {View} from './view.js';
 
 const byId = (id) => document.getElementById(id);
 

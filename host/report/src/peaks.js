@@ -1,6 +1,6 @@
 // The table of the joints' peak torques. A heading sorts, a row selects its joint and goes to the time of its peak.
+import {text} from './data/numbers.js';
 import {element} from './dom.js';
-import {text} from './numbers.js';
 
 const own_columns = [
   {name: 'Joint', of: ({name}) => name, first: 1},

@@ -1,5 +1,5 @@
 // The ground from above, x upwards and y to the left: soles, what they span, zero moment point, centre of mass, forces.
-import {cornersAt, forceAt, supportPolygon} from './contact.js';
+import {cornersAt, forceAt, supportPolygon} from './data/contact.js';
 import {element, shape} from './dom.js';
 
 const margin = 0.04;    // m, around what is shown

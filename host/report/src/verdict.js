@@ -1,6 +1,6 @@
 // Whether the ground bears the motion: the spans that it does not, in a list and on the time line.
+import {whole} from './data/numbers.js';
 import {element} from './dom.js';
-import {whole} from './numbers.js';
 
 const most_listed = 12;
 const marks = 1000;  // along the time line: spans closer than that are one mark

@@ -1,5 +1,5 @@
 // What acts on all curves: the second cursor, the span of time, and the shift of a second run.
-import {element} from './dom.js';
+import {element} from '../dom.js';
 
 export function addTools(place, {timeline, view, comparison}) {
   const mark = element('button', {type: 'button', title: 'Puts it to the time shown, or takes it away (m, or shift and a press on a curve)'});

@@ -10,11 +10,11 @@ import {
   WebGLRenderer,
 } from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
-import {curveName, onScheme} from './colours.js';
-import {element} from './dom.js';
+import {curveName, onScheme} from '../colours.js';
+import {text} from '../data/numbers.js';
+import {element} from '../dom.js';
 import {Feet} from './feet.js';
 import {bounds, Ground, rootOver, travel} from './ground.js';
-import {text} from './numbers.js';
 import {at, Robot} from './scene.js';
 
 const turn = Math.PI / 24;  // by a key

@@ -1,8 +1,8 @@
 // The charts of the page, each with a heading and the values at the time shown.
+import {colour, curveColour, curveDash, curveName} from '../colours.js';
+import {extent} from '../data/motion.js';
+import {element} from '../dom.js';
 import {Chart} from './charts.js';
-import {colour, curveColour, curveDash, curveName} from './colours.js';
-import {element} from './dom.js';
-import {extent} from './motion.js';
 import {onReading, reading} from './reading.js';
 import {saveButtons} from './save.js';
 

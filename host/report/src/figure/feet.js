@@ -12,8 +12,8 @@ import {
   MeshBasicMaterial,
   Vector3,
 } from 'three';
-import {colour} from './colours.js';
-import {cornersAt, forceAt, supportPolygon} from './contact.js';
+import {colour} from '../colours.js';
+import {cornersAt, forceAt, supportPolygon} from '../data/contact.js';
 import {overlay, rod, span, sphere, y_axis} from './scene.js';
 
 const weight_length = 0.25;  // m, of an arrow as strong as the robot's weight

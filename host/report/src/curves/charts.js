@@ -1,8 +1,8 @@
 // One chart of curves over the time of the page.
 import uPlot from 'uplot';
-import {colour, onScheme} from './colours.js';
-import {extent} from './motion.js';
-import {ticks, tickTexts} from './numbers.js';
+import {colour, onScheme} from '../colours.js';
+import {extent} from '../data/motion.js';
+import {ticks, tickTexts} from '../data/numbers.js';
 
 const font = '12px system-ui, sans-serif';
 const near_curve = 12;  // px

@@ -1,5 +1,5 @@
 // A second run, whose times are counted `shift` seconds later. Event: `shift`.
-import {Timeline} from './timeline.js';
+import {Timeline} from '../timeline.js';
 
 export class Comparison extends EventTarget {
   shift = 0;

@@ -1,7 +1,7 @@
 // Charts as files: a picture as it is seen, and the numbers in the span of time that is shown.
-import {colour} from './colours.js';
-import {element} from './dom.js';
-import {single} from './numbers.js';
+import {colour} from '../colours.js';
+import {single} from '../data/numbers.js';
+import {element} from '../dom.js';
 
 function save(blob, name) {
   const address = URL.createObjectURL(blob);

@@ -1,6 +1,6 @@
 // What a curve says at the time shown, as text: its value, how far that is from the value at the second cursor, and the
 // value of the second run.
-import {text} from './numbers.js';
+import {text} from '../data/numbers.js';
 
 const signed = (value) => (value < 0 ? '−' : '+') + text(Math.abs(value));
 

@@ -13,7 +13,7 @@ import {
   SphereGeometry,
   Vector3,
 } from 'three';
-import {colour, curveColour} from './colours.js';
+import {colour, curveColour} from '../colours.js';
 
 const density = 3000;  // kg/m^3, of the spheres
 const rod_radius = 0.009;
