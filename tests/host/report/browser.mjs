@@ -21,6 +21,7 @@ export const launch = (graphics = software_webgl) =>
 export const motions = KORVEL_MOTIONS;
 const soles = join(motions, 'soles.csv');
 
+const resultsName = (motion) => `${basename(motion, '.csv')}-results.csv`;
 const numbersOf = (line) => line.split(',').map(Number);
 
 // The report of results, a text, in a file of this name; `more` are further arguments.
@@ -40,7 +41,7 @@ export class Report {
     execFileSync(KORVEL_HOST, ['run', motion, '--soles', soles, '-o', results], {stdio: ['ignore', 'ignore', 'ignore']});
     const text = readFileSync(results, 'utf8');
     rmSync(folder, {recursive: true});
-    return new Report('standing.csv', text, more);
+    return new Report(resultsName(motion), text, more);
   }
 
   // Of a motion. `change` may say what else stands in its results: (name, value) to value.
@@ -52,7 +53,7 @@ export class Report {
     rmSync(folder, {recursive: true});
     const names = header.split(',');
     const changed = rows.map((row) => numbersOf(row).map((value, i) => change(names[i], value)).join(','));
-    return new Report(`${basename(motion, '.csv')}-results.csv`, [header, ...changed, ''].join('\n'));
+    return new Report(resultsName(motion), [header, ...changed, ''].join('\n'));
   }
 
   // The numbers of the results by name, in single precision but for the time.

@@ -3,8 +3,8 @@ import assert from 'node:assert/strict';
 import {readFileSync, writeFileSync} from 'node:fs';
 import {join} from 'node:path';
 import {after, before, test} from 'node:test';
-import {faint} from './contrast.mjs';
 import {drawn, launch, motions, Report} from './browser.mjs';
+import {faint} from './contrast.mjs';
 
 let browser;
 let fast;  // a weight shift that cannot be stood
@@ -196,10 +196,10 @@ for (const colorScheme of ['light', 'dark']) {
 
 test('two runs: values of both at one time, differences of the peaks, a shift', async (t) => {
   const squat = Report.onGround(join(motions, 'squat.csv'));
-  const both = new Report('a.csv', fast.results, [join(squat.folder, 'standing.csv')]);
+  const both = new Report('a.csv', fast.results, [join(squat.folder, 'squat-results.csv')]);
   t.after(() => [squat, both].forEach((report) => report.remove()));
   const page = await both.open(browser, {viewport: {width: 360, height: 740}});
-  assert.equal(await page.locator('h1').textContent(), 'A a.csv, B standing.csv');
+  assert.equal(await page.locator('h1').textContent(), 'A a.csv, B squat-results.csv');
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
   const [a, b] = [both.columns, squat.columns];
   const peak = (columns, joint) => Math.max(...columns[`${joint}_torque`].map(Math.abs));
