@@ -56,7 +56,8 @@ export function addTopView(panels, motion, timeline) {
     role: 'img',
     'aria-label': 'The ground from above: soles, support polygon, zero moment point and centre of mass',
   }, scene, scale);
-  panels.append(element('section', {class: 'panel top-view'}, element('h3', {}, 'From above', element('small', {}, 'forward is up')), picture));
+  const heading = element('h3', {}, 'From above', element('small', {}, 'forward is up'));
+  panels.append(element('section', {class: 'panel top-view'}, heading, picture));
 
   const move = (dot, [x, y]) => Object.entries({cx: x, cy: y}).forEach(([name, v]) => dot.setAttribute(name, v.toFixed(2)));
   const show = () => {

@@ -30,7 +30,8 @@ export function addVerdict(verdict, list, flags, {standing, time, stride}, timel
   const {spans, residual} = standing;
   const count = spans.reduce((sum, {first, last}) => sum + last - first + 1, 0);
   verdict.textContent = count === 0 ? 'The ground bears the motion throughout.' :
-      `The ground cannot bear ${whole(count)} of ${whole(time.length)} samples${stride > 1 ? ' shown' : ''}. How much of the weight is missing at most:`;
+      `The ground cannot bear ${whole(count)} of ${whole(time.length)} samples${stride > 1 ? ' shown' : ''}. ` +
+          'How much of the weight is missing at most:';
   verdict.classList.toggle('unborne', count > 0);
   for (const span of spans.slice(0, most_listed)) {
     const worst = worstOf(standing, span);

@@ -42,7 +42,8 @@ function torquePanel(page, limb, selection, range) {
   const entries = limb.joints.map((j) => entry(page, selection, j));
   let chart = null;
   const place = element('div', {class: 'chart', role: 'img', 'aria-label': `Torques of ${limb.name} over time`});
-  const panel = element('section', {class: `panel ${limb.side}`}, element('h3', {}, badge(limb.side), limb.name, saveButtons(page, `Torques of ${limb.name}`, () => chart)), place,
+  const save = saveButtons(page, `Torques of ${limb.name}`, () => chart);
+  const panel = element('section', {class: `panel ${limb.side}`}, element('h3', {}, badge(limb.side), limb.name, save), place,
                         element('div', {class: 'legend'}, ...entries.map(({button}) => button)));
   return {
     panel,

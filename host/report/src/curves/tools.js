@@ -2,7 +2,10 @@
 import {element} from '../dom.js';
 
 export function addTools(place, {timeline, view, comparison}) {
-  const mark = element('button', {type: 'button', title: 'Puts it to the time shown, or takes it away (m, or shift and a press on a curve)'});
+  const mark = element('button', {
+    type: 'button',
+    title: 'Puts it to the time shown, or takes it away (m, or shift and a press on a curve)',
+  });
   const apart = element('output', {class: 'value', id: 'apart'});
   const all = element('button', {type: 'button', id: 'all-times', title: 'Double press on a curve, or Escape'}, 'All times');
   place.append(mark, apart, all);
