@@ -2,12 +2,15 @@
 
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
+#include "host/ground/soles_file.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
 #include "host/report/report_data.h"
@@ -19,7 +22,9 @@ namespace {
 
 struct ReportOptions {
   std::filesystem::path module = default_module();
-  std::filesystem::path results;
+  std::vector<std::filesystem::path> results;
+  std::optional<std::filesystem::path> soles;
+  std::optional<double> ground_height;
   std::filesystem::path page;
 };
 
@@ -52,15 +57,29 @@ std::string script_text(const nlohmann::json& data) {
   return escaped;
 }
 
+nlohmann::json page_data(const ReportOptions& options, const tesk::RigidBodySystem& system) {
+  ReportGround ground;
+  ground.height = options.ground_height;
+  if (options.soles) {
+    std::vector<std::string> bodies;
+    for (unsigned long b = 0; b < system.getNbBodies(); ++b) bodies.push_back(system.getBodyName(b));
+    ground.soles = read_soles(*options.soles, bodies);
+  }
+  nlohmann::json data = report_data(options.results.front(), system, ground);
+  if (options.results.size() > 1) data["other"] = report_data(options.results[1], system, {}, Detail::curves);
+  return data;
+}
+
 void report(const ReportOptions& options) {
   Outputs outputs = outputs_beside(options.module);
-  outputs.keep(options.results, "the results");
+  for (const auto& results : options.results) outputs.keep(results, "the results");
+  if (options.soles) outputs.keep(*options.soles, "the soles");
   OutputFile output(outputs.claim(options.page));
   const std::string page = read_template();
   const System system = robot_of(tried_module(options.module));
   // All angles are 0: the poses in the root are those at rest.
   system->computeFwdKinematics();
-  const std::string data = script_text(report_data(options.results, *system));
+  const std::string data = script_text(page_data(options, *system));
 
   const std::string_view text = page;
   const std::size_t place = text.find(placeholder);
@@ -83,9 +102,22 @@ void add_report(CLI::App& app) {
   }
   command->footer(
       "RESULTS is a file that 'korvel-host run' wrote. The page has the figure of the bodies in motion, the curves of\n"
-      "the torques and of the centre of mass, and the peak torques. It opens from disk and needs no network.");
+      "the torques and of the centre of mass, and the peak torques; of a run with soles also the forces at the feet, "
+      "the\n"
+      "zero moment point, its margin, and the spans that the ground cannot bear. The curves of a second file are "
+      "drawn\n"
+      "over those of the first. It opens from disk and needs no network.");
   const auto options = std::make_shared<ReportOptions>();
-  command->add_option("RESULTS", options->results, "Results file")->required();
+  command->add_option("RESULTS", options->results, "Results file, or two to compare")->required()->expected(1, 2);
+  command
+      ->add_option("--soles", options->soles,
+                   "Soles of the run: also shows them and the support polygon, as the first file has them")
+      ->type_name("SOLES");
+  command
+      ->add_option("--ground", options->ground_height,
+                   "Height of the ground in the world [m]; by default 0, or the lowest point where that is far")
+      ->type_name("Z")
+      ->check(any_number());
   command->add_option("-o,--output", options->page, "Page to write")->type_name("PAGE")->required();
   add_module_option(*command, options->module);
   command->callback([options] { report(*options); });

@@ -64,8 +64,7 @@ std::size_t PackedColumns::add(std::vector<std::uint32_t> integers) {
 
 std::size_t PackedColumns::add_exactly(const std::vector<float>& values) { return add(bits_of<std::uint32_t>(values)); }
 
-PackedColumns::Rounded PackedColumns::add_rounded(const std::vector<float>& values) {
-  constexpr int finest = -16;  // 15 micrometres
+PackedColumns::Rounded PackedColumns::add_rounded(const std::vector<float>& values, int finest) {
   constexpr int largest_integer = 30;
   float largest = 0;
   for (const float value : values) largest = std::max(largest, std::abs(value));

@@ -18,12 +18,14 @@ class PackedColumns {
   /// The integers are the bits of the values. Returns the column's index.
   std::size_t add_exactly(const std::vector<float>& values);
 
-  /// The integers are multiples of a unit, which is far below what can be seen in a picture.
+  /// The integers are multiples of a unit, which is far below what can be seen in a picture: 2 to the power of
+  /// `finest`, or more where values are too large for it.
   struct Rounded {
     std::size_t column;
     double unit;
   };
-  Rounded add_rounded(const std::vector<float>& values);
+  static constexpr int micrometres = -16;  ///< 15 of them, in metres
+  Rounded add_rounded(const std::vector<float>& values, int finest = micrometres);
 
   std::string text() const;
 

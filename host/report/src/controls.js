@@ -1,7 +1,7 @@
 // Play, pause, steps, the slider and the keys that do the same.
 const big_step = 10;
 
-export function addControls(timeline, {play, back, forward, slider, clock, speed}) {
+export function addControls({timeline, view}, {play, back, forward, slider, clock, speed}) {
   const seconds = (t) => t.toFixed(3);
   const end = seconds(timeline.time[timeline.last]);
   const showTime = () => {
@@ -29,16 +29,18 @@ export function addControls(timeline, {play, back, forward, slider, clock, speed
     timeline.set(Number(slider.value));
   });
   speed.addEventListener('change', () => timeline.speed = Number(speed.value));
-  addKeys(timeline, slider);
+  addKeys(timeline, view, slider);
 }
 
-function addKeys(timeline, slider) {
+function addKeys(timeline, view, slider) {
   const keys = {
     ' ': () => timeline.toggle(),
     ArrowLeft: ({shiftKey}) => timeline.step(shiftKey ? -big_step : -1),
     ArrowRight: ({shiftKey}) => timeline.step(shiftKey ? big_step : 1),
     Home: () => timeline.step(-timeline.last),
     End: () => timeline.step(timeline.last),
+    m: () => view.setMark(view.mark === timeline.here ? null : timeline.here),
+    Escape: () => view.reset(),
   };
   document.addEventListener('keydown', (event) => {
     if (event.ctrlKey || event.altKey || event.metaKey || !Object.hasOwn(keys, event.key)) return;

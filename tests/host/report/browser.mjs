@@ -19,17 +19,29 @@ export const launch = (graphics = software_webgl) =>
     chromium.launch({executablePath: CHROMIUM, args: [...quiet, ...graphics]});
 
 export const motions = KORVEL_MOTIONS;
+const soles = join(motions, 'soles.csv');
 
+const resultsName = (motion) => `${basename(motion, '.csv')}-results.csv`;
 const numbersOf = (line) => line.split(',').map(Number);
 
-// The report of results, a text, in a file of this name.
+// The report of results, a text, in a file of this name; `more` are further arguments.
 export class Report {
-  constructor(name, results) {
+  constructor(name, results, more = []) {
     this.folder = mkdtempSync(join(tmpdir(), 'korvel-'));
     this.results = results;
     this.page = join(this.folder, 'page.html');
     writeFileSync(join(this.folder, name), results);
-    execFileSync(KORVEL_HOST, ['report', join(this.folder, name), '-o', this.page]);
+    execFileSync(KORVEL_HOST, ['report', join(this.folder, name), ...more, '-o', this.page]);
+  }
+
+  // Of a motion on the ground, with the soles of this robot or without.
+  static onGround(motion, more = ['--soles', soles]) {
+    const folder = mkdtempSync(join(tmpdir(), 'korvel-'));
+    const results = join(folder, 'results.csv');
+    execFileSync(KORVEL_HOST, ['run', motion, '--soles', soles, '-o', results], {stdio: ['ignore', 'ignore', 'ignore']});
+    const text = readFileSync(results, 'utf8');
+    rmSync(folder, {recursive: true});
+    return new Report(resultsName(motion), text, more);
   }
 
   // Of a motion. `change` may say what else stands in its results: (name, value) to value.
@@ -41,7 +53,7 @@ export class Report {
     rmSync(folder, {recursive: true});
     const names = header.split(',');
     const changed = rows.map((row) => numbersOf(row).map((value, i) => change(names[i], value)).join(','));
-    return new Report(`${basename(motion, '.csv')}-results.csv`, [header, ...changed, ''].join('\n'));
+    return new Report(resultsName(motion), [header, ...changed, ''].join('\n'));
   }
 
   // The numbers of the results by name, in single precision but for the time.

@@ -1,4 +1,5 @@
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "host/robot/module.h"
 #include "tests/host/report/page_data.h"
@@ -21,6 +22,27 @@ class Report : public CommandTest {
 
   std::map<std::string, std::vector<float>> columns_;
 };
+
+/// The results with 0.5 in a column of contact, in the third line.
+std::string with_half_a_contact(const std::string& results) {
+  std::istringstream lines(results);
+  std::string text;
+  std::size_t column = 0;
+  std::size_t number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    if (++number == 1) {
+      const auto name = static_cast<std::ptrdiff_t>(line.find("RAnkleRoll_contact"));
+      column = static_cast<std::size_t>(std::count(line.begin(), line.begin() + name, ','));
+    }
+    if (number == 3) {
+      std::size_t start = 0;
+      for (std::size_t i = 0; i < column; ++i) start = line.find(',', start) + 1;
+      line.replace(start, line.find(',', start) - start, "0.5");
+    }
+    text += line + '\n';
+  }
+  return text;
+}
 
 // Every number of the file is in the page, with the robot that the module has: what is shown as a number exactly, what
 // is drawn within 8 micrometres.
@@ -71,6 +93,75 @@ TEST_F(Report, DataAreThoseOfFileAndModule) {
     expect_points(body["com"], system->getBodyName(b) + "_com");
   }
   EXPECT_EQ(unpacked.columns(), 3 + data["joints"].size() + 6 * data["bodies"].size());
+}
+
+// Of a run on the ground too; the soles come from the file that names them. A second run has what its curves need.
+TEST_F(Report, DataOfARunOnTheGround) {
+  const std::string soles = "--soles '" KORVEL_MOTIONS "/soles.csv'";
+  ASSERT_EQ(host("run motion.csv -o standing.csv --ground 0.01 " + soles).status, 0);
+  ASSERT_EQ(host("report standing.csv results.csv -o page.html --ground 0.01 " + soles).status, 0);
+  const Json data = Json::parse(page_data("page.html"));
+  const Unpacked unpacked(data["columns"], data["shown"]);
+  std::map<std::string, std::vector<float>> columns = columns_in("standing.csv");
+  EXPECT_EQ(data["ground_height"], 0.01);
+  const Json& ground = data["ground"];
+  const auto expect_rounded = [&](const Json& place, const std::string& name, double tolerance) {
+    const auto found = unpacked.rounded(place["column"], place["unit"]);
+    for (std::size_t i = 0; i < found.size(); ++i) {
+      EXPECT_NEAR(found[i], static_cast<double>(columns.at(name)[i]), tolerance) << name;
+    }
+  };
+  EXPECT_EQ(unpacked.exact(ground["margin"]["values"]), columns.at("zmp_margin"));
+  expect_rounded(ground["feasible"], "feasible", 0);
+  expect_rounded(ground["residual"], "contact_residual", 8e-6);
+  for (std::size_t axis = 0; axis < 2; ++axis) {
+    expect_rounded(ground["zmp"][axis], fmt::format("zmp_{}", "xy"[axis]), 8e-6);
+  }
+  ASSERT_EQ(ground["soles"].size(), 2);
+  for (const Json& sole : ground["soles"]) {
+    const std::string name = sole["name"];
+    EXPECT_EQ(data["bodies"][sole["body"].get<std::size_t>()]["name"], name);
+    EXPECT_EQ(unpacked.exact(sole["load"]["values"]), columns.at(name + "_force_z"));
+    expect_rounded(sole["contact"], name + "_contact", 0);
+    for (std::size_t axis = 0; axis < 2; ++axis) {
+      expect_rounded(sole["shear"][axis], fmt::format("{}_force_{}", name, "xy"[axis]), 5e-4);
+      expect_rounded(sole["pressure"][axis], fmt::format("{}_cop_{}", name, "xy"[axis]), 8e-6);
+    }
+    for (std::size_t part = 0; part < 4; ++part) {
+      expect_rounded(sole["orientation"][part], fmt::format("{}_q{}", name, "wxyz"[part]), 8e-6);
+    }
+    EXPECT_EQ(sole["corners"].size(), 4);
+  }
+  const Json& other = data["other"];
+  EXPECT_EQ(other["file"], "results.csv");
+  EXPECT_FALSE(other.contains("ground"));
+  EXPECT_EQ(Unpacked(other["columns"], other["shown"]).columns(), 3 + other["joints"].size());
+}
+
+// A sample that the ground cannot bear is not lost between those that are shown.
+TEST_F(Report, ThinningKeepsWhatCannotBeBorne) {
+  ASSERT_EQ(host("run motion.csv -o standing.csv --soles '" KORVEL_MOTIONS "/soles.csv'").status, 0);
+  const std::string text = read(directory_ / "standing.csv");
+  const std::string header = text.substr(0, text.find('\n'));
+  const std::string zeros =
+      std::string(static_cast<std::size_t>(std::count(header.begin(), header.end(), ',')) - 1, '0');
+  std::string row;
+  for (const char zero : zeros) row += fmt::format(",{}", zero);
+  std::string rows = header + '\n';
+  // The last column is `feasible`.
+  for (std::size_t i = 0; i < 50000; ++i) rows += fmt::format("{}{},{}\n", i, row, i == 20001 || i == 30002 ? 0 : 1);
+  write(directory_ / "long.csv", rows);
+  ASSERT_EQ(host("report long.csv -o page.html").status, 0);
+  const Json data = Json::parse(page_data("page.html"));
+  ASSERT_EQ(data["stride"], 4);
+  const Unpacked unpacked(data["columns"], data["shown"]);
+  const auto low = unpacked.rounded(data["ground"]["feasible"]["low"], 1);
+  const auto time = unpacked.time();
+  std::vector<double> red;
+  for (std::size_t i = 0; i < low.size(); ++i) {
+    if (low[i] < 1) red.push_back(time[i]);
+  }
+  EXPECT_EQ(red, (std::vector<double>{20000, 20001, 30000}));
 }
 
 // Of a long file the page has some samples, and of the curves the bounds of all; equal files give equal pages.
@@ -154,6 +245,12 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
   write(directory_ / "backwards.csv", replaced("\n2.8,", "\n2.55,"));
   write(directory_ / "header.csv", header + '\n');
   write(directory_ / "empty.csv", "");
+  std::filesystem::copy(KORVEL_MOTIONS "/soles.csv", directory_ / "soles.csv");
+  ASSERT_EQ(host("run motion.csv -o standing.csv --soles soles.csv").status, 0);
+  const std::string standing = read(directory_ / "standing.csv");
+  std::string one_foot = standing;
+  write(directory_ / "one_foot.csv", one_foot.replace(one_foot.find("LAnkleRoll_force_y"), 18, "LAnkleRoll_force_w"));
+  write(directory_ / "half.csv", with_half_a_contact(standing));
   write(directory_ / "old.html", "old page\n");
   const std::vector<std::string> before = files();
 
@@ -175,6 +272,16 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"results.csv -o nowhere/page.html", "No such file or directory"},
       {"results.csv -o page.html --module none.so", "cannot load module 'none.so'"},
       {"results.csv", "--output is required"},
+      {"results.csv results.csv results.csv -o page.html", "RESULTS"},
+      {"results.csv --soles soles.csv -o page.html",
+       "results.csv:1: expected the column 'LAnkleRoll_force_x' that 'korvel-host run' writes, found none"},
+      {"results.csv --soles soles.csv -o soles.csv", "soles.csv: cannot write: would replace the soles"},
+      {"results.csv old.csv -o page.html", "old.csv: cannot read"},
+      {"results.csv --soles results.csv -o page.html", "results.csv:1: expected the columns body, x, y, z, friction"},
+      {"results.csv --ground deep -o page.html", "--ground"},
+      {"half.csv -o page.html", "half.csv:3: expected 0 or 1 in column 'RAnkleRoll_contact', found 0.5"},
+      {"one_foot.csv -o page.html",
+       "one_foot.csv:1: expected the column 'LAnkleRoll_force_y' that 'korvel-host run' writes, found none"},
   };
   for (const auto& [arguments, words] : cases) {
     const Outcome outcome = host("report " + arguments);

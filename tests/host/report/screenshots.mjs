@@ -10,7 +10,7 @@ const pictures = {
 };
 
 const browser = await launch();
-const report = Report.ofMotion(join(motions, 'squat.csv'));
+const report = Report.onGround(join(motions, 'squat.csv'));
 for (const [name, options] of Object.entries(pictures)) {
   const page = await report.open(browser, options);
   await page.locator('#slider').fill('240');

@@ -69,9 +69,14 @@ class CommandTest : public testing::Test {
   std::map<std::string, std::vector<float>> results() const {
     const Outcome outcome = host("run motion.csv -o results.csv");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return columns_in("results.csv");
+  }
+
+  /// The column of each name in a file of results.
+  std::map<std::string, std::vector<float>> columns_in(const char* file) const {
     std::vector<std::string> names;
     std::map<std::string, std::vector<float>> columns;
-    read_csv(directory_ / "results.csv", [&](const CsvRow& row) {
+    read_csv(directory_ / file, [&](const CsvRow& row) {
       if (names.empty()) {
         names = row.fields;
         return;

@@ -34,3 +34,12 @@ export function tickTexts(values) {
     return value === 0 ? '0' : exponential(value, Math.max(magnitude(Math.abs(value)) - step, 0));
   });
 }
+
+// A number of single precision with as few digits as give it back.
+export function single(value) {
+  for (let digits = 6; digits < 9; ++digits) {
+    const shorter = Number(value.toPrecision(digits));
+    if (Math.fround(shorter) === value) return String(shorter);
+  }
+  return String(Number(value.toPrecision(9)));
+}

@@ -10,10 +10,11 @@ import {
   WebGLRenderer,
 } from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
-import {curveName, onScheme} from './colours.js';
-import {element} from './dom.js';
+import {curveName, onScheme} from '../colours.js';
+import {text} from '../data/numbers.js';
+import {element} from '../dom.js';
+import {Feet} from './feet.js';
 import {bounds, Ground, rootOver, travel} from './ground.js';
-import {text} from './numbers.js';
 import {at, Robot} from './scene.js';
 
 const turn = Math.PI / 24;  // by a key
@@ -62,10 +63,12 @@ class Figure {
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
     this.camera = new PerspectiveCamera(30, 1);
     this.robot = new Robot(motion);
+    this.feet = motion.standing ? new Feet(motion) : null;
     this.letters = new Letters(place, motion);
     this.scene = new Scene();
     const lamp = new DirectionalLight(0xffffff, 1.6);
     this.camera.add(lamp.translateX(-0.6).translateY(0.8));
+    if (this.feet) this.scene.add(this.feet);
     this.scene.add(this.robot, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
     this.controls = new OrbitControls(this.camera, canvas);
     // On a phone a vertical stroke scrolls the page, a horizontal one turns the figure.
@@ -134,6 +137,7 @@ class Figure {
     requestAnimationFrame(() => {
       this.#drawing = false;
       this.robot.show(this.timeline.sample, this.selection.joint);
+      this.feet?.show(this.timeline.sample);
       this.#move();
       this.renderer.render(this.scene, this.camera);
       this.letters.show(this.timeline.sample, this.camera, this.size);
@@ -158,6 +162,7 @@ class Figure {
     this.grid = this.ground.grid();
     this.scene.add(this.grid);
     this.robot.recolour(this.selection.joint);
+    this.feet?.recolour();
     this.draw();
   }
 

@@ -1,6 +1,6 @@
 // Where a motion takes place: its bounds, how far its root goes, and the grid below it.
 import {Box3, GridHelper, Vector3} from 'three';
-import {colour} from './colours.js';
+import {colour} from '../colours.js';
 import {at} from './scene.js';
 
 const least_cell = 0.1;  // m, of the grid

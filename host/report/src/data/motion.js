@@ -1,5 +1,6 @@
 // The data of the page, which `korvel-host report` has written into it, and what follows from them.
 import {exact, rounded, unpack} from './columns.js';
+import {spansOf} from './contact.js';
 import {findLimbs} from './limbs.js';
 import {text} from './numbers.js';
 
@@ -28,7 +29,8 @@ function peakOf(torque) {
 
 // The ground is z = 0 of the world where the lowest point of the motion is near it; a motion whose root is given about
 // the origin has its feet below. Bodies are points, so that a foot on the ground is a few centimetres above it.
-function findGround(bodies) {
+function findGround(bodies, height) {
+  if (height !== null) return {z: height, text: `The ground is z = ${height} m of the world.`};
   const [lowest, highest] = extent(bodies.flatMap(({origin, com}) => [origin[2], com[2]]));
   const size = highest - lowest;
   if (lowest > -0.05 * size && lowest < 0.25 * size) return {z: 0, text: 'The ground is z = 0 of the world.'};
@@ -65,24 +67,68 @@ function readCurve({values, low, high}, columns) {
   return {values: at, drawn: between.length ? drawn(Float32Array, at, ...between) : at};
 }
 
-// Times and values are typed arrays, a number for each sample that the page has.
+const points = (axes, columns) => axes.map(({column, unit}) => rounded(columns[column], unit));
+const flags = ({column, low = column}, columns) => columns[low];
+
+// What the ground does: of each sole its curve and its contacts, and the spans of samples that cannot be borne.
+function readStanding({soles, margin, residual, feasible, zmp}, columns) {
+  const read = ({load, contact, shear, pressure, orientation, ...sole}) => ({
+    ...sole,
+    load: readCurve(load, columns),
+    contact: flags(contact, columns),
+    ...(shear && {shear: points(shear, columns), pressure: points(pressure, columns)}),
+    ...(orientation && {orientation: points(orientation, columns)}),
+  });
+  const borne = flags(feasible, columns);
+  const standing = {
+    soles: soles.map(read),
+    margin: readCurve(margin, columns),
+    residual: rounded(columns[residual.column], residual.unit),
+    zmp: zmp && points(zmp, columns),
+    spans: spansOf(borne, 0),
+  };
+  for (const sole of standing.soles) sole.spans = spansOf(sole.contact, 1);
+  return standing;
+}
+
+// What is drawn as curves of a run. Times and values are typed arrays, a number for each sample that the page has.
+async function readCurves(data) {
+  const {time, columns} = await unpack(data.columns, data.shown);
+  Object.assign(data, readTimes(data, time));
+  data.comCurves = data.com.map((axis) => readCurve(axis, columns));
+  for (const joint of data.joints) {
+    joint.torque = readCurve(joint.torque, columns);
+    joint.peakSample = peakOf(joint.torque.values);
+    joint.peak = Math.abs(joint.torque.values[joint.peakSample]);
+  }
+  data.standing = data.ground ? readStanding(data.ground, columns) : null;
+  return columns;
+}
+
+// Joins the curves of a second run of the robot, where it has them, to those of the first.
+async function readOther(motion) {
+  if (!motion.other) return;
+  const {other} = motion;
+  await readCurves(other);
+  motion.joints.forEach((joint, j) => Object.assign(joint, {other: other.joints[j]}).torque.other = other.joints[j].torque);
+  motion.comCurves.forEach((curve, axis) => curve.other = other.comCurves[axis]);
+  if (!motion.standing || !other.standing) return;
+  motion.standing.margin.other = other.standing.margin;
+  for (const sole of motion.standing.soles) sole.load.other = other.standing.soles.find(({name}) => name === sole.name)?.load;
+}
+
 export async function readMotion(text) {
   const motion = JSON.parse(text);
-  const {time, columns} = await unpack(motion.columns, motion.shown);
-  const points = (axes) => axes.map(({column, unit}) => rounded(columns[column], unit));
-  Object.assign(motion, readTimes(motion, time), {columns: null});
-  motion.comCurves = motion.com.map((axis) => readCurve(axis, columns));
+  const columns = await readCurves(motion);
   motion.com = motion.comCurves.map(({values}) => values);
-  for (const body of motion.bodies) Object.assign(body, {origin: points(body.origin), com: points(body.com)});
-  for (const joint of motion.joints) joint.torque = readCurve(joint.torque, columns);
+  for (const body of motion.bodies) {
+    Object.assign(body, {origin: points(body.origin, columns), com: points(body.com, columns)});
+  }
+  await readOther(motion);
   const limbs = findLimbs(motion.bodies, motion.joints);
   for (const limb of limbs) {
     limb.joints.forEach((j, level) => Object.assign(motion.joints[j], {limb, level}));
     limb.bodies.forEach((b) => motion.bodies[b].side = limb.side);
   }
-  for (const joint of motion.joints) {
-    joint.peakSample = peakOf(joint.torque.values);
-    joint.peak = Math.abs(joint.torque.values[joint.peakSample]);
-  }
-  return {...motion, limbs, ground: findGround(motion.bodies)};
+  return {...motion, columns: null, limbs, ground: findGround(motion.bodies, motion.ground_height)};
 }

@@ -13,7 +13,7 @@ import {
   SphereGeometry,
   Vector3,
 } from 'three';
-import {colour, curveColour} from './colours.js';
+import {colour, curveColour} from '../colours.js';
 
 const density = 3000;  // kg/m^3, of the spheres
 const rod_radius = 0.009;
@@ -21,19 +21,19 @@ const com_radius = 0.013;
 const shortest_rod = 1e-4;
 
 const ball = new SphereGeometry(1, 32, 24);
-const rod = new CylinderGeometry(1, 1, 1, 16);
-const y_axis = new Vector3(0, 1, 0);
+export const rod = new CylinderGeometry(1, 1, 1, 16);
+export const y_axis = new Vector3(0, 1, 0);
 
 export const at = (columns, sample, point = new Vector3()) => point.set(...columns.map((column) => column[sample]));
 
-function sphere(material, radius) {
+export function sphere(material, radius) {
   const mesh = new Mesh(ball, material);
   mesh.scale.setScalar(radius);
   return mesh;
 }
 
 // Puts a rod of unit height between two points.
-function span(mesh, from, to, radius) {
+export function span(mesh, from, to, radius) {
   const along = to.clone().sub(from);
   const length = along.length();
   mesh.visible = length > shortest_rod;
@@ -67,7 +67,7 @@ class Body {
 }
 
 // Drawn over whatever is in front of it.
-const overlay = (Material, more = {}) => new Material({depthTest: false, transparent: true, ...more});
+export const overlay = (Material, more = {}) => new Material({depthTest: false, transparent: true, ...more});
 
 // The robot's centre of mass, what it leaves on the ground, and where it stands over it.
 class CentreOfMass {
