@@ -101,7 +101,7 @@ def write(path, motion, duration):
         rows = csv.DictWriter(file, samples[0].keys(), lineterminator="\n")
         rows.writeheader()
         # Adding zero turns -0.0 into 0.0.
-        rows.writerows({name: f"{round(value, 6) + 0.0:.6f}" for name, value in row.items()} for row in samples)
+        rows.writerows({name: f"{round(value, 8) + 0.0:.8f}" for name, value in row.items()} for row in samples)
 
 
 def main():
