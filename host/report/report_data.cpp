@@ -10,7 +10,7 @@
 #include "host/report/packed_columns.h"
 #include "host/report/thinning.h"
 #include "host/results/columns.h"
-#include "host/results/results_table.h"
+#include "host/results/results_sample.h"
 
 namespace korvel::host {
 

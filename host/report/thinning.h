@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "host/results/results_table.h"
+#include "host/results/results_sample.h"
 
 namespace korvel::host {
 
