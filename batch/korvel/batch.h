@@ -34,6 +34,7 @@ extern "C" {
 #define KORVEL_BATCH_API
 #endif
 
+/* NOLINTBEGIN(readability-identifier-naming): C has no namespaces */
 enum {
   KORVEL_BATCH_BODIES = 25,
   KORVEL_BATCH_COORDINATES = 30,
@@ -51,6 +52,7 @@ typedef enum korvel_batch_status {
   KORVEL_BATCH_INSTRUCTION_SET = 6, /* an instruction set that is not known, or that this processor has not */
   KORVEL_BATCH_MEMORY = 7           /* no memory */
 } korvel_batch_status;
+/* NOLINTEND(readability-identifier-naming) */
 
 typedef struct korvel_batch korvel_batch;
 
