@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "host/export/model.h"
 #include "host/export/xml.h"
 
@@ -26,12 +28,57 @@ void append_geometry(xml_node node, const Robot& robot, std::size_t body) {
   }
 }
 
+/// Of the bodies that stand for soles, above these [m].
+constexpr double sole_thickness = 0.01;
+
+/// Upright on the sole, towards the body's origin.
+Eigen::Vector3d inward(const contact::Sole& sole) {
+  const auto& c = sole.corners();
+  const Eigen::Vector3d normal = (c[1] - c[0]).cross(c[2] - c[1]).normalized();
+  return normal.dot(sole.centre()) > 0 ? Eigen::Vector3d(-normal) : normal;
+}
+
+bool is_rectangle(const contact::Sole& sole) {
+  const auto& c = sole.corners();
+  constexpr double tolerance = 1e-9;
+  return c.size() == 4 && (c[0] + c[2] - c[1] - c[3]).norm() < tolerance &&
+         std::abs((c[0] - c[2]).norm() - (c[1] - c[3]).norm()) < tolerance;
+}
+
+/// Boxes touch a plane with all their corners, hulls with three at most.
+void append_sole(xml_node body, xml_node assets, const std::string& name, const contact::Sole& sole) {
+  const auto& c = sole.corners();
+  const Eigen::Vector3d up = inward(sole);
+  xml_node geom =
+      append(body, "geom",
+             {{"name", name + "Sole"}, {"contype", "1"}, {"friction", numbers(sole.friction()) + " 0.005 0.0001"}});
+  if (is_rectangle(sole)) {
+    Eigen::Matrix3d axes;
+    axes << (c[1] - c[0]).normalized(), up.cross((c[1] - c[0]).normalized()), up;
+    const Eigen::Vector3d half = Eigen::Vector3d((c[1] - c[0]).norm(), (c[2] - c[1]).norm(), sole_thickness) / 2;
+    for (const auto& [attribute, value] : {std::pair("type", std::string("box")), std::pair("size", numbers(half)),
+                                           std::pair("pos", numbers(Eigen::Vector3d(sole.centre() + up * half.z()))),
+                                           std::pair("quat", numbers(Eigen::Quaterniond(axes)))}) {
+      geom.append_attribute(attribute).set_value(value.c_str());
+    }
+    return;
+  }
+  std::string vertices;
+  for (const Eigen::Vector3d& corner : c) {
+    vertices += numbers(corner) + ' ' + numbers(Eigen::Vector3d(corner + sole_thickness * up)) + ' ';
+  }
+  vertices.pop_back();
+  append(assets, "mesh", {{"name", name + "Sole"}, {"vertex", vertices}});
+  geom.append_attribute("type").set_value("mesh");
+  geom.append_attribute("mesh").set_value((name + "Sole").c_str());
+}
+
 }  // namespace
 
-std::string to_mjcf(const Robot& robot, const Inertias& inertias) {
+std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles) {
   pugi::xml_document document;
   document.append_child(pugi::node_comment).set_value(headline(inertias).c_str());
-  const xml_node root = append(document.root(), "mujoco", {{"model", "korvel"}});
+  xml_node root = append(document.root(), "mujoco", {{"model", "korvel"}});
   append(root, "compiler", {{"angle", "radian"}, {"inertiafromgeom", "false"}});
   append(root, "option", {{"gravity", "0 0 -9.81"}});
   // Seen, but neither touched nor weighed.
@@ -55,6 +102,20 @@ std::string to_mjcf(const Robot& robot, const Inertias& inertias) {
     append_inertial(node, body, inertias.of_body[b], inertias.is_point[b]);
     append_geometry(node, robot, b);
     nodes.push_back(node);
+  }
+  if (!soles.empty()) {
+    const xml_node assets = root.insert_child_before("asset", world);
+    for (const contact::Sole& sole : soles) {
+      append_sole(nodes[sole.body()], assets, robot.bodies[sole.body()].name, sole);
+    }
+    // The friction of a pair is the larger one: that of the sole.
+    append(world, "geom",
+           {{"name", "Ground"},
+            {"type", "plane"},
+            {"size", "5 5 0.1"},
+            {"conaffinity", "1"},
+            {"friction", "0 0.005 0.0001"},
+            {"rgba", "0.8 0.8 0.8 1"}});
   }
   return to_string(document);
 }

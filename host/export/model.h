@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "contact/sole.h"
 #include "host/export/inertia.h"
 
 namespace korvel::host {
@@ -10,8 +11,8 @@ namespace korvel::host {
 /// The robot as a file for ROS and its relatives. A joint "floating" from a link "world" carries the root.
 std::string to_urdf(const Robot& robot, const Inertias& inertias);
 
-/// The robot as a file for MuJoCo.
-std::string to_mjcf(const Robot& robot, const Inertias& inertias);
+/// The robot as a file for MuJoCo. With soles there is a ground, z = 0, which they touch and nothing else does.
+std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles = {});
 
 /// What both files show of a body, as viewers want to see something: a ball of water of the body's mass about its
 /// centre of mass [m].

@@ -1,7 +1,9 @@
 #include <array>
 #include <iterator>
 #include <map>
+#include <pugixml.hpp>
 #include <set>
+#include <sstream>
 
 #include "host/export/model.h"
 #include "support/expect.h"
@@ -34,6 +36,63 @@ class Export : public CommandTest {
 
 FreshSystem fresh_module() {
   return [] { return Module(KORVEL_MODULE).create(); };
+}
+
+// The corners of the file of soles are corners of what stands for a sole; only that and the ground can touch.
+TEST_F(Export, SolesOfTheModelForMuJoCoStandOnThePlane) {
+  const std::string soles = fmt::format("'{}/soles.csv'", KORVEL_MOTIONS);
+  ASSERT_EQ(host("export --mjcf robot.xml").status, 0);
+  const Outcome outcome = host("export --mjcf standing.xml --soles " + soles);
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  pugi::xml_document document;
+  ASSERT_TRUE(document.load_file((directory_ / "standing.xml").c_str()));
+  int touching = 0;
+  for (const pugi::xpath_node& node : document.select_nodes("//worldbody//geom[@contype or @conaffinity]")) {
+    const pugi::xml_node geom = node.node();
+    if (geom.attribute("type").as_string() == std::string("plane")) {
+      EXPECT_EQ(geom.parent().name(), std::string("worldbody"));
+      continue;
+    }
+    ++touching;
+    const auto numbers = [&](const char* name) {
+      std::istringstream text(geom.attribute(name).as_string());
+      return std::vector<double>(std::istream_iterator<double>(text), {});
+    };
+    ASSERT_EQ(geom.attribute("type").as_string(), std::string("box"));
+    EXPECT_EQ(numbers("friction").at(0), 0.6);
+    const std::vector<double> q = numbers("quat");
+    const Eigen::Quaterniond turn(q.at(0), q.at(1), q.at(2), q.at(3));
+    const Eigen::Vector3d half = Eigen::Map<const Eigen::Vector3d>(numbers("size").data());
+    const Eigen::Vector3d centre = Eigen::Map<const Eigen::Vector3d>(numbers("pos").data());
+    // Of both feet: x is upwards, so that the lowest corners are at -0.045.
+    for (const double y : {-0.04, 0.04}) {
+      for (const double z : {-0.05, 0.1}) {
+        const Eigen::Vector3d inside = turn.inverse() * (Eigen::Vector3d(-0.045, y, z) - centre);
+        EXPECT_TRUE(near(inside.cwiseAbs(), half, 1e-6));
+      }
+    }
+    EXPECT_GT(centre.x(), -0.045);
+  }
+  EXPECT_EQ(touching, 2);
+
+  // All else is as it is without soles.
+  for (const char* added : {"//worldbody//geom[@contype or @conaffinity]", "/mujoco/asset"}) {
+    for (const pugi::xpath_node& node : document.select_nodes(added)) node.parent().remove_child(node.node());
+  }
+  pugi::xml_document plain;
+  ASSERT_TRUE(plain.load_file((directory_ / "robot.xml").c_str()));
+  std::ostringstream with, without;
+  document.save(with);
+  plain.save(without);
+  EXPECT_EQ(with.str(), without.str());
+
+  write(directory_ / "hull.csv", "body,x,y,z,friction\nLAnkleRoll,0,0,0,1\nLAnkleRoll,0,1,0,1\nLAnkleRoll,0,0,1,1\n");
+  ASSERT_EQ(host("export --mjcf hull.xml --soles hull.csv").status, 0);
+  ASSERT_TRUE(document.load_file((directory_ / "hull.xml").c_str()));
+  EXPECT_EQ(document.select_nodes("//mesh").size(), 1U);
+  // Soles are for this model alone, and no output replaces them.
+  EXPECT_EQ(host("export --urdf robot.urdf --soles " + soles).status, 2);
+  EXPECT_EQ(host("export --mjcf hull.csv --soles hull.csv").status, 2);
 }
 
 // Forward kinematics of the files, with maths of this test, at zero and elsewhere.
