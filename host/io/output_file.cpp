@@ -7,9 +7,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <random>
 #include <utility>
+
+#include "host/io/signals_wait.h"
 
 namespace korvel::host {
 
@@ -17,22 +18,6 @@ namespace {
 
 /// The system's name of an open file.
 std::string descriptor_path(int descriptor) { return fmt::format("/proc/self/fd/{}", descriptor); }
-
-/// No signal comes between a name that must not stay and its end.
-class SignalsWait {
- public:
-  SignalsWait() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, &before_);
-  }
-  SignalsWait(const SignalsWait&) = delete;
-  SignalsWait& operator=(const SignalsWait&) = delete;
-  ~SignalsWait() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_{};
-};
 
 /// Half of the files that the process may have open.
 bool takes_much(int descriptor) {
@@ -56,10 +41,6 @@ OutputFile::OutputFile(OutputPath path) : path_(std::move(path)) {
   if (fchmod(descriptor, old.st_mode & 0777U) != 0) throw write_error(path_.named(), errno);
 }
 
-OutputFile::~OutputFile() {
-  if (!temporary_.empty()) unlink(temporary_.c_str());
-}
-
 bool OutputFile::open_without_name(int mode) {
   const int descriptor = open(path_.target().parent_path().c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
   if (descriptor < 0) return false;
@@ -76,7 +57,6 @@ void OutputFile::open_with_name(int mode) {
   file_.reset(fdopen(descriptor, "w"));
   if (!file_) {
     ::close(descriptor);
-    unlink(temporary_.c_str());
     throw write_error(path_.named(), ENOMEM);
   }
 }
@@ -85,11 +65,12 @@ template <typename Make>
 int OutputFile::make_name(const Make& make) {
   std::random_device random;
   for (int attempt = 0;; ++attempt) {
-    temporary_ = path_.target().parent_path() / fmt::format(".korvel-{:08x}{:08x}", random(), random());
-    const int made = make(temporary_.c_str());
+    temporary_.emplace(path_.target().parent_path() / fmt::format(".korvel-{:08x}{:08x}", random(), random()));
+    const int made = make(temporary_->path().c_str());
     if (made >= 0) return made;
     const int code = errno;
-    temporary_.clear();
+    temporary_->release();
+    temporary_.reset();
     if (code != EEXIST || attempt == 100) throw write_error(path_.named(), code);
   }
 }
@@ -115,23 +96,23 @@ void OutputFile::close() {
   if (!file_) return;
   flush();
   if (!takes_much(fileno(file_.get()))) return;
-  if (temporary_.empty()) link_beside();
+  if (!temporary_) link_beside();
   if (std::fclose(file_.release()) != 0) throw write_error(path_.named(), errno);
 }
 
 void OutputFile::commit() {
   flush();
   const SignalsWait wait;
-  if (temporary_.empty()) {
+  if (!temporary_) {
     const bool linked = link_to(path_.target());
     if (!linked && errno != EEXIST) throw write_error(path_.named(), errno);
     // A link does not replace what stands there, renaming does.
     if (!linked) link_beside();
   }
   if (file_ && std::fclose(file_.release()) != 0) throw write_error(path_.named(), errno);
-  if (temporary_.empty()) return;
-  if (rename(temporary_.c_str(), path_.target().c_str()) != 0) throw write_error(path_.named(), errno);
-  temporary_.clear();
+  if (!temporary_) return;
+  if (rename(temporary_->path().c_str(), path_.target().c_str()) != 0) throw write_error(path_.named(), errno);
+  temporary_->release();
 }
 
 }  // namespace korvel::host

@@ -3,17 +3,18 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "host/io/outputs.h"
+#include "host/io/temporary_name.h"
 
 namespace korvel::host {
 
 /// A text file that appears under its name only when it is complete. Until `commit` it has no name, so that whatever
 /// ends the process leaves nothing behind; without `commit` what stood under the name stays. Where the file system
-/// or the process cannot hold it so, it has a name that no other file has, beside the final one; that one stays if the
-/// process is ended by a signal.
+/// or the process cannot hold it so, it has a TemporaryName that no other file has, beside the final one.
 /// A file that is replaced hands on its permissions and, as far as the user may set them, its owner and group.
 class OutputFile {
  public:
@@ -21,7 +22,6 @@ class OutputFile {
   explicit OutputFile(OutputPath path);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
-  ~OutputFile();
 
   /// Throws Error if writing fails.
   void write(std::string_view text);
@@ -49,7 +49,7 @@ class OutputFile {
 
   OutputPath path_;
   /// Where the file stands before it is complete, if it has a name.
-  std::filesystem::path temporary_;
+  std::optional<TemporaryName> temporary_;
   std::unique_ptr<std::FILE, Closer> file_;
 };
 

@@ -69,14 +69,20 @@ void check_names(const std::filesystem::path& path, const CsvRow& header, const 
   }
 }
 
-/// The columns of these names side by side; zeros where there is none.
-Eigen::ArrayXXd columns(const Samples& samples, const Names& names) {
+/// The columns of these names side by side, taken out of the samples one by one; zeros where there is none.
+Eigen::ArrayXXd take_columns(Samples& samples, const Names& names) {
   const auto count = static_cast<Eigen::Index>(samples.count());
-  Eigen::ArrayXXd result = Eigen::ArrayXXd::Zero(count, static_cast<Eigen::Index>(names.size()));
-  for (std::size_t i = 0; i < samples.names.size(); ++i) {
-    const auto name = std::find(names.begin(), names.end(), samples.names[i]);
-    if (name == names.end()) continue;
-    result.col(name - names.begin()) = Eigen::Map<const Eigen::ArrayXd>(samples.columns[i].data(), count);
+  Eigen::ArrayXXd result(count, static_cast<Eigen::Index>(names.size()));
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const auto name = std::find(samples.names.begin(), samples.names.end(), names[i]);
+    auto column = result.col(static_cast<Eigen::Index>(i));
+    if (name == samples.names.end()) {
+      column.setZero();
+      continue;
+    }
+    std::vector<double>& values = samples.columns[static_cast<std::size_t>(name - samples.names.begin())];
+    column = Eigen::Map<const Eigen::ArrayXd>(values.data(), count);
+    std::vector<double>().swap(values);
   }
   return result;
 }
@@ -90,11 +96,11 @@ Eigen::Quaterniond rotation(double roll, double pitch, double yaw) {
 
 /// Unit quaternions by either kind of columns. Of the two that stand for an orientation each is the one nearer to the
 /// one before, so that neither wrapped angles nor angles that flip at the pole, nor signs that do, turn the root.
-Eigen::ArrayX4d read_orientation(const std::filesystem::path& path, const Samples& samples) {
+Eigen::ArrayX4d take_orientation(const std::filesystem::path& path, Samples& samples) {
   // Rounding to two decimals, or to single precision by way of a few products, leaves less.
   constexpr double tolerance = 0.02;
   const bool by_quaternion = contains(samples.names, "qw");
-  const Eigen::ArrayXXd given = columns(samples, by_quaternion ? quaternion_names : angle_names);
+  const Eigen::ArrayXXd given = take_columns(samples, by_quaternion ? quaternion_names : angle_names);
   Eigen::ArrayX4d result(given.rows(), 4);
   Eigen::Vector4d last(1, 0, 0, 0);
   for (Eigen::Index s = 0; s < given.rows(); ++s) {
@@ -160,13 +166,13 @@ Motion read_motion(const std::filesystem::path& path, const Names& joint_names, 
   Samples samples = read_samples(path, [&](const CsvRow& header) { check_names(path, header, joint_names, soles); });
   const auto count = static_cast<Eigen::Index>(samples.count());
   Motion motion;
-  motion.time = columns(samples, {"time"}).col(0);
-  motion.elapsed = Eigen::Map<const Eigen::ArrayXd>(samples.elapsed.data(), count);
-  motion.position = columns(samples, position_names);
-  motion.orientation = read_orientation(path, samples);
-  motion.joints = columns(samples, joint_names);
   motion.decimals = fewest_decimals(samples);
   motion.contacts = read_contacts(path, samples);
+  motion.time = take_columns(samples, {"time"}).col(0);
+  motion.elapsed = Eigen::Map<const Eigen::ArrayXd>(samples.elapsed.data(), count);
+  motion.position = take_columns(samples, position_names);
+  motion.orientation = take_orientation(path, samples);
+  motion.joints = take_columns(samples, joint_names);
   motion.file = path;
   motion.lines = std::move(samples.lines);
   return motion;

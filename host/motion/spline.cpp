@@ -77,6 +77,9 @@ Curve Spline::through(const ArrayXd& values) const {
   return curve;
 }
 
+// Of exponentials that fall by e in the root of two times the fourth root of the penalty.
+double reach(double penalty) { return 40 * std::sqrt(2.0) * std::pow(penalty, 0.25); }
+
 namespace {
 
 // (1 / (1 + penalty w^4))^2 = 1/2.

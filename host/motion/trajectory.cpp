@@ -1,5 +1,6 @@
 #include "host/motion/trajectory.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <utility>
@@ -11,22 +12,22 @@ namespace korvel::host {
 
 namespace {
 
-/// The splines of the columns of a table, at their samples.
+/// The splines of some rows of a table's columns.
 template <int n>
 class Curves {
  public:
   template <typename Table>
-  Curves(const Spline& spline, const Table& samples) {
-    for (Eigen::Index d = 0; d < n; ++d) curves_[static_cast<std::size_t>(d)] = spline.through(samples.col(d));
+  Curves(const Spline& spline, const Table& rows) {
+    for (Eigen::Index d = 0; d < n; ++d) curves_[static_cast<std::size_t>(d)] = spline.through(rows.col(d));
   }
 
-  Moving<n> at(Eigen::Index sample) const {
+  Moving<n> at(Eigen::Index row) const {
     Moving<n> moving;
     for (Eigen::Index d = 0; d < n; ++d) {
       const Curve& curve = curves_[static_cast<std::size_t>(d)];
-      moving.value[d] = curve.value[sample];
-      moving.first[d] = curve.first[sample];
-      moving.second[d] = curve.second[sample];
+      moving.value[d] = curve.value[row];
+      moving.first[d] = curve.first[row];
+      moving.second[d] = curve.second[row];
     }
     return moving;
   }
@@ -34,6 +35,14 @@ class Curves {
  private:
   std::array<Curve, std::size_t{n}> curves_;
 };
+
+/// Long enough that what a stretch needs of its neighbours is not much more than itself.
+Eigen::Index length_of_stretches(const Eigen::ArrayXd& elapsed, double reach) {
+  constexpr Eigen::Index shortest = 4096;
+  const double duration = elapsed[elapsed.size() - 1];
+  if (elapsed.size() <= shortest || reach >= duration) return elapsed.size();
+  return std::max(shortest, static_cast<Eigen::Index>(reach / duration * static_cast<double>(elapsed.size())));
+}
 
 bool is_finite(const QZ::Math::Velocity6D& v) {
   return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z) && std::isfinite(v.wx) && std::isfinite(v.wy) &&
@@ -43,24 +52,14 @@ bool is_finite(const QZ::Math::Velocity6D& v) {
 }  // namespace
 
 Trajectory::Trajectory(Motion motion, double penalty)
-    : file_(std::move(motion.file)), lines_(std::move(motion.lines)), time_(std::move(motion.time)) {
-  const Spline spline(motion.elapsed, penalty);
-  {
-    const Curves<3> position(spline, motion.position);
-    const Curves<4> orientation(spline, motion.orientation);
-    root_.reserve(static_cast<std::size_t>(size()));
-    for (Eigen::Index s = 0; s < size(); ++s) root_.push_back(root_motion(position.at(s), orientation.at(s)));
-  }
-  for (Eigen::ArrayXXf* table : {&pos_, &vel_, &acc_}) table->resize(motion.joints.cols(), size());
-  for (Eigen::Index j = 0; j < motion.joints.cols(); ++j) {
-    const Curve curve = spline.through(motion.joints.col(j));
-    pos_.row(j) = curve.value.cast<float>().transpose();
-    vel_.row(j) = curve.first.cast<float>().transpose();
-    acc_.row(j) = curve.second.cast<float>().transpose();
-  }
+    : motion_(std::move(motion)),
+      penalty_(penalty),
+      reach_(reach(penalty)),
+      length_(length_of_stretches(motion_.elapsed, reach_)) {
   for (Eigen::Index s = 0; s < size(); ++s) {
-    const RootMotion& root = root_[static_cast<std::size_t>(s)];
-    if (is_finite(root.velocity) && is_finite(root.acceleration) && vel_.col(s).allFinite() && acc_.col(s).allFinite())
+    const Instant instant = at(s);
+    if (is_finite(instant.root.velocity) && is_finite(instant.root.acceleration) && instant.joint_vel.allFinite() &&
+        instant.joint_acc.allFinite())
       continue;
     throw error_at_sample(
         s,
@@ -70,11 +69,48 @@ Trajectory::Trajectory(Motion motion, double penalty)
 }
 
 Error Trajectory::error_at_sample(Eigen::Index sample, std::string_view text) const {
-  return error_at(file_, lines_.at(static_cast<std::size_t>(sample)), text);
+  return error_at(motion_.file, motion_.lines.at(static_cast<std::size_t>(sample)), text);
+}
+
+Trajectory::Stretch Trajectory::stretch(Eigen::Index first, Eigen::Index last) const {
+  // With all samples that its splines depend on.
+  const Eigen::ArrayXd& elapsed = motion_.elapsed;
+  const Eigen::Index near_first =
+      std::lower_bound(elapsed.begin(), elapsed.end(), elapsed[first] - reach_) - elapsed.begin();
+  const Eigen::Index near_last =
+      std::upper_bound(elapsed.begin(), elapsed.end(), elapsed[last - 1] + reach_) - elapsed.begin();
+  const Eigen::Index from = std::max<Eigen::Index>(0, std::min(near_first, first - reach_in_samples));
+  const Eigen::Index count = std::min(size(), std::max(near_last, last + reach_in_samples)) - from;
+  const Spline spline(elapsed.segment(from, count), penalty_);
+
+  Stretch result;
+  result.first = first;
+  const Curves<3> position(spline, motion_.position.middleRows(from, count));
+  const Curves<4> orientation(spline, motion_.orientation.middleRows(from, count));
+  for (Eigen::Index row = first - from; row < last - from; ++row) {
+    result.root.push_back(root_motion(position.at(row), orientation.at(row)));
+  }
+  for (Eigen::ArrayXXf* table : {&result.pos, &result.vel, &result.acc}) {
+    table->resize(motion_.joints.cols(), last - first);
+  }
+  for (Eigen::Index j = 0; j < motion_.joints.cols(); ++j) {
+    const Curve curve = spline.through(motion_.joints.col(j).segment(from, count));
+    const auto row = [&](const Eigen::ArrayXd& values) {
+      return values.segment(first - from, last - first).cast<float>().transpose();
+    };
+    result.pos.row(j) = row(curve.value);
+    result.vel.row(j) = row(curve.first);
+    result.acc.row(j) = row(curve.second);
+  }
+  return result;
 }
 
 Instant Trajectory::at(Eigen::Index sample) const {
-  return {root_[static_cast<std::size_t>(sample)], pos_.col(sample), vel_.col(sample), acc_.col(sample)};
+  const Eigen::Index first = sample - sample % length_;
+  if (stretch_.root.empty() || stretch_.first != first) stretch_ = stretch(first, std::min(size(), first + length_));
+  const Eigen::Index column = sample - first;
+  return {stretch_.root[static_cast<std::size_t>(column)], stretch_.pos.col(column), stretch_.vel.col(column),
+          stretch_.acc.col(column)};
 }
 
 }  // namespace korvel::host

@@ -13,9 +13,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/host/support/files.h"
@@ -116,6 +119,44 @@ TEST_P(Written, NeedsNothingToBeCleanedUp) {
     file.write("whole");
     file.commit();
     return read(directory_ / "file") == "whole";
+  }));
+}
+
+// Whichever thread a signal finds, and whatever else is being written: no file is left, and the process ends as it
+// would without. A child that has the same end takes nothing of its parent's along; who ignores a signal goes on.
+TEST_P(Written, IsGoneWithAProcessThatASignalEnds) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) {
+    const pid_t process = fork();
+    if (process == 0) {
+      const rlimit no_core{0, 0};
+      setrlimit(RLIMIT_CORE, &no_core);
+      if (GetParam() == Kind::with_name && !forbid_files_without_names()) _exit(2);
+      OutputFile first(path("first"));
+      OutputFile second(path("second"));
+      second.write("text");
+      const std::size_t made = count();
+      if (const pid_t child = fork(); child == 0) {
+        raise(signal);
+      } else {
+        waitpid(child, nullptr, 0);
+      }
+      if (count() != made || made != (GetParam() == Kind::with_name ? 2 : 0)) _exit(3);
+      std::thread([&] { raise(signal); }).join();
+      _exit(4);
+    }
+    int status = 0;
+    waitpid(process, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status)) << WEXITSTATUS(status);
+    EXPECT_EQ(WTERMSIG(status), signal);
+    EXPECT_EQ(count(), 0U) << signal;
+  }
+  EXPECT_TRUE(holds([&] {
+    std::signal(SIGHUP, SIG_IGN);
+    OutputFile file(path("file"));
+    raise(SIGHUP);
+    file.write("whole");
+    file.commit();
+    return read(directory_ / "file") == "whole" && count() == 1;
   }));
 }
 

@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <Eigen/Geometry>
 #include <cmath>
@@ -198,6 +201,80 @@ TEST_F(Trajectories, ACutoffRecoversARoundedSquat) {
   };
   EXPECT_GT(largest_deviation(0), 1.5F);
   EXPECT_LT(largest_deviation(penalty_of_cutoff(6)), 0.15F);
+}
+
+// Splines of a stretch are those of the whole, wherever it is asked for, whatever the samples and the penalty: here of
+// noise, at steps of which each may be a hundred times the one before.
+TEST(LongTrajectories, ShowTheSplinesOfTheWhole) {
+  constexpr Eigen::Index count = 20000;
+  std::mt19937 random(5);
+  std::uniform_real_distribution<double> noise(-1, 1);
+  for (const bool even : {true, false}) {
+    Motion motion;
+    motion.elapsed = Eigen::ArrayXd::LinSpaced(count, 0, 0.001 * (count - 1));
+    for (Eigen::Index s = 1; !even && s < count; ++s) {
+      motion.elapsed[s] = motion.elapsed[s - 1] + 0.001 * std::pow(10, noise(random));
+    }
+    motion.time = motion.elapsed;
+    motion.position = Eigen::ArrayX3d::Zero(count, 3);
+    motion.orientation = Eigen::ArrayX4d::Zero(count, 4);
+    motion.orientation.col(0) = 1;
+    motion.joints = Eigen::ArrayXXd::NullaryExpr(count, 1, [&] { return noise(random); });
+    for (const double cutoff : {0.0, 300.0, 20.0, 3.0, 0.05}) {
+      const double penalty = cutoff > 0 ? penalty_of_cutoff(cutoff) : 0;
+      const Curve whole = Spline(motion.elapsed, penalty).through(motion.joints.col(0));
+      const Trajectory trajectory(motion, penalty);
+      // Within rounding to single precision, of the largest of its kind.
+      Eigen::Array3d largest(0, 0, 0);
+      const auto compare = [&](Eigen::Index s) {
+        const Instant instant = trajectory.at(s);
+        const Eigen::Array3f seen(instant.joint_pos[0], instant.joint_vel[0], instant.joint_acc[0]);
+        const Eigen::Array3d expected(whole.value[s], whole.first[s], whole.second[s]);
+        largest = largest.max((seen.cast<double>() - expected).abs());
+      };
+      for (Eigen::Index s = 0; s < count; ++s) compare(s);
+      for (Eigen::Index s = count - 1; s >= 0; s -= 997) compare(s);
+      const Eigen::Array3d scale(whole.value.abs().maxCoeff(), whole.first.abs().maxCoeff(),
+                                 whole.second.abs().maxCoeff());
+      EXPECT_TRUE((largest < 1e-7 * scale).all()) << even << cutoff << ": " << (largest / scale).transpose();
+    }
+  }
+}
+
+// What is kept of a motion is a double for each number of the file, and little beside, also while it is read.
+TEST_F(Trajectories, ALongOneTakesLittleMoreThanItsNumbers) {
+#ifdef KORVEL_SANITIZED
+  GTEST_SKIP() << "a sanitizer keeps what is freed";
+#endif
+  constexpr std::size_t count = 100000;
+  const TemporaryDirectory directory;
+  const std::filesystem::path file = directory / "motion.csv";
+  {
+    // Row by row: a large text that is freed would have the allocator keep what others free.
+    std::ofstream rows(file);
+    rows << fmt::format("time,x,y,z,roll,pitch,yaw,{}\n", fmt::join(joints_, ","));
+    for (std::size_t s = 0; s < count; ++s) {
+      rows << s;
+      for (std::size_t i = 0; i < 6 + joints_.size(); ++i) rows << ",0." << i;
+      rows << '\n';
+    }
+  }
+  const pid_t child = fork();
+  if (child == 0) {
+    const auto kibibytes = [] {
+      rusage usage{};
+      getrusage(RUSAGE_SELF, &usage);
+      return usage.ru_maxrss;
+    };
+    const long before = kibibytes();
+    const Trajectory trajectory(read_motion(file, joints_));
+    trajectory.at(count - 1);
+    const auto numbers = static_cast<long>(count * (7 + joints_.size()) * sizeof(double) >> 10);
+    _exit(kibibytes() - before < 2 * numbers ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
 }
 
 }  // namespace
