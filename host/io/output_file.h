@@ -20,8 +20,6 @@ class OutputFile {
  public:
   /// Throws Error if the file cannot be made.
   explicit OutputFile(OutputPath path);
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
 
   /// Throws Error if writing fails.
   void write(std::string_view text);
