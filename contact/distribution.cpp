@@ -35,13 +35,18 @@ class Dual {
     return direct.found ? direct.y : along_path(start, eps);
   }
 
-  /// The force of a point, and what all of them do not give of w.
-  Eigen::Vector3d force(std::size_t i, const Vector6& y) const {
-    return points_[i].compliance * points_[i].cone.nearest(arms_[i].transpose() * y).force;
+  std::vector<Eigen::Vector3d> forces(const Vector6& y) const {
+    std::vector<Eigen::Vector3d> forces;
+    for (std::size_t i = 0; i < points_.size(); ++i) {
+      forces.emplace_back(points_[i].compliance * points_[i].cone.nearest(arms_[i].transpose() * y).force);
+    }
+    return forces;
   }
-  Vector6 missing(const Vector6& y) const {
+
+  /// What forces do not give of w.
+  Vector6 missing(const std::vector<Eigen::Vector3d>& forces) const {
     Vector6 missing = w_;
-    for (std::size_t i = 0; i < points_.size(); ++i) missing -= arms_[i] * force(i, y);
+    for (std::size_t i = 0; i < forces.size(); ++i) missing -= arms_[i] * forces[i];
     return missing;
   }
 
@@ -118,14 +123,11 @@ class Dual {
 Distribution distribute(const Wrench& wrench, const std::vector<ContactPoint>& points, double weight) {
   Vector6 w;
   w << wrench.force / weight, wrench.moment / (weight * moment_length);
+  const Dual dual(w, points);
   Distribution result;
-  Vector6 missing = w;
-  if (!points.empty()) {
-    const Dual dual(w, points);
-    const Vector6 y = dual.solution();
-    for (std::size_t i = 0; i < points.size(); ++i) result.forces.emplace_back(weight * dual.force(i, y));
-    missing = dual.missing(y);
-  }
+  if (!points.empty()) result.forces = dual.forces(dual.solution());
+  const Vector6 missing = dual.missing(result.forces);
+  for (Eigen::Vector3d& force : result.forces) force *= weight;
   result.residual = missing.norm();
   result.missing = {weight * missing.head<3>(), weight * moment_length * missing.tail<3>()};
   return result;

@@ -39,8 +39,11 @@ inline constexpr double feasible_residual = 1e-3;
 ///
 /// the gradient of a convex function, solved by a semismooth Newton iteration with a line search. The cones are round:
 /// nothing depends on a direction in the ground. Where the ground cannot bear w, y grows until eps y is what is
-/// missing, and the forces are the nearest that it can. Cost    some 2 to 20 iterations of 6 x 6 systems; no more than
-/// 100 Source  L. Qi, J. Sun, A nonsmooth version of Newton's method, 1993; for the dual of a projection onto an
+/// missing, and the forces are the nearest that it can.
+///
+/// Cost    some 2 to 20 iterations of 6 x 6 systems; at most 265, where the ground cannot bear w
+///
+/// Source  L. Qi, J. Sun, A nonsmooth version of Newton's method, 1993; for the dual of a projection onto the
 ///         intersection of a cone and a subspace, J. Malick, A dual approach to semidefinite least-squares problems,
 ///         2004
 Distribution distribute(const Wrench& wrench, const std::vector<ContactPoint>& points, double weight);

@@ -55,4 +55,11 @@ Sole::Sole(unsigned long body, const std::vector<Eigen::Vector3d>& corners, doub
   centre_ = place(hull.centre());
 }
 
+const Eigen::Vector3d& Sole::lowest_corner(const Eigen::Isometry3d& pose) const {
+  const auto lower = [&](const Eigen::Vector3d& a, const Eigen::Vector3d& b) {
+    return (pose * a).z() < (pose * b).z();
+  };
+  return *std::min_element(corners_.begin(), corners_.end(), lower);
+}
+
 }  // namespace korvel::contact

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Eigen/Core>
+#include <Eigen/Geometry>
 #include <vector>
 
 namespace korvel::contact {
@@ -17,6 +17,8 @@ class Sole {
   double friction() const { return friction_; }
   /// Around the sole, one after the other.
   const std::vector<Eigen::Vector3d>& corners() const { return corners_; }
+  /// The lowest of them where the body stands at a pose; z is up.
+  const Eigen::Vector3d& lowest_corner(const Eigen::Isometry3d& pose) const;
   /// Of the area.
   const Eigen::Vector3d& centre() const { return centre_; }
 

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "contact/support_polygon.h"
+
 namespace korvel::contact {
 
 namespace {
@@ -31,12 +33,12 @@ Eigen::VectorXd affine_coefficients(const std::vector<Eigen::Vector2d>& centres,
 
 /// Of a sole in contact: which of its corners bear, from the root's origin in world axes.
 std::vector<Eigen::Vector3d> bearing_corners(const Sole& sole, const SoleState& state, double level) {
+  const double highest = (state.pose * sole.lowest_corner(state.pose)).z() + level;
   std::vector<Eigen::Vector3d> corners;
-  for (const Eigen::Vector3d& corner : sole.corners()) corners.push_back(state.pose * corner);
-  const auto lower = [](const Eigen::Vector3d& a, const Eigen::Vector3d& b) { return a.z() < b.z(); };
-  const double lowest = std::min_element(corners.begin(), corners.end(), lower)->z();
-  corners.erase(std::remove_if(corners.begin(), corners.end(), [&](const auto& c) { return c.z() > lowest + level; }),
-                corners.end());
+  for (const Eigen::Vector3d& corner : sole.corners()) {
+    const Eigen::Vector3d place = state.pose * corner;
+    if (place.z() <= highest) corners.push_back(place);
+  }
   return corners;
 }
 
@@ -75,9 +77,9 @@ Stance stance(const std::vector<Sole>& soles, const std::vector<SoleState>& stat
   }
   if (!centres.empty()) {
     origin /= static_cast<double>(centres.size());
-    result.polygon = SupportPolygon(all);
-    result.margin = result.polygon.margin(result.zero_moment_point);
-    result.excess = result.polygon.excess(result.zero_moment_point);
+    const SupportPolygon polygon(all);
+    result.margin = polygon.margin(result.zero_moment_point);
+    result.excess = polygon.excess(result.zero_moment_point);
   }
 
   result.required = moved(required, origin);

@@ -5,7 +5,6 @@
 
 #include "contact/distribution.h"
 #include "contact/sole.h"
-#include "contact/support_polygon.h"
 #include "contact/wrench.h"
 
 namespace korvel::contact {
@@ -39,11 +38,11 @@ struct Stance {
   Verdict verdict = Verdict::stands;
   double residual = 0;          ///< of Distribution; at most feasible_residual where it stands
   std::vector<SoleLoad> soles;  ///< in the order of the soles
-  SupportPolygon polygon;       ///< of the corners that bear
   /// The point of the ground about which the required wrench has no moment in the ground; below the centre of mass
   /// where hardly anything is required.
   Eigen::Vector2d zero_moment_point = Eigen::Vector2d::Zero();
-  /// Of the zero moment point in the polygon, negative outside; 0 where nothing bears [m].
+  /// Of the zero moment point in the support polygon, the hull of the corners that bear; negative outside, 0 where
+  /// nothing bears [m].
   double margin = 0;
   /// From the polygon to the zero moment point, where that is outside [m].
   Eigen::Vector2d excess = Eigen::Vector2d::Zero();

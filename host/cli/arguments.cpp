@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <string>
 
@@ -19,6 +18,17 @@ bool is_number(const std::string& text, Number& value) {
   return status == std::errc{} && stop == end;
 }
 
+constexpr auto largest_number = static_cast<double>(std::numeric_limits<float>::max());
+
+CLI::Validator number_from(double least, const char* expected, const char* type) {
+  const auto check = [least, expected](const std::string& text) -> std::string {
+    double value{};
+    if (is_number(text, value) && value >= least && value <= largest_number) return {};
+    return fmt::format("expected {}, found '{:.40}'", expected, text);
+  };
+  return {check, type};
+}
+
 }  // namespace
 
 CLI::Validator whole_number(std::uint64_t least, std::uint64_t most) {
@@ -32,25 +42,10 @@ CLI::Validator whole_number(std::uint64_t least, std::uint64_t most) {
 }
 
 CLI::Validator positive_number() {
-  const auto check = [](const std::string& text) -> std::string {
-    double value{};
-    const auto largest = static_cast<double>(std::numeric_limits<float>::max());
-    const auto smallest = static_cast<double>(std::numeric_limits<float>::min());
-    if (is_number(text, value) && value >= smallest && value <= largest) return {};
-    return fmt::format("expected a positive number, found '{:.40}'", text);
-  };
-  return {check, "POSITIVE"};
+  return number_from(static_cast<double>(std::numeric_limits<float>::min()), "a positive number", "POSITIVE");
 }
 
-CLI::Validator any_number() {
-  const auto check = [](const std::string& text) -> std::string {
-    double value{};
-    const auto largest = static_cast<double>(std::numeric_limits<float>::max());
-    if (is_number(text, value) && std::abs(value) <= largest) return {};
-    return fmt::format("expected a number, found '{:.40}'", text);
-  };
-  return {check, "NUMBER"};
-}
+CLI::Validator any_number() { return number_from(-largest_number, "a number", "NUMBER"); }
 
 void add_module_option(CLI::App& command, std::filesystem::path& module) {
   command.add_option("--module", module, "The module to load")->type_name("FILE")->capture_default_str();

@@ -14,6 +14,7 @@
 #include "host/io/error.h"
 #include "host/io/output_file.h"
 #include "host/report/report_data.h"
+#include "host/robot/robot.h"
 #include "host/robot/trial.h"
 
 namespace korvel::host {
@@ -60,11 +61,7 @@ std::string script_text(const nlohmann::json& data) {
 nlohmann::json page_data(const ReportOptions& options, const tesk::RigidBodySystem& system) {
   ReportGround ground;
   ground.height = options.ground_height;
-  if (options.soles) {
-    std::vector<std::string> bodies;
-    for (unsigned long b = 0; b < system.getNbBodies(); ++b) bodies.push_back(system.getBodyName(b));
-    ground.soles = read_soles(*options.soles, bodies);
-  }
+  if (options.soles) ground.soles = read_soles(*options.soles, body_names(system));
   nlohmann::json data = report_data(options.results.front(), system, ground);
   if (options.results.size() > 1) data["other"] = report_data(options.results[1], system, {}, Detail::curves);
   return data;

@@ -90,10 +90,7 @@ Subject subject(const tesk::RigidBodySystem& system, const std::optional<Ground>
 
 /// Of these bodies a motion file may say when they stand: of those with soles, of any if there are none.
 std::vector<std::string> may_stand(const Subject& robot) {
-  if (robot.soles.empty()) return body_names(robot.system);
-  std::vector<std::string> names;
-  for (const unsigned long body : robot.soles) names.push_back(robot.system.getBodyName(body));
-  return names;
+  return robot.soles.empty() ? body_names(robot.system) : sole_names(robot);
 }
 
 /// Reads every motion before the first one is run, so that nothing is computed in vain.
@@ -126,14 +123,14 @@ std::vector<Task> tasks(const RunOptions& options, const std::optional<Ground>& 
   return tasks;
 }
 
-/// A robot with what is its own on the ground.
-struct Robot {
+/// An object of the module, and what it needs of its own on the ground.
+struct Worker {
   System system;
   std::optional<GroundCycle> on_ground;
 };
 
-void run(Task& task, Robot& robot, const Subject& subject, std::atomic<Eigen::Index>& samples_done) {
-  tesk::RigidBodySystem& system = *robot.system;
+void run(Task& task, Worker& worker, const Subject& subject, std::atomic<Eigen::Index>& samples_done) {
+  tesk::RigidBodySystem& system = *worker.system;
   task.output = std::make_unique<OutputFile>(task.results);
   task.output->write(results_header(subject));
   for (Eigen::Index sample = 0; sample < task.trajectory.size(); ++sample, ++samples_done) {
@@ -141,8 +138,8 @@ void run(Task& task, Robot& robot, const Subject& subject, std::atomic<Eigen::In
     const double time = task.trajectory.time()[sample];
     std::optional<Standing> standing;
     const auto start = std::chrono::steady_clock::now();
-    if (robot.on_ground) {
-      standing = robot.on_ground->run(system, state, task.phases, static_cast<std::size_t>(sample));
+    if (worker.on_ground) {
+      standing = worker.on_ground->run(system, state, task.phases, static_cast<std::size_t>(sample));
     } else {
       run_cycle(system, state);
     }
@@ -162,16 +159,16 @@ void run(Task& task, Robot& robot, const Subject& subject, std::atomic<Eigen::In
 }
 
 /// Each object runs one task after the other in a thread of its own. Throws what the first that failed has thrown.
-void run_all(std::vector<Task>& tasks, std::vector<Robot>& robots, const std::optional<Ground>& ground) {
+void run_all(std::vector<Task>& tasks, std::vector<Worker>& workers, const std::optional<Ground>& ground) {
   Eigen::Index samples = 0;
   for (const Task& task : tasks) samples += task.trajectory.size();
   std::atomic<Eigen::Index> samples_done{0};
   std::atomic<std::size_t> next{0};
   std::vector<std::future<void>> threads;
-  for (Robot& robot : robots) {
+  for (Worker& worker : workers) {
     threads.push_back(std::async(std::launch::async, [&] {
-      const Subject described = subject(*robot.system, ground);
-      for (std::size_t i = next++; i < tasks.size(); i = next++) run(tasks[i], robot, described, samples_done);
+      const Subject described = subject(*worker.system, ground);
+      for (std::size_t i = next++; i < tasks.size(); i = next++) run(tasks[i], worker, described, samples_done);
     }));
   }
   Progress progress;
@@ -219,16 +216,16 @@ void show(const std::vector<Task>& tasks, const RunOptions& options) {
 
 void run(const RunOptions& options) {
   const Module module = tried_module(options.module);
-  std::vector<Robot> robots;
-  robots.push_back({robot_of(module), {}});
-  const std::optional<Ground> ground = ground_of(options, *robots.front().system);
-  std::vector<Task> all = tasks(options, ground, *robots.front().system);
+  std::vector<Worker> workers;
+  workers.push_back({robot_of(module), {}});
+  const std::optional<Ground> ground = ground_of(options, *workers.front().system);
+  std::vector<Task> all = tasks(options, ground, *workers.front().system);
   // Made before any thread runs: no object may be made while another one computes.
-  while (robots.size() < std::min<std::size_t>(options.jobs, all.size())) robots.push_back({robot_of(module), {}});
+  while (workers.size() < std::min<std::size_t>(options.jobs, all.size())) workers.push_back({robot_of(module), {}});
   if (ground) {
-    for (Robot& robot : robots) robot.on_ground.emplace(*ground, *robot.system);
+    for (Worker& worker : workers) worker.on_ground.emplace(*ground, *worker.system);
   }
-  run_all(all, robots, ground);
+  run_all(all, workers, ground);
   for (Task& task : all) task.output->commit();
   show(all, options);
   const auto stands = [](const Task& task) { return !task.ground_summary || task.ground_summary->stands_throughout(); };

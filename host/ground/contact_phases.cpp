@@ -1,7 +1,7 @@
 #include "host/ground/contact_phases.h"
 
 #include <Eigen/Geometry>
-#include <algorithm>
+#include <utility>
 
 #include "host/ground/frames.h"
 #include "host/motion/cycle.h"
@@ -38,12 +38,9 @@ bool is_near_ground(const tesk::RigidBodySystem& system, const Instant& state, c
                     const Ground& ground) {
   const Eigen::Isometry3d root = isometry(state.root.pose);
   const Eigen::Isometry3d pose = isometry(system.getPoseInRoot(sole.body()));
-  const auto height = [&](const Vector3d& corner) { return (root * (pose * corner)).z() - ground.height; };
-  const Vector3d& lowest =
-      *std::min_element(sole.corners().begin(), sole.corners().end(),
-                        [&](const Vector3d& a, const Vector3d& b) { return height(a) < height(b); });
-  return height(lowest) <= ground.bounds.height &&
-         motion_of(system, state, sole.body()).of_point(pose * lowest).norm() < ground.bounds.speed;
+  const Vector3d lowest = pose * sole.lowest_corner(root * pose);
+  return (root * lowest).z() - ground.height <= ground.bounds.height &&
+         motion_of(system, state, sole.body()).of_point(lowest).norm() < ground.bounds.speed;
 }
 
 }  // namespace

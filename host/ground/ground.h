@@ -4,6 +4,8 @@
 
 #include "contact/phases.h"
 #include "contact/sole.h"
+#include "contact/wrench.h"
+#include "plugin/rigid_body_system.h"
 
 namespace korvel::host {
 
@@ -13,5 +15,10 @@ struct Ground {
   double height = 0;  ///< of the level ground in the world [m]
   contact::ContactBounds bounds;
 };
+
+/// [N].
+inline double weight_of(const tesk::RigidBodySystem& system) {
+  return contact::gravity * static_cast<double>(system.getMass());
+}
 
 }  // namespace korvel::host

@@ -23,7 +23,7 @@ std::vector<float> as_interface_has_it(const contact::Wrench& wrench) {
 }  // namespace
 
 GroundCycle::GroundCycle(const Ground& ground, const tesk::RigidBodySystem& system)
-    : ground_(ground), weight_(contact::gravity * static_cast<double>(system.getMass())), matrices_(system.clone()) {}
+    : ground_(ground), weight_(weight_of(system)), matrices_(system.clone()) {}
 
 contact::Wrench GroundCycle::required(const Instant& state, const Eigen::Isometry3d& root) {
   const contact::GeneralizedMotion motion{

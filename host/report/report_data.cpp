@@ -24,19 +24,13 @@ constexpr std::size_t most_samples = 20000;
 
 void append(Names& names, const Names& more) { names.insert(names.end(), more.begin(), more.end()); }
 
-Names body_names(const Subject& robot) {
-  Names names;
-  for (const unsigned long body : robot.soles) names.push_back(robot.system.getBodyName(body));
-  return names;
-}
-
 /// The columns of what is drawn as a curve, or must not be missed between the samples that are shown.
 Names curve_columns(const Subject& robot) {
   Names names = columns_of(quantities::com);
   for (unsigned long j = 0; j < robot.system.getNbJointAngles(); ++j) {
     append(names, columns_of(quantities::torque, robot.system.getJointAngleName(j)));
   }
-  for (const std::string& sole : body_names(robot)) names.push_back(columns_of(quantities::force, sole).back());
+  for (const std::string& sole : sole_names(robot)) names.push_back(columns_of(quantities::force, sole).back());
   if (!robot.soles.empty()) {
     append(names, columns_of(quantities::margin));
     append(names, columns_of(quantities::residual));
@@ -52,7 +46,7 @@ Names point_columns(const Subject& robot) {
     append(names, columns_of(quantities::origin, robot.system.getBodyName(b)));
     append(names, columns_of(quantities::body_com, robot.system.getBodyName(b)));
   }
-  for (const std::string& sole : body_names(robot)) {
+  for (const std::string& sole : sole_names(robot)) {
     for (const Quantity* of_sole :
          {&quantities::force, &quantities::contact, &quantities::pressure, &quantities::orientation}) {
       append(names, columns_of(*of_sole, sole));
@@ -109,7 +103,7 @@ class Results {
     append(names_, point_columns(robot_));
     for (const std::string& name : names_) places_.push_back(place(name));
     time_ = place(columns_of(quantities::time).front());
-    for (const std::string& sole : body_names(robot_)) append(flags_, columns_of(quantities::contact, sole));
+    for (const std::string& sole : sole_names(robot_)) append(flags_, columns_of(quantities::contact, sole));
     if (!robot_.soles.empty()) append(flags_, columns_of(quantities::feasible));
     for (const std::string& name : flags_) flag_places_.push_back(place(name));
   }

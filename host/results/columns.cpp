@@ -177,6 +177,12 @@ void for_owners(Owner kind, const Subject& robot, const Function& function) {
 
 }  // namespace
 
+std::vector<std::string> sole_names(const Subject& robot) {
+  std::vector<std::string> names;
+  for (const unsigned long body : robot.soles) names.push_back(robot.system.getBodyName(body));
+  return names;
+}
+
 std::vector<std::string> columns_of(const Quantity& quantity, const std::string& owner) {
   std::string name = quantity.name;
   for (const std::string_view placeholder : {"JOINT", "BODY"}) {

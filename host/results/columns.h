@@ -41,6 +41,9 @@ struct Subject {
   std::vector<unsigned long> soles = {};
 };
 
+/// Names of the bodies with its soles.
+std::vector<std::string> sole_names(const Subject& robot);
+
 /// One sample of a run: the results that its cycle left.
 struct Sample {
   const Subject& robot;

@@ -52,14 +52,14 @@ Json number(double value) { return std::isfinite(value) ? Json(value) : Json(); 
 
 template <typename Extreme>
 Json extreme(const Extreme& extreme) {
-  if (!extreme.seen()) return Json();
+  if (!extreme.seen) return Json();
   return {{"value", number(extreme.value)}, {"time", extreme.time}};
 }
 
 }  // namespace
 
 GroundSummary::GroundSummary(const Ground& ground, const tesk::RigidBodySystem& system)
-    : ground_(ground), weight_(contact::gravity * static_cast<double>(system.getMass())) {
+    : ground_(ground), weight_(weight_of(system)) {
   for (const contact::Sole& sole : ground.soles) {
     SoleMargins margins;
     margins.body = system.getBodyName(sole.body());
@@ -87,7 +87,7 @@ void GroundSummary::add_to_spans(const Standing& standing, double time) {
   span.to = time;
   span.last_sample = samples_;
   span.residual.add(stance.residual, time);
-  if (stance.verdict == Verdict::tips && -stance.margin > span.excess.value) {
+  if (stance.verdict == Verdict::tips && (!span.excess.seen || -stance.margin > span.excess.value)) {
     span.direction = direction_of(stance.excess, standing.root);
   }
   span.excess.add(-stance.margin, time);
@@ -103,9 +103,8 @@ void GroundSummary::add_to_margins(const Standing& standing, double time) {
   if (!stance.points.empty()) {
     margin_.add(stance.margin, time);
     if (stance.verdict == Verdict::stands) {
-      friction_needed_.add(
-          contact::least_friction(stance.required, stance.points, weight_, std::max(0.0, friction_needed_.value)),
-          time);
+      friction_needed_.add(contact::least_friction(stance.required, stance.points, weight_, friction_needed_.value),
+                           time);
     }
   }
   for (std::size_t i = 0; i < soles_.size(); ++i) {
@@ -121,11 +120,8 @@ void GroundSummary::add_to_margins(const Standing& standing, double time) {
     sole.friction.add(load.friction, time);
     if (load.wrench.force.z() > contact::least_load * weight_) sole.inside.add(load.inside, time);
     sole.slip.add((place - sole.touchdown).norm(), time);
-    double lowest = std::numeric_limits<double>::infinity();
-    for (const Eigen::Vector3d& corner : ground_.soles[i].corners()) {
-      lowest = std::min(lowest, (standing.root.translation() + state.pose * corner).z());
-    }
-    sole.height.add(std::abs(lowest - ground_.height), time);
+    const double lowest = (state.pose * ground_.soles[i].lowest_corner(state.pose)).z();
+    sole.height.add(std::abs(standing.root.translation().z() + lowest - ground_.height), time);
   }
 }
 
@@ -167,7 +163,7 @@ std::string GroundSummary::margins() const {
     fmt::format_to(out, "  {:<42}  {:>22}  {:>8}\n", what, value, at);
   };
   const auto add = [&](std::string_view what, const auto& extreme, const auto& format, double factor) {
-    if (!extreme.seen()) return line(what, "-", "");
+    if (!extreme.seen) return line(what, "-", "");
     line(what, fmt::format(fmt::runtime(format), factor * extreme.value), fmt::format("{:.3f}", extreme.time));
   };
   fmt::format_to(out, "{:<44}  {:>22}  {:>8}\n", "margins, at their worst", "", "at [s]");

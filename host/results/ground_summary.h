@@ -1,6 +1,6 @@
 #pragma once
 
-#include <limits>
+#include <functional>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
@@ -28,25 +28,19 @@ class GroundSummary {
   nlohmann::json json() const;
 
  private:
-  /// The most that was seen of something, and when.
-  struct Most {
-    double value = -std::numeric_limits<double>::infinity();
+  /// The most, or the least, that was seen of something, and when.
+  template <typename Beats>
+  struct Extreme {
+    double value = 0;
     double time = 0;
+    bool seen = false;
 
     void add(double candidate, double at) {
-      if (candidate > value) *this = {candidate, at};
+      if (!seen || Beats()(candidate, value)) *this = {candidate, at, true};
     }
-    bool seen() const { return value > -std::numeric_limits<double>::infinity(); }
   };
-  struct Least {
-    double value = std::numeric_limits<double>::infinity();
-    double time = 0;
-
-    void add(double candidate, double at) {
-      if (candidate < value) *this = {candidate, at};
-    }
-    bool seen() const { return value < std::numeric_limits<double>::infinity(); }
-  };
+  using Most = Extreme<std::greater<>>;
+  using Least = Extreme<std::less<>>;
   /// Of one sole, over the samples in which it is in contact.
   struct SoleMargins {
     std::string body;
