@@ -13,14 +13,8 @@ namespace {
 constexpr InstructionSet sets[] = {
     {"baseline", kernel_set<4>, []() noexcept { return true; }},
 #if defined(KORVEL_BATCH_WIDE)
-    {"avx2", kernel_set<8>,
-     []() noexcept { return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0; }},
-    {"avx512", kernel_set<16>,
-     []() noexcept {
-       return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0 &&
-              __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
-              __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512bw") != 0;
-     }},
+    {"avx2", kernel_set<8>, has_avx2},
+    {"avx512", kernel_set<16>, has_avx512},
 #endif
 };
 

@@ -15,27 +15,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <thread>
-#include <vector>
 
 #include "metapod/spatial/sine_cosine.h"
+#include "tests/proofs/every_float.h"
 
 namespace {
 
+using korvel::bits_of;
+using korvel::float_of;
 using metapod::Spatial::Pack;
-
-float float_of(std::uint32_t bits) {
-  float x = 0;
-  std::memcpy(&x, &bits, sizeof x);
-  return x;
-}
-
-std::uint32_t bits_of(float x) {
-  std::uint32_t bits = 0;
-  std::memcpy(&bits, &x, sizeof bits);
-  return bits;
-}
 
 constexpr float nearest_bound = 8192;
 
@@ -119,21 +107,8 @@ int main(int argc, char** argv) {
   }
   const std::uint32_t end = bits_of(metapod::Spatial::sine_cosine_bound) & ~7U;
   const std::uint32_t step = 8U * static_cast<std::uint32_t>(std::min(stride, 1L << 20));
-  const unsigned thread_count = std::max(1U, std::thread::hardware_concurrency());
-  std::vector<Counts> counts(thread_count);
-  std::vector<std::thread> threads;
-  for (unsigned t = 0; t < thread_count; ++t) {
-    threads.emplace_back([&, t] {
-      Counts own;
-      for (std::uint64_t bits = t * std::uint64_t{step}; bits < end; bits += thread_count * std::uint64_t{step}) {
-        for (const std::uint32_t sign : {0U, 0x80000000U}) compare(static_cast<std::uint32_t>(bits) | sign, own);
-      }
-      counts[t] = own;
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  Counts sum;
-  for (const Counts& part : counts) sum.add(part);
+  const auto sum = korvel::of_floats<Counts>(
+      end, step, [](std::uint32_t bits, std::uint32_t sign, Counts& counts) { compare(bits | sign, counts); });
   std::printf("%" PRIu64 " sines and cosines, %" PRIu64 " are not the runtime's\n", sum.compared, sum.different);
   std::printf("%" PRIu64 " of them up to %g, %" PRIu64 " decided by MPFR, %" PRIu64 " are not nearest to the truth\n",
               sum.within, static_cast<double>(nearest_bound), sum.by_mpfr, sum.not_nearest);

@@ -10,11 +10,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
-#include <vector>
 
+#include "batch/instruction_sets.h"
 #include "batch/kernels/kernels.h"
 #include "metapod/spatial/sine_cosine.h"
+#include "tests/proofs/every_float.h"
 
 namespace {
 
@@ -23,6 +23,11 @@ using namespace korvel::batch;
 struct Counts {
   std::uint64_t compared = 0;
   std::uint64_t different = 0;
+
+  void add(const Counts& other) {
+    compared += other.compared;
+    different += other.different;
+  }
 };
 
 /// Neighbours from the float of these bits on.
@@ -36,8 +41,7 @@ void compare(std::uint32_t bits, Counts& counts) {
   float expected_sines[size];
   float expected_cosines[size];
   for (int i = 0; i < count; ++i) {
-    const std::uint32_t neighbour = bits + static_cast<std::uint32_t>(i);
-    std::memcpy(angles + i, &neighbour, sizeof neighbour);
+    angles[i] = korvel::float_of(bits + static_cast<std::uint32_t>(i));
   }
   kernel_set<lanes>().sine_cosine(angles, sines, cosines);
   metapod::Spatial::sine_cosine<count>(angles, expected_sines, expected_cosines);
@@ -58,31 +62,13 @@ void compare(std::uint32_t bits, Counts& counts) {
 template <int lanes>
 bool walk(const char* name, std::uint32_t stride) {
   constexpr std::uint32_t batch = sine_count * lanes;
-  std::uint32_t bound = 0;
-  std::memcpy(&bound, &metapod::Spatial::sine_cosine_bound, sizeof bound);
+  const std::uint32_t bound = korvel::bits_of(metapod::Spatial::sine_cosine_bound);
   // A batch with an angle beyond the bound would go to the C runtime.
   const std::uint32_t last = bound - batch;
-  const unsigned thread_count = std::max(1U, std::thread::hardware_concurrency());
-  std::vector<Counts> counts(thread_count);
-  std::vector<std::thread> threads;
-  for (unsigned t = 0; t < thread_count; ++t) {
-    threads.emplace_back([&, t] {
-      Counts own;
-      const std::uint64_t step = std::uint64_t{batch} * stride;
-      for (std::uint64_t bits = t * step; bits < bound; bits += thread_count * step) {
-        for (const std::uint32_t sign : {0U, 0x80000000U}) {
-          compare<lanes>(std::min(static_cast<std::uint32_t>(bits), last) | sign, own);
-        }
-      }
-      counts[t] = own;
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  Counts sum;
-  for (const Counts& part : counts) {
-    sum.compared += part.compared;
-    sum.different += part.different;
-  }
+  const auto sum = korvel::of_floats<Counts>(bound, std::uint64_t{batch} * stride,
+                                             [last](std::uint32_t bits, std::uint32_t sign, Counts& counts) {
+                                               compare<lanes>(std::min(bits, last) | sign, counts);
+                                             });
   std::printf("%s: %" PRIu64 " sines and cosines, %" PRIu64 " are not the module's\n", name, sum.compared,
               sum.different);
   return sum.different == 0;
@@ -98,13 +84,8 @@ int main(int argc, char** argv) {
   }
   bool same = walk<4>("baseline", static_cast<std::uint32_t>(stride));
 #if defined(KORVEL_BATCH_WIDE)
-  if (__builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0) {
-    same = walk<8>("avx2", static_cast<std::uint32_t>(stride)) && same;
-  }
-  if (__builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
-      __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512bw") != 0) {
-    same = walk<16>("avx512", static_cast<std::uint32_t>(stride)) && same;
-  }
+  if (has_avx2()) same = walk<8>("avx2", static_cast<std::uint32_t>(stride)) && same;
+  if (has_avx512()) same = walk<16>("avx512", static_cast<std::uint32_t>(stride)) && same;
 #endif
   return same ? 0 : 1;
 }

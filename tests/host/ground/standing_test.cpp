@@ -1,3 +1,4 @@
+#include <functional>
 #include <nlohmann/json.hpp>
 
 #include "host/robot/module.h"
@@ -9,6 +10,8 @@ namespace {
 
 using Columns = std::map<std::string, std::vector<double>>;
 using Json = nlohmann::json;
+/// A sample of a motion, by column.
+using Values = std::map<std::string, double>;
 
 constexpr double pi = 3.14159265358979323846;
 
@@ -64,28 +67,35 @@ class StandingTest : public CommandTest {
     if (outcome.status != 0) return {};
     return Json::parse(outcome.out).at("motions").at(0).at("ground");
   }
-  Columns columns() const {
-    std::vector<std::string> names;
-    Columns columns;
-    read_csv(directory_ / "results.csv", [&](const CsvRow& row) {
-      if (names.empty()) {
-        names = row.fields;
-        return;
-      }
-      for (std::size_t i = 0; i < row.fields.size(); ++i) {
-        columns[names.at(i)].push_back(std::strtod(row.fields[i].c_str(), nullptr));
-      }
-    });
-    return columns;
-  }
+  Columns columns() const { return columns_in<double>("results.csv"); }
   Columns results_of(const std::string& motion, const std::string& options) {
     const Outcome outcome = host(fmt::format("run '{}' -o results.csv {}", motion, options));
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     return columns();
   }
 
+  /// motion.csv becomes a motion of which `change` makes each sample.
+  void write_changed(const std::string& motion, const std::function<Values(Values)>& change) {
+    std::vector<std::string> names;
+    std::string text;
+    read_csv(motion, [&](const CsvRow& row) {
+      if (names.empty()) {
+        names = row.fields;
+        text = fmt::format("{}\n", fmt::join(names, ","));
+        return;
+      }
+      Values values;
+      for (std::size_t i = 0; i < names.size(); ++i) values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
+      values = change(std::move(values));
+      for (const std::string& name : names) {
+        text += fmt::format("{}{}", values.at(name), name == names.back() ? "\n" : ",");
+      }
+    });
+    write(directory_ / "motion.csv", text);
+  }
+
   std::vector<std::string> names_;
-  std::map<std::string, double> start_;
+  Values start_;
   const double weight_ = 9.81 * static_cast<double>(Module(KORVEL_MODULE).create()->getMass());
 };
 
@@ -203,25 +213,15 @@ TEST_F(StandingTest, RequireFeasibleMakesItAnExitStatus) {
 TEST_F(StandingTest, TorquesDoNotDependOnPlaceAndHeading) {
   const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";
   const Columns here = results_of(motion, example);
-  std::vector<std::string> names;
-  std::string text;
   const double yaw = 0.7;
-  read_csv(motion, [&](const CsvRow& row) {
-    if (names.empty()) {
-      names = row.fields;
-      text = fmt::format("{}\n", fmt::join(names, ","));
-      return;
-    }
-    std::map<std::string, double> values;
-    for (std::size_t i = 0; i < names.size(); ++i) values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
+  write_changed(motion, [yaw](Values values) {
     const double x = values["x"];
     const double y = values["y"];
     values["x"] = 1.5 + std::cos(yaw) * x - std::sin(yaw) * y;
     values["y"] = -1.5 + std::sin(yaw) * x + std::cos(yaw) * y;
     values["yaw"] += yaw;
-    for (const std::string& name : names) text += fmt::format("{}{}", values[name], name == names.back() ? "\n" : ",");
+    return values;
   });
-  write(directory_ / "motion.csv", text);
   const Columns there = results_of("motion.csv", example);
   for (const auto& [name, values] : here) {
     if (name.find("_torque") == std::string::npos) continue;
@@ -233,8 +233,6 @@ TEST_F(StandingTest, TorquesDoNotDependOnPlaceAndHeading) {
 TEST_F(StandingTest, MirrorImagesHaveMirroredForces) {
   const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";
   const Columns left = results_of(motion, example);
-  std::vector<std::string> names;
-  std::string text;
   const auto twin = [](std::string name) {
     if (name[0] == 'L' || name[0] == 'R') name[0] = name[0] == 'L' ? 'R' : 'L';
     return name;
@@ -246,19 +244,11 @@ TEST_F(StandingTest, MirrorImagesHaveMirroredForces) {
     const bool changes = name == "y" || ends_with("oll") || ends_with("aw");
     return changes ? -1.0 : 1.0;
   };
-  read_csv(motion, [&](const CsvRow& row) {
-    if (names.empty()) {
-      names = row.fields;
-      text = fmt::format("{}\n", fmt::join(names, ","));
-      return;
-    }
-    std::map<std::string, double> values;
-    for (std::size_t i = 0; i < names.size(); ++i) values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
-    for (const std::string& name : names) {
-      text += fmt::format("{}{}", sign(name) * values[twin(name)] + 0.0, name == names.back() ? "\n" : ",");
-    }
+  write_changed(motion, [&](const Values& values) {
+    Values mirrored;
+    for (const auto& [name, value] : values) mirrored[name] = sign(name) * values.at(twin(name)) + 0.0;
+    return mirrored;
   });
-  write(directory_ / "motion.csv", text);
   const Columns right = results_of("motion.csv", example);
   for (std::size_t s = 0; s < left.at("time").size(); ++s) {
     for (const char* axis : {"x", "y", "z"}) {

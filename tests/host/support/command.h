@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <map>
 #include <vector>
@@ -73,16 +74,19 @@ class CommandTest : public testing::Test {
   }
 
   /// The column of each name in a file of results.
-  std::map<std::string, std::vector<float>> columns_in(const char* file) const {
+  template <typename Number = float>
+  std::map<std::string, std::vector<Number>> columns_in(const char* file) const {
     std::vector<std::string> names;
-    std::map<std::string, std::vector<float>> columns;
+    std::map<std::string, std::vector<Number>> columns;
     read_csv(directory_ / file, [&](const CsvRow& row) {
       if (names.empty()) {
         names = row.fields;
         return;
       }
       for (std::size_t i = 0; i < row.fields.size(); ++i) {
-        columns[names.at(i)].push_back(std::strtof(row.fields[i].c_str(), nullptr));
+        Number value{};
+        std::from_chars(row.fields[i].data(), row.fields[i].data() + row.fields[i].size(), value);
+        columns[names.at(i)].push_back(value);
       }
     });
     return columns;
