@@ -120,7 +120,7 @@ std::string unloads(const Subject& subject) {
 /// A copy of the file in memory, which ends with its process and needs no folder.
 std::filesystem::path copied(const std::filesystem::path& module) {
   const int copy = memfd_create("copy", MFD_CLOEXEC);
-  const std::filesystem::path path = fmt::format("/proc/self/fd/{}", copy);
+  std::filesystem::path path = fmt::format("/proc/self/fd/{}", copy);
   std::ofstream file(path, std::ios::binary);
   file << std::ifstream(module, std::ios::binary).rdbuf();
   file.close();
