@@ -16,8 +16,8 @@ set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# The linker hears of the library when the package comes and goes.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 # What hosts are compiled with; the module and the tool run without.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libeigen3-dev (>= 3.4)")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
