@@ -1,7 +1,7 @@
 #include "contact/sole.h"
 
+#include <Eigen/Eigenvalues>
 #include <Eigen/Geometry>
-#include <Eigen/SVD>
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
@@ -29,9 +29,11 @@ Sole::Sole(unsigned long body, const std::vector<Eigen::Vector3d>& corners, doub
 
   // The plane through the mean whose normal is the direction of least extent.
   const Eigen::Vector3d mean = table.rowwise().mean();
-  const Eigen::JacobiSVD<Eigen::Matrix3Xd> extents(table.colwise() - mean, Eigen::ComputeFullU);
-  const Eigen::Matrix3d& axes = extents.matrixU();
-  const Eigen::Matrix3Xd in_plane = axes.transpose() * (table.colwise() - mean);
+  const Eigen::Matrix3Xd arms = table.colwise() - mean;
+  const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> extents(arms * arms.transpose());
+  // From the largest extent to the least.
+  const Eigen::Matrix3d axes = extents.eigenvectors().rowwise().reverse();
+  const Eigen::Matrix3Xd in_plane = axes.transpose() * arms;
   if (in_plane.row(2).cwiseAbs().maxCoeff() > flatness) {
     refuse("expected the corners of a sole in one plane, to a millimetre");
   }
