@@ -124,8 +124,8 @@ class MetapodRigidBodySystem final : public RigidBodySystem {
   Coordinates ddq_ = Coordinates::Zero();         ///< time derivative of dq_
   Coordinates torques_ = Coordinates::Zero();     ///< generalized forces
   metapod::ExternalForces<Model> fext_;           ///< external force on each body, in its frame
-  Jacobian jacobianInRoot_;                       ///< 6 x 30
-  Eigen::MatrixXf generalizedMass_;               ///< 30 x 30
+  Jacobian jacobianInRoot_;                       ///< 6 x coordinates
+  Eigen::MatrixXf generalizedMass_;               ///< coordinates x coordinates
   std::vector<QZ::Math::Transform> poses_;        ///< world poses of the bodies, then of the volatile frames
   std::vector<QZ::Math::Transform> posesInRoot_;  ///< [0] is never written: the identity
   metapod::RootToBody<Model> iX1_;                ///< from the root to each body

@@ -10,7 +10,7 @@ namespace metapod {
 /// without gravity.
 ///
 /// Frames  node quantities in the node's own frame
-/// Shapes  H 30 x 30, column by column without gaps
+/// Shapes  H n x n for n coordinates, column by column without gaps
 /// Reads   iXp of all nodes but the root, the inertias
 /// Writes  Icomp and IcompS of all nodes; of H the diagonal blocks and the blocks that couple a joint with one
 ///         above it, both halves with the same bits. Entries that couple different limbs are left alone.

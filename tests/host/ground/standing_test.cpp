@@ -229,6 +229,34 @@ TEST_F(StandingTest, TorquesDoNotDependOnPlaceAndHeading) {
   }
 }
 
+// Each bound by itself decides whether soles stand that are a little too high, too fast, or down for too short a time.
+TEST_F(StandingTest, BoundsOfContactAreOptions) {
+  const struct {
+    const char* options;
+    std::function<void(Values&, int)> change;
+  } cases[] = {{" --contact-height 0.008", [](Values& v, int) { v["z"] += 0.007; }},
+               {" --contact-speed 0.08", [](Values& v, int i) { v["x"] += 0.07 * 0.01 * i; }},
+               {" --contact-time 0.03", [](Values& v, int i) { v["z"] += i < 8 || i > 11 ? 0.02 : 0.0; }}};
+  for (const auto& [options, change] : cases) {
+    std::string text = fmt::format("{}\n", fmt::join(names_, ","));
+    for (int i = 0; i <= 20; ++i) {
+      Values values = start_;
+      values["time"] = 0.01 * i;
+      change(values, i);
+      for (const std::string& name : names_)
+        text += fmt::format("{}{}", values[name], name == names_.back() ? "\n" : ",");
+    }
+    write(directory_ / "motion.csv", text);
+    // Fast where it goes up and down again.
+    const std::string fast = std::string(options).find("time") == std::string::npos ? "" : " --contact-speed 9";
+    const auto stands = [&](const std::string& more) {
+      return results_of("motion.csv", example + fast + more).at("LAnkleRoll_contact")[10] > 0;
+    };
+    EXPECT_FALSE(stands("")) << options;
+    EXPECT_TRUE(stands(options)) << options;
+  }
+}
+
 // Left for right: y and what turns about x or z change their sign.
 TEST_F(StandingTest, MirrorImagesHaveMirroredForces) {
   const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";
