@@ -112,11 +112,11 @@ onPage('arrows, soles, polygon and zero moment point are those of the file', {},
   assert.ok(arrows_seen > 6);
 });
 
-// Leaning on its toes the robot stands on what is near the ground, and the margin is told to the edge of that.
+// Leaning to one side the robot stands on the edges of its soles, and the margin is told to the polygon of these.
 test('of a tilted sole the polygon has the corners that bear', async (t) => {
   const [header, first] = readFileSync(join(motions, 'squat.csv'), 'utf8').trim().split('\n');
   const names = header.split(',');
-  const row = (time) => names.map((name, i) => name === 'time' ? time : name === 'pitch' ? 0.1 : first.split(',')[i]).join(',');
+  const row = (time) => names.map((name, i) => name === 'time' ? time : name === 'roll' ? 0.1 : first.split(',')[i]).join(',');
   const motion = join(fast.folder, 'leaning.csv');
   writeFileSync(motion, [`${header},LAnkleRoll_contact,RAnkleRoll_contact`, `${row(0)},1,1`, `${row(1)},1,1`, ''].join('\n'));
   const leaning = Report.onGround(motion);
