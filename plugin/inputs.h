@@ -83,6 +83,7 @@ template <typename Model>
 void MetapodRigidBodySystem<Model>::setJointAnglesPos(const JointValues& values) noexcept {
   assert(values.size() >= Eigen::Index{joint_count} && "setJointAnglesPos: too few values");
   set_joints(q_, values);
+  joints_are_current_ = false;
 }
 
 template <typename Model>
@@ -101,6 +102,7 @@ template <typename Model>
 void MetapodRigidBodySystem<Model>::setJointAnglePos(unsigned long j, float value) noexcept {
   assert(j < joint_count && "setJointAnglePos: joint-angle index out of range");
   q_(dof(j)) = value;
+  joints_are_current_ = false;
 }
 
 template <typename Model>

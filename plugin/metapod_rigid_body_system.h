@@ -117,9 +117,14 @@ class MetapodRigidBodySystem final : public RigidBodySystem {
   static void set_joints(Coordinates& coordinates, const JointValues& values) noexcept;
   static void set_root(Coordinates& coordinates, const RootCoordinates& values) noexcept;
 
+  /// The joint pass, unless nodes are still as the last one left them but for the root.
+  void update_joints() noexcept;
+  void pass_joints() noexcept;
+
   Model robot_;                                   ///< what the algorithms leave in the nodes
   Coordinates q_ = Coordinates::Zero();           ///< positions: root x, y, z, angles about x, y, z; joint angles
   metapod::SinesAndCosines<Model> angles_;        ///< of q_: the root's are current, the others those of the last pass
+  bool joints_are_current_ = false;               ///< no joint was set since the last joint pass
   Coordinates dq_ = Coordinates::Zero();          ///< root linear, angular velocity in its frame; joint velocities
   Coordinates ddq_ = Coordinates::Zero();         ///< time derivative of dq_
   Coordinates torques_ = Coordinates::Zero();     ///< generalized forces

@@ -66,6 +66,19 @@ struct JcalcPosVisitor {
   static void finish(Model&, const typename Node::Number*, const Angles&) noexcept {}
 };
 
+/// Velocities only.
+/// Writes  joint.vj
+template <typename Model, int node_id>
+struct JcalcVelVisitor {
+  using Node = NodeOf<Model, node_id>;
+
+  static void discover(Model& model, const typename Node::Number* dq) noexcept {
+    node<node_id>(model).joint.jcalcVel(gather_coordinates<Node>(dq));
+  }
+
+  static void finish(Model&, const typename Node::Number*) noexcept {}
+};
+
 /// Positions and velocities.
 /// Writes  joint.Xj, joint.vj, iXp
 template <typename Model, int node_id>
@@ -97,6 +110,14 @@ struct jcalc_pos {
   /// The root's own step. The other nodes keep what the last whole pass left.
   static void run_root(Model& model, const float* q, const SinesAndCosines<Model>& angles) noexcept {
     internal::JcalcPosVisitor<Model, 0>::discover(model, q, angles);
+  }
+};
+
+/// The pass with velocities, where positions have not changed since the last pass with them.
+template <typename Model>
+struct jcalc_vel {
+  static void run(Model& model, const float* dq) noexcept {
+    internal::depth_first_traversal_internal<internal::JcalcVelVisitor, Model, 0>::run(model, dq);
   }
 };
 
