@@ -19,11 +19,12 @@ class SinesAndCosines {
   static_assert(Model::dof_count >= 2 * Spatial::Pack::lanes, "a batch has at least eight angles");
 
  public:
-  void take_root(const float* q) noexcept {
+  /// Numbers, not a place in memory: what was just written there piece by piece would be waited for.
+  template <typename... Angles>
+  void take_root(Angles... angles) noexcept {
     constexpr int count = Root::dof - Root::first_angle;
-    float angles[Spatial::Pack::lanes]{};
-    std::copy_n(q + Root::first_angle, count, angles);
-    const auto [sine, cosine] = Spatial::sine_cosine(Spatial::load(angles));
+    static_assert(sizeof...(angles) == count && count == Spatial::Pack::lanes - 1);
+    const auto [sine, cosine] = Spatial::sine_cosine(Spatial::Pack(angles..., 0));
     Spatial::store<count>(sine_ + Root::first_angle, sine);
     Spatial::store<count>(cosine_ + Root::first_angle, cosine);
   }
