@@ -18,7 +18,7 @@
  *          written nothing. What is not finite in a state stays in the results of that state.
  * Threads  Calls on one object may run side by side, but for korvel_batch_set_inertia and korvel_batch_destroy. A call
  *          returns when all is done; it works on the calling thread and, with many states, on others of a common pool
- *          (oneTBB).
+ *          (oneTBB). A process that was forked off one with such an object goes on with it on the calling thread alone.
  * Memory   Calls allocate little and nothing that grows with the number of states.
  */
 
