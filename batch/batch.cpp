@@ -14,8 +14,7 @@ static_assert(KORVEL_BATCH_BODIES == body_count && KORVEL_BATCH_COORDINATES == c
               KORVEL_BATCH_MASS_ENTRIES == mass_entry_count && KORVEL_BATCH_TILE == tile_size);
 
 struct korvel_batch {
-  const InstructionSet& set;
-  const KernelSet& kernels;
+  ChosenSet set;
   Threads threads;
   Masses masses;
 };
@@ -83,15 +82,14 @@ int korvel_batch_create(korvel_batch** batch, int threads, const char* instructi
   return status_of([&] {
     if (batch == nullptr) throw Refusal{KORVEL_BATCH_NULL, "batch is null"};
     if (threads < 0) throw Refusal{KORVEL_BATCH_COUNT, "threads is " + std::to_string(threads)};
-    const InstructionSet& set = choose_instruction_set(instruction_set);
-    *batch = new korvel_batch{set, set.kernels(), Threads(threads), robot_masses()};
+    *batch = new korvel_batch{ChosenSet(instruction_set), Threads(threads), robot_masses()};
   });
 }
 
 void korvel_batch_destroy(korvel_batch* batch) { delete batch; }
 
 const char* korvel_batch_instruction_set(const korvel_batch* batch) {
-  return batch == nullptr ? nullptr : batch->set.name;
+  return batch == nullptr ? nullptr : batch->set.name();
 }
 
 int korvel_batch_threads(const korvel_batch* batch) { return batch == nullptr ? 0 : batch->threads.count(); }
@@ -135,7 +133,7 @@ int korvel_batch_mass_entry(int entry, int* row, int* column) {
 int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
                             const korvel_batch_kinematics_results* results) {
   return status_of([&] {
-    const auto& [set, kernels, threads, masses] = checked(batch);
+    const auto& [set, threads, masses] = checked(batch);
     require_count(n);
     const Input positions = checked_input(q, "q", n, coordinate_count);
     if (results == nullptr) throw Refusal{KORVEL_BATCH_NULL, "results is null"};
@@ -148,7 +146,8 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
         wanted.com_world.data == nullptr && wanted.jacobian.data == nullptr) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: none has data"};
     }
-    threads.for_each_stretch(n, [&kernels = kernels, &masses = masses, &positions, &wanted](const Stretch& states) {
+    const KernelSet& kernels = set.kernels(n);
+    threads.for_each_stretch(n, [&kernels, &masses = masses, &positions, &wanted](const Stretch& states) {
       kernels.kinematics(masses, states, positions, wanted);
     });
   });
@@ -157,7 +156,7 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
 int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
                       const korvel_batch_output* packed, const korvel_batch_output* dense) {
   return status_of([&] {
-    const auto& [set, kernels, threads, masses] = checked(batch);
+    const auto& [set, threads, masses] = checked(batch);
     require_count(n);
     const Input positions = checked_input(q, "q", n, coordinate_count);
     const Output entries = checked_output(packed, "packed", n, mass_entry_count);
@@ -165,10 +164,10 @@ int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch
     if (entries.data == nullptr && matrices.data == nullptr) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: neither packed nor dense has data"};
     }
-    threads.for_each_stretch(
-        n, [&kernels = kernels, &masses = masses, &positions, &entries, &matrices](const Stretch& states) {
-          kernels.mass(masses, states, positions, entries, matrices);
-        });
+    const KernelSet& kernels = set.kernels(n);
+    threads.for_each_stretch(n, [&kernels, &masses = masses, &positions, &entries, &matrices](const Stretch& states) {
+      kernels.mass(masses, states, positions, entries, matrices);
+    });
   });
 }
 
@@ -187,9 +186,10 @@ int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t n, const korvel_b
     if (wanted.data == nullptr && sums == nullptr) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: forces has no data, sums is null"};
     }
+    const KernelSet& kernels = b.set.kernels(n);
     const auto compute = [&](const Stretch& states, ForceSums* into) {
-      b.kernels.dynamics(b.masses, states, positions, velocities, accelerations,
-                         {loads.data(), static_cast<int>(loads.size())}, wanted, into);
+      kernels.dynamics(b.masses, states, positions, velocities, accelerations,
+                       {loads.data(), static_cast<int>(loads.size())}, wanted, into);
     };
     if (sums == nullptr) {
       b.threads.for_each_stretch(n, [&](const Stretch& states) { compute(states, nullptr); });

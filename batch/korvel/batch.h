@@ -79,7 +79,8 @@ typedef struct korvel_batch_output {
 /* Makes an object with the robot's own inertias.
  *   threads          at most so many work on a call; 0: as many as the process may use (sched_getaffinity)
  *   instruction_set  "baseline", "avx2" (with FMA) or "avx512"; null: that of the environment variable
- *                    KORVEL_INSTRUCTION_SET or, without it, the best that the processor has
+ *                    KORVEL_INSTRUCTION_SET or, without it, the best that the processor has, and for few states a
+ *                    narrower one
  * Writes *batch, which korvel_batch_destroy ends. */
 KORVEL_BATCH_API int korvel_batch_create(korvel_batch** batch, int threads, const char* instruction_set);
 
