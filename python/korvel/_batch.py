@@ -6,7 +6,7 @@ import ctypes
 import math
 import struct
 import weakref
-from typing import Dict, List, Mapping, NamedTuple, Optional, Sequence, Tuple, Union
+from typing import Dict, List, Mapping, NamedTuple, Optional, Sequence, Tuple
 
 import numpy as np
 import numpy.typing as npt
@@ -101,13 +101,11 @@ class _Handle:
                                               ctypes.addressof(inertia_floats)))
 
 
-def _body_number(body: Union[str, int]) -> int:
-    if isinstance(body, str):
-        try:
-            return _body_numbers[body]
-        except KeyError:
-            raise Error(f"expected the name of a body, found '{body}'; korvel.BODIES has them") from None
-    return body
+def _body_number(name: str) -> int:
+    try:
+        return _body_numbers[name]
+    except KeyError:
+        raise Error(f"expected the name of a body, found '{name}'; korvel.BODIES has them") from None
 
 
 class Batch:
@@ -149,7 +147,7 @@ class Batch:
     def __setstate__(self, state: Tuple[Optional[int], Optional[str], Dict[int, _Inertia]]) -> None:
         self._handle = _Handle(*state)
 
-    def set_inertia(self, body: Union[str, int], mass: float, com: Sequence[float], inertia: Sequence[float]) -> None:
+    def set_inertia(self, body: str, mass: float, com: Sequence[float], inertia: Sequence[float]) -> None:
         """Gives a body another inertia, for this batch.
 
         ``mass`` [kg]; ``com``, the centre of mass x, y, z in the body's frame [m]; ``inertia``, xx, yx, yy, zx, zy, zz
