@@ -18,8 +18,7 @@ static_assert(KORVEL_BATCH_BODIES == body_count && KORVEL_BATCH_COORDINATES == c
               KORVEL_BATCH_MASS_ENTRIES == mass_entry_count && KORVEL_BATCH_TILE == tile_size);
 
 struct korvel_batch {
-  const InstructionSet& set;
-  const KernelSet& kernels;
+  ChosenSet set;
   Threads threads;
   Masses masses;
 };
@@ -106,15 +105,14 @@ int korvel_batch_create(korvel_batch** batch, int threads, const char* instructi
   return status_of([&] {
     if (batch == nullptr) throw Refusal{KORVEL_BATCH_NULL, "batch is null"};
     if (threads < 0) throw Refusal{KORVEL_BATCH_COUNT, "threads is " + std::to_string(threads)};
-    const InstructionSet& set = choose_instruction_set(instruction_set);
-    *batch = new korvel_batch{set, set.kernels(), Threads(threads), robot_masses()};
+    *batch = new korvel_batch{ChosenSet(instruction_set), Threads(threads), robot_masses()};
   });
 }
 
 void korvel_batch_destroy(korvel_batch* batch) { delete batch; }
 
 const char* korvel_batch_instruction_set(const korvel_batch* batch) {
-  return batch == nullptr ? nullptr : batch->set.name;
+  return batch == nullptr ? nullptr : batch->set.name();
 }
 
 int korvel_batch_threads(const korvel_batch* batch) { return batch == nullptr ? 0 : batch->threads.count(); }
@@ -158,7 +156,7 @@ int korvel_batch_mass_entry(int entry, int* row, int* column) {
 int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
                             const korvel_batch_kinematics_results* results) {
   return status_of([&] {
-    const auto& [set, kernels, threads, masses] = checked(batch);
+    const auto& [set, threads, masses] = checked(batch);
     require_count(n);
     const Input positions = checked_input(q, "q", n, coordinate_count);
     if (results == nullptr) throw Refusal{KORVEL_BATCH_NULL, "results is null"};
@@ -171,7 +169,8 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
         wanted.com_world.data == nullptr && wanted.jacobian.data == nullptr) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: none has data"};
     }
-    threads.for_each_stretch(n, [&kernels = kernels, &masses = masses, &positions, &wanted](const Stretch& states) {
+    const KernelSet& kernels = set.kernels(n);
+    threads.for_each_stretch(n, [&kernels, &masses = masses, &positions, &wanted](const Stretch& states) {
       kernels.kinematics(masses, states, positions, wanted);
     });
   });
@@ -180,7 +179,7 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
 int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
                       const korvel_batch_output* packed, const korvel_batch_output* dense) {
   return status_of([&] {
-    const auto& [set, kernels, threads, masses] = checked(batch);
+    const auto& [set, threads, masses] = checked(batch);
     require_count(n);
     const Input positions = checked_input(q, "q", n, coordinate_count);
     const Output entries = checked_output(packed, "packed", n, mass_entry_count);
@@ -188,10 +187,10 @@ int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch
     if (entries.data == nullptr && matrices.data == nullptr) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: neither packed nor dense has data"};
     }
-    threads.for_each_stretch(
-        n, [&kernels = kernels, &masses = masses, &positions, &entries, &matrices](const Stretch& states) {
-          kernels.mass(masses, states, positions, entries, matrices);
-        });
+    const KernelSet& kernels = set.kernels(n);
+    threads.for_each_stretch(n, [&kernels, &masses = masses, &positions, &entries, &matrices](const Stretch& states) {
+      kernels.mass(masses, states, positions, entries, matrices);
+    });
   });
 }
 
@@ -210,9 +209,10 @@ int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t n, const korvel_b
     if (wanted.data == nullptr && sums == nullptr) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: forces has no data, sums is null"};
     }
+    const KernelSet& kernels = b.set.kernels(n);
     const auto compute = [&](const Stretch& states, ForceSums* into) {
-      b.kernels.dynamics(b.masses, states, positions, velocities, accelerations,
-                         {loads.data(), static_cast<int>(loads.size())}, wanted, into);
+      kernels.dynamics(b.masses, states, positions, velocities, accelerations,
+                       {loads.data(), static_cast<int>(loads.size())}, wanted, into);
     };
     if (sums == nullptr) {
       b.threads.for_each_stretch(n, [&](const Stretch& states) { compute(states, nullptr); });
@@ -251,11 +251,12 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
     if (sums == nullptr && std::all_of(std::begin(all), std::end(all), [](auto* o) { return o->data == nullptr; })) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: none has data, sums is null"};
     }
+    const KernelSet& kernels = b.set.kernels(n);
     // A state takes some fifty times as long as others do.
     constexpr std::ptrdiff_t worth = 2 * tile_size;
     if (sums == nullptr) {
       b.threads.for_each_stretch(
-          n, [&](const Stretch& states) { stand(b.kernels, b.masses, states, motion, *stood_on, wanted, nullptr); },
+          n, [&](const Stretch& states) { stand(kernels, b.masses, states, motion, *stood_on, wanted, nullptr); },
           worth);
       return;
     }
@@ -263,7 +264,7 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
         n,
         [&](const Stretch& states) {
           StandSums of_stretch{{}, std::numeric_limits<float>::infinity(), 0};
-          stand(b.kernels, b.masses, states, motion, *stood_on, wanted, &of_stretch);
+          stand(kernels, b.masses, states, motion, *stood_on, wanted, &of_stretch);
           return FoldedStandSums{folded(of_stretch.forces), of_stretch.least_margin, of_stretch.unbearable};
         },
         worth);

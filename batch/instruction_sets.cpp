@@ -18,32 +18,42 @@ constexpr InstructionSet sets[] = {
 #endif
 };
 
-const InstructionSet& best() noexcept {
+const InstructionSet* best() noexcept {
   const InstructionSet* found = sets;
   for (const InstructionSet& set : sets) {
     if (set.is_there()) found = &set;
   }
-  return *found;
+  return found;
+}
+
+const InstructionSet* named(const char* name, const std::string& source) {
+  std::string known;
+  for (const InstructionSet& set : sets) {
+    if (set.name == std::string(name)) {
+      if (set.is_there()) return &set;
+      throw Refusal{KORVEL_BATCH_INSTRUCTION_SET, source + ": this processor has no " + name};
+    }
+    known += std::string(known.empty() ? "" : ", ") + set.name;
+  }
+  throw Refusal{KORVEL_BATCH_INSTRUCTION_SET, source + ": \"" + name + "\" is none of " + known};
 }
 
 }  // namespace
 
-const InstructionSet& choose_instruction_set(const char* name) {
+ChosenSet::ChosenSet(const char* name) {
   const char* source = "instruction_set";
   if (name == nullptr) {
     name = std::getenv("KORVEL_INSTRUCTION_SET");
     source = "KORVEL_INSTRUCTION_SET";
   }
-  if (name == nullptr) return best();
-  std::string known;
-  for (const InstructionSet& set : sets) {
-    if (set.name == std::string(name)) {
-      if (set.is_there()) return set;
-      throw Refusal{KORVEL_BATCH_INSTRUCTION_SET, std::string(source) + ": this processor has no " + name};
-    }
-    known += std::string(known.empty() ? "" : ", ") + set.name;
-  }
-  throw Refusal{KORVEL_BATCH_INSTRUCTION_SET, std::string(source) + ": \"" + name + "\" is none of " + known};
+  is_named_ = name != nullptr;
+  set_ = is_named_ ? named(name, source) : best();
+}
+
+const KernelSet& ChosenSet::kernels(std::ptrdiff_t n) const noexcept {
+  const InstructionSet* set = is_named_ ? set_ : sets;
+  while (set != set_ && set->kernels().lanes < n) ++set;
+  return set->kernels();
 }
 
 }  // namespace korvel::batch

@@ -19,8 +19,22 @@ struct InstructionSet {
   bool (*is_there)() noexcept;  ///< on this processor
 };
 
-/// The one of that name; for null the one that KORVEL_INSTRUCTION_SET names or, without it, the best that is there.
-/// Throws Refusal.
-const InstructionSet& choose_instruction_set(const char* name);
+/// What the calls of an object are computed with.
+class ChosenSet {
+ public:
+  /// The one of that name; for null the one that KORVEL_INSTRUCTION_SET names or, without it, the best that is there.
+  /// Throws Refusal.
+  explicit ChosenSet(const char* name);
+
+  const char* name() const noexcept { return set_->name; }
+
+  /// For n states. All states in a block of lanes take as long as one: unless a set was named, few states get a set
+  /// with as few lanes as hold them.
+  const KernelSet& kernels(std::ptrdiff_t n) const noexcept;
+
+ private:
+  const InstructionSet* set_;
+  bool is_named_;
+};
 
 }  // namespace korvel::batch

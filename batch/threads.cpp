@@ -1,8 +1,11 @@
 #include "batch/threads.h"
 
+#include <pthread.h>
 #include <sched.h>
 
+#include <atomic>
 #include <memory>
+#include <new>
 
 namespace korvel::batch {
 
@@ -17,10 +20,31 @@ int usable_processors() noexcept {
   return 1;
 }
 
-Threads::Threads(int count) : count_(count == 0 ? usable_processors() : count), arena_(count_) {
-  if (count_ > tbb::info::default_concurrency()) {
-    more_than_processors_.emplace(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(count_));
+namespace {
+
+/// Of this process: it was forked off one that had a pool.
+std::atomic<bool> pool_is_lost{false};
+
+}  // namespace
+
+Threads::Pool::Pool(int count) : arena(count) {
+  if (count > tbb::info::default_concurrency()) {
+    more_than_processors.emplace(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(count));
   }
 }
+
+Threads::Threads(int count) : count_(count == 0 ? usable_processors() : count) {
+  if (count_ == 1 || pool_is_lost) return;
+  static const int watched = pthread_atfork(nullptr, nullptr, [] { pool_is_lost = true; });
+  if (watched != 0) throw std::bad_alloc();
+  pool_ = std::make_unique<Pool>(count_);
+}
+
+Threads::~Threads() {
+  // Ending it would ask for its locks.
+  if (pool_is_lost) static_cast<void>(pool_.release());
+}
+
+bool Threads::works_alone() const noexcept { return pool_ == nullptr || pool_is_lost; }
 
 }  // namespace korvel::batch

@@ -7,6 +7,7 @@
 #include <tbb/task_arena.h>
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 
 #include "batch/kernels/kernels.h"
@@ -17,10 +18,16 @@ namespace korvel::batch {
 int usable_processors() noexcept;
 
 /// Cuts states into stretches and has threads work on them. A stretch begins with a tile.
+///
+/// A process that was forked off one that had a pool has the pool's memory without its threads, and locks that nobody
+/// will open. There all is done by the calling thread.
 class Threads {
  public:
   /// At most so many; as many as there are processors to use for 0.
   explicit Threads(int count);
+  ~Threads();
+  Threads(const Threads&) = delete;
+  Threads& operator=(const Threads&) = delete;
 
   int count() const noexcept { return count_; }
 
@@ -31,16 +38,16 @@ class Threads {
   /// tiles.
   template <typename Work>
   void for_each_stretch(std::ptrdiff_t n, const Work& work, std::ptrdiff_t worth = shortest) const {
-    if (count_ == 1 || n <= worth) return work(Stretch{0, n});
-    arena_.execute(
+    if (n <= worth || works_alone()) return work(Stretch{0, n});
+    pool_->arena.execute(
         [&] { tbb::parallel_for(tiles_of(n, worth), [&](const Tiles& tiles) { work(stretch(tiles, n)); }); });
   }
 
   /// The sum of sum_of(stretch) over all states. How they are cut and in which order sums are added depends on n alone.
   template <typename Sum, typename SumOf>
   Sum sum(std::ptrdiff_t n, const SumOf& sum_of, std::ptrdiff_t worth = shortest) const {
-    if (n <= worth) return sum_of(Stretch{0, n});
-    return arena_.execute([&] {
+    if (n <= worth || works_alone()) return sum_alone<Sum>(tiles_of(n, worth), n, sum_of);
+    return pool_->arena.execute([&] {
       return tbb::parallel_deterministic_reduce(
           tiles_of(n, worth), Sum{},
           [&](const Tiles& tiles, const Sum& before) { return before + sum_of(stretch(tiles, n)); },
@@ -51,6 +58,12 @@ class Threads {
  private:
   using Tiles = tbb::blocked_range<std::ptrdiff_t>;
 
+  struct Pool {
+    explicit Pool(int count);
+    std::optional<tbb::global_control> more_than_processors;
+    tbb::task_arena arena;
+  };
+
   static Tiles tiles_of(std::ptrdiff_t n, std::ptrdiff_t worth) {
     return {0, (n - 1) / tile_size + 1, static_cast<std::size_t>(worth / tile_size)};
   }
@@ -58,9 +71,19 @@ class Threads {
     return {tiles.begin() * tile_size, std::min(tiles.end() * tile_size, n)};
   }
 
+  /// Halves that are summed first, as the pool has them.
+  template <typename Sum, typename SumOf>
+  static Sum sum_alone(Tiles tiles, std::ptrdiff_t n, const SumOf& sum_of) {
+    if (!tiles.is_divisible()) return sum_of(stretch(tiles, n));
+    const Tiles second(tiles, tbb::split());
+    const Sum first = sum_alone<Sum>(tiles, n, sum_of);
+    return first + sum_alone<Sum>(second, n, sum_of);
+  }
+
+  bool works_alone() const noexcept;
+
   int count_;
-  std::optional<tbb::global_control> more_than_processors_;
-  mutable tbb::task_arena arena_;
+  std::unique_ptr<Pool> pool_;
 };
 
 }  // namespace korvel::batch

@@ -1,6 +1,6 @@
 # What a host needs: headers, module, a CMake package and a pkg-config file; and the reference host with what it reads.
-# Components: `module`, what flies; `batch`, the library for many states; `development`, what hosts are compiled against
-# and read; `tool`, the reference host.
+# Components: `module`, what flies; `batch`, the library for many states, and that for motions; `development`, what hosts
+# are compiled against and read; `tool`, the reference host; `python`, the package over both libraries.
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/korvel)
 set(header_directory ${CMAKE_INSTALL_INCLUDEDIR}/korvel)
 
@@ -16,15 +16,20 @@ install(
   LIBRARY DESTINATION ${KORVEL_MODULE_DIRECTORY} COMPONENT module
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   INCLUDES DESTINATION ${header_directory})
-if(TARGET korvel_batch)
-  # A library of C as others are: by its name, its header as korvel/batch.h.
+# Libraries of C as others are: by their names, their headers as korvel/NAME.h.
+foreach(name batch motion)
+  if(NOT TARGET korvel::${name})
+    continue()
+  endif()
+  get_target_property(target korvel::${name} ALIASED_TARGET)
   install(
-    TARGETS korvel_batch
+    TARGETS ${target}
     EXPORT korvel
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT batch NAMELINK_COMPONENT development
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(FILES batch/korvel/batch.h batch/korvel/batch.hpp DESTINATION ${header_directory} COMPONENT development)
-endif()
+  install(DIRECTORY ${name}/korvel/ DESTINATION ${header_directory} COMPONENT development
+          FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
+endforeach()
 install(EXPORT korvel NAMESPACE korvel:: DESTINATION ${package_directory} FILE korvel-targets.cmake COMPONENT development)
 
 include(CMakePackageConfigHelpers)
@@ -48,9 +53,21 @@ endif()
 file(RELATIVE_PATH KORVEL_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/korvel.pc.in korvel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/korvel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
-if(TARGET korvel_batch)
-  configure_file(cmake/korvel-batch.pc.in korvel-batch.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/korvel-batch.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+set(KORVEL_LIBRARY_DESCRIPTION_batch "Kinematics and dynamics of many states of the robot at once")
+set(KORVEL_LIBRARY_DESCRIPTION_motion "Motion files as states of the robot")
+foreach(KORVEL_LIBRARY batch motion)
+  if(TARGET korvel::${KORVEL_LIBRARY})
+    set(KORVEL_LIBRARY_DESCRIPTION ${KORVEL_LIBRARY_DESCRIPTION_${KORVEL_LIBRARY}})
+    configure_file(cmake/korvel-library.pc.in korvel-${KORVEL_LIBRARY}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/korvel-${KORVEL_LIBRARY}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+            COMPONENT development)
+  endif()
+endforeach()
+
+if(TARGET korvel::batch AND TARGET korvel::motion)
+  set(KORVEL_PYTHON_DIRECTORY lib/python3/dist-packages CACHE STRING "Where the Python package is installed, in the prefix")
+  install(DIRECTORY python/korvel DESTINATION ${KORVEL_PYTHON_DIRECTORY} COMPONENT python
+          FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
 endif()
 
 # The file with the version in it, compressed, in the build directory.

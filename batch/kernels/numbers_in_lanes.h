@@ -122,12 +122,9 @@ void write_packs(const Output& output, const Block<n>& block, std::ptrdiff_t fir
       put_every_fourth_row<n, 3>(rows, first + k, d);
     }
   } else {
-    for (int k = 0; k < count; ++k) {
-      float of_lane[std::size_t{n}];
-      metapod::Spatial::store(of_lane, pack_of(k));
-      for (int lane = 0; lane < block.count; ++lane) {
-        output.of_state(block.first + lane)[(first + k) * output.number] = of_lane[lane];
-      }
+    for (int lane = 0; lane < block.count; ++lane) {
+      float* to = output.of_state(block.first + lane) + first * output.number;
+      for (int k = 0; k < count; ++k) to[k * output.number] = pack_of(k).v[lane];
     }
   }
 }
@@ -135,14 +132,14 @@ void write_packs(const Output& output, const Block<n>& block, std::ptrdiff_t fir
 template <int n>
 [[gnu::noinline]] void write_numbers(const Output& output, const Block<n>& block, std::ptrdiff_t first, int count,
                                      const PackOf<n>* numbers) noexcept {
-  write_packs(output, block, first, count, [numbers](int k) { return numbers[k]; });
+  write_packs(output, block, first, count, [numbers](int k) -> const PackOf<n>& { return numbers[k]; });
 }
 
 /// The numbers at these places.
 template <int n>
 [[gnu::noinline]] void write_numbers_at(const Output& output, const Block<n>& block, int count,
                                         const PackOf<n>* numbers, const int* places) noexcept {
-  write_packs(output, block, 0, count, [=](int k) { return numbers[places[k]]; });
+  write_packs(output, block, 0, count, [=](int k) -> const PackOf<n>& { return numbers[places[k]]; });
 }
 
 }  // namespace korvel::batch

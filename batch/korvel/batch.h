@@ -18,7 +18,7 @@
  *          written nothing. What is not finite in a state stays in the results of that state.
  * Threads  Calls on one object may run side by side, but for korvel_batch_set_inertia and korvel_batch_destroy. A call
  *          returns when all is done; it works on the calling thread and, with many states, on others of a common pool
- *          (oneTBB).
+ *          (oneTBB). A process that was forked off one with such an object goes on with it on the calling thread alone.
  * Memory   Calls allocate little and nothing that grows with the number of states.
  */
 
@@ -79,7 +79,8 @@ typedef struct korvel_batch_output {
 /* Makes an object with the robot's own inertias.
  *   threads          at most so many work on a call; 0: as many as the process may use (sched_getaffinity)
  *   instruction_set  "baseline", "avx2" (with FMA) or "avx512"; null: that of the environment variable
- *                    KORVEL_INSTRUCTION_SET or, without it, the best that the processor has
+ *                    KORVEL_INSTRUCTION_SET or, without it, the best that the processor has, and for few states a
+ *                    narrower one
  * Writes *batch, which korvel_batch_destroy ends. */
 KORVEL_BATCH_API int korvel_batch_create(korvel_batch** batch, int threads, const char* instruction_set);
 

@@ -33,6 +33,7 @@ TEST(Batch, HasTheModulesBitsForAnyNumberOfStates) {
     for (const std::string& set : instruction_sets()) {
       expect_same(batch_results(Batch(1, set.c_str()), states), expected, set + ", " + std::to_string(n));
     }
+    expect_same(batch_results(Batch(1), states), expected, "chosen by the number, " + std::to_string(n));
   }
 }
 

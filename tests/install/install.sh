@@ -48,6 +48,16 @@ if [ -e "$build/report.html" ]; then
   holds "a report is written" "$prefix/bin/korvel-host" report "$work/wave-results.csv" -o "$work/wave.html"
 fi
 
+python_finds_it() {
+  PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$prefix/lib/python3/dist-packages KORVEL_LIBRARY_PATH=$prefix/lib /usr/bin/python3 -c '
+import sys, korvel
+motion = korvel.Motion.read(sys.argv[1])
+assert korvel.__file__.startswith(sys.argv[2]) and korvel.Batch().kinematics(motion.q).com.shape == (601, 3)' "$motions/squat.csv" "$prefix"
+}
+if /usr/bin/python3 -c 'import numpy' 2>"$work/log"; then
+  holds "Python finds the installed package and its libraries" python_finds_it
+fi
+
 documents=$prefix/share/doc/korvel
 links_lead_somewhere() {
   local document link count=0
@@ -67,7 +77,7 @@ holds "the example has at most 50 lines" test "$(wc -l <"$example")" -le 50
 
 components() {
   local component
-  for component in module batch development tool; do
+  for component in module batch development tool python; do
     cmake --install "$build" --prefix "$work/$component" --component "$component" || return 1
     (cd "$work/$component" && find . ! -type d) >>"$work/parts"
   done

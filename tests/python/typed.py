@@ -1,0 +1,21 @@
+"""What a user may write, for the type checker."""
+
+import numpy as np
+import numpy.typing as npt
+
+import korvel
+
+Array = npt.NDArray[np.float32]
+
+
+def margins(path: str) -> Array:
+    motion = korvel.Motion.read(path, cutoff=5)
+    batch = korvel.Batch(threads=2)
+    kinematics = batch.kinematics(motion.q, jacobian=True)
+    assert kinematics.jacobian is not None
+    forces: Array = batch.dynamics(motion.q, motion.dq, motion.ddq, {"LAnkleRoll": np.zeros(6, np.float32)})
+    rows, columns = korvel.MASS_ENTRIES
+    batch.mass(motion.q, packed=True)[:, rows == columns].sum()
+    peak: float = batch.dynamics_sums(motion.q, motion.dq, motion.ddq).squares.max()
+    result: Array = forces / np.float32(peak) + kinematics.com[:, :1] + kinematics.jacobian[:, 0]
+    return result
