@@ -74,18 +74,21 @@ class StandingTest : public CommandTest {
     return columns();
   }
 
-  /// motion.csv becomes a motion of which `change` makes each sample.
-  void write_changed(const std::string& motion, const std::function<Values(Values)>& change) {
+  /// motion.csv becomes a motion of which `change` makes each sample, and may add the column `added`.
+  void write_changed(const std::string& motion, const std::function<Values(Values)>& change,
+                     const std::string& added = {}) {
     std::vector<std::string> names;
     std::string text;
     read_csv(motion, [&](const CsvRow& row) {
       if (names.empty()) {
         names = row.fields;
+        if (!added.empty()) names.push_back(added);
         text = fmt::format("{}\n", fmt::join(names, ","));
         return;
       }
       Values values;
-      for (std::size_t i = 0; i < names.size(); ++i) values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
+      for (std::size_t i = 0; i < row.fields.size(); ++i)
+        values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
       values = change(std::move(values));
       for (const std::string& name : names) {
         text += fmt::format("{}{}", values.at(name), name == names.back() ? "\n" : ",");
@@ -209,24 +212,63 @@ TEST_F(StandingTest, RequireFeasibleMakesItAnExitStatus) {
   EXPECT_EQ(columns().at("feasible"), std::vector<double>(21, 0));
 }
 
-// Moved, and turned about the vertical: the same to the robot.
+// Moved, and turned about the vertical: the same to the robot, but for the rounding of where a leaning root's up is.
 TEST_F(StandingTest, TorquesDoNotDependOnPlaceAndHeading) {
-  const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";
-  const Columns here = results_of(motion, example);
-  const double yaw = 0.7;
-  write_changed(motion, [yaw](Values values) {
-    const double x = values["x"];
-    const double y = values["y"];
-    values["x"] = 1.5 + std::cos(yaw) * x - std::sin(yaw) * y;
-    values["y"] = -1.5 + std::sin(yaw) * x + std::cos(yaw) * y;
-    values["yaw"] += yaw;
-    return values;
-  });
-  const Columns there = results_of("motion.csv", example);
-  for (const auto& [name, values] : here) {
-    if (name.find("_torque") == std::string::npos) continue;
-    for (std::size_t s = 0; s < values.size(); ++s) EXPECT_NEAR(values[s], there.at(name)[s], 2e-6) << name << " " << s;
+  for (const char* name : {"weight_shift", "squat", "slow_step"}) {
+    const std::string motion = fmt::format("{}/{}.csv", KORVEL_MOTIONS, name);
+    const Columns here = results_of(motion, example);
+    const double yaw = 0.7;
+    write_changed(motion, [yaw](Values values) {
+      const double x = values["x"];
+      const double y = values["y"];
+      values["x"] = 1.5 + std::cos(yaw) * x - std::sin(yaw) * y;
+      values["y"] = -1.5 + std::sin(yaw) * x + std::cos(yaw) * y;
+      values["yaw"] += yaw;
+      return values;
+    });
+    const Columns there = results_of("motion.csv", example);
+    for (const auto& [column, values] : here) {
+      if (column.find("_torque") == std::string::npos) continue;
+      for (std::size_t s = 0; s < values.size(); ++s)
+        EXPECT_NEAR(values[s], there.at(column)[s], 1e-6) << name << " " << column << " " << s;
+    }
   }
+}
+
+// Nothing jumps: not in a step, and not where a foot is taken off the ground that still bears a tenth of the weight.
+TEST_F(StandingTest, LoadGoesFromFootToFootSmoothly) {
+  write(directory_ / "slow_step.csv", read(KORVEL_MOTIONS "/slow_step.csv"));
+  write_changed(
+      KORVEL_MOTIONS "/weight_shift.csv",
+      [](Values values) {
+        values["RAnkleRoll_contact"] = values["y"] > 0.053 ? 0 : 1;
+        return values;
+      },
+      "RAnkleRoll_contact");
+  for (const char* motion : {"slow_step.csv", "motion.csv"}) {
+    const Columns step = results_of(motion, "--require-feasible " + example);
+    const auto& in_contact = step.at("RAnkleRoll_contact");
+    const auto& left = step.at("LAnkleRoll_force_z");
+    const auto& right = step.at("RAnkleRoll_force_z");
+    EXPECT_EQ(step.at("LAnkleRoll_contact"), std::vector<double>(in_contact.size(), 1)) << motion;
+    EXPECT_GT(std::count(in_contact.begin(), in_contact.end(), 0), 100) << motion;
+    EXPECT_GT(*std::max_element(right.begin(), right.end()), 0.5 * weight_) << motion;
+    for (std::size_t s = 1; s < left.size(); ++s) {
+      EXPECT_LT(std::abs(left[s] - left[s - 1]), 0.03 * weight_) << motion << " " << s;
+      EXPECT_LT(std::abs(right[s] - right[s - 1]), 0.03 * weight_) << motion << " " << s;
+    }
+  }
+}
+
+// Four times as fast, the weight is thrown onto the left leg: the robot tips over its outer edge.
+TEST_F(StandingTest, AFastStepCannotBeStood) {
+  write(directory_ / "motion.csv", read(KORVEL_MOTIONS "/fast_step.csv"));
+  const Json json = ground(example);
+  EXPECT_EQ(json.at("stands_throughout"), false);
+  ASSERT_FALSE(json.at("cannot_stand").empty());
+  const Json& first = json.at("cannot_stand").at(0);
+  EXPECT_EQ(first.at("why"), "tips");
+  EXPECT_EQ(first.at("direction"), "to the left");
 }
 
 // Left for right: y and what turns about x or z change their sign.
