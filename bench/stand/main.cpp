@@ -9,9 +9,7 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <iostream>
-#include <stdexcept>
 
 #include "bench/stand/recording.h"
 #include "bench/stand/simulation.h"
@@ -39,6 +37,15 @@ const char* words(const Played& played) {
   return played.lowest < 0.7 ? "falls" : "drifts";
 }
 
+void print_head(const Recording& recording) {
+  std::string loads;
+  for (const std::string& foot : recording.feet) loads += fmt::format(" load of {}: rms, largest |", foot);
+  fmt::print(
+      "| motion | by its results | in MuJoCo | root off by [mm] |{} feedback [N m] | root force | joints [N m] |\n",
+      loads);
+  fmt::print("|{}\n", fmt::join(std::vector<const char*>(7 + recording.feet.size(), " --- |"), ""));
+}
+
 /// Returns whether all is as the results say.
 bool print_row(const std::string& name, const Recording& recording, const Played& played, const Inverse& inverse) {
   std::string row =
@@ -50,7 +57,7 @@ bool print_row(const std::string& name, const Recording& recording, const Played
     if (recording.feasible) as_expected = as_expected && load.largest <= most_load_deviation;
   }
   row += fmt::format(" {:.2f} | {:.1e} | {:.1e} |", played.feedback, inverse.root, inverse.joints);
-  std::puts(row.c_str());
+  fmt::print("{}\n", row);
   if (recording.feasible) as_expected = as_expected && inverse.root <= most_root_force;
   return as_expected && inverse.joints <= most_joint_torque;
 }
@@ -58,19 +65,9 @@ bool print_row(const std::string& name, const Recording& recording, const Played
 bool run(const char* model_file, const std::vector<std::string>& files) {
   const MujocoModel model = load_mujoco(model_file);
   bool as_expected = true;
-  bool first = true;
   for (std::size_t i = 0; i < files.size(); i += 2) {
     const Recording recording = read_recording(files[i], files[i + 1], joints_of(*model));
-    if (first) {
-      std::string head = "| motion | by its results | in MuJoCo | root off by [mm] |";
-      std::string rule = "| --- | --- | --- | --- |";
-      for (const std::string& foot : recording.feet) {
-        head += fmt::format(" load of {}: rms, largest |", foot);
-        rule += " --- |";
-      }
-      std::puts((head + " feedback [N m] | root force | joints [N m] |\n" + rule + " --- | --- | --- |").c_str());
-      first = false;
-    }
+    if (i == 0) print_head(recording);
     const std::string name = std::filesystem::path(files[i]).stem();
     if (print_row(name, recording, play(*model, recording), compare_inverse(*model, recording))) continue;
     std::cerr << "korvel-stand: not as it should be: " << name << '\n';
