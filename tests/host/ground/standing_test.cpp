@@ -42,22 +42,29 @@ class StandingTest : public CommandTest {
     return "--soles soles.csv";
   }
 
-  /// The start, moved as a whole along `acceleration` t^2 / 2 with both feet in contact.
-  void write_accelerated(const Eigen::Vector3d& acceleration, bool contact = true) {
-    std::string text;
-    for (const std::string& name : names_) text += name + ',';
-    text += "LAnkleRoll_contact,RAnkleRoll_contact\n";
+  /// The start, moved as a whole, in a fifth of a second. `more` are columns after those of the start, and their
+  /// values.
+  void write_moved(const std::function<Eigen::Vector3d(double)>& displacement,
+                   const std::pair<std::string, std::string>& more = {}) {
+    std::string text = fmt::format("{}{}\n", fmt::join(names_, ","), more.first);
     for (int i = 0; i <= 20; ++i) {
-      const double t = 0.01 * i;
       auto values = start_;
-      values["time"] = t;
-      values["x"] += acceleration.x() * t * t / 2;
-      values["y"] += acceleration.y() * t * t / 2;
-      values["z"] += acceleration.z() * t * t / 2;
-      for (const std::string& name : names_) text += fmt::format("{},", values[name]);
-      text += contact ? "1,1\n" : "0,0\n";
+      values["time"] = 0.01 * i;
+      const Eigen::Vector3d at = displacement(0.01 * i);
+      values["x"] += at.x();
+      values["y"] += at.y();
+      values["z"] += at.z();
+      for (const std::string& name : names_) {
+        text += fmt::format("{}{}", values[name], name == names_.back() ? more.second + '\n' : ",");
+      }
     }
     write(directory_ / "motion.csv", text);
+  }
+
+  /// Along `acceleration` t^2 / 2, with both feet in contact.
+  void write_accelerated(const Eigen::Vector3d& acceleration, bool contact = true) {
+    write_moved([&](double t) -> Eigen::Vector3d { return acceleration * t * t / 2; },
+                {",LAnkleRoll_contact,RAnkleRoll_contact", contact ? ",1,1" : ",0,0"});
   }
 
   /// What the command says of motion.csv.
@@ -197,6 +204,27 @@ TEST_F(StandingTest, AccelerationOfReachOverHeightIsTheEdgeOfTipping) {
     EXPECT_EQ(span.at("why"), "tips");
     EXPECT_EQ(span.at("direction"), edge.name);
     EXPECT_NEAR(span.at("excess").at("value").get<double>(), 1e-3 * edge.reach + 2e-4, 2e-5);
+  }
+}
+
+// Below 5 mm and 0.05 m/s, unless somebody says otherwise: a sole that slides bears nothing, nor does one in the air.
+TEST_F(StandingTest, ASoleStandsWhileItIsNearTheGroundAndSlow) {
+  const struct {
+    Eigen::Vector3d place, velocity;
+    bool stands;
+  } cases[] = {{{0, 0, 0}, {0, 0, 0}, true},
+               {{0, 0, 0.004}, {0.03, -0.03, 0}, true},
+               {{0, 0, 0.006}, {0, 0, 0}, false},
+               {{0, 0, 0}, {0.06, 0, 0}, false},
+               {{0, 0, 0}, {0, -0.06, 0}, false},
+               {{0, 0, -0.02}, {0, 0, 0.06}, false},
+               {{0, 0, -0.02}, {-0.04, -0.04, 0}, false}};
+  for (const auto& [place, velocity, stands] : cases) {
+    write_moved([&at = place, &v = velocity](double t) -> Eigen::Vector3d { return at + v * t; });
+    EXPECT_EQ(ground(example).at("stands_throughout"), stands) << place << velocity;
+    for (const char* foot : {"LAnkleRoll_contact", "RAnkleRoll_contact"}) {
+      EXPECT_EQ(columns().at(foot), std::vector<double>(21, stands ? 1 : 0)) << place << velocity;
+    }
   }
 }
 
