@@ -138,6 +138,37 @@ TEST_F(StandingTest, AtRestTheGroundBearsTheWeightBelowTheCentreOfMass) {
   }
 }
 
+// By the columns alone, where motions pause: on one foot, on both of them, on one that is ahead of the other.
+TEST_F(StandingTest, WrenchesOfTheFileBalanceTheWeight) {
+  const std::pair<const char*, double> pauses[] = {
+      {"weight_shift", 2.25}, {"weight_shift", 5.25}, {"squat", 3}, {"slow_step", 0}, {"slow_step", 7}};
+  for (const auto& [motion, time] : pauses) {
+    const Columns all = results_of(fmt::format("{}/{}.csv", KORVEL_MOTIONS, motion), example);
+    const auto found = std::lower_bound(all.at("time").begin(), all.at("time").end(), time - 1e-6);
+    const auto row = static_cast<std::size_t>(found - all.at("time").begin());
+    const auto point = [&, &all = all](const std::string& name) {
+      return Eigen::Vector3d(all.at(name + "_x")[row], all.at(name + "_y")[row], all.at(name + "_z")[row]);
+    };
+    Eigen::Vector3d force(0, 0, -weight_);
+    Eigen::Vector3d moment_about_com(0, 0, 0);
+    for (const std::string foot : {"LAnkleRoll", "RAnkleRoll"}) {
+      const Eigen::Vector3d f = point(foot + "_force");
+      const Eigen::Vector3d m = point(foot + "_moment");
+      const Eigen::Vector3d origin = point(foot);
+      force += f;
+      moment_about_com += m + (origin - point("com")).cross(f);
+      if (f.z() < 0.05 * weight_) continue;
+      // About it, what the level ground does has no moment in the ground.
+      const Eigen::Vector3d pressure(all.at(foot + "_cop_x")[row], all.at(foot + "_cop_y")[row], 0);
+      const Eigen::Vector3d moment = m + (origin - pressure).cross(f);
+      EXPECT_LT(moment.head<2>().norm(), 1e-5 * weight_) << motion << " " << time << " " << foot;
+    }
+    EXPECT_LT(force.norm(), 1e-4 * weight_) << motion << " " << time;
+    // A tenth of a millimetre.
+    EXPECT_LT(moment_about_com.norm(), 1e-4 * weight_) << motion << " " << time;
+  }
+}
+
 TEST_F(StandingTest, FreeFlightNeedsNothing) {
   write_accelerated({0, 0, -9.81}, false);
   EXPECT_EQ(ground(example).at("stands_throughout"), true);
