@@ -17,5 +17,8 @@ def margins(path: str) -> Array:
     rows, columns = korvel.MASS_ENTRIES
     batch.mass(motion.q, packed=True)[:, rows == columns].sum()
     peak: float = batch.dynamics_sums(motion.q, motion.dq, motion.ddq).squares.max()
+    stand = batch.stand(motion.q, motion.dq, motion.ddq, korvel.Ground({"LAnkleRoll": korvel.Sole([[0, 0, 0]] * 3, 0.6)}))
+    falls = stand.verdict == korvel.Verdict.TIPS
+    peak += float(stand.zmp_margin[falls].min())
     result: Array = forces / np.float32(peak) + kinematics.com[:, :1] + kinematics.jacobian[:, 0]
     return result
