@@ -2,8 +2,8 @@
 """Finds a squat that spares the knees.
 
 The hips go down and up again as in motions/squat.csv. What is free is how the torso leans, how far the hips move
-forward and how high the arms are, at five times on the way down; cubic splines lie between, and the way up is the
-same backwards. Wanted are the values with the least peak torque of the knees with which the robot stands throughout, its
+forward and how high the arms are, at six times from standing to the lowest point; cubic splines lie between, and the way
+up is the same backwards. Wanted are the values with the least peak torque of the knees with which the robot stands throughout, its
 zero moment point no nearer to the edge of its soles than a margin. Differential evolution tries them, a generation at a
 time; every sample of every candidate is a state that stands on the ground.
 
@@ -39,7 +39,7 @@ ARM_DOWN = 1.4  # [rad]
 DEPTH = 0.07  # of the squat [m]
 DOWN, LOW, UP, END = 0.5, 2.5, 3.5, 5.5  # when it goes down, is there, goes up, is there [s]
 DURATION = 6.0
-KNOTS = np.linspace(DOWN, LOW, 6)[1:]
+KNOTS = np.linspace(DOWN, LOW, 6)
 # Lean of the torso [rad], the hips' way forward [m], shoulder pitch [rad].
 NAMES = ("lean", "forward", "arms")
 LOWEST, HIGHEST, AT_REST = (-0.2, -0.08, -1.5), (1.0, 0.08, 1.9), (0.0, 0.0, ARM_DOWN)
@@ -62,14 +62,9 @@ def mirrored(t: Array) -> Array:
 
 def curves(candidates: Array, t: Array) -> Dict[str, Array]:
     """What is free, ``[candidates, times]`` each, of candidates ``[candidates, 3 * knots]``."""
-    knots = np.concatenate(([DOWN], KNOTS))
     values = candidates.reshape(len(candidates), len(NAMES), len(KNOTS))
     at = np.maximum(mirrored(t), DOWN)
-    result = {}
-    for i, (name, rest) in enumerate(zip(NAMES, AT_REST)):
-        given = np.column_stack((np.full(len(candidates), rest), values[:, i]))
-        result[name] = CubicSpline(knots, given, axis=1, bc_type="clamped")(at)
-    return result
+    return {name: CubicSpline(KNOTS, values[:, i], axis=1, bc_type="clamped")(at) for i, name in enumerate(NAMES)}
 
 
 def coordinates(candidates: Array, t: Array) -> Array:
@@ -118,8 +113,10 @@ def states(candidates: Array, t: Array) -> Tuple[Floats, Floats, Floats]:
     # The derivative of what is told in turning axes.
     ddq[..., 0] -= turning * dq[..., 2]
     ddq[..., 2] += turning * dq[..., 0]
-    q, dq, ddq = (array.reshape(-1, q.shape[-1]).astype(np.float32) for array in (q, dq, ddq))
-    return q, dq, ddq
+    def rows(array: Array) -> Floats:
+        return array.reshape(-1, q.shape[-1]).astype(np.float32)
+
+    return rows(q), rows(dq), rows(ddq)
 
 
 class Squats:
@@ -140,7 +137,8 @@ class Squats:
         peak = np.abs(stand.forces[:, KNEES]).max(axis=1).reshape(each).max(axis=1)
         missing = np.maximum(MARGIN - stand.zmp_margin.reshape(each).min(axis=1), 0)
         residual = np.maximum(stand.residual.reshape(each).max(axis=1) - 1e-3, 0)
-        return np.nan_to_num(peak + 100 * missing + 10 * residual, nan=1e3)
+        costs: Array = np.nan_to_num(peak + 100 * missing + 10 * residual, nan=1e3)
+        return costs
 
     def torques(self, candidate: Array) -> Floats:
         stand = self.stands(candidate[None])
@@ -182,7 +180,7 @@ def main(arguments: List[str]) -> int:
     parser = argparse.ArgumentParser(description="Find a squat that spares the knees.")
     parser.add_argument("-o", "--output", type=pathlib.Path, help="motion file to write")
     parser.add_argument("--picture", type=pathlib.Path, help="picture to write: torques before and after")
-    parser.add_argument("--generations", type=int, default=120, help="of 45 candidates each (%(default)s)")
+    parser.add_argument("--generations", type=int, default=250, help="of 54 candidates each (%(default)s)")
     parser.add_argument("--seed", type=int, default=1, help="of what is tried (%(default)s)")
     options = parser.parse_args(arguments)
 

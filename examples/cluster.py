@@ -1,0 +1,145 @@
+#!/usr/bin/env python3
+"""Tries millions of squats on many machines, with Dask.
+
+A candidate is a number: whoever works on it draws its knots from it, makes its states and keeps only what is wanted of
+them, so that a task sends two numbers and returns a handful. The answer does not depend on how the work is cut, on who
+does it, or in which order it comes back: what is returned is whole numbers and the least of pairs, which have no
+rounding. A task that dies with its worker is done again by another.
+
+    python3 examples/cluster.py                                two processes on this machine
+    dask-scheduler &  dask-worker tcp://HOST:8786 ...          on each machine: korvel, and this folder in PYTHONPATH
+    python3 examples/cluster.py --scheduler tcp://HOST:8786 --candidates 10000000
+
+A task should take a second. The scheduler spends about a millisecond on each, so that tasks of a tenth of a second lose
+one part in a hundred, and tasks of a millisecond all; tasks of minutes leave workers idle at the end, and are lost whole
+with a worker. States are made where they are used: a state is 360 bytes, and a network of 10 Gbit/s carries fewer in a
+second than one processor computes.
+
+Needs numpy, scipy and dask's distributed.
+"""
+
+from __future__ import annotations
+
+import argparse
+import collections
+import functools
+import os
+import pathlib
+import sys
+import time
+from typing import Callable, Iterator, List, NamedTuple, Optional, Tuple
+
+import distributed
+import korvel
+import numpy as np
+
+import optimise_squat as squat
+
+BIN = 0.02  # N m, of the peak torque of the knees
+BINS = 200
+
+
+class Answer(NamedTuple):
+    """What is kept of candidates."""
+
+    best: Tuple[float, int]
+    """The least peak torque of the knees [N m] of those that stand with a margin, and which it is."""
+    stand: int
+    """How many those are."""
+    peaks: Tuple[int, ...]
+    """How many of them have a peak torque in each bin."""
+    states: int
+
+    def __add__(self, other: Answer) -> Answer:  # type: ignore[override]
+        return Answer(min(self.best, other.best), self.stand + other.stand,
+                      tuple(a + b for a, b in zip(self.peaks, other.peaks)), self.states + other.states)
+
+
+NOTHING = Answer((float("inf"), -1), 0, (0,) * BINS, 0)
+
+
+def knots(seed: int, candidate: int) -> squat.Array:
+    """Drawn from numbers alone (J. K. Salmon et al., Parallel random numbers: as easy as 1, 2, 3, 2011): on the way from
+    the example to anywhere."""
+    random = np.random.Generator(np.random.Philox(key=seed, counter=[0, 0, 0, candidate]))
+    lowest, highest = (np.repeat(bounds, len(squat.KNOTS)) for bounds in (squat.LOWEST, squat.HIGHEST))
+    return squat.example() + random.random() ** 2 * (random.uniform(lowest, highest) - squat.example())
+
+
+@functools.lru_cache(maxsize=1)
+def search() -> squat.Squats:
+    """One for each process. A worker has one thread: there are as many workers as processors."""
+    ground = korvel.Ground.read(squat.MOTIONS / "soles.csv")
+    return squat.Squats(korvel.Batch(threads=1), ground, np.arange(0, squat.DURATION + 0.01, 0.04))
+
+
+def evaluate(seed: int, first: int, last: int, at_once: int = 64) -> Tuple[Answer, float]:
+    """Of candidates first to last - 1, and the seconds that it took."""
+    start = time.perf_counter()
+    answer = NOTHING
+    for begin in range(first, last, at_once):
+        which = range(begin, min(begin + at_once, last))
+        stand = search().stands(np.array([knots(seed, candidate) for candidate in which]))
+        each = (len(which), -1)
+        peak = np.abs(stand.forces[:, squat.KNEES]).max(axis=1).reshape(each).max(axis=1)
+        stands = ((stand.residual <= 1e-3) & (stand.zmp_margin >= squat.MARGIN)).reshape(each).all(axis=1)
+        bins = np.bincount(np.minimum((peak[stands] / BIN).astype(int), BINS - 1), minlength=BINS)
+        least = min(((float(peak[i]), which[i]) for i in np.flatnonzero(stands)), default=NOTHING.best)
+        answer += Answer(least, int(stands.sum()), tuple(map(int, bins)), len(stand.residual))
+    return answer, time.perf_counter() - start
+
+
+def cut(candidates: int, task: int) -> Iterator[Tuple[int, int]]:
+    return ((first, min(first + task, candidates)) for first in range(0, candidates, task))
+
+
+def run(client: distributed.Client, candidates: int, task: int, seed: int,
+        on_progress: Optional[Callable[[int], None]] = None) -> Tuple[Answer, float]:
+    """The answer, and the seconds of all workers together. A few tasks for each worker are under way at a time, so that
+    neither side keeps a list of all."""
+    waiting = collections.deque(cut(candidates, task))
+    answer, busy, done = NOTHING, 0.0, 0
+    ahead = 4 * max(1, len(client.scheduler_info()["workers"]))
+    submit = functools.partial(client.submit, evaluate, seed, pure=False, retries=10)
+    under_way = distributed.as_completed([submit(*waiting.popleft()) for _ in range(min(ahead, len(waiting)))])
+    for future in under_way:
+        part, seconds = future.result()
+        answer, busy, done = answer + part, busy + seconds, done + 1
+        if waiting:
+            under_way.add(submit(*waiting.popleft()))
+        if on_progress:
+            on_progress(done)
+    return answer, busy
+
+
+def main(arguments: List[str]) -> int:
+    parser = argparse.ArgumentParser(description="Try many squats on many machines.")
+    parser.add_argument("--scheduler", help="of a cluster that is there; otherwise two processes on this machine")
+    parser.add_argument("--candidates", type=int, default=20000, help="to try (%(default)s)")
+    parser.add_argument("--task", type=int, default=1000, help="candidates of a task (%(default)s)")
+    parser.add_argument("--seed", type=int, default=1, help="(%(default)s)")
+    options = parser.parse_args(arguments)
+    if options.candidates < 1 or options.task < 1:
+        parser.error("expected at least one candidate, and one of a task")
+
+    here = str(pathlib.Path(__file__).resolve().parent)
+    os.environ["PYTHONPATH"] = os.pathsep.join([here, os.environ.get("PYTHONPATH", "")])  # of processes on this machine
+    scheduler = options.scheduler or distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None)
+    with distributed.Client(scheduler) as client:
+        client.wait_for_workers(1)
+        # Workers load the robot before anything is timed.
+        client.run(search)
+        workers = len(client.scheduler_info()["workers"])
+        start = time.perf_counter()
+        answer, busy = run(client, options.candidates, options.task, options.seed)
+        seconds = time.perf_counter() - start
+    print(f"best is candidate {answer.best[1]}: knees {answer.best[0]:.3f} N m; {answer.stand} of {options.candidates} stand")
+    print(f"{answer.states:,} states in {seconds:.1f} s on {workers} workers, {answer.states / seconds:,.0f} a second; "
+          f"{100 * (1 - busy / (workers * seconds)):.1f} % of the workers' time was not spent on them")
+    return 0
+
+
+if __name__ == "__main__":
+    import cluster  # by the name that workers know it by
+
+    sys.exit(cluster.main(sys.argv[1:]))

@@ -1,0 +1,62 @@
+"""Candidates on a cluster of two processes, one of which dies half way."""
+
+import os
+import signal
+import sys
+import unittest
+
+from support import ROOT, np
+
+try:
+    import distributed
+    import scipy  # noqa: F401
+except ImportError as error:
+    print(f"skipped: {error.name} is not installed")
+    sys.exit(77)
+
+sys.path.insert(0, os.path.join(ROOT, "examples"))
+import cluster  # noqa: E402
+import optimise_squat as squat  # noqa: E402
+
+
+class Cluster(unittest.TestCase):
+    CANDIDATES, SEED = 330, 7
+
+    def test_the_answer_does_not_depend_on_who_finds_it(self):
+        expected, _ = cluster.evaluate(self.SEED, 0, self.CANDIDATES)
+        self.assertGreater(expected.stand, 20)
+        self.assertLess(expected.stand, self.CANDIDATES - 20)
+        self.assertEqual(sum(expected.peaks), expected.stand)
+        parts = [cluster.evaluate(self.SEED, *part, at_once=7)[0] for part in cluster.cut(self.CANDIDATES, 41)]
+        self.assertEqual(sum(reversed(parts), cluster.NOTHING), expected)
+
+        pythonpath = os.pathsep.join([os.path.join(ROOT, "examples"), os.environ.get("PYTHONPATH", "")])
+        os.environ["PYTHONPATH"] = pythonpath
+        with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as local:
+            with distributed.Client(local) as client:
+                client.wait_for_workers(2)
+                pids = set(client.run(os.getpid).values())
+                killed = []
+
+                def kill_one(done):
+                    if done == 10:
+                        killed.append(min(pids))
+                        os.kill(killed[0], signal.SIGKILL)
+
+                answer, busy = cluster.run(client, self.CANDIDATES, 11, self.SEED, kill_one)
+                self.assertEqual(answer, expected)
+                self.assertGreater(busy, 0)
+                self.assertEqual(len(killed), 1)
+                # Another process has taken its place, or the other one has done all.
+                self.assertNotIn(killed[0], client.run(os.getpid).values())
+
+    def test_a_candidate_is_its_number(self):
+        a, b = (squat.states(np.array([cluster.knots(1, 5)]), np.arange(0, 6, 0.1)) for _ in range(2))
+        for one, other in zip(a, b):
+            self.assertTrue(np.array_equal(one, other))
+        self.assertFalse(np.array_equal(cluster.knots(1, 5), cluster.knots(1, 6)))
+        self.assertFalse(np.array_equal(cluster.knots(1, 5), cluster.knots(2, 5)))
+
+
+if __name__ == "__main__":
+    unittest.main()
