@@ -73,6 +73,7 @@ class Threads {
 
   /// Halves that are summed first, as the pool has them.
   template <typename Sum, typename SumOf>
+  // NOLINTNEXTLINE(misc-no-recursion): as deep as n can be halved
   static Sum sum_alone(Tiles tiles, std::ptrdiff_t n, const SumOf& sum_of) {
     if (!tiles.is_divisible()) return sum_of(stretch(tiles, n));
     const Tiles second(tiles, tbb::split());

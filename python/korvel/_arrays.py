@@ -17,8 +17,9 @@ View = Tuple[int, int, int, int]
 """Address, and strides of states, numbers and tiles, in bytes."""
 
 FLOAT32 = np.dtype(np.float32)
-_of_contiguous_and_writable: Callable[[Any], ctypes.c_char] = ctypes.c_char.from_buffer
-_addressof = ctypes.addressof
+# Together where an array begins that is C-contiguous, writable and not empty, in a third of the time of array.ctypes.data.
+at: Callable[[Any], ctypes.c_char] = ctypes.c_char.from_buffer
+addressof = ctypes.addressof
 
 
 def as_float32(values: npt.ArrayLike, name: str, convert: bool) -> Array:
@@ -54,21 +55,20 @@ def require_output(out: object, name: str, shape: Tuple[int, ...], others: Seque
 
 def address(array: npt.NDArray[Any]) -> int:
     """Where an array that is not empty begins."""
-    try:  # A third of the time of array.ctypes.data, of nearly all arrays.
-        return _addressof(_of_contiguous_and_writable(array))
+    try:
+        return addressof(at(array))
     except (TypeError, ValueError, BufferError):
         return array.ctypes.data
 
 
 def view(array: Array) -> View:
     """Of states ``[n, numbers]`` or ``[numbers]``."""
-    strides = array.strides
-    if len(strides) == 1:
-        return address(array), 0, strides[0], 0
     try:
-        return _addressof(_of_contiguous_and_writable(array)), strides[0], strides[1], 0
+        begin = addressof(at(array))
     except (TypeError, ValueError, BufferError):
-        return array.ctypes.data, strides[0], strides[1], 0
+        begin = array.ctypes.data
+    strides = array.strides
+    return begin, strides[0] if len(strides) > 1 else 0, strides[-1], 0
 
 
 def view_of_blocks(array: Array, name: str, axes: int) -> View:

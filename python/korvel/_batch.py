@@ -12,7 +12,8 @@ import numpy as np
 import numpy.typing as npt
 
 from korvel import _batch_library as library
-from korvel._arrays import FLOAT32, Array, View, address, as_float32, require_output, require_shape, view, view_of_blocks
+from korvel._arrays import (FLOAT32, Array, View, address, addressof, as_float32, at, require_output, require_shape,
+                            view, view_of_blocks)
 from korvel._errors import Error
 from korvel._robot import BODIES, COORDINATES, MASS_ENTRIES
 from korvel._stand import Ground, Stand, StandSums
@@ -36,7 +37,9 @@ _SOLE = struct.Struct("ifPn")
 _GROUND = struct.Struct("fPnPnnn")
 _force_sums = np.dtype([("largest", np.float32, _coordinates), ("squares", np.float64, _coordinates)])
 _stand_sums = np.dtype([("forces", _force_sums), ("least_margin", np.float32), ("unbearable", np.intp)], align=True)
+_numbers = (_coordinates,)
 _empty = np.empty
+_ndarray = np.ndarray
 
 
 class _Memory:
@@ -185,9 +188,10 @@ class Batch:
         handle, memory = self._handle, _take()
         try:
             if views is None:
-                _pack_6(memory.bytes, 0, *view(q), address(out[0]), _POSES, 4, 0, address(out[1]), _POSES, 4, 0,
-                        address(out[2]), _POINT, 4, 0, address(out[3]), _POINT, 4, 0,
-                        address(out[4]) if out[4] is not None else 0, _JACOBIAN, 4, 0)
+                _pack_6(memory.bytes, 0, *view(q),
+                        addressof(at(out[0])), _POSES, 4, 0, addressof(at(out[1])), _POSES, 4, 0,
+                        addressof(at(out[2])), _POINT, 4, 0, addressof(at(out[3])), _POINT, 4, 0,
+                        0 if out[4] is None else addressof(at(out[4])), _JACOBIAN, 4, 0)
             else:
                 _pack_6(memory.bytes, 0, *view(q), *views)
             status = library.kinematics(handle.pointer, lead[0] if lead else 1, memory.first, memory.second)
@@ -338,6 +342,8 @@ def _lead(q: Array) -> Tuple[int, ...]:
     shape = q.shape
     if not 1 <= len(shape) <= 2 or shape[-1] != _coordinates:
         raise Error(f"q: expected shape [n, {_coordinates}] or [{_coordinates}], found {list(shape)}")
+    if shape[0] == 0:
+        raise Error("n is 0: there must be at least one state")
     return shape[:-1]
 
 
@@ -356,11 +362,14 @@ def _views(out: Kinematics, lead: Tuple[int, ...], jacobian: bool, q: Array) -> 
 
 
 def _motion(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, convert: bool) -> Tuple[Array, Array, Array]:
+    if (isinstance(q, _ndarray) and isinstance(dq, _ndarray) and isinstance(ddq, _ndarray)
+            and q.dtype is dq.dtype is ddq.dtype is FLOAT32 and q.shape == dq.shape == ddq.shape
+            and q.shape[-1:] == _numbers and q.ndim < 3 and q.shape[0]):
+        return q, dq, ddq  # In half the time, which is a tenth of that of a single state.
     q, dq, ddq = as_float32(q, "q", convert), as_float32(dq, "dq", convert), as_float32(ddq, "ddq", convert)
     _lead(q)
-    if not q.shape == dq.shape == ddq.shape:
-        require_shape(dq, "dq", q.shape)
-        require_shape(ddq, "ddq", q.shape)
+    require_shape(dq, "dq", q.shape)
+    require_shape(ddq, "ddq", q.shape)
     return q, dq, ddq
 
 
