@@ -1,11 +1,15 @@
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <memory>
 
 #include "batch/arguments.h"
 #include "batch/instruction_sets.h"
 #include "batch/kernels/mass_entries.h"
 #include "batch/refusal.h"
+#include "batch/standing.h"
 #include "batch/threads.h"
 
 using namespace korvel::batch;
@@ -74,6 +78,25 @@ FoldedSums folded(const ForceSums& sums) noexcept {
     }
   }
   return result;
+}
+
+/// Sums over a stretch of states on the ground.
+struct FoldedStandSums {
+  FoldedSums forces;
+  float least_margin = std::numeric_limits<float>::infinity();
+  std::ptrdiff_t unbearable;
+
+  friend FoldedStandSums operator+(const FoldedStandSums& a, const FoldedStandSums& b) noexcept {
+    const bool is_a = std::isnan(a.least_margin) || a.least_margin < b.least_margin;
+    return {a.forces + b.forces, is_a ? a.least_margin : b.least_margin, a.unbearable + b.unbearable};
+  }
+};
+
+korvel_batch_force_sums as_contract_has_it(const FoldedSums& total) noexcept {
+  korvel_batch_force_sums sums;
+  std::memcpy(sums.largest, total.largest, sizeof total.largest);
+  std::copy_n(total.squares, coordinate_count, sums.squares);
+  return sums;
 }
 
 }  // namespace
@@ -200,7 +223,52 @@ int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t n, const korvel_b
       compute(states, &of_stretch);
       return folded(of_stretch);
     });
-    std::memcpy(sums->largest, total.largest, sizeof total.largest);
-    std::copy_n(total.squares, coordinate_count, sums->squares);
+    *sums = as_contract_has_it(total);
+  });
+}
+
+int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
+                       const korvel_batch_input* dq, const korvel_batch_input* ddq, const korvel_batch_ground* ground,
+                       const korvel_batch_stand_results* results, korvel_batch_stand_sums* sums) {
+  return status_of([&] {
+    const korvel_batch& b = checked(batch);
+    require_count(n);
+    const Motion motion{checked_input(q, "q", n, coordinate_count), checked_input(dq, "dq", n, coordinate_count),
+                        checked_input(ddq, "ddq", n, coordinate_count)};
+    const std::shared_ptr<const Ground> stood_on = checked_ground(ground, n);
+    const int soles = static_cast<int>(ground->sole_count);
+    const korvel_batch_stand_results none{};
+    const korvel_batch_stand_results& r = results == nullptr ? none : *results;
+    const StandResults wanted{checked_output(&r.forces, "forces", n, coordinate_count),
+                              checked_output(&r.loads, "loads", n, 6 * soles),
+                              checked_output(&r.pressure, "pressure", n, 2 * soles),
+                              checked_output(&r.zmp, "zmp", n, 2),
+                              checked_output(&r.zmp_margin, "zmp_margin", n, 1),
+                              checked_output(&r.residual, "residual", n, 1),
+                              checked_output(&r.verdict, "verdict", n, 1)};
+    const Output* const all[]{&wanted.forces,     &wanted.loads,    &wanted.pressure, &wanted.zmp,
+                              &wanted.zmp_margin, &wanted.residual, &wanted.verdict};
+    if (sums == nullptr && std::all_of(std::begin(all), std::end(all), [](auto* o) { return o->data == nullptr; })) {
+      throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: none has data, sums is null"};
+    }
+    // A state takes some fifty times as long as others do.
+    constexpr std::ptrdiff_t worth = 2 * tile_size;
+    // Each asks for the mass matrices of many more.
+    const KernelSet& kernels = b.set.kernels(tile_size);
+    if (sums == nullptr) {
+      b.threads.for_each_stretch(
+          n, [&](const Stretch& states) { stand(kernels, b.masses, states, motion, *stood_on, wanted, nullptr); },
+          worth);
+      return;
+    }
+    const auto total = b.threads.sum<FoldedStandSums>(
+        n,
+        [&](const Stretch& states) {
+          StandSums of_stretch{{}, std::numeric_limits<float>::infinity(), 0};
+          stand(kernels, b.masses, states, motion, *stood_on, wanted, &of_stretch);
+          return FoldedStandSums{folded(of_stretch.forces), of_stretch.least_margin, of_stretch.unbearable};
+        },
+        worth);
+    *sums = {as_contract_has_it(total.forces), total.least_margin, total.unbearable};
   });
 }

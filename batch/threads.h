@@ -31,28 +31,32 @@ class Threads {
 
   int count() const noexcept { return count_; }
 
-  /// work(stretch) for stretches that together are all n states.
+  /// States that are worth the handing over, which takes about as long as some of them.
+  static constexpr std::ptrdiff_t shortest = 32 * tile_size;
+
+  /// work(stretch) for stretches that together are all n states; none is cut that is not longer than `worth`, some
+  /// tiles.
   template <typename Work>
-  void for_each_stretch(std::ptrdiff_t n, const Work& work) const {
-    if (n <= shortest || works_alone()) return work(Stretch{0, n});
-    pool_->arena.execute([&] { tbb::parallel_for(tiles_of(n), [&](const Tiles& tiles) { work(stretch(tiles, n)); }); });
+  void for_each_stretch(std::ptrdiff_t n, const Work& work, std::ptrdiff_t worth = shortest) const {
+    if (n <= worth || works_alone()) return work(Stretch{0, n});
+    pool_->arena.execute(
+        [&] { tbb::parallel_for(tiles_of(n, worth), [&](const Tiles& tiles) { work(stretch(tiles, n)); }); });
   }
 
   /// The sum of sum_of(stretch) over all states. How they are cut and in which order sums are added depends on n alone.
   template <typename Sum, typename SumOf>
-  Sum sum(std::ptrdiff_t n, const SumOf& sum_of) const {
-    if (works_alone()) return sum_alone<Sum>(tiles_of(n), n, sum_of);
+  Sum sum(std::ptrdiff_t n, const SumOf& sum_of, std::ptrdiff_t worth = shortest) const {
+    if (n <= worth || works_alone()) return sum_alone<Sum>(tiles_of(n, worth), n, sum_of);
     return pool_->arena.execute([&] {
       return tbb::parallel_deterministic_reduce(
-          tiles_of(n), Sum{}, [&](const Tiles& tiles, const Sum& before) { return before + sum_of(stretch(tiles, n)); },
+          tiles_of(n, worth), Sum{},
+          [&](const Tiles& tiles, const Sum& before) { return before + sum_of(stretch(tiles, n)); },
           [](const Sum& a, const Sum& b) { return a + b; });
     });
   }
 
  private:
   using Tiles = tbb::blocked_range<std::ptrdiff_t>;
-  /// States that are worth the handing over, which takes about as long as some of them.
-  static constexpr std::ptrdiff_t shortest = 32 * tile_size;
 
   struct Pool {
     explicit Pool(int count);
@@ -60,7 +64,9 @@ class Threads {
     tbb::task_arena arena;
   };
 
-  static Tiles tiles_of(std::ptrdiff_t n) { return {0, (n - 1) / tile_size + 1, shortest / tile_size}; }
+  static Tiles tiles_of(std::ptrdiff_t n, std::ptrdiff_t worth) {
+    return {0, (n - 1) / tile_size + 1, static_cast<std::size_t>(worth / tile_size)};
+  }
   static Stretch stretch(const Tiles& tiles, std::ptrdiff_t n) {
     return {tiles.begin() * tile_size, std::min(tiles.end() * tile_size, n)};
   }

@@ -135,6 +135,7 @@ Distribution distribute(const Wrench& wrench, const std::vector<ContactPoint>& p
 
 double least_friction(const Wrench& wrench, std::vector<ContactPoint> points, double weight, double known) {
   constexpr double most = 100;
+  if (known > most) return known;
   const auto residual = [&](double friction) {
     for (ContactPoint& point : points) point.cone.friction = friction;
     return distribute(wrench, points, weight).residual;

@@ -11,8 +11,6 @@ struct Wrench {
   Eigen::Vector3d moment = Eigen::Vector3d::Zero();
 };
 
-inline Wrench operator+(const Wrench& a, const Wrench& b) { return {a.force + b.force, a.moment + b.moment}; }
-
 /// The same wrench in other axes: `rotation` maps coordinates from the old to the new ones.
 inline Wrench rotated(const Eigen::Matrix3d& rotation, const Wrench& wrench) {
   return {rotation * wrench.force, rotation * wrench.moment};

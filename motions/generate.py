@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Writes the example motions: squat.csv, wave.csv and weight_shift.csv.
+"""Writes the example motions: squat.csv, wave.csv, weight_shift.csv, slow_step.csv and fast_step.csv.
 
 Each file has a header row and 100 samples per second: the time [s], the root's position [m] and its roll, pitch and
 yaw [rad] in the world, and the angles of the joints that move [rad]. All motions start and end at rest. The feet stay
-flat on the floor z = 0, where they are below the hips.
+flat and on the floor z = 0, where they are below the hips; in the steps the right one is lifted and put down ahead. The
+fast step is the one that cannot be stood: to show what is said of such a motion.
 """
 
 import argparse
@@ -31,27 +32,34 @@ def glide(keys, t):
     return keys[-1][1]
 
 
-def stand(forward=0.0, left=0.0, height=STANDING, lean=0.0):
-    """Stance with flat feet and the arms down. The hips are displaced by `forward` and `left` from above the ankles,
-    at `height` over them; the torso leans forward by `lean`. Only one of `left` and `lean` may be other than zero:
-    both together would turn the feet.
+def leg(x, y, z, lean):
+    """Angles of a leg whose ankle is at x, y, z from its hip, in a torso that leans forward by `lean`; its foot is flat
+    if not both y and `lean` are other than zero.
     """
-    # From hip to ankle, in the torso.
-    ankle_x = height * math.sin(lean) - forward * math.cos(lean)
-    ankle_y = -left
-    ankle_z = -height * math.cos(lean) - forward * math.sin(lean)
-
-    hip_roll = math.atan2(ankle_y, -ankle_z)
-    length = math.hypot(ankle_y, ankle_z)
-    knee = math.acos((ankle_x**2 + length**2 - THIGH**2 - SHANK**2) / (2 * THIGH * SHANK))
-    hip_pitch = math.atan2(-ankle_x, length) - math.atan2(SHANK * math.sin(knee), THIGH + SHANK * math.cos(knee))
-    leg = {
+    hip_roll = math.atan2(y, -z)
+    length = math.hypot(y, z)
+    knee = math.acos((x**2 + length**2 - THIGH**2 - SHANK**2) / (2 * THIGH * SHANK))
+    hip_pitch = math.atan2(-x, length) - math.atan2(SHANK * math.sin(knee), THIGH + SHANK * math.cos(knee))
+    return {
         "HipRoll": hip_roll,
         "HipPitch": hip_pitch,
         "KneePitch": knee,
         "AnklePitch": -lean - hip_pitch - knee,
         "AnkleRoll": -hip_roll,
     }
+
+
+def stand(forward=0.0, left=0.0, height=STANDING, lean=0.0, feet=((0.0, 0.0), (0.0, 0.0))):
+    """Stance with flat feet and the arms down. The hips are displaced by `forward` and `left` from above where the
+    ankles stand at first, at `height` over them; the torso leans forward by `lean`. Only one of `left` and `lean` may be
+    other than zero: both together would turn the feet. `feet`, the left and the right one, are displaced from there
+    forward and up.
+    """
+
+    def leg_to(foot):
+        x, z = foot[0] - forward, foot[1] - height
+        return leg(x * math.cos(lean) - z * math.sin(lean), -left, x * math.sin(lean) + z * math.cos(lean), lean)
+
     return {
         "x": forward - HIP_HEIGHT_IN_TORSO * math.sin(lean),
         "y": left,
@@ -61,7 +69,7 @@ def stand(forward=0.0, left=0.0, height=STANDING, lean=0.0):
         "yaw": 0.0,
         "LShoulderPitch": ARM_DOWN,
         "RShoulderPitch": ARM_DOWN,
-        **{side + joint: angle for side in "LR" for joint, angle in leg.items()},
+        **{side + joint: angle for side, foot in zip("LR", feet) for joint, angle in leg_to(foot).items()},
     }
 
 
@@ -95,6 +103,26 @@ def weight_shift(t):
     return stand(left=0.066 * sway, height=0.185)
 
 
+def slow_step(t):
+    """Onto the left leg, a step forward with the right one, and the weight between the feet."""
+    onto_left = glide([(0.5, 0), (2.0, 1), (4.5, 1), (6.0, 0)], t)
+    swing = glide([(2.4, 0), (4.1, 1)], t)
+    lift = glide([(2.2, 0), (3.1, 1), (3.4, 1), (4.3, 0)], t)
+    hips = glide([(2.4, 0), (6.0, 1)], t)
+    # A little beyond above the left ankle: the right foot is free before it is lifted.
+    return stand(
+        forward=0.03 * hips,
+        left=0.072 * onto_left,
+        height=0.18,
+        feet=((0.0, 0.0), (0.06 * swing, 0.025 * lift)),
+    )
+
+
+def fast_step(t):
+    """The same in a fifth of the time: who moves so falls."""
+    return slow_step(5 * t)
+
+
 def write(path, motion, duration):
     samples = [{"time": i / RATE, **motion(i / RATE)} for i in range(duration * RATE + 1)]
     with path.open("w", newline="") as file:
@@ -111,6 +139,8 @@ def main():
     write(directory / "squat.csv", squat, duration=6)
     write(directory / "wave.csv", wave, duration=7)
     write(directory / "weight_shift.csv", weight_shift, duration=8)
+    write(directory / "slow_step.csv", slow_step, duration=7)
+    write(directory / "fast_step.csv", fast_step, duration=2)
 
 
 if __name__ == "__main__":

@@ -24,7 +24,8 @@ template <typename Model>
 
 template <typename Model>
 [[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeInverseDynamics() noexcept {
-  metapod::jcalc<Model>::run(robot_, q_.data(), angles_, dq_.data());
+  update_joints();
+  metapod::jcalc_vel<Model>::run(robot_, dq_.data());
   metapod::rnea<Model, false>::run(robot_, ddq_.data(), fext_, torques_.data());
 }
 

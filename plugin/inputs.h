@@ -43,8 +43,9 @@ template <typename Model>
 void MetapodRigidBodySystem<Model>::setRootPose(const QZ::Math::Transform& pose) noexcept {
   const QZ::Math::Position6D p = QZ::Math::position6DFromTransform(pose);
   set_root(q_, {p.x, p.y, p.z, p.ax, p.ay, p.az});
-  angles_.take_root(q_.data());
-  poses_[root] = QZ::Math::transformFromPosition6D({q_(0), q_(1), q_(2), q_(3), q_(4), q_(5)});
+  angles_.take_root(p.ax, p.ay, p.az);
+  const auto [q, sine, cosine] = angles_.template of<metapod::NodeOf<Model, root>>(q_.data());
+  poses_[root] = QZ::Math::transformFromPosition6D(p, {sine[3], sine[4], sine[5]}, {cosine[3], cosine[4], cosine[5]});
 }
 
 template <typename Model>
@@ -83,6 +84,7 @@ template <typename Model>
 void MetapodRigidBodySystem<Model>::setJointAnglesPos(const JointValues& values) noexcept {
   assert(values.size() >= Eigen::Index{joint_count} && "setJointAnglesPos: too few values");
   set_joints(q_, values);
+  joints_are_current_ = false;
 }
 
 template <typename Model>
@@ -101,6 +103,7 @@ template <typename Model>
 void MetapodRigidBodySystem<Model>::setJointAnglePos(unsigned long j, float value) noexcept {
   assert(j < joint_count && "setJointAnglePos: joint-angle index out of range");
   q_(dof(j)) = value;
+  joints_are_current_ = false;
 }
 
 template <typename Model>

@@ -15,8 +15,20 @@ inline QZ::Math::Position3D divided(const metapod::Spatial::Vector3& first_momen
 }
 
 template <typename Model>
-[[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeFwdKinematicsExceptRoot() noexcept {
+[[gnu::noinline, gnu::flatten]] void MetapodRigidBodySystem<Model>::pass_joints() noexcept {
   metapod::jcalc_pos<Model>::run(robot_, q_.data(), angles_);
+  joints_are_current_ = true;
+}
+
+template <typename Model>
+void MetapodRigidBodySystem<Model>::update_joints() noexcept {
+  if (!joints_are_current_) return pass_joints();
+  metapod::jcalc_pos<Model>::run_root(robot_, q_.data(), angles_);
+}
+
+template <typename Model>
+[[gnu::flatten]] void MetapodRigidBodySystem<Model>::computeFwdKinematicsExceptRoot() noexcept {
+  update_joints();
   metapod::fwd_kin_iX1<Model>::run(robot_, iX1_, jacobianInRoot_.data(), moments_);
   poses_in_root<Model>::run(iX1_, posesInRoot_.data());
   comInRoot_ = divided(moments_.sum(), mass_);

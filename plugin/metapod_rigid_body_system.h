@@ -117,15 +117,20 @@ class MetapodRigidBodySystem final : public RigidBodySystem {
   static void set_joints(Coordinates& coordinates, const JointValues& values) noexcept;
   static void set_root(Coordinates& coordinates, const RootCoordinates& values) noexcept;
 
+  /// The joint pass, unless nodes are still as the last one left them but for the root.
+  void update_joints() noexcept;
+  void pass_joints() noexcept;
+
   Model robot_;                                   ///< what the algorithms leave in the nodes
   Coordinates q_ = Coordinates::Zero();           ///< positions: root x, y, z, angles about x, y, z; joint angles
   metapod::SinesAndCosines<Model> angles_;        ///< of q_: the root's are current, the others those of the last pass
+  bool joints_are_current_ = false;               ///< no joint was set since the last joint pass
   Coordinates dq_ = Coordinates::Zero();          ///< root linear, angular velocity in its frame; joint velocities
   Coordinates ddq_ = Coordinates::Zero();         ///< time derivative of dq_
   Coordinates torques_ = Coordinates::Zero();     ///< generalized forces
   metapod::ExternalForces<Model> fext_;           ///< external force on each body, in its frame
-  Jacobian jacobianInRoot_;                       ///< 6 x 30
-  Eigen::MatrixXf generalizedMass_;               ///< 30 x 30
+  Jacobian jacobianInRoot_;                       ///< 6 x coordinates
+  Eigen::MatrixXf generalizedMass_;               ///< coordinates x coordinates
   std::vector<QZ::Math::Transform> poses_;        ///< world poses of the bodies, then of the volatile frames
   std::vector<QZ::Math::Transform> posesInRoot_;  ///< [0] is never written: the identity
   metapod::RootToBody<Model> iX1_;                ///< from the root to each body

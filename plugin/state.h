@@ -26,7 +26,7 @@ MetapodRigidBodySystem<Model>::MetapodRigidBodySystem()
     jacobianInRoot_.col(static_cast<Eigen::Index>(d)) << column.w.x, column.w.y, column.w.z, column.v.x, column.v.y,
         column.v.z;
   }
-  angles_.take_root(q_.data());
+  angles_.take_root(q_(3), q_(4), q_(5));
   mass_ = 0;
   for (const auto& inertia : Model::inertias()) mass_ += inertia.m;
 }

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "qzmath/arctangent.h"
+
 namespace QZ::Math {
 
 namespace {
@@ -16,41 +18,40 @@ SineCosine sine_cosine(float angle) noexcept {
   return {static_cast<float>(std::sin(a)), static_cast<float>(std::cos(a))};
 }
 
-float atan2_rounded(double y, double x) noexcept { return static_cast<float>(std::atan2(y, x)); }
-
 }  // namespace
 
 Transform transformFromPosition6D(const Position6D& position) noexcept {
   const auto [sx, cx] = sine_cosine(position.ax);
   const auto [sy, cy] = sine_cosine(position.ay);
   const auto [sz, cz] = sine_cosine(position.az);
-  Transform pose;
-  pose.r00 = cy * cz;
-  pose.r01 = sy * (sx * cz) - cx * sz;
-  pose.r02 = sx * sz + cz * cx * sy;
-  pose.r10 = cy * sz;
-  pose.r11 = sx * sy * sz + cz * cx;
-  pose.r12 = sy * cx * sz - sx * cz;
-  pose.r20 = -sy;
-  pose.r21 = sx * cy;
-  pose.r22 = cx * cy;
-  pose.tx = position.x;
-  pose.ty = position.y;
-  pose.tz = position.z;
-  return pose;
+  return transformFromPosition6D(position, {sx, sy, sz}, {cx, cy, cz});
 }
 
 Position6D position6DFromTransform(const Transform& pose) noexcept {
-  const auto r00 = static_cast<double>(pose.r00);
-  const auto r10 = static_cast<double>(pose.r10);
-  const float az = atan2_rounded(r10, r00);
-  const float ay = atan2_rounded(-static_cast<double>(pose.r20), std::hypot(r00, r10));
-  // Rz(az)^T R = Ry(ay) Rx(ax) has the second row (0, cos ax, -sin ax). Undoing the az that was just chosen
-  // keeps the rotation even where r00 and r10 vanish and az is arbitrary.
-  const double sz = std::sin(static_cast<double>(az));
-  const double cz = std::cos(static_cast<double>(az));
-  const float ax = atan2_rounded(sz * static_cast<double>(pose.r02) - cz * static_cast<double>(pose.r12),
-                                 cz * static_cast<double>(pose.r11) - sz * static_cast<double>(pose.r01));
+  const auto r00 = static_cast<double>(pose.r00), r01 = static_cast<double>(pose.r01);
+  const auto r02 = static_cast<double>(pose.r02), r10 = static_cast<double>(pose.r10);
+  const auto r11 = static_cast<double>(pose.r11), r12 = static_cast<double>(pose.r12);
+  const auto r20 = static_cast<double>(pose.r20);
+
+  // Rz(az)^T R = Ry(ay) Rx(ax) has the second row (0, cos ax, -sin ax): here with az as it is before it is rounded,
+  // (c, s) along (cos az, sin az). Where r00 and r10 vanish az is 0 or pi, and keeps the rotation.
+  const double square = r00 * r00 + r10 * r10;
+  const double c = square > 0 ? r00 : std::copysign(1.0, r00);
+  const double s = r10;
+  const double sine = s * r02 - c * r12;
+  const double cosine = c * r11 - s * r01;
+  const internal::Doubles y[]{{r10, -r20}, {sine, 0}};
+  const internal::Doubles x[]{{r00, std::sqrt(square)}, {cosine, 1}};
+  internal::Doubles angles[internal::pairs];
+  internal::angles_of_points(y, x, angles);
+
+  const auto az = static_cast<float>(angles[0][0]);
+  const auto ay = static_cast<float>(angles[0][1]);
+  // What rounding does to az, ax has to make good: its derivative by az.
+  const double rounding = static_cast<double>(az) - angles[0][0];
+  const double size = sine * sine + cosine * cosine;
+  const double slope = (cosine * (c * r02 + s * r12) + sine * (s * r11 + c * r01)) / (size > 0 ? size : 1);
+  const auto ax = static_cast<float>(angles[1][0] + slope * rounding);
   return {pose.tx, pose.ty, pose.tz, ax, ay, az};
 }
 

@@ -72,6 +72,27 @@ constexpr Position3D operator*(const Transform& pose, const Position3D& p) noexc
 /// Pose [Rz(az) Ry(ay) Rx(ax) | (x, y, z)].
 Transform transformFromPosition6D(const Position6D& position) noexcept;
 
+/// The same, where sines and cosines of the three angles are known.
+constexpr Transform transformFromPosition6D(const Position6D& position, const Position3D& sines,
+                                            const Position3D& cosines) noexcept {
+  const auto& [sx, sy, sz] = sines;
+  const auto& [cx, cy, cz] = cosines;
+  Transform pose;
+  pose.r00 = cy * cz;
+  pose.r01 = sy * (sx * cz) - cx * sz;
+  pose.r02 = sx * sz + cz * cx * sy;
+  pose.r10 = cy * sz;
+  pose.r11 = sx * sy * sz + cz * cx;
+  pose.r12 = sy * cx * sz - sx * cz;
+  pose.r20 = -sy;
+  pose.r21 = sx * cy;
+  pose.r22 = cx * cy;
+  pose.tx = position.x;
+  pose.ty = position.y;
+  pose.tz = position.z;
+  return pose;
+}
+
 /// Translation and angles of a pose, the inverse of transformFromPosition6D.
 ///
 /// Works for every rotation, those with ay = +-pi/2 included, where ax and az turn about the same axis and any

@@ -19,21 +19,21 @@ int just(const RobotSize&) {
 }
 
 template <typename Value>
-void put(float* to, const Value& value) {
+void copy_to(float* to, const Value& value) {
   std::memcpy(to, &value, sizeof(value));
 }
-void put(float* to, const tesk::FloatRange& view) { std::copy(view.begin(), view.end(), to); }
-void put(float* to, const Eigen::MatrixXf& matrix) { std::copy_n(matrix.data(), matrix.size(), to); }
-void put(float* to, const Robot::Jacobian& matrix) { std::copy_n(matrix.data(), matrix.size(), to); }
+void copy_to(float* to, const tesk::FloatRange& view) { std::copy(view.begin(), view.end(), to); }
+void copy_to(float* to, const Eigen::MatrixXf& matrix) { std::copy_n(matrix.data(), matrix.size(), to); }
+void copy_to(float* to, const Robot::Jacobian& matrix) { std::copy_n(matrix.data(), matrix.size(), to); }
 
 template <auto pose, auto count = &Robot::getNbBodies>
 void read_poses(const Robot& robot, float* to) {
-  for (unsigned long i = 0; i < (robot.*count)(); ++i, to += 12) put(to, (robot.*pose)(i));
+  for (unsigned long i = 0; i < (robot.*count)(); ++i, to += 12) copy_to(to, (robot.*pose)(i));
 }
 
 template <auto get>
 void read(const Robot& robot, float* to) {
-  put(to, (robot.*get)());
+  copy_to(to, (robot.*get)());
 }
 
 constexpr const QZ::Math::Position3D& (Robot::*com)() const noexcept = &Robot::getComPosition;

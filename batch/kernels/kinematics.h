@@ -21,7 +21,7 @@ struct JacobianRows {
   PackOf<n>& at(int row, int column) noexcept { return values[coordinate_count * row + column]; }
 
   template <typename Node>
-  void put(const metapod::Spatial::MotionT<PackOf<n>>& motion) noexcept {
+  void scatter(const metapod::Spatial::MotionT<PackOf<n>>& motion) noexcept {
     constexpr int column = Node::dof_index;
     at(0, column) = motion.w.x;
     at(1, column) = motion.w.y;
@@ -37,14 +37,14 @@ struct JacobianRows {
 /// Where no jacobian is wanted.
 struct NoJacobian {
   template <typename Node, typename Motion>
-  void put(const Motion&) noexcept {}
+  void scatter(const Motion&) noexcept {}
 };
 
 /// The sum of first moments, in the order of the bodies.
 template <int n>
 struct SumOfMoments {
   template <typename Node>
-  void put(const metapod::Spatial::Vector3T<PackOf<n>>& moment) noexcept {
+  void scatter(const metapod::Spatial::Vector3T<PackOf<n>>& moment) noexcept {
     sum = sum + moment;
   }
 

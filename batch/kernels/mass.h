@@ -10,7 +10,7 @@ namespace korvel::batch {
 template <int n>
 struct PackedMass {
   template <typename J, typename I, typename Columns>
-  void put(const Columns& block) noexcept {
+  void scatter(const Columns& block) noexcept {
     metapod::Spatial::unrolled<I::Joint::dof>([&](auto c) {
       metapod::Spatial::unrolled<J::Joint::dof>([&](auto r) {
         constexpr int place = place_of<J::dof_index + static_cast<int>(decltype(r)::value),

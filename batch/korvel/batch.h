@@ -2,7 +2,7 @@
 #define KORVEL_BATCH_H
 
 /* clang-format off */
-/* Kinematics, mass matrix and inverse dynamics of many states of the robot at once.
+/* Kinematics, mass matrix, inverse dynamics and the stand on the ground, of many states of the robot at once.
  *
  * States   A state has 30 coordinates: the root's position x, y, z [m] and its angles about x, y and z [rad] of the
  *          orientation Rz Ry Rx, then 24 joint angles [rad]. Velocities are the root's linear [m/s] and angular
@@ -48,7 +48,7 @@ typedef enum korvel_batch_status {
   KORVEL_BATCH_COUNT = 2,           /* a number of states, wrenches or threads that there cannot be */
   KORVEL_BATCH_LAYOUT = 3,          /* strides or an address that no array of floats has, or results that overlap */
   KORVEL_BATCH_BODY = 4,            /* a body that there is not, or one twice */
-  KORVEL_BATCH_VALUE = 5,           /* a mass or an inertia that is not finite */
+  KORVEL_BATCH_VALUE = 5,           /* a number that is not finite, or no mass or sole that there can be */
   KORVEL_BATCH_INSTRUCTION_SET = 6, /* an instruction set that is not known, or that this processor has not */
   KORVEL_BATCH_MEMORY = 7           /* no memory */
 } korvel_batch_status;
@@ -152,6 +152,74 @@ KORVEL_BATCH_API int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t 
                                            const korvel_batch_input* dq, const korvel_batch_input* ddq,
                                            const korvel_batch_wrench* wrenches, ptrdiff_t wrench_count,
                                            const korvel_batch_output* forces, korvel_batch_force_sums* sums);
+
+/* ---- On the ground --------------------------------------------------------------------------------------- */
+
+/* A flat, convex part of a body that may stand on the ground: its corners x, y, z [m] in the body's frame, one after the
+ * other, at least three, in any order; and the friction of the ground against it. */
+typedef struct korvel_batch_sole {
+  int body;
+  float friction;
+  const float* corners;
+  ptrdiff_t corner_count;
+} korvel_batch_sole;
+
+/* Level ground at a height [m] in the world, and what may stand on it; at most one sole a body. */
+typedef struct korvel_batch_ground {
+  float height;
+  const korvel_batch_sole* soles;
+  ptrdiff_t sole_count;
+  /* A number of each sole in each state: its share in the load, 1 where it stands, 0 where it is lifted, and between
+   * them just after touchdown or before lift-off. Above 1 is 1, below 0 or not a number is 0. Without data, a sole
+   * stands while its lowest corner is at most 0.005 m above the ground and slower than 0.05 m/s. */
+  korvel_batch_input contact;
+} korvel_batch_ground;
+
+/* What the ground does in a state, or why it cannot do what the motion requires. */
+typedef enum korvel_batch_verdict {
+  /* NOLINTBEGIN(readability-identifier-naming) */
+  KORVEL_BATCH_STANDS = 0,
+  KORVEL_BATCH_NOTHING_BEARS = 1, /* no sole stands on the ground */
+  KORVEL_BATCH_NEEDS_PULL = 2,    /* the ground would have to pull */
+  KORVEL_BATCH_TIPS = 3,          /* the zero moment point is outside of the support polygon */
+  KORVEL_BATCH_SLIPS = 4          /* more friction is needed than there is */
+  /* NOLINTEND(readability-identifier-naming) */
+} korvel_batch_verdict;
+
+/* Numbers of a state; world axes, positions in the world. Of a state that is not finite they are none.
+ *   forces      30: generalized forces as of korvel_batch_dynamics, with what the ground does. The first six are what
+ *               it cannot bear: hardly anything where the robot stands
+ *   loads       6 a sole: force [N] on its body, then moment [N m] about the body's origin; 0 where it is lifted
+ *   pressure    2 a sole: centre of pressure x, y [m]; the sole's centre without load
+ *   zmp         2: zero moment point x, y [m]; below the centre of mass where hardly anything is required
+ *   zmp_margin  1: from that point to the edge of the support polygon [m], negative outside; 0 if nothing bears
+ *   residual    1: what the ground cannot bear, as a share of the weight, moments by 0.1 m; above 0.001 it does not stand
+ *   verdict     1: a korvel_batch_verdict */
+typedef struct korvel_batch_stand_results {
+  korvel_batch_output forces;
+  korvel_batch_output loads;
+  korvel_batch_output pressure;
+  korvel_batch_output zmp;
+  korvel_batch_output zmp_margin;
+  korvel_batch_output residual;
+  korvel_batch_output verdict;
+} korvel_batch_stand_results;
+
+/* Over all n states. */
+typedef struct korvel_batch_stand_sums {
+  korvel_batch_force_sums forces;
+  float least_margin;  /* of the zero moment point [m]; not a number if any is none */
+  ptrdiff_t unbearable; /* states that do not stand, those that are not finite among them */
+} korvel_batch_stand_sums;
+
+/* Distributes over the soles what a motion requires of the ground, within round friction cones: of all forces at the
+ * corners that give it those of least norm, each corner as compliant as its sole is near the zero moment point, times
+ * its share. Where several soles could bear a load, that is a choice. Where the ground cannot, the forces are the
+ * nearest that it can. `results`, or `sums`, may be null. Some microseconds a state. */
+KORVEL_BATCH_API int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
+                                        const korvel_batch_input* dq, const korvel_batch_input* ddq,
+                                        const korvel_batch_ground* ground, const korvel_batch_stand_results* results,
+                                        korvel_batch_stand_sums* sums);
 
 #if defined(__cplusplus)
 }

@@ -78,6 +78,16 @@ class Batch {
                                 static_cast<std::ptrdiff_t>(wrenches.size()), nullptr, &sums));
     return sums;
   }
+  void stand(std::ptrdiff_t n, const korvel_batch_input& q, const korvel_batch_input& dq, const korvel_batch_input& ddq,
+             const korvel_batch_ground& ground, const korvel_batch_stand_results& results) const {
+    check(korvel_batch_stand(batch_.get(), n, &q, &dq, &ddq, &ground, &results, nullptr));
+  }
+  korvel_batch_stand_sums stand_sums(std::ptrdiff_t n, const korvel_batch_input& q, const korvel_batch_input& dq,
+                                     const korvel_batch_input& ddq, const korvel_batch_ground& ground) const {
+    korvel_batch_stand_sums sums;
+    check(korvel_batch_stand(batch_.get(), n, &q, &dq, &ddq, &ground, nullptr, &sums));
+    return sums;
+  }
 
  private:
   struct Destroy {

@@ -2,13 +2,11 @@
 /// also look for contacts and factorize the mass matrix. Its stages in the centre of mass are those that give jacobian
 /// columns too; its stage of inverse dynamics leaves external wrenches to its function for them.
 
-#include <mujoco/mujoco.h>
-
-#include <Eigen/Geometry>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
 
+#include "bench/peers/mujoco.h"
 #include "bench/peers/peer.h"
 #include "bench/robot.h"
 
@@ -47,65 +45,34 @@ class ModelText {
   std::ostringstream text_;
 };
 
-using Model = std::unique_ptr<mjModel, decltype(&mj_deleteModel)>;
-using Data = std::unique_ptr<mjData, decltype(&mj_deleteData)>;
-
-/// From a file, or from one in memory.
-Model load_model(const std::string& name, const mjVFS* files) {
-  char error[1000] = "";
-  Model model(mj_loadXML(name.c_str(), files, error, sizeof error), mj_deleteModel);
-  if (model == nullptr) throw std::runtime_error(std::string("MuJoCo: ") + error);
-  return model;
-}
-
-Model build_model(const std::string& text) {
+MujocoModel build_model(const std::string& text) {
   const char* name = "robot.xml";
   const auto files = std::make_unique<mjVFS>();
   mj_defaultVFS(files.get());
   mj_makeEmptyFileVFS(files.get(), name, static_cast<int>(text.size()));
   std::memcpy(files->filedata[0], text.data(), text.size());
-  Model model = load_model(name, files.get());
+  MujocoModel model = load_mujoco(name, files.get());
   mj_deleteVFS(files.get());
   return model;
 }
 
-/// The root's position and quaternion, then the angles; its velocity in world axes and angular velocity in its own.
-struct Input {
-  Input(const LoadedInstant& state, Eigen::Index nq, Eigen::Index nv) : q(nq), dq(nv), ddq(nv) {
-    const Peer::Pose pose = to_matrix(state.root.pose);
-    R_WR = pose.leftCols<3>();
-    const Eigen::Quaterniond orientation(R_WR);
-    q << pose.col(3), orientation.w(), orientation.vec(), state.joint_pos.matrix().cast<double>();
-    wrenches = to_vectors(state.wrenches);
+struct Input : MujocoState {
+  explicit Input(const LoadedInstant& state) : MujocoState(state), wrenches(to_vectors(state.wrenches)) {}
 
-    const auto [v, w] = parts(state.root.velocity);
-    const auto [dv, dw] = parts(state.root.acceleration);
-    dq << R_WR * v, w, state.joint_vel.matrix().cast<double>();
-    ddq << R_WR * (dv + w.cross(v)), dw, state.joint_acc.matrix().cast<double>();
-  }
-
-  Eigen::Matrix3d R_WR;
-  Eigen::VectorXd q, dq, ddq;
   /// Force and moment in the body's frame.
   std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
-
- private:
-  static std::pair<Eigen::Vector3d, Eigen::Vector3d> parts(const QZ::Math::Velocity6D& v) {
-    return {Eigen::Vector3f(v.x, v.y, v.z).cast<double>(), Eigen::Vector3f(v.wx, v.wy, v.wz).cast<double>()};
-  }
 };
 
 class MujocoPeer final : public Peer {
  public:
-  MujocoPeer(const LoadedInstants& states, Model model) : model_(std::move(model)) {
-    if (data_ == nullptr) throw std::runtime_error("MuJoCo: no memory for the state");
+  MujocoPeer(const LoadedInstants& states, MujocoModel model) : model_(std::move(model)) {
     for (std::size_t b = 0; b < robot().size(); ++b) {
       // Body 0 is the world.
       if (mj_name2id(model_.get(), mjOBJ_BODY, robot()[b].name) != static_cast<int>(b + 1)) {
         throw std::runtime_error(std::string("MuJoCo: out of order: ") + robot()[b].name);
       }
     }
-    for (const LoadedInstant& state : states) inputs_.emplace_back(state, model_->nq, model_->nv);
+    for (const LoadedInstant& state : states) inputs_.emplace_back(state);
   }
 
   void set_root_and_wrenches(std::size_t state) override {
@@ -169,13 +136,11 @@ class MujocoPeer final : public Peer {
   /// From the forces what a wrench in a body's frame contributes.
   void subtract(const Eigen::Matrix<double, 6, 1>& wrench, int body) {
     const Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>> R_WB(data_->xmat + 9 * body);
-    const Eigen::Vector3d force = -(R_WB * wrench.head<3>());
-    const Eigen::Vector3d moment = -(R_WB * wrench.tail<3>());
-    mj_applyFT(model_.get(), data_.get(), force.data(), moment.data(), data_->xpos + 3 * body, body, forces_.data());
+    subtract_wrench(*model_, *data_, body, R_WB * wrench.head<3>(), R_WB * wrench.tail<3>(), forces_);
   }
 
-  Model model_;
-  Data data_{mj_makeData(model_.get()), mj_deleteData};
+  MujocoModel model_;
+  MujocoData data_ = make_data(*model_);
   std::vector<Input> inputs_;
   Eigen::VectorXd forces_ = Eigen::VectorXd::Zero(model_->nv);
   Eigen::MatrixXd mass_ = Eigen::MatrixXd::Zero(model_->nv, model_->nv);
@@ -183,7 +148,7 @@ class MujocoPeer final : public Peer {
 };
 
 std::unique_ptr<Peer> read_peer(const LoadedInstants& states, const std::filesystem::path& file) {
-  return std::make_unique<MujocoPeer>(states, load_model(file.string(), nullptr));
+  return std::make_unique<MujocoPeer>(states, load_mujoco(file.string()));
 }
 
 const PeerRegistration registration({"MuJoCo",

@@ -32,6 +32,8 @@ Outputs outputs_beside(const std::filesystem::path& module) {
   outputs.keep(default_module(), "the installed module");
   outputs.keep(report_template(), "the page of the report");
   outputs.keep(self, "korvel-host");
+  outputs.keep("/dev/stdout", "the standard output");
+  outputs.keep("/dev/stderr", "the standard error");
   return outputs;
 }
 

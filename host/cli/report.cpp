@@ -23,7 +23,8 @@ namespace {
 
 struct ReportOptions {
   std::filesystem::path module = default_module();
-  std::vector<std::filesystem::path> results;
+  std::filesystem::path results;
+  std::optional<std::filesystem::path> other;
   std::optional<std::filesystem::path> soles;
   std::optional<double> ground_height;
   std::filesystem::path page;
@@ -62,14 +63,15 @@ nlohmann::json page_data(const ReportOptions& options, const tesk::RigidBodySyst
   ReportGround ground;
   ground.height = options.ground_height;
   if (options.soles) ground.soles = read_soles(*options.soles, body_names(system));
-  nlohmann::json data = report_data(options.results.front(), system, ground);
-  if (options.results.size() > 1) data["other"] = report_data(options.results[1], system, {}, Detail::curves);
+  nlohmann::json data = report_data(options.results, system, ground);
+  if (options.other) data["other"] = report_data(*options.other, system, {}, Detail::curves);
   return data;
 }
 
 void report(const ReportOptions& options) {
   Outputs outputs = outputs_beside(options.module);
-  for (const auto& results : options.results) outputs.keep(results, "the results");
+  outputs.keep(options.results, "the results");
+  if (options.other) outputs.keep(*options.other, "the results");
   if (options.soles) outputs.keep(*options.soles, "the soles");
   OutputFile output(outputs.claim(options.page));
   const std::string page = read_template();
@@ -98,14 +100,13 @@ void add_report(CLI::App& app) {
     return;
   }
   command->footer(
-      "RESULTS is a file that 'korvel-host run' wrote. The page has the figure of the bodies in motion, the curves of\n"
-      "the torques and of the centre of mass, and the peak torques; of a run with soles also the forces at the feet, "
-      "the\n"
-      "zero moment point, its margin, and the spans that the ground cannot bear. The curves of a second file are "
-      "drawn\n"
-      "over those of the first. It opens from disk and needs no network.");
+      R"(RESULTS is a file that 'korvel-host run' wrote. The page has the figure of the bodies in motion, the curves
+of the torques and of the centre of mass, and the peak torques; of a run with soles also the forces at the
+feet, the zero moment point, its margin, and the spans that the ground cannot bear. The curves of OTHER, a
+second file, are drawn over those of the first. It opens from disk and needs no network.)");
   const auto options = std::make_shared<ReportOptions>();
-  command->add_option("RESULTS", options->results, "Results file, or two to compare")->required()->expected(1, 2);
+  command->add_option("RESULTS", options->results, "Results file")->required();
+  command->add_option("OTHER", options->other, "A second one, to compare");
   command
       ->add_option("--soles", options->soles,
                    "Soles of the run: also shows them and the support polygon, as the first file has them")

@@ -237,23 +237,20 @@ void run(const RunOptions& options) {
 void add_run(CLI::App& app) {
   CLI::App* command = app.add_subcommand("run", "Kinematics and inverse dynamics of motions, sample by sample");
   command->footer(
-      "MOTION is a CSV file with a header: time [s], the root's x, y, z [m] and roll, pitch, yaw [rad] in the world,\n"
-      "and one column per joint [rad], in any order. A column other than time that is missing is 0 throughout.\n"
-      "The orientation may be a quaternion qw, qx, qy, qz instead. Velocities and accelerations come from a cubic\n"
-      "spline through the samples, or near them with --cutoff; they are worst in the first and last samples, and of\n"
-      "numbers with few decimals without --cutoff.\n"
-      "With --soles the robot stands on level ground: the soles bear what the motion requires, torques are those with\n"
-      "these forces, and the summary says first whether the motion can be stood. SOLES is a CSV file with the header\n"
-      "body,x,y,z,friction and a row for each corner: the body's name, where the corner is in the body's axes [m], "
-      "and\n"
-      "the friction against the ground. A column BODY_contact in MOTION, 0 or 1, says when a sole stands; without it "
-      "a\n"
-      "sole stands while it is near the ground and slow. How a load that several soles could bear is split is a "
-      "choice:\n"
-      "by the nearness of the zero moment point. Without --soles, or with --air, gravity and inertia are borne at the\n"
-      "root.\n"
-      "RESULTS is a file, or a directory in which NAME.csv gets NAME-results.csv. Its files appear when all motions\n"
-      "have run to their end.");
+      R"(MOTION is a CSV file with a header: time [s], the root's x, y, z [m] and roll, pitch, yaw [rad] in the world,
+and one column per joint [rad], in any order. A column other than time that is missing is 0 throughout.
+The orientation may be a quaternion qw, qx, qy, qz instead. Velocities and accelerations come from a cubic
+spline through the samples, or near them with --cutoff; they are worst in the first and last samples, and of
+numbers with few decimals without --cutoff.
+With --soles the robot stands on level ground: the soles bear what the motion requires, torques are those with
+these forces, and the summary says first whether the motion can be stood. SOLES is a CSV file with the header
+body,x,y,z,friction and a row for each corner: the body's name, where the corner is in the body's axes [m],
+and the friction against the ground. A column BODY_contact in MOTION, 0 or 1, says when a sole stands; without
+it a sole stands while it is near the ground and slow. How a load that several soles could bear is split is a
+choice: by the nearness of the zero moment point. Without --soles, or with --air, gravity and inertia are
+borne at the root.
+RESULTS is a file, or a directory in which NAME.csv gets NAME-results.csv. Its files appear when all motions
+have run to their end.)");
   const auto options = std::make_shared<RunOptions>();
   command->add_option("MOTION", options->motions, "Motion files")->required();
   command
@@ -265,25 +262,33 @@ void add_run(CLI::App& app) {
       ->add_option("--cutoff", options->cutoff,
                    "Smooth: frequency [Hz] of which half the power is left; for rounded and measured motions")
       ->check(positive_number());
-  command->add_option("--soles", options->soles, "Stand on the ground with these soles")->type_name("SOLES");
-  command->add_flag("--air", options->air, "Hold the robot by its root, whatever soles there are");
+  CLI::Option* soles =
+      command->add_option("--soles", options->soles, "Stand on the ground with these soles")->type_name("SOLES");
+  CLI::Option* air = command->add_flag("--air", options->air, "Hold the robot by its root, whatever soles there are");
   command->add_option("--ground", options->ground_height, "Height of the ground in the world [m]")
+      ->needs(soles)
       ->check(any_number())
       ->type_name("Z")
       ->capture_default_str();
   command
       ->add_option("--contact-height", options->bounds.height,
                    "A sole stands with its lowest corner at most this high [m]")
+      ->needs(soles)
       ->check(positive_number())
       ->capture_default_str();
   command->add_option("--contact-speed", options->bounds.speed, "and slower than this [m/s]")
+      ->needs(soles)
       ->check(positive_number())
       ->capture_default_str();
   command->add_option("--contact-time", options->bounds.duration, "for at least this long; shorter gaps are closed [s]")
+      ->needs(soles)
       ->check(positive_number())
       ->capture_default_str();
-  command->add_flag("--require-feasible", options->require_feasible,
-                    "Exit with status 1 if the ground cannot bear a motion throughout");
+  command
+      ->add_flag("--require-feasible", options->require_feasible,
+                 "Exit with status 1 if the ground cannot bear a motion throughout")
+      ->needs(soles)
+      ->excludes(air);
   command->add_flag("--json", options->json, "The summary as JSON");
   command->add_option("-j,--jobs", options->jobs, "Motions at a time, each on an object of its own")
       ->check(whole_number(1, 64))

@@ -31,7 +31,7 @@ using validate::Verdict;
 
 struct ValidateOptions {
   std::filesystem::path module = default_module();
-  int level = 4;
+  std::optional<int> level;
   std::string only;
   std::uint64_t seed = 1;
   unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
@@ -39,6 +39,9 @@ struct ValidateOptions {
   bool json = false;
   bool list = false;
 };
+
+/// Up to this one: all of them are listed, and all but those of minutes run.
+int level_of(const ValidateOptions& options) { return options.level.value_or(options.list ? 5 : 4); }
 
 Checks chosen(const ValidateOptions& options) {
   // Matching descends into the expression, and without this option of the library takes exponential time for some.
@@ -68,10 +71,11 @@ Checks chosen(const ValidateOptions& options) {
   }
   Checks checks;
   for (std::size_t i = 0; i < all.size(); ++i) {
-    if (all[i].level <= options.level && end.text[i] == '1') checks.push_back(std::move(all[i]));
+    if (all[i].level <= level_of(options) && end.text[i] == '1') checks.push_back(std::move(all[i]));
   }
   if (checks.empty()) {
-    throw Error(fmt::format("no check up to level {} matches '{}'; --list has them all", options.level, options.only));
+    throw Error(
+        fmt::format("no check up to level {} matches '{}'; --list has them all", level_of(options), options.only));
   }
   return checks;
 }
@@ -123,7 +127,7 @@ class Report {
                              {"version", module_.version},
                              {"build_id", module_.build_id},
                              {"seed", options_.seed},
-                             {"level", options_.level},
+                             {"level", level_of(options_)},
                              {"held", counts_[Verdict::held]},
                              {"findings", findings()},
                              {"not_possible", counts_[Verdict::not_possible]},
@@ -138,9 +142,9 @@ class Report {
   nlohmann::json checks_ = nlohmann::json::array();
 };
 
-void list(const ValidateOptions& options, Destination& destination) {
+void list(const ValidateOptions& options, const Checks& checks, Destination& destination) {
   nlohmann::json all = nlohmann::json::array();
-  for (const Check& check : validate::all_checks()) {
+  for (const Check& check : checks) {
     all.push_back({{"id", check.id}, {"promise", check.promise}, {"level", check.level}});
     if (!options.json) destination.write_text(fmt::format("{}  {:<36}  {}\n", check.level, check.id, check.promise));
   }
@@ -151,9 +155,9 @@ void list(const ValidateOptions& options, Destination& destination) {
 void validate_module(const ValidateOptions& options) {
   Outputs outputs = outputs_beside(options.module);
   if (!options.list) require_module_file(options.module);
-  const Checks checks = options.list ? Checks() : chosen(options);
+  const Checks checks = chosen(options);
   Destination destination(options.output, outputs);
-  if (options.list) return list(options, destination);
+  if (options.list) return list(options, checks, destination);
 
   Report report(options, destination);
   validate::validate(checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
@@ -173,7 +177,7 @@ void add_validate(CLI::App& app) {
   command->add_option("MODULE", options->module, "The module")->capture_default_str();
   command->add_option("--level", options->level, "The highest level to run")
       ->check(whole_number(1, 5))
-      ->capture_default_str();
+      ->default_str("4");
   command->add_option("--only", options->only, "Only checks whose id matches")->type_name("REGEX");
   command->add_option("--seed", options->seed, "Of every random choice")
       ->check(whole_number(0, std::numeric_limits<std::uint64_t>::max()))
@@ -183,7 +187,7 @@ void add_validate(CLI::App& app) {
       ->capture_default_str();
   command->add_flag("--json", options->json, "The outcomes as JSON");
   add_output_option(*command, options->output);
-  command->add_flag("--list", options->list, "List all checks and run none");
+  command->add_flag("--list", options->list, "List checks and run none");
   command->callback([options] { validate_module(*options); });
 }
 

@@ -95,6 +95,7 @@ void read_csv(const std::filesystem::path& path, const std::function<void(const 
     throw Error(fmt::format("{}: expected a file, found a directory", path.string()));
   }
   std::ifstream file(path, std::ios::binary);
+  if (path.empty()) throw Error("expected the path of a file, found ''");
   if (!file) throw Error(fmt::format("{}: cannot read: {}", path.string(), std::generic_category().message(errno)));
 
   constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";

@@ -28,6 +28,9 @@ std::filesystem::path resolved(const std::filesystem::path& path) {
   if (lstat(path.c_str(), &status) == 0) {
     std::filesystem::path target = std::filesystem::canonical(path, failure);
     if (!failure) return target;
+    // Of a pipe that /dev/stdout leads to there is no path.
+    if (status_of(path))
+      throw Error(fmt::format("{}: cannot write: expected a regular file or a new name", path.string()));
     if (failure == std::errc::no_such_file_or_directory) {
       throw Error(fmt::format("{}: cannot write: a symbolic link to nothing", path.string()));
     }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <boost/multiprecision/cpp_dec_float.hpp>
-#include <cmath>
 #include <cstdlib>
 #include <limits>
 

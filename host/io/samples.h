@@ -1,6 +1,5 @@
 #pragma once
 
-#include <Eigen/Core>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -31,7 +30,7 @@ struct Samples {
 };
 
 /// Calls on_sample with each row of a table of samples, of which there is at least one. The names of the header differ;
-/// all numbers are finite and within single precision, time within double. `check_header` may throw at names that it
+/// all numbers are finite and within single precision. `check_header` may throw at names that it
 /// does not like. Throws Error with the file, the line and what was expected there, and what on_sample throws.
 void read_sample_rows(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header,
                       const std::function<void(const SampleRow& sample)>& on_sample);

@@ -179,8 +179,7 @@ Motion read_motion(const std::filesystem::path& path, const Names& joint_names, 
 }
 
 std::vector<std::string> doubts_about(const Motion& motion, const Names& joint_names) {
-  // More than two turns either way from the middle of its range is no humanoid's joint; ten seconds between samples is
-  // no motion.
+  // A range of more than two turns is no humanoid's joint; ten seconds between samples is no motion.
   const double two_turns = 4 * std::acos(-1.0);
   constexpr double long_step = 10;
   std::vector<std::string> doubts;

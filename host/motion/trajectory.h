@@ -1,7 +1,6 @@
 #pragma once
 
 #include <Eigen/Core>
-#include <filesystem>
 #include <string_view>
 #include <vector>
 

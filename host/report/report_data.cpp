@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "contact/phases.h"
+#include "host/ground/ground.h"
 #include "host/io/samples.h"
 #include "host/report/packed_columns.h"
 #include "host/report/thinning.h"
@@ -97,14 +99,17 @@ class Results {
       }
       return static_cast<std::size_t>(found - header.fields.begin());
     };
-    for (const std::string& name : results_columns(robot_)) place(name);
     names_ = curve_columns(robot_);
     samples_.emplace(names_.size(), most_samples);
     append(names_, point_columns(robot_));
-    for (const std::string& name : names_) places_.push_back(place(name));
-    time_ = place(columns_of(quantities::time).front());
     for (const std::string& sole : sole_names(robot_)) append(flags_, columns_of(quantities::contact, sole));
     if (!robot_.soles.empty()) append(flags_, columns_of(quantities::feasible));
+    // The first one that is missing is named in the order of the file; what the page does not show may be missing.
+    for (const std::string& name : results_columns(robot_)) {
+      if (std::find(names_.begin(), names_.end(), name) != names_.end()) place(name);
+    }
+    for (const std::string& name : names_) places_.push_back(place(name));
+    time_ = place(columns_of(quantities::time).front());
     for (const std::string& name : flags_) flag_places_.push_back(place(name));
   }
 
@@ -232,6 +237,7 @@ Json ground_data(const Subject& robot, Columns& columns, const ReportGround& gro
   Json soles = Json::array();
   for (const unsigned long body : robot.soles) soles.push_back(sole_data(body, robot, columns, ground, detail));
   Json data{{"soles", std::move(soles)},
+            {"level", contact::ContactBounds{}.height},
             {"margin", columns.curve(columns_of(quantities::margin).front())},
             {"residual", columns.rounded(columns_of(quantities::residual).front())},
             {"feasible", columns.lowest_flag(columns_of(quantities::feasible).front())}};
@@ -264,6 +270,7 @@ Json report_data(const std::filesystem::path& path, const tesk::RigidBodySystem&
             {"stride", results.samples().stride()},
             {"start", results.start()},
             {"mass", system.getMass()},
+            {"weight", weight_of(system)},
             {"ground_height", ground.height ? Json(*ground.height) : Json()},
             {"com", columns.curves(columns_of(quantities::com))}};
   for (unsigned long b = 0; b < system.getNbBodies(); ++b) {

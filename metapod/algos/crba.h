@@ -10,7 +10,7 @@ namespace metapod {
 /// without gravity.
 ///
 /// Frames  node quantities in the node's own frame
-/// Shapes  H 30 x 30, column by column without gaps
+/// Shapes  H n x n for n coordinates, column by column without gaps
 /// Reads   iXp of all nodes but the root, the inertias
 /// Writes  Icomp and IcompS of all nodes; of H the diagonal blocks and the blocks that couple a joint with one
 ///         above it, both halves with the same bits. Entries that couple different limbs are left alone.
@@ -45,7 +45,7 @@ struct crba<Model, false> {
         add_to_parent<Node>(node<Node::parent>(model).Icomp, n.iXp.applyInv(n.Icomp));
       }
       n.IcompS = n.Icomp * n.joint.S;
-      H.template put<Node, Node>(n.joint.S.transpose() * n.IcompS);
+      H.template scatter<Node, Node>(n.joint.S.transpose() * n.IcompS);
       internal::backward_traversal_internal<BwdtVisitor, Model, i>::run(model, H);
     }
 
@@ -56,7 +56,7 @@ struct crba<Model, false> {
       static void discover(Model& model, Matrix& H) noexcept {
         auto& n = node<i>(model);
         Model::Steps::carry_back(node<P>(model).iXp, n.IcompS);
-        H.template put<NodeOf<Model, J>, Node>(node<J>(model).joint.S.transpose() * n.IcompS);
+        H.template scatter<NodeOf<Model, J>, Node>(node<J>(model).joint.S.transpose() * n.IcompS);
       }
     };
   };

@@ -25,7 +25,7 @@ class FirstMoments {
   template <typename Function>
   void compute(const Model& model, const Function& put_below_root) noexcept {
     const internal::VectorsOverBodies of_bodies{of_bodies_.data()};
-    of_bodies.template put<NodeOf<Model, 0>>(model.template inertia<0>().h);
+    of_bodies.template scatter<NodeOf<Model, 0>>(model.template inertia<0>().h);
     put_below_root(of_bodies);
     up_to_[0] = of_bodies_[0];
     Spatial::unrolled<body_count - 1>([&](auto b) { up_to_[b + 1] = up_to_[b] + of_bodies_[b + 1]; });
@@ -58,7 +58,7 @@ struct PartialComVisitor {
   template <typename Moments>
   static void discover(const Model& model, const RootToBody<Model>& iX1, Moments& of_bodies) noexcept {
     const auto center_root = at<node_id>(iX1).apply_inv_to_point(model.template center_of_mass<node_id>());
-    of_bodies.template put<NodeOf<Model, node_id>>(model.template inertia<node_id>().m * center_root);
+    of_bodies.template scatter<NodeOf<Model, node_id>>(model.template inertia<node_id>().m * center_root);
   }
 };
 

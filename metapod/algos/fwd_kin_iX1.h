@@ -19,7 +19,7 @@ struct FwdKiniX1Visitor {
     } else {
       at<node_id>(iX1) = i.iXp * at<Node::parent>(iX1);
     }
-    jacobian.template put<Node>(applyInv(at<node_id>(iX1), i.joint.S));
+    jacobian.template scatter<Node>(applyInv(at<node_id>(iX1), i.joint.S));
     PartialComVisitor<Model, node_id>::discover(model, iX1, of_bodies);
   }
 };
@@ -29,7 +29,8 @@ struct FwdKiniX1Visitor {
 /// Forward kinematics relative to the root.
 ///
 /// Frames  root axes and root origin; iX1 leads from the root to each body
-/// Shapes  jacobian 6 x 30, consecutive columns, rows 0 to 2 angular [-], rows 3 to 5 linear [m]; one first moment
+/// Shapes  jacobian 6 x n for n coordinates, consecutive columns, rows 0 to 2 angular [-], rows 3 to 5 linear [m]; one
+/// first moment
 ///         of mass per body [kg m]
 /// Reads   iXp of all nodes but the root, the inertias
 /// Writes  iX1 and the jacobian's columns of all nodes but the root, all moments

@@ -94,7 +94,7 @@ struct SymmetricMatrix {
   /// The blocks with the rows of J's joints and the columns of I's, given by their columns, and the same values
   /// mirrored. J is I or above it.
   template <typename J, typename I, typename Columns>
-  void put(const Columns& block) const noexcept {
+  void scatter(const Columns& block) const noexcept {
     Spatial::unrolled<I::Joint::dof>([&](auto c) {
       Spatial::unrolled<J::Joint::dof>([&](auto r) {
         for_each_body<I>([&](int b, int lane) {
@@ -114,7 +114,7 @@ struct Columns6 {
   float* values;
 
   template <typename Node, typename Scalar>
-  void put(const Spatial::MotionT<Scalar>& motion) const noexcept {
+  void scatter(const Spatial::MotionT<Scalar>& motion) const noexcept {
     scatter_columns<Node>(values, motion);
   }
 };
@@ -124,11 +124,11 @@ struct VectorsOverBodies {
   Spatial::PackedVector3* values;
 
   template <typename Node>
-  void put(const Spatial::Vector3& own) const noexcept {
+  void scatter(const Spatial::Vector3& own) const noexcept {
     values[Node::bodies.body[0]] = {Spatial::Pack(own.x, own.y, own.z, 0)};
   }
   template <typename Node>
-  void put(const Spatial::Vector3T<Spatial::Pack>& own) const noexcept {
+  void scatter(const Spatial::Vector3T<Spatial::Pack>& own) const noexcept {
     std::array<Spatial::Pack, 4> of_lane{own.x, own.y, own.z, Spatial::Pack{}};
     Spatial::transpose(of_lane[0], of_lane[1], of_lane[2], of_lane[3]);
     for_each_body<Node>([&](int b, int lane) { values[b] = {of_lane[static_cast<std::size_t>(lane)]}; });

@@ -19,11 +19,12 @@ class SinesAndCosines {
   static_assert(Model::dof_count >= 2 * Spatial::Pack::lanes, "a batch has at least eight angles");
 
  public:
-  void take_root(const float* q) noexcept {
+  /// Numbers, not a place in memory: what was just written there piece by piece would be waited for.
+  template <typename... Angles>
+  void take_root(Angles... angles) noexcept {
     constexpr int count = Root::dof - Root::first_angle;
-    float angles[Spatial::Pack::lanes]{};
-    std::copy_n(q + Root::first_angle, count, angles);
-    const auto [sine, cosine] = Spatial::sine_cosine(Spatial::load(angles));
+    static_assert(sizeof...(angles) == count && count == Spatial::Pack::lanes - 1);
+    const auto [sine, cosine] = Spatial::sine_cosine(Spatial::Pack(angles..., 0));
     Spatial::store<count>(sine_ + Root::first_angle, sine);
     Spatial::store<count>(cosine_ + Root::first_angle, cosine);
   }
@@ -66,6 +67,19 @@ struct JcalcPosVisitor {
   static void finish(Model&, const typename Node::Number*, const Angles&) noexcept {}
 };
 
+/// Velocities only.
+/// Writes  joint.vj
+template <typename Model, int node_id>
+struct JcalcVelVisitor {
+  using Node = NodeOf<Model, node_id>;
+
+  static void discover(Model& model, const typename Node::Number* dq) noexcept {
+    node<node_id>(model).joint.jcalcVel(gather_coordinates<Node>(dq));
+  }
+
+  static void finish(Model&, const typename Node::Number*) noexcept {}
+};
+
 /// Positions and velocities.
 /// Writes  joint.Xj, joint.vj, iXp
 template <typename Model, int node_id>
@@ -97,6 +111,14 @@ struct jcalc_pos {
   /// The root's own step. The other nodes keep what the last whole pass left.
   static void run_root(Model& model, const float* q, const SinesAndCosines<Model>& angles) noexcept {
     internal::JcalcPosVisitor<Model, 0>::discover(model, q, angles);
+  }
+};
+
+/// The pass with velocities, where positions have not changed since the last pass with them.
+template <typename Model>
+struct jcalc_vel {
+  static void run(Model& model, const float* dq) noexcept {
+    internal::depth_first_traversal_internal<internal::JcalcVelVisitor, Model, 0>::run(model, dq);
   }
 };
 

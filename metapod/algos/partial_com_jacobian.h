@@ -13,7 +13,7 @@ namespace metapod {
 /// are all that is carried.
 ///
 /// Frames  world axes
-/// Shapes  J 3 x 30, consecutive columns [kg], [kg m]
+/// Shapes  J 3 x n for n coordinates, consecutive columns [kg], [kg m]
 /// Reads   iXp of all nodes, masses and first moments
 /// Writes  mass and first moment of Icomp, linear part of IcompS of all nodes; all of J
 /// After   a joint pass with the current positions; not checked

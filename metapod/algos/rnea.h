@@ -11,7 +11,7 @@ namespace metapod {
 /// Recursive Newton-Euler algorithm: the generalized forces of a motion.
 ///
 /// Frames  node quantities in the node's own frame
-/// Shapes  ddq and torques 30
+/// Shapes  ddq and torques one number for each coordinate
 /// Reads   iXp and joint of all nodes, the inertias
 /// Writes  vi, ai, fi of all nodes; all of torques
 /// After   the joint pass with velocities; not checked

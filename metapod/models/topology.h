@@ -4,7 +4,6 @@
 /// static constexpr array `bodies` of BodyDescription: the root first, on a free-flyer joint, then bodies on revolute
 /// joints, every parent before its children.
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <utility>

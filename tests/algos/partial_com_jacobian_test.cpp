@@ -19,7 +19,7 @@ TEST(PartialComJacobian, IsTheLinearMomentumRowsOfThePartialMassMatrix) {
   for (int k = 0; k <= Model::body_count; ++k) {
     const State state = random_state(static_cast<std::uint64_t>(k), RobotSize(Model::body_count));
     metapod::SinesAndCosines<Model> angles;
-    angles.take_root(state.q.data());
+    angles.take_root(state.q[3], state.q[4], state.q[5]);
     metapod::jcalc_pos<Model>::run(robot, state.q.data(), angles);
     Eigen::Matrix<float, n, n> H;
     metapod::partial_crba<Model>::run(robot, H.data(), k);

@@ -131,7 +131,7 @@ class Trees : public testing::Test {
 
   /// By the algorithms alone. The root's forces are no result of an operation, nor is any partial mass matrix.
   void run_joint_pass(const State& s) {
-    angles.take_root(s.q.data());
+    angles.take_root(s.q[3], s.q[4], s.q[5]);
     metapod::jcalc<Model>::run(model, s.q.data(), angles, s.dq.data());
   }
   Eigen::VectorXf forces(const State& s) {

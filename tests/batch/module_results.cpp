@@ -45,7 +45,7 @@ Eigen::VectorXf forces_of(const State& state) {
     external.set(b, {{w[3], w[4], w[5]}, {w[0], w[1], w[2]}});
   }
   Eigen::VectorXf forces(coordinates);
-  angles.take_root(state.q.data());
+  angles.take_root(state.q[3], state.q[4], state.q[5]);
   metapod::jcalc<Model>::run(model, state.q.data(), angles, state.dq.data());
   metapod::rnea<Model, false>::run(model, state.ddq.data(), external, forces.data());
   return forces;

@@ -14,7 +14,8 @@ constexpr double weight = tests::DistributionCase::weight;
 Wrench sum(const std::vector<ContactPoint>& points, const std::vector<Eigen::Vector3d>& forces) {
   Wrench total;
   for (std::size_t i = 0; i < points.size(); ++i) {
-    total = total + Wrench{forces[i], points[i].position.cross(forces[i])};
+    total.force += forces[i];
+    total.moment += points[i].position.cross(forces[i]);
   }
   return total;
 }

@@ -124,8 +124,8 @@ class Figures(unittest.TestCase):
         seen = subprocess.run([HOST, "validate", MODULE, "--only", "^real-time.allocates-nothing$"], capture_output=True,
                               text=True).stdout
         # Builds with a sanitizer do not count, and say so.
-        operations = re.search(r"by (\d+) operations", seen)
-        if operations:
+        if not seen.splitlines()[1].startswith("not possible"):
+            operations = re.search(r"by (\d+) operations", seen)
             self.assertIn(f"; {operations[1]} operations", text_of("RELIABILITY.md"))
         interface = text_of("plugin/interface.abi").split("class-decl name='RigidBodySystem'")[1].split("</class-decl>")[0]
         virtual = len(re.findall(r"vtable-offset='\d", interface))
@@ -134,9 +134,9 @@ class Figures(unittest.TestCase):
     def test_stack_is_that_of_what_ships(self):
         seen = subprocess.run([HOST, "validate", MODULE, "--only", "^real-time.needs-little-stack$"], capture_output=True,
                               text=True).stdout
-        stack = re.search(r"at most (\d+) bytes", seen)
         # Other compilers and levels need more or less.
-        if BUILD == "Release GNU" and stack:
+        if BUILD == "Release GNU" and not seen.splitlines()[1].startswith("not possible"):
+            stack = re.search(r"at most (\d+) bytes", seen)
             self.assertIn(f"at most {stack[1]} bytes", text_of("RELIABILITY.md"))
 
     def test_recorded_bits_are_those_of_the_documents(self):
@@ -152,6 +152,12 @@ class Results(unittest.TestCase):
         self.assertGreaterEqual(len(quantities), 6)
         table = [row for row in rows(section("README.md", "## Motion files"))]
         self.assertEqual([(CODE.findall(name)[0], unit, meaning) for name, unit, meaning in table], quantities)
+
+    def test_manual_has_every_quantity(self):
+        manual = text_of("docs/korvel-host.1").split(".SS Results\n")[1].split("\n.SS ")[0]
+        source = text_of("host/results/columns.cpp")
+        for name in re.findall(r'const Quantity \w+\{\s*"(\w+)"', source):
+            self.assertRegex(manual, rf"(?m)^\.I[RB]? {name}(_\w+)?\b", name)
 
 
 if __name__ == "__main__":

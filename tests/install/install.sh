@@ -43,7 +43,7 @@ holds "bash finds the completion" test -f "$prefix/share/bash-completion/complet
 holds "the module keeps its promises" "$prefix/bin/korvel-host" validate
 motions=$prefix/share/korvel/motions
 holds "the installed motions stand on the installed soles" "$prefix/bin/korvel-host" run \
-  "$motions"/{squat,wave,weight_shift}.csv --soles "$motions/soles.csv" -o "$work" --require-feasible
+  "$motions"/{squat,wave,weight_shift,slow_step}.csv --soles "$motions/soles.csv" -o "$work" --require-feasible
 if [ -e "$build/report.html" ]; then
   holds "a report is written" "$prefix/bin/korvel-host" report "$work/wave-results.csv" -o "$work/wave.html"
 fi

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 #include "host/validate/core/require.h"

@@ -158,13 +158,13 @@ std::string power_balances(const Subject& subject) {
 
 Checks dynamics() {
   return {
-      law("laws.mass-matrix-torques", "Columns of the mass matrix are the torques of unit accelerations",
+      law("laws.mass-matrix-torques", "Columns of the mass matrix are the torques of unit accelerations.",
           columns_are_torques),
       law("laws.torques-superpose",
-          "Torques are linear in accelerations and wrenches, quadratic in velocities, and add up", torques_superpose),
-      law("laws.gravity", "Torques at rest are the derivatives of the potential energy", gravity_is_a_gradient),
-      law("laws.lagrange", "Torques are those of Lagrange's equations with the mass matrix", torques_are_lagranges),
-      law("laws.power-balance", "With the root at rest the power of torques and wrenches is the rate of energy",
+          "Torques are linear in accelerations and wrenches, quadratic in velocities, and add up.", torques_superpose),
+      law("laws.gravity", "Torques at rest are the derivatives of the potential energy.", gravity_is_a_gradient),
+      law("laws.lagrange", "Torques are those of Lagrange's equations with the mass matrix.", torques_are_lagranges),
+      law("laws.power-balance", "With the root at rest the power of torques and wrenches is the rate of energy.",
           power_balances)};
 }
 

@@ -124,11 +124,11 @@ std::string jacobian_is_derivative(const Subject& subject) {
 }  // namespace
 
 Checks kinematics() {
-  return {law("laws.poses-are-rigid", "The rotation of every pose is orthonormal and no mirror", poses_are_rigid),
-          law("laws.world-poses", "A pose in the world is the root's pose times the pose in the root", world_poses),
+  return {law("laws.poses-are-rigid", "The rotation of every pose is orthonormal and no mirror.", poses_are_rigid),
+          law("laws.world-poses", "A pose in the world is the root's pose times the pose in the root.", world_poses),
           law("laws.centres-of-mass",
-              "Centres of mass are the sums over bodies, and each body and the rest make the whole", centres_of_mass),
-          law("laws.jacobian", "A jacobian column is the derivative of the pose of every body below the joint",
+              "Centres of mass are the sums over bodies, and each body and the rest make the whole.", centres_of_mass),
+          law("laws.jacobian", "A jacobian column is the derivative of the pose of every body below the joint.",
               jacobian_is_derivative)};
 }
 

@@ -119,9 +119,9 @@ std::string torques_of_known_bodies(const Subject& subject) {
 }  // namespace
 
 Checks known_bodies() {
-  return {law("laws.mass-matrix-of-bodies", "With inertias that the host sets, the mass matrix is the sum over bodies",
+  return {law("laws.mass-matrix-of-bodies", "With inertias that the host sets, the mass matrix is the sum over bodies.",
               mass_matrix_of_known_bodies),
-          law("laws.newton-euler", "With inertias that the host sets, torques are those of Newton's and Euler's laws",
+          law("laws.newton-euler", "With inertias that the host sets, torques are those of Newton's and Euler's laws.",
               torques_of_known_bodies)};
 }
 

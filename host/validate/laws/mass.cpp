@@ -121,13 +121,13 @@ std::string partial_com_jacobian_is_derivative(const Subject& subject) {
 
 Checks mass_matrix() {
   return {
-      law("laws.mass-matrix-positive", "The mass matrix is symmetric bit for bit and positive definite",
+      law("laws.mass-matrix-positive", "The mass matrix is symmetric bit for bit and positive definite.",
           symmetric_and_positive),
-      law("laws.mass-matrix-limbs", "Entries of the mass matrix that couple two limbs are exactly zero",
+      law("laws.mass-matrix-limbs", "Entries of the mass matrix that couple two limbs are exactly zero.",
           limbs_are_uncoupled),
-      law("laws.mass-matrix-momentum", "The first three rows of the mass matrix are the momentum per velocity",
+      law("laws.mass-matrix-momentum", "The first three rows of the mass matrix are the momentum per velocity.",
           root_rows_are_momentum),
-      law("laws.partial-com-jacobian", "The partial jacobian is the derivative of partial mass times centre of mass",
+      law("laws.partial-com-jacobian", "The partial jacobian is the derivative of partial mass times centre of mass.",
           partial_com_jacobian_is_derivative)};
 }
 

@@ -171,16 +171,16 @@ std::string mirror_images(const Subject& subject) {
 }  // namespace
 
 Checks symmetries() {
-  return {law("laws.root-is-relative", "Poses, jacobian and mass matrix in the root do not know where the root is",
+  return {law("laws.root-is-relative", "Poses, jacobian and mass matrix in the root do not know where the root is.",
               root_leaves_what_is_relative_to_it),
-          law("laws.place-and-heading", "Torques do not depend on the root's place and heading",
+          law("laws.place-and-heading", "Torques do not depend on the root's place and heading.",
               torques_know_no_place_or_heading),
           law("laws.uniform-motion",
-              "A root acceleration is the rate of the velocity's components: linear velocity needs no other torques",
+              "A root acceleration is the rate of the velocity's components: linear velocity needs no other torques.",
               uniform_motion_is_rest),
-          law("laws.free-fall", "A robot that falls freely needs no torques: gravity is 9.81 m/s^2 down",
+          law("laws.free-fall", "A robot that falls freely needs no torques: gravity is 9.81 m/s^2 down.",
               free_fall_is_weightless),
-          law("laws.mirror-images", "A posture and its mirror image have mirrored poses, mass matrices and torques",
+          law("laws.mirror-images", "A posture and its mirror image have mirrored poses, mass matrices and torques.",
               mirror_images)};
 }
 

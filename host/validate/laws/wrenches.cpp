@@ -73,12 +73,13 @@ std::string wrench_frames_agree(const Subject& subject) {
 }  // namespace
 
 Checks wrenches() {
-  return {law("laws.wrenches-are-local", "A wrench changes no torque but those of the joints that move its body",
-              wrenches_are_local),
-          law("laws.wrenches-by-jacobian", "A wrench changes torques by the transposed jacobian times it",
-              wrenches_act_by_the_jacobian),
-          law("laws.wrench-frames", "A wrench given in another frame acts as the same wrench given in the body's frame",
-              wrench_frames_agree)};
+  return {
+      law("laws.wrenches-are-local", "A wrench changes no torque but those of the joints that move its body.",
+          wrenches_are_local),
+      law("laws.wrenches-by-jacobian", "A wrench changes torques by the transposed jacobian times it.",
+          wrenches_act_by_the_jacobian),
+      law("laws.wrench-frames", "A wrench given in another frame acts as the same wrench given in the body's frame.",
+          wrench_frames_agree)};
 }
 
 }  // namespace korvel::validate::laws

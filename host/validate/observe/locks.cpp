@@ -47,6 +47,8 @@ KORVEL_COUNT(pthread_rwlock_rdlock, pthread_rwlock_t)
 KORVEL_COUNT(pthread_rwlock_wrlock, pthread_rwlock_t)
 KORVEL_COUNT(pthread_spin_lock, pthread_spinlock_t)
 KORVEL_COUNT(sem_post, sem_t)
+KORVEL_COUNT(sem_trywait, sem_t)
+KORVEL_COUNT(sem_wait, sem_t)
 }
 #pragma GCC visibility pop
 #undef KORVEL_COUNT

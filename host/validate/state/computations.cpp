@@ -181,7 +181,7 @@ Checks computation_checks() {
        last_inputs},
       {"state.partial-indices", "An index of no body asks for the whole robot, or leaves the jacobian.", 2, 30s,
        partial_indices},
-      {"state.com-jacobian", "A jacobian of 90 coefficients keeps its storage, any other gets it.", 2, 30s,
+      {"state.com-jacobian", "A jacobian of the right size keeps its storage, any other gets it.", 2, 30s,
        com_jacobian_storage},
   };
 }

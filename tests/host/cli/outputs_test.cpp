@@ -65,6 +65,17 @@ TEST_F(Outputs, NoneReplacesAnInput) {
   EXPECT_EQ(contents(), before);
 }
 
+// Where the standard output goes is written already.
+TEST_F(Outputs, NoneReplacesTheStandardOutput) {
+  write(directory_ / "motion.csv", "time\n0\n1\n");
+  for (const char* arguments : {"run motion.csv -o said", "run motion.csv -o /dev/stdout", "info -o said",
+                                "validate --level 1 --only loads -o said"}) {
+    const Outcome outcome = shell(fmt::format("'{}' {} >said", KORVEL_HOST_EXECUTABLE, arguments));
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_NE(outcome.err.find("would replace the standard output"), std::string::npos) << outcome.err;
+  }
+}
+
 TEST_F(Outputs, NoneReplacesAnother) {
   write(directory_ / "motion.csv", "time\n0\n");
   write(directory_ / "model", "old");

@@ -42,22 +42,29 @@ class StandingTest : public CommandTest {
     return "--soles soles.csv";
   }
 
-  /// The start, moved as a whole along `acceleration` t^2 / 2 with both feet in contact.
-  void write_accelerated(const Eigen::Vector3d& acceleration, bool contact = true) {
-    std::string text;
-    for (const std::string& name : names_) text += name + ',';
-    text += "LAnkleRoll_contact,RAnkleRoll_contact\n";
+  /// The start, moved as a whole, in a fifth of a second. `more` are columns after those of the start, and their
+  /// values.
+  void write_moved(const std::function<Eigen::Vector3d(double)>& displacement,
+                   const std::pair<std::string, std::string>& more = {}) {
+    std::string text = fmt::format("{}{}\n", fmt::join(names_, ","), more.first);
     for (int i = 0; i <= 20; ++i) {
-      const double t = 0.01 * i;
       auto values = start_;
-      values["time"] = t;
-      values["x"] += acceleration.x() * t * t / 2;
-      values["y"] += acceleration.y() * t * t / 2;
-      values["z"] += acceleration.z() * t * t / 2;
-      for (const std::string& name : names_) text += fmt::format("{},", values[name]);
-      text += contact ? "1,1\n" : "0,0\n";
+      values["time"] = 0.01 * i;
+      const Eigen::Vector3d at = displacement(0.01 * i);
+      values["x"] += at.x();
+      values["y"] += at.y();
+      values["z"] += at.z();
+      for (const std::string& name : names_) {
+        text += fmt::format("{}{}", values[name], name == names_.back() ? more.second + '\n' : ",");
+      }
     }
     write(directory_ / "motion.csv", text);
+  }
+
+  /// Along `acceleration` t^2 / 2, with both feet in contact.
+  void write_accelerated(const Eigen::Vector3d& acceleration, bool contact = true) {
+    write_moved([&](double t) -> Eigen::Vector3d { return acceleration * t * t / 2; },
+                {",LAnkleRoll_contact,RAnkleRoll_contact", contact ? ",1,1" : ",0,0"});
   }
 
   /// What the command says of motion.csv.
@@ -74,18 +81,21 @@ class StandingTest : public CommandTest {
     return columns();
   }
 
-  /// motion.csv becomes a motion of which `change` makes each sample.
-  void write_changed(const std::string& motion, const std::function<Values(Values)>& change) {
+  /// motion.csv becomes a motion of which `change` makes each sample, and may add the column `added`.
+  void write_changed(const std::string& motion, const std::function<Values(Values)>& change,
+                     const std::string& added = {}) {
     std::vector<std::string> names;
     std::string text;
     read_csv(motion, [&](const CsvRow& row) {
       if (names.empty()) {
         names = row.fields;
+        if (!added.empty()) names.push_back(added);
         text = fmt::format("{}\n", fmt::join(names, ","));
         return;
       }
       Values values;
-      for (std::size_t i = 0; i < names.size(); ++i) values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
+      for (std::size_t i = 0; i < row.fields.size(); ++i)
+        values[names[i]] = std::strtod(row.fields[i].c_str(), nullptr);
       values = change(std::move(values));
       for (const std::string& name : names) {
         text += fmt::format("{}{}", values.at(name), name == names.back() ? "\n" : ",");
@@ -125,6 +135,37 @@ TEST_F(StandingTest, AtRestTheGroundBearsTheWeightBelowTheCentreOfMass) {
     EXPECT_NEAR(all.at("zmp_x")[s], all.at("com_x")[s], 1e-6);
     EXPECT_EQ(all.at("feasible")[s], 1);
     EXPECT_LT(all.at("contact_residual")[s], 1e-6);
+  }
+}
+
+// By the columns alone, where motions pause: on one foot, on both of them, on one that is ahead of the other.
+TEST_F(StandingTest, WrenchesOfTheFileBalanceTheWeight) {
+  const std::pair<const char*, double> pauses[] = {
+      {"weight_shift", 2.25}, {"weight_shift", 5.25}, {"squat", 3}, {"slow_step", 0}, {"slow_step", 7}};
+  for (const auto& [motion, time] : pauses) {
+    const Columns all = results_of(fmt::format("{}/{}.csv", KORVEL_MOTIONS, motion), example);
+    const auto found = std::lower_bound(all.at("time").begin(), all.at("time").end(), time - 1e-6);
+    const auto row = static_cast<std::size_t>(found - all.at("time").begin());
+    const auto point = [&, &all = all](const std::string& name) {
+      return Eigen::Vector3d(all.at(name + "_x")[row], all.at(name + "_y")[row], all.at(name + "_z")[row]);
+    };
+    Eigen::Vector3d force(0, 0, -weight_);
+    Eigen::Vector3d moment_about_com(0, 0, 0);
+    for (const std::string foot : {"LAnkleRoll", "RAnkleRoll"}) {
+      const Eigen::Vector3d f = point(foot + "_force");
+      const Eigen::Vector3d m = point(foot + "_moment");
+      const Eigen::Vector3d origin = point(foot);
+      force += f;
+      moment_about_com += m + (origin - point("com")).cross(f);
+      if (f.z() < 0.05 * weight_) continue;
+      // About it, what the level ground does has no moment in the ground.
+      const Eigen::Vector3d pressure(all.at(foot + "_cop_x")[row], all.at(foot + "_cop_y")[row], 0);
+      const Eigen::Vector3d moment = m + (origin - pressure).cross(f);
+      EXPECT_LT(moment.head<2>().norm(), 1e-5 * weight_) << motion << " " << time << " " << foot;
+    }
+    EXPECT_LT(force.norm(), 1e-4 * weight_) << motion << " " << time;
+    // A tenth of a millimetre.
+    EXPECT_LT(moment_about_com.norm(), 1e-4 * weight_) << motion << " " << time;
   }
 }
 
@@ -197,6 +238,27 @@ TEST_F(StandingTest, AccelerationOfReachOverHeightIsTheEdgeOfTipping) {
   }
 }
 
+// Below 5 mm and 0.05 m/s, unless somebody says otherwise: a sole that slides bears nothing, nor does one in the air.
+TEST_F(StandingTest, ASoleStandsWhileItIsNearTheGroundAndSlow) {
+  const struct {
+    Eigen::Vector3d place, velocity;
+    bool stands;
+  } cases[] = {{{0, 0, 0}, {0, 0, 0}, true},
+               {{0, 0, 0.004}, {0.03, -0.03, 0}, true},
+               {{0, 0, 0.006}, {0, 0, 0}, false},
+               {{0, 0, 0}, {0.06, 0, 0}, false},
+               {{0, 0, 0}, {0, -0.06, 0}, false},
+               {{0, 0, -0.02}, {0, 0, 0.06}, false},
+               {{0, 0, -0.02}, {-0.04, -0.04, 0}, false}};
+  for (const auto& [place, velocity, stands] : cases) {
+    write_moved([&at = place, &v = velocity](double t) -> Eigen::Vector3d { return at + v * t; });
+    EXPECT_EQ(ground(example).at("stands_throughout"), stands) << place << velocity;
+    for (const char* foot : {"LAnkleRoll_contact", "RAnkleRoll_contact"}) {
+      EXPECT_EQ(columns().at(foot), std::vector<double>(21, stands ? 1 : 0)) << place << velocity;
+    }
+  }
+}
+
 TEST_F(StandingTest, RequireFeasibleMakesItAnExitStatus) {
   write_accelerated({0, 0, 0});
   EXPECT_EQ(host("run motion.csv -o results.csv --require-feasible " + example).status, 0);
@@ -209,24 +271,92 @@ TEST_F(StandingTest, RequireFeasibleMakesItAnExitStatus) {
   EXPECT_EQ(columns().at("feasible"), std::vector<double>(21, 0));
 }
 
-// Moved, and turned about the vertical: the same to the robot.
+// Moved, and turned about the vertical: the same to the robot, but for the rounding of where a leaning root's up is.
 TEST_F(StandingTest, TorquesDoNotDependOnPlaceAndHeading) {
-  const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";
-  const Columns here = results_of(motion, example);
-  const double yaw = 0.7;
-  write_changed(motion, [yaw](Values values) {
-    const double x = values["x"];
-    const double y = values["y"];
-    values["x"] = 1.5 + std::cos(yaw) * x - std::sin(yaw) * y;
-    values["y"] = -1.5 + std::sin(yaw) * x + std::cos(yaw) * y;
-    values["yaw"] += yaw;
-    return values;
-  });
-  const Columns there = results_of("motion.csv", example);
-  for (const auto& [name, values] : here) {
-    if (name.find("_torque") == std::string::npos) continue;
-    for (std::size_t s = 0; s < values.size(); ++s) EXPECT_NEAR(values[s], there.at(name)[s], 2e-6) << name << " " << s;
+  for (const char* name : {"weight_shift", "squat", "slow_step"}) {
+    const std::string motion = fmt::format("{}/{}.csv", KORVEL_MOTIONS, name);
+    const Columns here = results_of(motion, example);
+    const double yaw = 0.7;
+    write_changed(motion, [yaw](Values values) {
+      const double x = values["x"];
+      const double y = values["y"];
+      values["x"] = 1.5 + std::cos(yaw) * x - std::sin(yaw) * y;
+      values["y"] = -1.5 + std::sin(yaw) * x + std::cos(yaw) * y;
+      values["yaw"] += yaw;
+      return values;
+    });
+    const Columns there = results_of("motion.csv", example);
+    for (const auto& [column, values] : here) {
+      if (column.find("_torque") == std::string::npos) continue;
+      for (std::size_t s = 0; s < values.size(); ++s)
+        EXPECT_NEAR(values[s], there.at(column)[s], 1e-6) << name << " " << column << " " << s;
+    }
   }
+}
+
+// Each bound by itself decides whether soles stand that are a little too high, too fast, or down for too short a time.
+TEST_F(StandingTest, BoundsOfContactAreOptions) {
+  const struct {
+    const char* options;
+    std::function<void(Values&, int)> change;
+  } cases[] = {{" --contact-height 0.008", [](Values& v, int) { v["z"] += 0.007; }},
+               {" --contact-speed 0.08", [](Values& v, int i) { v["x"] += 0.07 * 0.01 * i; }},
+               {" --contact-time 0.03", [](Values& v, int i) { v["z"] += i < 8 || i > 11 ? 0.02 : 0.0; }}};
+  for (const auto& [options, change] : cases) {
+    std::string text = fmt::format("{}\n", fmt::join(names_, ","));
+    for (int i = 0; i <= 20; ++i) {
+      Values values = start_;
+      values["time"] = 0.01 * i;
+      change(values, i);
+      for (const std::string& name : names_)
+        text += fmt::format("{}{}", values[name], name == names_.back() ? "\n" : ",");
+    }
+    write(directory_ / "motion.csv", text);
+    // Fast where it goes up and down again.
+    const std::string fast = std::string(options).find("time") == std::string::npos ? "" : " --contact-speed 9";
+    const auto stands = [&](const std::string& more) {
+      return results_of("motion.csv", example + fast + more).at("LAnkleRoll_contact")[10] > 0;
+    };
+    EXPECT_FALSE(stands("")) << options;
+    EXPECT_TRUE(stands(options)) << options;
+  }
+}
+
+// Nothing jumps: not in a step, and not where a foot is taken off the ground that still bears a tenth of the weight.
+TEST_F(StandingTest, LoadGoesFromFootToFootSmoothly) {
+  write(directory_ / "slow_step.csv", read(KORVEL_MOTIONS "/slow_step.csv"));
+  write_changed(
+      KORVEL_MOTIONS "/weight_shift.csv",
+      [](Values values) {
+        values["RAnkleRoll_contact"] = values["y"] > 0.053 ? 0 : 1;
+        return values;
+      },
+      "RAnkleRoll_contact");
+  for (const char* motion : {"slow_step.csv", "motion.csv"}) {
+    const Columns step = results_of(motion, "--require-feasible " + example);
+    const auto& in_contact = step.at("RAnkleRoll_contact");
+    const auto& left = step.at("LAnkleRoll_force_z");
+    const auto& right = step.at("RAnkleRoll_force_z");
+    EXPECT_EQ(step.at("LAnkleRoll_contact"), std::vector<double>(in_contact.size(), 1)) << motion;
+    EXPECT_GT(std::count(in_contact.begin(), in_contact.end(), 0), 100) << motion;
+    EXPECT_GT(*std::max_element(right.begin(), right.end()), 0.5 * weight_) << motion;
+    for (std::size_t s = 1; s < left.size(); ++s) {
+      EXPECT_LT(std::abs(left[s] - left[s - 1]), 0.03 * weight_) << motion << " " << s;
+      EXPECT_LT(std::abs(right[s] - right[s - 1]), 0.03 * weight_) << motion << " " << s;
+    }
+  }
+}
+
+// Five times as fast: whoever is thrown to the left pushes off over the right edge and is caught over the left one.
+TEST_F(StandingTest, AFastStepTipsToBothSides) {
+  write(directory_ / "motion.csv", read(KORVEL_MOTIONS "/fast_step.csv"));
+  const Json json = ground(example);
+  std::vector<std::string> directions;
+  for (const Json& span : json.at("cannot_stand")) {
+    EXPECT_EQ(span.at("why"), "tips");
+    directions.push_back(span.at("direction"));
+  }
+  EXPECT_EQ(directions, (std::vector<std::string>{"to the right", "to the left", "to the left", "to the right"}));
 }
 
 // Left for right: y and what turns about x or z change their sign.

@@ -52,6 +52,11 @@ function corners(columns, foot, sample) {
   return soleRows.filter(([body]) => body === foot).map(
       ([, ...c]) => R.map((row, i) => origin[i] + row.reduce((sum, r, k) => sum + r * Number(c[k]), 0)));
 }
+// Those that bear: up to 5 mm above the lowest one.
+function bearing(columns, foot, sample) {
+  const all = corners(columns, foot, sample);
+  return all.filter(([, , z]) => z <= Math.min(...all.map((corner) => corner[2])) + 0.005);
+}
 const inside = (polygon, [x, y], slack) => polygon.every(([ax, ay], i) => {
   const [bx, by] = polygon[(i + 1) % polygon.length];
   return (bx - ax) * (y - ay) - (by - ay) * (x - ax) > -slack;
@@ -59,18 +64,19 @@ const inside = (polygon, [x, y], slack) => polygon.every(([ax, ay], i) => {
 
 onPage('arrows, soles, polygon and zero moment point are those of the file', {}, async (page, columns) => {
   let arrows_seen = 0;
+  const weight = await page.evaluate(() => korvel.motion.mass) * 9.81;
   for (const sample of [0, 200, 333, 400, 600, columns.time.length - 1]) {
     await show(page, sample);
     const places = await page.evaluate(() => korvel.figure.feet.places());
     near(places.zmp, [...at(columns, ['zmp_x', 'zmp_y'], sample), 0], 1e-5, 'zero moment point');
     feet.forEach((foot, i) => {
       const force = at(columns, ['x', 'y', 'z'].map((axis) => `${foot}_force_${axis}`), sample);
-      const share = Math.hypot(...force) / (5.305 * 9.81);
+      const share = Math.hypot(...force) / weight;
       if (!places.arrows[i]) return assert.ok(share < 0.006, `${foot} has no arrow, ${share}`);
       ++arrows_seen;
       const [from, to] = places.arrows[i];
       near(from, [...at(columns, [`${foot}_cop_x`, `${foot}_cop_y`], sample), 0], 2e-5, `foot of the arrow of ${foot}`);
-      near(to.map((v, k) => v - from[k]), force.map((f) => 0.25 * f / (5.305 * 9.81)), 2e-4, `arrow of ${foot}`);
+      near(to.map((v, k) => v - from[k]), force.map((f) => 0.25 * f / weight), 2e-4, `arrow of ${foot}`);
       const points = corners(columns, foot, sample);
       assert.equal(places.soles[i].length, 12);
       for (let c = 0; c < 4; ++c) {
@@ -79,7 +85,7 @@ onPage('arrows, soles, polygon and zero moment point are those of the file', {},
       }
     });
     // The polygon's corners are corners of soles that stand, and it covers all of these.
-    const standing = feet.filter((foot) => columns[`${foot}_contact`][sample]).flatMap((foot) => corners(columns, foot, sample));
+    const standing = feet.filter((foot) => columns[`${foot}_contact`][sample]).flatMap((foot) => bearing(columns, foot, sample));
     for (const [x, y] of places.polygon) {
       assert.ok(standing.some((p) => Math.hypot(p[0] - x, p[1] - y) < 3e-5), 'a corner of the polygon');
     }
@@ -104,6 +110,27 @@ onPage('arrows, soles, polygon and zero moment point are those of the file', {},
     }
   }
   assert.ok(arrows_seen > 6);
+});
+
+// Leaning to one side the robot stands on the edges of its soles, and the margin is told to the polygon of these.
+test('of a tilted sole the polygon has the corners that bear', async (t) => {
+  const [header, first] = readFileSync(join(motions, 'squat.csv'), 'utf8').trim().split('\n');
+  const names = header.split(',');
+  const row = (time) => names.map((name, i) => name === 'time' ? time : name === 'roll' ? 0.1 : first.split(',')[i]).join(',');
+  const motion = join(fast.folder, 'leaning.csv');
+  writeFileSync(motion, [`${header},LAnkleRoll_contact,RAnkleRoll_contact`, `${row(0)},1,1`, `${row(1)},1,1`, ''].join('\n'));
+  const leaning = Report.onGround(motion);
+  t.after(() => leaning.remove());
+  const page = await leaning.open(browser);
+  await show(page, 1);
+  const {polygon} = await page.evaluate(() => korvel.figure.feet.places());
+  const expected = feet.flatMap((foot) => bearing(leaning.columns, foot, 1));
+  assert.equal(expected.length, 4);
+  assert.equal(polygon.length, 4);
+  for (const [x, y] of polygon) assert.ok(expected.some((p) => Math.hypot(p[0] - x, p[1] - y) < 3e-5));
+  const zmp = at(leaning.columns, ['zmp_x', 'zmp_y'], 1);
+  assert.equal(inside(polygon, zmp, 0), leaning.columns.zmp_margin[1] > 0);
+  await page.context().close();
 });
 
 onPage('what cannot be borne is red, listed and gone to', {}, async (page, columns) => {

@@ -50,6 +50,10 @@ TEST_F(Validate, ListsEveryCheck) {
     at += line.size();
   }
   EXPECT_EQ(at, listed.size());
+  // Or those that would run.
+  const std::string chosen = host("validate --list --level 1 --only counts").out;
+  EXPECT_EQ(chosen.find("1  loading.counts "), 0U) << chosen;
+  EXPECT_EQ(std::count(chosen.begin(), chosen.end(), '\n'), 1);
 }
 
 // A finding ends with status 1, says what was promised and how to see it again, and its JSON is valid whatever bytes a

@@ -42,9 +42,15 @@ export function hull(points) {
   return sorted.length < 3 ? sorted : [...chain(sorted), ...chain(sorted.reverse())];
 }
 
+// Of a sole on the ground those corners bear that are hardly above its lowest one.
+function bearing(corners, level) {
+  const highest = Math.min(...corners.map(([, , z]) => z)) + level;
+  return corners.filter(([, , z]) => z <= highest);
+}
+
 // What the soles in contact span on the ground.
 export const supportPolygon = (motion, sample) => hull(motion.standing.soles.filter(({contact}) => contact[sample])
-    .flatMap((sole) => cornersAt(motion, sole, sample)).map(([x, y]) => [x, y]));
+    .flatMap((sole) => bearing(cornersAt(motion, sole, sample), motion.standing.level)).map(([x, y]) => [x, y]));
 
 // The force on a sole in the world [N].
 export const forceAt = ({shear, load}, sample) => [...shear.map((column) => column[sample]), load.values[sample]];

@@ -71,7 +71,7 @@ const points = (axes, columns) => axes.map(({column, unit}) => rounded(columns[c
 const flags = ({column, low = column}, columns) => columns[low];
 
 // What the ground does: of each sole its curve and its contacts, and the spans of samples that cannot be borne.
-function readStanding({soles, margin, residual, feasible, zmp}, columns) {
+function readStanding({soles, level, margin, residual, feasible, zmp}, columns) {
   const read = ({load, contact, shear, pressure, orientation, ...sole}) => ({
     ...sole,
     load: readCurve(load, columns),
@@ -81,6 +81,7 @@ function readStanding({soles, margin, residual, feasible, zmp}, columns) {
   });
   const borne = flags(feasible, columns);
   const standing = {
+    level,
     soles: soles.map(read),
     margin: readCurve(margin, columns),
     residual: rounded(columns[residual.column], residual.unit),

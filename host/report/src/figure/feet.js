@@ -17,7 +17,6 @@ import {cornersAt, forceAt, supportPolygon} from '../data/contact.js';
 import {overlay, rod, span, sphere, y_axis} from './scene.js';
 
 const weight_length = 0.25;  // m, of an arrow as strong as the robot's weight
-const gravity = 9.81;
 const least_share = 0.005;  // of the weight: weaker forces have no arrow
 const radius = 0.005;
 const head = new ConeGeometry(1, 1, 20).translate(0, -0.5, 0);  // its tip at the origin
@@ -51,8 +50,8 @@ class Arrow {
 export class Feet extends Group {
   constructor(motion) {
     super();
-    const {standing: {soles, zmp}, ground: {z}, mass} = motion;
-    Object.assign(this, {motion, z, weight: mass * gravity});
+    const {standing: {soles, zmp}, ground: {z}, weight} = motion;
+    Object.assign(this, {motion, z, weight});
     const [x, y] = zmp;
     this.line = overlay(LineBasicMaterial, {opacity: 0.6});
     this.trace = new Line(new BufferGeometry().setAttribute('position', flat(Array.from(x, (_, s) => [x[s], y[s]]), z)), this.line);

@@ -1,0 +1,56 @@
+#include "bench/peers/mujoco.h"
+
+#include <Eigen/Geometry>
+#include <stdexcept>
+#include <utility>
+
+namespace korvel::bench {
+
+namespace {
+
+/// Linear and angular part.
+std::pair<Eigen::Vector3d, Eigen::Vector3d> parts(const QZ::Math::Velocity6D& v) {
+  return {Eigen::Vector3f(v.x, v.y, v.z).cast<double>(), Eigen::Vector3f(v.wx, v.wy, v.wz).cast<double>()};
+}
+
+}  // namespace
+
+MujocoModel load_mujoco(const std::string& name, const mjVFS* files) {
+  char error[1000] = "";
+  MujocoModel model(mj_loadXML(name.c_str(), files, error, sizeof error), mj_deleteModel);
+  if (model == nullptr) throw std::runtime_error(std::string("MuJoCo: ") + error);
+  return model;
+}
+
+MujocoData make_data(const mjModel& model) {
+  MujocoData data(mj_makeData(&model), mj_deleteData);
+  if (data == nullptr) throw std::runtime_error("MuJoCo: no memory for the state");
+  return data;
+}
+
+MujocoState::MujocoState(const host::Instant& instant) {
+  const QZ::Math::Transform& pose = instant.root.pose;
+  R_WR << Eigen::RowVector3f(pose.r00, pose.r01, pose.r02).cast<double>(),
+      Eigen::RowVector3f(pose.r10, pose.r11, pose.r12).cast<double>(),
+      Eigen::RowVector3f(pose.r20, pose.r21, pose.r22).cast<double>();
+  const Eigen::Quaterniond orientation = Eigen::Quaterniond(R_WR).normalized();
+  const auto [v, w] = parts(instant.root.velocity);
+  const auto [dv, dw] = parts(instant.root.acceleration);
+  const Eigen::Index joints = instant.joint_pos.size();
+  q.resize(7 + joints);
+  dq.resize(6 + joints);
+  ddq.resize(6 + joints);
+  q << Eigen::Vector3f(pose.tx, pose.ty, pose.tz).cast<double>(), orientation.w(), orientation.vec(),
+      instant.joint_pos.matrix().cast<double>();
+  dq << R_WR * v, w, instant.joint_vel.matrix().cast<double>();
+  ddq << R_WR * (dv + w.cross(v)), dw, instant.joint_acc.matrix().cast<double>();
+}
+
+void subtract_wrench(const mjModel& model, mjData& data, int body, const Eigen::Vector3d& force,
+                     const Eigen::Vector3d& moment, Eigen::VectorXd& forces) {
+  const Eigen::Vector3d minus_force = -force;
+  const Eigen::Vector3d minus_moment = -moment;
+  mj_applyFT(&model, &data, minus_force.data(), minus_moment.data(), data.xpos + 3 * body, body, forces.data());
+}
+
+}  // namespace korvel::bench

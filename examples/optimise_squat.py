@@ -1,0 +1,213 @@
+#!/usr/bin/env python3
+"""Finds a squat that spares the knees.
+
+The hips go down and up again as in motions/squat.csv. What is free is how the torso leans, how far the hips move
+forward and how high the arms are, at five times on the way down; cubic splines lie between, and the way up is the
+same backwards. Wanted are the values with the least peak torque of the knees with which the robot stands throughout, its
+zero moment point no nearer to the edge of its soles than a margin. Differential evolution tries them, a generation at a
+time; every sample of every candidate is a state that stands on the ground.
+
+    python3 examples/optimise_squat.py                         prints what it finds
+    python3 examples/optimise_squat.py -o best.csv --picture best.png
+    korvel-host run best.csv --soles motions/soles.csv -o best-results.csv
+
+Needs numpy, scipy and, for the picture, matplotlib.
+"""
+
+from __future__ import annotations
+
+import argparse
+import pathlib
+import sys
+import time
+from typing import Dict, List, Tuple
+
+import korvel
+import numpy as np
+import numpy.typing as npt
+from scipy.interpolate import CubicSpline
+from scipy.optimize import differential_evolution
+
+Array = npt.NDArray[np.float64]
+Floats = npt.NDArray[np.float32]
+
+MOTIONS = pathlib.Path(__file__).resolve().parent.parent / "motions"
+# The robot's legs [m], as motions/generate.py has them.
+HIP_HEIGHT_IN_TORSO, THIGH, SHANK, ANKLE_HEIGHT, STANDING = -0.085, 0.1, 0.1029, 0.045, 0.195
+ARM_DOWN = 1.4  # [rad]
+
+DEPTH = 0.07  # of the squat [m]
+DOWN, LOW, UP, END = 0.5, 2.5, 3.5, 5.5  # when it goes down, is there, goes up, is there [s]
+DURATION = 6.0
+KNOTS = np.linspace(DOWN, LOW, 6)[1:]
+# Lean of the torso [rad], the hips' way forward [m], shoulder pitch [rad].
+NAMES = ("lean", "forward", "arms")
+LOWEST, HIGHEST, AT_REST = (-0.2, -0.08, -1.5), (1.0, 0.08, 1.9), (0.0, 0.0, ARM_DOWN)
+FROM_EXAMPLE = (0.5, -0.05, 0.0)  # at the lowest point of motions/squat.csv
+
+MARGIN = 0.02  # [m]
+KNEES = [korvel.COORDINATES.index(side + "KneePitch") for side in "LR"]
+
+
+def glide(share: Array) -> Array:
+    """From 0 to 1, at rest at both ends."""
+    s = np.clip(share, 0, 1)
+    return s**3 * (10 - 15 * s + 6 * s**2)
+
+
+def mirrored(t: Array) -> Array:
+    """The way up is the way down backwards."""
+    return np.where(t > (LOW + UP) / 2, np.minimum(DOWN + END - t, LOW), np.minimum(t, LOW))
+
+
+def curves(candidates: Array, t: Array) -> Dict[str, Array]:
+    """What is free, ``[candidates, times]`` each, of candidates ``[candidates, 3 * knots]``."""
+    knots = np.concatenate(([DOWN], KNOTS))
+    values = candidates.reshape(len(candidates), len(NAMES), len(KNOTS))
+    at = np.maximum(mirrored(t), DOWN)
+    result = {}
+    for i, (name, rest) in enumerate(zip(NAMES, AT_REST)):
+        given = np.column_stack((np.full(len(candidates), rest), values[:, i]))
+        result[name] = CubicSpline(knots, given, axis=1, bc_type="clamped")(at)
+    return result
+
+
+def coordinates(candidates: Array, t: Array) -> Array:
+    """Coordinates ``[candidates, times, 30]``: the feet stay flat where they are."""
+    free = curves(candidates, t)
+    lean, forward = free["lean"], free["forward"]
+    height = STANDING - DEPTH * (glide((t - DOWN) / (LOW - DOWN)) - glide((t - UP) / (END - UP)))
+    # From hip to ankle, in the torso.
+    ankle_x = height * np.sin(lean) - forward * np.cos(lean)
+    length = height * np.cos(lean) + forward * np.sin(lean)
+    bend = (ankle_x**2 + length**2 - THIGH**2 - SHANK**2) / (2 * THIGH * SHANK)
+    knee = np.arccos(np.clip(bend, -1, 1))
+    hip = np.arctan2(-ankle_x, length) - np.arctan2(SHANK * np.sin(knee), THIGH + SHANK * np.cos(knee))
+    q = np.zeros((len(candidates), len(t), len(korvel.COORDINATES)))
+    values = {
+        "x": forward - HIP_HEIGHT_IN_TORSO * np.sin(lean),
+        "z": ANKLE_HEIGHT + height - HIP_HEIGHT_IN_TORSO * np.cos(lean),
+        "pitch": lean,
+        "HipPitch": hip,
+        "KneePitch": knee,
+        "AnklePitch": -lean - hip - knee,
+        "ShoulderPitch": free["arms"],
+    }
+    for name, value in values.items():
+        for column in [name] if name in korvel.COORDINATES else ["L" + name, "R" + name]:
+            q[:, :, korvel.COORDINATES.index(column)] = value
+    # Where legs are too short, nothing is to be found.
+    q[np.abs(bend) > 1] = np.nan
+    return q
+
+
+def states(candidates: Array, t: Array) -> Tuple[Floats, Floats, Floats]:
+    """Coordinates, velocities and accelerations ``[candidates * times, 30]``, as a batch takes them."""
+    q = coordinates(candidates, t)
+    reach = ~np.isnan(q).any(axis=(1, 2))
+    spline = CubicSpline(t, np.where(reach[:, None, None], q, 0), axis=1)
+    rates, accelerations = spline(t, 1), spline(t, 2)
+    # The root's rates are told in its own axes, which only pitch.
+    pitch, turning = q[..., 4], rates[..., 4]
+    c, s = np.cos(pitch), np.sin(pitch)
+    dq, ddq = rates.copy(), accelerations.copy()
+    for part, of in ((dq, rates), (ddq, accelerations)):
+        part[..., 0] = c * of[..., 0] - s * of[..., 2]
+        part[..., 2] = s * of[..., 0] + c * of[..., 2]
+        part[..., 3], part[..., 4] = 0, of[..., 4]
+    # The derivative of what is told in turning axes.
+    ddq[..., 0] -= turning * dq[..., 2]
+    ddq[..., 2] += turning * dq[..., 0]
+    q, dq, ddq = (array.reshape(-1, q.shape[-1]).astype(np.float32) for array in (q, dq, ddq))
+    return q, dq, ddq
+
+
+class Squats:
+    """What candidates cost; counts the states that were evaluated."""
+
+    def __init__(self, batch: korvel.Batch, ground: korvel.Ground, t: Array) -> None:
+        self.batch, self.ground, self.t, self.states = batch, ground, t, 0
+
+    def stands(self, candidates: Array) -> korvel.Stand:
+        q, dq, ddq = states(candidates, self.t)
+        self.states += len(q)
+        return self.batch.stand(q, dq, ddq, self.ground)
+
+    def costs(self, candidates: Array) -> Array:
+        """The peak torque of the knees [N m], and what is missing of the margin [cm] and of the stand."""
+        stand = self.stands(candidates)
+        each = (len(candidates), len(self.t))
+        peak = np.abs(stand.forces[:, KNEES]).max(axis=1).reshape(each).max(axis=1)
+        missing = np.maximum(MARGIN - stand.zmp_margin.reshape(each).min(axis=1), 0)
+        residual = np.maximum(stand.residual.reshape(each).max(axis=1) - 1e-3, 0)
+        return np.nan_to_num(peak + 100 * missing + 10 * residual, nan=1e3)
+
+    def torques(self, candidate: Array) -> Floats:
+        stand = self.stands(candidate[None])
+        forces: Floats = stand.forces
+        return forces
+
+
+def example() -> Array:
+    """motions/squat.csv as a candidate."""
+    depth = glide((KNOTS - DOWN) / (LOW - DOWN))
+    return np.concatenate([rest + (low - rest) * depth for rest, low in zip(AT_REST, FROM_EXAMPLE)])
+
+
+def write_motion(path: pathlib.Path, candidate: Array, t: Array) -> None:
+    q = coordinates(candidate[None], t)[0]
+    moving = [i for i in range(q.shape[1]) if np.any(q[:, i])]
+    header = ",".join(["time"] + [korvel.COORDINATES[i] for i in moving])
+    np.savetxt(path, np.column_stack((t, q[:, moving])), fmt="%.8f", delimiter=",", header=header, comments="")
+
+
+def draw(path: pathlib.Path, t: Array, before: Floats, after: Floats) -> None:
+    import matplotlib
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+
+    figure, axes = plt.subplots(1, 3, figsize=(10, 3), sharey=True, layout="constrained")
+    for axis, joint in zip(axes, ("HipPitch", "KneePitch", "AnklePitch")):
+        column = korvel.COORDINATES.index("L" + joint)
+        axis.plot(t, before[:, column], label="motions/squat.csv")
+        axis.plot(t, after[:, column], label="found")
+        axis.set(title=f"L{joint}", xlabel="time [s]")
+        axis.grid(alpha=0.3)
+    axes[0].set_ylabel("torque [N m]")
+    axes[0].legend()
+    figure.savefig(path, dpi=120)
+
+
+def main(arguments: List[str]) -> int:
+    parser = argparse.ArgumentParser(description="Find a squat that spares the knees.")
+    parser.add_argument("-o", "--output", type=pathlib.Path, help="motion file to write")
+    parser.add_argument("--picture", type=pathlib.Path, help="picture to write: torques before and after")
+    parser.add_argument("--generations", type=int, default=120, help="of 45 candidates each (%(default)s)")
+    parser.add_argument("--seed", type=int, default=1, help="of what is tried (%(default)s)")
+    options = parser.parse_args(arguments)
+
+    start = time.perf_counter()
+    ground = korvel.Ground.read(MOTIONS / "soles.csv")
+    search = Squats(korvel.Batch(), ground, np.arange(0, DURATION + 0.01, 0.04))
+    bounds = [pair for pair in zip(LOWEST, HIGHEST) for _ in KNOTS]
+    found = differential_evolution(lambda candidates: search.costs(candidates.T), bounds, x0=example(), seed=options.seed,
+                                   popsize=3, maxiter=options.generations, tol=0, polish=False, vectorized=True,
+                                   updating="deferred")
+    seconds = time.perf_counter() - start
+
+    # As korvel-host runs it.
+    fine = Squats(search.batch, ground, np.arange(0, DURATION + 0.005, 0.01))
+    for name, candidate in (("motions/squat.csv", example()), ("found", found.x)):
+        stand = fine.stands(candidate[None])
+        print(f"{name:18} knees {np.abs(stand.forces[:, KNEES]).max():.3f} N m, margin "
+              f"{1000 * stand.zmp_margin.min():.0f} mm, {'stands' if stand.residual.max() <= 1e-3 else 'cannot stand'}")
+    print(f"{search.states:,} states in {seconds:.0f} s")
+    if options.output:
+        write_motion(options.output, found.x, fine.t)
+    if options.picture:
+        draw(options.picture, fine.t, fine.torques(example()), fine.torques(found.x))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
