@@ -254,6 +254,8 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
     const KernelSet& kernels = b.set.kernels(n);
     // A state takes some fifty times as long as others do.
     constexpr std::ptrdiff_t worth = 2 * tile_size;
+    // Each asks for the mass matrices of many more.
+    const KernelSet& kernels = b.set.kernels(tile_size);
     if (sums == nullptr) {
       b.threads.for_each_stretch(
           n, [&](const Stretch& states) { stand(kernels, b.masses, states, motion, *stood_on, wanted, nullptr); },
