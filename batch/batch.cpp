@@ -251,7 +251,6 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
     if (sums == nullptr && std::all_of(std::begin(all), std::end(all), [](auto* o) { return o->data == nullptr; })) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: none has data, sums is null"};
     }
-    const KernelSet& kernels = b.set.kernels(n);
     // A state takes some fifty times as long as others do.
     constexpr std::ptrdiff_t worth = 2 * tile_size;
     // Each asks for the mass matrices of many more.
