@@ -28,6 +28,7 @@ namespace {
 using Robot = metapod::models::KorvelRobot;
 using metapod::Spatial::Inertia;
 
+constexpr int most_threads = 1024;
 constexpr int pose_numbers = 12 * body_count;
 constexpr int jacobian_numbers = 6 * coordinate_count;
 
@@ -104,7 +105,10 @@ korvel_batch_force_sums as_contract_has_it(const FoldedSums& total) noexcept {
 int korvel_batch_create(korvel_batch** batch, int threads, const char* instruction_set) {
   return status_of([&] {
     if (batch == nullptr) throw Refusal{KORVEL_BATCH_NULL, "batch is null"};
-    if (threads < 0) throw Refusal{KORVEL_BATCH_COUNT, "threads is " + std::to_string(threads)};
+    if (threads < 0 || threads > most_threads) {
+      throw Refusal{KORVEL_BATCH_COUNT,
+                    "threads is " + std::to_string(threads) + ": there may be up to " + std::to_string(most_threads)};
+    }
     *batch = new korvel_batch{ChosenSet(instruction_set), Threads(threads), robot_masses()};
   });
 }

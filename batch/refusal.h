@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <new>
 #include <string>
 #include <utility>
@@ -27,6 +28,8 @@ int status_of(const Work& work) noexcept {
     return remember(refusal.status, refusal.sentence.c_str());
   } catch (const std::bad_alloc&) {
     return remember(KORVEL_BATCH_MEMORY, "no memory");
+  } catch (const std::exception& failure) {
+    return remember(KORVEL_BATCH_SYSTEM, failure.what());
   }
 }
 

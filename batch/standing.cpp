@@ -82,7 +82,7 @@ struct State {
   std::ptrdiff_t s;
 
   Eigen::Isometry3d pose_root(int body) const { return isometry(all.poses_root + s * pose_numbers + 12 * body); }
-  Eigen::Isometry3d root() const { return isometry(all.poses_world + s * pose_numbers); }
+  Eigen::Isometry3d root() const { return contact::rigid(isometry(all.poses_world + s * pose_numbers)); }
   Eigen::Vector3d com_root() const { return vector(all.com_root + s * 3); }
   /// Root axes, about the root's origin.
   contact::Wrench required() const {
@@ -130,9 +130,8 @@ double share_of(const Ground& ground, const State& state, const Input& dq, const
   const Eigen::Isometry3d root = state.root();
   const Eigen::Isometry3d pose = state.pose_root(body);
   const Eigen::Vector3d lowest = pose * it.lowest_corner(root * pose);
-  const bool stands = (root * lowest).z() - ground.height <= bounds.height &&
-                      velocity_of_point(state, dq, body, lowest).norm() < bounds.speed;
-  return stands ? 1 : 0;
+  const double speed = velocity_of_point(state, dq, body, lowest).norm();
+  return bounds.allow((root * lowest).z() - ground.height, speed) ? 1 : 0;
 }
 
 /// Positions are told from the root's origin, so that no digits are lost to the place in the world.

@@ -9,6 +9,11 @@ struct ContactBounds {
   double height = 0.005;   ///< of its lowest corner above the ground, at most [m]; it may be deeper
   double speed = 0.05;     ///< of that corner, below [m/s]
   double duration = 0.05;  ///< of a contact, at least [s]; shorter interruptions are none
+
+  /// A lowest corner that is so high and so fast.
+  bool allow(double corner_height, double corner_speed) const {
+    return corner_height <= height && corner_speed < speed;
+  }
 };
 
 /// The contact of one sole over the samples of a motion.

@@ -14,6 +14,7 @@ namespace korvel::contact {
 namespace {
 
 constexpr double flatness = 1e-3;  // [m]
+constexpr int farthest = 10;       // a corner from its body [m]
 
 [[noreturn]] void refuse(const std::string& text) { throw std::invalid_argument(text); }
 
@@ -26,6 +27,10 @@ Sole::Sole(unsigned long body, const std::vector<Eigen::Vector3d>& corners, doub
   Eigen::Matrix3Xd table(3, static_cast<Eigen::Index>(corners.size()));
   for (std::size_t i = 0; i < corners.size(); ++i) table.col(static_cast<Eigen::Index>(i)) = corners[i];
   if (!table.allFinite()) refuse("expected corners at finite positions");
+  if (table.cwiseAbs().maxCoeff() > farthest) {
+    refuse("expected corners within " + std::to_string(int{farthest}) +
+           " m of the body's origin: are these millimetres?");
+  }
 
   // The plane through the mean whose normal is the direction of least extent.
   const Eigen::Vector3d mean = table.rowwise().mean();

@@ -8,9 +8,9 @@ namespace korvel::contact {
 /// A flat, convex part of a body that may stand on the ground. Positions are in the body's frame [m].
 class Sole {
  public:
-  /// `corners`, at least three, lie within a millimetre of one plane, in any order; none of them within the hull of the
-  /// others. `friction` is that of the ground against the sole, at least 0.
-  /// Throws std::invalid_argument with what was expected and found.
+  /// `corners`, at least three, lie within 10 m, and within a millimetre of one plane, in any order; none of them
+  /// within the hull of the others. `friction` is that of the ground against the sole, at least 0. Throws
+  /// std::invalid_argument with what was expected and found.
   Sole(unsigned long body, const std::vector<Eigen::Vector3d>& corners, double friction);
 
   unsigned long body() const { return body_; }

@@ -62,8 +62,6 @@ Verdict verdict_of(const Stance& stance, double weight) {
 Stance stance(const std::vector<Sole>& soles, const std::vector<SoleState>& states, const Wrench& required,
               double ground, const Eigen::Vector3d& com, double weight, double level) {
   Stance result;
-  result.zero_moment_point = zero_moment_point(required, ground, com, weight);
-
   std::vector<std::vector<Eigen::Vector3d>> corners(soles.size());
   std::vector<Eigen::Vector2d> centres, all;
   Eigen::Vector3d origin = Eigen::Vector3d::Zero();  // about which moments are taken: the mean of the centres
@@ -75,6 +73,15 @@ Stance stance(const std::vector<Sole>& soles, const std::vector<SoleState>& stat
     centres.emplace_back(centre.head<2>());
     origin += centre;
   }
+  // Forces act where the corners are.
+  double level_of_forces = ground;
+  if (!all.empty()) {
+    level_of_forces = 0;
+    for (const auto& of_sole : corners) {
+      for (const Eigen::Vector3d& corner : of_sole) level_of_forces += corner.z() / static_cast<double>(all.size());
+    }
+  }
+  result.zero_moment_point = zero_moment_point(required, level_of_forces, com, weight);
   if (!centres.empty()) {
     origin /= static_cast<double>(centres.size());
     const SupportPolygon polygon(all);

@@ -9,6 +9,13 @@
 
 namespace korvel::contact {
 
+/// A pose with its rotation orthonormal to the last digit: by single precision's the forces would depend on the
+/// heading.
+inline Eigen::Isometry3d rigid(Eigen::Isometry3d pose) {
+  pose.linear() = Eigen::Quaterniond(pose.linear()).normalized().toRotationMatrix();
+  return pose;
+}
+
 /// Where a sole is at one instant, and whether it stands.
 struct SoleState {
   Eigen::Isometry3d pose;  ///< of its body: world axes, from the root's origin
@@ -38,8 +45,8 @@ struct Stance {
   Verdict verdict = Verdict::stands;
   double residual = 0;          ///< of Distribution; at most feasible_residual where it stands
   std::vector<SoleLoad> soles;  ///< in the order of the soles
-  /// The point of the ground about which the required wrench has no moment in the ground; below the centre of mass
-  /// where hardly anything is required.
+  /// The point about which the required wrench has no horizontal moment, at the mean height of the corners that bear,
+  /// or on the ground if none does; below the centre of mass where hardly anything is required.
   Eigen::Vector2d zero_moment_point = Eigen::Vector2d::Zero();
   /// Of the zero moment point in the support polygon, the hull of the corners that bear; negative outside, 0 where
   /// nothing bears [m].

@@ -50,7 +50,8 @@ typedef enum korvel_batch_status {
   KORVEL_BATCH_BODY = 4,            /* a body that there is not, or one twice */
   KORVEL_BATCH_VALUE = 5,           /* a number that is not finite, or no mass or sole that there can be */
   KORVEL_BATCH_INSTRUCTION_SET = 6, /* an instruction set that is not known, or that this processor has not */
-  KORVEL_BATCH_MEMORY = 7           /* no memory */
+  KORVEL_BATCH_MEMORY = 7,          /* no memory */
+  KORVEL_BATCH_SYSTEM = 8           /* the system refuses something else */
 } korvel_batch_status;
 /* NOLINTEND(readability-identifier-naming) */
 
@@ -77,7 +78,9 @@ typedef struct korvel_batch_output {
 /* ---- Objects --------------------------------------------------------------------------------------------- */
 
 /* Makes an object with the robot's own inertias.
- *   threads          at most so many work on a call; 0: as many as the process may use (sched_getaffinity)
+ *   threads          at most so many work on a call, up to 1024; 0: as many as the process may use (sched_getaffinity).
+ *                    While there is an object with more than there are processors, oneTBB may use as many for whatever
+ *                    else the process has it do
  *   instruction_set  "baseline", "avx2" (with FMA) or "avx512"; null: that of the environment variable
  *                    KORVEL_INSTRUCTION_SET or, without it, the best that the processor has, and for few states a
  *                    narrower one

@@ -42,10 +42,11 @@ CLI::Validator whole_number(std::uint64_t least, std::uint64_t most) {
 }
 
 CLI::Validator positive_number() {
-  return number_from(static_cast<double>(std::numeric_limits<float>::min()), "a positive number", "POSITIVE");
+  return number_from(static_cast<double>(std::numeric_limits<float>::min()), "a positive number of single precision",
+                     "POSITIVE");
 }
 
-CLI::Validator any_number() { return number_from(-largest_number, "a number", "NUMBER"); }
+CLI::Validator any_number() { return number_from(-largest_number, "a number of single precision", "NUMBER"); }
 
 void add_module_option(CLI::App& command, std::filesystem::path& module) {
   command.add_option("--module", module, "The module to load")->type_name("FILE")->capture_default_str();

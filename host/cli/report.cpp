@@ -27,6 +27,7 @@ struct ReportOptions {
   std::optional<std::filesystem::path> other;
   std::optional<std::filesystem::path> soles;
   std::optional<double> ground_height;
+  double contact_height = ReportGround{}.level;
   std::filesystem::path page;
 };
 
@@ -62,6 +63,7 @@ std::string script_text(const nlohmann::json& data) {
 nlohmann::json page_data(const ReportOptions& options, const tesk::RigidBodySystem& system) {
   ReportGround ground;
   ground.height = options.ground_height;
+  ground.level = options.contact_height;
   if (options.soles) ground.soles = read_soles(*options.soles, body_names(system));
   nlohmann::json data = report_data(options.results, system, ground);
   if (options.other) data["other"] = report_data(*options.other, system, {}, Detail::curves);
@@ -107,10 +109,17 @@ second file, are drawn over those of the first. It opens from disk and needs no 
   const auto options = std::make_shared<ReportOptions>();
   command->add_option("RESULTS", options->results, "Results file")->required();
   command->add_option("OTHER", options->other, "A second one, to compare");
+  CLI::Option* soles =
+      command
+          ->add_option("--soles", options->soles,
+                       "Soles of the run: also shows them and the support polygon, as the first file has them")
+          ->type_name("SOLES");
   command
-      ->add_option("--soles", options->soles,
-                   "Soles of the run: also shows them and the support polygon, as the first file has them")
-      ->type_name("SOLES");
+      ->add_option("--contact-height", options->contact_height,
+                   "Of the run: corners of a sole bear up to this above its lowest one [m]")
+      ->needs(soles)
+      ->check(positive_number())
+      ->capture_default_str();
   command
       ->add_option("--ground", options->ground_height,
                    "Height of the ground in the world [m]; by default 0, or the lowest point where that is far")

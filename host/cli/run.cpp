@@ -77,8 +77,9 @@ void tell_doubts(const Motion& motion, const std::vector<std::string>& joints, c
 
 /// What the robot stands on; nothing if it is held by its root.
 std::optional<Ground> ground_of(const RunOptions& options, const tesk::RigidBodySystem& system) {
-  if (!options.soles || options.air) return std::nullopt;
-  return Ground{read_soles(*options.soles, body_names(system)), options.ground_height, options.bounds};
+  if (!options.soles) return std::nullopt;
+  Ground ground{read_soles(*options.soles, body_names(system)), options.ground_height, options.bounds};
+  return options.air ? std::nullopt : std::optional(std::move(ground));
 }
 
 Subject subject(const tesk::RigidBodySystem& system, const std::optional<Ground>& ground) {
@@ -180,10 +181,12 @@ void run_all(std::vector<Task>& tasks, std::vector<Worker>& workers, const std::
   for (std::future<void>& thread : threads) thread.get();
 }
 
-std::string text_of(const Task& task) {
+std::string text_of(const Task& task, const RunOptions& options) {
   // What torques leave out stands above them.
-  if (!task.ground_summary)
-    return "held by its root, without contact; --soles stands it on the ground\n\n" + task.summary.text();
+  if (!task.ground_summary) {
+    const char* how = options.air ? "" : "; --soles stands it on the ground";
+    return fmt::format("held by its root, without contact{}\n\n{}", how, task.summary.text());
+  }
   return fmt::format("{}\n{}\n{}", task.ground_summary->verdict(), task.ground_summary->margins(), task.summary.text());
 }
 
@@ -208,7 +211,7 @@ void show(const std::vector<Task>& tasks, const RunOptions& options) {
         destination.write_text(
             fmt::format("{}== {}\n", &task == &tasks.front() ? "" : "\n", printable(task.motion.string())));
       }
-      destination.write_text(text_of(task));
+      destination.write_text(text_of(task, options));
     }
   }
   destination.commit();

@@ -39,8 +39,8 @@ bool is_near_ground(const tesk::RigidBodySystem& system, const Instant& state, c
   const Eigen::Isometry3d root = isometry(state.root.pose);
   const Eigen::Isometry3d pose = isometry(system.getPoseInRoot(sole.body()));
   const Vector3d lowest = pose * sole.lowest_corner(root * pose);
-  return (root * lowest).z() - ground.height <= ground.bounds.height &&
-         motion_of(system, state, sole.body()).of_point(lowest).norm() < ground.bounds.speed;
+  return ground.bounds.allow((root * lowest).z() - ground.height,
+                             motion_of(system, state, sole.body()).of_point(lowest).norm());
 }
 
 }  // namespace

@@ -43,9 +43,7 @@ Standing GroundCycle::run(tesk::RigidBodySystem& system, const Instant& state,
   system.computeFwdKinematics();
 
   // From here on positions are told from the root's origin, so that no digits are lost to the place in the world.
-  // By a rotation to the last digit, the same forces in its axes whatever the heading.
-  Eigen::Isometry3d root = isometry(state.root.pose);
-  root.linear() = Eigen::Quaterniond(root.linear()).normalized().toRotationMatrix();
+  const Eigen::Isometry3d root = contact::rigid(isometry(state.root.pose));
   const Eigen::Matrix3d& to_world = root.linear();
   Standing standing{{}, {}, root};
   for (std::size_t i = 0; i < ground_.soles.size(); ++i) {

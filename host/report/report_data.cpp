@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "contact/phases.h"
 #include "host/ground/ground.h"
 #include "host/io/samples.h"
 #include "host/report/packed_columns.h"
@@ -91,6 +90,7 @@ class Results {
  private:
   void find_columns(const std::filesystem::path& path, const CsvRow& header, const std::vector<contact::Sole>& soles) {
     robot_.soles = standing_bodies(header.fields, soles, robot_.system);
+    require_all_soles(path, header, soles);
     const auto place = [&](const std::string& name) {
       const auto found = std::find(header.fields.begin(), header.fields.end(), name);
       if (found == header.fields.end()) {
@@ -111,6 +111,26 @@ class Results {
     for (const std::string& name : names_) places_.push_back(place(name));
     time_ = place(columns_of(quantities::time).front());
     for (const std::string& name : flags_) flag_places_.push_back(place(name));
+  }
+
+  /// Soles, if there are any, are those of the run.
+  void require_all_soles(const std::filesystem::path& path, const CsvRow& header,
+                         const std::vector<contact::Sole>& soles) const {
+    if (soles.empty()) return;
+    for (const contact::Sole& sole : soles) {
+      const std::string column = columns_of(quantities::contact, robot_.system.getBodyName(sole.body())).front();
+      if (std::find(header.fields.begin(), header.fields.end(), column) != header.fields.end()) continue;
+      throw error_at(path, header.line,
+                     fmt::format("expected results of a run with these soles, found no '{}'", column));
+    }
+    for (const unsigned long b : robot_.soles) {
+      const bool known = std::any_of(soles.begin(), soles.end(), [&](const auto& sole) { return sole.body() == b; });
+      if (!known) {
+        throw error_at(
+            path, header.line,
+            fmt::format("expected soles of all bodies that stand: {} has none", robot_.system.getBodyName(b)));
+      }
+    }
   }
 
   void add(const std::filesystem::path& path, const SampleRow& row) {
@@ -237,7 +257,7 @@ Json ground_data(const Subject& robot, Columns& columns, const ReportGround& gro
   Json soles = Json::array();
   for (const unsigned long body : robot.soles) soles.push_back(sole_data(body, robot, columns, ground, detail));
   Json data{{"soles", std::move(soles)},
-            {"level", contact::ContactBounds{}.height},
+            {"level", ground.level},
             {"margin", columns.curve(columns_of(quantities::margin).front())},
             {"residual", columns.rounded(columns_of(quantities::residual).front())},
             {"feasible", columns.lowest_flag(columns_of(quantities::feasible).front())}};

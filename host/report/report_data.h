@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "contact/phases.h"
 #include "contact/sole.h"
 #include "plugin/rigid_body_system.h"
 
@@ -13,7 +14,8 @@ namespace korvel::host {
 /// What is known of the ground besides the results.
 struct ReportGround {
   std::vector<contact::Sole> soles;
-  std::optional<double> height;  ///< in the world [m]
+  std::optional<double> height;                    ///< in the world [m]
+  double level = contact::ContactBounds{}.height;  ///< above its lowest corner up to which a sole's corners bear [m]
 };
 
 /// How much of a file the page has: all of it, or only what is drawn as curves over time.

@@ -115,13 +115,17 @@ void GroundSummary::add_to_margins(const Standing& standing, double time) {
     if (state.contact && !sole.contact) sole.touchdown = place;
     sole.contact = state.contact;
     if (!state.contact) continue;
-    sole.least_load.add(load.wrench.force.z() / weight_, time);
-    sole.most_load.add(load.wrench.force.z() / weight_, time);
-    sole.friction.add(load.friction, time);
-    if (load.wrench.force.z() > contact::least_load * weight_) sole.inside.add(load.inside, time);
+    if (stance.verdict == Verdict::stands) {
+      sole.least_load.add(load.wrench.force.z() / weight_, time);
+      sole.most_load.add(load.wrench.force.z() / weight_, time);
+      sole.friction.add(load.friction, time);
+      if (load.wrench.force.z() > contact::least_load * weight_) sole.inside.add(load.inside, time);
+    }
     sole.slip.add((place - sole.touchdown).norm(), time);
     const double lowest = (state.pose * ground_.soles[i].lowest_corner(state.pose)).z();
-    sole.height.add(std::abs(standing.root.translation().z() + lowest - ground_.height), time);
+    const double height = standing.root.translation().z() + lowest - ground_.height;
+    sole.height.add(std::abs(height), time);
+    if (std::abs(height) >= sole.height.value) sole.is_below = height < 0;
   }
 }
 
@@ -142,10 +146,26 @@ std::string GroundSummary::Span::reason() const {
   return "";
 }
 
+std::vector<const GroundSummary::SoleMargins*> GroundSummary::soles_off_the_ground() const {
+  std::vector<const SoleMargins*> soles;
+  for (const SoleMargins& sole : soles_) {
+    if (sole.height.seen && sole.height.value > off_the_ground) soles.push_back(&sole);
+  }
+  return soles;
+}
+
 std::string GroundSummary::verdict() const {
-  if (stands_throughout()) return "stands throughout\n";
+  // Whatever follows is of a robot whose soles bear where they are.
+  std::string off;
+  for (const SoleMargins* sole : soles_off_the_ground()) {
+    off +=
+        fmt::format("{} counts as on the ground {:.3g} mm {} it, at {:.3f} s: --ground says where the ground is\n",
+                    sole->body, millimetres(sole->height.value), sole->is_below ? "below" : "above", sole->height.time);
+  }
+  if (stands_throughout())
+    return off + (off.empty() ? "stands throughout\n" : "stands throughout, if there were ground\n");
   std::string text =
-      fmt::format("cannot be stood as it is, in {} {}:\n", spans_.size(), spans_.size() == 1 ? "span" : "spans");
+      off + fmt::format("cannot be stood as it is, in {} {}:\n", spans_.size(), spans_.size() == 1 ? "span" : "spans");
   const auto out = std::back_inserter(text);
   for (std::size_t i = 0; i < std::min(spans_.size(), most_spans_in_words); ++i) {
     const Span& span = spans_[i];
@@ -166,7 +186,7 @@ std::string GroundSummary::margins() const {
     if (!extreme.seen) return line(what, "-", "");
     line(what, fmt::format(fmt::runtime(format), factor * extreme.value), fmt::format("{:.3f}", extreme.time));
   };
-  fmt::format_to(out, "{:<44}  {:>22}  {:>8}\n", "margins, at their worst", "", "at [s]");
+  fmt::format_to(out, "{:<44}  {:>22}  {:>8}\n", "margins where it stands, at their worst", "", "at [s]");
   add("zero moment point inside the support", margin_, "{:.1f} mm", 1e3);
   add("least friction that would do", friction_needed_, "{:.3f}", 1);
   for (const SoleMargins& sole : soles_) {
@@ -204,8 +224,11 @@ Json GroundSummary::json() const {
                      {"slip", extreme(sole.slip)},
                      {"height", extreme(sole.height)}});
   }
+  Json off = Json::array();
+  for (const SoleMargins* sole : soles_off_the_ground()) off.push_back(sole->body);
   return {
       {"stands_throughout", stands_throughout()},
+      {"off_the_ground", std::move(off)},
       {"cannot_stand", std::move(spans)},
       {"margins",
        {{"zmp_inside", extreme(margin_)}, {"least_friction", extreme(friction_needed_)}, {"soles", std::move(soles)}}}};

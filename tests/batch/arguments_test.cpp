@@ -213,7 +213,9 @@ TEST_F(Arguments, ThatAreNullAreRefused) {
 
 TEST_F(Arguments, OfAnObjectAndItsInertiasAreChecked) {
   korvel_batch* made = nullptr;
-  EXPECT_EQ(korvel_batch_create(&made, -1, nullptr), KORVEL_BATCH_COUNT);
+  for (const int threads : {-1, 1025, 20'000'000, std::numeric_limits<int>::max()}) {
+    EXPECT_EQ(korvel_batch_create(&made, threads, nullptr), KORVEL_BATCH_COUNT) << threads;
+  }
   EXPECT_EQ(korvel_batch_create(&made, 1, "mmx"), KORVEL_BATCH_INSTRUCTION_SET);
   EXPECT_NE(std::string(korvel_batch_error()).find("\"mmx\" is none of baseline"), std::string::npos);
   setenv("KORVEL_INSTRUCTION_SET", "abacus", 1);

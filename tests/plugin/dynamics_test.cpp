@@ -157,6 +157,48 @@ TEST_F(Order, MassMatrixReadsTheLastJointPass) {
   EXPECT_TRUE(same_bits(mass_matrix(), second));
 }
 
+// A joint pass is kept while no joint is set. What is computed with it is what an object computes that knows nothing of
+// it.
+TEST_F(Order, AKeptJointPassIsThatOfTheInputs) {
+  const State first = random_state(21);
+  const State second = random_state(22);
+  const auto expect_fresh = [&](const State& inputs, const char* what) {
+    const System fresh = module.create();
+    write(inputs, *fresh);
+    fresh->computeInverseDynamics();
+    EXPECT_EQ(eigen(robot->getJointAnglesTorque()), eigen(fresh->getJointAnglesTorque())) << what;
+    fresh->computeGeneralizedMass();
+    robot->computeGeneralizedMass();
+    EXPECT_EQ(robot->getGeneralizedMass(), fresh->getGeneralizedMass()) << what;
+  };
+  State state = first;
+  write(state, *robot);
+  robot->computeFwdKinematics();
+  robot->computeInverseDynamics();
+  expect_fresh(state, "after kinematics");
+  state.q.head(6) = second.q.head(6);
+  robot->setRootPose(state.root_pose());
+  robot->computeInverseDynamics();
+  expect_fresh(state, "with the root moved");
+  state.dq = second.dq;
+  robot->setJointAnglesVel(state.dq.tail(24).array());
+  robot->setRootVelocity(state.root_velocity());
+  robot->computeInverseDynamics();
+  expect_fresh(state, "with other velocities");
+  state.q[13] = second.q[13];
+  robot->setJointAnglePos(7, state.q[13]);
+  const auto copy = robot->clone();
+  robot->computeInverseDynamics();
+  expect_fresh(state, "with one joint set");
+  copy->computeInverseDynamics();
+  EXPECT_EQ(eigen(copy->getJointAnglesTorque()), eigen(robot->getJointAnglesTorque()));
+  state.q.tail(24) = second.q.tail(24);
+  robot->setJointAnglesPos(state.q.tail(24).array());
+  robot->computeFwdKinematicsExceptRoot();
+  robot->computeInverseDynamics();
+  expect_fresh(state, "with all joints set");
+}
+
 // Either stage of the kinematics places the root, and nothing else need run before.
 TEST_F(Order, PartialComJacobianTurnsWithTheRoot) {
   compute(random_state(1), *robot);

@@ -359,6 +359,31 @@ TEST_F(StandingTest, AFastStepTipsToBothSides) {
   EXPECT_EQ(directions, (std::vector<std::string>{"to the right", "to the left", "to the left", "to the right"}));
 }
 
+// A robot below its ground, or above it, is told so.
+TEST_F(StandingTest, SolesThatAreNotWhereTheGroundIsAreNamed) {
+  write_accelerated({0, 0, 0});
+  EXPECT_TRUE(ground(example).at("off_the_ground").empty());
+  for (const auto& [height, words] :
+       {std::pair("0.3", "LAnkleRoll counts as on the ground 300 mm below it, at 0.000 s"),
+        std::pair("-0.3", "LAnkleRoll counts as on the ground 300 mm above it, at 0.000 s")}) {
+    const std::string options = fmt::format(" --ground {}", height);
+    EXPECT_EQ(ground(example + options).at("off_the_ground"), Json({"LAnkleRoll", "RAnkleRoll"}));
+    const std::string told = host("run motion.csv -o results.csv " + example + options).out;
+    EXPECT_EQ(told.find(words), 0U) << told;
+  }
+}
+
+// Forces act where the soles are: with them the margin, wherever the ground is said to be.
+TEST_F(StandingTest, TheReasonIsThatOfTheSolesHeight) {
+  write_accelerated({4.2, 0, 0});
+  for (const char* height : {"0", "1", "-1"}) {
+    const Json spans = ground(example + " --ground " + height).at("cannot_stand");
+    ASSERT_EQ(spans.size(), 1U) << height;
+    EXPECT_EQ(spans.at(0).at("direction"), "backward") << height;
+    EXPECT_NEAR(spans.at(0).at("excess").at("value").get<double>(), 0.0576, 1e-3) << height;
+  }
+}
+
 // Left for right: y and what turns about x or z change their sign.
 TEST_F(StandingTest, MirrorImagesHaveMirroredForces) {
   const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";

@@ -251,6 +251,8 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
   std::string one_foot = standing;
   write(directory_ / "one_foot.csv", one_foot.replace(one_foot.find("LAnkleRoll_force_y"), 18, "LAnkleRoll_force_w"));
   write(directory_ / "half.csv", with_half_a_contact(standing));
+  const std::string soles = read(directory_ / "soles.csv");
+  write(directory_ / "one_sole.csv", soles.substr(0, soles.find("RAnkleRoll")));
   write(directory_ / "old.html", "old page\n");
   const std::vector<std::string> before = files();
 
@@ -282,7 +284,9 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"results.csv", "--output is required"},
       {"results.csv results.csv results.csv -o page.html", "not expected: results.csv"},
       {"results.csv --soles soles.csv -o page.html",
-       "results.csv:1: expected the column 'LAnkleRoll_force_x' that 'korvel-host run' writes, found none"},
+       "results.csv:1: expected results of a run with these soles, found no 'LAnkleRoll_contact'"},
+      {"standing.csv --soles one_sole.csv -o page.html",
+       "standing.csv:1: expected soles of all bodies that stand: RAnkleRoll has none"},
       {"results.csv --soles soles.csv -o soles.csv", "soles.csv: cannot write: would replace the soles"},
       {"results.csv old.csv -o page.html", "old.csv: cannot read"},
       {"results.csv --soles results.csv -o page.html", "results.csv:1: expected the columns body, x, y, z, friction"},
