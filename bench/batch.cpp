@@ -15,9 +15,11 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <thread>
 
 #include "bench/instants.h"
 #include "bench/jobs.h"
+#include "bench/peers/peer.h"
 #include "bench/robot.h"
 #include "host/robot/module.h"
 
@@ -158,6 +160,64 @@ void add_batch(const std::string& who, const Batch& batch, bool in_tiles, Arrays
   });
   add("dynamics-sums/" + who, a.count,
       [=, &a, &batch] { benchmark::DoNotOptimize(batch.force_sums(a.count, q(), dq(), ddq(), feet(in_tiles, a))); });
+  // On both feet, wherever they are: most of these lively motions the ground cannot bear, which takes longest.
+  static const float corners[]{-0.045F, 0.04F,  0.1F,   -0.045F, -0.04F, 0.1F,
+                               -0.045F, -0.04F, -0.05F, -0.045F, 0.04F,  -0.05F};
+  static const korvel_batch_sole soles[]{{static_cast<int>(bench::feet[0]), 0.6F, corners, 4},
+                                         {static_cast<int>(bench::feet[1]), 0.6F, corners, 4}};
+  static const float contact[]{1, 1};
+  add("stand/" + who, a.count, [=, &a, &batch] {
+    const korvel_batch_ground ground{0, soles, 2, {contact, 0, sizeof(float), 0}};
+    batch.stand(a.count, q(), dq(), ddq(), ground, {output(in_tiles, a.forces, coordinates), {}, {}, {}, {}, {}, {}});
+  });
+}
+
+/// A general library with an object for each of some threads, which share the states: the time of one.
+class PeerOnThreads {
+ public:
+  PeerOnThreads(const bench::PeerEntry& entry, const bench::LoadedInstants& states, int threads)
+      : states_(states.size()) {
+    for (int t = 0; t < threads; ++t) {
+      peers_.push_back(entry.make(states));
+      peers_.back()->set_root_and_wrenches(0);
+    }
+  }
+
+  /// That many states in all, long enough for what it takes to start threads.
+  std::ptrdiff_t count() const { return rounds * static_cast<std::ptrdiff_t>(states_ * peers_.size()); }
+
+  void run(void (bench::Peer::*compute)(std::size_t)) {
+    std::vector<std::thread> threads;
+    for (const auto& peer : peers_) {
+      threads.emplace_back([this, &peer, compute] {
+        for (int i = 0; i < rounds; ++i) {
+          for (std::size_t s = 0; s < states_; ++s) (peer.get()->*compute)(s);
+        }
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+
+ private:
+  static constexpr int rounds = 8;
+  std::size_t states_;
+  std::vector<std::unique_ptr<bench::Peer>> peers_;
+};
+
+/// Beside those on as many threads.
+void add_peers(const bench::LoadedInstants& states, int threads) {
+  for (const bench::PeerEntry& entry : bench::peers()) {
+    const auto peer = std::make_shared<PeerOnThreads>(entry, states, threads);
+    const auto add_job = [&](const char* job, void (bench::Peer::*compute)(std::size_t)) {
+      const std::string name = job + ("/threads-" + std::to_string(threads) + "-" + entry.name);
+      benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& timer) {
+        while (timer.KeepRunningBatch(peer->count())) peer->run(compute);
+      })->UseRealTime();
+    };
+    add_job("kinematics-jacobian", &bench::Peer::compute_kinematics);
+    add_job("mass-dense", &bench::Peer::compute_mass);
+    add_job("dynamics", &bench::Peer::compute_dynamics);
+  }
 }
 
 void run() {
@@ -180,6 +240,7 @@ void run() {
   for (const int threads : {1, 2}) {
     batches.push_back(std::make_unique<Batch>(threads));
     add_batch("threads-" + std::to_string(threads), *batches.back(), false, many);
+    add_peers(cached.states, threads);
   }
   benchmark::RunSpecifiedBenchmarks();
 }

@@ -43,20 +43,24 @@ class Motions(unittest.TestCase):
         results, time = self.results(path, *([] if cutoff is None else ["--cutoff", str(cutoff)]))
         motion = korvel.Motion.read(path, cutoff)
         np.testing.assert_array_equal(motion.time, time)
-        batch = korvel.Batch()
-        forces = batch.dynamics(motion.q, motion.dq, motion.ddq)
-        k = batch.kinematics(motion.q)
-        for j, joint in enumerate(korvel.JOINTS):
-            np.testing.assert_array_equal(forces[:, 6 + j], results[joint + "_torque"], joint)
-        for i, axis in enumerate("xyz"):
-            np.testing.assert_array_equal(k.com[:, i], results["com_" + axis])
-            np.testing.assert_array_equal(k.com_root[:, i], results["com_root_" + axis])
-            for b, body in enumerate(korvel.BODIES):
-                np.testing.assert_array_equal(k.poses_world[:, b, i, 3], results[f"{body}_{axis}"], body)
+        for instruction_set in ("baseline", "avx2", "avx512"):
+            try:
+                batch = korvel.Batch(instruction_set=instruction_set)
+            except korvel.Error:
+                continue  # Not on this processor.
+            forces = batch.dynamics(motion.q, motion.dq, motion.ddq)
+            k = batch.kinematics(motion.q)
+            for j, joint in enumerate(korvel.JOINTS):
+                np.testing.assert_array_equal(forces[:, 6 + j], results[joint + "_torque"], joint)
+            for i, axis in enumerate("xyz"):
+                np.testing.assert_array_equal(k.com[:, i], results["com_" + axis])
+                np.testing.assert_array_equal(k.com_root[:, i], results["com_root_" + axis])
+                for b, body in enumerate(korvel.BODIES):
+                    np.testing.assert_array_equal(k.poses_world[:, b, i, 3], results[f"{body}_{axis}"], body)
         return motion
 
     def test_those_of_the_robot(self):
-        for name in ("squat", "wave", "weight_shift"):
+        for name in ("squat", "wave", "weight_shift", "slow_step"):
             for cutoff in (None, 4.5):
                 with self.subTest(name, cutoff=cutoff):
                     self.assertRunsAlike(MOTIONS / f"{name}.csv", cutoff)
