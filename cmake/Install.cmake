@@ -97,7 +97,8 @@ install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
         FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png")
 install(FILES README.md ARCHITECTURE.md CHANGELOG.md CONTRIBUTING.md PERFORMANCE.md RELIABILITY.md
         DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(FILES examples/minimal_host.cpp DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+install(FILES examples/minimal_host.cpp examples/many_states.cpp examples/cluster.py examples/optimise_squat.py
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 set(header plugin/rigid_body_system.h)
 file(RELATIVE_PATH installed_header /${CMAKE_INSTALL_DOCDIR}/plugin /${header_directory}/${header})
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/documents)

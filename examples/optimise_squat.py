@@ -31,7 +31,9 @@ from scipy.optimize import differential_evolution
 Array = npt.NDArray[np.float64]
 Floats = npt.NDArray[np.float32]
 
-MOTIONS = pathlib.Path(__file__).resolve().parent.parent / "motions"
+HERE = pathlib.Path(__file__).resolve().parent
+# In the source, or where both are installed.
+MOTIONS = next(folder for folder in (HERE.parent / "motions", HERE.parents[2] / "korvel" / "motions") if folder.is_dir())
 # The robot's legs [m], as motions/generate.py has them.
 HIP_HEIGHT_IN_TORSO, THIGH, SHANK, ANKLE_HEIGHT, STANDING = -0.085, 0.1, 0.1029, 0.045, 0.195
 ARM_DOWN = 1.4  # [rad]
