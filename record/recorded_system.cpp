@@ -11,7 +11,7 @@ RecordedSystem::RecordedSystem(const RecordedSystem& other, std::unique_ptr<Rigi
     : RigidBodySystem(other), real_(std::move(real)), tape_(other.tape_) {
   { const Call recorded(tape_, Names::clone, 0, static_cast<unsigned long>(other.tape_.number())); }
   // What it was cloned from may be lost to who reads this.
-  tape_.restate_all();
+  tape_.restate_all(tape_.next_call());
 }
 
 RecordedSystem::~RecordedSystem() { const Call recorded(tape_, Names::destroy, 0); }

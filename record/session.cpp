@@ -83,7 +83,7 @@ void Session::end() noexcept {
     used_ = std::max(used_, block->offset + block_size);
   }
   file->last = now();
-  file->ended = 1;
+  file->ended = used_;
   for (Block& block : blocks_) {
     if (block.header != nullptr && block.state.load() != Block::taken) munmap(block.header, block_size);
   }

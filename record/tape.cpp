@@ -1,6 +1,7 @@
 #include "record/tape.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace korvel::record {
 
@@ -62,7 +63,7 @@ bool Tape::next_block(std::size_t bytes) noexcept {
   used_ = 0;
   block_ = recorder_.session()->take(stream_);
   if (block_ != nullptr) {
-    if (call_ > 1) restate_all();
+    if (call_ > 1) restate_all(call_);
     if (used_ + bytes <= recording::records_per_block) return true;
   }
   recorder_.session()->count_lost();
@@ -100,8 +101,9 @@ void Tape::restate(Operation operation, const char* arguments, std::size_t bytes
   used_ += size;
 }
 
-void Tape::restate_all() noexcept {
+void Tape::restate_all(std::uint32_t before_call) noexcept {
   if (block_ == nullptr) return;
+  const std::uint32_t call = std::exchange(call_, before_call);
   const std::uint64_t time = ticks();
   restate(Operation::create, nullptr, 0, time);
   for (const Input& input : recorder_.inertias()) {
@@ -110,6 +112,7 @@ void Tape::restate_all() noexcept {
   inputs_.for_each([&](Operation operation, const char* arguments, std::size_t bytes) {
     restate(operation, arguments, bytes, time);
   });
+  call_ = call;
   __atomic_store_n(&block_->header->begun, used_, __ATOMIC_RELEASE);
   __atomic_store_n(&block_->header->complete, used_, __ATOMIC_RELEASE);
 }

@@ -54,8 +54,9 @@ class Tape {
     __atomic_store_n(&block_->header->complete, used_, __ATOMIC_RELEASE);
   }
 
-  /// After the record of a clone.
-  void restate_all() noexcept;
+  /// The inputs as they are before the call of that number.
+  void restate_all(std::uint32_t before_call) noexcept;
+  std::uint32_t next_call() const noexcept { return call_ + 1; }
 
   /// Results are there in full for the first call of each kind and every so often.
   bool is_due_in_full(recording::Operation operation) noexcept {

@@ -35,7 +35,7 @@ struct FileHeader {
   Instant last;              ///< the writer was last awake
   std::uint64_t lost;        ///< calls that were not recorded, there being no block for them
   std::uint64_t overlapped;  ///< calls that were not recorded, another thread being in a call of the same object
-  std::uint64_t ended;       ///< 1 once the recording was ended in order
+  std::uint64_t ended;       ///< the size of the file, once the recording was ended in order
 };
 static_assert(sizeof(FileHeader) == 104 && std::is_trivially_copyable_v<FileHeader>);
 
