@@ -4,14 +4,17 @@ namespace korvel::record {
 
 RecordedSystem::RecordedSystem(std::unique_ptr<RigidBodySystem> real)
     : RigidBodySystem(*real), real_(std::move(real)), tape_(*real_) {
-  const Call recorded(tape_, Names::create, 0);
+  { const Call recorded(tape_, Names::create, 0); }
+  Recorder::get().count_shared_change();
 }
 
 RecordedSystem::RecordedSystem(const RecordedSystem& other, std::unique_ptr<RigidBodySystem> real)
-    : RigidBodySystem(other), real_(std::move(real)), tape_(other.tape_) {
-  { const Call recorded(tape_, Names::clone, 0, static_cast<unsigned long>(other.tape_.number())); }
-  // What it was cloned from may be lost to who reads this.
-  tape_.restate_all(tape_.next_call());
+    : RigidBodySystem(other), real_(std::move(real)), tape_(other.tape_, *real_) {
+  {
+    const Call recorded(tape_, Names::clone, 0, static_cast<unsigned long>(other.tape_.number()),
+                        static_cast<unsigned long>(other.tape_.next_call()));
+  }
+  tape_.restate_clone();
 }
 
 RecordedSystem::~RecordedSystem() { const Call recorded(tape_, Names::destroy, 0); }
@@ -28,7 +31,7 @@ void RecordedSystem::partial_com_jacobian(unsigned long b, ComJacobian& J) {
     real_->computePartialComJacobian(b, J);
     if (known) recorded.result(J);
   } catch (...) {
-    recorded.thrown();
+    recorded.thrown(true);
     throw;
   }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <algorithm>
+#include <new>
 
 #include "record/tape.h"
 
@@ -52,8 +52,11 @@ class RecordedSystem final : public tesk::RigidBodySystem {
       auto result = function();
       recorded.result(result);
       return result;
+    } catch (const std::bad_alloc&) {
+      recorded.thrown(true);
+      throw;
     } catch (...) {
-      recorded.thrown();
+      recorded.thrown(false);
       throw;
     }
   }
@@ -102,6 +105,7 @@ class RecordedSystem final : public tesk::RigidBodySystem {
   void setBodyInertia(unsigned long b, float mass, const Position& com_body,
                       const Eigen::Matrix3f& I) noexcept override {
     call<&Real::setBodyInertia>(Names::setBodyInertia, b, mass, com_body, I);
+    Recorder::get().count_shared_change();
   }
   float getMass() const noexcept override { return call<total_mass>(Names::getMass); }
   float getPartialMass(unsigned long b) const noexcept override {

@@ -41,6 +41,8 @@ class Recorder {
 
   /// The last arguments of setBodyInertia for each body. Written by that operation, which overlaps no other call.
   std::vector<Input>& inertias() noexcept { return inertias_; }
+  std::uint16_t shared_changes() const noexcept { return shared_changes_; }
+  void count_shared_change() noexcept { ++shared_changes_; }
 
  private:
   void begin(tesk::RigidBodySystem& robot);
@@ -49,6 +51,7 @@ class Recorder {
   Session* session_ = nullptr;
   bool has_begun_ = false;
   std::vector<Input> inertias_;
+  std::uint16_t shared_changes_ = 0;
   std::atomic<Block*> spare_{nullptr};
   std::atomic<std::uint32_t> numbers_{0}, streams_{0};
   std::atomic<long> objects_{0};

@@ -20,17 +20,19 @@ std::size_t most_shown(const RobotSize& size) {
 
 }  // namespace
 
-Tape::Tape(const RobotSize& size)
+Tape::Tape(const tesk::RigidBodySystem& real)
     : recorder_(Recorder::get()),
-      size_(size),
+      real_(real),
+      size_(real),
       number_(recorder_.next_number()),
-      inputs_(size),
-      scratch_(most_shown(size)) {
+      inputs_(size_),
+      scratch_(most_shown(size_)) {
   recorder_.object_made();
 }
 
-Tape::Tape(const Tape& other)
+Tape::Tape(const Tape& other, const tesk::RigidBodySystem& real)
     : recorder_(other.recorder_),
+      real_(real),
       size_(other.size_),
       number_(recorder_.next_number()),
       inputs_(other.inputs_),
@@ -63,8 +65,12 @@ bool Tape::next_block(std::size_t bytes) noexcept {
   used_ = 0;
   block_ = recorder_.session()->take(stream_);
   if (block_ != nullptr) {
-    if (call_ > 1) restate_all(call_);
-    if (used_ + bytes <= recording::records_per_block) return true;
+    // Of a robot too large for a block nothing is recorded.
+    const bool restates = call_ > 1;
+    if (bytes + (restates ? bytes_to_restate() : 0) <= recording::records_per_block) {
+      if (restates) restate_all(call_);
+      return true;
+    }
   }
   recorder_.session()->count_lost();
   return false;
@@ -74,10 +80,11 @@ RecordHeader* Tape::write_header(Operation operation, std::size_t bytes, std::ui
   auto* record = reinterpret_cast<RecordHeader*>(block_->records() + used_);
   *record = {static_cast<std::uint32_t>(bytes),
              static_cast<std::uint16_t>(operation),
-             0,
+             static_cast<std::uint16_t>(recording::flushing_denormals() ? int{recording::flushes_denormals} : 0),
              number_,
              call_,
              this_thread(),
+             recorder_.shared_changes(),
              recording::not_returned,
              time,
              0};
@@ -93,22 +100,44 @@ void Tape::keep(Operation operation, const char* arguments, std::size_t bytes) n
 
 void Tape::restate(Operation operation, const char* arguments, std::size_t bytes, std::uint64_t time) noexcept {
   const std::size_t size = sizeof(RecordHeader) + recording::padded(bytes);
-  if (used_ + size > recording::records_per_block) return;
   RecordHeader* record = write_header(operation, size, time);
-  record->flags = recording::restated;
+  record->flags |= recording::restated;
   record->took = 0;
   if (bytes > 0) std::memcpy(record + 1, arguments, bytes);
   used_ += size;
 }
 
-void Tape::restate_all(std::uint32_t before_call) noexcept {
+std::size_t Tape::bytes_to_restate() const noexcept {
+  std::size_t bytes = 2 * sizeof(RecordHeader);
+  const auto add = [&](std::size_t arguments) { bytes += sizeof(RecordHeader) + recording::padded(arguments); };
+  for (const Input& input : recorder_.inertias()) {
+    if (input.operation != Input::never) add(input.size);
+  }
+  inputs_.for_each([&](Operation, const char*, std::size_t size) { add(size); });
+  return bytes;
+}
+
+void Tape::restate_clone() noexcept {
   if (block_ == nullptr) return;
+  if (used_ + bytes_to_restate() <= recording::records_per_block) return restate_all(next_call());
+  // With the next call, in a block of its own.
+  Session::leave(*block_);
+  block_ = nullptr;
+}
+
+void Tape::restate_all(std::uint32_t before_call) noexcept {
   const std::uint32_t call = std::exchange(call_, before_call);
   const std::uint64_t time = ticks();
   restate(Operation::create, nullptr, 0, time);
   for (const Input& input : recorder_.inertias()) {
     if (input.operation != Input::never) restate(Operation::setBodyInertia, input.arguments, input.size, time);
   }
+  // No setter, but what the sum of masses has been rounded to.
+  auto* record = reinterpret_cast<RecordHeader*>(block_->records() + used_);
+  restate(Operation::getMass, nullptr, 0, time);
+  const float mass = real_.getMass();
+  record->flags |= recording::has_result;
+  record->result = recording::result_word(&mass, 1);
   inputs_.for_each([&](Operation operation, const char* arguments, std::size_t bytes) {
     restate(operation, arguments, bytes, time);
   });

@@ -6,6 +6,7 @@
 
 #include "record/recorder.h"
 #include "record/ticks.h"
+#include "recording/denormals.h"
 #include "recording/hash.h"
 
 namespace korvel::record {
@@ -14,9 +15,10 @@ namespace korvel::record {
 /// one breaks that, and is counted and not recorded.
 class Tape {
  public:
-  explicit Tape(const RobotSize& size);
+  explicit Tape(const tesk::RigidBodySystem& real);
   /// Of a clone: with its inputs.
-  Tape(const Tape& other);
+  Tape(const Tape& other, const tesk::RigidBodySystem& real);
+  Tape(const Tape&) = delete;
   Tape& operator=(const Tape&) = delete;
   ~Tape();
 
@@ -54,8 +56,8 @@ class Tape {
     __atomic_store_n(&block_->header->complete, used_, __ATOMIC_RELEASE);
   }
 
-  /// The inputs as they are before the call of that number.
-  void restate_all(std::uint32_t before_call) noexcept;
+  /// After the record of a clone: what it was cloned from may be lost to who reads this.
+  void restate_clone() noexcept;
   std::uint32_t next_call() const noexcept { return call_ + 1; }
 
   /// Results are there in full for the first call of each kind and every so often.
@@ -79,11 +81,15 @@ class Tape {
 
  private:
   bool next_block(std::size_t bytes) noexcept;
+  std::size_t bytes_to_restate() const noexcept;
+  /// The inputs as they are before the call of that number.
+  void restate_all(std::uint32_t before_call) noexcept;
   void begin_anew(const Session& session) noexcept;
   recording::RecordHeader* write_header(recording::Operation operation, std::size_t bytes, std::uint64_t time) noexcept;
   void restate(recording::Operation operation, const char* arguments, std::size_t bytes, std::uint64_t time) noexcept;
 
   Recorder& recorder_;
+  const tesk::RigidBodySystem& real_;
   RobotSize size_;
   std::uint32_t number_;
   std::uint32_t call_ = 0;
@@ -140,9 +146,10 @@ class Call {
   }
   /// Of a computation, which leaves it in the object.
   void shown_by(const tesk::RigidBodySystem& robot) noexcept;
-  void thrown() noexcept {
+  void thrown(bool for_lack_of_memory) noexcept {
     if (record_ == nullptr) return;
     record_->flags |= recording::has_thrown;
+    if (for_lack_of_memory) record_->flags |= recording::out_of_memory;
     record_->flags &= static_cast<std::uint16_t>(~recording::result_in_full);
   }
 

@@ -37,8 +37,9 @@ inline recording::Instant now() noexcept {
 }
 
 /// Tells the threads of a process apart.
-inline std::uint32_t this_thread() noexcept {
-  return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(reinterpret_cast<void*>(pthread_self())) >> 6);
+inline std::uint16_t this_thread() noexcept {
+  const auto address = reinterpret_cast<std::uintptr_t>(reinterpret_cast<void*>(pthread_self()));
+  return static_cast<std::uint16_t>((address >> 6) ^ (address >> 20));
 }
 
 }  // namespace korvel::record

@@ -63,8 +63,10 @@ enum RecordFlag : std::uint16_t {
   has_result = 1,      ///< `result` holds it, or its hash
   result_in_full = 2,  ///< the result follows the arguments
   has_thrown = 4,
-  restated = 8,           ///< no call: an input as it was when the block began
-  incomplete_inputs = 16  ///< the arguments were too few, or a name too long
+  restated = 8,            ///< no call: an input as it was when the block began
+  incomplete_inputs = 16,  ///< the arguments were too few, or a name too long
+  out_of_memory = 32,      ///< what it has thrown is std::bad_alloc
+  flushes_denormals = 64   ///< the host had denormal numbers flushed to zero
 };
 
 /// Of a call. The arguments follow, and the result if it is there in full; each is padded to multiples of 8 bytes.
@@ -72,12 +74,13 @@ struct RecordHeader {
   std::uint32_t size;  ///< of the whole record
   std::uint16_t operation;
   std::uint16_t flags;
-  std::uint32_t object;  ///< from 1
-  std::uint32_t call;    ///< of the object, from 1; what is left out was lost
-  std::uint32_t thread;  ///< tells threads apart
-  std::uint32_t took;    ///< ticks, at most `longest`
-  std::uint64_t ticks;   ///< when it was called
-  std::uint64_t result;  ///< of at most 8 bytes itself, else its hash
+  std::uint32_t object;          ///< from 1
+  std::uint32_t call;            ///< of the object, from 1; what is left out was lost
+  std::uint16_t thread;          ///< tells threads apart, most times
+  std::uint16_t shared_changes;  ///< how many calls of `create` and setBodyInertia there had been
+  std::uint32_t took;            ///< ticks, at most `longest`
+  std::uint64_t ticks;           ///< when it was called
+  std::uint64_t result;          ///< of at most 8 bytes itself, else its hash
 };
 static_assert(sizeof(RecordHeader) == 40 && std::is_trivially_copyable_v<RecordHeader>);
 

@@ -9,6 +9,8 @@
 #include "host/replay/words.h"
 #include "host/robot/robot.h"
 #include "host/robot/trial.h"
+#include "recording/denormals.h"
+#include "recording/hash.h"
 
 namespace korvel::host {
 
@@ -41,12 +43,12 @@ Player::Player(const RecordingFile& recording, const Module& module, PlayObserve
     : recording_(recording),
       module_(module),
       observer_(observer),
+      pristine_(robot_of(module_)),
       places_(recording.size()),
       module_known_(places_.of_module(), true),
       inertias_(static_cast<std::size_t>(recording.size().bodies)) {
-  const System robot = robot_of(module_);
-  if (body_names(*robot) != recording.bodies() || joint_names(*robot) != recording.joints() ||
-      static_cast<int>(robot->getNbVolatileFrames()) != recording.size().volatile_frames) {
+  if (body_names(*pristine_) != recording.bodies() || joint_names(*pristine_) != recording.joints() ||
+      static_cast<int>(pristine_->getNbVolatileFrames()) != recording.size().volatile_frames) {
     throw Error(fmt::format("{}: recorded with another robot than that of module '{}'", recording.path().string(),
                             module_.path().string()));
   }
@@ -57,14 +59,15 @@ Player::Player(const RecordingFile& recording, const Module& module, PlayObserve
   result_.resize(most);
 }
 
-Player::Object Player::fresh(bool known) {
-  return {robot_of(module_), std::vector<bool>(places_.of_object(), known), 1, false};
+Player::Object Player::copy(const System& robot, std::vector<bool> known) const {
+  return {System(robot->clone().release(), robot.get_deleter()), std::move(known), 1, false};
 }
 
 Player::Object& Player::object_of(const RecordedCall& call) {
   const auto found = objects_.find(call.header.object);
   if (found != objects_.end()) return found->second;
-  Object& object = objects_.emplace(call.header.object, fresh(false)).first->second;
+  Object& object =
+      objects_.emplace(call.header.object, copy(pristine_, std::vector<bool>(places_.of_object()))).first->second;
   object.next_call = call.header.call;
   lose(call.header.object, object);
   return object;
@@ -73,14 +76,19 @@ Player::Object& Player::object_of(const RecordedCall& call) {
 void Player::lose(std::uint32_t number, Object& object) {
   ++gaps_;
   std::fill(object.known.begin(), object.known.end(), false);
-  // The order in which masses were changed is gone, and with it the rounding of their sum.
-  know_total_mass(false);
   if (observer_ != nullptr) observer_->lost(number);
 }
 
-void Player::know_total_mass(bool known) {
-  places_.for_each_of(Resource::total_mass,
-                      [&](std::size_t place) { module_known_[place - places_.of_object()] = known; });
+void Player::know(Resource of_module, bool known) {
+  places_.for_each_of(of_module, [&](std::size_t place) { module_known_[place - places_.of_object()] = known; });
+}
+
+/// What objects share any of them may change, and calls of any may be lost.
+void Player::follow_shared(const RecordedCall& call) {
+  if (call.header.shared_changes == shared_changes_) return;
+  shared_changes_ = call.header.shared_changes;
+  know(Resource::inertias, false);
+  know(Resource::total_mass, false);
 }
 
 bool Player::knows(const Object& object, recording::Resources kinds, const RecordedCall& call) const {
@@ -89,6 +97,18 @@ bool Player::knows(const Object& object, recording::Resources kinds, const Recor
     all = all && (places_.is_of_object(place) ? object.known[place] : module_known_[place - places_.of_object()]);
   });
   return all;
+}
+
+bool Player::knows_all_inertias() const {
+  bool all = true;
+  places_.for_each_of(Resource::inertias,
+                      [&](std::size_t place) { all = all && module_known_[place - places_.of_object()]; });
+  return all;
+}
+
+void Player::know_inertia(const RecordedCall& call) {
+  places_.for_each(bit(Resource::inertias), call,
+                   [&](std::size_t place) { module_known_[place - places_.of_object()] = true; });
 }
 
 void Player::note(Object& object, const RecordedCall& call, bool known) {
@@ -100,10 +120,14 @@ void Player::note(Object& object, const RecordedCall& call, bool known) {
 
 void Player::restate(const RecordedCall& call) {
   // Restated is what is true before a call: that of an object that has been followed all along is known.
+  follow_shared(call);
   if (call.header.operation == static_cast<std::uint16_t>(Operation::create)) {
     Object& object = object_of(call);
     object.takes_restated =
         call.header.call != object.next_call || !knows(object, recording::bit(Resource::root_pose), call);
+    takes_inertias_ = !knows_all_inertias();
+    // All that were ever changed are restated.
+    if (takes_inertias_) know(Resource::inertias, true);
     if (!object.takes_restated) return;
     if (call.header.call != object.next_call) lose(call.header.object, object);
     object.next_call = call.header.call;
@@ -112,9 +136,11 @@ void Player::restate(const RecordedCall& call) {
     }
     return;
   }
+  if (call.header.operation == static_cast<std::uint16_t>(Operation::getMass)) return restate_total_mass(call);
   Object& object = object_of(call);
-  if (!object.takes_restated || !is_allowed(call)) return;
-  if (call.header.operation == static_cast<std::uint16_t>(Operation::setBodyInertia)) {
+  const bool is_inertia = call.header.operation == static_cast<std::uint16_t>(Operation::setBodyInertia);
+  if (!(is_inertia ? takes_inertias_ : object.takes_restated) || !is_allowed(call)) return;
+  if (is_inertia) {
     // Once more would round the sum of masses once more.
     const std::string arguments(call.arguments, call.operation.argument_bytes(recording_.size()));
     std::string& last = inertias_[call.index()];
@@ -122,6 +148,17 @@ void Player::restate(const RecordedCall& call) {
     last = arguments;
   }
   perform(object, call);
+}
+
+/// The sum may be as it was, or as it is when a robot is made.
+void Player::restate_total_mass(const RecordedCall& call) {
+  for (int i = 0; i < 2 && !module_known_.back(); ++i) {
+    const float mass = object_of(call).robot->getMass();
+    if (recording::result_word(&mass, 1) == call.header.result)
+      know(Resource::total_mass, true);
+    else
+      robot_of(module_);
+  }
 }
 
 bool Player::is_allowed(const RecordedCall& call) const {
@@ -136,12 +173,15 @@ bool Player::is_allowed(const RecordedCall& call) const {
 
 bool Player::perform(Object& object, const RecordedCall& call) {
   if (observer_ != nullptr) observer_->performed(call);
+  bool returned = true;
+  recording::flush_denormals(call.has(recording::flushes_denormals));
   try {
     call.operation.perform(*object.robot, recording_.size(), call.arguments, reinterpret_cast<char*>(result_.data()));
-    return true;
   } catch (const std::exception&) {
-    return false;
+    returned = false;
   }
+  recording::flush_denormals(false);
+  return returned;
 }
 
 void Player::read_shown(const Object& object, const RecordedCall& call) {
@@ -158,12 +198,15 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
     restate(call);
     return {};
   }
+  follow_shared(call);
   Played& played = played_[call.header.operation];
   const auto operation = static_cast<Operation>(call.header.operation);
   if (operation == Operation::create) {
     objects_.erase(call.header.object);
-    objects_.emplace(call.header.object, fresh(true)).first->second.next_call = call.header.call + 1;
-    know_total_mass(true);
+    objects_.emplace(call.header.object, Object{robot_of(module_), std::vector<bool>(places_.of_object(), true),
+                                                call.header.call + 1, false});
+    ++shared_changes_;
+    know(Resource::total_mass, knows_all_inertias());
     if (observer_ != nullptr) observer_->made(call);
     ++played.calls;
     return {};
@@ -171,10 +214,13 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
   if (operation == Operation::clone) {
     const auto source =
         objects_.find(static_cast<std::uint32_t>(recording::Form<unsigned long>::take(call.arguments, 0)));
-    if (source != objects_.end()) {
-      System copy(source->second.robot->clone().release(), source->second.robot.get_deleter());
+    const unsigned long next = recording::Form<unsigned long>::take(call.arguments + sizeof(std::uint64_t), 0);
+    // Otherwise calls of the one it is a copy of are missing.
+    if (source != objects_.end() && source->second.next_call == next) {
+      Object made = copy(source->second.robot, source->second.known);
+      made.next_call = call.header.call + 1;
       objects_.erase(call.header.object);
-      objects_.emplace(call.header.object, Object{std::move(copy), source->second.known, call.header.call + 1, false});
+      objects_.emplace(call.header.object, std::move(made));
       if (observer_ != nullptr) observer_->cloned(call, source->first);
       ++played.calls;
       return {};
@@ -192,7 +238,8 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
     ++played.calls;
     return {};
   }
-  if (!is_allowed(call) || !call.has_returned()) {
+  if (!is_allowed(call) || !call.has_returned() || call.has(recording::out_of_memory)) {
+    if (operation == Operation::setBodyInertia) ++shared_changes_;
     ++not_performed_;
     note(object, call, false);
     return {};
@@ -200,6 +247,8 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
   ++played.calls;
   const bool known = knows(object, call.operation.reads, call);
   if (operation == Operation::setBodyInertia) {
+    ++shared_changes_;
+    know_inertia(call);
     inertias_[call.index()].assign(call.arguments, call.operation.argument_bytes(recording_.size()));
   }
   const bool threw = !perform(object, call);

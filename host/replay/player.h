@@ -63,11 +63,15 @@ class Player {
     bool takes_restated = false;
   };
 
-  Object fresh(bool known);
+  Object copy(const System& robot, std::vector<bool> known) const;
   Object& object_of(const RecordedCall& call);
   void restate(const RecordedCall& call);
+  void restate_total_mass(const RecordedCall& call);
   void lose(std::uint32_t number, Object& object);
-  void know_total_mass(bool known);
+  void know(recording::Resource of_module, bool known);
+  bool knows_all_inertias() const;
+  void know_inertia(const RecordedCall& call);
+  void follow_shared(const RecordedCall& call);
   bool is_allowed(const RecordedCall& call) const;
   bool knows(const Object& object, recording::Resources kinds, const RecordedCall& call) const;
   void note(Object& object, const RecordedCall& call, bool known);
@@ -79,10 +83,13 @@ class Player {
   const RecordingFile& recording_;
   Module module_;
   PlayObserver* observer_;
+  System pristine_;  ///< only cloned: another one that is made would sum the masses
   ResourcePlaces places_;
   std::map<std::uint32_t, Object> objects_;
   std::vector<bool> module_known_;
   std::vector<std::string> inertias_;  ///< the last arguments, by body
+  std::uint16_t shared_changes_ = 0;
+  bool takes_inertias_ = false;  ///< that are restated
   std::vector<float> result_;
   std::array<Played, recording::operation_count> played_{};
   std::size_t not_performed_ = 0, not_comparable_ = 0, gaps_ = 0;
