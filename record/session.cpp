@@ -43,6 +43,7 @@ Session::Session(std::string folder, std::uint64_t most_bytes, std::string text)
     : folder_(std::move(folder)),
       text_(std::move(text)),
       ring_(blocks_in(most_bytes)),
+      places_(ring_ == 0 ? ready_blocks : std::min(ready_blocks, ring_ / 4)),
       blocks_(ring_ == 0 ? most_blocks : ring_) {
   if (text_.size() > block_size - sizeof(FileHeader)) throw std::runtime_error("the robot has too many names");
   idle_.resize(blocks_.size());
@@ -208,7 +209,7 @@ void Session::run() noexcept {
     const std::size_t left = attend();
     const std::size_t taken = refill();
     file_.load(std::memory_order_relaxed)->last = now();
-    pause = left + taken > ready_blocks / 4 ? shortest : std::min(2 * pause, longest);
+    pause = 4 * (left + taken) > places_ ? shortest : std::min(2 * pause, longest);
   }
 }
 
@@ -232,7 +233,8 @@ std::size_t Session::attend() noexcept {
 
 std::size_t Session::refill() noexcept {
   std::size_t taken = 0;
-  for (std::atomic<Block*>& place : ready_) {
+  for (std::size_t i = 0; i < places_; ++i) {
+    std::atomic<Block*>& place = ready_[i];
     if (place.load(std::memory_order_relaxed) != nullptr) continue;
     ++taken;
     Block* block = next_block();

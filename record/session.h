@@ -55,7 +55,7 @@ class Session {
   unsigned generation() const noexcept { return generation_.load(std::memory_order_relaxed); }
 
  private:
-  static constexpr std::size_t ready_blocks = 32;
+  static constexpr std::size_t ready_blocks = 64;
   static constexpr std::size_t most_blocks = 8192;  ///< in memory at a time
   static constexpr std::size_t small_ring = 1024;   ///< blocks that all stay in memory
 
@@ -75,7 +75,8 @@ class Session {
   static void check(Block& block) noexcept;
 
   std::string folder_, text_, path_;
-  std::size_t ring_;  ///< blocks of the file, 0 for any number
+  std::size_t ring_;    ///< blocks of the file, 0 for any number
+  std::size_t places_;  ///< of ready_ that are in use: what is made ready is no longer the end of what was recorded
   std::vector<Block> blocks_;
   /// Those that are not in use, the one that was left first in front; a ring.
   std::vector<Block*> idle_;

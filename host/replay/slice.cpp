@@ -104,11 +104,15 @@ std::size_t Slicer::write_last(OutputFile& file) const {
   constexpr std::uint32_t only = 1;
   std::vector<std::string> blocks{{}};
   std::uint32_t number = 0;
+  std::uint16_t shared_changes = 0;
   const auto add = [&](std::string record, std::uint32_t object, std::uint32_t call) {
     RecordHeader header;
     std::memcpy(&header, record.data(), sizeof(header));
     header.object = object;
     header.call = call;
+    header.shared_changes = shared_changes;
+    const auto operation = static_cast<Operation>(header.operation);
+    if (operation == Operation::create || operation == Operation::setBodyInertia) ++shared_changes;
     std::memcpy(record.data(), &header, sizeof(header));
     if (blocks.back().size() + record.size() > recording::records_per_block) blocks.emplace_back();
     blocks.back() += record;
