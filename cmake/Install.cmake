@@ -16,6 +16,9 @@ install(
   LIBRARY DESTINATION ${KORVEL_MODULE_DIRECTORY} COMPONENT module
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   INCLUDES DESTINATION ${header_directory})
+if(TARGET korvel_record)
+  install(TARGETS korvel_record LIBRARY DESTINATION ${KORVEL_MODULE_DIRECTORY} COMPONENT module)
+endif()
 # Libraries of C as others are: by their names, their headers as korvel/NAME.h.
 foreach(name batch motion)
   if(NOT TARGET korvel::${name})

@@ -12,8 +12,8 @@ _korvel_host() {
   case $previous in
     --level) offered='1 2 3 4 5' ;;
     --only) offered=$("$tool" validate --list 2>/dev/null | awk '{ print $2 }') ;;
-    --seed | --jobs | -j | --cutoff | --ground | --contact-*) return ;;
-    -o | --output | --module | --urdf | --mjcf | --svg | --soles) ;;
+    --seed | --jobs | -j | --cutoff | --ground | --contact-* | --from | --to | --object) return ;;
+    -o | --output | --module | --urdf | --mjcf | --svg | --soles | --cut | --csv) ;;
     *)
       if [[ -z $command ]]; then
         offered=$("$tool" --help 2>/dev/null | sed -n '/^Subcommands:/,$s/^  \([a-z][a-z]*\) .*/\1/p')

@@ -55,7 +55,7 @@ class Architecture(unittest.TestCase):
 
     def test_every_folder_of_the_product_is_a_room(self):
         folders = {str(file.parent.relative_to(ROOT)) for file in tracked() if file.suffix in (".h", ".cpp")}
-        product = {f for f in folders if f.split("/")[0] in ("metapod", "plugin", "qzmath", "states", "allocations", "host", "contact", "batch", "motion")}
+        product = {f for f in folders if f.split("/")[0] in ("metapod", "plugin", "qzmath", "states", "allocations", "host", "contact", "batch", "motion", "recording", "record")}
         self.assertEqual(product, set(self.rooms))
 
     def test_a_room_sees_what_the_table_says(self):

@@ -52,8 +52,8 @@ std::optional<Death> call_in_child(tesk::RigidBodySystem& robot, std::vector<Arg
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const bool prepared = prepare();
     if (prepared) call(robot, arguments, *progress);
-    // The plain system call: that of the C library ends all threads and is another one.
-    syscall(SYS_exit, prepared ? finished : was_refused);
+    // All threads: a module may have made one in the child.
+    syscall(SYS_exit_group, prepared ? finished : was_refused);
   }
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {

@@ -1,0 +1,83 @@
+#include "host/replay/words.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace korvel::host {
+
+namespace {
+
+using recording::Index;
+using recording::NumberType;
+
+std::string floats_in_words(const float* first, std::size_t count) {
+  return fmt::format("{}", fmt::join(first, first + count, ", "));
+}
+
+/// An index with the name of what it stands for.
+std::string index_in_words(const RecordingFile& recording, Index kind, std::uint64_t index) {
+  const bool of_joint = kind == Index::joint;
+  const std::vector<std::string>& names = of_joint ? recording.joints() : recording.bodies();
+  const bool has_name = kind != Index::volatile_frame && kind != Index::none && index < names.size();
+  return has_name ? fmt::format("{} {}", index, names[index]) : fmt::format("{}", index);
+}
+
+}  // namespace
+
+std::string call_in_words(const RecordingFile& recording, const RecordedCall& call) {
+  const recording::OperationEntry& e = call.operation;
+  const char* at = call.arguments;
+  std::string text;
+  bool is_index = e.index != Index::none && e.index != Index::root;
+  for (const recording::Shape& shape : e.arguments) {
+    const std::size_t bytes = shape.bytes(recording.size());
+    if (shape.type == NumberType::none) break;
+    if (!text.empty()) text += "; ";
+    if (shape.type == NumberType::text) {
+      text += fmt::format("\"{}\"", std::string(at, strnlen(at, bytes)));
+    } else if (shape.type == NumberType::index) {
+      std::uint64_t value = 0;
+      std::memcpy(&value, at, sizeof(value));
+      text += is_index ? index_in_words(recording, e.index, value) : fmt::format("{}", value);
+      is_index = false;
+    } else {
+      std::vector<float> values(bytes / sizeof(float));
+      std::memcpy(values.data(), at, bytes);
+      text += floats_in_words(values.data(), values.size());
+    }
+    at += bytes;
+  }
+  const std::string name = e.name;
+  return fmt::format("{}({})", name, text);
+}
+
+std::string place_in_words(const RecordedCall& call) {
+  return fmt::format("call {} of object {}, {:.6f} s, byte {}", call.header.call, call.header.object, call.time,
+                     call.offset);
+}
+
+std::string inputs_in_words(const tesk::RigidBodySystem& robot) {
+  const auto view = [](const tesk::FloatRange& range) { return floats_in_words(range.first, range.size()); };
+  const auto six = [](const QZ::Math::Velocity6D& v) { return floats_in_words(&v.x, 6); };
+  return fmt::format(
+      "root pose          {}\nroot velocity      {}\nroot acceleration  {}\njoint angles       {}\njoint velocities   "
+      "{}\njoint accelerations {}\n",
+      floats_in_words(&robot.getRootPose().r00, 12), six(robot.getRootVelocity()), six(robot.getRootAcceleration()),
+      view(robot.getJointAnglesPos()), view(robot.getJointAnglesVel()), view(robot.getJointAnglesAcc()));
+}
+
+std::string number_in_words(const RecordingFile& recording, const RecordedCall& call, std::size_t place) {
+  auto rest = static_cast<std::ptrdiff_t>(place);
+  for (const Result result : call.operation.shown) {
+    const ResultEntry& shown = entry(result);
+    const int length = shown.length(recording.size());
+    const std::ptrdiff_t all = std::ptrdiff_t{shown.pieces(recording.size())} * length;
+    if (rest < all) return fmt::format(fmt::runtime(shown.number), rest % length, rest / length);
+    rest -= all;
+  }
+  return fmt::format("number {} of the result", place);
+}
+
+}  // namespace korvel::host

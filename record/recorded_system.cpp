@@ -1,0 +1,39 @@
+#include "record/recorded_system.h"
+
+namespace korvel::record {
+
+RecordedSystem::RecordedSystem(std::unique_ptr<RigidBodySystem> real)
+    : RigidBodySystem(*real), real_(std::move(real)), tape_(*real_) {
+  { const Call recorded(tape_, Names::create, 0); }
+  Recorder::get().count_shared_change();
+}
+
+RecordedSystem::RecordedSystem(const RecordedSystem& other, std::unique_ptr<RigidBodySystem> real)
+    : RigidBodySystem(other), real_(std::move(real)), tape_(other.tape_, *real_) {
+  {
+    const Call recorded(tape_, Names::clone, 0, static_cast<unsigned long>(other.tape_.number()),
+                        static_cast<unsigned long>(other.tape_.next_call()));
+  }
+  tape_.restate_clone();
+}
+
+RecordedSystem::~RecordedSystem() { const Call recorded(tape_, Names::destroy, 0); }
+
+std::unique_ptr<tesk::RigidBodySystem> RecordedSystem::clone() const {
+  return std::unique_ptr<RigidBodySystem>(new RecordedSystem(*this, real_->clone()));
+}
+
+void RecordedSystem::partial_com_jacobian(unsigned long b, ComJacobian& J) {
+  const bool known = b < static_cast<unsigned long>(tape_.size().bodies);
+  Call recorded(tape_, Names::computePartialComJacobian, known ? shown_bytes(Names::computePartialComJacobian) : 0, b,
+                static_cast<unsigned long>(J.cols()));
+  try {
+    real_->computePartialComJacobian(b, J);
+    if (known) recorded.result(J);
+  } catch (...) {
+    recorded.thrown(true);
+    throw;
+  }
+}
+
+}  // namespace korvel::record

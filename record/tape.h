@@ -1,0 +1,207 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <vector>
+
+#include "record/recorder.h"
+#include "record/ticks.h"
+#include "recording/denormals.h"
+#include "recording/hash.h"
+
+namespace korvel::record {
+
+/// Where the calls of one object are recorded. The object belongs to one thread at a time; a call that overlaps another
+/// one breaks that, and is counted and not recorded.
+class Tape {
+ public:
+  explicit Tape(const tesk::RigidBodySystem& real);
+  /// Of a clone: with its inputs.
+  Tape(const Tape& other, const tesk::RigidBodySystem& real);
+  Tape(const Tape&) = delete;
+  Tape& operator=(const Tape&) = delete;
+  ~Tape();
+
+  const RobotSize& size() const noexcept { return size_; }
+  std::uint32_t number() const noexcept { return number_; }
+
+  /// False if the call is not to be recorded; else `leave` ends it.
+  bool enter() noexcept {
+    Session* session = recorder_.session();
+    if (session == nullptr) return false;
+    if (generation_ != session->generation()) begin_anew(*session);
+    if (!busy_.exchange(true, std::memory_order_acquire)) return true;
+    session->count_overlapped();
+    return false;
+  }
+  void leave() noexcept { busy_.store(false, std::memory_order_release); }
+
+  /// A record with its header, the arguments to be written; none if there is no room.
+  recording::RecordHeader* begin(recording::Operation operation, std::size_t argument_bytes,
+                                 std::size_t result_bytes) noexcept {
+    ++call_;
+    const std::size_t bytes = sizeof(recording::RecordHeader) + argument_bytes + result_bytes;
+    if ((block_ == nullptr || used_ + bytes > recording::records_per_block) && !next_block(bytes)) return nullptr;
+    return write_header(operation, bytes, ticks());
+  }
+  /// The arguments are there.
+  void begun(const recording::RecordHeader& record) noexcept {
+    used_ += record.size;
+    __atomic_store_n(&block_->header->begun, used_, __ATOMIC_RELEASE);
+  }
+  /// All of it is.
+  void completed(recording::RecordHeader& record) noexcept {
+    const std::uint64_t took = ticks() - record.ticks;
+    record.took = took < recording::longest ? static_cast<std::uint32_t>(took) : recording::longest;
+    __atomic_store_n(&block_->header->complete, used_, __ATOMIC_RELEASE);
+  }
+
+  /// After the record of a clone: what it was cloned from may be lost to who reads this.
+  void restate_clone() noexcept;
+  std::uint32_t next_call() const noexcept { return call_ + 1; }
+
+  /// Results are there in full for the first call of each kind and every so often.
+  bool is_due_in_full(recording::Operation operation) noexcept {
+    constexpr std::uint16_t every = 1024;
+    std::uint16_t& calls = calls_[static_cast<std::size_t>(operation)];
+    const bool due = calls == 0;
+    calls = static_cast<std::uint16_t>((calls + 1) % every);
+    return due;
+  }
+  /// What a computation leaves is looked at more seldom than what an operation returns.
+  bool is_due(recording::Operation operation) const noexcept {
+    constexpr std::uint16_t every = 16;
+    return calls_[static_cast<std::size_t>(operation)] % every == 1;
+  }
+
+  /// The arguments of what may be a setter, to restate them.
+  void keep(recording::Operation operation, const char* arguments, std::size_t bytes) noexcept;
+  /// Room for what a computation shows.
+  float* scratch() noexcept { return scratch_.data(); }
+
+ private:
+  bool next_block(std::size_t bytes) noexcept;
+  std::size_t bytes_to_restate() const noexcept;
+  /// The inputs as they are before the call of that number.
+  void restate_all(std::uint32_t before_call) noexcept;
+  void begin_anew(const Session& session) noexcept;
+  recording::RecordHeader* write_header(recording::Operation operation, std::size_t bytes, std::uint64_t time) noexcept;
+  void restate(recording::Operation operation, const char* arguments, std::size_t bytes, std::uint64_t time) noexcept;
+
+  Recorder& recorder_;
+  const tesk::RigidBodySystem& real_;
+  RobotSize size_;
+  std::uint32_t number_;
+  std::uint32_t call_ = 0;
+  std::atomic<bool> busy_{false};
+  unsigned generation_ = 0;
+  std::uint32_t stream_ = 0;
+  Block* block_ = nullptr;
+  std::size_t used_ = 0;
+  std::array<std::uint16_t, recording::operation_count> calls_{};
+  Inputs inputs_;
+  std::vector<float> scratch_;
+};
+
+/// A call of the interface while it lasts. Writes its arguments when it is made and its result when it ends.
+class Call {
+ public:
+  template <typename... Values>
+  Call(Tape& tape, recording::Operation operation, std::size_t result_bytes, const Values&... arguments) noexcept
+      : tape_(tape), operation_(operation), entered_(tape.enter()) {
+    if (!entered_) return;
+    const std::size_t bytes = (std::size_t{0} + ... + recording::FormOf<Values>::shape.bytes(tape.size()));
+    const bool in_full = result_bytes > 0 && tape.is_due_in_full(operation);
+    record_ = tape.begin(operation, recording::padded(bytes), in_full ? recording::padded(result_bytes) : 0);
+    if (record_ == nullptr) {
+      keep_unrecorded(arguments...);
+      return;
+    }
+    result_ = reinterpret_cast<char*>(record_ + 1) + recording::padded(bytes);
+    if (in_full) record_->flags |= recording::result_in_full;
+    [[maybe_unused]] char* to = reinterpret_cast<char*>(record_ + 1);
+    (put(to, arguments), ...);
+    // A setter with fewer values than it needs is an error of the caller, and what it sets is not known.
+    if ((record_->flags & recording::incomplete_inputs) == 0) {
+      tape.keep(operation, reinterpret_cast<const char*>(record_ + 1), bytes);
+    }
+    tape.begun(*record_);
+  }
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+  ~Call() {
+    if (!entered_) return;
+    if (record_ != nullptr) tape_.completed(*record_);
+    tape_.leave();
+  }
+
+  template <typename Value>
+  void result(const Value& value) noexcept {
+    if (record_ == nullptr) return;
+    using Form = recording::FormOf<Value>;
+    const std::size_t bytes = Form::shape.bytes(tape_.size());
+    record_->flags |= recording::has_result;
+    if ((record_->flags & recording::result_in_full) != 0) Form::put(result_, bytes, value);
+    record_->result = word(value, bytes);
+  }
+  /// Of a computation, which leaves it in the object.
+  void shown_by(const tesk::RigidBodySystem& robot) noexcept;
+  void thrown(bool for_lack_of_memory) noexcept {
+    if (record_ == nullptr) return;
+    record_->flags |= recording::has_thrown;
+    if (for_lack_of_memory) record_->flags |= recording::out_of_memory;
+    record_->flags &= static_cast<std::uint16_t>(~recording::result_in_full);
+  }
+
+ private:
+  template <typename Value>
+  void put(char*& to, const Value& value) noexcept {
+    const std::size_t bytes = recording::FormOf<Value>::shape.bytes(tape_.size());
+    if (!recording::FormOf<Value>::put(to, bytes, value)) record_->flags |= recording::incomplete_inputs;
+    to += bytes;
+  }
+
+  /// The inputs are known also where the call is not.
+  template <typename... Values>
+  void keep_unrecorded(const Values&... arguments) noexcept {
+    constexpr std::size_t most = 4096;
+    std::array<char, most> bytes{};
+    char* to = bytes.data();
+    bool whole = true;
+    [[maybe_unused]] const auto put_one = [&](const auto& value) {
+      using Form = recording::FormOf<decltype(value)>;
+      const std::size_t size = Form::shape.bytes(tape_.size());
+      whole = whole && to + size <= bytes.data() + most && Form::put(to, size, value);
+      if (whole) to += size;
+    };
+    (put_one(arguments), ...);
+    if (whole) tape_.keep(operation_, bytes.data(), static_cast<std::size_t>(to - bytes.data()));
+  }
+
+  template <typename Value>
+  static std::uint64_t word(const Value& value, std::size_t bytes) noexcept {
+    using Form = recording::FormOf<Value>;
+    if constexpr (Form::shape.type == recording::NumberType::index) {
+      return value;
+    } else if constexpr (std::is_base_of_v<recording::FormOfFirst<Value>, Form>) {
+      const std::size_t given = static_cast<std::size_t>(value.size());
+      return recording::result_word(recording::first_of(value), std::min(given, bytes / sizeof(float)));
+    } else if constexpr (Form::shape.type == recording::NumberType::real) {
+      return recording::result_word(reinterpret_cast<const float*>(&value), bytes / sizeof(float));
+    } else if constexpr (Form::shape.type == recording::NumberType::integer) {
+      return recording::result_word(static_cast<const void*>(value.data()), std::min(value.size() * 8, bytes));
+    } else {
+      std::array<char, recording::longest_name> text;
+      Form::put(text.data(), text.size(), value);
+      return recording::result_word(static_cast<const void*>(text.data()), text.size());
+    }
+  }
+
+  Tape& tape_;
+  recording::Operation operation_;
+  bool entered_;
+  recording::RecordHeader* record_ = nullptr;
+  char* result_ = nullptr;
+};
+
+}  // namespace korvel::record

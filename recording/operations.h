@@ -1,0 +1,140 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+#include <vector>
+
+#include "recording/values.h"
+#include "states/shown.h"
+
+namespace korvel::recording {
+
+/// The operations in the order of the interface, new ones at the end: recordings have these numbers.
+enum class Operation : std::uint16_t {
+  create,
+  destroy,
+  clone,
+  getName,
+  getNbJointAngles,
+  getNbBodies,
+  getNbVolatileFrames,
+  getRootName,
+  getJointAngleName,
+  getJointAngleId,
+  getBodyName,
+  getBodyId,
+  setBodyInertia,
+  getMass,
+  getPartialMass,
+  getMassOfBody,
+  setRootPose,
+  getRootPose,
+  setRootVelocity,
+  setRootAcceleration,
+  getRootVelocity,
+  getRootAcceleration,
+  setJointAnglesPos,
+  setJointAnglesVel,
+  setJointAnglesAcc,
+  setJointAnglePos,
+  setJointAngleVel,
+  setJointAngleAcc,
+  getJointAnglePos,
+  getJointAngleVel,
+  getJointAngleAcc,
+  getJointAnglesPos,
+  getJointAnglesVel,
+  getJointAnglesAcc,
+  setExternalWrench,
+  setExternalWrenchInFrame,
+  computeFwdKinematicsExceptRoot,
+  computeFwdKinematicsOnlyRoot,
+  computeFwdKinematics,
+  computeGeneralizedMass,
+  computePartialComJacobian,
+  computePartialComPositionInRoot,
+  getPoseInRoot,
+  getPose,
+  setPose,
+  getVolatilePose,
+  setVolatilePose,
+  getComPositionOfBody,
+  getComPositionInRoot,
+  getComPosition,
+  getGeneralizedMass,
+  getJacobianInRoot,
+  getParentsVector,
+  getDofNumbersVector,
+  getDofIndexesVector,
+  computeInverseDynamics,
+  getJointAngleTorque,
+  getJointAnglesTorque
+};
+inline constexpr std::size_t operation_count = 58;
+
+/// What calls leave behind for others, of an object or, the last two, of the module.
+enum class Resource : unsigned {
+  root_pose,  ///< the coordinates
+  root_velocity,
+  root_acceleration,
+  positions,     ///< one for each joint angle
+  velocities,    ///< likewise
+  accelerations  ///< likewise
+  ,
+  wrenches,        ///< one for each body
+  volatile_poses,  ///< one for each volatile frame
+  in_root,         ///< what is relative to the root
+  joint_pass,      ///< what the mass matrix and the partial jacobian are made of
+  poses,           ///< in the world, one for each body
+  com,             ///< of the robot in the world
+  mass_matrix,
+  torques,
+  inertias,  ///< one for each body
+  total_mass
+};
+inline constexpr unsigned resource_kinds = 16;
+
+using Resources = unsigned;  ///< bits
+constexpr Resources bit(Resource kind) { return 1U << static_cast<unsigned>(kind); }
+
+/// What the index of an operation counts.
+enum class Index { none, body, body_or_none, joint, volatile_frame, root };
+
+/// What there is to know of an operation to record, repeat and explain it.
+struct OperationEntry {
+  Operation operation;
+  const char* name;  ///< that of the interface; a word tells overloads apart
+  Index index;       ///< what the first argument is. The root is no argument: always body 0
+  std::array<Shape, 4> arguments;
+  Shape result;
+  /// Of those with an index for each body, joint or frame: of that index alone, for an operation that has it.
+  Resources reads, writes;
+  /// What is shown of a computation that returns nothing; its result is all that it writes.
+  std::vector<Result> shown;
+  /// Calls it and puts the result. May throw what the operation throws. Not for the first three.
+  void (*perform)(tesk::RigidBodySystem& robot, const RobotSize& size, const char* arguments, char* result);
+
+  std::size_t argument_bytes(const RobotSize& size) const;
+  std::size_t result_numbers(const RobotSize& size) const;
+  NumberType result_type() const { return shown.empty() ? result.type : NumberType::real; }
+  std::size_t result_bytes(const RobotSize& size) const { return result_numbers(size) * bytes_of(result_type()); }
+};
+
+const std::array<OperationEntry, operation_count>& all_operations();
+inline const OperationEntry& entry(Operation operation) {
+  return all_operations()[static_cast<std::size_t>(operation)];
+}
+
+/// How many indexes there are of a kind; what the operation takes beyond them is its own matter.
+unsigned long count_of(Index index, const RobotSize& size);
+
+/// What a record says of a result that was put so.
+std::uint64_t result_word(const OperationEntry& entry, const RobotSize& size, const char* result) noexcept;
+
+/// One hash of numbers, names and shapes for a robot of that size: equal where recordings are understood alike.
+std::uint64_t contract_hash(const RobotSize& size);
+
+/// As numpy has it: f4, u8, i8, S.
+const char* in_words(NumberType type);
+
+}  // namespace korvel::recording

@@ -1,0 +1,127 @@
+/// A host to be recorded: loads a module and calls it.
+///
+///   recorded_host MODULE operations THREADS    every operation, on an object for each thread
+///   recorded_host MODULE cycles COUNTER [N]    control cycles, for ever or N; how many calls have returned is in a
+///   file recorded_host MODULE fork                  the same objects in a parent and in its child recorded_host MODULE
+///   mistakes              what the contract does not allow, and does no harm
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <thread>
+
+#include "host/robot/module.h"
+#include "states/operations.h"
+
+namespace {
+
+using korvel::host::Module;
+using korvel::host::System;
+
+void every_operation(const Module& module, unsigned threads) {
+  std::vector<System> robots;
+  for (unsigned i = 0; i < threads; ++i) robots.push_back(module.create());
+  std::vector<std::thread> running;
+  for (unsigned i = 0; i < threads; ++i) {
+    running.emplace_back([&, i] {
+      std::vector<korvel::Arguments> arguments = korvel::varied_arguments(*robots[i], i + 1, 4);
+      for (korvel::Arguments& with : arguments) {
+        for (const korvel::Operation& operation : korvel::real_time_operations()) {
+          // What all objects share overlaps no other call.
+          if (threads == 1 || std::strcmp(operation.name, "setBodyInertia") != 0) operation.call(*robots[i], with);
+        }
+        // A host that does nothing else is faster than a disk.
+        usleep(5000);
+        tesk::RigidBodySystem::ComJacobian J;
+        for (const korvel::AllocatingOperation& operation : korvel::allocating_operations()) {
+          try {
+            operation.call(*robots[i], J);
+          } catch (const std::out_of_range&) {
+          }
+        }
+      }
+    });
+  }
+  for (std::thread& thread : running) thread.join();
+}
+
+/// One of 28 calls.
+void cycle(tesk::RigidBodySystem& robot, korvel::Arguments& with, std::atomic<std::uint64_t>& returned) {
+  const auto call = [&](auto&& f) {
+    f();
+    returned.fetch_add(1, std::memory_order_release);
+  };
+  call([&] { robot.setRootPose(with.pose); });
+  call([&] { robot.setJointAnglesPos(with.joints[0]); });
+  call([&] { robot.setJointAnglesVel(with.joints[1]); });
+  call([&] { robot.setJointAnglesAcc(with.joints[2]); });
+  call([&] { robot.computeFwdKinematics(); });
+  call([&] { robot.computeInverseDynamics(); });
+  call([&] { robot.getJointAnglesTorque(); });
+  for (unsigned long b = 0; b < 21; ++b) call([&] { robot.getPose(b); });
+}
+
+void cycles(const Module& module, const char* counter, std::uint64_t count) {
+  const int file = open(counter, O_RDWR | O_CREAT, 0666);
+  if (file < 0 || ftruncate(file, sizeof(std::uint64_t)) != 0) std::abort();
+  void* memory = mmap(nullptr, sizeof(std::uint64_t), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+  if (memory == MAP_FAILED) std::abort();
+  auto* returned = new (memory) std::atomic<std::uint64_t>(0);
+  const System robot = module.create();
+  std::vector<korvel::Arguments> arguments;
+  for (unsigned seed = 0; seed < 8; ++seed) {
+    arguments.emplace_back(korvel::random_state(seed, korvel::RobotSize(25)), *module.create());
+  }
+  for (std::uint64_t i = 0; i < count; ++i) {
+    cycle(*robot, arguments[i % arguments.size()], *returned);
+    if (i % 8 == 0) usleep(200);
+  }
+}
+
+void both_after_a_fork(const Module& module) {
+  const System robot = module.create();
+  korvel::Arguments with(korvel::random_state(1, *robot), *robot);
+  std::atomic<std::uint64_t> returned{0};
+  cycle(*robot, with, returned);
+  const pid_t child = fork();
+  // The child's file begins some milliseconds later.
+  for (int i = 0; i < 200; ++i) {
+    cycle(*robot, with, returned);
+    usleep(1000);
+  }
+  if (child != 0) waitpid(child, nullptr, 0);
+}
+
+void mistakes(const Module& module) {
+  const System robot = module.create();
+  robot->getJointAngleTorque(3);
+  QZ::Math::Velocity6D velocity;
+  velocity.wx = std::numeric_limits<float>::quiet_NaN();
+  robot->setRootVelocity(velocity);
+  robot->computeInverseDynamics();
+  robot->getJointAngleTorque(3);
+  try {
+    robot->getBodyId("Tail");
+  } catch (const std::out_of_range&) {
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) return 2;
+  const Module module(argv[1]);
+  const std::string what = argv[2];
+  if (what == "operations") every_operation(module, static_cast<unsigned>(std::atoi(argv[3])));
+  if (what == "cycles")
+    cycles(module, argv[3], argc > 4 ? static_cast<std::uint64_t>(std::atoll(argv[4])) : ~std::uint64_t{0});
+  if (what == "fork") both_after_a_fork(module);
+  if (what == "mistakes") mistakes(module);
+  return 0;
+}

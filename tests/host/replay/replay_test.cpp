@@ -1,0 +1,107 @@
+// What a host did is in its recording, and a module that does otherwise is found by it.
+
+#include <fstream>
+#include <set>
+
+#include "states/operations.h"
+#include "tests/host/replay/recorded.h"
+
+namespace korvel::host {
+namespace {
+
+class Replay : public Recorded {};
+
+TEST_F(Replay, EveryOperationFromEightThreadsGivesTheSameBitsOnBothModules) {
+  ASSERT_EQ(record("operations 8"), 0);
+  std::set<std::string> names;
+  for (const auto& [name, calls] : calls_in(recording())) names.insert(name);
+  for (const recording::OperationEntry& e : recording::all_operations()) {
+    EXPECT_EQ(names.count(e.name), e.operation != recording::Operation::setBodyInertia) << e.name;
+  }
+  for (const char* module : {KORVEL_MODULE, KORVEL_PER_BODY_MODULE}) {
+    const nlohmann::json json = replayed(recording(), fmt::format("--module '{}'", module));
+    // As many as the host has called: 8 objects and their clones, 8 poses for each of 7 states.
+    EXPECT_EQ(json["operations"]["create"]["calls"], 8);
+    EXPECT_EQ(json["operations"]["clone"]["calls"], 8 * 7);
+    EXPECT_EQ(json["operations"]["getPose"]["compared"], 8 * 7 * 26);
+    EXPECT_EQ(json["gaps"], 0);
+  }
+}
+
+TEST_F(Replay, InertiasAreSetAgain) {
+  ASSERT_EQ(record("operations 1"), 0);
+  EXPECT_EQ(replayed(recording())["operations"]["setBodyInertia"]["calls"], 25 * 7);
+  // And those of one recording are not there for the next.
+  const Outcome twice = replay(recording(), fmt::format("'{}'", recording().string()));
+  EXPECT_EQ(twice.status, 0) << twice.out;
+}
+
+TEST_F(Replay, AFaultIsShownWithTheFirstCallThatHasItAndCutToWhatItComesFrom) {
+  ASSERT_EQ(record("operations 2"), 0);
+  const std::string faulty = fmt::format("--module '{}on_request.so'", KORVEL_FAULTY_MODULES);
+  const std::map<std::string, std::string> shown_by{{"lost entry", "getGeneralizedMass"},
+                                                    {"centre of mass is off", "computeFwdKinematicsExceptRoot"}};
+  for (const auto& [fault, operation] : shown_by) {
+    const std::string with_fault = fmt::format("export KORVEL_FAULT='{}'", fault);
+    const Outcome found = replay(recording(), faulty + " --cut cut.rec", with_fault);
+    EXPECT_EQ(found.status, 1) << found.err;
+    EXPECT_NE(found.out.find("First difference: call "), std::string::npos);
+    EXPECT_NE(found.out.find(operation + "()"), std::string::npos) << found.out;
+    EXPECT_NE(found.out.find("recorded "), std::string::npos);
+    // Each kind of input once, and what computes: no more than that.
+    std::size_t calls = 0;
+    for (const auto& [name, count] : calls_in(directory_ / "cut.rec")) calls += count;
+    EXPECT_LE(calls, 1U + 24U + 5U) << fault;
+    EXPECT_EQ(replay("cut.rec").status, 0) << "with the module as it should be";
+    EXPECT_EQ(replay("cut.rec", faulty, with_fault).status, 1);
+    std::filesystem::remove(directory_ / "cut.rec");
+  }
+}
+
+TEST_F(Replay, StatisticsTellWhatTheContractDoesNotAllow) {
+  ASSERT_EQ(record("mistakes"), 0);
+  const nlohmann::json statistics = replayed(recording(), "--stats")["statistics"];
+  std::map<std::string, int> remarks;
+  for (const nlohmann::json& remark : statistics["remarks"]) remarks[remark["what"]] = remark["count"];
+  const std::map<std::string, int> expected{{"reads of what has not been computed yet", 1},
+                                            {"arguments that are not finite", 1},
+                                            {"results that are not finite", 2},
+                                            {"calls that threw", 1}};
+  EXPECT_EQ(remarks, expected);
+  EXPECT_EQ(statistics["operations"]["getJointAngleTorque"]["count"], 2);
+}
+
+TEST_F(Replay, AMotionComesBackAsItWasSet) {
+  const std::string motion = KORVEL_MOTIONS "/squat.csv";
+  const Outcome run = shell(environment("") + fmt::format("'{}' run '{}' -o results.csv --module '{}'",
+                                                          KORVEL_HOST_EXECUTABLE, motion, KORVEL_RECORDER));
+  ASSERT_EQ(run.status, 0) << run.err;
+  // A process tries the module before; its recording is the small one.
+  std::vector<std::filesystem::path> files = recordings();
+  std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return file_size(a) > file_size(b); });
+  EXPECT_EQ(replay(files.at(0)).status, 0);
+  ASSERT_EQ(replay(files.at(0), "--csv motion.csv").status, 0);
+  std::filesystem::copy(motion, directory_ / "given.csv");
+  auto given = columns_in<double>("given.csv");
+  auto set = columns_in<float>("motion.csv");
+  ASSERT_EQ(set["time"].size(), given["time"].size());
+  for (const char* joint : {"LKneePitch", "RShoulderRoll"}) {
+    for (std::size_t i = 0; i < set[joint].size(); ++i) {
+      ASSERT_EQ(set[joint][i], static_cast<float>(given[joint][i])) << joint << ", sample " << i;
+    }
+  }
+  // A motion like any other.
+  EXPECT_EQ(host("run motion.csv -o again.csv").status, 0);
+}
+
+TEST_F(Replay, UnusableFilesAreNamedInOneLine) {
+  write(directory_ / "text", "KORVEL");
+  for (const char* arguments : {"text", "nothing", ".", KORVEL_MODULE}) {
+    const Outcome outcome = replay(arguments);
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    expect_one_line(outcome.err, arguments);
+  }
+}
+
+}  // namespace
+}  // namespace korvel::host
