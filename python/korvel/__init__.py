@@ -17,6 +17,7 @@ threads.
 from korvel._batch import Batch, ForceSums, Kinematics
 from korvel._errors import Error
 from korvel._motion import Motion
+from korvel._recording import Calls, Recording
 from korvel._robot import BODIES, COORDINATES, JOINTS, MASS_ENTRIES, PARENTS
 from korvel._stand import Ground, Sole, Stand, StandSums, Verdict
 
@@ -24,6 +25,7 @@ __all__ = [
     "BODIES",
     "Batch",
     "COORDINATES",
+    "Calls",
     "Error",
     "ForceSums",
     "Ground",
@@ -32,6 +34,7 @@ __all__ = [
     "MASS_ENTRIES",
     "Motion",
     "PARENTS",
+    "Recording",
     "Sole",
     "Stand",
     "StandSums",
