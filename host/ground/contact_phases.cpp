@@ -3,8 +3,8 @@
 #include <Eigen/Geometry>
 #include <utility>
 
-#include "host/ground/frames.h"
 #include "host/motion/cycle.h"
+#include "host/robot/frames.h"
 
 namespace korvel::host {
 

@@ -1,8 +1,8 @@
 #include "host/ground/ground_cycle.h"
 
 #include "contact/required_wrench.h"
-#include "host/ground/frames.h"
 #include "host/motion/cycle.h"
+#include "host/robot/frames.h"
 
 namespace korvel::host {
 

@@ -74,7 +74,7 @@ struct JcalcVelVisitor {
   using Node = NodeOf<Model, node_id>;
 
   static void discover(Model& model, const typename Node::Number* dq) noexcept {
-    node<node_id>(model).joint.jcalcVel(gather_coordinates<Node>(dq));
+    node<node_id>(model).joint.jcalc_vel(gather_coordinates<Node>(dq));
   }
 
   static void finish(Model&, const typename Node::Number*) noexcept {}

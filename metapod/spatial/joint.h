@@ -46,11 +46,11 @@ struct RevoluteJointAboutZT : JointT<Spatial::ConstraintMotionAboutZT<Scalar>,
 
   void jcalcPos(const Positions& position) noexcept { this->Xj.E = {position.cosine[0], position.sine[0]}; }
 
-  void jcalcVel(const Coordinates& dq) noexcept { this->vj = Base::S * dq; }
+  void jcalc_vel(const Coordinates& dq) noexcept { this->vj = Base::S * dq; }
 
   void jcalc(const Positions& position, const Coordinates& dq) noexcept {
     jcalcPos(position);
-    jcalcVel(dq);
+    jcalc_vel(dq);
   }
 };
 using RevoluteJointAboutZ = RevoluteJointAboutZT<float>;
@@ -78,11 +78,11 @@ struct FreeFlyerBodyJointT
     this->Xj = {Spatial::RotationMatrixT<Scalar>(E), {q[0], q[1], q[2]}};
   }
 
-  void jcalcVel(const Coordinates& dq) noexcept { this->vj = Base::S * dq; }
+  void jcalc_vel(const Coordinates& dq) noexcept { this->vj = Base::S * dq; }
 
   void jcalc(const Positions& position, const Coordinates& dq) noexcept {
     jcalcPos(position);
-    jcalcVel(dq);
+    jcalc_vel(dq);
   }
 };
 using FreeFlyerBodyJoint = FreeFlyerBodyJointT<float>;

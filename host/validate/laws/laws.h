@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/robot/frames.h"
 #include "host/robot/module.h"
 #include "host/validate/core/check.h"
 #include "states/shown.h"
@@ -147,7 +148,7 @@ class Deviations {
 /// The same posture without velocities, accelerations and wrenches.
 State at_rest(State state);
 
-inline Vector3d vector(const QZ::Math::Position3D& p) { return Eigen::Vector3f(p.x, p.y, p.z).cast<double>(); }
+using host::vector;
 Affine3d affine(const QZ::Math::Transform& T);
 QZ::Math::Transform transform(const Affine3d& pose);
 /// cross(a) * b is the cross product of a and b.
