@@ -179,15 +179,15 @@ typedef struct korvel_batch_ground {
 } korvel_batch_ground;
 
 /* What the ground does in a state, or why it cannot do what the motion requires. */
+/* NOLINTBEGIN(readability-identifier-naming): as above */
 typedef enum korvel_batch_verdict {
-  /* NOLINTBEGIN(readability-identifier-naming) */
   KORVEL_BATCH_STANDS = 0,
   KORVEL_BATCH_NOTHING_BEARS = 1, /* no sole stands on the ground */
   KORVEL_BATCH_NEEDS_PULL = 2,    /* the ground would have to pull */
   KORVEL_BATCH_TIPS = 3,          /* the zero moment point is outside of the support polygon */
   KORVEL_BATCH_SLIPS = 4          /* more friction is needed than there is */
-  /* NOLINTEND(readability-identifier-naming) */
 } korvel_batch_verdict;
+/* NOLINTEND(readability-identifier-naming) */
 
 /* Numbers of a state; world axes, positions in the world. Of a state that is not finite they are none.
  *   forces      30: generalized forces as of korvel_batch_dynamics, with what the ground does. The first six are what
