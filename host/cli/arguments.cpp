@@ -2,9 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <iterator>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace korvel::host {
 
@@ -19,6 +23,12 @@ bool is_number(const std::string& text, Number& value) {
 }
 
 constexpr auto largest_number = static_cast<double>(std::numeric_limits<float>::max());
+
+struct Unit {
+  std::string_view name;
+  double ns;
+};
+constexpr Unit units[] = {{"s", 1e9}, {"ms", 1e6}, {"us", 1e3}};
 
 CLI::Validator number_from(double least, const char* expected, const char* type) {
   const auto check = [least, expected](const std::string& text) -> std::string {
@@ -44,6 +54,31 @@ CLI::Validator whole_number(std::uint64_t least, std::uint64_t most) {
 CLI::Validator positive_number() {
   return number_from(static_cast<double>(std::numeric_limits<float>::min()), "a positive number of single precision",
                      "POSITIVE");
+}
+
+std::string time_in_words(std::chrono::nanoseconds time) {
+  const auto ns = static_cast<double>(time.count());
+  const auto* unit = std::find_if(std::begin(units), std::end(units), [ns](const Unit& u) { return ns >= u.ns; });
+  if (unit == std::end(units)) --unit;
+  return fmt::format("{}{}", ns / unit->ns, unit->name);
+}
+
+CLI::Validator time_between(std::chrono::nanoseconds least, std::chrono::nanoseconds most) {
+  const auto convert = [least, most](std::string& text) -> std::string {
+    const std::size_t number = std::min(text.find_first_not_of("0123456789."), text.size());
+    const std::string name = text.substr(number);
+    double value{};
+    for (const Unit& unit : units) {
+      if (unit.name != name || !is_number(text.substr(0, number), value)) continue;
+      const double ns = std::round(value * unit.ns);
+      if (ns < static_cast<double>(least.count()) || ns > static_cast<double>(most.count())) continue;
+      text = std::to_string(static_cast<std::int64_t>(ns));
+      return {};
+    }
+    return fmt::format("expected a time from {} to {} with its unit, such as 2.5ms, found '{:.40}'",
+                       time_in_words(least), time_in_words(most), text);
+  };
+  return {convert, "TIME"};
 }
 
 CLI::Validator any_number() { return number_from(-largest_number, "a number of single precision", "NUMBER"); }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace korvel::host {
 
@@ -12,6 +14,12 @@ CLI::Validator whole_number(std::uint64_t least, std::uint64_t most);
 
 /// A positive number as decimal, within single precision.
 CLI::Validator positive_number();
+
+/// A time with its unit, us, ms or s: "250us", "2.5ms". It is handed on as a whole number of nanoseconds.
+CLI::Validator time_between(std::chrono::nanoseconds least, std::chrono::nanoseconds most);
+
+/// The same way round: "2.5ms".
+std::string time_in_words(std::chrono::nanoseconds time);
 
 /// A number as decimal, within single precision.
 CLI::Validator any_number();

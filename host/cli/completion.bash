@@ -12,7 +12,7 @@ _korvel_host() {
   case $previous in
     --level) offered='1 2 3 4 5' ;;
     --only) offered=$("$tool" validate --list 2>/dev/null | awk '{ print $2 }') ;;
-    --seed | --jobs | -j | --cutoff | --ground | --contact-* | --from | --to | --object) return ;;
+    --seed | --period | --cycles | --priority | --jobs | -j | --cutoff | --ground | --contact-* | --from | --to | --object) return ;;
     -o | --output | --module | --urdf | --mjcf | --svg | --soles | --cut | --csv) ;;
     *)
       if [[ -z $command ]]; then

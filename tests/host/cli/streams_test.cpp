@@ -22,7 +22,9 @@ constexpr const char* talking[] = {"--version",
                                    "validate --list",
                                    "run motion.csv -o results.csv",
                                    "validate --only loading.counts",
-                                   "validate --json --only loading.counts"};
+                                   "validate --json --only loading.counts",
+                                   "soak --cycles 3",
+                                   "soak --cycles 3 --json"};
 
 TEST_F(Streams, AnOutputThatCannotBeWrittenIsAFailure) {
   for (const char* arguments : talking) {

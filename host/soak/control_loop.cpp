@@ -1,0 +1,97 @@
+#include "host/soak/control_loop.h"
+
+#include <sys/resource.h>
+
+#include <cstddef>
+#include <ctime>
+#include <vector>
+
+#include "states/operations.h"
+#include "states/states.h"
+
+namespace korvel::host {
+
+namespace {
+
+constexpr std::uint64_t state_count = 64;
+constexpr std::int64_t second = 1'000'000'000;
+
+std::int64_t now() noexcept {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return time.tv_sec * second + time.tv_nsec;
+}
+
+/// Returns early, if ever, when a signal comes.
+void sleep_until(std::int64_t instant) noexcept {
+  const timespec time{instant / second, instant % second};
+  clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr);
+}
+
+rusage used() noexcept {
+  rusage result{};
+  getrusage(RUSAGE_THREAD, &result);
+  return result;
+}
+
+/// All that a host asks for in a cycle.
+void compute_cycle(tesk::RigidBodySystem& robot, Arguments& with, unsigned long body) {
+  robot.setRootPose(with.pose);
+  robot.setRootVelocity(with.velocity);
+  robot.setRootAcceleration(with.acceleration);
+  for (std::size_t b = 0; b < with.wrenches.size(); ++b) robot.setExternalWrench(b, with.wrenches[b]);
+  robot.setJointAnglesPos(with.joints[0]);
+  robot.setJointAnglesVel(with.joints[1]);
+  robot.setJointAnglesAcc(with.joints[2]);
+  robot.computeFwdKinematics();
+  robot.computeGeneralizedMass();
+  robot.computePartialComJacobian(body, with.jacobian);
+  robot.computeInverseDynamics();
+}
+
+}  // namespace
+
+LoopReport run_control_loop(tesk::RigidBodySystem& robot, const LoopOptions& options,
+                            const volatile std::sig_atomic_t& stop) {
+  std::vector<Arguments> states;
+  for (std::uint64_t k = 0; k < state_count; ++k) {
+    states.emplace_back(random_state(options.seed + k, robot), robot);
+    compute_cycle(robot, states.back(), 0);
+  }
+  const unsigned long bodies = robot.getNbBodies();
+  const std::int64_t period = options.period.count();
+
+  LoopReport report;
+  const rusage before = used();
+  const std::int64_t start = now() + period;
+  std::uint64_t instant = 0;
+  for (std::uint64_t cycle = 0; cycle < options.cycles; ++cycle) {
+    const std::int64_t wanted = start + static_cast<std::int64_t>(instant) * period;
+    sleep_until(wanted);
+    if (stop != 0) break;
+    const std::int64_t woken = now();
+    compute_cycle(robot, states[cycle % state_count], cycle % bodies);
+    const std::int64_t done = now();
+
+    report.latency.add(woken - wanted, instant);
+    report.computing.add(done - woken, instant);
+    report.both.add(done - wanted, instant);
+    if (done - wanted > period) {
+      ++report.late;
+      if (woken - wanted >= period) ++report.late_by_latency;
+      if (done - woken > period) ++report.late_by_computing;
+    }
+    // A late cycle does not make those after it late.
+    const auto passed = static_cast<std::uint64_t>((done - wanted) / period);
+    report.skipped += passed;
+    instant += passed + 1;
+  }
+  const rusage after = used();
+  report.minor_faults = after.ru_minflt - before.ru_minflt;
+  report.major_faults = after.ru_majflt - before.ru_majflt;
+  report.voluntary_switches = after.ru_nvcsw - before.ru_nvcsw;
+  report.involuntary_switches = after.ru_nivcsw - before.ru_nivcsw;
+  return report;
+}
+
+}  // namespace korvel::host

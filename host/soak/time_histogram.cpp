@@ -1,0 +1,32 @@
+#include "host/soak/time_histogram.h"
+
+#include <algorithm>
+#include <boost/histogram/make_histogram.hpp>
+#include <cmath>
+
+namespace korvel::host {
+
+TimeHistogram::TimeHistogram()
+    : bins_(boost::histogram::make_histogram_with(
+          Counts(), Axis(decades * bins_per_decade, shortest, shortest * std::pow(10, decades)))) {}
+
+// NOLINTNEXTLINE(bugprone-exception-escape): thrown is only for a wrong number of axes.
+void TimeHistogram::add(std::int64_t ns, std::uint64_t place) noexcept {
+  bins_(static_cast<double>(ns));
+  if (count_ == 0 || ns > largest_.ns) largest_ = {ns, place};
+  ++count_;
+}
+
+double TimeHistogram::percentile(double share) const {
+  const auto largest = static_cast<double>(largest_.ns);
+  const Axis& axis = bins_.axis();
+  double not_longer = 0;
+  // From what is shorter than the first bin; what is longer than the last one has no upper end but the largest.
+  for (int bin = -1; bin < axis.size(); ++bin) {
+    not_longer += static_cast<double>(bins_.at(bin));
+    if (not_longer >= share * static_cast<double>(count_)) return std::min(axis.value(bin + 1), largest);
+  }
+  return largest;
+}
+
+}  // namespace korvel::host

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <boost/histogram/axis/regular.hpp>
+#include <boost/histogram/histogram.hpp>
+#include <boost/histogram/storage_adaptor.hpp>
+#include <cstdint>
+#include <tuple>
+#include <vector>
+
+namespace korvel::host {
+
+/// How long many things took, each counted as one of `bins_per_decade` lengths per power of ten from 1 ns to 100 s, so
+/// that a percentile is at most 1 % too long. The longest is kept exactly.
+class TimeHistogram {
+ public:
+  struct Largest {
+    std::int64_t ns = 0;
+    std::uint64_t place = 0;  ///< the first of that length; what a place is, whoever adds says
+  };
+
+  TimeHistogram();
+
+  /// Allocates nothing.
+  void add(std::int64_t ns, std::uint64_t place) noexcept;  // NOLINT(bugprone-exception-escape): as at its body
+
+  std::uint64_t count() const { return count_; }
+  /// Zero, at place zero, of an empty histogram.
+  const Largest& largest() const { return largest_; }
+
+  /// A time [ns] that at least that share, 0 < share <= 1, of all times do not exceed: the upper end of the bin in
+  /// which the shortest such time lies, unless the largest is shorter. Zero of an empty histogram.
+  double percentile(double share) const;
+
+ private:
+  static constexpr double shortest = 1;
+  static constexpr unsigned decades = 11;
+  static constexpr unsigned bins_per_decade = 250;  ///< 10^(1/250) is 1.0093
+
+  using Axis = boost::histogram::axis::regular<double, boost::histogram::axis::transform::log>;
+  using Counts = boost::histogram::dense_storage<std::uint64_t>;
+
+  boost::histogram::histogram<std::tuple<Axis>, Counts> bins_;
+  std::uint64_t count_ = 0;
+  Largest largest_;
+};
+
+}  // namespace korvel::host
