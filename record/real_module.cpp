@@ -78,25 +78,25 @@ RealModule::~RealModule() { dlclose(library_); }
 void RealModule::read_notes() {
   struct Search {
     RealModule& module;
-    ElfW(Addr) address;
+    const char* start;
   };
   Dl_info info{};
   if (dladdr(reinterpret_cast<void*>(create_), &info) == 0) return;
-  Search search{*this, reinterpret_cast<ElfW(Addr)>(info.dli_fbase)};
+  Search search{*this, static_cast<const char*>(info.dli_fbase)};
   const auto visit = [](dl_phdr_info* library, std::size_t, void* data) {
-    auto& [module, address] = *static_cast<Search*>(data);
-    if (library->dlpi_addr != address) return 0;
+    auto& [module, start] = *static_cast<Search*>(data);
+    if (library->dlpi_addr != reinterpret_cast<ElfW(Addr)>(start)) return 0;
     for (int i = 0; i < library->dlpi_phnum; ++i) {
       const ElfW(Phdr)& segment = library->dlpi_phdr[i];
       if (segment.p_type != PT_NOTE) continue;
-      const auto* at = reinterpret_cast<const char*>(address + segment.p_vaddr);
+      const char* at = start + segment.p_vaddr;
       for (const char* end = at + segment.p_memsz; end - at >= static_cast<std::ptrdiff_t>(sizeof(ElfW(Nhdr)));) {
         ElfW(Nhdr) note{};
         std::memcpy(&note, at, sizeof(note));
         const std::string owner(at + sizeof(note), note.n_namesz);
         const char* text = at + sizeof(note) + ((note.n_namesz + 3U) & ~3U);
-        if (owner == std::string("korvel", 7) && note.n_type == 1) module.version_ = text;
-        if (owner == std::string(ELF_NOTE_GNU, 4) && note.n_type == NT_GNU_BUILD_ID) {
+        if (owner == std::string("korvel") + '\0' && note.n_type == 1) module.version_ = text;
+        if (owner == std::string(ELF_NOTE_GNU) + '\0' && note.n_type == NT_GNU_BUILD_ID) {
           module.build_id_.clear();
           for (unsigned byte = 0; byte < note.n_descsz; ++byte) {
             const auto value = static_cast<unsigned char>(text[byte]);

@@ -70,7 +70,7 @@ class Tape {
   }
   /// What a computation leaves is looked at more seldom than what an operation returns.
   bool is_due(recording::Operation operation) const noexcept {
-    constexpr std::uint16_t every = 16;
+    constexpr std::uint16_t every = 64;
     return calls_[static_cast<std::size_t>(operation)] % every == 1;
   }
 

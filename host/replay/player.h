@@ -22,6 +22,9 @@ struct Difference {
 /// Is told of what a Player does.
 class PlayObserver {
  public:
+  PlayObserver() = default;
+  PlayObserver(const PlayObserver&) = delete;
+  PlayObserver& operator=(const PlayObserver&) = delete;
   virtual ~PlayObserver() = default;
   /// What the object was set to and computed is not known any more.
   virtual void lost(std::uint32_t object) = 0;

@@ -13,16 +13,17 @@ using recording::Operation;
 
 /// The rotation nearest to what a pose says, unit whatever its digits are.
 Eigen::Quaterniond orientation(const QZ::Math::Transform& T) {
+  Eigen::Matrix3f R;
+  R << T.r00, T.r01, T.r02, T.r10, T.r11, T.r12, T.r20, T.r21, T.r22;
   Eigen::Affine3d pose = Eigen::Affine3d::Identity();
-  pose.linear() << double{T.r00}, double{T.r01}, double{T.r02}, double{T.r10}, double{T.r11}, double{T.r12},
-      double{T.r20}, double{T.r21}, double{T.r22};
+  pose.linear() = R.cast<double>();
   return Eigen::Quaterniond(pose.rotation()).normalized();
 }
 
 }  // namespace
 
 RecordedMotion::RecordedMotion(const RecordingFile& recording, std::uint32_t object, OutputFile& file)
-    : recording_(recording), object_(object), file_(file), joints_(recording.joints().size()) {
+    : object_(object), file_(file), joints_(recording.joints().size()) {
   file_.write(fmt::format("time,x,y,z,qw,qx,qy,qz,{}\n", fmt::join(recording.joints(), ",")));
 }
 

@@ -16,7 +16,6 @@ class RecordedMotion {
   std::size_t rows() const { return rows_; }
 
  private:
-  const RecordingFile& recording_;
   std::uint32_t object_;
   OutputFile& file_;
   QZ::Math::Transform root_;

@@ -17,7 +17,6 @@ namespace {
 
 using recording::block_size;
 using recording::BlockHeader;
-using recording::FileHeader;
 using recording::OperationEntry;
 using recording::RecordHeader;
 

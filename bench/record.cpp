@@ -1,0 +1,85 @@
+/// Times calls and a control cycle of the module beside the same through the recorder, which records to a folder.
+///
+///   KORVEL_RECORD_TO=FOLDER korvel-record-bench [options of Google Benchmark]
+
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+#include <iostream>
+#include <thread>
+
+#include "bench/jobs.h"
+#include "host/robot/module.h"
+
+namespace {
+
+using namespace korvel;
+
+using Call = void (*)(tesk::RigidBodySystem&, const bench::LoadedInstant&);
+
+void add(const std::string& name, tesk::RigidBodySystem& robot, const bench::LoadedInstants& states, Call call) {
+  // As a host has it: some calls, then a pause in which blocks are made ready, so that there always are.
+  constexpr int in_a_row = 2;
+  constexpr int rows = 16;
+  const auto batch = in_a_row * static_cast<benchmark::IterationCount>(states.size());
+  const auto time = [&robot, &states, call, batch](benchmark::State& timer) {
+    while (timer.KeepRunningBatch(batch)) {
+      timer.PauseTiming();
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      timer.ResumeTiming();
+      for (int i = 0; i < in_a_row; ++i) {
+        for (const bench::LoadedInstant& state : states) call(robot, state);
+      }
+    }
+  };
+  benchmark::RegisterBenchmark(name.c_str(), time)->Iterations(rows * batch);
+}
+
+void control_cycle(tesk::RigidBodySystem& robot, const bench::LoadedInstant& state) {
+  robot.setRootPose(state.root.pose);
+  robot.setRootVelocity(state.root.velocity);
+  robot.setRootAcceleration(state.root.acceleration);
+  robot.setJointAnglesPos(state.joint_pos);
+  robot.setJointAnglesVel(state.joint_vel);
+  robot.setJointAnglesAcc(state.joint_acc);
+  robot.computeFwdKinematics();
+  robot.computeGeneralizedMass();
+  robot.computeInverseDynamics();
+  benchmark::DoNotOptimize(robot.getJointAnglesTorque());
+  benchmark::DoNotOptimize(robot.getPose(13));
+  benchmark::DoNotOptimize(robot.getPose(19));
+  benchmark::DoNotOptimize(robot.getComPosition());
+}
+
+void run() {
+  const host::System plain = host::Module(KORVEL_MODULE).create();
+  const host::System recorded = host::Module(KORVEL_RECORDER).create();
+  const bench::LoadedInstants states = bench::seeded_instants();
+  for (const auto& [who, robot] : {std::pair("module", plain.get()), {"recorded", recorded.get()}}) {
+    const auto name = [who = std::string(who)](const char* what) { return what + ('/' + who); };
+    add(name("a question"), *robot, states, [](tesk::RigidBodySystem& r, const bench::LoadedInstant& state) {
+      benchmark::DoNotOptimize(r.getJointAngleTorque(state.body - 1));
+    });
+    add(name("a pose"), *robot, states, [](tesk::RigidBodySystem& r, const bench::LoadedInstant& state) {
+      benchmark::DoNotOptimize(r.getPose(state.body));
+    });
+    add(name("a joint angle"), *robot, states, [](tesk::RigidBodySystem& r, const bench::LoadedInstant& state) {
+      r.setJointAnglePos(state.body - 1, state.joint_pos[0]);
+    });
+    add(name("all joint angles"), *robot, states,
+        [](tesk::RigidBodySystem& r, const bench::LoadedInstant& state) { r.setJointAnglesPos(state.joint_pos); });
+    add(name("a control cycle of 13 calls"), *robot, states, control_cycle);
+  }
+  benchmark::RunSpecifiedBenchmarks();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  benchmark::Initialize(&argc, argv);
+  run();
+  return 0;
+} catch (const std::exception& error) {
+  std::cerr << error.what() << '\n';
+  return 1;
+}
