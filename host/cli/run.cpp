@@ -197,7 +197,7 @@ nlohmann::json json_of(const Task& task) {
   return json;
 }
 
-void show(const std::vector<Task>& tasks, const RunOptions& options) {
+void show_summaries(const std::vector<Task>& tasks, const RunOptions& options) {
   Outputs none;
   Destination destination({}, none);
   if (options.json) {
@@ -230,7 +230,7 @@ void run(const RunOptions& options) {
   }
   run_all(all, workers, ground);
   for (Task& task : all) task.output->commit();
-  show(all, options);
+  show_summaries(all, options);
   const auto stands = [](const Task& task) { return !task.ground_summary || task.ground_summary->stands_throughout(); };
   if (options.require_feasible && !std::all_of(all.begin(), all.end(), stands)) throw Findings();
 }
