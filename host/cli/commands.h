@@ -13,7 +13,8 @@ using AddCommand = void(CLI::App& app);
 AddCommand add_info, add_export, add_replay, add_report, add_run, add_soak, add_validate;
 
 /// In the order in which help lists them.
-inline constexpr AddCommand* commands[] = {add_info, add_export, add_report, add_replay, add_run, add_soak, add_validate};
+inline constexpr AddCommand* commands[] = {add_info, add_export, add_report,  add_replay,
+                                           add_run,  add_soak,   add_validate};
 
 /// The command did its work and has already told of what it found wrong.
 class Findings : public std::exception {};

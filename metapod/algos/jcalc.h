@@ -122,8 +122,8 @@ struct jcalc_vel {
   }
 };
 
-/// The pass with positions and velocities, for whoever does not know whether positions have changed. Takes the sines and
-/// cosines of all joints but the root.
+/// The pass with positions and velocities, for whoever does not know whether positions have changed. Takes the sines
+/// and cosines of all joints but the root.
 template <typename Model>
 struct jcalc {
   static void run(Model& model, const float* q, SinesAndCosines<Model>& angles, const float* dq) noexcept {
