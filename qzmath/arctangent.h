@@ -42,8 +42,8 @@ inline void angles_of_points(const Doubles (&y)[pairs], const Doubles (&x)[pairs
     const Bits is_turned = less > same(eighth_tangent) * more;
     const Doubles dividend = select(is_turned, less - more, less);
     const Doubles divisor = select(is_turned, less + more, more);
-    // Both are 0 at the origin alone.
-    const Doubles t = dividend / select(divisor == same(0), same(1), divisor);
+    // Both are 0 at the origin alone; floats and their products are larger.
+    const Doubles t = dividend / select(divisor < same(0x1p-400), same(1), divisor);
 
     const Doubles z = t * t;
     const Doubles z2 = z * z;

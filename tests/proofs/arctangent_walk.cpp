@@ -43,12 +43,12 @@ struct Point {
 float by_mpfr(const Point& point) {
   mpfr_t y;
   mpfr_t x;
-  mpfr_inits2(24, y, x, mpfr_ptr{});  // a float's digits
+  mpfr_inits2(24, y, x, nullptr);  // a float's digits
   mpfr_set_flt(y, point.y, MPFR_RNDN);
   mpfr_set_flt(x, point.x, MPFR_RNDN);
   mpfr_atan2(y, y, x, MPFR_RNDN);
   const float result = mpfr_get_flt(y, MPFR_RNDN);
-  mpfr_clears(y, x, mpfr_ptr{});
+  mpfr_clears(y, x, nullptr);
   return result;
 }
 
