@@ -32,8 +32,8 @@ long locks_taken() noexcept { return count.load(std::memory_order_relaxed); }
 
 #ifndef KORVEL_SANITIZED
 // NOLINTBEGIN(bugprone-macro-parentheses): a name and a type
-#define KORVEL_COUNT(name, Lock)                             \
-  int name(Lock* lock) noexcept {                            \
+#define KORVEL_COUNT(name, Lock, throws)                     \
+  int name(Lock* lock) noexcept(!(throws)) {                 \
     static std::atomic<int (*)(Lock*)> original{nullptr};    \
     return korvel::validate::counted(original, #name, lock); \
   }
@@ -41,14 +41,14 @@ long locks_taken() noexcept { return count.load(std::memory_order_relaxed); }
 // The linker must see these from libraries that are loaded later.
 #pragma GCC visibility push(default)
 extern "C" {
-KORVEL_COUNT(pthread_mutex_lock, pthread_mutex_t)
-KORVEL_COUNT(pthread_mutex_trylock, pthread_mutex_t)
-KORVEL_COUNT(pthread_rwlock_rdlock, pthread_rwlock_t)
-KORVEL_COUNT(pthread_rwlock_wrlock, pthread_rwlock_t)
-KORVEL_COUNT(pthread_spin_lock, pthread_spinlock_t)
-KORVEL_COUNT(sem_post, sem_t)
-KORVEL_COUNT(sem_trywait, sem_t)
-KORVEL_COUNT(sem_wait, sem_t)
+KORVEL_COUNT(pthread_mutex_lock, pthread_mutex_t, false)
+KORVEL_COUNT(pthread_mutex_trylock, pthread_mutex_t, false)
+KORVEL_COUNT(pthread_rwlock_rdlock, pthread_rwlock_t, false)
+KORVEL_COUNT(pthread_rwlock_wrlock, pthread_rwlock_t, false)
+KORVEL_COUNT(pthread_spin_lock, pthread_spinlock_t, false)
+KORVEL_COUNT(sem_post, sem_t, false)
+KORVEL_COUNT(sem_trywait, sem_t, false)
+KORVEL_COUNT(sem_wait, sem_t, true)  // it may be where a thread is cancelled
 }
 #pragma GCC visibility pop
 #undef KORVEL_COUNT
