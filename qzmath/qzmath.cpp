@@ -41,7 +41,8 @@ Position6D position6DFromTransform(const Transform& pose) noexcept {
   const double sine = s * r02 - c * r12;
   const double cosine = c * r11 - s * r01;
   const internal::Doubles y[]{{r10, -r20}, {sine, 0}};
-  const internal::Doubles x[]{{r00, std::sqrt(square)}, {cosine, 1}};
+  const double along = std::sqrt(square);
+  const internal::Doubles x[]{{r00, along}, {cosine, 1}};
   internal::Doubles angles[internal::pairs];
   internal::angles_of_points(y, x, angles);
 

@@ -148,14 +148,15 @@ bool Session::open_file() noexcept {
     return false;
   }
   size_ = allocated_ = block_size;
-  auto* file = new (memory) FileHeader{};
-  std::memcpy(file + 1, text_.data(), text_.size());
-  file->version = recording::format_version;
-  file->block_size = block_size;
-  file->text_checksum = recording::checksum(text_.data(), text_.size());
-  file->text_size = static_cast<std::uint32_t>(text_.size());
-  file->process = static_cast<std::uint32_t>(getpid());
-  file->start = file->last = now();
+  std::memcpy(static_cast<char*>(memory) + sizeof(FileHeader), text_.data(), text_.size());
+  FileHeader header{};
+  header.version = recording::format_version;
+  header.block_size = block_size;
+  header.text_checksum = recording::checksum(text_.data(), text_.size());
+  header.text_size = static_cast<std::uint32_t>(text_.size());
+  header.process = static_cast<std::uint32_t>(getpid());
+  header.start = header.last = now();
+  auto* const file = new (memory) FileHeader(header);
   file->magic = recording::file_magic;
   file_.store(file, std::memory_order_release);
   return true;
