@@ -78,11 +78,14 @@ struct Kinematics {
 
 /// One state of a chunk.
 struct State {
+  State(const Kinematics& chunk_of, std::ptrdiff_t place)
+      : all(chunk_of), s(place), root(contact::rigid(isometry(all.poses_world + s * pose_numbers))) {}
+
   const Kinematics& all;
-  std::ptrdiff_t s;
+  const std::ptrdiff_t s;
+  const Eigen::Isometry3d root;  ///< in the world
 
   Eigen::Isometry3d pose_root(int body) const { return isometry(all.poses_root + s * pose_numbers + 12 * body); }
-  Eigen::Isometry3d root() const { return contact::rigid(isometry(all.poses_world + s * pose_numbers)); }
   Eigen::Vector3d com_root() const { return vector(all.com_root + s * 3); }
   /// Root axes, about the root's origin.
   contact::Wrench required() const {
@@ -127,16 +130,15 @@ double share_of(const Ground& ground, const State& state, const Input& dq, const
   constexpr contact::ContactBounds bounds;
   const contact::Sole& it = ground.soles[sole];
   const auto body = static_cast<int>(it.body());
-  const Eigen::Isometry3d root = state.root();
   const Eigen::Isometry3d pose = state.pose_root(body);
-  const Eigen::Vector3d lowest = pose * it.lowest_corner(root * pose);
+  const Eigen::Vector3d lowest = pose * it.lowest_corner(state.root * pose);
   const double speed = velocity_of_point(state, dq, body, lowest).norm();
-  return bounds.allow((root * lowest).z() - ground.height, speed) ? 1 : 0;
+  return bounds.allow((state.root * lowest).z() - ground.height, speed) ? 1 : 0;
 }
 
 /// Positions are told from the root's origin, so that no digits are lost to the place in the world.
 Stance stance_of(const Ground& ground, const State& state, const std::vector<SoleState>& soles, double weight) {
-  const Eigen::Isometry3d root = state.root();
+  const Eigen::Isometry3d& root = state.root;
   return contact::stance(ground.soles, soles, contact::rotated(root.linear(), state.required()),
                          ground.height - root.translation().z(), root.linear() * state.com_root(), weight,
                          contact::ContactBounds{}.height);
@@ -250,16 +252,16 @@ void stand(const KernelSet& kernels, const Masses& masses, const Stretch& states
                         {},
                         is_seen ? rows(all.jacobian, jacobian_numbers) : Output{}});
     for (std::ptrdiff_t s = 0; s < here.last; ++s) {
-      const State state{all, s};
+      const State state(all, s);
       const bool finite = state.is_finite();
       std::vector<SoleState> soles;
       for (std::size_t i = 0; i < ground.soles.size(); ++i) {
         const double share = finite ? share_of(ground, state, m.dq, contact, i) : 0;
         const auto body = static_cast<int>(ground.soles[i].body());
-        soles.push_back({state.root().linear() * state.pose_root(body), share > 0, share});
+        soles.push_back({state.root.linear() * state.pose_root(body), share > 0, share});
       }
       const Stance stance = finite ? stance_of(ground, state, soles, weight) : no_stance(ground);
-      write(r, s, stance, state.root().translation().head<2>());
+      write(r, s, stance, state.root.translation().head<2>());
       for (std::size_t i = 0; i < soles.size(); ++i) {
         const contact::Wrench load = contact::rotated(soles[i].pose.linear().transpose(), stance.soles[i].wrench);
         Eigen::Map<Eigen::Matrix<float, wrench_numbers, 1>>(loads_of[i].of_state(s)) << load.force.cast<float>(),

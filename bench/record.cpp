@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "bench/jobs.h"
+#include "host/motion/cycle.h"
 #include "host/robot/module.h"
 
 namespace {
@@ -36,12 +37,7 @@ void add(const std::string& name, tesk::RigidBodySystem& robot, const bench::Loa
 }
 
 void control_cycle(tesk::RigidBodySystem& robot, const bench::LoadedInstant& state) {
-  robot.setRootPose(state.root.pose);
-  robot.setRootVelocity(state.root.velocity);
-  robot.setRootAcceleration(state.root.acceleration);
-  robot.setJointAnglesPos(state.joint_pos);
-  robot.setJointAnglesVel(state.joint_vel);
-  robot.setJointAnglesAcc(state.joint_acc);
+  host::set_state(robot, state);
   robot.computeFwdKinematics();
   robot.computeGeneralizedMass();
   robot.computeInverseDynamics();

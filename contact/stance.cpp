@@ -64,24 +64,22 @@ Stance stance(const std::vector<Sole>& soles, const std::vector<SoleState>& stat
   Stance result;
   std::vector<std::vector<Eigen::Vector3d>> corners(soles.size());
   std::vector<Eigen::Vector2d> centres, all;
+  double sum_of_heights = 0;
   Eigen::Vector3d origin = Eigen::Vector3d::Zero();  // about which moments are taken: the mean of the centres
   for (std::size_t i = 0; i < soles.size(); ++i) {
     if (!states[i].contact) continue;
     corners[i] = bearing_corners(soles[i], states[i], level);
-    for (const Eigen::Vector2d& point : on_ground(corners[i])) all.push_back(point);
+    for (const Eigen::Vector3d& corner : corners[i]) {
+      all.emplace_back(corner.head<2>());
+      sum_of_heights += corner.z();
+    }
     const Eigen::Vector3d centre = states[i].pose * soles[i].centre();
     centres.emplace_back(centre.head<2>());
     origin += centre;
   }
   // Forces act where the corners are.
-  double level_of_forces = ground;
-  if (!all.empty()) {
-    level_of_forces = 0;
-    for (const auto& of_sole : corners) {
-      for (const Eigen::Vector3d& corner : of_sole) level_of_forces += corner.z() / static_cast<double>(all.size());
-    }
-  }
-  result.zero_moment_point = zero_moment_point(required, level_of_forces, com, weight);
+  const double height = all.empty() ? ground : sum_of_heights / static_cast<double>(all.size());
+  result.zero_moment_point = zero_moment_point(required, height, com, weight);
   if (!centres.empty()) {
     origin /= static_cast<double>(centres.size());
     const SupportPolygon polygon(all);

@@ -2,18 +2,10 @@
 
 #include <Eigen/Geometry>
 #include <stdexcept>
-#include <utility>
+
+#include "host/robot/frames.h"
 
 namespace korvel::bench {
-
-namespace {
-
-/// Linear and angular part.
-std::pair<Eigen::Vector3d, Eigen::Vector3d> parts(const QZ::Math::Velocity6D& v) {
-  return {Eigen::Vector3f(v.x, v.y, v.z).cast<double>(), Eigen::Vector3f(v.wx, v.wy, v.wz).cast<double>()};
-}
-
-}  // namespace
 
 MujocoModel load_mujoco(const std::string& name, const mjVFS* files) {
   char error[1000] = "";
@@ -30,12 +22,12 @@ MujocoData make_data(const mjModel& model) {
 
 MujocoState::MujocoState(const host::Instant& instant) {
   const QZ::Math::Transform& pose = instant.root.pose;
-  R_WR << Eigen::RowVector3f(pose.r00, pose.r01, pose.r02).cast<double>(),
-      Eigen::RowVector3f(pose.r10, pose.r11, pose.r12).cast<double>(),
-      Eigen::RowVector3f(pose.r20, pose.r21, pose.r22).cast<double>();
+  R_WR = host::isometry(pose).linear();
   const Eigen::Quaterniond orientation = Eigen::Quaterniond(R_WR).normalized();
-  const auto [v, w] = parts(instant.root.velocity);
-  const auto [dv, dw] = parts(instant.root.acceleration);
+  const Eigen::Matrix<double, 6, 1> rates = host::vector(instant.root.velocity);
+  const Eigen::Matrix<double, 6, 1> derivatives = host::vector(instant.root.acceleration);
+  const Eigen::Vector3d v = rates.head<3>(), w = rates.tail<3>();
+  const Eigen::Vector3d dv = derivatives.head<3>(), dw = derivatives.tail<3>();
   const Eigen::Index joints = instant.joint_pos.size();
   q.resize(7 + joints);
   dq.resize(6 + joints);

@@ -30,8 +30,7 @@ struct FwdKiniX1Visitor {
 ///
 /// Frames  root axes and root origin; iX1 leads from the root to each body
 /// Shapes  jacobian 6 x n for n coordinates, consecutive columns, rows 0 to 2 angular [-], rows 3 to 5 linear [m]; one
-/// first moment
-///         of mass per body [kg m]
+///         first moment of mass per body [kg m]
 /// Reads   iXp of all nodes but the root, the inertias
 /// Writes  iX1 and the jacobian's columns of all nodes but the root, all moments
 /// After   a joint pass with the current positions; not checked

@@ -32,6 +32,8 @@ struct JointT {
 
   using Velocity = decltype(S * Coordinates{});
 
+  void jcalc_vel(const Coordinates& dq) noexcept { vj = S * dq; }
+
   Transform Xj{};
   Velocity vj{};
 };
@@ -46,11 +48,9 @@ struct RevoluteJointAboutZT : JointT<Spatial::ConstraintMotionAboutZT<Scalar>,
 
   void jcalcPos(const Positions& position) noexcept { this->Xj.E = {position.cosine[0], position.sine[0]}; }
 
-  void jcalc_vel(const Coordinates& dq) noexcept { this->vj = Base::S * dq; }
-
   void jcalc(const Positions& position, const Coordinates& dq) noexcept {
     jcalcPos(position);
-    jcalc_vel(dq);
+    this->jcalc_vel(dq);
   }
 };
 using RevoluteJointAboutZ = RevoluteJointAboutZT<float>;
@@ -78,11 +78,9 @@ struct FreeFlyerBodyJointT
     this->Xj = {Spatial::RotationMatrixT<Scalar>(E), {q[0], q[1], q[2]}};
   }
 
-  void jcalc_vel(const Coordinates& dq) noexcept { this->vj = Base::S * dq; }
-
   void jcalc(const Positions& position, const Coordinates& dq) noexcept {
     jcalcPos(position);
-    jcalc_vel(dq);
+    this->jcalc_vel(dq);
   }
 };
 using FreeFlyerBodyJoint = FreeFlyerBodyJointT<float>;
