@@ -13,6 +13,7 @@
 
 #include "batch/arguments.h"
 #include "batch/refusal.h"
+#include "contact/body_motion.h"
 #include "contact/phases.h"
 #include "contact/sole.h"
 #include "contact/stance.h"
@@ -101,24 +102,19 @@ struct State {
   }
 };
 
-/// Of a body at a point, both in the root; `rates` are the velocities of the chunk.
-Eigen::Vector3d velocity_of_point(const State& state, const Input& rates, int body, const Eigen::Vector3d& point) {
+/// In the world, told in the root; `rates` are the velocities of the chunk.
+contact::BodyMotion motion_of(const State& state, const Input& rates, int body) {
   using Robot = metapod::models::KorvelRobot;
   const float* const numbers = rates.of_state(state.s);
   const auto rate = [&](int d) { return static_cast<double>(numbers[d * rates.number]); };
-  Eigen::Vector3d linear(rate(0), rate(1), rate(2));
-  Eigen::Vector3d angular(rate(3), rate(4), rate(5));
-  const float* const jacobian = state.all.jacobian + state.s * jacobian_numbers;
+  contact::BodyMotion motion{{rate(3), rate(4), rate(5)}, {rate(0), rate(1), rate(2)}};
+  const Eigen::Map<const Eigen::Matrix<float, 6, coordinate_count, Eigen::RowMajor>> jacobian(
+      state.all.jacobian + state.s * jacobian_numbers);
   for (int b = body; b > 0; b = Robot::bodies[b].parent) {
     const int d = metapod::models::dof_indexes_of<Robot>()[static_cast<std::size_t>(b)];
-    const auto column = [&](int row) -> Eigen::Vector3d {
-      const float* const first = jacobian + coordinate_count * row + d;
-      return Eigen::Vector3f(first[0], first[coordinate_count], first[2 * coordinate_count]).cast<double>();
-    };
-    angular += rate(d) * column(0);
-    linear += rate(d) * column(3);
+    motion.add(rate(d), jacobian.col(d).cast<double>());
   }
-  return linear + angular.cross(point);
+  return motion;
 }
 
 /// From 0, where the sole is lifted, to 1.
@@ -132,7 +128,7 @@ double share_of(const Ground& ground, const State& state, const Input& dq, const
   const auto body = static_cast<int>(it.body());
   const Eigen::Isometry3d pose = state.pose_root(body);
   const Eigen::Vector3d lowest = pose * it.lowest_corner(state.root * pose);
-  const double speed = velocity_of_point(state, dq, body, lowest).norm();
+  const double speed = motion_of(state, dq, body).of_point(lowest).norm();
   return bounds.allow((state.root * lowest).z() - ground.height, speed) ? 1 : 0;
 }
 

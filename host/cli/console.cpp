@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <system_error>
 
@@ -21,6 +22,10 @@ void write_to(std::FILE* stream, std::string_view text, const char* name) {
 }
 
 }  // namespace
+
+std::string json_text(const nlohmann::json& all) {
+  return all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+}
 
 void reserve_standard_streams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <filesystem>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include "host/io/output_file.h"
@@ -22,6 +24,9 @@ void tell(std::string_view line);
 
 /// Writes text for people to the standard output; what could steer a terminal is made visible. Throws StreamError.
 void show(std::string_view text);
+
+/// What every command with --json writes. Names that are not UTF-8 lose what cannot be shown.
+std::string json_text(const nlohmann::json& all);
 
 /// Where the text of a command goes: the standard output, or a file that the user named.
 class Destination {

@@ -197,8 +197,7 @@ void replay(const ReplayOptions& options) {
     all.push_back(std::move(json));
   }
   if (options.json) {
-    destination.write(
-        nlohmann::json{{"recordings", all}}.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
+    destination.write(json_text(nlohmann::json{{"recordings", all}}));
   }
   destination.commit();
   if (differs) throw Findings();

@@ -203,8 +203,7 @@ void show_summaries(const std::vector<Task>& tasks, const RunOptions& options) {
   if (options.json) {
     nlohmann::json motions = nlohmann::json::array();
     for (const Task& task : tasks) motions.push_back(json_of(task));
-    destination.write(
-        nlohmann::json{{"motions", motions}}.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
+    destination.write(json_text(nlohmann::json{{"motions", motions}}));
   } else {
     for (const Task& task : tasks) {
       if (tasks.size() > 1) {

@@ -113,7 +113,7 @@ std::string in_json(const LoopReport& report, const RealTime& granted, const Soa
         {"skipped", report.skipped}}},
       {"page_faults", {{"minor", report.minor_faults}, {"major", report.major_faults}}},
       {"context_switches", {{"voluntary", report.voluntary_switches}, {"involuntary", report.involuntary_switches}}}};
-  return all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+  return json_text(all);
 }
 
 void soak(const SoakOptions& options) {

@@ -132,7 +132,7 @@ class Report {
                              {"findings", findings()},
                              {"not_possible", counts_[Verdict::not_possible]},
                              {"checks", checks_}};
-    return all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+    return json_text(all);
   }
 
   const ValidateOptions& options_;
@@ -148,7 +148,7 @@ void list(const ValidateOptions& options, const Checks& checks, Destination& des
     all.push_back({{"id", check.id}, {"promise", check.promise}, {"level", check.level}});
     if (!options.json) destination.write_text(fmt::format("{}  {:<36}  {}\n", check.level, check.id, check.promise));
   }
-  if (options.json) destination.write(all.dump(2) + '\n');
+  if (options.json) destination.write(json_text(all));
   destination.commit();
 }
 

@@ -3,6 +3,7 @@
 #include <Eigen/Geometry>
 #include <utility>
 
+#include "contact/body_motion.h"
 #include "host/motion/cycle.h"
 #include "host/robot/frames.h"
 
@@ -12,24 +13,15 @@ namespace {
 
 using Eigen::Vector3d;
 
-/// Motion of a body in the world: root axes, of the point at the root's origin.
-struct BodyMotion {
-  Vector3d angular, linear;
-
-  Vector3d of_point(const Vector3d& p_root) const { return linear + angular.cross(p_root); }
-};
-
-/// By the columns of the jacobian of the joints between the root and the body.
-BodyMotion motion_of(const tesk::RigidBodySystem& system, const Instant& state, unsigned long body) {
+/// In the world, told in the root: by the columns of the jacobian of the joints between the root and the body.
+contact::BodyMotion motion_of(const tesk::RigidBodySystem& system, const Instant& state, unsigned long body) {
   const Eigen::Matrix<double, 6, 1> root = vector(state.root.velocity);
-  BodyMotion motion{root.tail<3>(), root.head<3>()};
+  contact::BodyMotion motion{root.tail<3>(), root.head<3>()};
   const auto parents = system.getParentsVector();
   const auto coordinates = system.getDofIndexesVector();
   for (unsigned long b = body; b > 0; b = static_cast<unsigned long>(parents[b])) {
     const auto rate = static_cast<double>(state.joint_vel[static_cast<Eigen::Index>(b) - 1]);
-    const auto column = system.getJacobianInRoot().col(static_cast<Eigen::Index>(coordinates[b])).cast<double>();
-    motion.angular += rate * column.head<3>();
-    motion.linear += rate * column.tail<3>();
+    motion.add(rate, system.getJacobianInRoot().col(static_cast<Eigen::Index>(coordinates[b])).cast<double>());
   }
   return motion;
 }

@@ -20,6 +20,10 @@ std::optional<struct stat> status_of(const std::filesystem::path& path) {
   return status;
 }
 
+Error no_regular_file(const std::filesystem::path& path) {
+  return Error(fmt::format("{}: cannot write: expected a regular file or a new name", path.string()));
+}
+
 /// Of the directory's real path and the last name. What is not there yet cannot be resolved by the system, and a
 /// directory that is not there must not vanish from `nowhere/../file`.
 std::filesystem::path resolved(const std::filesystem::path& path) {
@@ -29,8 +33,7 @@ std::filesystem::path resolved(const std::filesystem::path& path) {
     std::filesystem::path target = std::filesystem::canonical(path, failure);
     if (!failure) return target;
     // Of a pipe that /dev/stdout leads to there is no path.
-    if (status_of(path))
-      throw Error(fmt::format("{}: cannot write: expected a regular file or a new name", path.string()));
+    if (status_of(path)) throw no_regular_file(path);
     if (failure == std::errc::no_such_file_or_directory) {
       throw Error(fmt::format("{}: cannot write: a symbolic link to nothing", path.string()));
     }
@@ -68,7 +71,7 @@ OutputPath Outputs::claim(const std::filesystem::path& path) {
   }
   // Renaming would replace devices and write-protected files just the same.
   if (there && !S_ISREG(there->st_mode)) {
-    throw Error(fmt::format("{}: cannot write: expected a regular file or a new name", path.string()));
+    throw no_regular_file(path);
   }
   // A slip of a finger puts the module where the output was meant to be.
   if (there && is_program(output.target_)) {
