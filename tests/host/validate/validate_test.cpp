@@ -138,7 +138,7 @@ TEST_F(Validate, AModuleDoesNotSpeakForTheValidator) {
   EXPECT_EQ(outcomes()["held"], 0);
 }
 
-// Expressions that take for ever, or more stack than there is, are unusable ones.
+// Expressions that would take for ever, or more memory than there is, are unusable ones, on a fast machine too.
 TEST_F(Validate, AbsurdExpressionsAreOneLine) {
   for (const char* expression : {"((.{0,9}){0,9}){0,99}z", "((((.{0,9}){0,9}){0,9}){0,9}){0,9}", "((.?){300}){100}z"}) {
     const Outcome outcome = host(fmt::format("validate {} --only '{}'", KORVEL_MODULE, expression));
