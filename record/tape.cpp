@@ -76,28 +76,6 @@ bool Tape::next_block(std::size_t bytes) noexcept {
   return false;
 }
 
-RecordHeader* Tape::write_header(Operation operation, std::size_t bytes, std::uint64_t time) noexcept {
-  auto* record = reinterpret_cast<RecordHeader*>(block_->records() + used_);
-  *record = {static_cast<std::uint32_t>(bytes),
-             static_cast<std::uint16_t>(operation),
-             static_cast<std::uint16_t>(recording::flushing_denormals() ? int{recording::flushes_denormals} : 0),
-             number_,
-             call_,
-             this_thread(),
-             recorder_.shared_changes(),
-             recording::not_returned,
-             time,
-             0};
-  return record;
-}
-
-void Tape::keep(Operation operation, const char* arguments, std::size_t bytes) noexcept {
-  if (operation != Operation::setBodyInertia) return inputs_.keep(operation, arguments, bytes);
-  std::uint64_t b = 0;
-  std::memcpy(&b, arguments, sizeof(b));
-  if (b < recorder_.inertias().size()) recorder_.inertias()[b].keep(operation, arguments, bytes);
-}
-
 void Tape::restate(Operation operation, const char* arguments, std::size_t bytes, std::uint64_t time) noexcept {
   const std::size_t size = sizeof(RecordHeader) + recording::padded(bytes);
   RecordHeader* record = write_header(operation, size, time);

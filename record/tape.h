@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstring>
 #include <vector>
 
 #include "record/recorder.h"
@@ -102,6 +103,29 @@ class Tape {
   Inputs inputs_;
   std::vector<float> scratch_;
 };
+
+inline recording::RecordHeader* Tape::write_header(recording::Operation operation, std::size_t bytes,
+                                                   std::uint64_t time) noexcept {
+  auto* record = reinterpret_cast<recording::RecordHeader*>(block_->records() + used_);
+  *record = {static_cast<std::uint32_t>(bytes),
+             static_cast<std::uint16_t>(operation),
+             static_cast<std::uint16_t>(recording::flushing_denormals() ? int{recording::flushes_denormals} : 0),
+             number_,
+             call_,
+             this_thread(),
+             recorder_.shared_changes(),
+             recording::not_returned,
+             time,
+             0};
+  return record;
+}
+
+inline void Tape::keep(recording::Operation operation, const char* arguments, std::size_t bytes) noexcept {
+  if (operation != recording::Operation::setBodyInertia) return inputs_.keep(operation, arguments, bytes);
+  std::uint64_t b = 0;
+  std::memcpy(&b, arguments, sizeof(b));
+  if (b < recorder_.inertias().size()) recorder_.inertias()[b].keep(operation, arguments, bytes);
+}
 
 /// A call of the interface while it lasts. Writes its arguments when it is made and its result when it ends.
 class Call {

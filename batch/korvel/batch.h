@@ -11,9 +11,10 @@
  *          of zeros apart, whatever the instruction set, the layout, the number of threads and the place of a state
  *          among the others.
  * Layout   Every array says its strides, in bytes. Nothing is copied but what the layout asks for: fastest are rows,
- *          [n][numbers], with `number` 4, and tiles of sixteen states, [n / 16][numbers][16], with `state` 4. Strides
- *          may be zero or negative where numbers are read. Where they are written no two may share memory, and arrays
- *          of results must share none with each other or with arguments; only the first is checked.
+ *          [n][numbers], with `number` 4, and tiles of sixteen states, [n / 16][numbers][16], with `state` 4, which
+ *          gain a tenth where they begin at a multiple of 64 bytes. Strides may be zero or negative where numbers are
+ *          read. Where they are written no two may share memory, and arrays of results must share none with each other
+ *          or with arguments; only the first is checked.
  * Errors   A call returns 0, or one of korvel_batch_status and leaves a sentence in korvel_batch_error(). It then has
  *          written nothing. What is not finite in a state stays in the results of that state.
  * Threads  Calls on one object may run side by side, but for korvel_batch_set_inertia and korvel_batch_destroy. A call
