@@ -9,12 +9,13 @@ with arguments that are ready. Of 4096 states, into arrays that are there, into 
 
 import random
 import statistics
+import struct
 import time
 
 import numpy as np
 
 import korvel
-from korvel import _batch, _batch_library
+from korvel import _arguments, _batch_library
 from korvel._arrays import view, view_of_blocks
 
 TURNS = 41
@@ -27,9 +28,9 @@ def states(n):
 
 def in_c(batch, name, *views):
     """The C function with arguments that are ready."""
-    memory, handle, n = _batch._Memory(), batch._handle, views[0][0]
+    memory, handle, n = _arguments.Memory(), batch._handle, views[0][0]
     for i, v in enumerate(views[1:]):
-        _batch.struct.pack_into("Pnnn", memory.bytes, i * _batch._VIEW_SIZE, *v)
+        struct.pack_into("Pnnn", memory.bytes, i * _arguments.VIEW_SIZE, *v)
     m = memory
     rest = {"kinematics": (m.first, m.second), "mass": (m.first, None, m.second),
             "dynamics": (m.first, m.second, m.third, None, 0, m.fourth, None)}[name]

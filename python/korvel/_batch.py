@@ -12,6 +12,7 @@ import numpy as np
 import numpy.typing as npt
 
 from korvel import _batch_library as library
+from korvel._arguments import VIEW_SIZE, WRENCH, body_number, free, lead_of, loads_of, motion_of, take
 from korvel._arrays import (FLOAT32, Array, View, address, addressof, as_float32, at, require_output, require_shape,
                             view, view_of_blocks)
 from korvel._errors import Error
@@ -20,46 +21,21 @@ from korvel._stand import Ground, Stand, StandSums
 
 _coordinates = len(COORDINATES)
 _entries = MASS_ENTRIES.shape[1]
-_body_numbers = {name: number for number, name in enumerate(BODIES)}
 
 _no_view: View = (0, 0, 0, 0)
 _poses, _point, _jacobian, _matrix = (len(BODIES), 3, 4), (3,), (6, _coordinates), (_coordinates, _coordinates)
 # From state to state, in bytes, where there are no gaps.
 _POSES, _POINT, _JACOBIAN = (FLOAT32.itemsize * math.prod(shape) for shape in (_poses, _point, _jacobian))
-# korvel_batch_input and korvel_batch_output, one, two, four and six of them; korvel_batch_wrench.
-_VIEW_SIZE = struct.calcsize("Pnnn")
+# Two, four and six of korvel_batch_input and korvel_batch_output.
 _pack_2 = struct.Struct("Pnnn" * 2).pack_into
 _pack_4 = struct.Struct("Pnnn" * 4).pack_into
 _pack_6 = struct.Struct("Pnnn" * 6).pack_into
-_WRENCH = struct.Struct("iPnnn")
 # korvel_batch_sole, and korvel_batch_ground.
 _SOLE = struct.Struct("ifPn")
 _GROUND = struct.Struct("fPnPnnn")
 _force_sums = np.dtype([("largest", np.float32, _coordinates), ("squares", np.float64, _coordinates)])
 _stand_sums = np.dtype([("forces", _force_sums), ("least_margin", np.float32), ("unbearable", np.intp)], align=True)
-_numbers = (_coordinates,)
 _empty = np.empty
-_ndarray = np.ndarray
-
-
-class _Memory:
-    """Where the arguments of a call stand."""
-
-    def __init__(self) -> None:
-        self.bytes = ctypes.create_string_buffer(6 * _VIEW_SIZE + len(BODIES) * _WRENCH.size)
-        begin = ctypes.addressof(self.bytes)
-        self.first, self.second, self.third, self.fourth, self.fifth = range(begin, begin + 5 * _VIEW_SIZE, _VIEW_SIZE)
-
-
-# Taken out for a call and put back. Taking and putting are atomic, so that threads and signal handlers have their own.
-_free: List[_Memory] = []
-
-
-def _take() -> _Memory:
-    try:
-        return _free.pop()
-    except IndexError:
-        return _Memory()
 
 
 class Kinematics(NamedTuple):
@@ -109,13 +85,6 @@ class _Handle:
                                               ctypes.addressof(inertia_floats)))
 
 
-def _body_number(name: str) -> int:
-    try:
-        return _body_numbers[name]
-    except KeyError:
-        raise Error(f"expected the name of a body, found '{name}'; korvel.BODIES has them") from None
-
-
 class Batch:
     """Computes many states at once, on several threads and with the processor's widest instructions.
 
@@ -161,7 +130,7 @@ class Batch:
         ``mass`` [kg]; ``com``, the centre of mass x, y, z in the body's frame [m]; ``inertia``, xx, yx, yy, zx, zy, zz
         about the centre of mass [kg m^2]. Calls of other threads that have begun are not affected.
         """
-        number = _body_number(body)
+        number = body_number(body)
         if len(com) != 3 or len(inertia) != 6:
             raise Error(f"expected 3 numbers of com and 6 of inertia, found {len(com)} and {len(inertia)}")
         last = self._handle
@@ -177,7 +146,7 @@ class Batch:
         written to, a jacobian if it has one, and it is returned.
         """
         q = as_float32(q, "q", convert)
-        lead = _lead(q)
+        lead = lead_of(q)
         if out is None:
             out = Kinematics(_empty(lead + _poses, FLOAT32), _empty(lead + _poses, FLOAT32),
                              _empty(lead + _point, FLOAT32), _empty(lead + _point, FLOAT32),
@@ -185,7 +154,7 @@ class Batch:
             views = None
         else:
             views = _views(out, lead, jacobian, q)
-        handle, memory = self._handle, _take()
+        handle, memory = self._handle, take()
         try:
             if views is None:
                 _pack_6(memory.bytes, 0, *view(q),
@@ -196,7 +165,7 @@ class Batch:
                 _pack_6(memory.bytes, 0, *view(q), *views)
             status = library.kinematics(handle.pointer, lead[0] if lead else 1, memory.first, memory.second)
         finally:
-            _free.append(memory)
+            free.append(memory)
         if status:
             library.check(status)
         return out
@@ -209,19 +178,19 @@ class Batch:
         are kg, kg m and kg m^2, by the coordinates.
         """
         q = as_float32(q, "q", convert)
-        lead = _lead(q)
+        lead = lead_of(q)
         shape = lead + ((_entries,) if packed else _matrix)
         if out is None:
             out = _empty(shape, FLOAT32)
         else:
             require_output(out, "out", shape, (q,))
-        handle, memory = self._handle, _take()
+        handle, memory = self._handle, take()
         try:
             _pack_2(memory.bytes, 0, *view(q), *(view(out) if packed else view_of_blocks(out, "out", 2)))
             status = library.mass(handle.pointer, lead[0] if lead else 1, memory.first, memory.second if packed else None,
                                   None if packed else memory.second)
         finally:
-            _free.append(memory)
+            free.append(memory)
         if status:
             library.check(status)
         return out
@@ -238,8 +207,8 @@ class Batch:
             What acts on bodies from outside, by their names: force x, y, z [N], then moment [N m] about the body's
             origin, both in its frame; ``[6]`` for all states or ``[n, 6]``.
         """
-        q, dq, ddq = _motion(q, dq, ddq, convert)
-        loads = _loads(wrenches, q.shape[:-1], convert) if wrenches else ()
+        q, dq, ddq = motion_of(q, dq, ddq, convert)
+        loads = loads_of(wrenches, q.shape[:-1], convert) if wrenches else ()
         if out is None:
             out = _empty(q.shape, FLOAT32)
         else:
@@ -251,24 +220,24 @@ class Batch:
                       wrenches: Optional[Mapping[str, npt.ArrayLike]] = None, *, convert: bool = False) -> ForceSums:
         """Of the forces that ``dynamics`` would return, the largest magnitudes and the sums of squares over all states,
         which need no memory for each of them."""
-        q, dq, ddq = _motion(q, dq, ddq, convert)
-        loads = _loads(wrenches, q.shape[:-1], convert) if wrenches else ()
+        q, dq, ddq = motion_of(q, dq, ddq, convert)
+        loads = loads_of(wrenches, q.shape[:-1], convert) if wrenches else ()
         both = _empty(1, _force_sums)
         self._dynamics(q, dq, ddq, loads, _no_view, address(both))
         return ForceSums(both["largest"][0], both["squares"][0])
 
     def _dynamics(self, q: Array, dq: Array, ddq: Array, loads: Sequence[Tuple[int, Array]], forces: View,
                   sums: Optional[int]) -> None:
-        handle, memory = self._handle, _take()
+        handle, memory = self._handle, take()
         try:
             _pack_4(memory.bytes, 0, *view(q), *view(dq), *view(ddq), *forces)
             if loads:
                 for i, (body, values) in enumerate(loads):
-                    _WRENCH.pack_into(memory.bytes, 4 * _VIEW_SIZE + i * _WRENCH.size, body, *view(values))
+                    WRENCH.pack_into(memory.bytes, 4 * VIEW_SIZE + i * WRENCH.size, body, *view(values))
             status = library.dynamics(handle.pointer, q.shape[0] if q.ndim > 1 else 1, memory.first, memory.second,
                                       memory.third, memory.fifth, len(loads), memory.fourth, sums)
         finally:
-            _free.append(memory)
+            free.append(memory)
         if status:
             library.check(status)
 
@@ -284,7 +253,7 @@ class Batch:
         ``out``
             What another call for as many states and the same soles has returned: its arrays are written to.
         """
-        q, dq, ddq = _motion(q, dq, ddq, convert)
+        q, dq, ddq = motion_of(q, dq, ddq, convert)
         lead, soles = q.shape[:-1], len(ground.bodies)
         shapes = [lead + rest for rest in ((_coordinates,), (soles, 6), (soles, 2), (2,), (), (), ())]
         if out is None:
@@ -307,7 +276,7 @@ class Batch:
                    contact: Optional[npt.ArrayLike] = None, *, convert: bool = False) -> StandSums:
         """Of what ``stand`` would return the largest forces, the least margin and the number of states that do not stand,
         which need no memory for each state."""
-        q, dq, ddq = _motion(q, dq, ddq, convert)
+        q, dq, ddq = motion_of(q, dq, ddq, convert)
         sums = _empty(1, _stand_sums)
         self._stand(q, dq, ddq, ground, contact, convert, None, address(sums))
         all_of = sums[0]
@@ -326,25 +295,15 @@ class Batch:
         soles = b"".join(_SOLE.pack(body, friction, address(corners), len(corners)) for body, friction, corners in numbers)
         soles_at = ctypes.create_string_buffer(soles, len(soles))
         described = _GROUND.pack(ground.height, ctypes.addressof(soles_at), len(numbers), *of_contact)
-        handle, memory = self._handle, _take()
+        handle, memory = self._handle, take()
         try:
             _pack_4(memory.bytes, 0, *view(q), *view(dq), *view(ddq), *_no_view)
             status = library.stand(handle.pointer, q.shape[0] if q.ndim > 1 else 1, memory.first, memory.second,
                                    memory.third, described, results, sums)
         finally:
-            _free.append(memory)
+            free.append(memory)
         if status:
             library.check(status)
-
-
-def _lead(q: Array) -> Tuple[int, ...]:
-    """What is before the coordinates: the number of states, or nothing."""
-    shape = q.shape
-    if not 1 <= len(shape) <= 2 or shape[-1] != _coordinates:
-        raise Error(f"q: expected shape [n, {_coordinates}] or [{_coordinates}], found {list(shape)}")
-    if shape[0] == 0:
-        raise Error("n is 0: there must be at least one state")
-    return shape[:-1]
 
 
 def _views(out: Kinematics, lead: Tuple[int, ...], jacobian: bool, q: Array) -> Tuple[int, ...]:
@@ -359,26 +318,3 @@ def _views(out: Kinematics, lead: Tuple[int, ...], jacobian: bool, q: Array) -> 
         others.append(array)
         views += view_of_blocks(array, "out." + name, len(shape))
     return tuple(views)
-
-
-def _motion(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, convert: bool) -> Tuple[Array, Array, Array]:
-    if (isinstance(q, _ndarray) and isinstance(dq, _ndarray) and isinstance(ddq, _ndarray)
-            and q.dtype is dq.dtype is ddq.dtype is FLOAT32 and q.shape == dq.shape == ddq.shape
-            and q.shape[-1:] == _numbers and q.ndim < 3 and q.shape[0]):
-        return q, dq, ddq  # In half the time, which is a tenth of that of a single state.
-    q, dq, ddq = as_float32(q, "q", convert), as_float32(dq, "dq", convert), as_float32(ddq, "ddq", convert)
-    _lead(q)
-    require_shape(dq, "dq", q.shape)
-    require_shape(ddq, "ddq", q.shape)
-    return q, dq, ddq
-
-
-def _loads(wrenches: Mapping[str, npt.ArrayLike], lead: Tuple[int, ...], convert: bool) -> List[Tuple[int, Array]]:
-    """Numbers of bodies, and what acts on them."""
-    loads = []
-    for body, given in wrenches.items():
-        values = as_float32(given, f"wrench of {body}", convert)
-        if values.shape != (6,):
-            require_shape(values, f"wrench of {body}", (*lead, 6))
-        loads.append((_body_number(body), values))
-    return loads
