@@ -24,6 +24,7 @@ _entries = MASS_ENTRIES.shape[1]
 
 _no_view: View = (0, 0, 0, 0)
 _poses, _point, _jacobian, _matrix = (len(BODIES), 3, 4), (3,), (6, _coordinates), (_coordinates, _coordinates)
+_shapes = (_poses, _poses, _point, _point, _jacobian)  # of Kinematics
 # From state to state, in bytes, where there are no gaps.
 _POSES, _POINT, _JACOBIAN = (FLOAT32.itemsize * math.prod(shape) for shape in (_poses, _point, _jacobian))
 # Two, four and six of korvel_batch_input and korvel_batch_output.
@@ -153,7 +154,7 @@ class Batch:
                              _empty(lead + _jacobian, FLOAT32) if jacobian else None)
             views = None
         else:
-            views = _views(out, lead, jacobian, q)
+            views = None if _as_returned(out, lead, jacobian, q) else _views(out, lead, jacobian, q)
         handle, memory = self._handle, take()
         try:
             if views is None:
@@ -306,11 +307,33 @@ class Batch:
             library.check(status)
 
 
+def _as_returned(out: Kinematics, lead: Tuple[int, ...], jacobian: bool, q: Array) -> bool:
+    """Whether results to be written to are such as a call makes, which can be seen in a quarter of the time."""
+    if not q.flags.c_contiguous:
+        return False
+    begin = address(q)
+    spans = [(begin, begin + q.nbytes)]
+    try:
+        for array, shape in zip(out, _shapes):
+            if array is None:
+                if jacobian or shape is not _jacobian:
+                    return False
+            elif array.dtype is not FLOAT32 or array.shape != lead + shape:
+                return False
+            else:
+                begin = addressof(at(array))
+                spans.append((begin, begin + array.nbytes))
+    except (AttributeError, TypeError, ValueError, BufferError):
+        return False
+    spans.sort()
+    return all(one[1] <= another[0] for one, another in zip(spans, spans[1:]))
+
+
 def _views(out: Kinematics, lead: Tuple[int, ...], jacobian: bool, q: Array) -> Tuple[int, ...]:
     """Those of results that are given to be written to."""
     views: List[int] = []
     others = [q]
-    for (name, array), shape in zip(out._asdict().items(), (_poses, _poses, _point, _point, _jacobian)):
+    for (name, array), shape in zip(out._asdict().items(), _shapes):
         if array is None and name == "jacobian" and not jacobian:
             views += _no_view
             continue
