@@ -58,7 +58,7 @@ Playback play(const RecordingFile& recording, const ReplayOptions& options) {
     if (call.time > options.to) return false;
     std::optional<Difference> difference = player.play(call, call.time >= options.from);
     if (difference && !result.first) result.first = std::move(difference);
-    if (!call.has_returned()) result.last_call = place_in_words(call) + ": " + call_in_words(recording, call);
+    if (!call.has_returned()) result.last_call = in_words(call.place()) + ": " + call_in_words(recording, call);
     return true;
   });
   result.played = player.played();
@@ -160,9 +160,11 @@ void replay(const ReplayOptions& options) {
     if (options.stats || options.csv) {
       Statistics statistics(recording);
       recording.for_each([&](const RecordedCall& call) {
-        if (call.time >= options.from && call.time <= options.to) statistics.add(call);
+        if (call.time > options.to) return false;
+        statistics.add(call, call.time >= options.from);
         return true;
       });
+      statistics.end();
       if (options.stats) {
         write(statistics.text());
         json["statistics"] = statistics.json();

@@ -77,7 +77,7 @@ class Player {
   void follow_shared(const RecordedCall& call);
   bool is_allowed(const RecordedCall& call) const;
   bool knows(const Object& object, recording::Resources kinds, const RecordedCall& call) const;
-  void note(Object& object, const RecordedCall& call, bool known);
+  void note(Object& object, const RecordedCall& call, bool is_performed);
   /// False if it threw.
   bool perform(Object& object, const RecordedCall& call);
   void read_shown(const Object& object, const RecordedCall& call);
