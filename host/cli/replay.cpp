@@ -169,14 +169,19 @@ void replay(const ReplayOptions& options) {
       }
       if (options.csv) {
         OutputFile file(*csv_to);
-        RecordedMotion motion(recording, options.object != 0 ? options.object : statistics.busiest_object(), file);
+        file.write(RecordedMotion::header(recording));
+        RecordedMotion motion(recording, options.object != 0 ? options.object : statistics.busiest_object());
+        std::size_t rows = 0;
         recording.for_each([&](const RecordedCall& call) {
-          if (call.time >= options.from && call.time <= options.to) motion.add(call);
+          if (call.time > options.to) return false;
+          if (!motion.add(call) || call.time < options.from) return true;
+          file.write(motion.row());
+          ++rows;
           return true;
         });
-        if (motion.rows() == 0) throw Error(path.string() + ": no computation of that object is recorded");
+        if (rows == 0) throw Error(path.string() + ": no computation of that object is recorded");
         file.commit();
-        write(fmt::format("{} rows in {}\n", motion.rows(), options.csv->string()));
+        write(fmt::format("{} rows in {}\n", rows, options.csv->string()));
       }
     }
     if (plays) {

@@ -95,6 +95,20 @@ TEST_F(Replay, AMotionComesBackAsItWasSet) {
   EXPECT_EQ(host("run motion.csv -o again.csv").status, 0);
 }
 
+// What was set before it and not again holds on.
+TEST_F(Replay, APartOfAMotionHasTheRowsOfTheWhole) {
+  ASSERT_EQ(record("motion 40"), 0);
+  ASSERT_EQ(replay(recording(), "--csv whole.csv").status, 0);
+  const auto whole = columns_in<double>("whole.csv");
+  const std::vector<double>& time = whole.at("time");
+  ASSERT_EQ(time.size(), 40U);
+  const std::string span = fmt::format("--from {} --to {}", (time[9] + time[10]) / 2, (time[29] + time[30]) / 2);
+  ASSERT_EQ(replay(recording(), "--csv part.csv " + span).status, 0);
+  for (const auto& [name, values] : columns_in<double>("part.csv")) {
+    EXPECT_EQ(values, std::vector<double>(whole.at(name).begin() + 10, whole.at(name).begin() + 30)) << name;
+  }
+}
+
 TEST_F(Replay, UnusableFilesAreNamedInOneLine) {
   write(directory_ / "text", "KORVEL");
   for (const char* arguments : {"text", "nothing", ".", KORVEL_MODULE}) {
