@@ -10,8 +10,10 @@
 #include "host/cli/console.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
+#include "host/replay/node_script.h"
 #include "host/replay/player.h"
 #include "host/replay/recorded_motion.h"
+#include "host/replay/recorded_samples.h"
 #include "host/replay/slice.h"
 #include "host/replay/statistics.h"
 #include "host/replay/words.h"
@@ -26,7 +28,7 @@ struct ReplayOptions {
   std::vector<std::filesystem::path> recordings;
   double from = 0;
   double to = std::numeric_limits<double>::infinity();
-  std::optional<std::filesystem::path> cut, csv;
+  std::optional<std::filesystem::path> cut, csv, mcap;
   std::uint32_t object = 0;
   bool stats = false;
   bool json = false;
@@ -80,6 +82,31 @@ std::size_t cut(const RecordingFile& recording, const ReplayOptions& options, Ou
   });
   file.commit();
   return calls;
+}
+
+Error nothing_of_the_object(const RecordingFile& recording) {
+  return Error(recording.path().string() + ": no computation of that object is recorded");
+}
+
+/// The samples of an object. Returns what there is to say of them.
+std::string write_mcap(const RecordingFile& recording, const ReplayOptions& options, std::uint32_t object,
+                       OutputFile& file) {
+  NodeScript script(mcap_script(), file);
+  script.write(fmt::format("{}\n{}\n", fmt::join(recording.joints(), ","), fmt::join(recording.bodies(), ",")));
+  RecordedSamples samples(recording, object, Module(options.module), options.from,
+                          [&](const std::string& line) { script.write(line); });
+  recording.for_each([&](const RecordedCall& call) {
+    if (call.time > options.to) return false;
+    samples.add(call);
+    return true;
+  });
+  samples.end();
+  if (samples.count() == 0) throw nothing_of_the_object(recording);
+  script.finish();
+  file.commit();
+  const std::string missing = fmt::format("; calls are missing in {} places", samples.gaps());
+  return fmt::format("{} samples in {}{}\n", samples.count(), options.mcap->string(),
+                     samples.gaps() > 0 ? missing : "");
 }
 
 nlohmann::json json_of(const RecordingFile& recording, const Playback& playback) {
@@ -137,17 +164,21 @@ std::string text_of(const RecordingFile& recording, const Playback& playback) {
 }
 
 void replay(const ReplayOptions& options) {
-  if (options.recordings.size() > 1 && (options.cut || options.csv)) {
-    throw Error("--cut and --csv take one recording");
+  if (options.recordings.size() > 1 && (options.cut || options.csv || options.mcap)) {
+    throw Error("--cut, --csv and --mcap take one recording");
   }
   Outputs outputs = outputs_beside(options.module);
   for (const std::filesystem::path& recording : options.recordings) outputs.keep(recording, "a recording");
-  std::optional<OutputPath> cut_to, csv_to;
+  std::optional<OutputPath> cut_to, csv_to, mcap_to;
   if (options.cut) cut_to = outputs.claim(*options.cut);
   if (options.csv) csv_to = outputs.claim(*options.csv);
+  if (options.mcap) mcap_to = outputs.claim(*options.mcap);
+  if (options.mcap && !std::filesystem::exists(mcap_script())) {
+    throw Error("--mcap: its script was not built, install nodejs and npm and build korvel again");
+  }
   // What the file alone tells needs no module.
-  const bool plays = options.cut || (!options.stats && !options.csv);
-  if (plays) tried_module(options.module);
+  const bool plays = options.cut || (!options.stats && !options.csv && !options.mcap);
+  if (plays || options.mcap) tried_module(options.module);
   Destination destination({}, outputs);
   nlohmann::json all = nlohmann::json::array();
   bool differs = false;
@@ -157,7 +188,7 @@ void replay(const ReplayOptions& options) {
   for (const std::filesystem::path& path : options.recordings) {
     const RecordingFile recording(path);
     nlohmann::json json{{"recording", path.string()}};
-    if (options.stats || options.csv) {
+    if (options.stats || options.csv || options.mcap) {
       Statistics statistics(recording);
       recording.for_each([&](const RecordedCall& call) {
         if (call.time > options.to) return false;
@@ -169,16 +200,26 @@ void replay(const ReplayOptions& options) {
         write(statistics.text());
         json["statistics"] = statistics.json();
       }
+      const std::uint32_t object = options.object != 0 ? options.object : statistics.busiest_object();
       if (options.csv) {
         OutputFile file(*csv_to);
-        RecordedMotion motion(recording, options.object != 0 ? options.object : statistics.busiest_object(), file);
+        file.write(RecordedMotion::header(recording));
+        RecordedMotion motion(recording, object);
+        std::size_t rows = 0;
         recording.for_each([&](const RecordedCall& call) {
-          if (call.time >= options.from && call.time <= options.to) motion.add(call);
+          if (call.time > options.to) return false;
+          if (!motion.add(call) || call.time < options.from) return true;
+          file.write(motion.row());
+          ++rows;
           return true;
         });
-        if (motion.rows() == 0) throw Error(path.string() + ": no computation of that object is recorded");
+        if (rows == 0) throw nothing_of_the_object(recording);
         file.commit();
-        write(fmt::format("{} rows in {}\n", motion.rows(), options.csv->string()));
+        write(fmt::format("{} rows in {}\n", rows, options.csv->string()));
+      }
+      if (options.mcap) {
+        OutputFile file(*mcap_to);
+        write(write_mcap(recording, options, object, file));
       }
     }
     if (plays) {
@@ -213,7 +254,8 @@ void add_replay(CLI::App& app) {
       "RECORDING is a file that the recorder has written, libkorvel_record.so, which a host loads in the place of the\n"
       "module. Every result is compared to the bit, but for the sign of zeros. Exit status: 0 if nothing differs, 1 "
       "if\n"
-      "something does, 2 if the command or a file is unusable. With --stats or --csv the calls are not performed.");
+      "something does, 2 if the command or a file is unusable. With --stats or --csv the calls are not performed,\n"
+      "with --mcap they are, and not compared.");
   const auto options = std::make_shared<ReplayOptions>();
   command->add_option("RECORDING", options->recordings, "Recordings, one after the other")->required();
   command->add_option("--from", options->from, "Compare from this time on [s]")->check(any_number())->type_name("T");
@@ -222,6 +264,8 @@ void add_replay(CLI::App& app) {
       ->type_name("FILE");
   command->add_flag("--stats", options->stats, "How often, how long, and what the interface does not allow");
   command->add_option("--csv", options->csv, "Write what an object was set to as a motion, for run")->type_name("FILE");
+  command->add_option("--mcap", options->mcap, "Write it with poses and torques as MCAP, for viewers; needs node")
+      ->type_name("FILE");
   command->add_option("--object", options->object, "Of this object; by default of that with the most calls")
       ->check(whole_number(1, std::numeric_limits<std::uint32_t>::max()));
   command->add_flag("--json", options->json, "As JSON");

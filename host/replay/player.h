@@ -53,6 +53,10 @@ class Player {
   /// did not return, are not performed.
   std::optional<Difference> play(const RecordedCall& call, bool compare);
 
+  /// An object that has made a call and has not ended; as it is now, and a copy of it.
+  const tesk::RigidBodySystem& robot(std::uint32_t object) const { return *objects_.at(object).robot; }
+  System copy(std::uint32_t object) const { return copy(objects_.at(object).robot, {}).robot; }
+
   const std::array<Played, recording::operation_count>& played() const { return played_; }
   std::size_t not_performed() const { return not_performed_; }
   std::size_t not_comparable() const { return not_comparable_; }

@@ -3,7 +3,8 @@
 ///   recorded_host MODULE operations THREADS    every operation, on an object for each thread
 ///   recorded_host MODULE cycles COUNTER [N]    control cycles, for ever or N; how many calls have returned is in a
 ///   file recorded_host MODULE fork                  the same objects in a parent and in its child recorded_host MODULE
-///   mistakes              what the contract does not allow, and does no harm
+///   mistakes              what the contract does not allow, and does no harm recorded_host MODULE motion N N steps of
+///   one joint at a time, every other with inverse dynamics
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -98,6 +99,24 @@ void both_after_a_fork(const Module& module) {
   if (child != 0) waitpid(child, nullptr, 0);
 }
 
+/// What does not move is set once.
+void motion(const Module& module, unsigned long steps) {
+  const System robot = module.create();
+  const korvel::Arguments with(korvel::random_state(1, *robot), *robot);
+  robot->setRootPose(with.pose);
+  robot->setJointAnglesPos(with.joints[0]);
+  for (unsigned long i = 0; i < steps; ++i) {
+    const unsigned long joint = i % robot->getNbJointAngles();
+    robot->setJointAnglePos(joint, 0.01F * static_cast<float>(i + 1));
+    robot->computeFwdKinematics();
+    if (i % 2 == 1) {
+      robot->setJointAngleVel(joint, 0.5F * static_cast<float>(i));
+      robot->computeInverseDynamics();
+    }
+    usleep(1000);
+  }
+}
+
 void mistakes(const Module& module) {
   const System robot = module.create();
   robot->getJointAngleTorque(3);
@@ -123,5 +142,6 @@ int main(int argc, char** argv) {
     cycles(module, argv[3], argc > 4 ? static_cast<std::uint64_t>(std::atoll(argv[4])) : ~std::uint64_t{0});
   if (what == "fork") both_after_a_fork(module);
   if (what == "mistakes") mistakes(module);
+  if (what == "motion") motion(module, static_cast<unsigned long>(std::atol(argv[3])));
   return 0;
 }

@@ -95,6 +95,54 @@ TEST_F(Replay, AMotionComesBackAsItWasSet) {
   EXPECT_EQ(host("run motion.csv -o again.csv").status, 0);
 }
 
+// What was set before it and not again holds on.
+TEST_F(Replay, APartOfAMotionHasTheRowsOfTheWhole) {
+  ASSERT_EQ(record("motion 40"), 0);
+  ASSERT_EQ(replay(recording(), "--csv whole.csv").status, 0);
+  const auto whole = columns_in<double>("whole.csv");
+  const std::vector<double>& time = whole.at("time");
+  ASSERT_EQ(time.size(), 40U);
+  const std::string span = fmt::format("--from {} --to {}", (time[9] + time[10]) / 2, (time[29] + time[30]) / 2);
+  ASSERT_EQ(replay(recording(), "--csv part.csv " + span).status, 0);
+  for (const auto& [name, values] : columns_in<double>("part.csv")) {
+    EXPECT_EQ(values, std::vector<double>(whole.at(name).begin() + 10, whole.at(name).begin() + 30)) << name;
+  }
+}
+
+// What stands where the file should come stays, and nothing beside it.
+TEST_F(Replay, McapSaysInOneLineWhatItLacks) {
+  ASSERT_EQ(record("motion 200"), 0);
+  std::filesystem::copy(recording(), directory_ / "odd.rec");
+  write(directory_ / "old.mcap", "old");
+  for (const char* folder : {"bare", "silent", "talking"}) std::filesystem::create_directory(directory_ / folder);
+  std::filesystem::copy_file(KORVEL_HOST_EXECUTABLE, directory_ / "bare/korvel-host");
+  write(directory_ / "silent/node", "#!/bin/sh\nexit 3\n");
+  write(directory_ / "talking/node", "#!/bin/sh\nexec <&-; echo 'too \033[31m old' >&2; echo more >&2; kill -9 $$\n");
+  for (const char* node : {"silent/node", "talking/node"}) {
+    std::filesystem::permissions(directory_ / node, std::filesystem::perms::owner_all);
+  }
+  const auto before = contents();
+  const auto refused = [&](const std::string& file, const std::string& words, const std::string& preparation = ":",
+                           const std::string& executable = KORVEL_HOST_EXECUTABLE) {
+    const Outcome outcome =
+        host(fmt::format("replay odd.rec --mcap '{}' --module '{}'", file, KORVEL_MODULE), preparation, executable);
+    EXPECT_EQ(outcome.status, 2) << words;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(outcome.err.find(words), std::string::npos) << outcome.err;
+    expect_one_line(outcome.err, words);
+    EXPECT_EQ(contents(), before) << words;
+  };
+  refused("old.mcap", "script was not built", ":", directory_ / "bare/korvel-host");
+  refused("./odd.rec", "would replace a recording");
+  for (const char* file : {"old.mcap", "new.mcap"}) {
+    if (!std::filesystem::exists(KORVEL_MCAP_SCRIPT)) GTEST_SKIP() << "the script was not built";
+    refused(file, "node was not found", "export PATH=");
+    refused(file, "node: ended early", "export PATH=\"$PWD/silent:$PATH\"");
+    refused(file, "too", "export PATH=\"$PWD/talking:$PATH\"");
+    refused(file, "file too large", "ulimit -f 64");
+  }
+}
+
 TEST_F(Replay, UnusableFilesAreNamedInOneLine) {
   write(directory_ / "text", "KORVEL");
   for (const char* arguments : {"text", "nothing", ".", KORVEL_MODULE}) {
