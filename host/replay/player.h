@@ -53,8 +53,7 @@ class Player {
   /// did not return, are not performed.
   std::optional<Difference> play(const RecordedCall& call, bool compare);
 
-  /// An object that has made a call and has not ended; as it is now, and a copy of it.
-  const tesk::RigidBodySystem& robot(std::uint32_t object) const { return *objects_.at(object).robot; }
+  /// Of an object that has made a call and has not ended.
   System copy(std::uint32_t object) const { return copy(objects_.at(object).robot, {}).robot; }
 
   const std::array<Played, recording::operation_count>& played() const { return played_; }

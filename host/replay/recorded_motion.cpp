@@ -37,6 +37,7 @@ bool RecordedMotion::add(const RecordedCall& call) {
       return false;
     case Operation::computeFwdKinematics:
     case Operation::computeFwdKinematicsExceptRoot:
+    case Operation::computeFwdKinematicsOnlyRoot:
     case Operation::computeInverseDynamics:
       break;
     default:

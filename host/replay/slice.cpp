@@ -90,11 +90,11 @@ void Slicer::performed(const RecordedCall& call) {
   if (call.header.operation == static_cast<std::uint16_t>(Operation::setBodyInertia)) mass_changes_->push_back(last_);
 }
 
-std::size_t Slicer::write_last(OutputFile& file) const {
+std::size_t Slicer::write(OutputFile& file) const {
   // All that it comes from, in the order in which it was called.
   const auto earlier = [](const Source& a, const Source& b) { return a->order < b->order; };
   std::set<Source, decltype(earlier)> calls(earlier);
-  std::vector<Source> open{last_};
+  std::vector<Source> open{kept_};
   while (!open.empty()) {
     const Source next = open.back();
     open.pop_back();

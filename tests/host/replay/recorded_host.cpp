@@ -1,10 +1,6 @@
-/// A host to be recorded: loads a module and calls it.
+/// A host to be recorded: loads a module and calls it. What it does stands beside its functions.
 ///
-///   recorded_host MODULE operations THREADS    every operation, on an object for each thread
-///   recorded_host MODULE cycles COUNTER [N]    control cycles, for ever or N; how many calls have returned is in a
-///   file recorded_host MODULE fork                  the same objects in a parent and in its child recorded_host MODULE
-///   mistakes              what the contract does not allow, and does no harm recorded_host MODULE motion N N steps of
-///   one joint at a time, every other with inverse dynamics
+///   recorded_host MODULE WHAT [NUMBER or FILE] [NUMBER]
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -25,6 +21,7 @@ namespace {
 using korvel::host::Module;
 using korvel::host::System;
 
+/// Every operation, on an object for each thread.
 void every_operation(const Module& module, unsigned threads) {
   std::vector<System> robots;
   for (unsigned i = 0; i < threads; ++i) robots.push_back(module.create());
@@ -68,6 +65,7 @@ void cycle(tesk::RigidBodySystem& robot, korvel::Arguments& with, std::atomic<st
   for (unsigned long b = 0; b < 21; ++b) call([&] { robot.getPose(b); });
 }
 
+/// Control cycles, for ever or `count`; how many calls have returned is in a file.
 void cycles(const Module& module, const char* counter, std::uint64_t count) {
   const int file = open(counter, O_RDWR | O_CREAT, 0666);
   if (file < 0 || ftruncate(file, sizeof(std::uint64_t)) != 0) std::abort();
@@ -85,6 +83,7 @@ void cycles(const Module& module, const char* counter, std::uint64_t count) {
   }
 }
 
+/// The same objects in a parent and in its child.
 void both_after_a_fork(const Module& module) {
   const System robot = module.create();
   korvel::Arguments with(korvel::random_state(1, *robot), *robot);
@@ -117,6 +116,41 @@ void motion(const Module& module, unsigned long steps) {
   }
 }
 
+/// Three cycles, of which the second computes for long.
+void uneven(const Module& module) {
+  const System robot = module.create();
+  for (const int computations : {1, 2000, 1}) {
+    robot->setJointAnglePos(3, 0.1F);
+    for (int i = 0; i < computations; ++i) robot->computeFwdKinematics();
+  }
+}
+
+/// The root alone moves, the joints are computed once.
+void root_motion(const Module& module) {
+  const System robot = module.create();
+  robot->computeFwdKinematicsExceptRoot();
+  for (unsigned seed = 0; seed < 20; ++seed) {
+    robot->setRootPose(korvel::Arguments(korvel::random_state(seed, *robot), *robot).pose);
+    robot->computeFwdKinematicsOnlyRoot();
+    usleep(100);
+  }
+}
+
+/// Each input in its turn is not a number, and all is computed and read.
+void not_finite(const Module& module) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  for (const float value : {nan, -nan, std::numeric_limits<float>::infinity()}) {
+    const System robot = module.create();
+    std::vector<korvel::Arguments> arguments = korvel::varied_arguments(*robot, 1, 1);
+    for (korvel::Arguments& with : arguments) {
+      for (Eigen::ArrayXf& values : with.joints) values[5] = value;
+      with.pose.tx = value;
+      for (const korvel::Operation& operation : korvel::real_time_operations()) operation.call(*robot, with);
+    }
+  }
+}
+
+/// What the contract does not allow, and does no harm.
 void mistakes(const Module& module) {
   const System robot = module.create();
   robot->getJointAngleTorque(3);
@@ -142,6 +176,9 @@ int main(int argc, char** argv) {
     cycles(module, argv[3], argc > 4 ? static_cast<std::uint64_t>(std::atoll(argv[4])) : ~std::uint64_t{0});
   if (what == "fork") both_after_a_fork(module);
   if (what == "mistakes") mistakes(module);
+  if (what == "uneven") uneven(module);
+  if (what == "root") root_motion(module);
+  if (what == "not finite") not_finite(module);
   if (what == "motion") motion(module, static_cast<unsigned long>(std::atol(argv[3])));
   return 0;
 }
