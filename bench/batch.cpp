@@ -81,9 +81,11 @@ korvel_batch_output output(bool in_tiles, Numbers& values, int count) {
 
 /// `work` on all of `count` states, as the time of one.
 void add(const std::string& name, std::ptrdiff_t count, const std::function<void()>& work) {
-  benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& timer) {
+  benchmark::internal::Benchmark* timed = benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& timer) {
     while (timer.KeepRunningBatch(count)) work();
   });
+  // That of all threads.
+  if (count == in_memory) timed->UseRealTime();
 }
 
 void add_module(tesk::RigidBodySystem& robot, Arrays& a) {
