@@ -69,7 +69,7 @@ void Recorder::end() noexcept {
   if (any) return;
   session_.reset();
   module_.reset();
-  inertias_ = {};
+  std::vector<Input>().swap(inertias_);
 }
 
 void Recorder::add_object() {
