@@ -92,7 +92,9 @@ if(TARGET korvel-host)
   install(FILES host/cli/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME korvel-host COMPONENT tool)
   # Built where node is installed.
-  install(FILES ${PROJECT_BINARY_DIR}/report.html DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool OPTIONAL)
+  foreach(file report.html mcap.mjs)
+    install(FILES ${PROJECT_BINARY_DIR}/${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool OPTIONAL)
+  endforeach()
   install(DIRECTORY motions DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool FILES_MATCHING PATTERN "*.csv")
 endif()
 # The documents refer to each other as they do in the source.

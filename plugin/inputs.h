@@ -2,6 +2,9 @@
 
 /// Inputs of the computations: joints, root, wrenches, inertias. They are stored, with what is derived from them alone.
 
+#include <algorithm>
+#include <array>
+
 #include "plugin/metapod_rigid_body_system.h"
 
 namespace tesk {
@@ -77,7 +80,10 @@ QZ::Math::Velocity6D MetapodRigidBodySystem<Model>::getRootAcceleration() const 
 
 template <typename Model>
 void MetapodRigidBodySystem<Model>::set_joints(Coordinates& coordinates, const JointValues& values) noexcept {
-  std::copy_n(values.data(), joint_count, coordinates.data() + root_dof);
+  // By way of registers, for they may overlap: a host may hand back what getJointAngles... shows.
+  std::array<float, joint_count> all;
+  std::copy_n(values.data(), joint_count, all.data());
+  std::copy_n(all.data(), joint_count, coordinates.data() + root_dof);
 }
 
 template <typename Model>

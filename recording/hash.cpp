@@ -17,27 +17,28 @@ using Lanes [[gnu::vector_size(16)]] = std::int32_t;
 constexpr std::size_t in_lanes = sizeof(Lanes) / sizeof(float);
 constexpr std::size_t in_piece = 1024;
 
-std::int32_t without_sign_of_zero(std::int32_t bits) noexcept {
-  constexpr std::int32_t negative_zero = std::numeric_limits<std::int32_t>::min();
-  return bits == negative_zero ? 0 : bits;
+constexpr std::int32_t magnitude = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t infinity = 0x7f800000;
+constexpr std::int32_t nan = 0x7fc00000;
+
+/// Bits of floats, zeros as positive ones, and every one that is not a number as the same.
+template <typename Bits>
+Bits alike(Bits bits) noexcept {
+  const Bits size = bits & magnitude;
+  return size > infinity ? Bits{} + nan : size == 0 ? Bits{} : bits;
 }
 
-/// Copies floats, zeros as positive ones.
 void copy(const char* from, char* to, std::size_t count) noexcept {
   const std::size_t in_whole_lanes = count - count % in_lanes;
   std::size_t i = 0;
-  for (; i < in_whole_lanes; i += in_lanes) {
-    Lanes bits;
+  const auto copy_one = [&](auto bits) {
     std::memcpy(&bits, from + i * sizeof(float), sizeof(bits));
-    bits &= bits != std::numeric_limits<std::int32_t>::min();
+    bits = alike(bits);
     std::memcpy(to + i * sizeof(float), &bits, sizeof(bits));
-  }
-  for (; i < count; ++i) {
-    std::int32_t bits = 0;
-    std::memcpy(&bits, from + i * sizeof(float), sizeof(bits));
-    bits = without_sign_of_zero(bits);
-    std::memcpy(to + i * sizeof(float), &bits, sizeof(bits));
-  }
+    i += sizeof(bits) / sizeof(float);
+  };
+  while (i < in_whole_lanes) copy_one(Lanes{});
+  while (i < count) copy_one(std::int32_t{});
 }
 
 }  // namespace

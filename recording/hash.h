@@ -14,7 +14,7 @@ std::uint64_t checksum(const void* bytes, std::size_t size, std::uint64_t seed =
 std::uint64_t checksum(const BlockHeader& block, const void* records, std::size_t size) noexcept;
 
 /// What a record says of a result: up to 8 bytes as they are, else their checksum. Of floats, zeros of either sign
-/// count as the positive one: builds of the module differ in them.
+/// count as the positive one, and what is not a number as one and the same: builds of the module differ in them.
 std::uint64_t result_word(const float* values, std::size_t count) noexcept;
 std::uint64_t result_word(const void* bytes, std::size_t size) noexcept;
 

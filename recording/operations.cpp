@@ -110,7 +110,7 @@ OperationEntry partial_com_jacobian() {
                           {Form<unsigned long>::shape, Form<unsigned long>::shape});
   e.index = Index::body_or_none;
   e.result = Form<Robot::ComJacobian>::shape;
-  e.reads = all_of({Resource::joint_pass, Resource::inertias});
+  e.reads = all_of({Resource::root_transform, Resource::joint_pass, Resource::inertias});
   e.perform = [](Robot& robot, const RobotSize& size, const char* arguments, char* result) {
     const auto b = next<unsigned long>(arguments, size);
     const auto columns = static_cast<unsigned long>(size.coordinates());
@@ -168,19 +168,22 @@ std::array<OperationEntry, operation_count> made_operations() {
       entry_of<wrench>(KORVEL_NAMED(setExternalWrench), I::body, {}, {R::wrenches}),
       entry_of<wrench_in_frame>(Operation::setExternalWrenchInFrame, "setExternalWrench (in a frame)", I::body, {},
                                 {R::wrenches}),
-      computation<&Robot::computeFwdKinematicsExceptRoot>(KORVEL_NAMED(computeFwdKinematicsExceptRoot),
-                                                          {R::positions, R::inertias, R::total_mass},
-                                                          {R::in_root, R::joint_pass}, {S::except_root}),
+      computation<&Robot::computeFwdKinematicsExceptRoot>(
+          KORVEL_NAMED(computeFwdKinematicsExceptRoot), {R::root_pose, R::positions, R::inertias, R::total_mass},
+          {R::root_transform, R::joint_pass, R::in_root, R::com_in_root}, {S::except_root}),
       computation<&Robot::computeFwdKinematicsOnlyRoot>(KORVEL_NAMED(computeFwdKinematicsOnlyRoot),
-                                                        {R::root_pose, R::in_root}, {R::poses, R::com}, {S::only_root}),
+                                                        {R::root_pose, R::in_root, R::com_in_root},
+                                                        {R::root_transform, R::poses, R::com}, {S::only_root}),
       computation<&Robot::computeFwdKinematics>(
           KORVEL_NAMED(computeFwdKinematics), {R::root_pose, R::positions, R::inertias, R::total_mass},
-          {R::in_root, R::joint_pass, R::poses, R::com}, {S::except_root, S::only_root}),
+          {R::root_transform, R::joint_pass, R::in_root, R::com_in_root, R::poses, R::com},
+          {S::except_root, S::only_root}),
       computation<&Robot::computeGeneralizedMass>(KORVEL_NAMED(computeGeneralizedMass), {R::joint_pass, R::inertias},
                                                   {R::mass_matrix}, {S::generalized_mass}),
       partial_com_jacobian(),
-      entry_of<&Robot::computePartialComPositionInRoot>(KORVEL_NAMED(computePartialComPositionInRoot), I::body_or_none,
-                                                        {R::in_root, R::com, R::inertias, R::total_mass}),
+      entry_of<&Robot::computePartialComPositionInRoot>(
+          KORVEL_NAMED(computePartialComPositionInRoot), I::body_or_none,
+          {R::in_root, R::com_in_root, R::com, R::inertias, R::total_mass}),
       entry_of<&Robot::getPoseInRoot>(KORVEL_NAMED(getPoseInRoot), I::body, {R::in_root}),
       entry_of<&Robot::getPose>(KORVEL_NAMED(getPose), I::body_or_none, {R::poses}),
       entry_of<&Robot::setPose>(KORVEL_NAMED(setPose), I::body, {}, {R::poses}),
@@ -188,7 +191,7 @@ std::array<OperationEntry, operation_count> made_operations() {
       entry_of<&Robot::setVolatilePose>(KORVEL_NAMED(setVolatilePose), I::volatile_frame, {}, {R::volatile_poses}),
       entry_of<com_of_body>(Operation::getComPositionOfBody, "getComPosition (of a body)", I::body,
                             {R::poses, R::inertias}),
-      entry_of<&Robot::getComPositionInRoot>(KORVEL_NAMED(getComPositionInRoot), I::none, {R::in_root}),
+      entry_of<&Robot::getComPositionInRoot>(KORVEL_NAMED(getComPositionInRoot), I::none, {R::com_in_root}),
       entry_of<com>(KORVEL_NAMED(getComPosition), I::none, {R::com}),
       entry_of<&Robot::getGeneralizedMass>(KORVEL_NAMED(getGeneralizedMass), I::none, {R::mass_matrix}),
       entry_of<&Robot::getJacobianInRoot>(KORVEL_NAMED(getJacobianInRoot), I::none, {R::in_root}),
@@ -198,7 +201,8 @@ std::array<OperationEntry, operation_count> made_operations() {
       computation<&Robot::computeInverseDynamics>(KORVEL_NAMED(computeInverseDynamics),
                                                   {R::root_pose, R::root_velocity, R::root_acceleration, R::positions,
                                                    R::velocities, R::accelerations, R::wrenches, R::inertias},
-                                                  {R::torques, R::joint_pass}, {S::inverse_dynamics}),
+                                                  {R::root_transform, R::joint_pass, R::torques},
+                                                  {S::inverse_dynamics}),
       entry_of<&Robot::getJointAngleTorque>(KORVEL_NAMED(getJointAngleTorque), I::joint, {R::torques}),
       entry_of<&Robot::getJointAnglesTorque>(KORVEL_NAMED(getJointAnglesTorque), I::none, {R::torques}),
   }};

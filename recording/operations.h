@@ -78,14 +78,15 @@ enum class Resource : unsigned {
   root_pose,  ///< the coordinates
   root_velocity,
   root_acceleration,
-  positions,     ///< one for each joint angle
-  velocities,    ///< likewise
-  accelerations  ///< likewise
-  ,
+  positions,       ///< one for each joint angle
+  velocities,      ///< likewise
+  accelerations,   ///< likewise
   wrenches,        ///< one for each body
   volatile_poses,  ///< one for each volatile frame
-  in_root,         ///< what is relative to the root
-  joint_pass,      ///< what the mass matrix and the partial jacobian are made of
+  root_transform,  ///< that of the root's joint, which the partial jacobian is turned by
+  joint_pass,      ///< the other joints' transforms
+  in_root,         ///< poses and jacobian relative to the root
+  com_in_root,     ///< the robot's centre of mass, and what it is summed from
   poses,           ///< in the world, one for each body
   com,             ///< of the robot in the world
   mass_matrix,
@@ -93,10 +94,28 @@ enum class Resource : unsigned {
   inertias,  ///< one for each body
   total_mass
 };
-inline constexpr unsigned resource_kinds = 16;
+inline constexpr unsigned resource_kinds = 18;
 
 using Resources = unsigned;  ///< bits
 constexpr Resources bit(Resource kind) { return 1U << static_cast<unsigned>(kind); }
+
+/// Of what an operation reads, what goes into one thing that it writes; all of it, unless something is known to be
+/// apart from the rest. Poses, say, are right whatever the masses are.
+constexpr Resources goes_into(Resource written) {
+  constexpr Resources positions = bit(Resource::positions);
+  constexpr Resources in_world = bit(Resource::root_pose) | positions | bit(Resource::in_root);
+  switch (written) {
+    case Resource::root_transform:
+      return bit(Resource::root_pose);
+    case Resource::joint_pass:
+    case Resource::in_root:
+      return positions;
+    case Resource::poses:
+      return in_world;
+    default:
+      return ~Resources{0};
+  }
+}
 
 /// What the index of an operation counts.
 enum class Index { none, body, body_or_none, joint, volatile_frame, root };

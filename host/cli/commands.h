@@ -28,6 +28,9 @@ std::filesystem::path default_module();
 /// The page of the report without data, if it was built.
 std::filesystem::path report_template();
 
+/// The script that writes MCAP, if it was built.
+std::filesystem::path mcap_script();
+
 /// The files of a command, with those that belong to the executable kept already, and the module.
 Outputs outputs_beside(const std::filesystem::path& module);
 

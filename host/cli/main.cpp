@@ -26,11 +26,14 @@ std::filesystem::path default_module() { return own_file("libkorvel.so", KORVEL_
 
 std::filesystem::path report_template() { return own_file("report.html", "share/korvel"); }
 
+std::filesystem::path mcap_script() { return own_file("mcap.mjs", "share/korvel"); }
+
 Outputs outputs_beside(const std::filesystem::path& module) {
   Outputs outputs;
   outputs.keep(module, "the module");
   outputs.keep(default_module(), "the installed module");
   outputs.keep(report_template(), "the page of the report");
+  outputs.keep(mcap_script(), "the script that writes MCAP");
   outputs.keep(self, "korvel-host");
   outputs.keep("/dev/stdout", "the standard output");
   outputs.keep("/dev/stderr", "the standard error");

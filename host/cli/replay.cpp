@@ -4,17 +4,20 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
-#include "host/replay/player.h"
+#include "host/replay/node_script.h"
+#include "host/replay/playback.h"
 #include "host/replay/recorded_motion.h"
-#include "host/replay/slice.h"
+#include "host/replay/recorded_samples.h"
 #include "host/replay/statistics.h"
 #include "host/replay/words.h"
+#include "host/results/columns.h"
 #include "host/robot/trial.h"
 
 namespace korvel::host {
@@ -24,182 +27,168 @@ namespace {
 struct ReplayOptions {
   std::filesystem::path module = default_module();
   std::vector<std::filesystem::path> recordings;
-  double from = 0;
-  double to = std::numeric_limits<double>::infinity();
-  std::optional<std::filesystem::path> cut, csv;
+  Window window;
+  std::optional<std::filesystem::path> cut, csv, results, mcap;
   std::uint32_t object = 0;
   bool stats = false;
   bool json = false;
+
+  bool looks_at_the_file_alone() const { return stats || csv; }
+  bool takes_samples() const { return results || mcap; }
+  bool compares() const { return cut || !(looks_at_the_file_alone() || takes_samples()); }
 };
 
-/// What playing a recording has come to.
-struct Playback {
-  std::optional<Difference> first;
-  std::array<Played, recording::operation_count> played{};
-  std::size_t not_performed = 0, not_comparable = 0, gaps = 0;
-  std::string last_call;  ///< one that did not return
-
-  Played sum() const {
-    Played all;
-    for (const Played& p : played) {
-      all.calls += p.calls;
-      all.compared += p.compared;
-      all.different += p.different;
-    }
-    return all;
-  }
-};
-
-Playback play(const RecordingFile& recording, const ReplayOptions& options) {
-  Playback result;
-  // The module anew for each recording: its inertias are those that it was built with.
-  Player player(recording, Module(options.module));
-  recording.for_each([&](const RecordedCall& call) {
-    if (call.time > options.to) return false;
-    std::optional<Difference> difference = player.play(call, call.time >= options.from);
-    if (difference && !result.first) result.first = std::move(difference);
-    if (!call.has_returned()) result.last_call = place_in_words(call) + ": " + call_in_words(recording, call);
-    return true;
-  });
-  result.played = player.played();
-  result.not_performed = player.not_performed();
-  result.not_comparable = player.not_comparable();
-  result.gaps = player.gaps();
-  return result;
+Error nothing_of_the_object(const RecordingFile& recording) {
+  return Error(recording.path().string() + ": no computation of that object is recorded");
 }
 
-/// The calls that the first difference comes from, as a recording. Returns how many.
-std::size_t cut(const RecordingFile& recording, const ReplayOptions& options, OutputFile& file) {
-  Slicer slicer(recording);
-  Player player(recording, Module(options.module), &slicer);
-  std::size_t calls = 0;
-  recording.for_each([&](const RecordedCall& call) {
-    if (!player.play(call, call.time >= options.from)) return true;
-    calls = slicer.write_last(file);
-    return false;
+/// What an object was set to. Returns what there is to say of it, as the others do.
+std::string write_motion(const RecordingFile& recording, const Window& window, std::uint32_t object,
+                         const OutputPath& path) {
+  OutputFile file(path);
+  file.write(RecordedMotion::header(recording));
+  RecordedMotion motion(recording, object);
+  std::size_t rows = 0;
+  for_each_call(recording, window, [&](const RecordedCall& call, bool is_within) {
+    if (!motion.add(call) || !is_within) return;
+    file.write(motion.row());
+    ++rows;
+  });
+  if (rows == 0) throw nothing_of_the_object(recording);
+  file.commit();
+  return fmt::format("{} rows in {}\n", rows, path.named().string());
+}
+
+/// Hands over the samples of an object as the module makes them.
+std::string take_samples(const RecordingFile& recording, const ReplayOptions& options, std::uint32_t object,
+                         const OutputPath& path, const RecordedSamples::Take& take) {
+  RecordedSamples samples(recording, object, Module(options.module), options.window.from, take);
+  for_each_call(recording, options.window, [&](const RecordedCall& call, bool) { samples.add(call); });
+  samples.end();
+  if (samples.count() == 0) throw nothing_of_the_object(recording);
+  const std::string missing = fmt::format("; calls are missing in {} places", samples.gaps());
+  return fmt::format("{} samples in {}{}\n", samples.count(), path.named().string(), samples.gaps() > 0 ? missing : "");
+}
+
+std::string write_results(const RecordingFile& recording, const ReplayOptions& options, std::uint32_t object,
+                          const OutputPath& path) {
+  OutputFile file(path);
+  bool has_header = false;
+  const std::string words = take_samples(recording, options, object, path, [&](const RecordedSample& sample) {
+    const Subject robot{*sample.robot};
+    if (!std::exchange(has_header, true)) file.write(results_header(robot));
+    const Row row = results_row({robot, sample.time});
+    if (const auto column = row.first_not_finite()) {
+      throw Error(fmt::format("{}: expected finite results, '{}' is not at {:.6f} s", recording.path().string(),
+                              results_columns(robot)[*column], sample.time));
+    }
+    file.write(row.line());
   });
   file.commit();
-  return calls;
+  return words;
 }
 
-nlohmann::json json_of(const RecordingFile& recording, const Playback& playback) {
-  nlohmann::json operations = nlohmann::json::object();
-  for (std::size_t i = 0; i < playback.played.size(); ++i) {
-    const Played& p = playback.played[i];
-    if (p.calls == 0) continue;
-    operations[recording::all_operations()[i].name] = {
-        {"calls", p.calls}, {"compared", p.compared}, {"different", p.different}};
-  }
-  nlohmann::json json{{"recording", recording.path().string()},
-                      {"recorded_version", recording.module_version()},
-                      {"recorded_build_id", recording.build_id()},
-                      {"ended", recording.ended()},
-                      {"blocks_left_out", recording.blocks_left_out()},
-                      {"gaps", playback.gaps},
-                      {"not_performed", playback.not_performed},
-                      {"not_comparable", playback.not_comparable},
-                      {"operations", operations}};
-  if (playback.first) {
-    const Difference& d = *playback.first;
-    json["first_difference"] = {{"where", d.where}, {"call", d.call}, {"inputs", d.inputs}, {"results", d.results}};
-  }
-  return json;
+std::string write_mcap(const RecordingFile& recording, const ReplayOptions& options, std::uint32_t object,
+                       const OutputPath& path) {
+  OutputFile file(path);
+  NodeScript script(mcap_script(), file);
+  script.write(fmt::format("{}\n{}\n", fmt::join(recording.joints(), ","), fmt::join(recording.bodies(), ",")));
+  const std::string words = take_samples(recording, options, object, path, [&](const RecordedSample& sample) {
+    script.write(line_of_numbers(sample, recording.header().start.unix_ns));
+  });
+  script.finish();
+  file.commit();
+  return words;
 }
 
-std::string text_of(const RecordingFile& recording, const Playback& playback) {
-  std::string text = fmt::format("{}: recorded with version {}, build {}\n", recording.path().string(),
-                                 recording.module_version(), recording.build_id());
-  if (!recording.ended()) text += "the recording was not ended: the process was, or is still running\n";
-  if (recording.blocks_left_out() > 0) text += fmt::format("{} blocks are not whole\n", recording.blocks_left_out());
-  if (!playback.last_call.empty()) text += fmt::format("did not return: {}\n", playback.last_call);
-  if (playback.gaps > 0) {
-    text += fmt::format("calls are missing in {} places; {} results could not be compared\n", playback.gaps,
-                        playback.not_comparable);
+/// The files that are written, if they were asked for.
+struct ReplayOutputs {
+  std::optional<OutputPath> cut, csv, results, mcap;
+
+  ReplayOutputs(const ReplayOptions& options, Outputs& outputs) {
+    if (options.cut) cut = outputs.claim(*options.cut);
+    if (options.csv) csv = outputs.claim(*options.csv);
+    if (options.results) results = outputs.claim(*options.results);
+    if (options.mcap) mcap = outputs.claim(*options.mcap);
   }
-  if (playback.not_performed > 0) {
-    text += fmt::format("{} calls that the contract does not allow or that did not return were not performed\n",
-                        playback.not_performed);
+};
+
+/// What was asked for of one recording, as text and as JSON. True if it differs.
+bool replay_one(const std::filesystem::path& path, const ReplayOptions& options, const ReplayOutputs& outputs,
+                std::string& text, nlohmann::json& json) {
+  const RecordingFile recording(path);
+  if (options.looks_at_the_file_alone() || options.takes_samples()) {
+    Statistics statistics(recording);
+    for_each_call(recording, options.window,
+                  [&](const RecordedCall& call, bool is_within) { statistics.add(call, is_within); });
+    statistics.end();
+    if (options.stats) {
+      text += statistics.text();
+      json.update(in_json(recording));
+      json["statistics"] = statistics.json();
+    }
+    const std::uint32_t object = options.object != 0 ? options.object : statistics.busiest_object();
+    if (outputs.csv) text += write_motion(recording, options.window, object, *outputs.csv);
+    if (outputs.results) text += write_results(recording, options, object, *outputs.results);
+    if (outputs.mcap) text += write_mcap(recording, options, object, *outputs.mcap);
   }
-  if (playback.first) {
-    const Difference& d = *playback.first;
-    text += fmt::format("\nFirst difference: {}\n{}\n{}\n\n{}\n", d.where, d.call, d.results, d.inputs);
+  if (!options.compares()) return false;
+  Slicer slicer(recording);
+  const Playback playback = play(recording, options.module, options.window, outputs.cut ? &slicer : nullptr);
+  text += in_words(recording, playback);
+  json.update(in_json(recording, playback));
+  if (outputs.cut && playback.first) {
+    OutputFile file(*outputs.cut);
+    const std::size_t calls = slicer.write(file);
+    file.commit();
+    // That the shorter one differs is a claim, too.
+    const bool holds = play(RecordingFile(*options.cut), options.module, {}).first.has_value();
+    text += fmt::format("{} calls in {}{}\n", calls, options.cut->string(),
+                        holds ? "" : ", in which nothing differs: something else must be part of it");
+    json["cut"] = {{"calls", calls}, {"differs", holds}};
   }
-  text += fmt::format("{:<34}{:>12}{:>12}{:>12}\n", "operation", "calls", "compared", "different");
-  for (std::size_t i = 0; i < playback.played.size(); ++i) {
-    const Played& p = playback.played[i];
-    if (p.calls == 0) continue;
-    text += fmt::format("{:<34}{:>12}{:>12}{:>12}\n", recording::all_operations()[i].name, p.calls, p.compared,
-                        p.different);
-  }
-  const Played all = playback.sum();
-  return text + fmt::format("{} calls, {} results compared, {}\n", all.calls, all.compared,
-                            all.different == 0 ? "no difference" : fmt::format("{} differ", all.different));
+  return playback.first.has_value();
 }
 
 void replay(const ReplayOptions& options) {
-  if (options.recordings.size() > 1 && (options.cut || options.csv)) {
-    throw Error("--cut and --csv take one recording");
+  if (options.recordings.size() > 1 && (options.cut || options.csv || options.results || options.mcap)) {
+    throw Error("--cut, --csv, --results and --mcap take one recording");
+  }
+  if (options.window.from > options.window.to) {
+    throw Error(
+        fmt::format("--from {} --to {}: expected an end after the beginning", options.window.from, options.window.to));
   }
   Outputs outputs = outputs_beside(options.module);
   for (const std::filesystem::path& recording : options.recordings) outputs.keep(recording, "a recording");
-  std::optional<OutputPath> cut_to, csv_to;
-  if (options.cut) cut_to = outputs.claim(*options.cut);
-  if (options.csv) csv_to = outputs.claim(*options.csv);
-  // What the file alone tells needs no module.
-  const bool plays = options.cut || (!options.stats && !options.csv);
-  if (plays) tried_module(options.module);
+  const ReplayOutputs files(options, outputs);
+  if (options.mcap && !std::filesystem::exists(mcap_script())) {
+    throw Error("--mcap: its script was not built, install nodejs and npm and build korvel again");
+  }
+  if (options.compares() || options.takes_samples()) tried_module(options.module);
   Destination destination({}, outputs);
   nlohmann::json all = nlohmann::json::array();
   bool differs = false;
-  const auto write = [&](const std::string& text) {
-    if (!options.json) destination.write_text(text);
-  };
+  std::size_t unusable = 0;
   for (const std::filesystem::path& path : options.recordings) {
-    const RecordingFile recording(path);
+    std::string text;
     nlohmann::json json{{"recording", path.string()}};
-    if (options.stats || options.csv) {
-      Statistics statistics(recording);
-      recording.for_each([&](const RecordedCall& call) {
-        if (call.time >= options.from && call.time <= options.to) statistics.add(call);
-        return true;
-      });
-      if (options.stats) {
-        write(statistics.text());
-        json["statistics"] = statistics.json();
-      }
-      if (options.csv) {
-        OutputFile file(*csv_to);
-        RecordedMotion motion(recording, options.object != 0 ? options.object : statistics.busiest_object(), file);
-        recording.for_each([&](const RecordedCall& call) {
-          if (call.time >= options.from && call.time <= options.to) motion.add(call);
-          return true;
-        });
-        if (motion.rows() == 0) throw Error(path.string() + ": no computation of that object is recorded");
-        file.commit();
-        write(fmt::format("{} rows in {}\n", motion.rows(), options.csv->string()));
-      }
+    try {
+      differs = replay_one(path, options, files, text, json) || differs;
+    } catch (const Error& error) {
+      // A process that was ended while it started leaves a file that is none. The others are worth something.
+      if (options.recordings.size() == 1) throw;
+      ++unusable;
+      tell(error.what());
+      json["error"] = error.what();
     }
-    if (plays) {
-      const Playback playback = play(recording, options);
-      write(text_of(recording, playback));
-      json.update(json_of(recording, playback));
-      differs = differs || playback.first;
-      if (options.cut && playback.first) {
-        OutputFile file(*cut_to);
-        const std::size_t calls = cut(recording, options, file);
-        // That the shorter one differs is a claim, too.
-        const bool holds = play(RecordingFile(*options.cut), options).first.has_value();
-        write(fmt::format("{} calls in {}{}\n", calls, options.cut->string(),
-                          holds ? "" : ", in which nothing differs: something else must be part of it"));
-        json["cut"] = {{"calls", calls}, {"differs", holds}};
-      }
-    }
+    if (!options.json) destination.write_text(text);
     all.push_back(std::move(json));
   }
   if (options.json) {
     destination.write(json_text(nlohmann::json{{"recordings", all}}));
   }
   destination.commit();
+  if (unusable > 0) throw Error(fmt::format("{} of {} recordings are unusable", unusable, options.recordings.size()));
   if (differs) throw Findings();
 }
 
@@ -211,15 +200,24 @@ void add_replay(CLI::App& app) {
       "RECORDING is a file that the recorder has written, libkorvel_record.so, which a host loads in the place of the\n"
       "module. Every result is compared to the bit, but for the sign of zeros. Exit status: 0 if nothing differs, 1 "
       "if\n"
-      "something does, 2 if the command or a file is unusable. With --stats or --csv the calls are not performed.");
+      "something does, 2 if the command or a file is unusable. With --stats or --csv the calls are not performed,\n"
+      "with --results or --mcap they are, and not compared.");
   const auto options = std::make_shared<ReplayOptions>();
   command->add_option("RECORDING", options->recordings, "Recordings, one after the other")->required();
-  command->add_option("--from", options->from, "Compare from this time on [s]")->check(any_number())->type_name("T");
-  command->add_option("--to", options->to, "Perform up to this time [s]")->check(any_number())->type_name("T");
+  command->add_option("--from", options->window.from, "Compare from this time on [s]")
+      ->check(any_number())
+      ->type_name("T");
+  command->add_option("--to", options->window.to, "Perform up to this time [s]")->check(any_number())->type_name("T");
   command->add_option("--cut", options->cut, "Write the calls that the first difference comes from, as a recording")
       ->type_name("FILE");
   command->add_flag("--stats", options->stats, "How often, how long, and what the interface does not allow");
   command->add_option("--csv", options->csv, "Write what an object was set to as a motion, for run")->type_name("FILE");
+  command
+      ->add_option("--results", options->results,
+                   "Write what it makes of that, with the rates and wrenches that were set, as results, for report")
+      ->type_name("FILE");
+  command->add_option("--mcap", options->mcap, "Write it with poses and torques as MCAP, for viewers; needs node")
+      ->type_name("FILE");
   command->add_option("--object", options->object, "Of this object; by default of that with the most calls")
       ->check(whole_number(1, std::numeric_limits<std::uint32_t>::max()));
   command->add_flag("--json", options->json, "As JSON");

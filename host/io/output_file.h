@@ -21,6 +21,10 @@ class OutputFile {
   /// Throws Error if the file cannot be made.
   explicit OutputFile(OutputPath path);
 
+  const OutputPath& path() const { return path_; }
+  /// The system's handle, for a program that writes the file. Not after `close`.
+  int descriptor() const { return fileno(file_.get()); }
+
   /// Throws Error if writing fails.
   void write(std::string_view text);
   /// Ends writing, which frees the system's handle if many are taken; `commit` may come later. Throws Error if that

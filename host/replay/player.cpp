@@ -25,11 +25,8 @@ constexpr std::array inputs{Resource::root_pose, Resource::root_velocity, Resour
                             Resource::positions, Resource::velocities,    Resource::accelerations,
                             Resource::wrenches,  Resource::volatile_poses};
 
-/// Zeros of either sign are the same.
-bool same(float a, float b) {
-  const bool zeros = std::fpclassify(a) == FP_ZERO && std::fpclassify(b) == FP_ZERO;
-  return zeros || std::memcmp(&a, &b, sizeof(a)) == 0;
-}
+/// As their hashes would be.
+bool same(float a, float b) { return recording::result_word(&a, 1) == recording::result_word(&b, 1); }
 
 std::string with_bits(float value) {
   std::uint32_t bits = 0;
@@ -111,10 +108,23 @@ void Player::know_inertia(const RecordedCall& call) {
                    [&](std::size_t place) { module_known_[place - places_.of_object()] = true; });
 }
 
-void Player::note(Object& object, const RecordedCall& call, bool known) {
-  places_.for_each(call.operation.writes, call, [&](std::size_t place) {
-    // The sum of masses goes on from what it was.
-    if (places_.is_of_object(place)) object.known[place] = known;
+void Player::note(Object& object, const RecordedCall& call, bool is_performed) {
+  const auto for_each_written = [&](const auto& each) {
+    for (unsigned kind = 0; kind < recording::resource_kinds; ++kind) {
+      if ((call.operation.writes & (1U << kind)) != 0) each(static_cast<Resource>(kind));
+    }
+  };
+  // By what it was made of, before any of it changes.
+  recording::Resources known = 0;
+  for_each_written([&](Resource written) {
+    const recording::Resources read = call.operation.reads & goes_into(written);
+    if (is_performed && knows(object, read, call)) known |= bit(written);
+  });
+  for_each_written([&](Resource written) {
+    places_.for_each(bit(written), call, [&](std::size_t place) {
+      // The sum of masses goes on from what it was.
+      if (places_.is_of_object(place)) object.known[place] = (known & bit(written)) != 0;
+    });
   });
 }
 
@@ -222,9 +232,10 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
     if (source != objects_.end() && source->second.next_call == next) {
       Object made = copy(source->second.robot, source->second.known);
       made.next_call = call.header.call + 1;
+      if (observer_ != nullptr) observer_->cloned(call, source->first);
+      // The source itself, in a file that is not right.
       objects_.erase(call.header.object);
       objects_.emplace(call.header.object, std::move(made));
-      if (observer_ != nullptr) observer_->cloned(call, source->first);
       ++played.calls;
       return {};
     }
@@ -257,7 +268,7 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
     inertias_[call.index()].assign(call.arguments, call.operation.argument_bytes(recording_.size()));
   }
   const bool threw = !perform(object, call);
-  note(object, call, known);
+  note(object, call, true);
   if (!call.has(recording::has_result) && !call.has(recording::has_thrown) && !threw) return {};
   if (!known) {
     ++not_comparable_;
@@ -274,7 +285,9 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
 std::optional<Difference> Player::compare(const Object& object, const RecordedCall& call, bool threw) const {
   const recording::OperationEntry& e = call.operation;
   const auto difference = [&](const std::string& results) {
-    return Difference{place_in_words(call), call_in_words(recording_, call), inputs_in_words(*object.robot), results};
+    const char* certain = call.is_certain ? "" : "; behind the last checksum, so that it may never have been so";
+    return Difference{in_words(call.place()) + certain, call_in_words(recording_, call), inputs_in_words(*object.robot),
+                      results};
   };
   if (threw != call.has(recording::has_thrown)) {
     return difference(threw ? "it threw here, and did not when it was recorded"

@@ -53,6 +53,9 @@ class Player {
   /// did not return, are not performed.
   std::optional<Difference> play(const RecordedCall& call, bool compare);
 
+  /// Of an object that has made a call and has not ended.
+  System copy(std::uint32_t object) const { return copy(objects_.at(object).robot, {}).robot; }
+
   const std::array<Played, recording::operation_count>& played() const { return played_; }
   std::size_t not_performed() const { return not_performed_; }
   std::size_t not_comparable() const { return not_comparable_; }
@@ -77,7 +80,7 @@ class Player {
   void follow_shared(const RecordedCall& call);
   bool is_allowed(const RecordedCall& call) const;
   bool knows(const Object& object, recording::Resources kinds, const RecordedCall& call) const;
-  void note(Object& object, const RecordedCall& call, bool known);
+  void note(Object& object, const RecordedCall& call, bool is_performed);
   /// False if it threw.
   bool perform(Object& object, const RecordedCall& call);
   void read_shown(const Object& object, const RecordedCall& call);

@@ -1,28 +1,31 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
-#include "host/io/output_file.h"
 #include "host/replay/recording_file.h"
 
 namespace korvel::host {
 
-/// Writes what an object was set to as a motion file: a row whenever it computed with new positions.
+/// What an object was set to, as a motion: it has a sample whenever the object computed with new positions.
 class RecordedMotion {
  public:
-  RecordedMotion(const RecordingFile& recording, std::uint32_t object, OutputFile& file);
+  RecordedMotion(const RecordingFile& recording, std::uint32_t object)
+      : object_(object), joints_(recording.joints().size()) {}
 
-  void add(const RecordedCall& call);
-  std::size_t rows() const { return rows_; }
+  /// Follows the calls from the first one on. True if this one gives a sample.
+  bool add(const RecordedCall& call);
+
+  /// The last sample's row of a motion file, and the line above the first.
+  std::string row() const;
+  static std::string header(const RecordingFile& recording);
 
  private:
   std::uint32_t object_;
-  OutputFile& file_;
   QZ::Math::Transform root_;
   std::vector<float> joints_;
-  bool is_new_ = false;  ///< since the last row
+  bool is_new_ = false;  ///< since the last sample
   double time_ = -1;
-  std::size_t rows_ = 0;
 };
 
 }  // namespace korvel::host

@@ -166,7 +166,8 @@ class RecordingFile::Cursor {
             in_full ? arguments + recording::padded(operation.argument_bytes(file_.size_)) : nullptr,
             file_.seconds(record.ticks - file_.header_.start.ticks),
             file_.seconds(record.took),
-            offset_ + at_};
+            offset_ + at_,
+            at_ + record.size <= checked_end_};
   }
   void next() { at_ += header().size; }
 
@@ -188,6 +189,7 @@ class RecordingFile::Cursor {
       return unusable("a block says that it has more records than it can have");
     }
     const std::uint64_t checked = checked_size(block);
+    checked_end_ = sizeof(BlockHeader) + checked;
     if (file_.ended() ? checked != block.complete : checked == 0 && block.check[0].size + block.check[1].size > 0) {
       return unusable("a block has another checksum");
     }
@@ -197,7 +199,7 @@ class RecordingFile::Cursor {
       RecordHeader record;
       const std::string wrong = what_is_wrong(end_, last, record);
       if (!wrong.empty()) {
-        if (file_.ended() || end_ < sizeof(BlockHeader) + checked) return unusable(wrong);
+        if (file_.ended() || end_ < checked_end_) return unusable(wrong);
         // Written after the last checksum and before the power was lost.
         ++file_.left_out_;
         return;
@@ -247,6 +249,7 @@ class RecordingFile::Cursor {
   std::vector<char> bytes_;
   std::uint64_t offset_ = 0;  ///< of the block
   std::size_t at_ = 0, end_ = 0;
+  std::size_t checked_end_ = 0;
 };
 
 void RecordingFile::for_each(const std::function<bool(const RecordedCall&)>& visit) const {

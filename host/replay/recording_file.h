@@ -11,6 +11,13 @@
 
 namespace korvel::host {
 
+/// Where a call is.
+struct Place {
+  std::uint32_t object, call;
+  double time;           ///< since the recording began [s]
+  std::uint64_t offset;  ///< in the file
+};
+
 /// A call as it was recorded.
 struct RecordedCall {
   recording::RecordHeader header;
@@ -20,7 +27,9 @@ struct RecordedCall {
   double time;           ///< since the recording began [s]
   double took;           ///< [s]
   std::uint64_t offset;  ///< of the record in the file
+  bool is_certain;       ///< covered by a checksum; what is not was written shortly before the process ended
 
+  Place place() const { return {header.object, header.call, time, offset}; }
   bool has(recording::RecordFlag flag) const { return (header.flags & flag) != 0; }
   bool has_returned() const { return header.took != recording::not_returned; }
   /// Of body, joint or frame; 0 of the root.

@@ -44,12 +44,12 @@ std::vector<Slicer::Source>& Slicer::object(std::uint32_t number) {
   return objects_.try_emplace(number, places_.of_object()).first->second;
 }
 
-Slicer::Source Slicer::node(const RecordedCall& call, std::vector<Source> sources) {
+std::shared_ptr<Slicer::Node> Slicer::node(const RecordedCall& call, std::vector<Source> sources) {
   RecordHeader header = call.header;
   header.flags &= static_cast<std::uint16_t>(~recording::restated);
   std::string record = bytes_of(&header, sizeof(header));
   record.append(call.arguments, header.size - sizeof(header));
-  return std::make_shared<const Node>(Node{next_++, header.object, std::move(record), std::move(sources)});
+  return std::make_shared<Node>(Node{next_++, header.object, std::move(record), std::move(sources), {}, 0});
 }
 
 void Slicer::lost(std::uint32_t number) {
@@ -59,7 +59,7 @@ void Slicer::lost(std::uint32_t number) {
 
 void Slicer::made(const RecordedCall& call) {
   lost(call.header.object);
-  total_mass_ = {node(call, {})};
+  mass_changes_ = std::make_shared<std::vector<Source>>(1, node(call, {}));
 }
 
 void Slicer::cloned(const RecordedCall& call, std::uint32_t source) {
@@ -80,24 +80,29 @@ void Slicer::performed(const RecordedCall& call) {
   });
   std::sort(sources.begin(), sources.end());
   sources.erase(std::unique(sources.begin(), sources.end()), sources.end());
+  const std::shared_ptr<Node> performed = node(call, std::move(sources));
   if ((call.operation.reads & bit(Resource::total_mass)) != 0) {
-    sources.insert(sources.end(), total_mass_.begin(), total_mass_.end());
+    performed->mass_changes = mass_changes_;
+    performed->mass_change_count = mass_changes_->size();
   }
-  last_ = node(call, std::move(sources));
+  last_ = performed;
   places_.for_each(call.operation.writes, call, [&](std::size_t place) { place_of(place) = last_; });
-  if (call.header.operation == static_cast<std::uint16_t>(Operation::setBodyInertia)) total_mass_.push_back(last_);
+  if (call.header.operation == static_cast<std::uint16_t>(Operation::setBodyInertia)) mass_changes_->push_back(last_);
 }
 
-std::size_t Slicer::write_last(OutputFile& file) const {
+std::size_t Slicer::write(OutputFile& file) const {
   // All that it comes from, in the order in which it was called.
   const auto earlier = [](const Source& a, const Source& b) { return a->order < b->order; };
   std::set<Source, decltype(earlier)> calls(earlier);
-  std::vector<Source> open{last_};
+  std::vector<Source> open{kept_};
   while (!open.empty()) {
     const Source next = open.back();
     open.pop_back();
     if (!calls.insert(next).second) continue;
     open.insert(open.end(), next->sources.begin(), next->sources.end());
+    if (next->mass_changes == nullptr) continue;
+    const auto first = next->mass_changes->begin();
+    open.insert(open.end(), first, first + static_cast<std::ptrdiff_t>(next->mass_change_count));
   }
 
   // One object does what several have done: each has what it needs from those it was cloned from.

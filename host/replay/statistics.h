@@ -1,45 +1,26 @@
 #pragma once
 
 #include <array>
-#include <boost/histogram.hpp>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/replay/resources.h"
+#include "host/timing/time_histogram.h"
 
 namespace korvel::host {
-
-/// Durations, of a nanosecond and more, in steps of a few percent.
-class Durations {
- public:
-  Durations();
-
-  void add(double seconds, const RecordedCall& at);
-
-  std::size_t count() const { return count_; }
-  /// The duration that this share of all are below.
-  double percentile(double share) const;
-  double longest() const { return longest_; }
-  const std::string& longest_at() const { return longest_at_; }
-  /// Bars, a line for each quarter of a decade that has any.
-  std::string bars() const;
-
- private:
-  using Axis = boost::histogram::axis::regular<double, boost::histogram::axis::transform::log>;
-  boost::histogram::histogram<std::tuple<Axis>> histogram_;
-  std::size_t count_ = 0;
-  double longest_ = 0;
-  std::string longest_at_;
-};
 
 /// What a recording tells without being played: how often, how long, and what the contract does not allow.
 class Statistics {
  public:
   explicit Statistics(const RecordingFile& recording);
 
-  void add(const RecordedCall& call);
+  /// Follows the calls from the first one on, and tells of those that count.
+  void add(const RecordedCall& call, bool counts);
+  /// There are no more.
+  void end();
 
   std::string text() const;
   nlohmann::json json() const;
@@ -47,13 +28,24 @@ class Statistics {
   std::uint32_t busiest_object() const;
 
  private:
+  struct Durations {
+    TimeHistogram times;
+    Place longest_at{};
+
+    void add(double seconds, const Place& at);
+    std::string row(const std::string& name) const;
+    nlohmann::json json() const;
+  };
+  struct Cycle {
+    Place first;
+    double time;  ///< of its calls
+  };
   struct Object {
     std::size_t calls = 0;
     std::vector<bool> written;  ///< by place: set or computed
     bool followed = false;      ///< from its beginning on
     bool in_inputs = false;     ///< the last call set something
-    double cycle_start = -1, cycle_time = 0;
-    std::string cycle_at;
+    std::optional<Cycle> cycle;
     std::uint32_t next_call = 1;
   };
   /// Something to look at, with its first place.
@@ -62,9 +54,11 @@ class Statistics {
     std::string first;
   };
 
-  void follow(Object& object, const RecordedCall& call);
+  /// Returns how many calls of the object have been lost before this one.
+  std::uint32_t follow(Object& object, const RecordedCall& call);
+  void follow_cycle(Object& object, const RecordedCall& call);
   void remark(const std::string& what, const RecordedCall& call);
-  void look_at_order(Object& object, const RecordedCall& call);
+  void look_at_order(Object& object, const RecordedCall& call, bool counts);
   void look_at_numbers(const RecordedCall& call);
 
   const RecordingFile& recording_;

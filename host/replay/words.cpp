@@ -1,5 +1,6 @@
 #include "host/replay/words.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -24,7 +25,40 @@ std::string index_in_words(const RecordingFile& recording, Index kind, std::uint
   return has_name ? fmt::format("{} {}", index, names[index]) : fmt::format("{}", index);
 }
 
+/// "2026-11-25 03:12:45.123 UTC".
+std::string beginning(const RecordingFile& recording) {
+  const std::int64_t milliseconds = recording.header().start.unix_ns / 1'000'000;
+  return fmt::format("{:%F %T}.{:03} UTC", fmt::gmtime(milliseconds / 1000), milliseconds % 1000);
+}
+
 }  // namespace
+
+std::string in_words(const RecordingFile& recording) {
+  const recording::FileHeader& header = recording.header();
+  std::string text = fmt::format("{}: begun {}, module of version {}, build {}\n", recording.path().string(),
+                                 beginning(recording), recording.module_version(), recording.build_id());
+  if (!recording.ended()) text += "the recording was not ended: the process was, or is still running\n";
+  if (recording.blocks_left_out() > 0) text += fmt::format("{} blocks are not whole\n", recording.blocks_left_out());
+  if (header.lost > 0) {
+    text += fmt::format("{} calls were not recorded: the disk was full, or slower than the host\n", header.lost);
+  }
+  if (header.overlapped > 0) {
+    text += fmt::format("{} calls overlapped another one of the same object, which the contract does not allow\n",
+                        header.overlapped);
+  }
+  return text;
+}
+
+nlohmann::json in_json(const RecordingFile& recording) {
+  return {{"recording", recording.path().string()},
+          {"begun", beginning(recording)},
+          {"recorded_version", recording.module_version()},
+          {"recorded_build_id", recording.build_id()},
+          {"ended", recording.ended()},
+          {"blocks_left_out", recording.blocks_left_out()},
+          {"not_recorded", recording.header().lost},
+          {"overlapped", recording.header().overlapped}};
+}
 
 std::string call_in_words(const RecordingFile& recording, const RecordedCall& call) {
   const recording::OperationEntry& e = call.operation;
@@ -53,9 +87,8 @@ std::string call_in_words(const RecordingFile& recording, const RecordedCall& ca
   return fmt::format("{}({})", name, text);
 }
 
-std::string place_in_words(const RecordedCall& call) {
-  return fmt::format("call {} of object {}, {:.6f} s, byte {}", call.header.call, call.header.object, call.time,
-                     call.offset);
+std::string in_words(const Place& place) {
+  return fmt::format("call {} of object {}, {:.6f} s, byte {}", place.call, place.object, place.time, place.offset);
 }
 
 std::string inputs_in_words(const tesk::RigidBodySystem& robot) {

@@ -1,16 +1,21 @@
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "host/replay/recording_file.h"
 
 namespace korvel::host {
 
+/// What a file is, and what there is to know before anything of it is believed; once its calls have been gone through.
+std::string in_words(const RecordingFile& recording);
+nlohmann::json in_json(const RecordingFile& recording);
+
 /// "getPose(b = 3)": with names of bodies and joints, floats in the shortest form that gives them back.
 std::string call_in_words(const RecordingFile& recording, const RecordedCall& call);
 
 /// "call 12 of object 1, 0.004 s, byte 65600".
-std::string place_in_words(const RecordedCall& call);
+std::string in_words(const Place& place);
 
 /// All inputs that an object shows.
 std::string inputs_in_words(const tesk::RigidBodySystem& robot);

@@ -1,11 +1,11 @@
-// node build.mjs PAGE: the page as one file, with everything in it but the data. Run where node_modules is.
+// node build.mjs PAGE SCRIPT: the page as one file, with everything in it but the data; the script that writes MCAP as one
+// file. Run where node_modules is.
 import {build} from 'esbuild';
-import {readFileSync, writeFileSync} from 'node:fs';
+import {readdirSync, readFileSync, writeFileSync} from 'node:fs';
 
-const libraries = ['three', 'uplot'];
-const [page] = process.argv.slice(2);
+const [page, script] = process.argv.slice(2);
 
-const {outputFiles} = await build({
+const {outputFiles, metafile} = await build({
   entryPoints: ['src/main.js'],
   outdir: '.',
   bundle: true,
@@ -14,6 +14,7 @@ const {outputFiles} = await build({
   charset: 'ascii',
   target: 'es2020',
   legalComments: 'inline',
+  metafile: true,
 });
 const output = (ending) => outputFiles.find(({path}) => path.endsWith(ending)).text;
 
@@ -24,20 +25,41 @@ function inElement(text) {
   return text.trim();
 }
 
+// Of every library that is in a bundle.
+function licenses({inputs}) {
+  const names = Object.keys(inputs).map((path) => path.match(/^node_modules\/((@[^/]+\/)?[^/]+)/)?.[1]);
+  return [...new Set(names.filter(Boolean))].sort().map(license).join('\n\n');
+}
+
 function license(library) {
   const folder = `node_modules/${library}`;
   const {version} = JSON.parse(readFileSync(`${folder}/package.json`, 'utf8'));
-  const text = readFileSync(`${folder}/LICENSE`, 'utf8').trim();
-  if (text.includes('--')) throw new Error(`expected a license of ${library} that fits into a comment`);
+  const file = readdirSync(folder).find((name) => /^licen[cs]e/i.test(name));
+  const text = readFileSync(`${folder}/${file}`, 'utf8').trim();
+  if (/--|\*\//.test(text)) throw new Error(`expected a license of ${library} that fits into a comment`);
   return `${library} ${version}\n\n${text}`;
 }
 
 const parts = {
   STYLE: inElement(output('.css')),
   SCRIPT: inElement(output('.js')),
-  LICENSES: libraries.map(license).join('\n\n'),
+  LICENSES: licenses(metafile),
 };
 const html = readFileSync('index.html', 'utf8').replace(/@(STYLE|SCRIPT|LICENSES)@/g, (_, part) => parts[part]);
 const places = html.split('@KORVEL_REPORT_DATA@').length - 1;
 if (places !== 1) throw new Error(`expected one place for the data, found ${places}`);
 writeFileSync(page, html);
+
+const bundle = await build({
+  entryPoints: ['mcap.js'],
+  bundle: true,
+  minify: true,
+  write: false,
+  charset: 'ascii',
+  platform: 'node',
+  format: 'esm',
+  target: 'node18',
+  legalComments: 'none',
+  metafile: true,
+});
+writeFileSync(script, `/*\n${licenses(bundle.metafile)}\n*/\n${bundle.outputFiles[0].text}`);

@@ -26,4 +26,9 @@ inline Eigen::Isometry3d isometry(const QZ::Math::Transform& pose) {
   return result.cast<double>();
 }
 
+/// The rotation nearest to that of a pose, unit whatever its digits are.
+inline Eigen::Quaterniond orientation(const QZ::Math::Transform& pose) {
+  return Eigen::Quaterniond(Eigen::Affine3d(isometry(pose)).rotation()).normalized();
+}
+
 }  // namespace korvel::host

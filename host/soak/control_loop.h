@@ -4,7 +4,7 @@
 #include <csignal>
 #include <cstdint>
 
-#include "host/soak/time_histogram.h"
+#include "host/timing/time_histogram.h"
 #include "plugin/rigid_body_system.h"
 
 namespace korvel::host {

@@ -46,6 +46,11 @@ holds "the installed motions stand on the installed soles" "$prefix/bin/korvel-h
   "$motions"/{squat,wave,weight_shift,slow_step}.csv --soles "$motions/soles.csv" -o "$work" --require-feasible
 if [ -e "$build/report.html" ]; then
   holds "a report is written" "$prefix/bin/korvel-host" report "$work/wave-results.csv" -o "$work/wave.html"
+  mkdir "$work/recordings"
+  holds "the installed recorder records" env KORVEL_RECORD_TO="$work/recordings" "$prefix/bin/korvel-host" run \
+    "$motions/wave.csv" -o "$work/wave-recorded.csv" --module "$prefix"/lib*/korvel/libkorvel_record.so
+  holds "a recording becomes MCAP" "$prefix/bin/korvel-host" replay "$(find "$work/recordings" -type f -size +200k)" \
+    --mcap "$work/wave.mcap"
 fi
 
 python_finds_it() {

@@ -33,6 +33,8 @@ replayed() {
   return "$status"
 }
 
-replayed "$build/libkorvel.so" "the same module"
-replayed "$build/libkorvel_per_body.so" "one body per node"
-replayed "$work/clang/libkorvel.so" "clang++ -O0"
+status=0
+replayed "$build/libkorvel.so" "the same module" || status=1
+replayed "$build/libkorvel_per_body.so" "one body per node" || status=1
+replayed "$work/clang/libkorvel.so" "clang++ -O0" || status=1
+exit "$status"

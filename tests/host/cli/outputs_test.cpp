@@ -32,6 +32,7 @@ TEST_F(Outputs, NoneReplacesAnInput) {
   std::filesystem::copy_file(KORVEL_HOST_EXECUTABLE, directory_ / "sub/bin/korvel-host");
   std::filesystem::copy_file(KORVEL_MODULE, directory_ / "sub/bin/libkorvel.so");
   write(directory_ / "sub/bin/report.html", "@KORVEL_REPORT_DATA@");
+  write(directory_ / "sub/bin/mcap.mjs", "// script");
   std::filesystem::create_symlink("sub", directory_ / "way");
   const std::map<std::string, std::string> before = contents();
 
@@ -58,6 +59,7 @@ TEST_F(Outputs, NoneReplacesAnInput) {
   for (const char* arguments : {"run motion.csv --module mine.so -o", "info --module mine.so -o", "export --mjcf"}) {
     refused(arguments, "way/bin/korvel-host", "korvel-host\n");
     refused(arguments, "way/bin/report.html", "the page of the report\n");
+    refused(arguments, "way/bin/mcap.mjs", "the script that writes MCAP\n");
   }
   refused("info --module mine.so -o", "way/bin/libkorvel.so", "the installed module\n");
   // Not an input, and yet surely not meant.

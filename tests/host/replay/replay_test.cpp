@@ -28,6 +28,23 @@ TEST_F(Replay, EveryOperationFromEightThreadsGivesTheSameBitsOnBothModules) {
   }
 }
 
+// In which bits a number is none, builds differ.
+TEST_F(Replay, WhatIsNotANumberIsTheSameOnBothModules) {
+  ASSERT_EQ(record("'not finite'"), 0);
+  const nlohmann::json statistics = replayed(recording(), "--stats")["statistics"];
+  EXPECT_NE(statistics["remarks"].dump().find("results that are not finite"), std::string::npos);
+  for (const char* module : {KORVEL_MODULE, KORVEL_PER_BODY_MODULE}) {
+    const std::string found = replay(recording(), fmt::format("--json --module '{}'", module)).out;
+    const nlohmann::json json = nlohmann::json::parse(found)["recordings"][0];
+    EXPECT_GT(json["operations"]["getPose"]["compared"], 10);
+    for (const auto& [operation, count] : json["operations"].items()) {
+      // A zero between limbs that are computed together is a product there.
+      const bool of_mass = operation.find("GeneralizedMass") != std::string::npos;
+      EXPECT_TRUE(of_mass || count["different"] == 0) << operation;
+    }
+  }
+}
+
 TEST_F(Replay, InertiasAreSetAgain) {
   ASSERT_EQ(record("operations 1"), 0);
   EXPECT_EQ(replayed(recording())["operations"]["setBodyInertia"]["calls"], 25 * 7);
@@ -40,13 +57,14 @@ TEST_F(Replay, AFaultIsShownWithTheFirstCallThatHasItAndCutToWhatItComesFrom) {
   ASSERT_EQ(record("operations 2"), 0);
   const std::string faulty = fmt::format("--module '{}on_request.so'", KORVEL_FAULTY_MODULES);
   const std::map<std::string, std::string> shown_by{{"lost entry", "getGeneralizedMass"},
-                                                    {"centre of mass is off", "computeFwdKinematicsExceptRoot"}};
+                                                    {"centre of mass is off", "computeFwdKinematicsExceptRoot"},
+                                                    {"divided by the mass", "computePartialComJacobian"}};
   for (const auto& [fault, operation] : shown_by) {
     const std::string with_fault = fmt::format("export KORVEL_FAULT='{}'", fault);
     const Outcome found = replay(recording(), faulty + " --cut cut.rec", with_fault);
     EXPECT_EQ(found.status, 1) << found.err;
     EXPECT_NE(found.out.find("First difference: call "), std::string::npos);
-    EXPECT_NE(found.out.find(operation + "()"), std::string::npos) << found.out;
+    EXPECT_NE(found.out.find(operation + "("), std::string::npos) << found.out;
     EXPECT_NE(found.out.find("recorded "), std::string::npos);
     // Each kind of input once, and what computes: no more than that.
     std::size_t calls = 0;
@@ -71,6 +89,27 @@ TEST_F(Replay, StatisticsTellWhatTheContractDoesNotAllow) {
   EXPECT_EQ(statistics["operations"]["getJointAngleTorque"]["count"], 2);
 }
 
+// The longest cycle is where it begins, and the last one, in which a process may have ended, is one as well.
+TEST_F(Replay, StatisticsFindTheLongestCycle) {
+  ASSERT_EQ(record("uneven"), 0);
+  const nlohmann::json json = replayed(recording(), "--stats");
+  const nlohmann::json& cycle = json["statistics"]["cycle"];
+  EXPECT_EQ(cycle["count"], 3);
+  EXPECT_EQ(cycle["longest_at"].get<std::string>().substr(0, 19), "call 4 of object 1,");
+  // Calls before a window are no loss, and known of.
+  const RecordingFile file(recording());
+  double middle = 0;
+  file.for_each([&](const RecordedCall& call) {
+    middle = call.time;
+    return call.header.call < 1000;
+  });
+  const std::string span = fmt::format("--stats --from {:.9f}", middle);
+  const nlohmann::json part = replayed(recording(), span)["statistics"];
+  EXPECT_EQ(part["missing"], 0);
+  EXPECT_TRUE(part["remarks"].empty()) << part["remarks"];
+  EXPECT_NEAR(part["calls"].get<int>(), 2007 - 1000, 2);
+}
+
 TEST_F(Replay, AMotionComesBackAsItWasSet) {
   std::string motion = "time,x,LKneePitch,RShoulderRoll\n";
   for (int i = 0; i < 40; ++i) motion += fmt::format("{},{},{},{}\n", 0.01 * i, 0.1 * i, 0.003 * i * i, -0.07 * i);
@@ -93,10 +132,85 @@ TEST_F(Replay, AMotionComesBackAsItWasSet) {
   }
   // A motion like any other.
   EXPECT_EQ(host("run motion.csv -o again.csv").status, 0);
+  // With the rates that were set, so that the results are those of the run.
+  ASSERT_EQ(replay(files.at(0), "--results recorded.csv").status, 0);
+  auto results = columns_in<float>("results.csv");
+  auto recorded = columns_in<float>("recorded.csv");
+  EXPECT_EQ(results.erase("time"), recorded.erase("time"));
+  EXPECT_EQ(recorded, results);
+  EXPECT_EQ(host("report recorded.csv -o page.html").status, std::filesystem::exists(KORVEL_REPORT_PAGE) ? 0 : 2);
+}
+
+TEST_F(Replay, AMotionOfTheRootAloneIsOne) {
+  ASSERT_EQ(record("root"), 0);
+  ASSERT_EQ(replay(recording(), "--csv motion.csv").status, 0);
+  const auto motion = columns_in<float>("motion.csv");
+  EXPECT_EQ(std::set<float>(motion.at("x").begin(), motion.at("x").end()).size(), motion.at("x").size());
+  EXPECT_EQ(motion.at("x").size(), 20U);
+}
+
+// What was set before it and not again holds on.
+TEST_F(Replay, APartOfAMotionHasTheRowsOfTheWhole) {
+  ASSERT_EQ(record("motion 40"), 0);
+  ASSERT_EQ(replay(recording(), "--csv whole.csv").status, 0);
+  const auto whole = columns_in<double>("whole.csv");
+  const std::vector<double>& time = whole.at("time");
+  ASSERT_EQ(time.size(), 40U);
+  const std::string span = fmt::format("--from {} --to {}", (time[9] + time[10]) / 2, (time[29] + time[30]) / 2);
+  ASSERT_EQ(replay(recording(), "--csv part.csv " + span).status, 0);
+  for (const auto& [name, values] : columns_in<double>("part.csv")) {
+    EXPECT_EQ(values, std::vector<double>(whole.at(name).begin() + 10, whole.at(name).begin() + 30)) << name;
+  }
+}
+
+// What stands where the file should come stays, and nothing beside it.
+TEST_F(Replay, McapSaysInOneLineWhatItLacks) {
+  ASSERT_EQ(record("motion 200"), 0);
+  std::filesystem::copy(recording(), directory_ / "odd.rec");
+  write(directory_ / "old.mcap", "old");
+  for (const char* folder : {"bare", "silent", "talking"}) std::filesystem::create_directory(directory_ / folder);
+  std::filesystem::copy_file(KORVEL_HOST_EXECUTABLE, directory_ / "bare/korvel-host");
+  write(directory_ / "silent/node", "#!/bin/sh\nexit 3\n");
+  write(directory_ / "talking/node", "#!/bin/sh\nexec <&-; echo 'too \033[31m old' >&2; echo more >&2; kill -9 $$\n");
+  for (const char* node : {"silent/node", "talking/node"}) {
+    std::filesystem::permissions(directory_ / node, std::filesystem::perms::owner_all);
+  }
+  const auto before = contents();
+  const auto refused = [&](const std::string& file, const std::string& words, const std::string& preparation = ":",
+                           const std::string& executable = KORVEL_HOST_EXECUTABLE) {
+    const Outcome outcome =
+        host(fmt::format("replay odd.rec --mcap '{}' --module '{}'", file, KORVEL_MODULE), preparation, executable);
+    EXPECT_EQ(outcome.status, 2) << words;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_NE(outcome.err.find(words), std::string::npos) << outcome.err;
+    expect_one_line(outcome.err, words);
+    EXPECT_EQ(contents(), before) << words;
+  };
+  refused("old.mcap", "script was not built", ":", directory_ / "bare/korvel-host");
+  refused("./odd.rec", "would replace a recording");
+  for (const char* file : {"old.mcap", "new.mcap"}) {
+    if (!std::filesystem::exists(KORVEL_MCAP_SCRIPT)) GTEST_SKIP() << "the script was not built";
+    refused(file, "node was not found", "export PATH=");
+    refused(file, "node: ended early", "export PATH=\"$PWD/silent:$PATH\"");
+    refused(file, "too", "export PATH=\"$PWD/talking:$PATH\"");
+    refused(file, "file too large", "ulimit -f 64");
+  }
 }
 
 TEST_F(Replay, UnusableFilesAreNamedInOneLine) {
+  ASSERT_EQ(record("mistakes"), 0);
+  const std::string good = recording().string();
   write(directory_ / "text", "KORVEL");
+  // The others are looked at all the same.
+  for (const char* options : {"", "--stats", "--json"}) {
+    const Outcome outcome = replay("text", fmt::format("'{}' {}", good, options));
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_NE(outcome.err.find("text: "), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.out.find(good), std::string::npos) << options;
+  }
+  // Nothing is no difference only where there was something to compare.
+  EXPECT_NE(replay(good, "--from 1e9").out.find("nothing could be said"), std::string::npos);
+  EXPECT_EQ(replay(good, "--from 2 --to 1").status, 2);
   for (const char* arguments : {"text", "nothing", ".", KORVEL_MODULE}) {
     const Outcome outcome = replay(arguments);
     EXPECT_EQ(outcome.status, 2) << arguments;

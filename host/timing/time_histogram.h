@@ -4,10 +4,14 @@
 #include <boost/histogram/histogram.hpp>
 #include <boost/histogram/storage_adaptor.hpp>
 #include <cstdint>
+#include <string>
 #include <tuple>
 #include <vector>
 
 namespace korvel::host {
+
+/// "250 ns", "1.5 us", "2.50 ms", "3.00 s".
+std::string time_in_words(double ns);
 
 /// How long many things took, each counted as one of `bins_per_decade` lengths per power of ten from 1 ns to 100 s, so
 /// that a percentile is at most 1 % too long. The longest is kept exactly.
@@ -20,8 +24,8 @@ class TimeHistogram {
 
   TimeHistogram();
 
-  /// Allocates nothing.
-  void add(std::int64_t ns, std::uint64_t place) noexcept;  // NOLINT(bugprone-exception-escape): as at its body
+  /// Allocates nothing. True if there was none as long.
+  bool add(std::int64_t ns, std::uint64_t place) noexcept;  // NOLINT(bugprone-exception-escape): as at its body
 
   std::uint64_t count() const { return count_; }
   /// Zero, at place zero, of an empty histogram.
@@ -31,10 +35,14 @@ class TimeHistogram {
   /// which the shortest such time lies, unless the largest is shorter. Zero of an empty histogram.
   double percentile(double share) const;
 
+  /// Lines of "from when on, how many, a bar", one for each quarter of a power of ten between the shortest and the
+  /// longest.
+  std::string bars() const;
+
  private:
   static constexpr double shortest = 1;
-  static constexpr unsigned decades = 11;
-  static constexpr unsigned bins_per_decade = 250;  ///< 10^(1/250) is 1.0093
+  static constexpr int decades = 11;
+  static constexpr int bins_per_decade = 252;  ///< 10^(1/252) is 1.0092
 
   using Axis = boost::histogram::axis::regular<double, boost::histogram::axis::transform::log>;
   using Counts = boost::histogram::dense_storage<std::uint64_t>;

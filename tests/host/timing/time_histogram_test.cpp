@@ -1,4 +1,4 @@
-#include "host/soak/time_histogram.h"
+#include "host/timing/time_histogram.h"
 
 #include <gtest/gtest.h>
 

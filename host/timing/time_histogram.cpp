@@ -1,0 +1,65 @@
+#include "host/timing/time_histogram.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <boost/histogram/make_histogram.hpp>
+#include <cmath>
+
+namespace korvel::host {
+
+std::string time_in_words(double ns) {
+  if (ns < 1e3) return fmt::format("{:.0f} ns", ns);
+  if (ns < 1e6) return fmt::format("{:.1f} us", ns / 1e3);
+  if (ns < 1e9) return fmt::format("{:.2f} ms", ns / 1e6);
+  return fmt::format("{:.2f} s", ns / 1e9);
+}
+
+TimeHistogram::TimeHistogram()
+    : bins_(boost::histogram::make_histogram_with(
+          Counts(), Axis(decades * bins_per_decade, shortest, shortest * std::pow(10, decades)))) {}
+
+// NOLINTNEXTLINE(bugprone-exception-escape): thrown is only for a wrong number of axes.
+bool TimeHistogram::add(std::int64_t ns, std::uint64_t place) noexcept {
+  bins_(static_cast<double>(ns));
+  const bool is_longest = count_ == 0 || ns > largest_.ns;
+  if (is_longest) largest_ = {ns, place};
+  ++count_;
+  return is_longest;
+}
+
+double TimeHistogram::percentile(double share) const {
+  const auto largest = static_cast<double>(largest_.ns);
+  const Axis& axis = bins_.axis();
+  double not_longer = 0;
+  // From what is shorter than the first bin; what is longer than the last one has no upper end but the largest.
+  for (int bin = -1; bin < axis.size(); ++bin) {
+    not_longer += static_cast<double>(bins_.at(bin));
+    if (not_longer >= share * static_cast<double>(count_)) return std::min(axis.value(bin + 1), largest);
+  }
+  return largest;
+}
+
+std::string TimeHistogram::bars() const {
+  constexpr int lines = 4 * decades;
+  constexpr int per_line = bins_per_decade / 4;
+  constexpr double longest_bar = 50;
+  std::array<double, lines> counts{};
+  for (int bin = -1; bin <= bins_.axis().size(); ++bin) {
+    counts[static_cast<std::size_t>(std::clamp(bin / per_line, 0, lines - 1))] += static_cast<double>(bins_.at(bin));
+  }
+  const auto has_any = [](double n) { return n > 0; };
+  const auto first = std::find_if(counts.begin(), counts.end(), has_any);
+  const auto last = std::find_if(counts.rbegin(), counts.rend(), has_any).base();
+  const double most = *std::max_element(counts.begin(), counts.end());
+  std::string text;
+  for (auto line = first; line < last; ++line) {
+    const double from = bins_.axis().value(per_line * static_cast<int>(line - counts.begin()));
+    text += fmt::format("{:>10} {:>10} {}\n", time_in_words(from), *line,
+                        std::string(static_cast<std::size_t>(std::ceil(longest_bar * *line / most)), '#'));
+  }
+  return text;
+}
+
+}  // namespace korvel::host

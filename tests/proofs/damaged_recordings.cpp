@@ -1,0 +1,168 @@
+/// Reads and replays recordings that were damaged: flipped bits, wild numbers, cut ends, blocks that are there twice or
+/// in another's place; half of them with checksums made right again, so that the damage comes further. Each ends with
+/// what is read or with an Error. To be run where memory is watched.
+///
+///   damaged_recordings MODULE SECONDS SEED RECORDING...    the recordings are best short ones, of all kinds
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <random>
+#include <sstream>
+
+#include "host/replay/playback.h"
+#include "host/replay/recorded_motion.h"
+#include "host/replay/statistics.h"
+#include "host/replay/words.h"
+#include "recording/hash.h"
+
+namespace {
+
+using namespace korvel::host;
+using korvel::recording::block_size;
+using korvel::recording::BlockHeader;
+using korvel::recording::FileHeader;
+using korvel::recording::RecordHeader;
+
+class Damager {
+ public:
+  explicit Damager(unsigned seed) : random_(seed) {}
+
+  void damage(std::string& file) {
+    for (std::size_t n = 1 + below(4); n > 0; --n) damage_once(file);
+    if (below(2) == 0) make_unended(file);
+    if (below(2) == 0) make_checksums_right(file);
+  }
+
+ private:
+  std::size_t below(std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(random_); }
+
+  /// Most often where something is said of the rest.
+  std::size_t place(const std::string& file) {
+    const std::size_t block = block_size * below(file.size() / block_size + 1);
+    switch (below(4)) {
+      case 0:
+        return std::min(block + below(sizeof(FileHeader)), file.size() - 1);
+      case 1:
+        return std::min(block + below(sizeof(BlockHeader) + sizeof(RecordHeader)), file.size() - 1);
+      case 2:
+        return below(std::min(file.size(), block_size));
+      default:
+        return below(file.size());
+    }
+  }
+
+  void damage_once(std::string& file) {
+    if (file.size() < 16) return;
+    const std::size_t at = place(file);
+    switch (below(5)) {
+      case 0:
+        file[at] = static_cast<char>(file[at] ^ (1 << static_cast<int>(below(8))));
+        return;
+      case 1: {
+        constexpr std::uint64_t wild[]{0,          1,      0xff, 0xffff, 0x7fffffff, 0xffffffff, ~std::uint64_t{0},
+                                       1ULL << 63, 0x10000};
+        const std::uint64_t value = wild[below(std::size(wild))] + below(3);
+        const std::size_t size = std::size_t{1} << below(4);
+        std::memcpy(&file[std::min(at, file.size() - 8) / size * size], &value, size);
+        return;
+      }
+      case 2:
+        file.resize(at);
+        return;
+      default: {
+        const std::size_t blocks = file.size() / block_size;
+        if (blocks < 2) return;
+        const std::string one = file.substr(block_size * below(blocks), block_size);
+        file.replace(block_size * below(blocks), block_size, one);
+      }
+    }
+  }
+
+  static void make_unended(std::string& file) {
+    if (file.size() >= sizeof(FileHeader)) std::memset(&file[offsetof(FileHeader, ended)], 0, sizeof(std::uint64_t));
+  }
+
+  static void make_checksums_right(std::string& file) {
+    for (std::size_t at = block_size; at + block_size <= file.size(); at += block_size) {
+      BlockHeader header;
+      std::memcpy(&header, &file[at], sizeof(header));
+      const std::uint64_t size = std::min<std::uint64_t>(header.complete, korvel::recording::records_per_block);
+      header.check[0] = {size, korvel::recording::checksum(header, &file[at + sizeof(header)], size)};
+      std::memcpy(&file[at], &header, sizeof(header));
+    }
+    FileHeader header;
+    if (file.size() < block_size) return;
+    std::memcpy(&header, file.data(), sizeof(header));
+    if (header.text_size > block_size - sizeof(header)) return;
+    header.text_checksum = korvel::recording::checksum(&file[sizeof(header)], header.text_size);
+    if (header.ended != 0) header.ended = file.size();
+    std::memcpy(file.data(), &header, sizeof(header));
+  }
+
+  std::mt19937_64 random_;
+};
+
+/// All that the command does with a file. Returns whether anything could be read.
+bool is_read(const std::filesystem::path& path, const char* module, const std::filesystem::path& cut) try {
+  const RecordingFile recording(path);
+  Statistics statistics(recording);
+  RecordedMotion motion(recording, 1);
+  for_each_call(recording, {}, [&](const RecordedCall& call, bool counts) {
+    statistics.add(call, counts);
+    if (motion.add(call)) motion.row();
+  });
+  statistics.end();
+  statistics.text();
+  statistics.json();
+  Slicer slicer(recording);
+  const Playback playback = play(recording, module, {}, &slicer);
+  in_words(recording, playback);
+  if (playback.first) {
+    Outputs outputs;
+    OutputFile file(outputs.claim(cut));
+    slicer.write(file);
+    file.commit();
+    play(RecordingFile(cut), module, {});
+  }
+  return true;
+} catch (const Error&) {
+  return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 5) return 2;
+  std::vector<std::string> recordings;
+  for (int i = 4; i < argc; ++i) {
+    std::ifstream file(argv[i], std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    recordings.push_back(bytes.str());
+  }
+  Damager damager(static_cast<unsigned>(std::atoi(argv[3])));
+  const int memory = memfd_create("damaged", MFD_CLOEXEC);
+  const std::filesystem::path path = "/proc/self/fd/" + std::to_string(memory);
+  const std::filesystem::path cut = std::filesystem::temp_directory_path() / ("damaged-" + std::to_string(getpid()));
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(std::atoi(argv[2]));
+  std::size_t files = 0;
+  std::size_t read = 0;
+  while (std::chrono::steady_clock::now() < end) {
+    std::string file = recordings[files % recordings.size()];
+    damager.damage(file);
+    const auto size = static_cast<off_t>(file.size());
+    if (ftruncate(memory, 0) != 0 || pwrite(memory, file.data(), file.size(), 0) != size) return 1;
+    if (is_read(path, argv[1], cut)) ++read;
+    ++files;
+  }
+  std::filesystem::remove(cut);
+  std::cout << "damaged recordings: " << files << ", of which " << read << " could be read, the others were refused\n";
+}
