@@ -188,9 +188,9 @@ class Call {
     if (record_ == nullptr) return;
     using Form = recording::FormOf<Value>;
     const std::size_t bytes = Form::shape.bytes(tape_.size());
-    record_->flags |= recording::has_result;
     if ((record_->flags & recording::result_in_full) != 0) Form::put(result_, bytes, value);
     record_->result = word(value, bytes);
+    record_->flags |= recording::has_result;
   }
   /// Of a computation, which leaves it in the object.
   void shown_by(const tesk::RigidBodySystem& robot) noexcept;
