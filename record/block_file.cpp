@@ -141,7 +141,7 @@ bool BlockFile::lengthen() noexcept {
   return false;
 }
 
-bool BlockFile::map(Block& block, std::uint32_t place) noexcept {
+bool BlockFile::map(Block& block, std::uint32_t place) const noexcept {
   if (block.header == nullptr) {
     void* memory = mmap(nullptr, block_size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor_, offset_of(place));
     if (memory == MAP_FAILED) return false;

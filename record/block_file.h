@@ -52,7 +52,7 @@ class BlockFile {
   static constexpr std::size_t small_ring = 1024;   ///< blocks that all stay in memory
 
   bool lengthen() noexcept;
-  bool map(Block& block, std::uint32_t place) noexcept;
+  bool map(Block& block, std::uint32_t place) const noexcept;
   void unmap_all() noexcept;
   void all_are_free() noexcept;
   bool all_stay() const noexcept { return ring_ != 0 && ring_ <= small_ring; }

@@ -60,6 +60,9 @@ thread_local Trap* Trap::last = nullptr;
 
 /// A host's global object lasts longer than what its modules have that is static.
 struct Global {
+  Global() = default;
+  Global(const Global&) = delete;
+  Global& operator=(const Global&) = delete;
   ~Global() {
     if (robot) (*robot)->getMass();
   }
