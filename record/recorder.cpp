@@ -61,12 +61,18 @@ Recorder::Recorder() {
 }
 
 void Recorder::end() noexcept {
+  {
+    const std::lock_guard lock(mutex_);
+    has_ended_ = true;
+    if (Session* session = recording_.exchange(nullptr)) session->end(objects_ > 0);
+  }
+  // Objects may be there at the end of the process, and threads that call them. The last one releases the rest.
+  release();
+}
+
+void Recorder::release() noexcept {
   const std::lock_guard lock(mutex_);
-  Session* session = recording_.exchange(nullptr);
-  // Objects may be there at the end of the process, and threads that call them.
-  const bool any = objects_ > 0;
-  if (session != nullptr) session->end(any);
-  if (any) return;
+  if (objects_ > 0) return;
   session_.reset();
   module_.reset();
   std::vector<Input>().swap(inertias_);

@@ -27,7 +27,9 @@ class Recorder {
   void add_object();
   /// Likewise, a clone of one that is there.
   void add_clone() noexcept { objects_.fetch_add(1); }
-  void remove_object() noexcept { objects_.fetch_sub(1); }
+  void remove_object() noexcept {
+    if (objects_.fetch_sub(1) == 1 && has_ended_) release();
+  }
   /// The process ends, or this library is unloaded: calls are handed on and not recorded any more.
   void end() noexcept;
 
@@ -49,12 +51,15 @@ class Recorder {
 
  private:
   void begin(tesk::RigidBodySystem& robot);
+  /// Unless there are objects.
+  void release() noexcept;
 
   std::mutex mutex_;  ///< whoever holds it makes the module, the recording, or an end to both
   std::unique_ptr<RealModule> module_;
   std::optional<RobotSize> size_;
   std::unique_ptr<Session> session_;
   std::atomic<Session*> recording_{nullptr};
+  std::atomic<bool> has_ended_{false};
   std::vector<Input> inertias_;
   std::atomic<std::uint16_t> shared_changes_{0};
   std::atomic<std::uint32_t> numbers_{0}, streams_{0};
