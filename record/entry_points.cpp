@@ -1,5 +1,5 @@
 #include "record/recorded_system.h"
 
-tesk::RigidBodySystem* create() { return new korvel::record::RecordedSystem(korvel::record::Recorder::get().create()); }
+tesk::RigidBodySystem* create() { return new korvel::record::RecordedSystem; }
 
 void destroy(tesk::RigidBodySystem* system) noexcept { delete system; }

@@ -35,7 +35,11 @@ class RecordedSystem final : public tesk::RigidBodySystem {
       recorded.result(result);
       return static_cast<Returned>(result);
     } else {
-      return may_throw(recorded, [&] { return (real_.get()->*method)(values...); });
+      return may_throw(recorded, [&] {
+        auto result = (real_.get()->*method)(values...);
+        recorded.result(result);
+        return result;
+      });
     }
   }
 
@@ -49,9 +53,7 @@ class RecordedSystem final : public tesk::RigidBodySystem {
   template <typename Function>
   static auto may_throw(Call& recorded, const Function& function) {
     try {
-      auto result = function();
-      recorded.result(result);
-      return result;
+      return function();
     } catch (const std::bad_alloc&) {
       recorded.thrown(true);
       throw;
@@ -66,8 +68,7 @@ class RecordedSystem final : public tesk::RigidBodySystem {
   }
 
  public:
-  explicit RecordedSystem(std::unique_ptr<RigidBodySystem> real);
-  RecordedSystem(const RecordedSystem&) = delete;
+  RecordedSystem();
   RecordedSystem& operator=(const RecordedSystem&) = delete;
   ~RecordedSystem() override;
 
@@ -222,10 +223,11 @@ class RecordedSystem final : public tesk::RigidBodySystem {
   }
 
  private:
-  RecordedSystem(const RecordedSystem& other, std::unique_ptr<RigidBodySystem> real);
+  RecordedSystem(const RecordedSystem& other);
 
   void partial_com_jacobian(unsigned long b, ComJacobian& J);
 
+  Presence presence_;
   std::unique_ptr<RigidBodySystem> real_;
   mutable Tape tape_;
 };

@@ -3,7 +3,6 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -12,12 +11,28 @@ namespace korvel::record {
 
 namespace {
 
-Recorder recorder;
+/// Lasts longer than the process's static objects: some of those may be robots, and threads may call others.
+union Lasting {
+  Lasting() : recorder() {}
+  Lasting(const Lasting&) = delete;
+  Lasting& operator=(const Lasting&) = delete;
+  ~Lasting() { recorder.end(); }
+
+  Recorder recorder;
+};
+
+Lasting lasting;
 
 /// In one piece: other threads write there, too.
 void say(const std::string& text) {
   const std::string line = "korvel recorder: " + text + '\n';
   [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, line.data(), line.size());
+}
+
+/// A child of the process may be elsewhere.
+std::string absolute(const char* folder) {
+  const std::unique_ptr<char, void (*)(void*)> real(realpath(folder, nullptr), std::free);
+  return real ? real.get() : folder;
 }
 
 /// Megabytes, from the environment. Throws std::runtime_error.
@@ -34,44 +49,51 @@ std::uint64_t limit() {
 
 }  // namespace
 
-Recorder& Recorder::get() { return recorder; }
+Recorder& Recorder::get() { return lasting.recorder; }
 
 Recorder::Recorder() {
-  pthread_atfork(nullptr, nullptr, [] { recorder.forked(); });
+  // Nobody is in the middle of making a recording when the process is copied.
+  pthread_atfork([] { get().mutex_.lock(); }, [] { get().mutex_.unlock(); },
+                 [] {
+                   if (Session* session = get().session()) session->forked();
+                   get().mutex_.unlock();
+                 });
 }
 
-void Recorder::forked() noexcept {
-  if (session_ == nullptr) return;
-  spare_ = nullptr;
-  session_->forked();
-}
-
-Recorder::~Recorder() {
-  set_spare(nullptr);
-  if (session_ != nullptr) session_->end();
-  // Objects may be there at the end of the process, and threads that call them.
-  if (objects_ == 0) {
-    delete session_;
-  } else {
-    static_cast<void>(module_.release());
+void Recorder::end() noexcept {
+  {
+    const std::lock_guard lock(mutex_);
+    has_ended_ = true;
+    if (Session* session = recording_.exchange(nullptr)) session->end(objects_ > 0);
   }
+  // Objects may be there at the end of the process, and threads that call them. The last one releases the rest.
+  release();
 }
 
-std::unique_ptr<tesk::RigidBodySystem> Recorder::create() {
+void Recorder::release() noexcept {
+  const std::lock_guard lock(mutex_);
+  if (objects_ > 0) return;
+  session_.reset();
+  module_.reset();
+  std::vector<Input>().swap(inertias_);
+}
+
+void Recorder::add_object() {
+  const std::lock_guard lock(mutex_);
   if (!module_) module_ = std::make_unique<RealModule>();
-  std::unique_ptr<tesk::RigidBodySystem> robot(module_->create());
-  if (!has_begun_) begin(*robot);
-  return robot;
+  if (!size_) begin(*create());
+  objects_.fetch_add(1);
 }
 
 void Recorder::begin(tesk::RigidBodySystem& robot) {
+  size_.emplace(robot);
   inertias_.resize(robot.getNbBodies());
   recording::all_operations();
   const char* folder = std::getenv("KORVEL_RECORD_TO");
-  has_begun_ = true;
   try {
     if (folder == nullptr || *folder == '\0') throw std::runtime_error("KORVEL_RECORD_TO names no folder");
-    session_ = new Session(folder, limit(), description(*module_, robot));
+    session_ = std::make_unique<Session>(absolute(folder), limit(), description(*module_, robot));
+    recording_.store(session_.get(), std::memory_order_release);
   } catch (const std::exception& error) {
     say(std::string("nothing is recorded: ") + error.what());
   }

@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <vector>
 
 #include "record/inputs.h"
@@ -16,45 +18,61 @@ class Recorder {
   Recorder();
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
-  ~Recorder();
+  ~Recorder() = default;
 
   static Recorder& get();
 
-  /// An object of the module. Begins to record with the first one, or says on the standard error why not. Throws what
-  /// the module throws, and std::runtime_error if there is none.
-  std::unique_ptr<tesk::RigidBodySystem> create();
+  /// There is one more object: the module is there as long as any is. Begins to record with the first one, or says on
+  /// the standard error why not. Throws what the module throws, and std::runtime_error if there is none.
+  void add_object();
+  /// Likewise, a clone of one that is there.
+  void add_clone() noexcept { objects_.fetch_add(1); }
+  void remove_object() noexcept {
+    if (objects_.fetch_sub(1) == 1 && has_ended_) release();
+  }
+  /// The process ends, or this library is unloaded: calls are handed on and not recorded any more.
+  void end() noexcept;
+
+  /// An object of the module.
+  std::unique_ptr<tesk::RigidBodySystem> create() const {
+    return std::unique_ptr<tesk::RigidBodySystem>(module_->create());
+  }
+  const RobotSize& size() const noexcept { return *size_; }
 
   /// Nothing if nothing is recorded.
-  Session* session() const noexcept { return session_; }
+  Session* session() const noexcept { return recording_.load(std::memory_order_acquire); }
   std::uint32_t next_number() noexcept { return numbers_.fetch_add(1, std::memory_order_relaxed) + 1; }
   std::uint32_t next_stream() noexcept { return streams_.fetch_add(1, std::memory_order_relaxed) + 1; }
 
-  /// A block that an object has left partly written goes on with the next object.
-  Block* spare() noexcept { return spare_.exchange(nullptr, std::memory_order_acq_rel); }
-  void set_spare(Block* block) noexcept {
-    if (Block* before = spare_.exchange(block, std::memory_order_acq_rel)) Session::leave(*before);
-  }
-  void forked() noexcept;
-
-  void object_made() noexcept { objects_.fetch_add(1, std::memory_order_relaxed); }
-  void object_ended() noexcept { objects_.fetch_sub(1, std::memory_order_relaxed); }
-
   /// The last arguments of setBodyInertia for each body. Written by that operation, which overlaps no other call.
   std::vector<Input>& inertias() noexcept { return inertias_; }
-  std::uint16_t shared_changes() const noexcept { return shared_changes_; }
-  void count_shared_change() noexcept { ++shared_changes_; }
+  std::uint16_t shared_changes() const noexcept { return shared_changes_.load(std::memory_order_relaxed); }
+  void count_shared_change() noexcept { shared_changes_.fetch_add(1, std::memory_order_relaxed); }
 
  private:
   void begin(tesk::RigidBodySystem& robot);
+  /// Unless there are objects.
+  void release() noexcept;
 
+  std::mutex mutex_;  ///< whoever holds it makes the module, the recording, or an end to both
   std::unique_ptr<RealModule> module_;
-  Session* session_ = nullptr;
-  bool has_begun_ = false;
+  std::optional<RobotSize> size_;
+  std::unique_ptr<Session> session_;
+  std::atomic<Session*> recording_{nullptr};
+  std::atomic<bool> has_ended_{false};
   std::vector<Input> inertias_;
-  std::uint16_t shared_changes_ = 0;
-  std::atomic<Block*> spare_{nullptr};
+  std::atomic<std::uint16_t> shared_changes_{0};
   std::atomic<std::uint32_t> numbers_{0}, streams_{0};
   std::atomic<long> objects_{0};
+};
+
+/// An object as long as it is there.
+class Presence {
+ public:
+  Presence() { Recorder::get().add_object(); }
+  Presence(const Presence& /*of what is cloned*/) { Recorder::get().add_clone(); }
+  Presence& operator=(const Presence&) = delete;
+  ~Presence() { Recorder::get().remove_object(); }
 };
 
 /// Of what is recorded, as JSON: the file's own description.

@@ -20,38 +20,33 @@ std::size_t most_shown(const RobotSize& size) {
 
 }  // namespace
 
-Tape::Tape(const tesk::RigidBodySystem& real)
+Tape::Tape(const RobotSize& size)
     : recorder_(Recorder::get()),
-      real_(real),
-      size_(real),
+      size_(size),
       number_(recorder_.next_number()),
       inputs_(size_),
-      scratch_(most_shown(size_)) {
-  recorder_.object_made();
-}
+      scratch_(most_shown(size_)) {}
 
-Tape::Tape(const Tape& other, const tesk::RigidBodySystem& real)
+Tape::Tape(const Tape& other)
     : recorder_(other.recorder_),
-      real_(real),
       size_(other.size_),
       number_(recorder_.next_number()),
+      is_uncertain_(other.is_uncertain_ || other.overlaps_.load(std::memory_order_acquire) != 0),
       inputs_(other.inputs_),
-      scratch_(other.scratch_.size()) {
-  recorder_.object_made();
-}
+      scratch_(other.scratch_.size()) {}
 
 Tape::~Tape() {
-  const Session* session = recorder_.session();
-  if (block_ != nullptr && session != nullptr && generation_ == session->generation()) recorder_.set_spare(block_);
-  recorder_.object_ended();
+  Session* session = recorder_.session();
+  if (block_ != nullptr && session != nullptr && generation_ == session->generation()) session->leave_spare(*block_);
 }
 
-void Tape::begin_anew(const Session& session) noexcept {
+void Tape::begin_anew(Session& session) noexcept {
   const bool is_first = generation_ == 0;
+  session_ = &session;
   generation_ = session.generation();
-  busy_.store(false, std::memory_order_relaxed);
+  overlaps_.store(0, std::memory_order_relaxed);
   used_ = 0;
-  block_ = is_first ? recorder_.spare() : nullptr;
+  block_ = is_first ? session.take_spare() : nullptr;
   if (block_ != nullptr) {
     stream_ = block_->header->stream;
     used_ = block_->header->complete;
@@ -60,10 +55,31 @@ void Tape::begin_anew(const Session& session) noexcept {
   }
 }
 
+// ---- Calls that overlap ---------------------------------------------------------------------------------------------
+
+void Tape::enter_overlapping(Session& session) noexcept {
+  session.count_overlapped();
+  overlaps_.fetch_add(one_begun + one_inside);
+}
+
+void Tape::leave_overlapping() noexcept {
+  overlaps_.fetch_or(any_ended);
+  overlaps_.fetch_sub(one_inside);
+}
+
+void Tape::note_overlaps(RecordHeader& record) noexcept {
+  // They get the numbers after this call's, which makes a gap.
+  call_ += static_cast<std::uint32_t>(overlaps_.fetch_and(all_inside));
+  record.flags |= recording::overlapped;
+  is_uncertain_ = true;
+}
+
+// ---- Blocks ---------------------------------------------------------------------------------------------------------
+
 bool Tape::next_block(std::size_t bytes) noexcept {
   if (block_ != nullptr) Session::leave(*block_);
   used_ = 0;
-  block_ = recorder_.session()->take(stream_);
+  block_ = session_->take(stream_);
   if (block_ != nullptr) {
     // Of a robot too large for a block nothing is recorded.
     const bool restates = call_ > 1;
@@ -72,7 +88,7 @@ bool Tape::next_block(std::size_t bytes) noexcept {
       return true;
     }
   }
-  recorder_.session()->count_lost();
+  session_->count_lost();
   return false;
 }
 
@@ -106,14 +122,16 @@ void Tape::restate_clone() noexcept {
 void Tape::restate_all(std::uint32_t before_call) noexcept {
   const std::uint32_t call = std::exchange(call_, before_call);
   const std::uint64_t time = ticks();
+  auto* made = reinterpret_cast<RecordHeader*>(block_->records() + used_);
   restate(Operation::create, nullptr, 0, time);
+  if (is_uncertain_) made->flags |= recording::overlapped;
   for (const Input& input : recorder_.inertias()) {
     if (input.operation != Input::never) restate(Operation::setBodyInertia, input.arguments, input.size, time);
   }
   // No setter, but what the sum of masses has been rounded to.
   auto* record = reinterpret_cast<RecordHeader*>(block_->records() + used_);
   restate(Operation::getMass, nullptr, 0, time);
-  const float mass = real_.getMass();
+  const float mass = real_->getMass();
   record->flags |= recording::has_result;
   record->result = recording::result_word(&mass, 1);
   inputs_.for_each([&](Operation operation, const char* arguments, std::size_t bytes) {

@@ -16,26 +16,34 @@ namespace korvel::record {
 /// one breaks that, and is counted and not recorded.
 class Tape {
  public:
-  explicit Tape(const tesk::RigidBodySystem& real);
+  explicit Tape(const RobotSize& size);
   /// Of a clone: with its inputs.
-  Tape(const Tape& other, const tesk::RigidBodySystem& real);
-  Tape(const Tape&) = delete;
+  Tape(const Tape& other);
   Tape& operator=(const Tape&) = delete;
   ~Tape();
 
   const RobotSize& size() const noexcept { return size_; }
   std::uint32_t number() const noexcept { return number_; }
 
-  /// False if the call is not to be recorded; else `leave` ends it.
-  bool enter() noexcept {
+  /// The object that is recorded, once it is there and as long as it is.
+  void follow(const tesk::RigidBodySystem& real) noexcept { real_ = &real; }
+
+  enum class Entry { not_recorded, recorded, overlapping };
+  /// What is not `not_recorded` has to leave.
+  Entry enter() noexcept {
     Session* session = recorder_.session();
-    if (session == nullptr) return false;
-    if (generation_ != session->generation()) begin_anew(*session);
-    if (!busy_.exchange(true, std::memory_order_acquire)) return true;
-    session->count_overlapped();
-    return false;
+    if (session == nullptr) return Entry::not_recorded;
+    // Of another generation was a thread of the parent, when the process was forked.
+    const unsigned generation = session->generation();
+    if (busy_.exchange(generation, std::memory_order_acquire) == generation) {
+      enter_overlapping(*session);
+      return Entry::overlapping;
+    }
+    if (generation_ != generation) begin_anew(*session);
+    return Entry::recorded;
   }
-  void leave() noexcept { busy_.store(false, std::memory_order_release); }
+  void leave() noexcept { busy_.store(0, std::memory_order_release); }
+  void leave_overlapping() noexcept;
 
   /// A record with its header, the arguments to be written; none if there is no room.
   recording::RecordHeader* begin(recording::Operation operation, std::size_t argument_bytes,
@@ -54,6 +62,7 @@ class Tape {
   void completed(recording::RecordHeader& record) noexcept {
     const std::uint64_t took = ticks() - record.ticks;
     record.took = took < recording::longest ? static_cast<std::uint32_t>(took) : recording::longest;
+    if (overlaps_.load(std::memory_order_acquire) != 0) note_overlaps(record);
     __atomic_store_n(&block_->header->complete, used_, __ATOMIC_RELEASE);
   }
 
@@ -81,21 +90,33 @@ class Tape {
   float* scratch() noexcept { return scratch_.data(); }
 
  private:
+  // What calls that overlap the recorded ones have left to be noted, in one word: how many have begun, how many of all
+  // are not over, and whether any has ended.
+  static constexpr std::uint64_t one_begun = 1;
+  static constexpr std::uint64_t one_inside = std::uint64_t{1} << 32;
+  static constexpr std::uint64_t any_ended = std::uint64_t{1} << 63;
+  static constexpr std::uint64_t all_inside = any_ended - one_inside;
+
+  void enter_overlapping(Session& session) noexcept;
+  void note_overlaps(recording::RecordHeader& record) noexcept;
   bool next_block(std::size_t bytes) noexcept;
   std::size_t bytes_to_restate() const noexcept;
   /// The inputs as they are before the call of that number.
   void restate_all(std::uint32_t before_call) noexcept;
-  void begin_anew(const Session& session) noexcept;
+  void begin_anew(Session& session) noexcept;
   recording::RecordHeader* write_header(recording::Operation operation, std::size_t bytes, std::uint64_t time) noexcept;
   void restate(recording::Operation operation, const char* arguments, std::size_t bytes, std::uint64_t time) noexcept;
 
   Recorder& recorder_;
-  const tesk::RigidBodySystem& real_;
+  Session* session_ = nullptr;
+  const tesk::RigidBodySystem* real_ = nullptr;
   RobotSize size_;
   std::uint32_t number_;
   std::uint32_t call_ = 0;
-  std::atomic<bool> busy_{false};
+  std::atomic<unsigned> busy_{0};  ///< the generation of the call that lasts
   unsigned generation_ = 0;
+  std::atomic<std::uint64_t> overlaps_{0};
+  bool is_uncertain_ = false;  ///< an input may have been set by a call that is not recorded
   std::uint32_t stream_ = 0;
   Block* block_ = nullptr;
   std::size_t used_ = 0;
@@ -132,8 +153,8 @@ class Call {
  public:
   template <typename... Values>
   Call(Tape& tape, recording::Operation operation, std::size_t result_bytes, const Values&... arguments) noexcept
-      : tape_(tape), operation_(operation), entered_(tape.enter()) {
-    if (!entered_) return;
+      : tape_(tape), operation_(operation), entry_(tape.enter()) {
+    if (entry_ != Tape::Entry::recorded) return;
     const std::size_t bytes = (std::size_t{0} + ... + recording::FormOf<Values>::shape.bytes(tape.size()));
     const bool in_full = result_bytes > 0 && tape.is_due_in_full(operation);
     record_ = tape.begin(operation, recording::padded(bytes), in_full ? recording::padded(result_bytes) : 0);
@@ -154,9 +175,12 @@ class Call {
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
   ~Call() {
-    if (!entered_) return;
-    if (record_ != nullptr) tape_.completed(*record_);
-    tape_.leave();
+    if (entry_ == Tape::Entry::recorded) {
+      if (record_ != nullptr) tape_.completed(*record_);
+      tape_.leave();
+    } else if (entry_ == Tape::Entry::overlapping) {
+      tape_.leave_overlapping();
+    }
   }
 
   template <typename Value>
@@ -164,9 +188,9 @@ class Call {
     if (record_ == nullptr) return;
     using Form = recording::FormOf<Value>;
     const std::size_t bytes = Form::shape.bytes(tape_.size());
-    record_->flags |= recording::has_result;
     if ((record_->flags & recording::result_in_full) != 0) Form::put(result_, bytes, value);
     record_->result = word(value, bytes);
+    record_->flags |= recording::has_result;
   }
   /// Of a computation, which leaves it in the object.
   void shown_by(const tesk::RigidBodySystem& robot) noexcept;
@@ -223,7 +247,7 @@ class Call {
 
   Tape& tape_;
   recording::Operation operation_;
-  bool entered_;
+  Tape::Entry entry_;
   recording::RecordHeader* record_ = nullptr;
   char* result_ = nullptr;
 };

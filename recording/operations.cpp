@@ -90,7 +90,7 @@ template <auto method>
 OperationEntry computation(Operation operation, const char* name, Kinds reads, Kinds writes,
                            std::initializer_list<Stage> stages) {
   OperationEntry e = entry_of<method>(operation, name, Index::none, reads, writes);
-  e.shown = written_by(stages);
+  e.shown = ShownResults(written_by(stages));
   e.perform = [](Robot& robot, const RobotSize&, const char*, char*) { (robot.*method)(); };
   return e;
 }

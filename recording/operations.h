@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <vector>
@@ -119,6 +120,22 @@ constexpr Resources goes_into(Resource written) {
 /// What the index of an operation counts.
 enum class Index { none, body, body_or_none, joint, volatile_frame, root };
 
+/// A few results. Nothing of a table of them ends when a process does, for calls may still be recorded.
+class ShownResults {
+ public:
+  ShownResults() = default;
+  explicit ShownResults(const std::vector<Result>& results) : count_(results.size()) {
+    std::copy(results.begin(), results.end(), results_.begin());
+  }
+  bool empty() const { return count_ == 0; }
+  const Result* begin() const { return results_.data(); }
+  const Result* end() const { return results_.data() + count_; }
+
+ private:
+  std::array<Result, std::tuple_size_v<decltype(all_results)>> results_{};
+  std::size_t count_ = 0;
+};
+
 /// What there is to know of an operation to record, repeat and explain it.
 struct OperationEntry {
   Operation operation;
@@ -129,7 +146,7 @@ struct OperationEntry {
   /// Of those with an index for each body, joint or frame: of that index alone, for an operation that has it.
   Resources reads, writes;
   /// What is shown of a computation that returns nothing; its result is all that it writes.
-  std::vector<Result> shown;
+  ShownResults shown;
   /// Calls it and puts the result. May throw what the operation throws. Not for the first three.
   void (*perform)(tesk::RigidBodySystem& robot, const RobotSize& size, const char* arguments, char* result);
 
@@ -138,6 +155,8 @@ struct OperationEntry {
   NumberType result_type() const { return shown.empty() ? result.type : NumberType::real; }
   std::size_t result_bytes(const RobotSize& size) const { return result_numbers(size) * bytes_of(result_type()); }
 };
+
+static_assert(std::is_trivially_destructible_v<OperationEntry>);
 
 const std::array<OperationEntry, operation_count>& all_operations();
 inline const OperationEntry& entry(Operation operation) {

@@ -141,6 +141,9 @@ void Player::restate(const RecordedCall& call) {
     if (!object.takes_restated) return;
     if (call.header.call != object.next_call) lose(call.header.object, object);
     object.next_call = call.header.call;
+    // A call that is not there may have set any of them.
+    if (call.has(recording::overlapped)) object.takes_restated = false;
+    if (!object.takes_restated) return;
     for (const Resource input : inputs) {
       places_.for_each_of(input, [&](std::size_t place) { object.known[place] = true; });
     }
@@ -249,7 +252,9 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
     ++played.calls;
     return {};
   }
-  if (!is_allowed(call) || !call.has_returned() || call.has(recording::out_of_memory)) {
+  if (call.has(recording::overlapped)) lose(call.header.object, object);
+  if (!is_allowed(call) || !call.has_returned() || call.has(recording::out_of_memory) ||
+      call.has(recording::overlapped)) {
     if (operation == Operation::setBodyInertia) ++shared_changes_;
     ++not_performed_;
     note(object, call, false);

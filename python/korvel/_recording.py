@@ -18,12 +18,13 @@ _MAGIC = b"KORVELR\n"
 _BLOCK = 1 << 16
 _FILE_HEADER = struct.Struct("<8sIIQIIQqqQqqQQQ")
 _BLOCK_HEADER = struct.Struct("<IIQQQQQQQQ")
-_SIZE = struct.Struct("<I")
+_RECORD_BEGIN = struct.Struct("<IHH")
 _BLOCK_MAGIC = 0x4B4C424B
 _RECORD = 40
 _NOT_RETURNED = 0xFFFFFFFF
 
-HAS_RESULT, RESULT_IN_FULL, HAS_THROWN, RESTATED, INCOMPLETE, OUT_OF_MEMORY, FLUSHES_DENORMALS = (1 << i for i in range(7))
+(HAS_RESULT, RESULT_IN_FULL, HAS_THROWN, RESTATED, INCOMPLETE, OUT_OF_MEMORY, FLUSHES_DENORMALS,
+ OVERLAPPED) = (1 << i for i in range(8))
 """Bits of ``flags``."""
 
 _CALLS = np.dtype([("time", "<f8"), ("took", "<f8"), ("operation", "<u2"), ("flags", "<u2"), ("object", "<u4"),
@@ -61,8 +62,9 @@ class Recording:
     >>> calls = recording.of("setJointAnglesPos")
     >>> recording.calls["time"][calls.which], calls.arguments[0]  # [k], [k, 24]
 
-    A file that is none, or that is damaged, raises ``Error`` with the place. Checksums are looked at where the package
-    ``xxhash`` is installed; ``checked`` says so.
+    A file that is none, or that is damaged, raises ``Error`` with the place. Of one that was not ended, a block that is not
+    whole is left out from where it is not, as ``korvel-host replay`` does it; ``blocks_left_out`` counts them. Checksums are
+    looked at where the package ``xxhash`` is installed; ``checked`` says so.
     """
 
     def __init__(self, path: Union[str, os.PathLike[str]]) -> None:
@@ -93,6 +95,7 @@ class Recording:
             self._shapes: List[Dict[str, Any]] = described["operations"]
             self.operations: Tuple[str, ...] = tuple(shape["name"] for shape in self._shapes)
             """Their names, by the number that calls have."""
+            self._sizes = [_sizes_of_records(shape) for shape in self._shapes]
         except (ValueError, KeyError, TypeError) as error:
             raise self._error(_FILE_HEADER.size, f"expected JSON that describes the recording: {error}") from error
         self.began = unix_ns / 1e9
@@ -101,7 +104,11 @@ class Recording:
         """Whether the recording was ended in order: it has all calls then, but for those that were ``lost``."""
         seconds_per_tick = (last_ns - first_ns) / 1e9 / max(last_ticks - first_ticks, 1) if last_ticks > first_ticks else 1e-9
         self._words = self._data[:len(self._data) // 8 * 8].view("<u8")
-        offsets = self._records(ended or len(self._data), hash_of)
+        if ended not in (0, len(self._data)):
+            raise self._error(96, f"the file had {ended} bytes, and has {len(self._data)}")
+        self.blocks_left_out = 0
+        """Blocks that are not whole, of a file that was not ended."""
+        offsets = self._records(hash_of)
         self.calls = self._headers(np.array(offsets, np.int64), first_ticks, seconds_per_tick)
         """A row for each call, in the order of time: ``time`` since the recording began [s], ``took`` [s], which is not a
         number where a call has not returned, ``operation``, ``flags``, ``object`` and ``number`` of the call of this
@@ -110,37 +117,74 @@ class Recording:
     def _error(self, offset: int, text: str) -> Error:
         return Error(f"{self.path}: byte {offset}: {text}")
 
-    def _records(self, size: int, hash_of: Optional[Callable[..., int]]) -> List[int]:
+    def _records(self, hash_of: Optional[Callable[..., int]]) -> List[int]:
         """Where records begin, block by block in the order in which those were taken."""
-        blocks = []
-        for offset in range(_BLOCK, min(size, len(self._data)) - _BLOCK + 1, _BLOCK):
-            magic, _, number, ticks, complete, _, *checks = _BLOCK_HEADER.unpack_from(self._file, offset)
-            if number == 0:
+        blocks: Dict[Tuple[int, int], Tuple[int, ...]] = {}
+        for offset in range(_BLOCK, len(self._data) - _BLOCK + 1, _BLOCK):
+            magic, stream, number, _, *rest = _BLOCK_HEADER.unpack_from(self._file, offset)
+            # Never made, or made and never taken.
+            if number == 0 and magic in (0, _BLOCK_MAGIC):
                 continue
-            if magic != _BLOCK_MAGIC or complete > _BLOCK - _BLOCK_HEADER.size:
-                if self.ended:
-                    raise self._error(offset, "expected a block of records")
-                continue
-            blocks.append((number, offset, complete, checks))
+            if magic != _BLOCK_MAGIC:
+                raise self._error(offset, "expected a block of records")
+            if (number, stream) in blocks:
+                raise self._error(offset, f"block {number} is there twice")
+            blocks[number, stream] = (offset, *rest)
         offsets: List[int] = []
-        for _, offset, complete, checks in sorted(blocks):
-            begin = offset + _BLOCK_HEADER.size
-            if hash_of:
-                seed = hash_of(self._data[offset:offset + 24].tobytes())
-                whole = [size for size, checksum in zip(checks[::2], checks[1::2]) if size <= complete and
-                         hash_of(self._data[begin:begin + size].tobytes(), seed) == checksum]
-                if not whole or (self.ended and max(whole) != complete):
-                    if self.ended:
-                        raise self._error(offset, "expected records that the block has the checksum of")
-                    continue
-            at = begin
-            while at < begin + complete:
-                length = _SIZE.unpack_from(self._file, at)[0]
-                if length < _RECORD or length % 8 or at + length > begin + complete:
-                    raise self._error(at, f"expected a record, found one of {length} bytes")
-                offsets.append(at)
-                at += length
+        for _, block in sorted(blocks.items()):
+            offsets += self._records_of(*block, hash_of=hash_of)
         return offsets
+
+    def _records_of(self, offset: int, complete: int, begun: int, *checks: int,
+                    hash_of: Optional[Callable[..., int]]) -> List[int]:
+        begin = offset + _BLOCK_HEADER.size
+
+        def unusable(at: int, text: str) -> List[int]:
+            if self.ended:
+                raise self._error(at, text)
+            self.blocks_left_out += 1
+            return []
+
+        if complete > begun or begun > _BLOCK - _BLOCK_HEADER.size:
+            return unusable(offset, "expected no more records than a block can have")
+        checked = max((size for size, checksum in zip(checks[::2], checks[1::2])
+                       if size <= complete and self._is_right(offset, size, checksum, hash_of)), default=0)
+        if (checked != complete) if self.ended else (checked == 0 and any(checks[::2])):
+            return unusable(begin, "expected records that the block has the checksum of")
+        offsets = []
+        # A call that has not returned stands behind those that have.
+        at = begin
+        while at < begin + begun:
+            size = self._size_of_record(at, begin + begun)
+            if size == 0:
+                if self.ended or at < begin + checked:
+                    return unusable(at, "expected a record of an operation")
+                # Written after the last checksum and before the power was lost.
+                self.blocks_left_out += 1
+                break
+            offsets.append(at)
+            at += size
+        return offsets
+
+    def _is_right(self, offset: int, size: int, checksum: int, hash_of: Optional[Callable[..., int]]) -> bool:
+        if hash_of is None:
+            return True
+        begin = offset + _BLOCK_HEADER.size
+        seed = hash_of(self._data[offset:offset + 24].tobytes())
+        return hash_of(self._data[begin:begin + size].tobytes(), seed) == checksum
+
+    def _size_of_record(self, at: int, end: int) -> int:
+        """0 if there is none."""
+        if end - at < _RECORD:
+            return 0
+        size: int
+        size, operation, flags = _RECORD_BEGIN.unpack_from(self._file, at)
+        if operation >= len(self._sizes) or size > end - at:
+            return 0
+        without, with_result = self._sizes[operation]
+        is_right = size == (with_result if flags & RESULT_IN_FULL else without)
+        # One that has thrown had room for a result.
+        return size if is_right or (flags & HAS_THROWN and size == with_result) else 0
 
     def _headers(self, offsets: npt.NDArray[np.int64], first_ticks: int, seconds_per_tick: float) -> npt.NDArray[Any]:
         word = offsets // 8
@@ -158,9 +202,6 @@ class Recording:
         calls["shared"] = (fields[2] >> np.uint64(16)) & np.uint64(0xFFFF)
         calls["result"] = fields[4]
         calls["offset"] = offsets
-        if len(calls) and int(calls["operation"].max()) >= len(self.operations):
-            bad = int(calls["offset"][calls["operation"].argmax()])
-            raise self._error(bad, "expected the number of an operation")
         # What a block restates are no calls of the host.
         calls = calls[(calls["flags"] & RESTATED) == 0]
         return calls[np.argsort(calls["time"], kind="stable")]
@@ -179,7 +220,8 @@ class Recording:
         for item in arguments:
             columns.append(_column(bytes_of[:, at:at + item.itemsize], item))
             at += item.itemsize
-        in_full = (calls["flags"] & RESULT_IN_FULL) != 0
+        # A call that has not returned has room for it.
+        in_full = ((calls["flags"] & RESULT_IN_FULL) != 0) & ~np.isnan(calls["took"])
         results: Optional[npt.NDArray[Any]] = None
         if "result" in shape:
             item = _type(*shape["result"])
@@ -200,6 +242,12 @@ class Recording:
 def _type(name: str, count: int) -> np.dtype[Any]:
     """Of all the numbers of an argument together."""
     return np.dtype(f"S{count}") if name == "S" else np.dtype(("<" + name, (count,)))
+
+
+def _sizes_of_records(shape: Dict[str, Any]) -> Tuple[int, int]:
+    """Of an operation: without the result in full, and with it."""
+    without = _RECORD + _padded(sum(_type(*argument).itemsize for argument in shape.get("arguments", ())))
+    return without, without + (_padded(_type(*shape["result"]).itemsize) if "result" in shape else 0)
 
 
 def _padded(size: int) -> int:

@@ -1,11 +1,15 @@
 """Recordings hold what a host did, as it was asked and answered."""
 
+import json
 import os
 import pathlib
+import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
+import unittest.mock
 
 from support import HOST, ROOT, np
 
@@ -114,7 +118,77 @@ class Recordings(unittest.TestCase):
             self.recording.of("fly")
 
     def test_flags_have_names(self):
-        self.assertEqual((_recording.HAS_RESULT, _recording.FLUSHES_DENORMALS), (1, 64))
+        self.assertEqual((_recording.HAS_RESULT, _recording.OVERLAPPED), (1, 128))
+
+
+class CutShort(unittest.TestCase):
+    """Of a process that was not ended there is what the reference host finds, with the checksums and without."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def record(self, *arguments, seconds=None):
+        environment = dict(os.environ, KORVEL_RECORD_TO=str(self.folder),
+                           KORVEL_RECORD_MODULE=str(LIBRARIES / "libkorvel.so"))
+        with subprocess.Popen([os.environ["KORVEL_RECORDED_HOST"], RECORDER, *arguments], env=environment,
+                              stdout=subprocess.DEVNULL) as process:
+            if seconds:
+                time.sleep(seconds)
+                process.kill()
+        self.assertLess(process.returncode, 0)
+        (file,) = self.folder.glob("*.rec")
+        return file
+
+    def is_read_alike(self, path):
+        """Returns the recording."""
+        replayed = subprocess.run([HOST, "replay", "--json", path], capture_output=True, check=False)
+        expected = json.loads(replayed.stdout)["recordings"][0]
+        calls = {name: operation["calls"] for name, operation in expected["operations"].items()}
+        for hash_of in (_recording._hash, lambda: None):
+            with unittest.mock.patch.object(_recording, "_hash", hash_of):
+                recording = korvel.Recording(path)
+            self.assertEqual((recording.ended, recording.blocks_left_out), (False, expected["blocks_left_out"]))
+            returned = recording.calls[~np.isnan(recording.calls["took"])]
+            names, counts = np.unique([recording.operations[i] for i in returned["operation"]], return_counts=True)
+            self.assertEqual(dict(zip(names, counts)), calls)
+            self.assertEqual(len(recording.calls) - len(returned), expected["not_performed"])
+        return recording
+
+    def test_a_killed_process_has_its_newest_calls(self):
+        path = self.record("cycles", str(self.folder / "counter"), seconds=0.2)
+        recording = self.is_read_alike(path)
+        self.assertEqual(recording.blocks_left_out, 0)
+        self.assertGreater(len(recording.calls), int.from_bytes((self.folder / "counter").read_bytes(), "little"))
+        # A page of the newest block did not reach the disk.
+        damaged = bytearray(path.read_bytes())
+
+        def of_block(at, field):
+            return struct.unpack_from("<Q", damaged, at + field)[0]
+
+        blocks = [at for at in range(65536, len(damaged) - 65535, 65536) if of_block(at, 32) > 16384]
+        newest = max(blocks, key=lambda at: of_block(at, 8))
+        middle = newest + of_block(newest, 32) // 2 // 4096 * 4096
+        damaged[middle:middle + 4096] = bytes(4096)
+        path.write_bytes(damaged)
+        self.assertEqual(self.is_read_alike(path).blocks_left_out, 1)
+
+    def test_a_call_that_did_not_return_is_the_last(self):
+        recording = self.is_read_alike(self.record("crash"))
+        self.assertEqual([recording.operations[call["operation"]] for call in recording.calls],
+                         ["create", "computeFwdKinematics", "getPose"])
+        np.testing.assert_array_equal(np.isnan(recording.calls["took"]), [False, False, True])
+        self.assertEqual(recording.of("getPose").arguments[0].tolist(), [[2**40]])
+        self.assertFalse(recording.of("getPose").in_full.any())
+
+    def test_an_operation_with_more_arguments_than_its_record_has_is_none(self):
+        path = self.record("crash")
+        damaged = bytearray(path.read_bytes())
+        last = int(korvel.Recording(path).calls["offset"][-1])
+        damaged[last + 4:last + 6] = struct.pack("<H", korvel.Recording(path).operations.index("setJointAnglesPos"))
+        path.write_bytes(damaged)
+        self.assertEqual(len(self.is_read_alike(path).calls), 2)
 
 
 if __name__ == "__main__":

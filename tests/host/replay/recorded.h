@@ -14,11 +14,14 @@ class Recorded : public CommandTest {
   /// Runs a host on the recorder, with these settings in its environment. Its exit status.
   int record(const std::string& arguments, const std::string& settings = "",
              const std::string& preparation = ":") const {
-    const Outcome outcome =
-        shell(environment(settings) +
-              fmt::format("{}; exec '{}' '{}' {}", preparation, KORVEL_RECORDED_HOST, KORVEL_RECORDER, arguments));
+    return recorded(arguments, settings, preparation).status;
+  }
+  Outcome recorded(const std::string& arguments, const std::string& settings = "",
+                   const std::string& preparation = ":") const {
+    Outcome outcome = shell(environment(settings) + fmt::format("{}; exec '{}' '{}' {}", preparation,
+                                                                KORVEL_RECORDED_HOST, KORVEL_RECORDER, arguments));
     EXPECT_EQ(outcome.err, "");
-    return outcome.status;
+    return outcome;
   }
   std::string environment(const std::string& settings) const {
     return fmt::format("export KORVEL_RECORD_TO='{}' {}; ", recordings_.path().string(), settings);

@@ -2,8 +2,8 @@
 ///
 ///   recorded_host MODULE WHAT [NUMBER or FILE] [NUMBER]
 
-#include <fcntl.h>
-#include <sys/mman.h>
+#include "tests/host/replay/recorded_host.h"
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,13 +13,12 @@
 #include <limits>
 #include <thread>
 
-#include "host/robot/module.h"
-#include "states/operations.h"
-
 namespace {
 
 using korvel::host::Module;
 using korvel::host::System;
+using korvel::recorded::counter_in;
+using korvel::recorded::cycle;
 
 /// Every operation, on an object for each thread.
 void every_operation(const Module& module, unsigned threads) {
@@ -49,38 +48,19 @@ void every_operation(const Module& module, unsigned threads) {
   for (std::thread& thread : running) thread.join();
 }
 
-/// One of 28 calls.
-void cycle(tesk::RigidBodySystem& robot, korvel::Arguments& with, std::atomic<std::uint64_t>& returned) {
-  const auto call = [&](auto&& f) {
-    f();
-    returned.fetch_add(1, std::memory_order_release);
-  };
-  call([&] { robot.setRootPose(with.pose); });
-  call([&] { robot.setJointAnglesPos(with.joints[0]); });
-  call([&] { robot.setJointAnglesVel(with.joints[1]); });
-  call([&] { robot.setJointAnglesAcc(with.joints[2]); });
-  call([&] { robot.computeFwdKinematics(); });
-  call([&] { robot.computeInverseDynamics(); });
-  call([&] { robot.getJointAnglesTorque(); });
-  for (unsigned long b = 0; b < 21; ++b) call([&] { robot.getPose(b); });
-}
-
-/// Control cycles, for ever or `count`; how many calls have returned is in a file.
+/// Control cycles, for ever or `count`; how many calls have returned is in a file. Says how often it was saved.
 void cycles(const Module& module, const char* counter, std::uint64_t count) {
-  const int file = open(counter, O_RDWR | O_CREAT, 0666);
-  if (file < 0 || ftruncate(file, sizeof(std::uint64_t)) != 0) std::abort();
-  void* memory = mmap(nullptr, sizeof(std::uint64_t), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-  if (memory == MAP_FAILED) std::abort();
-  auto* returned = new (memory) std::atomic<std::uint64_t>(0);
+  std::atomic<std::uint64_t>& returned = counter_in(counter);
   const System robot = module.create();
   std::vector<korvel::Arguments> arguments;
   for (unsigned seed = 0; seed < 8; ++seed) {
     arguments.emplace_back(korvel::random_state(seed, korvel::RobotSize(25)), *module.create());
   }
   for (std::uint64_t i = 0; i < count; ++i) {
-    cycle(*robot, arguments[i % arguments.size()], *returned);
+    cycle(*robot, arguments[i % arguments.size()], returned);
     if (i % 8 == 0) usleep(200);
   }
+  korvel::recorded::say_saves();
 }
 
 /// The same objects in a parent and in its child.
@@ -180,5 +160,14 @@ int main(int argc, char** argv) {
   if (what == "root") root_motion(module);
   if (what == "not finite") not_finite(module);
   if (what == "motion") motion(module, static_cast<unsigned long>(std::atol(argv[3])));
+  if (what == "daemon") korvel::recorded::as_a_daemon(module);
+  if (what == "overlapping") korvel::recorded::overlapping(module, std::atoi(argv[3]));
+  if (what == "clones") {
+    korvel::recorded::short_clones(module, static_cast<std::size_t>(std::atoi(argv[3])), std::atoi(argv[4]));
+  }
+  if (what == "scarce") korvel::recorded::when_memory_is_scarce(module);
+  if (what == "global") korvel::recorded::with_a_global_object(module);
+  if (what == "exit") korvel::recorded::calling_at_exit(module, argv[3]);
+  if (what == "crash") korvel::recorded::in_a_call(module);
   return 0;
 }

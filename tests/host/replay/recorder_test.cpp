@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -65,6 +66,37 @@ TEST_F(Recorder, LosesNothingWhenItsProcessIsKilled) {
   }
 }
 
+TEST_F(Recorder, EndsWhileObjectsAreThereAndThreadsCallThem) {
+  ASSERT_EQ(record("global"), 0);
+  EXPECT_GE(last_call(recording()), 1 + 100 * 28);
+  EXPECT_EQ(replayed(recording())["operations"]["computeInverseDynamics"]["calls"], 100);
+  for (int i = 0; i < 12; ++i) {
+    std::filesystem::remove(recording());
+    ASSERT_EQ(record("exit counter"), 0);
+    const RecordingFile file(recording());
+    EXPECT_FALSE(file.ended());
+    const nlohmann::json json = replayed(recording());
+    EXPECT_EQ(json["blocks_left_out"], 0);
+    EXPECT_GT(json["operations"]["getPose"]["compared"], 100);
+  }
+}
+
+TEST_F(Recorder, HasTheCallThatAProcessEndsIn) {
+  // A shell says what has become of it.
+  const Outcome outcome =
+      shell(environment("") + fmt::format("'{}' '{}' crash 2>/dev/null", KORVEL_RECORDED_HOST, KORVEL_RECORDER));
+  EXPECT_NE(outcome.status, 0);
+  std::vector<std::string> names;
+  std::size_t not_returned = 0;
+  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+    names.emplace_back(call.operation.name);
+    not_returned += call.has_returned() ? 0U : 1U;
+    return true;
+  });
+  EXPECT_EQ(names, (std::vector<std::string>{"create", "computeFwdKinematics", "getPose"}));
+  EXPECT_EQ(not_returned, 1U);
+}
+
 TEST_F(Recorder, KeepsTheLastMegabytesOnly) {
   ASSERT_EQ(record("cycles counter 5000", "KORVEL_RECORD_LIMIT=2"), 0);
   EXPECT_LE(std::filesystem::file_size(recording()), 2U << 20);
@@ -73,6 +105,71 @@ TEST_F(Recorder, KeepsTheLastMegabytesOnly) {
   EXPECT_GT(json["operations"]["getJointAnglesTorque"]["compared"], 200);
   // `create`, all cycles, the end.
   EXPECT_EQ(last_call(recording()), 5000 * 28 + 2);
+}
+
+TEST_F(Recorder, TakesMemoryForWhatItHasInMemoryAlone) {
+  // A terabyte: what is known of each of its blocks would have no room.
+  ASSERT_EQ(record("cycles counter 100", "KORVEL_RECORD_LIMIT=1000000", "ulimit -v 400000"), 0);
+  EXPECT_EQ(last_call(recording()), 100 * 28 + 2);
+}
+
+TEST_F(Recorder, GoesOnInTheBlocksOfObjectsThatAreNoMore) {
+  ASSERT_EQ(record("clones 8 400"), 0);
+  EXPECT_EQ(RecordingFile(recording()).header().lost, 0U);
+  EXPECT_EQ(calls_in(recording())["clone"], 8U * 400U);
+  // 9 bytes in 10 would be of blocks that have one computation each.
+  EXPECT_LT(std::filesystem::file_size(recording()), 16U << 20);
+  EXPECT_EQ(replayed(recording())["operations"]["destroy"]["calls"], 8 * 400 + 1);
+}
+
+TEST_F(Recorder, IsSavedWhenItIsMadeAndWhenItGetsLongerAndNotByWhoCalls) {
+  const Outcome outcome = recorded("cycles counter 1000");
+  ASSERT_EQ(outcome.status, 0);
+  int others = 0;
+  int main = 0;
+  ASSERT_EQ(std::sscanf(outcome.out.c_str(), "%d %d", &others, &main), 2) << outcome.out;
+  EXPECT_GE(others, 2);
+  EXPECT_EQ(main, 0);
+}
+
+TEST_F(Recorder, HasObjectsThatCouldNotBeMade) {
+#ifdef KORVEL_SANITIZED
+  GTEST_SKIP() << "no allocation fails";
+#endif
+  ASSERT_EQ(record("scarce"), 0);
+  std::map<std::string, int> made, failed;
+  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+    ++(call.has(recording::out_of_memory) ? failed : made)[call.operation.name];
+    return true;
+  });
+  // Of itself and of what the module allocates; the first create is that of the object that is cloned.
+  EXPECT_GT(failed["clone"], 0);
+  EXPECT_GT(failed["create"], 0);
+  EXPECT_EQ(made["clone"], 1);
+  EXPECT_EQ(made["destroy"], 3);
+  EXPECT_EQ(replay(recording()).status, 0);
+}
+
+TEST_F(Recorder, CallsThatOverlapAreMissingAndWhatTheyHaveSetIsNotKnown) {
+  ASSERT_EQ(record("overlapping 2"), 0);
+  EXPECT_EQ(RecordingFile(recording()).header().overlapped, 1U);
+  std::vector<std::uint32_t> numbers, overlapped;
+  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+    numbers.push_back(call.header.call);
+    if (call.has(recording::overlapped)) overlapped.push_back(call.header.call);
+    return true;
+  });
+  // The fifth call is overlapped by the sixth, which ends between the ninth and the tenth.
+  EXPECT_EQ(overlapped, (std::vector<std::uint32_t>{5, 7, 8, 9, 10}));
+  EXPECT_EQ(numbers, (std::vector<std::uint32_t>{1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}));
+  EXPECT_EQ(replayed(recording())["operations"]["getJointAnglesTorque"]["compared"], 1);
+  std::filesystem::remove(recording());
+  // Nor when the calls themselves are no more, and the inputs are restated.
+  ASSERT_EQ(record("overlapping 10000", "KORVEL_RECORD_LIMIT=1"), 0);
+  EXPECT_EQ(last_call(recording()), 10U + 3U * 10000U);
+  const nlohmann::json json = replayed(recording());
+  EXPECT_GT(json["operations"]["getJointAnglesTorque"]["calls"], 100);
+  EXPECT_EQ(json["operations"]["getJointAnglesTorque"]["compared"], 0);
 }
 
 TEST_F(Recorder, SaysHowMuchAFullDiskHasNoRoomFor) {
@@ -101,6 +198,26 @@ TEST_F(Recorder, BothProcessesOfAForkHaveAFile) {
     EXPECT_GE(last_call(file), 1 + 201 * 28);
   }
   EXPECT_EQ(processes.size(), 2U);
+}
+
+TEST_F(Recorder, AChildIsRecordedWhereverItIsFromItsFirstCallOn) {
+  // The folder is relative; the shell is in it.
+  ASSERT_EQ(record("daemon", "KORVEL_RECORD_TO=.", "cd " + recordings_.path().string()), 0);
+  // None of the child that never calls.
+  ASSERT_EQ(recordings().size(), 2U);
+  std::map<std::uint32_t, std::filesystem::path> by_last_call;
+  for (const std::filesystem::path& path : recordings()) by_last_call[last_call(path)] = path;
+  ASSERT_EQ(by_last_call.size(), 2U);
+  const auto& [last_of_parent, parent] = *by_last_call.begin();
+  const auto& [last_of_child, child] = *by_last_call.rbegin();
+  // Each destroys the object.
+  EXPECT_EQ(last_of_child, last_of_parent + 200 * 28);
+  const RecordingFile file(child);
+  EXPECT_TRUE(file.ended());
+  EXPECT_GT(file.header().lost, 0U);
+  std::size_t calls = 0;
+  for (const auto& [name, count] : calls_in(child)) calls += count;
+  EXPECT_EQ(calls + file.header().lost, 200U * 28U + 1U);
 }
 
 TEST_F(Recorder, SaysOnceThatNothingIsRecordedAndHandsCallsOn) {
