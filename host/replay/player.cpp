@@ -206,14 +206,13 @@ void Player::read_shown(const Object& object, const RecordedCall& call) {
   }
 }
 
-std::optional<Difference> Player::play(const RecordedCall& call, bool compares) {
-  if (call.has(recording::restated)) {
-    restate(call);
-    return {};
-  }
-  follow_shared(call);
-  Played& played = played_[call.header.operation];
+bool Player::make(const RecordedCall& call) {
   const auto operation = static_cast<Operation>(call.header.operation);
+  const bool makes = operation == Operation::create || operation == Operation::clone;
+  if (makes && (call.has(recording::has_thrown) || !call.has_returned())) {
+    ++not_performed_;
+    return true;
+  }
   if (operation == Operation::create) {
     objects_.erase(call.header.object);
     objects_.emplace(call.header.object, Object{robot_of(module_), std::vector<bool>(places_.of_object(), true),
@@ -221,8 +220,8 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
     ++shared_changes_;
     know(Resource::total_mass, knows_all_inertias());
     if (observer_ != nullptr) observer_->made(call);
-    ++played.calls;
-    return {};
+    ++played_[call.header.operation].calls;
+    return true;
   }
   if (operation == Operation::clone) {
     const auto source =
@@ -236,10 +235,22 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
       // The source itself, in a file that is not right.
       objects_.erase(call.header.object);
       objects_.emplace(call.header.object, std::move(made));
-      ++played.calls;
-      return {};
+      ++played_[call.header.operation].calls;
+      return true;
     }
   }
+  return false;
+}
+
+std::optional<Difference> Player::play(const RecordedCall& call, bool compares) {
+  if (call.has(recording::restated)) {
+    restate(call);
+    return {};
+  }
+  follow_shared(call);
+  Played& played = played_[call.header.operation];
+  const auto operation = static_cast<Operation>(call.header.operation);
+  if (make(call)) return {};
   Object& object = object_of(call);
   object.takes_restated = false;
   // Where the first block after lost calls has been lost, too.

@@ -71,6 +71,8 @@ class Player {
 
   Object copy(const System& robot, std::vector<bool> known) const;
   Object& object_of(const RecordedCall& call);
+  /// Whether it is a call that makes an object, of which nothing is missing.
+  bool make(const RecordedCall& call);
   void restate(const RecordedCall& call);
   void restate_total_mass(const RecordedCall& call);
   void lose(std::uint32_t number, Object& object);

@@ -37,7 +37,8 @@ std::string in_words(const RecordingFile& recording) {
   const recording::FileHeader& header = recording.header();
   std::string text = fmt::format("{}: begun {}, module of version {}, build {}\n", recording.path().string(),
                                  beginning(recording), recording.module_version(), recording.build_id());
-  if (!recording.ended()) text += "the recording was not ended: the process was, or is still running\n";
+  if (!recording.ended())
+    text += "the recording was not ended: the process was, or had objects at its end, or is still running\n";
   if (recording.blocks_left_out() > 0) text += fmt::format("{} blocks are not whole\n", recording.blocks_left_out());
   if (header.lost > 0) {
     text += fmt::format("{} calls were not recorded: the disk was full, or slower than the host\n", header.lost);
