@@ -75,9 +75,12 @@ def motion_of(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, convert: 
 def loads_of(wrenches: Mapping[str, npt.ArrayLike], lead: Tuple[int, ...], convert: bool) -> List[Tuple[int, Array]]:
     """Numbers of bodies, and what acts on them."""
     loads = []
+    each = (*lead, 6)
     for body, given in wrenches.items():
-        values = as_float32(given, f"wrench of {body}", convert)
-        if values.shape != (6,):
-            require_shape(values, f"wrench of {body}", (*lead, 6))
+        # Names are put together for errors alone.
+        values = given if isinstance(given, _ndarray) and given.dtype is FLOAT32 else as_float32(
+            given, f"wrench of {body}", convert)
+        if values.shape != (6,) and values.shape != each:
+            require_shape(values, f"wrench of {body}", each)
         loads.append((body_number(body), values))
     return loads
