@@ -9,6 +9,7 @@
 #include "batch/instruction_sets.h"
 #include "batch/kernels/mass_entries.h"
 #include "batch/refusal.h"
+#include "batch/rows_in_order.h"
 #include "batch/standing.h"
 #include "batch/threads.h"
 
@@ -31,6 +32,7 @@ using metapod::Spatial::Inertia;
 constexpr int most_threads = 1024;
 constexpr int pose_numbers = 12 * body_count;
 constexpr int jacobian_numbers = 6 * coordinate_count;
+constexpr int matrix_numbers = coordinate_count * coordinate_count;
 
 /// As the module's table and total are when it is loaded.
 Masses robot_masses() noexcept {
@@ -174,9 +176,29 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: none has data"};
     }
     const KernelSet& kernels = set.kernels(n);
-    threads.for_each_stretch(n, [&kernels, &masses = masses, &positions, &wanted](const Stretch& states) {
+    const auto compute = [&kernels, &masses = masses, &positions, &wanted](const Stretch& states) {
       kernels.kinematics(masses, states, positions, wanted);
-    });
+    };
+    const auto compute_in_order = [&kernels, &masses = masses, &positions, &wanted](const Stretch& states) {
+      for_each_tile(states, [&](const Stretch& tile) {
+        RowsInOrder<pose_numbers> poses_root(wanted.poses_root, tile);
+        RowsInOrder<pose_numbers> poses_world(wanted.poses_world, tile);
+        RowsInOrder<jacobian_numbers> jacobian(wanted.jacobian, tile);
+        kernels.kinematics(masses, {0, tile.last - tile.first}, from(positions, tile.first),
+                           {poses_root.room(), poses_world.room(), from(wanted.com_root, tile.first),
+                            from(wanted.com_world, tile.first), jacobian.room()});
+        poses_root.copy();
+        poses_world.copy();
+        jacobian.copy();
+      });
+    };
+    if (is_beyond_caches(n, {{&wanted.poses_root, pose_numbers},
+                             {&wanted.poses_world, pose_numbers},
+                             {&wanted.jacobian, jacobian_numbers}})) {
+      threads.for_each_stretch(n, compute_in_order);
+    } else {
+      threads.for_each_stretch(n, compute);
+    }
   });
 }
 
@@ -187,14 +209,29 @@ int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch
     require_count(n);
     const Input positions = checked_input(q, "q", n, coordinate_count);
     const Output entries = checked_output(packed, "packed", n, mass_entry_count);
-    const Output matrices = checked_output(dense, "dense", n, coordinate_count * coordinate_count);
+    const Output matrices = checked_output(dense, "dense", n, matrix_numbers);
     if (entries.data == nullptr && matrices.data == nullptr) {
       throw Refusal{KORVEL_BATCH_NULL, "no result is wanted: neither packed nor dense has data"};
     }
     const KernelSet& kernels = set.kernels(n);
-    threads.for_each_stretch(n, [&kernels, &masses = masses, &positions, &entries, &matrices](const Stretch& states) {
+    const auto compute = [&kernels, &masses = masses, &positions, &entries, &matrices](const Stretch& states) {
       kernels.mass(masses, states, positions, entries, matrices);
-    });
+    };
+    const auto compute_in_order = [&kernels, &masses = masses, &positions, &entries, &matrices](const Stretch& states) {
+      for_each_tile(states, [&](const Stretch& tile) {
+        RowsInOrder<mass_entry_count> in_packed(entries, tile);
+        RowsInOrder<matrix_numbers> in_dense(matrices, tile);
+        kernels.mass(masses, {0, tile.last - tile.first}, from(positions, tile.first), in_packed.room(),
+                     in_dense.room());
+        in_packed.copy();
+        in_dense.copy();
+      });
+    };
+    if (is_beyond_caches(n, {{&entries, mass_entry_count}, {&matrices, matrix_numbers}})) {
+      threads.for_each_stretch(n, compute_in_order);
+    } else {
+      threads.for_each_stretch(n, compute);
+    }
   });
 }
 

@@ -83,8 +83,7 @@ class Layouts : public testing::TestWithParam<std::string> {
   Batch batch{1, GetParam().c_str()};
 };
 
-TEST_P(Layouts, DoNotChangeResults) {
-  const std::ptrdiff_t n = 3 * KORVEL_BATCH_TILE + 5;
+void expect_same_results_in_every_layout(const Batch& batch, std::ptrdiff_t n) {
   const States states = random_states(n, 300);
   const Results expected = batch_results(batch, states);
   const std::size_t layout_count = layouts(1, 1).size();
@@ -115,6 +114,13 @@ TEST_P(Layouts, DoNotChangeResults) {
     EXPECT_EQ(count_different(mass.as_rows(), expected.mass), 0U) << who;
     EXPECT_EQ(count_different(forces.as_rows(), expected.forces), 0U) << who;
   }
+}
+
+TEST_P(Layouts, DoNotChangeResults) { expect_same_results_in_every_layout(batch, 3 * KORVEL_BATCH_TILE + 5); }
+
+// These go another way into memory.
+TEST(Batch, LayoutsDoNotChangeResultsThatNoCacheHolds) {
+  expect_same_results_in_every_layout(Batch(2), 180 * KORVEL_BATCH_TILE + 5);
 }
 
 TEST_P(Layouts, PackedMassHasTheEntriesOfTheDenseAndAllOthersAreZero) {
