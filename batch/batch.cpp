@@ -219,15 +219,14 @@ int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch
     };
     const auto compute_in_order = [&kernels, &masses = masses, &positions, &entries, &matrices](const Stretch& states) {
       for_each_tile(states, [&](const Stretch& tile) {
-        RowsInOrder<mass_entry_count> in_packed(entries, tile);
-        RowsInOrder<matrix_numbers> in_dense(matrices, tile);
-        kernels.mass(masses, {0, tile.last - tile.first}, from(positions, tile.first), in_packed.room(),
-                     in_dense.room());
-        in_packed.copy();
-        in_dense.copy();
+        RowsInOrder<mass_entry_count> packed_rows(entries, tile);
+        kernels.mass(masses, {0, tile.last - tile.first}, from(positions, tile.first), packed_rows.room(),
+                     from(matrices, tile.first));
+        packed_rows.copy();
       });
     };
-    if (is_beyond_caches(n, {{&entries, mass_entry_count}, {&matrices, matrix_numbers}})) {
+    // Dense matrices have so many numbers that their rows are written well as they are.
+    if (is_beyond_caches(n, {{&entries, mass_entry_count}})) {
       threads.for_each_stretch(n, compute_in_order);
     } else {
       threads.for_each_stretch(n, compute);
