@@ -74,7 +74,7 @@ std::string write_results(const RecordingFile& recording, const ReplayOptions& o
                           const OutputPath& path) {
   OutputFile file(path);
   bool has_header = false;
-  const std::string words = take_samples(recording, options, object, path, [&](const RecordedSample& sample) {
+  std::string words = take_samples(recording, options, object, path, [&](const RecordedSample& sample) {
     const Subject robot{*sample.robot};
     if (!std::exchange(has_header, true)) file.write(results_header(robot));
     const Row row = results_row({robot, sample.time});
@@ -93,7 +93,7 @@ std::string write_mcap(const RecordingFile& recording, const ReplayOptions& opti
   OutputFile file(path);
   NodeScript script(mcap_script(), file);
   script.write(fmt::format("{}\n{}\n", fmt::join(recording.joints(), ","), fmt::join(recording.bodies(), ",")));
-  const std::string words = take_samples(recording, options, object, path, [&](const RecordedSample& sample) {
+  std::string words = take_samples(recording, options, object, path, [&](const RecordedSample& sample) {
     script.write(line_of_numbers(sample, recording.header().start.unix_ns));
   });
   script.finish();
