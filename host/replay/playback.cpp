@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "host/replay/crash_witness.h"
 #include "host/replay/words.h"
 
 namespace korvel::host {
@@ -20,7 +21,9 @@ Playback play(const RecordingFile& recording, const std::filesystem::path& modul
               Slicer* slicer) {
   Playback result;
   Player player(recording, Module(module), slicer);
+  CrashWitness witness(recording);
   for_each_call(recording, window, [&](const RecordedCall& call, bool is_within) {
+    witness.about_to(call);
     std::optional<Difference> difference = player.play(call, is_within);
     if (difference && !result.first) {
       result.first = std::move(difference);

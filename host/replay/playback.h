@@ -35,7 +35,7 @@ struct Playback {
 };
 
 /// Plays it on a module that is loaded anew, for its inertias are to be those that it was built with. Compares what is
-/// in the window. `slicer` keeps the calls that the first difference comes from.
+/// in the window. `slicer` keeps the calls that the first difference comes from. A crash ends the process with the call.
 Playback play(const RecordingFile& recording, const std::filesystem::path& module, const Window& window,
               Slicer* slicer = nullptr);
 

@@ -28,6 +28,17 @@ TEST_F(Replay, EveryOperationFromEightThreadsGivesTheSameBitsOnBothModules) {
   }
 }
 
+// A module that ends the process is told of by its call.
+TEST_F(Replay, ACrashIsADifference) {
+  ASSERT_EQ(record("operations 1"), 0);
+  const Outcome outcome = replay(recording(), fmt::format("--module '{}on_request.so'", KORVEL_FAULTY_MODULES),
+                                 "export KORVEL_FAULT='crashes in the dynamics'");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("the module crashed"), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.err.find("computeInverseDynamics"), std::string::npos) << outcome.err;
+  expect_one_line(outcome.err, "a crash");
+}
+
 // In which bits a number is none, builds differ.
 TEST_F(Replay, WhatIsNotANumberIsTheSameOnBothModules) {
   ASSERT_EQ(record("'not finite'"), 0);

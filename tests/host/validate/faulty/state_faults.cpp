@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "tests/host/validate/faulty/fault.h"
@@ -108,6 +109,7 @@ class WrenchesAddUp : public Faulty<WrenchesAddUp> {
 
 void use_wrenches_up(Forwarder& robot) { drop_wrenches(robot.real()); }
 
+[[noreturn]] void crash(Forwarder&) { std::abort(); }
 void refresh_poses(Forwarder& robot) { robot.real().computeFwdKinematicsOnlyRoot(); }
 void move_volatile_frame(Forwarder& robot) { robot.real().setVolatilePose(0, robot.getRootPose()); }
 
@@ -128,6 +130,7 @@ Faults state_faults() {
       {"coarse angles", make<CoarseAngles>},
       {"wrenches add up", make<WrenchesAddUp>},
       {"wrenches are used up", make<Spoilt<After::torques, use_wrenches_up>>},
+      {"crashes in the dynamics", make<Spoilt<After::torques, crash>>},
       {"torques refresh poses", make<Spoilt<After::torques, refresh_poses>>},
       {"volatile frame follows the root", make<Spoilt<After::only_root, move_volatile_frame>>},
   };
