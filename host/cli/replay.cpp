@@ -11,7 +11,7 @@
 #include "host/cli/console.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
-#include "host/replay/node_script.h"
+#include "host/report/node_script.h"
 #include "host/replay/playback.h"
 #include "host/replay/recorded_motion.h"
 #include "host/replay/recorded_samples.h"

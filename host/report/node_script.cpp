@@ -1,4 +1,4 @@
-#include "host/replay/node_script.h"
+#include "host/report/node_script.h"
 
 #include <fmt/format.h>
 #include <spawn.h>
