@@ -149,7 +149,8 @@ bool BlockFile::map(Block& block, std::uint32_t place) const noexcept {
   }
   block.place = place;
   // First what says that the block is in use. All pages are written to, so that they are there to be written to.
-  block.header->number = 0;
+  __atomic_store_n(&block.header->number, 0, __ATOMIC_RELEASE);
+  std::atomic_signal_fence(std::memory_order_seq_cst);
   std::memset(static_cast<void*>(block.header), 0, block_size);
   block.header->magic = recording::block_magic;
   block.checked = 0;

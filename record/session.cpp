@@ -58,6 +58,8 @@ void Session::end(bool cut_short) noexcept {
     pthread_join(thread_, nullptr);
     has_thread_ = false;
   }
+  // Of a child that ends before it has a file there is to be one that says what is missing.
+  if (file_.header() == nullptr && early_lost_.load() > 0) file_.make(folder_, text_);
   if (file_.header() == nullptr) return;
   while (Block* block = spare_.take()) leave(*block);
   // Others that are not in these places any more have been taken, or are about to be.
@@ -130,7 +132,11 @@ void Session::run() noexcept {
     pause = shortest;
     const bool made = file_.make(folder_, text_);
     failure_ = errno;
-    if (made) refill();
+    if (made) {
+      refill();
+      // With the start, which is some milliseconds ago, how fast the counter is.
+      file_.header()->last = now();
+    }
     sem_post(&tried_);
     if (!made) return;
   }

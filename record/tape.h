@@ -134,7 +134,7 @@ inline recording::RecordHeader* Tape::write_header(recording::Operation operatio
   auto* record = reinterpret_cast<recording::RecordHeader*>(block_->records() + used_);
   *record = {static_cast<std::uint32_t>(bytes),
              static_cast<std::uint16_t>(operation),
-             static_cast<std::uint16_t>(recording::flushing_denormals() ? int{recording::flushes_denormals} : 0),
+             recording::denormal_flags(),
              number_,
              call_,
              this_thread(),

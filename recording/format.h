@@ -66,8 +66,9 @@ enum RecordFlag : std::uint16_t {
   restated = 8,            ///< no call: an input as it was when the block began
   incomplete_inputs = 16,  ///< the arguments were too few, or a name too long
   out_of_memory = 32,      ///< what it has thrown is std::bad_alloc
-  flushes_denormals = 64,  ///< the host had denormal numbers flushed to zero
-  overlapped = 128         ///< another thread was in a call of the same object; restated: it may have set an input
+  flushes_denormals = 64,  ///< the host had denormal results flushed to zero
+  overlapped = 128,        ///< another thread was in a call of the same object; restated: it may have set an input
+  takes_denormals_as_zero = 256
 };
 
 /// Of a call. The arguments follow, and the result if it is there in full; each is padded to multiples of 8 bytes.

@@ -229,6 +229,14 @@ std::size_t OperationEntry::result_numbers(const RobotSize& size) const {
   return static_cast<std::size_t>(numbers);
 }
 
+bool is_restated(Operation operation) {
+  constexpr Resources inputs = bit(Resource::root_pose) | bit(Resource::root_velocity) |
+                               bit(Resource::root_acceleration) | bit(Resource::positions) | bit(Resource::velocities) |
+                               bit(Resource::accelerations) | bit(Resource::wrenches) | bit(Resource::volatile_poses) |
+                               bit(Resource::inertias);
+  return operation == Operation::create || operation == Operation::getMass || (entry(operation).writes & inputs) != 0;
+}
+
 unsigned long count_of(Index index, const RobotSize& size) {
   switch (index) {
     case Index::joint:

@@ -163,6 +163,9 @@ inline const OperationEntry& entry(Operation operation) {
   return all_operations()[static_cast<std::size_t>(operation)];
 }
 
+/// Whether a block may begin with it: creation, the sum of masses, and inputs.
+bool is_restated(Operation operation);
+
 /// How many indexes there are of a kind; what the operation takes beyond them is its own matter.
 unsigned long count_of(Index index, const RobotSize& size);
 

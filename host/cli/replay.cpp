@@ -11,12 +11,13 @@
 #include "host/cli/console.h"
 #include "host/io/error.h"
 #include "host/io/output_file.h"
-#include "host/report/node_script.h"
+#include "host/replay/apart.h"
 #include "host/replay/playback.h"
 #include "host/replay/recorded_motion.h"
 #include "host/replay/recorded_samples.h"
 #include "host/replay/statistics.h"
 #include "host/replay/words.h"
+#include "host/report/node_script.h"
 #include "host/results/columns.h"
 #include "host/robot/trial.h"
 
@@ -59,47 +60,73 @@ std::string write_motion(const RecordingFile& recording, const Window& window, s
   return fmt::format("{} rows in {}\n", rows, path.named().string());
 }
 
-/// Hands over the samples of an object as the module makes them.
-std::string take_samples(const RecordingFile& recording, const ReplayOptions& options, std::uint32_t object,
-                         const OutputPath& path, const RecordedSamples::Take& take) {
-  RecordedSamples samples(recording, object, Module(options.module), options.window.from, take);
-  for_each_call(recording, options.window, [&](const RecordedCall& call, bool) { samples.add(call); });
-  samples.end();
-  if (samples.count() == 0) throw nothing_of_the_object(recording);
-  const std::string missing = fmt::format("; calls are missing in {} places", samples.gaps());
-  return fmt::format("{} samples in {}{}\n", samples.count(), path.named().string(), samples.gaps() > 0 ? missing : "");
+/// Hands over the samples of an object as the module makes them, in a process of its own. Returns what there is to say.
+template <typename File>
+std::string write_samples(const std::filesystem::path& path, const ReplayOptions& options, std::uint32_t object,
+                          const OutputPath& to) {
+  const auto outcome = apart([&](Place& now) {
+    const RecordingFile recording(path);
+    File file(recording, to);
+    RecordedSamples samples(recording, object, Module(options.module), options.window.from,
+                            [&](const RecordedSample& sample) { file.add(sample); });
+    for_each_call(recording, options.window, [&](const RecordedCall& call, bool) {
+      now = call.place();
+      samples.add(call);
+    });
+    samples.end();
+    if (samples.count() == 0) throw nothing_of_the_object(recording);
+    file.commit();
+    const std::string missing = fmt::format("; calls are missing in {} places", samples.gaps());
+    return fmt::format("{} samples in {}{}\n", samples.count(), to.named().string(), samples.gaps() > 0 ? missing : "");
+  });
+  if (const Crash* crash = std::get_if<Crash>(&outcome)) {
+    throw Error(fmt::format("{}: the module crashed: {}: {}", path.string(), in_words(crash->call), crash->words));
+  }
+  return std::get<std::string>(outcome);
 }
 
-std::string write_results(const RecordingFile& recording, const ReplayOptions& options, std::uint32_t object,
-                          const OutputPath& path) {
-  OutputFile file(path);
-  bool has_header = false;
-  std::string words = take_samples(recording, options, object, path, [&](const RecordedSample& sample) {
+/// As results of a run.
+class ResultsFile {
+ public:
+  ResultsFile(const RecordingFile& recording, const OutputPath& path) : recording_(recording), file_(path) {}
+
+  void add(const RecordedSample& sample) {
     const Subject robot{*sample.robot};
-    if (!std::exchange(has_header, true)) file.write(results_header(robot));
+    if (!std::exchange(has_header_, true)) file_.write(results_header(robot));
     const Row row = results_row({robot, sample.time});
     if (const auto column = row.first_not_finite()) {
-      throw Error(fmt::format("{}: expected finite results, '{}' is not at {:.6f} s", recording.path().string(),
+      throw Error(fmt::format("{}: expected finite results, '{}' is not at {:.6f} s", recording_.path().string(),
                               results_columns(robot)[*column], sample.time));
     }
-    file.write(row.line());
-  });
-  file.commit();
-  return words;
-}
+    file_.write(row.line());
+  }
+  void commit() { file_.commit(); }
 
-std::string write_mcap(const RecordingFile& recording, const ReplayOptions& options, std::uint32_t object,
-                       const OutputPath& path) {
-  OutputFile file(path);
-  NodeScript script(mcap_script(), file);
-  script.write(fmt::format("{}\n{}\n", fmt::join(recording.joints(), ","), fmt::join(recording.bodies(), ",")));
-  std::string words = take_samples(recording, options, object, path, [&](const RecordedSample& sample) {
-    script.write(line_of_numbers(sample, recording.header().start.unix_ns));
-  });
-  script.finish();
-  file.commit();
-  return words;
-}
+ private:
+  const RecordingFile& recording_;
+  OutputFile file_;
+  bool has_header_ = false;
+};
+
+/// As MCAP, by the script.
+class McapFile {
+ public:
+  McapFile(const RecordingFile& recording, const OutputPath& path)
+      : start_(recording.header().start.unix_ns), file_(path), script_(mcap_script(), file_) {
+    script_.write(fmt::format("{}\n{}\n", fmt::join(recording.joints(), ","), fmt::join(recording.bodies(), ",")));
+  }
+
+  void add(const RecordedSample& sample) { script_.write(line_of_numbers(sample, start_)); }
+  void commit() {
+    script_.finish();
+    file_.commit();
+  }
+
+ private:
+  std::int64_t start_;
+  OutputFile file_;
+  NodeScript script_;
+};
 
 /// The files that are written, if they were asked for.
 struct ReplayOutputs {
@@ -116,8 +143,8 @@ struct ReplayOutputs {
 /// What was asked for of one recording, as text and as JSON. True if it differs.
 bool replay_one(const std::filesystem::path& path, const ReplayOptions& options, const ReplayOutputs& outputs,
                 std::string& text, nlohmann::json& json) {
-  const RecordingFile recording(path);
   if (options.looks_at_the_file_alone() || options.takes_samples()) {
+    const RecordingFile recording(path);
     Statistics statistics(recording);
     for_each_call(recording, options.window,
                   [&](const RecordedCall& call, bool is_within) { statistics.add(call, is_within); });
@@ -129,20 +156,17 @@ bool replay_one(const std::filesystem::path& path, const ReplayOptions& options,
     }
     const std::uint32_t object = options.object != 0 ? options.object : statistics.busiest_object();
     if (outputs.csv) text += write_motion(recording, options.window, object, *outputs.csv);
-    if (outputs.results) text += write_results(recording, options, object, *outputs.results);
-    if (outputs.mcap) text += write_mcap(recording, options, object, *outputs.mcap);
+    if (outputs.results) text += write_samples<ResultsFile>(path, options, object, *outputs.results);
+    if (outputs.mcap) text += write_samples<McapFile>(path, options, object, *outputs.mcap);
   }
   if (!options.compares()) return false;
-  Slicer slicer(recording);
-  const Playback playback = play(recording, options.module, options.window, outputs.cut ? &slicer : nullptr);
-  text += in_words(recording, playback);
-  json.update(in_json(recording, playback));
+  const Playback playback = play(path, options.module, options.window);
+  text += playback.text;
+  json.update(playback.json);
   if (outputs.cut && playback.first) {
-    OutputFile file(*outputs.cut);
-    const std::size_t calls = slicer.write(file);
-    file.commit();
+    const std::size_t calls = cut(path, options.module, playback, *outputs.cut);
     // That the shorter one differs is a claim, too.
-    const bool holds = play(RecordingFile(*options.cut), options.module, {}).first.has_value();
+    const bool holds = play(*options.cut, options.module, {}).first.has_value();
     text += fmt::format("{} calls in {}{}\n", calls, options.cut->string(),
                         holds ? "" : ", in which nothing differs: something else must be part of it");
     json["cut"] = {{"calls", calls}, {"differs", holds}};

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
 
-#include "host/replay/player.h"
-#include "host/replay/slice.h"
+#include "host/io/outputs.h"
+#include "host/replay/recording_file.h"
 
 namespace korvel::host {
 
@@ -26,20 +29,19 @@ void for_each_call(const RecordingFile& recording, const Window& window, const V
 
 /// What playing a recording has come to.
 struct Playback {
-  std::optional<Difference> first;
-  std::array<Played, recording::operation_count> played{};
-  std::size_t not_performed = 0, not_comparable = 0, gaps = 0;
-  std::string last_call;  ///< one that did not return
-
-  Played sum() const;
+  std::string text;
+  nlohmann::json json;
+  /// The call that first differs: where its record is in the file, and whether the module crashed in it.
+  std::optional<std::uint64_t> first;
+  bool has_crashed = false;
 };
 
-/// Plays it on a module that is loaded anew, for its inertias are to be those that it was built with. Compares what is
-/// in the window. `slicer` keeps the calls that the first difference comes from. A crash ends the process with the call.
-Playback play(const RecordingFile& recording, const std::filesystem::path& module, const Window& window,
-              Slicer* slicer = nullptr);
+/// Plays a recording on a module, in a process of its own, and compares what is in the window. Throws Error if the
+/// recording or the module is unusable. A crash is the first difference, and the last.
+Playback play(const std::filesystem::path& recording, const std::filesystem::path& module, const Window& window);
 
-std::string in_words(const RecordingFile& recording, const Playback& playback);
-nlohmann::json in_json(const RecordingFile& recording, const Playback& playback);
+/// Plays it once more and writes the calls that the first difference comes from as a recording. Returns how many.
+std::size_t cut(const std::filesystem::path& recording, const std::filesystem::path& module, const Playback& playback,
+                const OutputPath& to);
 
 }  // namespace korvel::host

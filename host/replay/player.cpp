@@ -187,13 +187,13 @@ bool Player::is_allowed(const RecordedCall& call) const {
 bool Player::perform(Object& object, const RecordedCall& call) {
   if (observer_ != nullptr) observer_->performed(call);
   bool returned = true;
-  recording::flush_denormals(call.has(recording::flushes_denormals));
+  recording::set_denormal_flags(call.header.flags);
   try {
     call.operation.perform(*object.robot, recording_.size(), call.arguments, reinterpret_cast<char*>(result_.data()));
   } catch (const std::exception&) {
     returned = false;
   }
-  recording::flush_denormals(false);
+  recording::set_denormal_flags(0);
   return returned;
 }
 
@@ -210,6 +210,11 @@ bool Player::make(const RecordedCall& call) {
   const auto operation = static_cast<Operation>(call.header.operation);
   const bool makes = operation == Operation::create || operation == Operation::clone;
   if (makes && (call.has(recording::has_thrown) || !call.has_returned())) {
+    // It may have summed the masses before.
+    if (operation == Operation::create) {
+      ++shared_changes_;
+      know(Resource::total_mass, false);
+    }
     ++not_performed_;
     return true;
   }
@@ -288,28 +293,32 @@ std::optional<Difference> Player::play(const RecordedCall& call, bool compares) 
   if (!compares) return {};
   ++played.compared;
   read_shown(object, call);
-  std::optional<Difference> difference = compare(object, call, threw);
+  std::optional<Difference> difference = compare(call, threw);
   if (difference) ++played.different;
   return difference;
 }
 
-std::optional<Difference> Player::compare(const Object& object, const RecordedCall& call, bool threw) const {
+Difference Player::difference(const RecordedCall& call, const std::string& results) const {
+  const char* certain = call.is_certain ? "" : "; behind the last checksum, so that it may never have been so";
+  const auto found = objects_.find(call.header.object);
+  return {in_words(call.place()) + certain, call_in_words(recording_, call),
+          found == objects_.end() ? "" : inputs_in_words(*found->second.robot), results};
+}
+
+Difference Player::crashed(const RecordedCall& call, const std::string& words) const { return difference(call, words); }
+
+std::optional<Difference> Player::compare(const RecordedCall& call, bool threw) const {
   const recording::OperationEntry& e = call.operation;
-  const auto difference = [&](const std::string& results) {
-    const char* certain = call.is_certain ? "" : "; behind the last checksum, so that it may never have been so";
-    return Difference{in_words(call.place()) + certain, call_in_words(recording_, call), inputs_in_words(*object.robot),
-                      results};
-  };
   if (threw != call.has(recording::has_thrown)) {
-    return difference(threw ? "it threw here, and did not when it was recorded"
-                            : "it threw when it was recorded, and not here");
+    return difference(call, threw ? "it threw here, and did not when it was recorded"
+                                  : "it threw when it was recorded, and not here");
   }
   if (threw) return {};
   const char* here = reinterpret_cast<const char*>(result_.data());
   const std::uint64_t word = recording::result_word(e, recording_.size(), here);
   if (word == call.header.result) return {};
   if (e.result_type() != NumberType::real) {
-    return difference(fmt::format("recorded {:#x}, here {:#x}", call.header.result, word));
+    return difference(call, fmt::format("recorded {:#x}, here {:#x}", call.header.result, word));
   }
   const std::size_t count = e.result_numbers(recording_.size());
   std::vector<float> recorded(count);
@@ -319,15 +328,15 @@ std::optional<Difference> Player::compare(const Object& object, const RecordedCa
     std::memcpy(recorded.data(), &call.header.result, count * sizeof(float));
   } else {
     return difference(
-        fmt::format("recorded is a hash alone, {:#018x}; here it is {:#018x}, of {}", call.header.result, word,
-                    fmt::join(result_.begin(), result_.begin() + static_cast<std::ptrdiff_t>(count), ", ")));
+        call, fmt::format("recorded is a hash alone, {:#018x}; here it is {:#018x}, of {}", call.header.result, word,
+                          fmt::join(result_.begin(), result_.begin() + static_cast<std::ptrdiff_t>(count), ", ")));
   }
   for (std::size_t i = 0; i < count; ++i) {
     if (same(recorded[i], result_[i])) continue;
-    return difference(fmt::format("{}: recorded {}, here {}", number_in_words(recording_, call, i),
-                                  with_bits(recorded[i]), with_bits(result_[i])));
+    return difference(call, fmt::format("{}: recorded {}, here {}", number_in_words(recording_, call, i),
+                                        with_bits(recorded[i]), with_bits(result_[i])));
   }
-  return difference("the hash that was recorded is not that of the numbers beside it");
+  return difference(call, "the hash that was recorded is not that of the numbers beside it");
 }
 
 }  // namespace korvel::host

@@ -21,20 +21,20 @@ std::string RecordedMotion::row() const {
 }
 
 bool RecordedMotion::add(const RecordedCall& call) {
-  if (call.header.object != object_ || call.has(recording::incomplete_inputs)) return false;
+  if (call.header.object != object_ || call.has(recording::incomplete_inputs) || !call.has_returned()) return false;
+  // What is restated is new only where calls were lost.
+  const auto set = [&](auto* held, const char* values, std::size_t size) {
+    is_new_ = is_new_ || !call.has(recording::restated) || std::memcmp(held, values, size) != 0;
+    std::memcpy(held, values, size);
+    return false;
+  };
   switch (static_cast<Operation>(call.header.operation)) {
     case Operation::setRootPose:
-      std::memcpy(&root_, call.arguments, sizeof(root_));
-      is_new_ = true;
-      return false;
+      return set(&root_, call.arguments, sizeof(root_));
     case Operation::setJointAnglesPos:
-      std::memcpy(joints_.data(), call.arguments, joints_.size() * sizeof(float));
-      is_new_ = true;
-      return false;
+      return set(joints_.data(), call.arguments, joints_.size() * sizeof(float));
     case Operation::setJointAnglePos:
-      if (call.index() < joints_.size()) std::memcpy(&joints_[call.index()], call.arguments + 8, sizeof(float));
-      is_new_ = true;
-      return false;
+      return call.index() < joints_.size() && set(&joints_[call.index()], call.arguments + 8, sizeof(float));
     case Operation::computeFwdKinematics:
     case Operation::computeFwdKinematicsExceptRoot:
     case Operation::computeFwdKinematicsOnlyRoot:

@@ -234,6 +234,9 @@ class RecordingFile::Cursor {
       return fmt::format("a record of {} has {} bytes, expected {}", e.name, record.size, expected);
     }
     if (record.size > last - at) return "a record goes on behind the end of its block";
+    if ((record.flags & recording::restated) != 0 && !recording::is_restated(e.operation)) {
+      return fmt::format("{} is no input that is restated", e.name);
+    }
     return {};
   }
 

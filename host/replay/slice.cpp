@@ -94,7 +94,7 @@ std::size_t Slicer::write(OutputFile& file) const {
   // All that it comes from, in the order in which it was called.
   const auto earlier = [](const Source& a, const Source& b) { return a->order < b->order; };
   std::set<Source, decltype(earlier)> calls(earlier);
-  std::vector<Source> open{kept_};
+  std::vector<Source> open{last_};
   while (!open.empty()) {
     const Source next = open.back();
     open.pop_back();

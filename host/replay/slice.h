@@ -22,10 +22,8 @@ class Slicer : public PlayObserver {
   void ended(std::uint32_t object) override;
   void performed(const RecordedCall& call) override;
 
-  /// The last call that was performed is the one to be written.
-  void keep() { kept_ = last_; }
-  /// Writes a recording of one object with that call, and those that it comes from. Returns how many calls that are.
-  /// Throws Error.
+  /// Writes a recording of one object with the last call that was performed, and those that it comes from. Returns how
+  /// many calls that are. Throws Error.
   std::size_t write(OutputFile& file) const;
 
  private:
@@ -52,7 +50,7 @@ class Slicer : public PlayObserver {
   std::map<std::uint32_t, std::vector<Source>> objects_;  ///< by place
   std::vector<Source> module_;
   Changes mass_changes_ = std::make_shared<std::vector<Source>>();
-  Source last_, kept_;
+  Source last_;
 };
 
 }  // namespace korvel::host

@@ -24,8 +24,13 @@ _RECORD = 40
 _NOT_RETURNED = 0xFFFFFFFF
 
 (HAS_RESULT, RESULT_IN_FULL, HAS_THROWN, RESTATED, INCOMPLETE, OUT_OF_MEMORY, FLUSHES_DENORMALS,
- OVERLAPPED) = (1 << i for i in range(8))
+ OVERLAPPED, TAKES_DENORMALS_AS_ZERO) = (1 << i for i in range(9))
 """Bits of ``flags``."""
+
+# What a block begins with.
+_INPUTS = frozenset(["create", "getMass", "setBodyInertia", "setRootPose", "setRootVelocity", "setRootAcceleration",
+                     "setJointAnglesPos", "setJointAnglesVel", "setJointAnglesAcc", "setJointAnglePos", "setJointAngleVel",
+                     "setJointAngleAcc", "setExternalWrench", "setExternalWrench (in a frame)", "setVolatilePose"])
 
 _CALLS = np.dtype([("time", "<f8"), ("took", "<f8"), ("operation", "<u2"), ("flags", "<u2"), ("object", "<u4"),
                    ("number", "<u4"), ("thread", "<u2"), ("shared", "<u2"), ("result", "<u8"), ("offset", "<u8")])
@@ -182,6 +187,8 @@ class Recording:
         if operation >= len(self._sizes) or size > end - at:
             return 0
         without, with_result = self._sizes[operation]
+        if flags & RESTATED and self.operations[operation] not in _INPUTS:
+            return 0
         is_right = size == (with_result if flags & RESULT_IN_FULL else without)
         # One that has thrown had room for a result.
         return size if is_right or (flags & HAS_THROWN and size == with_result) else 0

@@ -18,7 +18,10 @@
 #include <sstream>
 
 #include "host/replay/playback.h"
+#include "host/replay/player.h"
 #include "host/replay/recorded_motion.h"
+#include "host/replay/recorded_samples.h"
+#include "host/replay/slice.h"
 #include "host/replay/statistics.h"
 #include "host/replay/words.h"
 #include "recording/hash.h"
@@ -62,7 +65,9 @@ class Damager {
   void damage_once(std::string& file) {
     if (file.size() < 16) return;
     const std::size_t at = place(file);
-    switch (below(5)) {
+    switch (below(6)) {
+      case 5:
+        return damage_record(file);
       case 0:
         file[at] = static_cast<char>(file[at] ^ (1 << static_cast<int>(below(8))));
         return;
@@ -83,6 +88,32 @@ class Damager {
         const std::string one = file.substr(block_size * below(blocks), block_size);
         file.replace(block_size * below(blocks), block_size, one);
       }
+    }
+  }
+
+  /// Operation, flags or an index of a record.
+  void damage_record(std::string& file) {
+    const std::size_t blocks = file.size() / block_size;
+    if (blocks < 2) return;
+    std::size_t at = block_size * (1 + below(blocks - 1)) + sizeof(BlockHeader);
+    for (std::size_t records = below(200); records > 0 && at + 64 <= file.size(); --records) {
+      RecordHeader header;
+      std::memcpy(&header, &file[at], sizeof(header));
+      if (header.size < sizeof(header) || at + header.size + 64 > file.size()) break;
+      at += header.size;
+    }
+    if (at + 64 > file.size()) return;
+    constexpr std::size_t operation = 4;
+    constexpr std::size_t flags = 6;
+    switch (below(3)) {
+      case 0:
+        file[at + operation] = static_cast<char>(below(korvel::recording::operation_count));
+        return;
+      case 1:
+        file[at + flags] = static_cast<char>(file[at + flags] ^ (1 << static_cast<int>(below(8))));
+        return;
+      default:
+        file[at + sizeof(RecordHeader) + below(8)] = static_cast<char>(below(256));
     }
   }
 
@@ -122,16 +153,26 @@ bool is_read(const std::filesystem::path& path, const char* module, const std::f
   statistics.end();
   statistics.text();
   statistics.json();
+  // In this process, where memory is watched.
   Slicer slicer(recording);
-  const Playback playback = play(recording, module, {}, &slicer);
-  in_words(recording, playback);
-  if (playback.first) {
+  Player player(recording, Module(module), &slicer);
+  bool is_cut = false;
+  recording.for_each([&](const RecordedCall& call) {
+    is_cut = player.play(call, true).has_value();
+    return !is_cut;
+  });
+  if (is_cut) {
     Outputs outputs;
     OutputFile file(outputs.claim(cut));
     slicer.write(file);
     file.commit();
-    play(RecordingFile(cut), module, {});
   }
+  RecordedSamples samples(recording, 1, Module(module), 0, [](const RecordedSample& s) { line_of_numbers(s, 0); });
+  recording.for_each([&](const RecordedCall& call) {
+    samples.add(call);
+    return true;
+  });
+  samples.end();
   return true;
 } catch (const Error&) {
   return false;

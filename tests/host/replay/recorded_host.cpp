@@ -13,6 +13,8 @@
 #include <limits>
 #include <thread>
 
+#include "recording/denormals.h"
+
 namespace {
 
 using korvel::host::Module;
@@ -130,6 +132,24 @@ void not_finite(const Module& module) {
   }
 }
 
+/// Torques that are denormal numbers, of loads that are some, for each way to treat them.
+void denormals(const Module& module) {
+  using namespace korvel::recording;
+  const System robot = module.create();
+  for (const int flags : {0, int{flushes_denormals}, int{takes_denormals_as_zero},
+                          int{flushes_denormals} | int{takes_denormals_as_zero}}) {
+    set_denormal_flags(static_cast<std::uint16_t>(flags));
+    QZ::Math::Transform far;
+    far.ty = 1e3F;
+    for (const float force : {1e-40F, 1.1e-38F}) {
+      robot->setExternalWrench(13, {force, force, force, force, force, force}, far);
+      robot->computeInverseDynamics();
+      robot->getJointAnglesTorque();
+    }
+  }
+  set_denormal_flags(0);
+}
+
 /// What the contract does not allow, and does no harm.
 void mistakes(const Module& module) {
   const System robot = module.create();
@@ -157,6 +177,7 @@ int main(int argc, char** argv) {
   if (what == "fork") both_after_a_fork(module);
   if (what == "mistakes") mistakes(module);
   if (what == "uneven") uneven(module);
+  if (what == "denormals") denormals(module);
   if (what == "root") root_motion(module);
   if (what == "not finite") not_finite(module);
   if (what == "motion") motion(module, static_cast<unsigned long>(std::atol(argv[3])));

@@ -28,15 +28,85 @@ TEST_F(Replay, EveryOperationFromEightThreadsGivesTheSameBitsOnBothModules) {
   }
 }
 
-// A module that ends the process is told of by its call.
+// A module that ends the process differs in the call, and what that comes from can be cut out.
 TEST_F(Replay, ACrashIsADifference) {
   ASSERT_EQ(record("operations 1"), 0);
-  const Outcome outcome = replay(recording(), fmt::format("--module '{}on_request.so'", KORVEL_FAULTY_MODULES),
-                                 "export KORVEL_FAULT='crashes in the dynamics'");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_NE(outcome.err.find("the module crashed"), std::string::npos) << outcome.err;
-  EXPECT_NE(outcome.err.find("computeInverseDynamics"), std::string::npos) << outcome.err;
-  expect_one_line(outcome.err, "a crash");
+  const std::string faulty = fmt::format("--module '{}on_request.so'", KORVEL_FAULTY_MODULES);
+  const std::string crash = "export KORVEL_FAULT='crashes in the dynamics'";
+  // That of the next file is told all the same.
+  const Outcome both = replay(recording(), fmt::format("'{}' {}", recording().string(), faulty), crash);
+  EXPECT_EQ(both.status, 1);
+  const std::string words = "computeInverseDynamics()\nthe module crashed here: it crashed: Aborted";
+  const std::size_t first = both.out.find(words);
+  EXPECT_NE(both.out.find(words, first + 1), std::string::npos) << both.out << both.err;
+  const Outcome outcome = replay(recording(), faulty + " --cut cut.rec --json", crash);
+  EXPECT_EQ(outcome.status, 1) << outcome.err;
+  EXPECT_EQ(nlohmann::json::parse(outcome.out)["recordings"][0]["cut"]["differs"], true);
+  EXPECT_EQ(replay("cut.rec").status, 0) << "with the module as it should be";
+  const Outcome results = replay(recording(), faulty + " --results results.csv", crash);
+  EXPECT_EQ(results.status, 2);
+  EXPECT_NE(results.err.find("the module crashed: call "), std::string::npos) << results.err;
+  expect_one_line(results.err, "a crash");
+}
+
+// Neither is the call performed that a host has ended in, nor is there a sample of it.
+TEST_F(Replay, ACallThatDidNotReturnIsNoSample) {
+  shell(environment("") + fmt::format("'{}' '{}' crash 2>/dev/null", KORVEL_RECORDED_HOST, KORVEL_RECORDER));
+  EXPECT_NE(replay(recording()).out.find("did not return: "), std::string::npos);
+  const Outcome results = replay(recording(), "--results results.csv");
+  EXPECT_EQ(results.status, 2);
+  EXPECT_NE(results.err.find("no computation of that object is recorded"), std::string::npos) << results.err;
+  // How fast the clock ran is known from the beginning.
+  const RecordingFile file(recording());
+  EXPECT_GT(file.header().last.ticks, file.header().start.ticks);
+}
+
+// In whichever call a block begins, and with it what was set before.
+TEST_F(Replay, ACycleIsOneSample) {
+  constexpr int cycles = 600;
+  ASSERT_EQ(record(fmt::format("cycles counter {}", cycles)), 0);
+  ASSERT_EQ(replay(recording(), "--csv motion.csv").status, 0);
+  EXPECT_EQ(columns_in<float>("motion.csv").at("time").size(), cycles);
+}
+
+// Results are flushed to zero, or what goes in is, or both.
+TEST_F(Replay, DenormalsAreTreatedAsTheHostTreatsThem) {
+  ASSERT_EQ(record("denormals"), 0);
+  std::set<int> treatments;
+  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+    treatments.insert(call.header.flags & (recording::flushes_denormals | recording::takes_denormals_as_zero));
+    return true;
+  });
+  EXPECT_EQ(treatments.size(), 4U);
+  EXPECT_EQ(replay(recording()).status, 0);
+}
+
+// What a block begins with is nothing but inputs, in a file without checksums too.
+TEST_F(Replay, WhatIsRestatedIsAnInput) {
+  ASSERT_EQ(record("cycles counter 200"), 0);
+  std::uint64_t restated = 0;
+  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+    if (call.has(recording::restated) && call.operation.operation == recording::Operation::getMass)
+      restated = call.offset;
+    return restated == 0;
+  });
+  ASSERT_NE(restated, 0U);
+  for (const recording::Operation operation : {recording::Operation::destroy, recording::Operation::clone}) {
+    std::filesystem::copy_file(recording(), directory_ / "bad.rec", std::filesystem::copy_options::overwrite_existing);
+    std::fstream file(directory_ / "bad.rec", std::ios::in | std::ios::out | std::ios::binary);
+    const auto put = [&](std::uint64_t at, const std::string& bytes) {
+      file.seekp(static_cast<std::streamoff>(at));
+      file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    };
+    put(offsetof(recording::FileHeader, ended), std::string(8, '\0'));
+    const std::uint64_t block = restated / recording::block_size * recording::block_size;
+    put(block + offsetof(recording::BlockHeader, check), std::string(sizeof(recording::Check) * 2, '\0'));
+    put(restated + offsetof(recording::RecordHeader, operation), std::string(1, static_cast<char>(operation)));
+    file.close();
+    const Outcome outcome = replay("bad.rec");
+    EXPECT_NE(outcome.out.find("blocks are not whole"), std::string::npos) << outcome.out << outcome.err;
+    EXPECT_EQ(outcome.out.find("crashed"), std::string::npos) << outcome.out;
+  }
 }
 
 // In which bits a number is none, builds differ.
