@@ -50,9 +50,11 @@ std::string line_of_numbers(const RecordedSample& sample, std::int64_t start) {
     std::copy(computed.begin(), computed.end(), torques.begin());
   }
   const QZ::Math::Position3D& com = robot.getComPosition();
-  std::string line =
-      fmt::format("{},{},{},{},{},{},{}", start + std::llround(sample.time * 1e9), in_words(robot.getJointAnglesPos()),
-                  in_words(robot.getJointAnglesVel()), fmt::join(torques, ","), com.x, com.y, com.z);
+  // Whatever a file says of its beginning.
+  const auto time = static_cast<std::int64_t>(static_cast<std::uint64_t>(start) +
+                                              static_cast<std::uint64_t>(std::llround(sample.time * 1e9)));
+  std::string line = fmt::format("{},{},{},{},{},{},{}", time, in_words(robot.getJointAnglesPos()),
+                                 in_words(robot.getJointAnglesVel()), fmt::join(torques, ","), com.x, com.y, com.z);
   for (unsigned long b = 0; b < robot.getNbBodies(); ++b) {
     const QZ::Math::Transform& pose = robot.getPose(b);
     const Eigen::Quaterniond q = orientation(pose);

@@ -77,7 +77,8 @@ RecordingFile::RecordingFile(std::filesystem::path path) : path_(std::move(path)
   }
   read_description();
   const auto ticks = static_cast<double>(header_.last.ticks - header_.start.ticks);
-  const auto nanoseconds = static_cast<double>(header_.last.monotonic_ns - header_.start.monotonic_ns);
+  const double nanoseconds =
+      static_cast<double>(header_.last.monotonic_ns) - static_cast<double>(header_.start.monotonic_ns);
   const double rate = nanoseconds / ticks;
   if (rate > 1e-3 && rate < 1e3) seconds_per_tick_ = rate * 1e-9;
   read_blocks();
