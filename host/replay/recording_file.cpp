@@ -56,6 +56,7 @@ RecordingFile::RecordingFile(std::filesystem::path path) : path_(std::move(path)
   if (!file_) throw Error(path_.string() + ": cannot be read");
   if (file_size_ < sizeof(header_)) throw error_at(0, "expected a recording, the file is too short for one");
   read_at(0, &header_, sizeof(header_));
+  if (header_.magic == decltype(header_.magic){}) throw error_at(0, "the process ended before it recorded anything");
   if (header_.magic != recording::file_magic) throw error_at(0, "expected a recording, this is none");
   if (header_.version != recording::format_version) {
     throw error_at(8,
