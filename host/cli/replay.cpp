@@ -80,7 +80,7 @@ std::string write_samples(const std::filesystem::path& path, const ReplayOptions
     return fmt::format("{} samples in {}{}\n", samples.count(), to.named().string(), samples.gaps() > 0 ? missing : "");
   });
   if (const Crash* crash = std::get_if<Crash>(&outcome)) {
-    throw Error(fmt::format("{}: the module crashed: {}: {}", path.string(), in_words(crash->call), crash->words));
+    throw Error(fmt::format("{}: the module failed: {}: {}", path.string(), in_words(crash->call), crash->words));
   }
   return std::get<std::string>(outcome);
 }

@@ -1,5 +1,6 @@
 #include "host/replay/apart.h"
 
+#include <fmt/format.h>
 #include <sys/mman.h>
 
 #include <chrono>
@@ -38,18 +39,22 @@ std::variant<std::string, Crash> apart(const std::function<std::string(Place& no
   constexpr std::chrono::hours limit{24 * 365};
   constexpr char good = '+';
   constexpr char bad = '-';
+  constexpr char thrown = '!';
   const SharedPlace now;
   ChildProcess child(
       [&] {
         try {
           return good + task(*now);
-        } catch (const std::exception& error) {
+        } catch (const Error& error) {
           return bad + std::string(error.what());
+        } catch (const std::exception& error) {
+          return thrown + fmt::format("it threw: {}", error.what());
         }
       },
       limit);
   const ChildProcess::End end = child.wait();
   if (!end.answered) return Crash{*now, end.text};
+  if (end.text.front() == thrown) return Crash{*now, end.text.substr(1)};
   if (end.text.front() == bad) throw Error(end.text.substr(1));
   return end.text.substr(1);
 }

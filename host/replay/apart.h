@@ -8,7 +8,7 @@
 
 namespace korvel::host {
 
-/// A module has ended the process: in which call, and how, in words.
+/// A module has ended the process, or has thrown what no call may throw: in which call, and what, in words.
 struct Crash {
   Place call;
   std::string words;

@@ -90,7 +90,7 @@ std::string play_here(const std::filesystem::path& path, const std::filesystem::
     now = call.place();
     if (!call.has_returned()) counts.last_call = in_words(call.place()) + ": " + call_in_words(recording, call);
     const bool crashes = crash != nullptr && call.offset == crash->call.offset;
-    std::optional<Difference> difference = crashes ? player.crashed(call, "the module crashed here: " + crash->words)
+    std::optional<Difference> difference = crashes ? player.crashed(call, "the module failed here: " + crash->words)
                                                    : player.play(call, call.time >= window.from);
     if (difference && !counts.first) {
       counts.first = std::move(difference);

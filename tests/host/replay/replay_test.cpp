@@ -36,7 +36,7 @@ TEST_F(Replay, ACrashIsADifference) {
   // That of the next file is told all the same.
   const Outcome both = replay(recording(), fmt::format("'{}' {}", recording().string(), faulty), crash);
   EXPECT_EQ(both.status, 1);
-  const std::string words = "computeInverseDynamics()\nthe module crashed here: it crashed: Aborted";
+  const std::string words = "computeInverseDynamics()\nthe module failed here: it crashed: Aborted";
   const std::size_t first = both.out.find(words);
   EXPECT_NE(both.out.find(words, first + 1), std::string::npos) << both.out << both.err;
   const Outcome outcome = replay(recording(), faulty + " --cut cut.rec --json", crash);
@@ -45,7 +45,7 @@ TEST_F(Replay, ACrashIsADifference) {
   EXPECT_EQ(replay("cut.rec").status, 0) << "with the module as it should be";
   const Outcome results = replay(recording(), faulty + " --results results.csv", crash);
   EXPECT_EQ(results.status, 2);
-  EXPECT_NE(results.err.find("the module crashed: call "), std::string::npos) << results.err;
+  EXPECT_NE(results.err.find("the module failed: call "), std::string::npos) << results.err;
   expect_one_line(results.err, "a crash");
 }
 
@@ -105,7 +105,7 @@ TEST_F(Replay, WhatIsRestatedIsAnInput) {
     file.close();
     const Outcome outcome = replay("bad.rec");
     EXPECT_NE(outcome.out.find("blocks are not whole"), std::string::npos) << outcome.out << outcome.err;
-    EXPECT_EQ(outcome.out.find("crashed"), std::string::npos) << outcome.out;
+    EXPECT_EQ(outcome.out.find("failed here"), std::string::npos) << outcome.out;
   }
 }
 
