@@ -14,8 +14,8 @@ TEST(Loading, ManyCyclesKeepMemoryAndStartFromTheFactoryInertias) {
   float total = 0;
   for (const auto& body : robot_table()) total += body.inertia.m;
   // What a process is counted by may differ by a little, whenever; what is lost in each cycle adds up.
-  std::size_t most_blocks = 0;
-  unsigned long most_pages = 0;
+  [[maybe_unused]] std::size_t most_blocks = 0;
+  [[maybe_unused]] unsigned long most_pages = 0;
   for (int cycle = 0; cycle < 1000; ++cycle) {
     const Module module(module_path());
     const System robot = module.create();
