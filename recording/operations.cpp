@@ -230,10 +230,7 @@ std::size_t OperationEntry::result_numbers(const RobotSize& size) const {
 }
 
 bool is_restated(Operation operation) {
-  constexpr Resources inputs = bit(Resource::root_pose) | bit(Resource::root_velocity) |
-                               bit(Resource::root_acceleration) | bit(Resource::positions) | bit(Resource::velocities) |
-                               bit(Resource::accelerations) | bit(Resource::wrenches) | bit(Resource::volatile_poses) |
-                               bit(Resource::inertias);
+  constexpr Resources inputs = inputs_of_object | bit(Resource::inertias);
   return operation == Operation::create || operation == Operation::getMass || (entry(operation).writes & inputs) != 0;
 }
 

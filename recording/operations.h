@@ -99,6 +99,12 @@ inline constexpr unsigned resource_kinds = 18;
 using Resources = unsigned;  ///< bits
 constexpr Resources bit(Resource kind) { return 1U << static_cast<unsigned>(kind); }
 
+/// What an object is set to.
+inline constexpr Resources inputs_of_object = bit(Resource::root_pose) | bit(Resource::root_velocity) |
+                                              bit(Resource::root_acceleration) | bit(Resource::positions) |
+                                              bit(Resource::velocities) | bit(Resource::accelerations) |
+                                              bit(Resource::wrenches) | bit(Resource::volatile_poses);
+
 /// Of what an operation reads, what goes into one thing that it writes; all of it, unless something is known to be
 /// apart from the rest. Poses, say, are right whatever the masses are.
 constexpr Resources goes_into(Resource written) {

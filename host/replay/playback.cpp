@@ -90,7 +90,7 @@ std::string play_here(const std::filesystem::path& path, const std::filesystem::
     now = call.place();
     if (!call.has_returned()) counts.last_call = in_words(call.place()) + ": " + call_in_words(recording, call);
     const bool crashes = crash != nullptr && call.offset == crash->call.offset;
-    std::optional<Difference> difference = crashes ? player.crashed(call, "the module failed here: " + crash->words)
+    std::optional<Difference> difference = crashes ? player.difference(call, "the module failed here: " + crash->words)
                                                    : player.play(call, call.time >= window.from);
     if (difference && !counts.first) {
       counts.first = std::move(difference);
@@ -127,7 +127,6 @@ std::size_t cut(const std::filesystem::path& path, const std::filesystem::path& 
     const RecordingFile recording(path);
     Slicer slicer(recording);
     Player player(recording, Module(module), &slicer);
-    std::size_t calls = 0;
     recording.for_each([&](const RecordedCall& call) {
       now = call.place();
       const bool is_last = call.offset == playback.first;
@@ -139,7 +138,7 @@ std::size_t cut(const std::filesystem::path& path, const std::filesystem::path& 
       return !is_last;
     });
     OutputFile file(to);
-    calls = slicer.write(file);
+    const std::size_t calls = slicer.write(file);
     file.commit();
     return std::to_string(calls);
   });

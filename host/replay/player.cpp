@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 #include "host/replay/words.h"
@@ -20,10 +19,6 @@ using recording::Index;
 using recording::NumberType;
 using recording::Operation;
 using recording::Resource;
-
-constexpr std::array inputs{Resource::root_pose, Resource::root_velocity, Resource::root_acceleration,
-                            Resource::positions, Resource::velocities,    Resource::accelerations,
-                            Resource::wrenches,  Resource::volatile_poses};
 
 /// As their hashes would be.
 bool same(float a, float b) { return recording::result_word(&a, 1) == recording::result_word(&b, 1); }
@@ -142,11 +137,9 @@ void Player::restate(const RecordedCall& call) {
     if (call.header.call != object.next_call) lose(call.header.object, object);
     object.next_call = call.header.call;
     // A call that is not there may have set any of them.
-    if (call.has(recording::overlapped)) object.takes_restated = false;
+    object.takes_restated = !call.has(recording::overlapped);
     if (!object.takes_restated) return;
-    for (const Resource input : inputs) {
-      places_.for_each_of(input, [&](std::size_t place) { object.known[place] = true; });
-    }
+    places_.for_each(recording::inputs_of_object, call, [&](std::size_t place) { object.known[place] = true; });
     return;
   }
   if (call.header.operation == static_cast<std::uint16_t>(Operation::getMass)) return restate_total_mass(call);
@@ -304,8 +297,6 @@ Difference Player::difference(const RecordedCall& call, const std::string& resul
   return {in_words(call.place()) + certain, call_in_words(recording_, call),
           found == objects_.end() ? "" : inputs_in_words(*found->second.robot), results};
 }
-
-Difference Player::crashed(const RecordedCall& call, const std::string& words) const { return difference(call, words); }
 
 std::optional<Difference> Player::compare(const RecordedCall& call, bool threw) const {
   const recording::OperationEntry& e = call.operation;

@@ -53,8 +53,8 @@ class Player {
   /// did not return, are not performed.
   std::optional<Difference> play(const RecordedCall& call, bool compare);
 
-  /// As a difference that the module crashes in the call, which is not performed.
-  Difference crashed(const RecordedCall& call, const std::string& words) const;
+  /// That the call, which is not performed here, gives other results, in words.
+  Difference difference(const RecordedCall& call, const std::string& results) const;
 
   /// Of an object that has made a call and has not ended.
   System copy(std::uint32_t object) const { return copy(objects_.at(object).robot, {}).robot; }
@@ -89,7 +89,6 @@ class Player {
   /// False if it threw.
   bool perform(Object& object, const RecordedCall& call);
   void read_shown(const Object& object, const RecordedCall& call);
-  Difference difference(const RecordedCall& call, const std::string& results) const;
   std::optional<Difference> compare(const RecordedCall& call, bool threw) const;
 
   const RecordingFile& recording_;

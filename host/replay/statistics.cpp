@@ -19,9 +19,8 @@ using recording::Resource;
 
 constexpr std::array shares{0.5, 0.9, 0.99, 0.999};
 
-constexpr recording::Resources inputs =
-    bit(Resource::root_pose) | bit(Resource::root_velocity) | bit(Resource::root_acceleration) |
-    bit(Resource::positions) | bit(Resource::velocities) | bit(Resource::accelerations) | bit(Resource::wrenches);
+// With these a cycle begins.
+constexpr recording::Resources inputs = recording::inputs_of_object & ~bit(Resource::volatile_poses);
 
 constexpr recording::Resources computed = bit(Resource::joint_pass) | bit(Resource::in_root) |
                                           bit(Resource::com_in_root) | bit(Resource::poses) | bit(Resource::com) |

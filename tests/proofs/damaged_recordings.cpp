@@ -23,7 +23,6 @@
 #include "host/replay/recorded_samples.h"
 #include "host/replay/slice.h"
 #include "host/replay/statistics.h"
-#include "host/replay/words.h"
 #include "recording/hash.h"
 
 namespace {
@@ -103,8 +102,8 @@ class Damager {
       at += header.size;
     }
     if (at + 64 > file.size()) return;
-    constexpr std::size_t operation = 4;
-    constexpr std::size_t flags = 6;
+    constexpr std::size_t operation = offsetof(RecordHeader, operation);
+    constexpr std::size_t flags = offsetof(RecordHeader, flags);
     switch (below(3)) {
       case 0:
         file[at + operation] = static_cast<char>(below(korvel::recording::operation_count));
