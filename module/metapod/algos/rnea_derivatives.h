@@ -1,0 +1,276 @@
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+#include "metapod/algos/body_motion.h"
+#include "metapod/spatial/velocity_product.h"
+
+namespace metapod {
+
+/// Derivatives of the generalized forces of a motion by positions and by velocities, with the forces of `rnea`.
+///
+/// Everything is in the frame of the body that it belongs to. Subtrees are composites with inertia I, velocity product
+/// C and force f. Column i is how the forces of all bodies change with coordinate i, seen from the joints above it:
+///   by q_i     G = C dS_i + I aS_i + S_i x* f      dS = v x S,  aS = a x S + v x dS
+///   by dq_i    H = C S_i + 2 I dS_i
+///   by ddq_i   U = I S_i
+/// For a joint j at i or above it the rows S_j G and S_j H are the derivatives of force j by coordinate i, and
+///   of force i by q_j    S_i C dS_j + U aS_j
+///   of force i by dq_j   S_i C S_j + 2 U dS_j
+///
+/// By the root's coordinates the derivatives are those along its own axes: of a root that moves along them (which
+/// changes no force) and turns about them.
+///
+/// Frames  node quantities in the node's own frame
+/// Shapes  dq, ddq one number for each coordinate; results of all pairs of coordinates of which one carries the other
+/// Reads   q with its sines and cosines, the inertias
+/// Writes  results.force(d), results.position_row(d)[c], results.velocity_row(d)[c] of force d and coordinate c; not by
+///         the root's positions 0 to 2. In the root's rows neighbours are at the same distance for all c, and in a row
+///         the root's columns are neighbours
+/// Source  J. Carpentier, N. Mansard, Analytical Derivatives of Rigid Body Dynamics Algorithms, 2018; S. Singh,
+///         R. Russell, P. Wensing, Efficient Analytical Derivatives of Rigid-Body Dynamics using Spatial Vector
+///         Algebra, 2022
+template <typename Model, typename Results>
+struct rnea_derivatives {
+  using Row = decltype(std::declval<Results&>().position_row(0));
+  using Scalar = typename NodeOf<Model, 0>::Scalar;
+  using Number = typename NodeOf<Model, 0>::Number;
+
+  template <typename Angles, typename Forces>
+  static void run(const Model& model, const Number* q, const Angles& angles, const Number* dq, const Number* ddq,
+                  const Forces& fext, Results& results) noexcept {
+    internal::World world;
+    Columns columns;
+    columns.end = columns.all;
+    internal::depth_first_traversal_with_records<DftVisitor, Model, 0>::run(model, world, q, angles, dq, ddq, fext,
+                                                                            columns, results);
+  }
+
+  /// What moves with the coordinate of one joint. U, G and H are forces on the body that the walk to the root has
+  /// reached, SC the angular part of S^T C in its frame.
+  struct Column {
+    Spatial::ForceT<Scalar> U, G, H;
+    Spatial::Vector3T<Scalar> SC;
+    int coordinate;
+    Row position_row, velocity_row;  ///< of the results for the force of the same coordinate
+  };
+
+  /// The columns of the subtrees that are not finished, each subtree's at the end, and what they meet at the root.
+  struct Columns {
+    Column all[Model::node_count];
+    Column* end;
+    Spatial::Vector3T<Scalar> g;  ///< gravity turned around, in root axes
+  };
+
+  /// A body, and after its children were finished the subtree that it carries.
+  struct Body : internal::BodyMotion<Scalar> {
+    internal::RoomFor<Spatial::InertiaT<Scalar>> I;
+    Spatial::VelocityProductT<Scalar> C;
+    decltype(cross(Spatial::MotionT<Scalar>{}, Spatial::ConstraintMotionAboutZT<Scalar>{})) dS;
+    Spatial::MotionT<Scalar> aS;
+    Column* first;  ///< of the subtree's columns
+    int coordinate;
+  };
+
+  template <typename, int i>
+  struct DftVisitor {
+    using Node = NodeOf<Model, i>;
+    static constexpr bool is_root = Node::parent == models::no_parent;
+
+    struct Record : Body {
+      internal::RoomFor<typename Node::ParentToBody> iXp;
+    };
+
+    template <typename Parent, typename Angles, typename Forces>
+    static void discover(const Model& model, Parent& parent, Record& own, const Number* q, const Angles& angles,
+                         const Number* dq, const Number* ddq, const Forces& fext, Columns& columns, Results&) noexcept {
+      own.first = columns.end;
+      own.coordinate = Node::dof_index;
+      internal::place<Node>(own, parent, q, angles, dq, ddq);
+      if constexpr (is_root) put_in(columns.g, (own.iXp.value * to_child<Scalar>(minus_g)).v);
+      put_in(own.I.value, model.template inertia<i>());
+      load(fext.template on<i>(), own);
+    }
+
+    template <typename Parent, typename Angles, typename Forces>
+    static void finish(const Model&, Parent& parent, Record& own, const Number*, const Angles&, const Number*,
+                       const Number*, const Forces&, Columns& columns, Results& results) noexcept {
+      if constexpr (is_root) {
+        write_root(own, columns.g, results);
+      } else {
+        begin_column(own, *columns.end++, results);
+        add_subtree(own.iXp.value, own, parent);
+        carry(own.iXp.value, own.first, columns.end);
+        if constexpr (NodeOf<Model, Node::parent>::parent == models::no_parent) {
+          write_pairs_with_root(parent, columns.g, own.first, columns.end, results);
+          columns.end = own.first;
+        } else {
+          write_pairs(parent, own.first, columns.end, results);
+        }
+      }
+    }
+  };
+
+  // ---- Steps, which many nodes share: called, because inlined they would be 200 KB of code
+  // ---------------------------
+
+  /// Force on the body, velocity product, and how its joint's axis moves.
+  [[gnu::noinline, gnu::flatten]] static void load(const Spatial::ForceT<Scalar>& external, Body& own) noexcept {
+    const auto& v = own.v;
+    const auto& a = own.a;
+    const auto& I = own.I.value;
+    const auto Iv = I * v;
+    put_in(own.f, I * a + cross(v, Iv) - external);
+    put_in(own.C, Spatial::VelocityProductT<Scalar>(I, v, Iv.f));
+    const auto dS = cross(v, S);
+    put_in(own.dS, dS);
+    put_in(own.aS, cross(a, S) + cross(v, dS));
+  }
+
+  /// The column of the body's own joint, and the pair that it is with itself.
+  [[gnu::noinline, gnu::flatten]] static void begin_column(const Body& own, Column& column, Results& results) noexcept {
+    const Scalar two(2);
+    const auto G = own.C * own.dS + own.I.value * own.aS + cross(S, own.f);
+    const auto doubled = map([&](const auto& x) { return two * x; }, own.dS);
+    const auto H = own.C * S + own.I.value * doubled;
+    put_in(column.U, (own.I.value * S)[0]);
+    put_in(column.G, G);
+    put_in(column.H, H);
+    put_in(column.SC, S.transpose() * own.C);
+    const int i = own.coordinate;
+    column.coordinate = i;
+    column.position_row = results.position_row(i);
+    column.velocity_row = results.velocity_row(i);
+    results.force(i) = own.f.n.z;
+    column.position_row[i] = G.n.z;
+    column.velocity_row[i] = H.n.z;
+  }
+
+  template <typename Transform>
+  [[gnu::noinline, gnu::flatten]] static void add_subtree(const Transform& iXp, const Body& own,
+                                                          Body& parent) noexcept {
+    put_in(parent.f, parent.f + iXp.applyInv(own.f));
+    put_in(parent.I.value, parent.I.value + iXp.applyInv(own.I.value));
+    put_in(parent.C, parent.C + applyInv(iXp, own.C));
+  }
+
+  template <typename Transform>
+  [[gnu::noinline, gnu::flatten]] static void carry(const Transform& iXp, Column* first, const Column* end) noexcept {
+    // By vectors: as a whole, a force would be put together in memory before it is stored.
+    const auto carry_force = [&iXp](Spatial::ForceT<Scalar>& force) {
+      const auto f = iXp.E.applyTransposed(force.f);
+      put_in(force.n, iXp.E.applyTransposed(force.n) + cross(iXp.r, f));
+      put_in(force.f, f);
+    };
+    for (; first != end; ++first) {
+      carry_force(first->U);
+      carry_force(first->G);
+      carry_force(first->H);
+      put_in(first->SC, iXp.E.applyTransposed(first->SC));
+    }
+  }
+
+  /// Of the joint j that carries a body and those of the columns.
+  [[gnu::noinline, gnu::flatten]] static void write_pairs(const Body& body, const Column* first, const Column* end,
+                                                          Results& results) noexcept {
+    const int j = body.coordinate;
+    const Row position_row = results.position_row(j);
+    const Row velocity_row = results.velocity_row(j);
+    decltype(body.dS) dS;
+    put_in(dS, body.dS);
+    Spatial::MotionT<Scalar> aS;
+    put_in(aS, body.aS);
+    const Scalar two(2);
+    for (; first != end; ++first) {
+      const Column& column = *first;
+      const auto& U = column.U;
+      position_row[column.coordinate] = column.G.n.z;
+      velocity_row[column.coordinate] = column.H.n.z;
+      column.position_row[j] = dot(column.SC, dS.w) + dot(aS, U);
+      column.velocity_row[j] = column.SC.z + two * dot(dS, U);
+    }
+  }
+
+  /// The same with the root's own motion; g in its axes.
+  [[gnu::noinline, gnu::flatten]] static void write_pairs_with_root(const Body& root,
+                                                                    const Spatial::Vector3T<Scalar>& g,
+                                                                    const Column* first, const Column* end,
+                                                                    Results& results) noexcept {
+    const auto& [w, v] = root.v;
+    const Row position_rows[]{results.position_row(0), results.position_row(1)};
+    const Row velocity_rows[]{results.velocity_row(0), results.velocity_row(1)};
+    for (; first != end; ++first) {
+      const Column& column = *first;
+      const auto& U = column.U;
+      write_root_force(column.G, position_rows, column.coordinate);
+      write_root_force(column.H, velocity_rows, column.coordinate);
+      Scalar* position = &column.position_row[3];
+      Scalar* velocity = &column.velocity_row[0];
+      write_vector(cross(U.f, g), position, 1);
+      write_vector(cross(U.f, w), velocity, 1);
+      write_vector(column.SC + cross(U.n, w) + cross(U.f, v), velocity + 3, 1);
+    }
+  }
+
+  /// The force on the root and its derivatives by the root's own motion.
+  [[gnu::noinline, gnu::flatten]] static void write_root(const Body& root, const Spatial::Vector3T<Scalar>& g,
+                                                         Results& results) noexcept {
+    const auto& w = root.v.w;
+    const auto& v = root.v.v;
+    const Row position_rows[]{results.position_row(0), results.position_row(1)};
+    const Row velocity_rows[]{results.velocity_row(0), results.velocity_row(1)};
+    write_vector(root.f.f, &results.force(0), 1);
+    write_vector(root.f.n, &results.force(3), 1);
+    Spatial::unrolled<3>([&](auto k) {
+      constexpr int column = static_cast<int>(decltype(k)::value);
+      const auto w_e = cross_unit<column>(w);
+      write_root_force(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, cross_unit<column>(g)}, position_rows,
+                       3 + column);
+      write_root_force(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, w_e}, velocity_rows, column);
+      write_root_force(velocity_column<column>(root.C) + root.I.value * Spatial::MotionOf{w_e, cross_unit<column>(v)},
+                       velocity_rows, 3 + column);
+    });
+  }
+
+ private:
+  static constexpr Spatial::ConstraintMotionAboutZT<Scalar> S{};
+
+  static void write_vector(const Spatial::Vector3T<Scalar>& x, Scalar* to, std::ptrdiff_t distance) noexcept {
+    to[0] = x.x;
+    to[distance] = x.y;
+    to[2 * distance] = x.z;
+  }
+
+  /// In a column of the root's six rows, of which the first two are given.
+  static void write_root_force(const Spatial::ForceT<Scalar>& force, const Row (&rows)[2], int column) noexcept {
+    Scalar* to = &rows[0][column];
+    const std::ptrdiff_t distance = &rows[1][column] - to;
+    write_vector(force.f, to, distance);
+    write_vector(force.n, to + 3 * distance, distance);
+  }
+
+  /// x times the unit vector along axis k.
+  template <int k>
+  static auto cross_unit(const Spatial::Vector3T<Scalar>& x) noexcept {
+    using Spatial::VectorOf;
+    using Spatial::Zero;
+    if constexpr (k == 0) {
+      return VectorOf{Zero{}, x.z, -x.y};
+    } else if constexpr (k == 1) {
+      return VectorOf{-x.z, Zero{}, x.x};
+    } else {
+      return VectorOf{x.y, -x.x, Zero{}};
+    }
+  }
+
+  /// C times the rotation about axis k.
+  template <int k>
+  static Spatial::ForceT<Scalar> velocity_column(const Spatial::VelocityProductT<Scalar>& C) noexcept {
+    const auto& T = C.T;
+    const auto& column = k == 0 ? T.column0 : k == 1 ? T.column1 : T.column2;
+    return {column, Spatial::dense<Scalar>(cross_unit<k>(C.Q))};
+  }
+};
+
+}  // namespace metapod
