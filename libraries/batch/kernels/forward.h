@@ -1,0 +1,81 @@
+#pragma once
+
+#include "batch/kernels/dynamics.h"
+#include "batch/kernels/mass.h"
+
+namespace korvel::batch {
+
+/// The packed mass matrix M and its factors, M = L^T D L, which leave what is zero in M zero. Column k has the entries
+/// of all coordinates that carry k, in their order, then the diagonal one. The column of one of them begins with the
+/// same rows, as far as it goes. Source: R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.5.
+template <int n>
+struct FactorisedMass : PackedMass<n> {
+  /// Replaces the matrix by its factors: L above the diagonal and 1 / D on it.
+  [[gnu::noinline]] void factorise() noexcept {
+    for (int k = coordinate_count - 1; k >= 0; --k) {
+      const auto [column, rows, count] = column_of(k);
+      const PackOf<n> inverse = PackOf<n>(1) / column[count];
+      for (int above = count - 1; above >= 0; --above) {
+        PackOf<n>* other = column_of(rows[above]).entries;
+        const PackOf<n> factor = column[above] * inverse;
+        for (int row = 0; row <= above; ++row) other[row] = other[row] - factor * column[row];
+        column[above] = factor;
+      }
+      column[count] = inverse;
+    }
+  }
+
+  /// Replaces generalized forces by the accelerations that they cause.
+  [[gnu::noinline]] void solve(PackOf<n>* x) noexcept {
+    for (int k = coordinate_count - 1; k >= 0; --k) {
+      const auto [column, rows, count] = column_of(k);
+      for (int row = 0; row < count; ++row) x[rows[row]] = x[rows[row]] - column[row] * x[k];
+    }
+    for (int k = 0; k < coordinate_count; ++k) {
+      const auto [column, rows, count] = column_of(k);
+      PackOf<n> value = column[count] * x[k];
+      for (int row = 0; row < count; ++row) value = value - column[row] * x[rows[row]];
+      x[k] = value;
+    }
+  }
+
+ private:
+  struct Column {
+    PackOf<n>* entries;
+    const int* rows;
+    int count;  ///< above the diagonal
+  };
+
+  Column column_of(int k) noexcept {
+    const auto c = static_cast<std::size_t>(k);
+    return {this->values + packed_columns.first[c], packed_columns.rows[c].data(), packed_columns.count[c]};
+  }
+};
+
+/// The residual is that of the equation of motion: forces less those that inverse dynamics gives for the accelerations.
+template <int n>
+void forward_dynamics(const Masses& masses, const Stretch& states, const Input& q, const Input& dq, const Input& forces,
+                      const Wrenches& wrenches, const Output& ddq, const Output& residual) noexcept {
+  MotionInLanes<n> motion(wrenches);
+  PackOf<n> given[coordinate_count];
+  PackOf<n> found[coordinate_count];
+  FactorisedMass<n> mass;
+  for_each_block<n>(states, [&](const auto& block) {
+    motion.take(block, q, dq);
+    for (PackOf<n>& value : motion.ddq) value = PackOf<n>{};
+    read_numbers<n, coordinate_count>(forces, block, given);
+    compute_dynamics<n>(masses, motion, found);
+    for (int k = 0; k < coordinate_count; ++k) motion.ddq[k] = given[k] - found[k];
+    compute_mass<n>(masses, motion.q, motion.angles, mass);
+    mass.factorise();
+    mass.solve(motion.ddq);
+    if (ddq.data != nullptr) write_numbers<n>(ddq, block, 0, coordinate_count, motion.ddq);
+    if (residual.data != nullptr) {
+      compute_dynamics<n>(masses, motion, found);
+      for (int k = 0; k < coordinate_count; ++k) found[k] = given[k] - found[k];
+      write_numbers<n>(residual, block, 0, coordinate_count, found);
+    }
+  });
+}
+
+}  // namespace korvel::batch

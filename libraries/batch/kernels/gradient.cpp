@@ -1,0 +1,36 @@
+// Compiled once for each instruction set, with KORVEL_LANES.
+
+#include "batch/kernels/derivatives.h"
+#include "batch/kernels/dynamics.h"
+#include "metapod/algos/rnea_gradient.h"
+
+namespace korvel::batch {
+
+template <int n>
+[[gnu::flatten]] void compute_gradient(const Masses& masses, const MotionInLanes<n>& motion, const PackOf<n>* weights,
+                                       const typename metapod::rnea_gradient<StatesInLanes<n>>::Results& to) noexcept {
+  const StatesInLanes<n> model(masses);
+  metapod::rnea_gradient<StatesInLanes<n>>::run(model, motion.q, motion.angles, motion.dq, motion.ddq, weights,
+                                                motion.external, to);
+}
+
+template <>
+void gradient<KORVEL_LANES>(const Masses& masses, const Stretch& states, const Input& q, const Input& dq,
+                            const Input& ddq, const Input& weights, const Wrenches& wrenches,
+                            const GradientResults& wanted) noexcept {
+  constexpr int n = KORVEL_LANES;
+  MotionInLanes<n> motion(wrenches);
+  PackOf<n> weights_in_lanes[coordinate_count];
+  PackOf<n> results[4][coordinate_count];
+  const Output* const outputs[]{&wanted.forces, &wanted.by_position, &wanted.by_velocity, &wanted.by_acceleration};
+  for_each_block<n>(states, [&](const auto& block) {
+    motion.take(block, q, dq, ddq);
+    read_numbers<n, coordinate_count>(weights, block, weights_in_lanes);
+    compute_gradient<n>(masses, motion, weights_in_lanes, {results[0], results[1], results[2], results[3]});
+    for (int k = 0; k < 4; ++k) {
+      if (outputs[k]->data != nullptr) write_numbers<n>(*outputs[k], block, 0, coordinate_count, results[k]);
+    }
+  });
+}
+
+}  // namespace korvel::batch

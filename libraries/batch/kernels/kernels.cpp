@@ -1,0 +1,24 @@
+// Compiled once for each instruction set, with KORVEL_LANES.
+
+#include "batch/kernels/kernels.h"
+
+#include "batch/kernels/derivatives.h"
+#include "batch/kernels/dynamics.h"
+#include "batch/kernels/forward.h"
+#include "batch/kernels/kinematics.h"
+#include "batch/kernels/mass.h"
+#include "batch/kernels/sines.h"
+#include "batch/kernels/standing.h"
+
+namespace korvel::batch {
+
+template <>
+const KernelSet& kernel_set<KORVEL_LANES>() noexcept {
+  constexpr int n = KORVEL_LANES;
+  static constexpr KernelSet set{
+      n,           take_sines<n>,      kinematics<n>, mass<n>, dynamics<n>, stand<n>, derivatives<n>,
+      gradient<n>, forward_dynamics<n>};
+  return set;
+}
+
+}  // namespace korvel::batch

@@ -1,0 +1,115 @@
+#pragma once
+
+/// What one instruction set computes, for a stretch of states. Everything here is compiled for the baseline, and holds
+/// no code: an instruction set's own files see it, and nothing of theirs may serve another one.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "metapod/models/korvel/robot.h"
+#include "metapod/models/mass.h"
+#include "metapod/models/topology.h"
+
+namespace korvel::batch {
+
+inline constexpr int body_count = metapod::models::body_count<metapod::models::KorvelRobot>;
+inline constexpr int coordinate_count = metapod::models::dof_count_of<metapod::models::KorvelRobot>();
+
+/// Stretches begin at multiples of this, which every number of lanes divides; so do tiles.
+inline constexpr std::ptrdiff_t tile_size = 16;
+
+/// Number k of state s stands at data[s * state + k * number]; with tiles at
+/// data[s / 16 * tile + s % 16 * state + k * number]. Without data nothing is wanted.
+template <typename Float>
+struct NumbersOf {
+  Float* data;
+  std::ptrdiff_t state;
+  std::ptrdiff_t number;
+  std::ptrdiff_t tile;  ///< 0 without tiles
+
+  Float* of_state(std::ptrdiff_t s) const noexcept {
+    return tile == 0 ? data + s * state : data + s / tile_size * tile + s % tile_size * state;
+  }
+};
+using Input = NumbersOf<const float>;
+using Output = NumbersOf<float>;
+
+/// States first to last - 1.
+struct Stretch {
+  std::ptrdiff_t first, last;
+};
+
+/// Mass properties of all bodies, and their sum.
+struct Masses {
+  std::array<metapod::models::MassT<float>, static_cast<std::size_t>(body_count)> of_body;
+  float total;
+  const float* armature;  ///< of a call that adds rotor inertias: one for each joint [kg m^2]
+};
+
+/// Of each state 300 numbers, the rows of [R | t] of one body after the other, three for a centre of mass, and 180 of a
+/// jacobian, row by row.
+struct KinematicsResults {
+  Output poses_root, poses_world, com_root, com_world, jacobian;
+};
+
+/// On one body: force, then moment.
+struct Wrench {
+  int body;
+  Input values;
+};
+struct Wrenches {
+  const Wrench* first;
+  int count;
+};
+
+/// Of generalized forces over states, by the place of a state in its tile: the bits of the largest magnitude, which are
+/// ordered like the magnitudes, with what is no number above all; and the sum of squares.
+struct ForceSums {
+  std::uint32_t largest[coordinate_count][tile_size];
+  double squares[coordinate_count][tile_size];
+};
+
+/// Forces and their derivatives: each entry that can differ from zero once, or all entries row by row.
+struct DerivativeResults {
+  Output forces, position_packed, velocity_packed, position, velocity;
+};
+
+struct GradientResults {
+  Output forces, by_position, by_velocity, by_acceleration;
+};
+
+struct MotionInput;
+struct GroundTable;
+struct StandResults;
+struct StandSums;
+
+struct KernelSet {
+  int lanes;
+  /// Of sine_count * lanes consecutive angles.
+  void (*sine_cosine)(const float* angles, float* sines, float* cosines) noexcept;
+  void (*kinematics)(const Masses&, const Stretch&, const Input& q, const KinematicsResults&) noexcept;
+  void (*mass)(const Masses&, const Stretch&, const Input& q, const Output& packed, const Output& dense) noexcept;
+  void (*dynamics)(const Masses&, const Stretch&, const Input& q, const Input& dq, const Input& ddq, const Wrenches&,
+                   const Output& forces, ForceSums* sums) noexcept;
+  /// Allocates.
+  void (*stand)(const Masses&, const Stretch&, const MotionInput&, const GroundTable&, const StandResults&,
+                StandSums* sums);
+  void (*derivatives)(const Masses&, const Stretch&, const Input& q, const Input& dq, const Input& ddq, const Wrenches&,
+                      const DerivativeResults&) noexcept;
+  void (*gradient)(const Masses&, const Stretch&, const Input& q, const Input& dq, const Input& ddq,
+                   const Input& weights, const Wrenches&, const GradientResults&) noexcept;
+  void (*forward_dynamics)(const Masses&, const Stretch&, const Input& q, const Input& dq, const Input& forces,
+                           const Wrenches&, const Output& ddq, const Output& residual) noexcept;
+};
+
+/// The root's three angles and those of all joints.
+inline constexpr int first_angle = metapod::FreeFlyerBodyJoint::first_angle;
+inline constexpr int first_joint = metapod::FreeFlyerBodyJoint::dof;
+inline constexpr int sine_count = coordinate_count - first_angle;
+
+/// The one with that many lanes: 4 for the baseline, 8 for AVX2 with FMA, 16 for AVX-512.
+template <int lanes>
+const KernelSet& kernel_set() noexcept;
+
+}  // namespace korvel::batch

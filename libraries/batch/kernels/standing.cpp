@@ -1,0 +1,171 @@
+// Compiled once for each instruction set, with KORVEL_LANES.
+
+#include "batch/kernels/standing.h"
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "batch/kernels/standing_passes.h"
+#include "contact/phases.h"
+
+namespace korvel::batch {
+
+namespace {
+
+/// The number of states at once. A lane without a load to distribute is rare, and all fits into the cache.
+constexpr std::ptrdiff_t chunk = 4 * tile_size;
+constexpr int wrench_numbers = 6;
+
+/// The shares that are given for a sole, NaN for the others.
+template <int n>
+Doubles<n> given_shares(const Input& contact, const Block<n>& block, int sole) noexcept {
+  Doubles<n> shares(std::numeric_limits<double>::quiet_NaN());
+  if (contact.data == nullptr) return shares;
+  for (int lane = 0; lane < n; ++lane) {
+    const float share = contact.of_state(block.state_in(lane))[sole * contact.number];
+    contact::put_lane(shares, lane, static_cast<double>(share));
+  }
+  return shares;
+}
+
+template <int n>
+class StandKernel {
+ public:
+  using Number = Doubles<n>;
+
+  StandKernel(const Masses& masses, const GroundTable& ground)
+      : masses_(masses), ground_(ground), forces_(ground.soles.frictions, ground.soles.corner_count) {
+    for (std::ptrdiff_t i = 0; i < chunk / n; ++i) {
+      blocks_.emplace_back(ground.soles);
+      loads_.push_back({});
+    }
+    for (int i = 0; i < ground.soles.sole_count; ++i) has_sole_[ground.soles.soles[i].body] = true;
+    for (PackForce<n>& load : sole_loads_.of_body) load = {};
+  }
+
+  void run(const Stretch& states, const MotionInput& motion, const StandResults& results, StandSums* sums) {
+    int count = 0;
+    for_each_block<n>(states, [&](const auto& block) {
+      StandingBlock<n>& at = blocks_[static_cast<std::size_t>(count)];
+      at.block = block;
+      begin(at, motion);
+      loads_[static_cast<std::size_t>(count)] = at.stance.loads();
+      ++count;
+    });
+    forces_.find(loads_.data(), count);
+    for (int b = 0; b < count; ++b) {
+      StandingBlock<n>& at = blocks_[static_cast<std::size_t>(b)];
+      at.stance.conclude();
+      write(at, results);
+      if (sums != nullptr) add(at, *sums);
+      if (results.forces.data == nullptr && sums == nullptr) continue;
+      PackOf<n> forces[coordinate_count];
+      compute_with_ground<n>(masses_, at, sole_loads_, forces);
+      if (results.forces.data != nullptr) write_numbers<n>(results.forces, at.block, 0, coordinate_count, forces);
+      if (sums != nullptr) batch::add<n>(at.block, forces, sums->forces);
+    }
+  }
+
+ private:
+  /// Up to what the ground has to give.
+  void begin(StandingBlock<n>& at, const MotionInput& motion) noexcept {
+    PackOf<n> dq[coordinate_count];
+    PackOf<n> ddq[coordinate_count];
+    read_numbers<n, coordinate_count>(motion.q, at.block, at.q);
+    read_numbers<n, coordinate_count>(motion.dq, at.block, dq);
+    read_numbers<n, coordinate_count>(motion.ddq, at.block, ddq);
+    at.angles.take(at.q);
+    compute_without_ground<n>(masses_, dq, ddq, has_sole_, at, found_);
+
+    // From here on positions are told from the root's origin, so that no digits are lost to the place in the world.
+    at.root = contact::rigid(widened<n>(found_.root_world));
+    const PackOf<n>* const r = found_.forces;
+    const contact::WrenchT<Number> required{{widened<n>(r[0]), widened<n>(r[1]), widened<n>(r[2])},
+                                            {widened<n>(r[3]), widened<n>(r[4]), widened<n>(r[5])}};
+    const auto com = widened<n>(found_.com_root);
+    Number all = square(required) + dot(com, com) + dot(at.root.t, at.root.t);
+    for (int i = 0; i < ground_.soles.sole_count; ++i) {
+      const SoleBody<n>& body = found_.bodies[ground_.soles.soles[i].body];
+      const DoublePose<n> pose = widened<n>(body.pose_root);
+      at.stance.place(i, contact::turned(at.root, pose));
+      contact::SoleInLanes<Number>& sole = at.stance.sole(i);
+      const auto velocity = widened<n>(body.motion_body.v) + cross(widened<n>(body.motion_body.w), sole.lowest_body);
+      const Number speed = contact::square_root(dot(velocity, velocity));
+      const Number height = at.root.t.z + sole.lowest - Number(ground_.height);
+      const auto is_near = contact::ContactBounds{}.allow(height, speed);
+      const Number given = given_shares<n>(ground_.contact, at.block, i);
+      const Number clamped = contact::smaller(contact::larger(given, Number(0)), Number(1));
+      const auto is_given = contact::either(given <= Number(0), given > Number(0));
+      sole.share = select(is_given, clamped, select(is_near, Number(1), Number(0)));
+      sole.contact = sole.share > Number(0);
+      all = all + dot(pose.t, pose.t);
+    }
+    at.is_finite = all < Number(std::numeric_limits<double>::infinity());
+    at.stance.prepare({{rotated(at.root, required.force), rotated(at.root, required.moment)},
+                       rotated(at.root, com),
+                       Number(ground_.height) - at.root.t.z,
+                       contact::gravity * static_cast<double>(masses_.total),
+                       contact::ContactBounds{}.height});
+  }
+
+  /// All but the forces; sets the loads for these.
+  void write(StandingBlock<n>& at, const StandResults& results) noexcept {
+    const Number none(std::numeric_limits<double>::quiet_NaN());
+    const auto pack = [&](const Number& x) { return narrowed<n>(select(at.is_finite, x, none)); };
+    const auto put = [&](const Output& output, int first, const auto&... packs) {
+      const PackOf<n> numbers[] = {packs...};
+      if (output.data != nullptr) write_numbers<n>(output, at.block, first, sizeof...(packs), numbers);
+    };
+    const Number& x = at.root.t.x;
+    const Number& y = at.root.t.y;
+    put(results.zmp, 0, pack(x + at.stance.zmp.x), pack(y + at.stance.zmp.y));
+    put(results.zmp_margin, 0, pack(at.stance.margin.distance));
+    put(results.residual, 0, pack(at.stance.residual));
+    put(results.verdict, 0, pack(at.stance.verdict));
+    for (int i = 0; i < ground_.soles.sole_count; ++i) {
+      const contact::SoleInLanes<Number>& sole = at.stance.sole(i);
+      const auto& [force, moment] = sole.load_world;
+      put(results.loads, wrench_numbers * i, pack(force.x), pack(force.y), pack(force.z), pack(moment.x),
+          pack(moment.y), pack(moment.z));
+      put(results.pressure, 2 * i, pack(x + sole.pressure.x), pack(y + sole.pressure.y));
+      const auto packs = [&](const auto& v) -> metapod::Spatial::Vector3T<PackOf<n>> {
+        const auto in_body = rotated_back(sole.pose_world, v);
+        return {pack(in_body.x), pack(in_body.y), pack(in_body.z)};
+      };
+      sole_loads_.of_body[ground_.soles.soles[i].body] = {packs(moment), packs(force)};
+    }
+  }
+
+  void add(const StandingBlock<n>& at, StandSums& sums) const noexcept {
+    for (int lane = 0; lane < at.block.count; ++lane) {
+      const bool is_finite = contact::lane_of(at.is_finite, lane);
+      const auto margin = is_finite ? static_cast<float>(contact::lane_of(at.stance.margin.distance, lane))
+                                    : std::numeric_limits<float>::quiet_NaN();
+      if (std::isnan(margin) || margin < sums.least_margin) sums.least_margin = margin;
+      if (!(is_finite && contact::lane_of(at.stance.residual, lane) <= contact::feasible_residual)) ++sums.unbearable;
+    }
+  }
+
+  const Masses& masses_;
+  const GroundTable& ground_;
+  contact::NearestForces<Number> forces_;
+  std::vector<StandingBlock<n>> blocks_;
+  std::vector<contact::LoadsInLanes<Number>> loads_;
+  bool has_sole_[body_count]{};
+  Unsupported<n> found_;  ///< for the last block that began
+  SoleLoads<n> sole_loads_;
+};
+
+}  // namespace
+
+template <>
+void stand<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& motion,
+                         const GroundTable& ground, const StandResults& results, StandSums* sums) {
+  StandKernel<KORVEL_LANES> kernel(masses, ground);
+  for (std::ptrdiff_t first = states.first; first < states.last; first += chunk) {
+    kernel.run({first, std::min(first + chunk, states.last)}, motion, results, sums);
+  }
+}
+
+}  // namespace korvel::batch

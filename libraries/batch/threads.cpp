@@ -1,0 +1,169 @@
+#include "batch/threads.h"
+
+#include <pthread.h>
+#include <sched.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <csignal>
+#include <exception>
+#include <new>
+
+namespace korvel::batch {
+
+int usable_processors() noexcept {
+  // Machines with more processors than a fixed set has bits answer to a larger one.
+  for (int bits = CPU_SETSIZE; bits <= 64 * CPU_SETSIZE; bits *= 2) {
+    const std::unique_ptr<cpu_set_t, void (*)(cpu_set_t*)> set(CPU_ALLOC(static_cast<std::size_t>(bits)),
+                                                               [](cpu_set_t* s) { CPU_FREE(s); });
+    const std::size_t size = CPU_ALLOC_SIZE(static_cast<std::size_t>(bits));
+    if (set != nullptr && sched_getaffinity(0, size, set.get()) == 0) return CPU_COUNT_S(size, set.get());
+  }
+  return 1;
+}
+
+namespace {
+
+/// How many forks lie between this process and the one that loaded the library.
+std::atomic<int> forks{0};
+
+/// Twice what a call needs, whatever the process gives other threads.
+constexpr std::size_t stack_size = 512 << 10;
+
+}  // namespace
+
+std::mutex taken_before_forks;
+
+struct Threads::Pool {
+  /// A call whose parts are handed out one after the other. It lives on the stack of its caller.
+  struct Job {
+    const std::function<void(std::ptrdiff_t)>& work;
+    const std::ptrdiff_t parts;
+    Job* after;               ///< the next job that has parts left
+    std::ptrdiff_t next = 0;  ///< the part to be handed out next
+    int at_work = 0;          ///< number of threads at work
+    std::exception_ptr failure{};
+    std::condition_variable done{};
+  };
+
+  /// Makes as many workers as the system grants. They block all signals, which are the process's own.
+  explicit Pool(std::size_t worker_count) {
+    workers.reserve(worker_count);
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, stack_size);
+    pthread_t worker{};
+    while (workers.size() < worker_count && pthread_create(&worker, &attributes, serve, this) == 0) {
+      workers.push_back(worker);
+    }
+    pthread_attr_destroy(&attributes);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  }
+
+  Pool(const Pool&) = delete;
+  Pool& operator=(const Pool&) = delete;
+  ~Pool() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex);
+      ends = true;
+    }
+    is_needed.notify_all();
+    for (const pthread_t worker : workers) pthread_join(worker, nullptr);
+  }
+
+  void run(Job& job) {
+    std::unique_lock<std::mutex> lock(mutex);
+    job.after = first;
+    first = &job;
+    const auto helpers = std::min(static_cast<std::size_t>(job.parts - 1), workers.size());
+    for (std::size_t i = 0; i < helpers; ++i) is_needed.notify_one();
+    work_on(job, lock);
+    job.done.wait(lock, [&job] { return job.at_work == 0; });
+    if (job.failure != nullptr) std::rethrow_exception(job.failure);
+  }
+
+  /// Works on a job until no part of it is left.
+  void work_on(Job& job, std::unique_lock<std::mutex>& lock) {
+    ++job.at_work;
+    while (job.next < job.parts) {
+      const std::ptrdiff_t part = job.next++;
+      if (job.next == job.parts) remove(job);
+      lock.unlock();
+      std::exception_ptr failure;
+      try {
+        job.work(part);
+      } catch (...) {
+        failure = std::current_exception();
+      }
+      lock.lock();
+      if (failure == nullptr) continue;
+      if (job.next < job.parts) remove(job);
+      job.next = job.parts;
+      job.failure = std::move(failure);
+    }
+    if (--job.at_work == 0) job.done.notify_one();
+  }
+
+  void remove(const Job& job) noexcept {
+    Job** place = &first;
+    while (*place != &job) place = &(*place)->after;
+    *place = job.after;
+  }
+
+  static void* serve(void* of_pool) {
+    auto& pool = *static_cast<Pool*>(of_pool);
+    std::unique_lock<std::mutex> lock(pool.mutex);
+    while (!pool.ends) {
+      if (pool.first == nullptr) {
+        pool.is_needed.wait(lock);
+      } else {
+        pool.work_on(*pool.first, lock);
+      }
+    }
+    return nullptr;
+  }
+
+  const int made_after = forks;
+  std::mutex mutex;
+  std::condition_variable is_needed;
+  Job* first = nullptr;  ///< the first job that has parts left
+  bool ends = false;
+  std::vector<pthread_t> workers;
+};
+
+Threads::Threads(int count) {
+  [[maybe_unused]] static const bool is_watched = [] {
+    const auto in_parent = [] { taken_before_forks.unlock(); };
+    const auto in_child = [] {
+      ++forks;
+      taken_before_forks.unlock();
+    };
+    if (pthread_atfork([] { taken_before_forks.lock(); }, in_parent, in_child) != 0) throw std::bad_alloc();
+    return true;
+  }();
+  const int wanted = count == 0 ? usable_processors() : count;
+  if (wanted > 1) pool_ = std::make_unique<Pool>(static_cast<std::size_t>(wanted - 1));
+}
+
+Threads::~Threads() {
+  // In the child of a fork the pool's destructor would wait for threads that do not exist.
+  if (works_alone()) static_cast<void>(pool_.release());
+}
+
+int Threads::count() const noexcept { return works_alone() ? 1 : static_cast<int>(pool_->workers.size()) + 1; }
+
+bool Threads::works_alone() const noexcept { return pool_ == nullptr || pool_->made_after != forks; }
+
+void Threads::run(std::ptrdiff_t parts, const std::function<void(std::ptrdiff_t)>& work) const {
+  if (parts > 1 && !works_alone()) {
+    Pool::Job job{work, parts, nullptr};
+    return pool_->run(job);
+  }
+  for (std::ptrdiff_t part = 0; part < parts; ++part) work(part);
+}
+
+}  // namespace korvel::batch

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <Eigen/Geometry>
+#include <vector>
+
+#include "contact/distribution.h"
+#include "contact/sole.h"
+#include "contact/wrench.h"
+
+namespace korvel::contact {
+
+/// A pose with its rotation orthonormal to the last digit: by single precision's the forces would depend on the
+/// heading.
+Eigen::Isometry3d rigid(const Eigen::Isometry3d& pose);
+
+/// Where a sole is at one instant, and whether it stands.
+struct SoleState {
+  Eigen::Isometry3d pose_world;  ///< of its body, from the root's origin
+  bool contact;
+  double share;  ///< of ContactPhases
+};
+
+/// What the ground does to one sole. All zero without contact.
+struct SoleLoad {
+  Wrench wrench_world;  ///< on the body about its origin
+  Eigen::Vector2d
+      pressure_world;   ///< centre of pressure from the root's origin [m]; the sole's centre if it bears nothing
+  double friction = 0;  ///< tangential by normal force
+  double inside = 0;    ///< of the centre of pressure, from the boundary of what bears of the sole [m]
+};
+
+/// A robot on the ground at one instant. World axes, from the root's origin; positions in the ground by x and y.
+struct Stance {
+  Verdict verdict = Verdict::stands;
+  double residual = 0;          ///< of Distribution; at most feasible_residual where it stands or is in flight
+  std::vector<SoleLoad> soles;  ///< in the order of the soles
+  /// The point about which the required wrench has no horizontal moment, at the mean height of the corners that bear,
+  /// or on the ground if none does; below the centre of mass where hardly anything is required.
+  Eigen::Vector2d zmp_world = Eigen::Vector2d::Zero();
+  /// Of the zero moment point in the support polygon, the hull of the corners that bear; negative outside, 0 where
+  /// nothing bears [m].
+  double margin = 0;
+  /// From the polygon to the zero moment point, where that is outside [m].
+  Eigen::Vector2d excess_world = Eigen::Vector2d::Zero();
+  /// The wrench about the origin of `points`, and the corners that bear: what `least_friction` needs.
+  Wrench required_world;
+  std::vector<ContactPoint> points;
+};
+
+/// A robot on the ground at one instant: what its motion requires and what there is to give it. Positions are from the
+/// root's origin.
+struct StanceProblem {
+  const std::vector<Sole>& soles;
+  const std::vector<SoleState>& states;  ///< of the soles
+  Wrench required_world;                 ///< that the motion requires, about the root's origin
+  Eigen::Vector3d com_world;
+  double ground;  ///< height of the ground above the root's origin [m]
+  double weight;  ///< [N]
+  double level;   ///< of a sole in contact those corners bear that are at most so far above its lowest one [m]
+};
+
+/// How the robot stands. The split between soles follows the zero moment point: a sole's compliance is its share of
+/// contact times its weight in the affine combination of the soles' centres that comes nearest to that point; with two
+/// soles, the nearness along the line between them.
+Stance stance(const StanceProblem& problem);
+
+}  // namespace korvel::contact

@@ -1,0 +1,146 @@
+#include "motion/csv/csv_reader.h"
+
+#include <csv.h>
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <fstream>
+#include <new>
+#include <system_error>
+#include <utility>
+
+namespace korvel::host {
+
+namespace {
+
+constexpr std::size_t longest_row = std::size_t{1} << 20;
+
+/// The streaming parser, fed line by line so that each row knows where it starts.
+class Parser {
+ public:
+  using OnRow = std::function<void(const CsvRow&)>;
+
+  Parser(const std::filesystem::path& path, const OnRow& on_row) : path_(path), hand_over_(on_row) {
+    // Reporting every line end tells a blank line from one inside a quoted field.
+    if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL) != 0) throw std::bad_alloc();
+  }
+  Parser(const Parser&) = delete;
+  Parser& operator=(const Parser&) = delete;
+  ~Parser() { csv_free(&parser_); }
+
+  void add(std::string line) {
+    ++line_;
+    if (!inside_row_) {
+      row_.line = line_;
+      length_ = 0;
+    }
+    inside_row_ = true;
+    length_ += line.size();
+    if (length_ > longest_row) fail_too_long();
+    // The parser would end a row here and the lines would no longer count.
+    if (line.find('\r') != std::string::npos)
+      throw error_at(path_, line_, "expected lines to end in LF or CR LF, found a lone CR");
+    line += '\n';
+    if (csv_parse(&parser_, line.data(), line.size(), on_field, on_row, this) != line.size()) fail(line_);
+    hand_over();
+  }
+
+  void finish() {
+    if (csv_fini(&parser_, on_field, on_row, this) != 0) fail(row_.line);
+    hand_over();
+  }
+
+  [[noreturn]] void fail_too_long() const {
+    throw error_at(path_, inside_row_ ? row_.line : line_ + 1,
+                   fmt::format("expected a row of at most {} MiB, found a longer one", longest_row >> 20));
+  }
+
+ private:
+  static void on_field(void* text, std::size_t length, void* self) {
+    static_cast<Parser*>(self)->row_.fields.emplace_back(static_cast<const char*>(text), length);
+  }
+
+  static void on_row(int /*terminator*/, void* self) {
+    auto& parser = *static_cast<Parser*>(self);
+    parser.complete_ = !parser.row_.fields.empty();
+    parser.inside_row_ = false;
+  }
+
+  /// Not from within the parser, which is written in C: the function may throw. A line ends one row at most.
+  void hand_over() {
+    if (complete_) hand_over_(std::exchange(row_, {}));
+    complete_ = false;
+  }
+
+  [[noreturn]] void fail(std::size_t line) {
+    if (csv_error(&parser_) != CSV_EPARSE) throw std::bad_alloc();
+    throw error_at(path_, line, "expected comma-separated fields, found a misplaced or unfinished quote");
+  }
+
+  const std::filesystem::path& path_;
+  csv_parser parser_{};
+  const OnRow& hand_over_;
+  CsvRow row_;
+  std::size_t line_ = 0;
+  std::size_t length_ = 0;  ///< of the row up to here
+  bool complete_ = false;
+  bool inside_row_ = false;
+};
+
+}  // namespace
+
+void read_csv(const std::filesystem::path& path, const std::function<void(const CsvRow&)>& on_row) {
+  // A pipe that the caller has opened has no path. Opening one that has a path would wait for a writer.
+  std::error_code no_path;
+  const std::filesystem::path target = std::filesystem::canonical(path, no_path);
+  if (!no_path && !std::filesystem::is_regular_file(target)) {
+    const char* found = std::filesystem::is_directory(target) ? "directory" : "device or pipe";
+    throw Error(fmt::format("{}: expected a file, found a {}", path.string(), found));
+  }
+  std::ifstream file(path, std::ios::binary);
+  if (path.empty()) throw Error("expected the path of a file, found ''");
+  if (!file) throw Error(fmt::format("{}: cannot read: {}", path.string(), std::generic_category().message(errno)));
+
+  constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+  Parser parser(path, on_row);
+  // One character more than a row may have, so that a line that never ends is seen without being read to its end.
+  std::vector<char> buffer(longest_row + 2);
+  for (bool first = true; file.getline(buffer.data(), static_cast<std::streamsize>(buffer.size())); first = false) {
+    // Counted is the end of the line too, if there was one.
+    std::string line(buffer.data(), static_cast<std::size_t>(file.gcount()) - (file.eof() ? 0 : 1));
+    if (first && line.compare(0, byte_order_mark.size(), byte_order_mark) == 0) line.erase(0, byte_order_mark.size());
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    parser.add(std::move(line));
+  }
+  if (file.bad()) throw Error(fmt::format("{}: reading failed", path.string()));
+  if (file.fail() && !file.eof()) parser.fail_too_long();
+  parser.finish();
+}
+
+void read_table(const std::filesystem::path& path, std::string_view row,
+                const std::function<void(const CsvRow&)>& on_header, const std::function<void(const CsvRow&)>& on_row) {
+  std::size_t header_line = 0;
+  std::size_t columns = 0;
+  bool has_rows = false;
+  read_csv(path, [&](const CsvRow& found) {
+    if (header_line == 0) {
+      on_header(found);
+      header_line = found.line;
+      columns = found.fields.size();
+      return;
+    }
+    if (found.fields.size() != columns) {
+      throw error_at(path, found.line, fmt::format("expected {} columns, found {}", columns, found.fields.size()));
+    }
+    has_rows = true;
+    on_row(found);
+  });
+  if (header_line == 0) throw error_at(path, 1, "expected a header row, found an empty file");
+  if (!has_rows) throw error_at(path, header_line + 1, fmt::format("expected a {}, found the end of the file", row));
+}
+
+Error error_at(const std::filesystem::path& path, std::size_t line, std::string_view text) {
+  return Error(fmt::format("{}:{}: {}", path.string(), line, text));
+}
+
+}  // namespace korvel::host

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "motion/csv/error.h"
+
+namespace korvel::host {
+
+struct CsvRow {
+  /// Line of the file in which the row starts, from 1.
+  std::size_t line{};
+  std::vector<std::string> fields;
+};
+
+/// Calls on_row with each row of a CSV file, unquoted fields without surrounding blanks. Blank lines are no rows;
+/// quoted fields may span lines. Lines end in LF or CR LF, a UTF-8 byte order mark is skipped. A row is at most 1 MiB
+/// long, whatever the file is. Throws Error if the file cannot be read or is not CSV, and what on_row throws.
+void read_csv(const std::filesystem::path& path, const std::function<void(const CsvRow&)>& on_row);
+
+/// Calls on_header with the first row of a CSV file and on_row with each row below, which has as many fields. There is
+/// at least one: a `row`, in words. Throws Error, and what the functions throw.
+void read_table(const std::filesystem::path& path, std::string_view row,
+                const std::function<void(const CsvRow&)>& on_header, const std::function<void(const CsvRow&)>& on_row);
+
+/// The error "path:line: text".
+Error error_at(const std::filesystem::path& path, std::size_t line, std::string_view text);
+
+}  // namespace korvel::host

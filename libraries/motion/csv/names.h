@@ -1,0 +1,20 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "motion/csv/csv_reader.h"
+
+namespace korvel::host {
+
+/// Returns " (did you mean NAME?)" with the name that is nearest to a word, upper and lower case being equal, or
+/// nothing if none is near.
+std::string did_you_mean(const std::string& word, const std::vector<std::string>& names);
+
+/// The error of a column that none of the known `names` has. It tells apart a header that is missing, another separator
+/// than the comma, and a unit in the name; `expected` says in words which columns there may be.
+Error unknown_column(const std::filesystem::path& path, const CsvRow& header, const std::string& column,
+                     const std::vector<std::string>& names, const std::string& expected);
+
+}  // namespace korvel::host

@@ -1,0 +1,124 @@
+#include "motion/trajectory.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "motion/csv/csv_reader.h"
+#include "motion/spline.h"
+
+namespace korvel::host {
+
+namespace {
+
+/// The splines of some rows of a table's columns.
+template <int n>
+class Curves {
+ public:
+  template <typename Table>
+  Curves(const Spline& spline, const Table& rows) {
+    for (Eigen::Index d = 0; d < n; ++d) curves_[static_cast<std::size_t>(d)] = spline.through(rows.col(d));
+  }
+
+  Moving<n> at(Eigen::Index row) const {
+    Moving<n> moving;
+    for (Eigen::Index d = 0; d < n; ++d) {
+      const Curve& curve = curves_[static_cast<std::size_t>(d)];
+      moving.value[d] = curve.value[row];
+      moving.first[d] = curve.first[row];
+      moving.second[d] = curve.second[row];
+    }
+    return moving;
+  }
+
+ private:
+  std::array<Curve, std::size_t{n}> curves_;
+};
+
+/// Long enough that what a piece needs of its neighbours is not much more than itself.
+Eigen::Index length_of_pieces(const Eigen::ArrayXd& elapsed, double reach) {
+  constexpr Eigen::Index shortest = 4096;
+  const double duration = elapsed[elapsed.size() - 1];
+  if (elapsed.size() <= shortest || reach >= duration) return elapsed.size();
+  return std::max(shortest, static_cast<Eigen::Index>(reach / duration * static_cast<double>(elapsed.size())));
+}
+
+bool is_finite(const QZ::Math::Velocity6D& v) {
+  return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z) && std::isfinite(v.wx) && std::isfinite(v.wy) &&
+         std::isfinite(v.wz);
+}
+
+}  // namespace
+
+Trajectory::Trajectory(Motion motion, double penalty)
+    : motion_(std::move(motion)),
+      penalty_(penalty),
+      reach_(reach(penalty)),
+      length_(length_of_pieces(motion_.elapsed, reach_)) {
+  for (Eigen::Index s = 0; s < size(); ++s) {
+    const Instant instant = at(s);
+    if (is_finite(instant.root.velocity) && is_finite(instant.root.acceleration) && instant.joint_vel.allFinite() &&
+        instant.joint_acc.allFinite())
+      continue;
+    throw error_at_sample(
+        s,
+        "expected a velocity and an acceleration within single precision, found too large a change in too "
+        "short a time");
+  }
+}
+
+Error Trajectory::error_at_sample(Eigen::Index sample, std::string_view text) const {
+  return error_at(motion_.file, motion_.lines.at(static_cast<std::size_t>(sample)), text);
+}
+
+Trajectory::Piece Trajectory::piece(Eigen::Index first, Eigen::Index last) const {
+  // With all samples that its splines depend on.
+  const Eigen::ArrayXd& elapsed = motion_.elapsed;
+  const Eigen::Index near_first =
+      std::lower_bound(elapsed.begin(), elapsed.end(), elapsed[first] - reach_) - elapsed.begin();
+  const Eigen::Index near_last =
+      std::upper_bound(elapsed.begin(), elapsed.end(), elapsed[last - 1] + reach_) - elapsed.begin();
+  const Eigen::Index from = std::max<Eigen::Index>(0, std::min(near_first, first - reach_in_samples));
+  const Eigen::Index count = std::min(size(), std::max(near_last, last + reach_in_samples)) - from;
+  const Spline spline(elapsed.segment(from, count), penalty_);
+  if (!spline.is_defined()) {
+    Eigen::Index before = 0;
+    (elapsed.segment(from + 1, count - 1) - elapsed.segment(from, count - 1)).minCoeff(&before);
+    throw error_at_sample(from + before + 1, std::string("expected time steps that a ") +
+                                                 (penalty_ > 0 ? "smoothing " : "") +
+                                                 "spline can be computed from, found a step to this sample that is "
+                                                 "much shorter than others");
+  }
+
+  Piece result;
+  result.first = first;
+  const Curves<3> position(spline, motion_.position.middleRows(from, count));
+  const Curves<4> orientation(spline, motion_.orientation.middleRows(from, count));
+  for (Eigen::Index row = first - from; row < last - from; ++row) {
+    result.root.push_back(root_motion(position.at(row), orientation.at(row)));
+  }
+  for (Eigen::ArrayXXf* table : {&result.pos, &result.vel, &result.acc}) {
+    table->resize(motion_.joints.cols(), last - first);
+  }
+  for (Eigen::Index j = 0; j < motion_.joints.cols(); ++j) {
+    const Curve curve = spline.through(motion_.joints.col(j).segment(from, count));
+    const auto row = [&](const Eigen::ArrayXd& values) {
+      return values.segment(first - from, last - first).cast<float>().transpose();
+    };
+    result.pos.row(j) = row(curve.value);
+    result.vel.row(j) = row(curve.first);
+    result.acc.row(j) = row(curve.second);
+  }
+  return result;
+}
+
+Instant Trajectory::at(Eigen::Index sample) const {
+  const Eigen::Index first = sample - sample % length_;
+  if (piece_.root.empty() || piece_.first != first) piece_ = piece(first, std::min(size(), first + length_));
+  const Eigen::Index column = sample - first;
+  return {piece_.root[static_cast<std::size_t>(column)], piece_.pos.col(column), piece_.vel.col(column),
+          piece_.acc.col(column)};
+}
+
+}  // namespace korvel::host

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <Eigen/Core>
+#include <string_view>
+#include <vector>
+
+#include "motion/csv/error.h"
+#include "motion/motion.h"
+#include "motion/root_motion.h"
+
+namespace korvel::host {
+
+/// Everything that a robot is told about one instant of a motion.
+struct Instant {
+  RootMotion root;
+  /// Joint angles [rad], velocities [rad/s], accelerations [rad/s^2], by joint-angle index.
+  Eigen::ArrayXf joint_pos;
+  Eigen::ArrayXf joint_vel;
+  Eigen::ArrayXf joint_acc;
+};
+
+/// A motion with the velocities and accelerations of its splines, in single precision. Position and joints are splines
+/// of their own; so are the four numbers of the orientation's quaternion, which is brought back to length 1 between
+/// samples.
+/// A motion may be long: kept are its samples, and the splines around the sample that was last asked for.
+class Trajectory {
+ public:
+  /// `penalty` [s^4] smooths, as Spline says.
+  /// Throws Error, with file and line, if values change too much in too short a time for single precision.
+  explicit Trajectory(Motion motion, double penalty = 0);
+
+  Eigen::Index size() const { return motion_.time.size(); }
+  const Eigen::ArrayXd& time() const { return motion_.time; }
+  /// The same whatever was asked for before; fast for one sample after the other. Not from two threads at a time.
+  Instant at(Eigen::Index sample) const;
+
+  /// An error that names the file and the line of a sample.
+  Error error_at_sample(Eigen::Index sample, std::string_view text) const;
+
+ private:
+  /// Samples one after the other.
+  struct Piece {
+    Eigen::Index first = 0;
+    std::vector<RootMotion> root;
+    // One row per joint, one column per sample.
+    Eigen::ArrayXXf pos, vel, acc;
+  };
+
+  /// Samples first, first + 1, ... last - 1.
+  Piece piece(Eigen::Index first, Eigen::Index last) const;
+
+  Motion motion_;
+  double penalty_;
+  double reach_;         ///< of the splines [s]
+  Eigen::Index length_;  ///< of a piece in samples; each begins at a multiple
+  mutable Piece piece_;
+};
+
+}  // namespace korvel::host

@@ -1,0 +1,75 @@
+"""Checks the arguments of operations on many states and converts them for the C library."""
+
+from __future__ import annotations
+
+import ctypes
+from collections.abc import Mapping
+from typing import Dict, Optional, Tuple
+
+import numpy as np
+import numpy.typing as npt
+
+from korvel import _batch_library as library
+from korvel._arrays import Array, as_float32, require_shape, view
+from korvel._checks import found, instance
+from korvel._errors import Error
+from korvel._robot import BODIES, COORDINATES, JOINTS
+
+_coordinates, _joints = len(COORDINATES), len(JOINTS)
+_body_numbers = {name: number for number, name in enumerate(BODIES)}
+
+
+def body_number(name: str) -> int:
+    try:
+        return _body_numbers[name]
+    except (KeyError, TypeError):
+        raise Error(f"expected the name of a body, found {found(name)}; korvel.BODIES has them") from None
+
+
+def lead_of(q: Array) -> Tuple[int, ...]:
+    """Returns the axes before the coordinates: the number of states, or nothing."""
+    shape = q.shape
+    if not 1 <= len(shape) <= 2 or shape[-1] != _coordinates:
+        raise Error(f"q: expected shape [n, {_coordinates}] or [{_coordinates}], found {list(shape)}")
+    if shape[0] == 0:
+        raise Error("n is 0: there must be at least one state")
+    return shape[:-1]
+
+
+def motion_of(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, convert: bool) -> Tuple[Array, Array, Array]:
+    q, dq, ddq = as_float32(q, "q", convert), as_float32(dq, "dq", convert), as_float32(ddq, "ddq", convert)
+    lead_of(q)
+    require_shape(dq, "dq", q.shape)
+    require_shape(ddq, "ddq", q.shape)
+    return q, dq, ddq
+
+
+def armature_of(armature: Optional[npt.ArrayLike]) -> Optional[Array]:
+    """Returns the rotor inertias of all joints, contiguous; one number is that of each joint."""
+    if armature is None:
+        return None
+    given = as_float32(armature, "armature", True)
+    if given.shape != ():
+        require_shape(given, "armature", (_joints,))
+    return np.ascontiguousarray(np.broadcast_to(given, _joints))
+
+
+def wrenches_of(loads: Mapping[int, Array]) -> ctypes.Array[library.Wrench]:
+    return (library.Wrench * len(loads))(*(library.Wrench(body, view(values)) for body, values in loads.items()))
+
+
+def by_body(given: Mapping[str, npt.ArrayLike], name: str, what: str, shape: Tuple[int, ...], lead: Tuple[int, ...],
+            convert: bool) -> Dict[int, Array]:
+    """Returns arrays by the numbers of bodies. Each is the same for all states or has a part for each."""
+    arrays: Dict[int, Array] = {}
+    for body, values in instance(given, Mapping, name).items():
+        array = as_float32(values, f"{what} of {body}", convert)
+        if array.shape != shape:
+            require_shape(array, f"{what} of {body}", lead + shape)
+        arrays[body_number(body)] = array
+    return arrays
+
+
+def loads_of(wrenches: Optional[Mapping[str, npt.ArrayLike]], lead: Tuple[int, ...], convert: bool) -> Dict[int, Array]:
+    """Returns external wrenches by the numbers of bodies."""
+    return {} if wrenches is None else by_body(wrenches, "wrenches", "wrench", (6,), lead, convert)

@@ -1,0 +1,214 @@
+"""Computes many states per call."""
+
+from __future__ import annotations
+
+import ctypes
+import weakref
+from typing import Any, Callable, Mapping, NamedTuple, Optional, Sequence, Tuple, Union
+
+import numpy as np
+import numpy.typing as npt
+
+from korvel import _batch_library as library
+from korvel import _checks as checks
+from korvel._arguments import armature_of, body_number, lead_of, loads_of, motion_of, wrenches_of
+from korvel._arrays import FLOAT32, Array, View, address_or_none, as_float32, require_output, require_shape, results_of, view
+from korvel._dynamics import Dynamics
+from korvel._kinematics import Kinematics
+from korvel._memory import new_array
+from korvel._robot import BODIES, COORDINATES, MASS_ENTRIES
+from korvel._stand import Ground, Stand, StandSums, shares_of
+
+_coordinates = len(COORDINATES)
+_entries = MASS_ENTRIES.shape[1]
+_inertia_numbers = 10 * len(BODIES) + 1
+_poses, _jacobian = (len(BODIES), 3, 4), (6, _coordinates)
+_force_sums = np.dtype([("largest", np.float32, _coordinates), ("squares", np.float64, _coordinates)])
+_stand_sums = np.dtype([("forces", _force_sums), ("least_margin", np.float32), ("unbearable", np.intp)], align=True)
+
+
+Contact = Union[npt.ArrayLike, Mapping[str, npt.ArrayLike]]
+
+
+class ForceSums(NamedTuple):
+    """Sums over the generalized forces of many states."""
+
+    largest: Array
+    """``[30]``: the largest magnitude [N, N m], NaN if a force of any state is NaN."""
+    squares: npt.NDArray[np.float64]
+    """``[30]``: the sum of squares. Its last bit depends on the number of states alone."""
+
+
+def _numbers(values: npt.ArrayLike, name: str, count: int) -> Array:
+    numbers = as_float32(values, name, True)
+    require_shape(numbers, name, (count,))
+    return np.ascontiguousarray(numbers)
+
+
+class Batch(Dynamics):
+    """Computes many states at once, on several threads and with the processor's widest instructions.
+
+    ``threads``
+        Maximum number of threads per call; ``None``: one per available processor.
+    ``instruction_set``
+        ``"baseline"``, ``"avx2"`` or ``"avx512"``; ``None``: the value of the environment variable
+        KORVEL_INSTRUCTION_SET or, if it is not set, the best of this processor.
+
+    Arrays are not copied and may have any strides; C-contiguous arrays are fastest. Arrays that are not float32 are
+    rejected, or copied with ``convert=True``. ``out`` holds existing arrays for the results; they must not overlap the
+    arguments. The interpreter's lock is released while states are computed, and threads may share a batch. In a forked
+    child, a batch computes on the calling thread alone. Batches can be pickled, with their inertias. Unusable arguments
+    raise ``Error``, and no result is written then.
+    """
+
+    def __init__(self, threads: Optional[int] = None, instruction_set: Optional[str] = None) -> None:
+        self._asked = None if threads is None else checks.whole(threads, "threads"), instruction_set
+        named = None if instruction_set is None else checks.text(instruction_set, "instruction_set")
+        pointer = ctypes.c_void_p()
+        library.check(library.create(pointer, self._asked[0] or 0, named))
+        self._pointer = pointer.value
+        # Not when the interpreter ends, because threads that it does not wait for may be at work.
+        weakref.finalize(self, library.destroy, pointer.value).atexit = False
+
+    @property
+    def threads(self) -> int:
+        """The maximum number of threads per call."""
+        return int(library.threads(self._pointer))
+
+    @property
+    def instruction_set(self) -> str:
+        """The instruction set: ``"baseline"``, ``"avx2"`` or ``"avx512"``."""
+        return str(library.instruction_set(self._pointer).decode())
+
+    def __repr__(self) -> str:
+        return f"<korvel.Batch: {self.threads} threads, {self.instruction_set}>"
+
+    def __getstate__(self) -> Tuple[Optional[int], Optional[str], Array]:
+        # The arguments of the constructor, because another machine has other processors.
+        numbers = np.empty(_inertia_numbers, FLOAT32)
+        library.check(library.get_inertias(self._pointer, numbers.ctypes.data))
+        return (*self._asked, numbers)
+
+    def __setstate__(self, state: Tuple[Optional[int], Optional[str], Array]) -> None:
+        Batch.__init__(self, *state[:2])
+        numbers = _numbers(state[2], "inertias", _inertia_numbers)
+        library.check(library.set_inertias(self._pointer, numbers.ctypes.data))
+
+    def set_inertia(self, body: str, mass: float, com: Sequence[float], inertia: Sequence[float]) -> None:
+        """Replaces the inertia of a body, for this batch.
+
+        ``mass`` [kg]; ``com``, the centre of mass x, y, z in the body's frame [m]; ``inertia``, xx, yx, yy, zx, zy, zz
+        about the centre of mass [kg m^2]. Calls that other threads have started are not affected.
+        """
+        number, kilograms = body_number(body), checks.number(mass, "mass")
+        centre, about_centre = _numbers(com, "com", 3), _numbers(inertia, "inertia", 6)
+        library.check(library.set_inertia(self._pointer, number, kilograms, centre.ctypes.data, about_centre.ctypes.data))
+
+    def _compute(self, operation: Callable[..., int], q: Array, *arguments: Any) -> None:
+        library.check(operation(self._pointer, q.shape[0] if q.ndim > 1 else 1, view(q), *arguments))
+
+    def kinematics(self, q: npt.ArrayLike, jacobian: bool = False, out: Optional[Kinematics] = None, *,
+                   convert: bool = False) -> Kinematics:
+        """Computes the poses of all bodies and the centre of mass for coordinates ``q [n, 30]`` or ``[30]``.
+
+        ``jacobian`` adds the jacobian. ``out`` is the result of another call for as many states: its arrays are
+        overwritten, including a jacobian if it has one, and it is returned.
+        """
+        q = as_float32(q, "q", convert)
+        lead = lead_of(q)
+        shapes = [_poses, _poses, (3,), (3,), _jacobian if jacobian or getattr(out, "jacobian", None) is not None else None]
+        out, views = results_of(Kinematics, out, shapes, lead, [q])
+        self._compute(library.kinematics, q, views)
+        return out
+
+    def mass(self, q: npt.ArrayLike, packed: bool = False, out: Optional[Array] = None, *,
+             armature: Optional[npt.ArrayLike] = None, convert: bool = False) -> Array:
+        """Computes mass matrices ``[n, 30, 30]`` for coordinates ``q [n, 30]`` or ``[30]``.
+
+        ``packed`` returns ``[n, 240]`` instead: the entries that can differ from zero, each once, in the order of
+        ``MASS_ENTRIES``. Units are kg, kg m and kg m^2, depending on the coordinates. ``armature`` has the rotor inertia
+        of each joint, ``[24]`` or one number for all [kg m^2], which is added to the diagonal.
+        """
+        q = as_float32(q, "q", convert)
+        lead = lead_of(q)
+        shape = lead + ((_entries,) if packed else (_coordinates, _coordinates))
+        if out is None:
+            out = new_array(shape)
+        else:
+            require_output(out, "out", shape, (q,))
+        wanted = view(out, "out", 1 if packed else 2)
+        rotors = armature_of(armature)
+        self._compute(library.mass, q, address_or_none(rotors), wanted if packed else None, None if packed else wanted)
+        return out
+
+    def dynamics(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike,
+                 wrenches: Optional[Mapping[str, npt.ArrayLike]] = None, out: Optional[Array] = None, *,
+                 armature: Optional[npt.ArrayLike] = None, convert: bool = False) -> Array:
+        """Computes generalized forces ``[n, 30]`` of a motion under gravity: the force [N] and the moment [N m] on the root
+        in its frame, then the torques of the joints [N m].
+
+        ``q``, ``dq``, ``ddq``
+            Coordinates, velocities and accelerations, all of shape ``[n, 30]`` or ``[30]``.
+        ``wrenches``
+            External wrenches by the names of bodies: force x, y, z [N], then moment [N m] about the body's origin, both in
+            its frame; ``[6]`` for all states or ``[n, 6]``.
+        ``armature``
+            Rotor inertia of each joint, ``[24]`` or one number for all [kg m^2]: its torque is added.
+        """
+        q, dq, ddq = motion_of(q, dq, ddq, convert)
+        loads = loads_of(wrenches, q.shape[:-1], convert)
+        if out is None:
+            out = new_array(q.shape)
+        else:
+            require_output(out, "out", q.shape, (q, dq, ddq, *loads.values()))
+        self._dynamics(q, dq, ddq, loads, armature, view(out), None)
+        return out
+
+    def dynamics_sums(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike,
+                      wrenches: Optional[Mapping[str, npt.ArrayLike]] = None, *,
+                      armature: Optional[npt.ArrayLike] = None, convert: bool = False) -> ForceSums:
+        """Computes the largest magnitudes and the sums of squares of the forces that ``dynamics`` would return, over all
+        states. They need no memory per state."""
+        q, dq, ddq = motion_of(q, dq, ddq, convert)
+        loads = loads_of(wrenches, q.shape[:-1], convert)
+        both = np.empty(1, _force_sums)
+        self._dynamics(q, dq, ddq, loads, armature, None, both.ctypes.data)
+        return ForceSums(both["largest"][0], both["squares"][0])
+
+    def _dynamics(self, q: Array, dq: Array, ddq: Array, loads: Mapping[int, Array], armature: Optional[npt.ArrayLike],
+                  forces: Optional[View], sums: Optional[int]) -> None:
+        rotors = armature_of(armature)
+        self._compute(library.dynamics, q, view(dq), view(ddq), wrenches_of(loads), len(loads), address_or_none(rotors),
+                      forces, sums)
+
+    def stand(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
+              contact: Optional[Contact] = None, out: Optional[Stand] = None, *, convert: bool = False) -> Stand:
+        """Distributes the wrench that a motion requires over the soles in contact. ``q``, ``dq`` and ``ddq`` are those of
+        ``dynamics``.
+
+        ``contact``
+            The share of each sole in the load, ``[n, soles]`` or ``[soles]`` for all states, or ``[n]`` by the names of
+            bodies, as in ``Motion.contact``: 1 in contact, 0 lifted, between them just after touchdown or before
+            lift-off. If a share is NaN or missing, a sole is in contact while its lowest corner is at most 5 mm above the
+            ground and slower than 0.05 m/s.
+        ``out``
+            The result of another call for as many states and the same soles: its arrays are overwritten.
+        """
+        q, dq, ddq = motion_of(q, dq, ddq, convert)
+        lead, soles = q.shape[:-1], len(checks.instance(ground, Ground, "ground").bodies)
+        shares = shares_of(contact, ground, lead, convert)
+        shapes = ((_coordinates,), (soles, 6), (soles, 2), (2,), (), (), ())
+        out, views = results_of(Stand, out, shapes, lead, [q, dq, ddq] if shares is None else [q, dq, ddq, shares])
+        self._compute(library.stand, q, view(dq), view(ddq), ground.described(shares), views, None)
+        return out
+
+    def stand_sums(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
+                   contact: Optional[Contact] = None, *, convert: bool = False) -> StandSums:
+        """Computes sums over all states of the results that ``stand`` would return. They need no memory per state."""
+        q, dq, ddq = motion_of(q, dq, ddq, convert)
+        sums = np.empty(1, _stand_sums)
+        shares = shares_of(contact, checks.instance(ground, Ground, "ground"), q.shape[:-1], convert)
+        self._compute(library.stand, q, view(dq), view(ddq), ground.described(shares), None, sums.ctypes.data)
+        all_of = sums[0]
+        return StandSums(all_of["forces"]["largest"], all_of["forces"]["squares"], float(all_of["least_margin"]),
+                         int(all_of["unbearable"]))

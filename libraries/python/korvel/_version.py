@@ -1,0 +1,3 @@
+"""The version of the package, which is that of its libraries."""
+
+VERSION = "0.1.0"
