@@ -1,0 +1,82 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "recorder/module/block.h"
+
+namespace korvel::record {
+
+/// The file of a process as blocks in memory: set aside by the file system, and faulted in. Of one thread, which
+/// allocates nothing and takes no lock once this is made, but for what is said otherwise.
+class BlockFile {
+ public:
+  /// `most_bytes` is the size of the file, 0 for any.
+  explicit BlockFile(std::uint64_t most_bytes);
+  BlockFile(const BlockFile&) = delete;
+  BlockFile& operator=(const BlockFile&) = delete;
+  /// Nothing is in memory any more.
+  ~BlockFile();
+
+  /// Makes the file, with `text` in its header. False, and errno, if that fails.
+  bool make(const std::string& folder, const std::string& text) noexcept;
+  /// Null before the file is made.
+  recording::FileHeader* header() const noexcept { return header_; }
+
+  /// Blocks of a file that is not to become longer, else 0.
+  std::size_t ring() const noexcept { return ring_; }
+  /// How many there are in memory at most.
+  std::size_t most_in_memory() const noexcept { return blocks_.size(); }
+
+  /// A block to write to, empty, or none: the next of the file, or the one that was finished first.
+  Block* next() noexcept;
+  /// Writes the checksum of what is complete.
+  static void check(Block& block) noexcept;
+  /// Nothing more is written to the block.
+  void finish(Block& block) noexcept;
+  /// Makes the header and the file's entry in its directory survive a loss of power. Waits for the disk, and no
+  /// longer than once a second.
+  void save() noexcept;
+  /// That block is part of the file when it has ended. Once for each block that was taken.
+  void keep(const Block& block) noexcept;
+  /// Nothing is made any more; `ended` if nothing is written any more either. What is in memory stays there.
+  /// `last_block` is the largest number that a block was given.
+  void end(bool ended, std::uint64_t last_block) noexcept;
+
+ private:
+  static constexpr std::size_t most_blocks = 8192;  ///< in memory at a time
+  static constexpr std::size_t small_ring = 1024;   ///< blocks that all stay in memory
+
+  /// The number of the file's descriptor; -1, after one line on standard error, once the host has closed it. The number
+  /// may then belong to a file of the host, so that no call uses a number that was not asked for just before.
+  int descriptor() noexcept;
+  bool has_descriptor() const noexcept;
+  bool lengthen() noexcept;
+  bool map(Block& block, std::uint32_t index) noexcept;
+  bool all_stay() const noexcept { return ring_ != 0 && ring_ <= small_ring; }
+
+  std::size_t ring_;
+  std::vector<Block> blocks_;
+  std::vector<Block*> free_;  ///< where not all stay
+  /// Indexes of a ring's finished blocks, the first one in front; memory is there for what has been written to.
+  std::unique_ptr<std::uint32_t[], void (*)(void*)> finished_;
+  std::size_t first_finished_ = 0, finished_count_ = 0;
+  recording::FileHeader* header_ = nullptr;
+  int descriptor_ = -1;
+  dev_t device_ = 0;  ///< with `inode_` what tells the file from others
+  ino_t inode_ = 0;
+  std::uint32_t made_ = 0;         ///< the last block's index
+  std::uint32_t kept_ = 0;         ///< likewise, of those that were in use
+  std::uint64_t kept_count_ = 0;   ///< how many of them there are
+  std::uint64_t allocated_ = 0;    ///< bytes that the file system has set aside
+  std::int64_t next_attempt_ = 0;  ///< to lengthen it
+  std::int64_t next_save_ = 0;
+  bool is_longer_ = false;  ///< than when it was saved
+};
+
+}  // namespace korvel::record

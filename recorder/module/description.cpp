@@ -1,0 +1,84 @@
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <string_view>
+
+#include "recorder/module/recorder.h"
+
+namespace korvel::record {
+
+namespace {
+
+/// Returns how many bytes the UTF-8 character at the front of `text` has, 0 if there is none.
+std::size_t character_length(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned first = byte(0);
+  const std::size_t length = first < 0x80 ? 1 : first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
+  if (first >= 0xf5 || length > text.size()) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0U) != 0x80) return 0;
+  }
+  // Longer forms of characters that have a shorter one, halves of a pair, and numbers above the last character.
+  const bool is_wrong = (first == 0xe0 && byte(1) < 0xa0) || (first == 0xed && byte(1) >= 0xa0) ||
+                        (first == 0xf0 && byte(1) < 0x90) || (first == 0xf4 && byte(1) >= 0x90);
+  return is_wrong ? 0 : length;
+}
+
+/// The text as JSON. A byte that is not UTF-8 becomes the four characters `\xff`.
+std::string quoted(std::string_view text) {
+  std::string result = "\"";
+  while (!text.empty()) {
+    const std::size_t length = character_length(text);
+    const auto first = static_cast<unsigned char>(text.front());
+    if (length == 0) {
+      result += "\\\\x" + hexadecimal(first, 2);
+    } else if (first < ' ') {
+      result += "\\u" + hexadecimal(first, 4);
+    } else {
+      if (first == '"' || first == '\\') result += '\\';
+      result += text.substr(0, length);
+    }
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return result + '"';
+}
+
+/// The shortest text that gives the float back, whatever the locale of the host is. JSON knows finite numbers only.
+std::string number(float value) {
+  if (!std::isfinite(value)) return "null";
+  std::array<char, 32> text{};
+  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
+}
+
+template <typename Each>
+std::string list(std::size_t count, const Each& each) {
+  std::string result = "[";
+  for (std::size_t i = 0; i < count; ++i) result += (i == 0 ? "" : ",") + each(i);
+  return result + ']';
+}
+
+}  // namespace
+
+std::string description(const RealModule& module, tesk::RigidBodySystem& robot) {
+  const RobotSize size(robot);
+  const auto bodies = static_cast<std::size_t>(size.bodies);
+  std::string text = "{\"module\":{\"path\":" + quoted(module.path()) + ",\"version\":" + quoted(module.version()) +
+                     ",\"build_id\":" + quoted(module.build_id()) + "},\n";
+  text += "\"contract\":\"" + hexadecimal(recording::contract_hash(size), 16) +
+          "\",\n\"volatile_frames\":" + std::to_string(size.volatile_frames) +
+          ",\n\"bodies\":" + list(bodies, [&](std::size_t b) { return quoted(robot.getBodyName(b)); }) +
+          ",\n\"joints\":" + list(bodies - 1, [&](std::size_t j) { return quoted(robot.getJointAngleName(j)); }) +
+          ",\n\"masses\":" + list(bodies, [&](std::size_t b) { return number(robot.getMass(b)); }) + ",\n";
+  // The poses of a new object are the identity.
+  text += "\"centres_of_mass\":" + list(bodies, [&](std::size_t b) {
+            const QZ::Math::Position3D com = robot.getComPosition(b);
+            return '[' + number(com.x) + ',' + number(com.y) + ',' + number(com.z) + ']';
+          });
+  text += ",\n\"operations\":" + list(operation_count, [&](std::size_t i) {
+            return '\n' + recording::description(recording::all_operations[i], size);
+          });
+  return text + "}\n";
+}
+
+}  // namespace korvel::record

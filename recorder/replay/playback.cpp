@@ -1,0 +1,84 @@
+#include "recorder/replay/playback.h"
+
+#include <fmt/format.h>
+
+#include "recorder/replay/apart.h"
+#include "recorder/replay/player.h"
+#include "recorder/replay/slice.h"
+
+namespace korvel::host {
+
+namespace {
+
+/// Here, up to the call of a crash that is known already.
+std::string play_here(const std::filesystem::path& path, const std::filesystem::path& module, const Window& window,
+                      bool shows_all_operations, const std::function<void(const RecordedCall&)>& on_call,
+                      CallPosition& now, const Crash* crash) {
+  const RecordingFile recording(path);
+  Player player(recording, Module(module));
+  recording.for_each([&](const RecordedCall& call) {
+    if (call.time > window.to) return false;
+    now = call.position();
+    if (on_call) on_call(call);
+    const bool crashes = crash != nullptr && call.offset == crash->call.offset;
+    if (crashes)
+      player.fail(call, crash->words);
+    else
+      player.play(call, call.time >= window.from);
+    return !crashes;
+  });
+  nlohmann::json answer{{"text", player.text(shows_all_operations)}, {"json", player.json()}};
+  if (player.first_difference()) answer["first"] = player.first_difference()->offset;
+  return answer.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+}  // namespace
+
+Playback play(const std::filesystem::path& recording, const std::filesystem::path& module, const Window& window,
+              bool shows_all_operations, const std::function<void(const RecordedCall&)>& on_call) {
+  const auto played = [&](const Crash* crash) {
+    return apart([&, crash](CallPosition& now) {
+      return play_here(recording, module, window, shows_all_operations, on_call, now, crash);
+    });
+  };
+  auto outcome = played(nullptr);
+  const std::optional<Crash> crash =
+      std::holds_alternative<Crash>(outcome) ? std::optional(std::get<Crash>(outcome)) : std::nullopt;
+  // Up to there it did not crash.
+  if (crash) outcome = played(&*crash);
+  if (!std::holds_alternative<std::string>(outcome)) {
+    throw Error(
+        fmt::format("{}: the module does not always crash in the same call: {}", recording.string(), crash->words));
+  }
+  const nlohmann::json answer = nlohmann::json::parse(std::get<std::string>(outcome));
+  Playback playback{answer.at("text"), answer.at("json"), {}, crash.has_value()};
+  if (answer.contains("first")) playback.first = answer["first"];
+  return playback;
+}
+
+std::size_t cut(const std::filesystem::path& path, const std::filesystem::path& module, const Playback& playback,
+                const OutputPath& to) {
+  const auto outcome = apart([&](CallPosition& now) {
+    const RecordingFile recording(path);
+    constexpr bool keeps_sources = true;
+    Player player(recording, Module(module), keeps_sources);
+    recording.for_each([&](const RecordedCall& call) {
+      now = call.position();
+      const bool is_last = call.offset == playback.first;
+      if (is_last && playback.has_crashed) {
+        player.provenance().perform(call);
+      } else {
+        player.play(call, false);
+      }
+      return !is_last;
+    });
+    OutputFile file(to);
+    const std::size_t calls = write_slice(recording, player.provenance().last(), file);
+    file.commit();
+    return std::to_string(calls);
+  });
+  if (const auto* crash = std::get_if<Crash>(&outcome)) throw Error(path.string() + ": not cut: " + crash->words);
+  return std::stoul(std::get<std::string>(outcome));
+}
+
+}  // namespace korvel::host

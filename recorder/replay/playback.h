@@ -1,0 +1,50 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "host/process/output_file.h"
+#include "recorder/replay/recording_file.h"
+
+namespace korvel::host {
+
+/// An interval of a recording [s].
+struct Window {
+  double from = 0;
+  double to = std::numeric_limits<double>::infinity();
+};
+
+/// Goes through the calls up to the end of a window: what comes before it is part of what happens in it.
+template <typename Visit>
+void for_each_call(const RecordingFile& recording, const Window& window, const Visit& visit) {
+  recording.for_each([&](const RecordedCall& call) {
+    if (call.time > window.to) return false;
+    visit(call, call.time >= window.from);
+    return true;
+  });
+}
+
+/// Outcome of playing a recording.
+struct Playback {
+  std::string text;
+  nlohmann::json json;
+  /// The call that first differs: where its record is in the file, and whether the module crashed in it.
+  std::optional<std::uint64_t> first;
+  bool has_crashed = false;
+};
+
+/// Plays a recording on a module, in a process of its own, and compares what is in the window. That process shows each
+/// call to `on_call` first. Throws Error if the recording or the module is unusable. A crash is the first difference,
+/// and the last. The text has a row for every operation, or for those with a difference alone.
+Playback play(const std::filesystem::path& recording, const std::filesystem::path& module, const Window& window,
+              bool shows_all_operations = false, const std::function<void(const RecordedCall&)>& on_call = {});
+
+/// Plays it once more and writes the calls that the first difference comes from as a recording. Returns how many.
+std::size_t cut(const std::filesystem::path& recording, const std::filesystem::path& module, const Playback& playback,
+                const OutputPath& to);
+
+}  // namespace korvel::host
