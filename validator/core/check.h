@@ -1,0 +1,74 @@
+#pragma once
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/robot/module.h"
+
+namespace korvel::validate {
+
+/// The module and the seed that a check is given.
+struct Subject {
+  std::filesystem::path module;
+  std::uint64_t seed;  ///< of every random choice: the same seed repeats the check exactly
+};
+
+/// A promise that is broken. The text says what was seen, what was expected, and at which inputs.
+class Finding : public std::runtime_error {
+  using runtime_error::runtime_error;
+};
+
+/// This machine or this build cannot look: a reason, no verdict about the module.
+class NotPossible : public std::runtime_error {
+  using runtime_error::runtime_error;
+};
+
+/// Throws a Finding with these words unless the promise holds.
+template <typename... Args>
+void require(bool holds, fmt::format_string<Args...> words, Args&&... args) {
+  if (!holds) throw Finding(fmt::format(words, std::forward<Args>(args)...));
+}
+
+/// One promise of the interface, and how a module is held to it.
+struct Check {
+  std::string id;       ///< stable: group.name
+  std::string promise;  ///< one sentence
+  /// Runs in a process of its own that has not loaded the module yet. Returns the figure that was observed. Throws
+  /// Finding or NotPossible; whatever else happens to the process is a finding too.
+  std::string (*run)(const Subject& subject);
+  std::chrono::seconds limit = std::chrono::seconds(30);
+  /// 1 loads, 2 state, 3 laws, 4 real time and faults, 5 fuzz; 0 stands for that of the group.
+  int level = 0;
+};
+
+using Checks = std::vector<Check>;
+
+/// An object of the module that is being checked; it keeps the module loaded.
+inline host::System create(const Subject& subject) { return host::Module(subject.module).create(); }
+
+// The groups, by level. Each has a directory.
+Checks loading_checks();    ///< the file, its entry points, what it leaves behind
+Checks state_checks();      ///< inputs, results and objects are as documented
+Checks law_checks();        ///< the laws of mechanics
+Checks real_time_checks();  ///< what a control loop relies on
+Checks fuzz_checks();       ///< random calls beside a model of what every object holds
+
+/// The checks of some groups, one group after the other.
+inline Checks joined(std::initializer_list<Checks (*)()> groups) {
+  Checks all;
+  for (const auto& group : groups) {
+    const Checks checks = group();
+    all.insert(all.end(), checks.begin(), checks.end());
+  }
+  return all;
+}
+
+}  // namespace korvel::validate

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <array>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "contract/shown.h"
+
+namespace korvel::validate {
+
+/// In words what stands at a place of all that an object shows, such as "number 3 of the world pose of body 7".
+std::string shown_name(const Layout& layout, std::ptrdiff_t place);
+
+/// The first of `count` numbers that differs in its bits, or `count`. One that is not a number is like any other: which
+/// of two operands gives it its sign is left to compilers.
+std::ptrdiff_t first_difference(const float* a, const float* b, std::ptrdiff_t count);
+
+/// The same of the numbers of a value.
+template <typename Value>
+bool shows(const float* numbers, const Value& value) {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): a lone number is a value, too
+  std::array<float, sizeof(Value) / sizeof(float)> expected;
+  std::memcpy(expected.data(), &value, sizeof(value));
+  constexpr auto count = static_cast<std::ptrdiff_t>(expected.size());
+  return first_difference(numbers, expected.data(), count) == count;
+}
+
+/// The computation that writes the results of a stage.
+void run(Stage stage, tesk::RigidBodySystem& robot);
+
+/// Model of one object: the values that it must show, and its inputs and past computations that it does not show.
+struct ObjectModel {
+  explicit ObjectModel(const tesk::RigidBodySystem& initial);
+
+  /// A stage that leaves state behind which later ones read, and what it read that lasts.
+  struct Past {
+    Stage stage;
+    std::optional<QZ::Math::Transform> root_pose;
+    Eigen::ArrayXf angles;
+    long inertia_changes;
+  };
+
+  Layout layout;
+  std::vector<float> shown;
+  std::optional<QZ::Math::Transform> root_pose;                    ///< as the host gave it, before its round trip
+  std::vector<std::function<void(tesk::RigidBodySystem&)>> loads;  ///< by body what last set its wrench
+  std::vector<Past> history;                                       ///< the last of each, in the order in which they ran
+
+  /// Where a piece of a result stands among all that is shown.
+  float* place(Result result, unsigned long piece = 0);
+  /// From now on the object must show this.
+  template <typename Value>
+  void expect(const Value& value, Result result, unsigned long piece = 0) {
+    std::memcpy(place(result, piece), &value, sizeof(value));
+  }
+  template <typename Value>
+  bool shows(const Value& value, Result result, unsigned long piece = 0) {
+    return validate::shows(place(result, piece), value);
+  }
+
+  void remember(Stage stage, long inertia_changes);
+  const Past* last(Stage stage) const;
+
+  /// Takes positions, velocities or accelerations.
+  Eigen::Map<const Eigen::ArrayXf> joints(Result values) const;
+
+  /// Puts all inputs, in one go each, to an object that holds its initial values.
+  void write_inputs(tesk::RigidBodySystem& robot) const;
+  /// Brings an object that holds its initial values to where the history has brought this one, wrenches, velocities and
+  /// accelerations apart: no later computation may depend on them.
+  void repeat_history(tesk::RigidBodySystem& robot) const;
+};
+
+}  // namespace korvel::validate
