@@ -1,31 +1,34 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <string>
 
 namespace korvel::host {
+
+// Validators for decimal numbers. Those of CLI11 also take octal and hexadecimal numbers and NaN.
 
 /// Decimal digits and nothing else, without a leading zero, between both bounds.
 CLI::Validator whole_number(std::uint64_t least, std::uint64_t most);
 
-/// A positive number as decimal, within single precision.
+/// A positive number within single precision.
 CLI::Validator positive_number();
 
-/// A time with its unit, us, ms or s: "250us", "2.5ms". It is handed on as a whole number of nanoseconds.
-CLI::Validator time_between(std::chrono::nanoseconds least, std::chrono::nanoseconds most);
-
-/// The same way round: "2.5ms".
-std::string time_in_words(std::chrono::nanoseconds time);
-
-/// A number as decimal, within single precision.
+/// A number within single precision.
 CLI::Validator any_number();
+
+/// Adds an option that names a file.
+template <typename Path>
+CLI::Option* add_file_option(CLI::App& command, const char* name, Path& file, const char* help) {
+  return command.add_option(name, file, help)->type_name("FILE");
+}
 
 /// Adds the option that names the module; `module` has the default and outlives the parsing.
 void add_module_option(CLI::App& command, std::filesystem::path& module);
+
+/// Adds the option for how many things are done at a time.
+void add_jobs_option(CLI::App& command, unsigned& jobs, const char* help);
 
 /// Adds the option that names a file to write to in place of the standard output.
 void add_output_option(CLI::App& command, std::optional<std::filesystem::path>& output);

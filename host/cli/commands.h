@@ -3,8 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <filesystem>
+#include <optional>
 
-#include "host/io/outputs.h"
+#include "host/process/output_file.h"
 
 namespace korvel::host {
 
@@ -13,8 +14,8 @@ using AddCommand = void(CLI::App& app);
 AddCommand add_info, add_export, add_replay, add_report, add_run, add_soak, add_validate;
 
 /// In the order in which help lists them.
-inline constexpr AddCommand* commands[] = {add_info, add_export, add_report,  add_replay,
-                                           add_run,  add_soak,   add_validate};
+inline constexpr AddCommand* commands[] = {add_info,   add_run,  add_report,  add_replay,
+                                           add_export, add_soak, add_validate};
 
 /// The command did its work and has already told of what it found wrong.
 class Findings : public std::exception {};
@@ -28,8 +29,12 @@ std::filesystem::path default_module();
 /// The page of the report without data, if it was built.
 std::filesystem::path report_template();
 
-/// The script that writes MCAP, if it was built.
-std::filesystem::path mcap_script();
+/// Throws Error if the page of the report was not built.
+void require_report_template();
+
+/// Writes the report of results, with the curves of `other` results over theirs, and commits the page. Throws Error.
+void write_page(const std::filesystem::path& results, const std::optional<std::filesystem::path>& other,
+                OutputFile& page);
 
 /// The files of a command, with those that belong to the executable kept already, and the module.
 Outputs outputs_beside(const std::filesystem::path& module);

@@ -4,13 +4,15 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <nlohmann/json.hpp>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <system_error>
 
-#include "host/io/printable.h"
+#include "motion/csv/printable.h"
 
 namespace korvel::host {
 
@@ -21,11 +23,51 @@ void write_to(std::FILE* stream, std::string_view text, const char* name) {
   throw StreamError(fmt::format("cannot write to the standard {}: {}", name, std::generic_category().message(errno)));
 }
 
-}  // namespace
+constexpr struct {
+  std::string_view words;
+  const char* colour;
+} highlights[] = {
+    {"stays on its feet throughout\n", "32"},
+    {"the robot cannot stay on its feet", "1;31"},
+    {"no difference\n", "32"},
+    {"First difference", "1;31"},
+    {"FAIL", "1;31"},
+};
 
-std::string json_text(const nlohmann::json& all) {
-  return all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + '\n';
+/// Colours these words where a line begins with them, or ends with them if they include its end.
+std::string coloured(const std::string& text) {
+  std::string result;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find('\n', start), text.size() - 1) + 1;
+    std::string line = text.substr(start, end - start);
+    for (const auto& [words, colour] : highlights) {
+      const bool is_at_end = words.back() == '\n';
+      const std::size_t at = is_at_end ? line.size() - std::min(line.size(), words.size()) : 0;
+      if (line.compare(at, words.size(), words) != 0) continue;
+      line.insert(at + words.size() - (is_at_end ? 1 : 0), "\x1b[0m");
+      line.insert(at, fmt::format("\x1b[{}m", colour));
+      break;
+    }
+    result += line;
+    start = end;
+  }
+  return result;
 }
+
+bool shows_colours() {
+  const char* no_color = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  return (no_color == nullptr || *no_color == '\0') && isatty(STDOUT_FILENO) == 1 &&
+         (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
+}
+
+/// Writes one line to the standard error. Throws StreamError if that fails.
+void tell(const char* kind, std::string_view line) {
+  constexpr std::size_t longest = 299;
+  write_to(stderr, shortened(fmt::format("korvel-host: {}: {}", kind, printable(line)), longest) + '\n', "error");
+}
+
+}  // namespace
 
 void reserve_standard_streams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -36,18 +78,43 @@ void reserve_standard_streams() {
   }
 }
 
-void tell(std::string_view line) {
-  constexpr std::size_t longest = 299;
-  write_to(stderr, shortened(printable(line), longest) + '\n', "error");
+void tell_error(std::string_view line) { tell("error", line); }
+
+void tell_warning(std::string_view line) { tell("warning", line); }
+
+void tell_note(std::string_view line) { tell("note", line); }
+
+void show(std::string_view text) {
+  const std::string lines = printable_lines(text);
+  write_to(stdout, shows_colours() ? coloured(lines) : lines, "output");
 }
 
-void show(std::string_view text) { write_to(stdout, printable_lines(text), "output"); }
+void ProgressLine::show(double share) {
+  const int percent = static_cast<int>(100 * share);
+  if (percent == percent_ || isatty(STDERR_FILENO) != 1) return;
+  percent_ = percent;
+  constexpr std::size_t longest = 60;
+  std::fprintf(stderr, "\r%s: %d %%", shortened(printable(what_), longest).c_str(), percent);
+}
+
+void ProgressLine::clear() {
+  percent_ = -1;
+  if (isatty(STDERR_FILENO) == 1) std::fputs("\r\x1b[K", stderr);
+}
+
+std::string wrote(const std::filesystem::path& file) {
+  const auto bytes = static_cast<double>(std::filesystem::file_size(file));
+  const std::string size = bytes < 1e3   ? fmt::format("{} bytes", bytes)
+                           : bytes < 1e6 ? fmt::format("{:.1f} kB", bytes / 1e3)
+                                         : fmt::format("{:.1f} MB", bytes / 1e6);
+  return fmt::format("wrote {}, {}\n", printable(file.string()), size);
+}
 
 Destination::Destination(const std::optional<std::filesystem::path>& file, Outputs& outputs) {
   if (file) file_.emplace(outputs.claim(*file));
 }
 
-void Destination::write_text(std::string_view text) { write(printable_lines(text)); }
+void Destination::write_text(std::string_view text) { file_ ? file_->write(printable_lines(text)) : show(text); }
 
 void Destination::write(std::string_view text) { file_ ? file_->write(text) : write_to(stdout, text, "output"); }
 

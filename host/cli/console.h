@@ -1,13 +1,13 @@
 #pragma once
 
 #include <filesystem>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "host/io/output_file.h"
+#include "host/process/output_file.h"
 
 namespace korvel::host {
 
@@ -19,18 +19,42 @@ class StreamError : public std::runtime_error {
 /// Missing standard streams become ones that fail, so that no file that is opened later gets their numbers.
 void reserve_standard_streams();
 
-/// Tells the user something on the standard error, on one line. Throws StreamError if that fails.
-void tell(std::string_view line);
+/// Writes one line to the standard error, "korvel-host: error: LINE". Throws StreamError if that fails.
+void tell_error(std::string_view line);
 
-/// Writes text for people to the standard output; what could steer a terminal is made visible. Throws StreamError.
+/// The same with "warning".
+void tell_warning(std::string_view line);
+/// The same with "note".
+void tell_note(std::string_view line);
+
+/// Writes text for people to the standard output; what could steer a terminal is made visible. On a terminal, verdicts
+/// are in colour unless NO_COLOR is set. Throws StreamError.
 void show(std::string_view text);
 
-/// What every command with --json writes. Names that are not UTF-8 lose what cannot be shown.
-std::string json_text(const nlohmann::json& all);
+/// Shows what a command is doing and how much of it is done on one line of the standard error, if that is a terminal,
+/// and clears the line in the end.
+class ProgressLine {
+ public:
+  explicit ProgressLine(std::string what) : what_(std::move(what)) {}
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+  ~ProgressLine() { clear(); }
+  void show(double share);
+  /// Clears the line, also of what a child process has shown.
+  void clear();
+
+ private:
+  std::string what_;
+  int percent_ = -1;
+};
+
+/// Returns "wrote FILE, 1.2 MB\n". The file exists.
+std::string wrote(const std::filesystem::path& file);
 
 /// Where the text of a command goes: the standard output, or a file that the user named.
 class Destination {
  public:
+  Destination() = default;
   Destination(const std::optional<std::filesystem::path>& file, Outputs& outputs);
 
   /// Text for people, as `show` has it. Throws StreamError, or Error for a file.

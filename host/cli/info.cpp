@@ -5,7 +5,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
 #include "host/robot/description.h"
-#include "host/robot/trial.h"
+#include "host/robot/module.h"
 
 namespace korvel::host {
 
@@ -21,7 +21,7 @@ struct InfoOptions {
 void info(const InfoOptions& options) {
   Outputs outputs = outputs_beside(options.module);
   Destination destination(options.output, outputs);
-  const Robot robot = read_robot(*robot_of(tried_module(options.module)));
+  const Robot robot = read_robot(*make_system(Module(options.module)));
   const Identity module = identity(options.module);
   if (options.json) {
     destination.write(described_as_json(module, robot));
@@ -34,12 +34,13 @@ void info(const InfoOptions& options) {
 }  // namespace
 
 void add_info(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("info", "Describe the robot of a module and the conventions of its interface");
+  CLI::App* command = app.add_subcommand("info", "Describe the robot and the interface's conventions");
   const auto options = std::make_shared<InfoOptions>();
   add_module_option(*command, options->module);
-  CLI::Option* json = command->add_flag("--json", options->json, "As JSON, with places and axes");
-  command->add_flag("--dot", options->dot, "The tree of bodies for Graphviz")->excludes(json);
+  CLI::Option* json = command->add_flag("--json", options->json, "Print JSON, with the origin and axes of every frame");
+  command->add_flag("--dot", options->dot, "Print the tree of bodies in Graphviz format")->excludes(json);
   add_output_option(*command, options->output);
+  command->footer("Examples:\n  korvel-host info\n  korvel-host info --json -o robot.json");
   command->callback([options] { info(*options); });
 }
 

@@ -1,12 +1,17 @@
 #include <fmt/format.h>
 
+#include <boost/algorithm/string/replace.hpp>
 #include <exception>
+#include <memory>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
-#include "host/io/error.h"
+#include "host/cli/help.h"
+#include "motion/csv/error.h"
+#include "motion/csv/names.h"
 
 namespace korvel::host {
 
@@ -26,14 +31,11 @@ std::filesystem::path default_module() { return own_file("libkorvel.so", KORVEL_
 
 std::filesystem::path report_template() { return own_file("report.html", "share/korvel"); }
 
-std::filesystem::path mcap_script() { return own_file("mcap.mjs", "share/korvel"); }
-
 Outputs outputs_beside(const std::filesystem::path& module) {
   Outputs outputs;
   outputs.keep(module, "the module");
   outputs.keep(default_module(), "the installed module");
   outputs.keep(report_template(), "the page of the report");
-  outputs.keep(mcap_script(), "the script that writes MCAP");
   outputs.keep(self, "korvel-host");
   outputs.keep("/dev/stdout", "the standard output");
   outputs.keep("/dev/stderr", "the standard error");
@@ -48,18 +50,73 @@ constexpr int unusable_input = 2;
 /// The status stays what it is if nobody can be told.
 int report(const std::string& line, int status) {
   try {
-    tell(line);
+    tell_error(line);
   } catch (const StreamError&) {
   }
   return status;
 }
 
+std::vector<std::string> command_names(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
+    names.push_back(each->get_name());
+  }
+  return names;
+}
+
+std::string unknown_command(const CLI::App& app, const std::string& name) {
+  return fmt::format("unknown command '{:.40}'{}; see 'korvel-host --help'", name,
+                     did_you_mean(name, command_names(app)));
+}
+
+/// Rewords the parser's errors about known options.
+std::string words_of(const CLI::ParseError& error) {
+  const std::string words = error.what();
+  // "--urdf: 1 required FILE missing", "--json excludes --dot".
+  if (error.get_name() == "ArgumentMismatch") {
+    const bool is_missing = words.find("missing") != std::string::npos;
+    return words.substr(0, words.find(':')) + (is_missing ? ": its value is missing" : ": expected once");
+  }
+  if (error.get_name() == "ExcludesError") {
+    return boost::replace_first_copy(words, " excludes ", " cannot be combined with ");
+  }
+  return boost::replace_first_copy(words, "--output is required", "-o, --output is required");
+}
+
+/// The sentence about a line that cannot be parsed, and where help is.
 std::string words(const CLI::App& app, const CLI::ParseError& error) {
-  const std::vector<std::string> unknown = app.remaining();
-  const bool has_command = !app.get_subcommands().empty();
-  if (has_command || unknown.empty()) return error.what();
-  const bool is_option = unknown.front().rfind('-', 0) == 0;
-  return fmt::format("unknown {} '{:.40}'", is_option ? "option" : "command", unknown.front());
+  const std::vector<CLI::App*> chosen = app.get_subcommands();
+  if (chosen.empty() && app.remaining().empty()) return "name a command; see 'korvel-host --help'";
+  const CLI::App& command = chosen.empty() ? app : *chosen.front();
+  const std::string name = chosen.empty() ? "" : command.get_name();
+  const std::string help = fmt::format("; see 'korvel-host {}--help'", name.empty() ? "" : name + ' ');
+  const std::string of = name.empty() ? "" : name + ": ";
+  const std::vector<std::string> unknown = command.remaining();
+  if (unknown.empty()) return of + words_of(error) + help;
+  const std::string& word = unknown.front();
+  if (word.rfind('-', 0) == 0) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : command.get_options()) names.push_back(option->get_name());
+    return fmt::format("{}unknown option '{:.40}'{}{}", of, word, did_you_mean(word, names), help);
+  }
+  return chosen.empty() ? unknown_command(app, word) : fmt::format("{}unexpected argument '{:.40}'{}", of, word, help);
+}
+
+/// Adds `help COMMAND`, which shows what `COMMAND --help` does.
+void add_help(CLI::App& app) {
+  CLI::App* help = app.add_subcommand("help", "Show the help of a command")->group("");
+  const auto name = std::make_shared<std::string>();
+  help->add_option("COMMAND", *name, "Name of a command");
+  help->callback([&app, name] {
+    const auto named = [&](const CLI::App* command) { return command->get_name() == *name; };
+    const std::vector<CLI::App*> found = app.get_subcommands(named);
+    if (found.empty() && !name->empty()) throw Error(unknown_command(app, *name));
+    // The application's own help() would show that of the command that was chosen, this one.
+    const auto shown = [&](const CLI::App& command, const std::string& words) {
+      show(app.get_formatter()->make_help(&command, words, CLI::AppFormatMode::Normal));
+    };
+    name->empty() ? shown(app, app.get_name()) : shown(*found.front(), app.get_name() + ' ' + *name);
+  });
 }
 
 /// Runs the command, which is done while its line is parsed.
@@ -73,16 +130,20 @@ int parse_and_run(CLI::App& app, int argc, char** argv) {
     show(text.str());
     return 0;
   } catch (const CLI::ParseError& error) {
-    return report(words(app, error) + " (--help tells more)", unusable_input);
+    return report(words(app, error), unusable_input);
   }
 }
 
 int run_command(int argc, char** argv) {
   try {
-    CLI::App app{"Reference host of the korvel module", "korvel-host"};
-    app.set_version_flag("--version", KORVEL_VERSION);
+    CLI::App app{"Run motions through the korvel robot model, and check, export, record and\nreplay it", "korvel-host"};
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.set_help_flag("-h,--help", "Show this help");
+    app.set_version_flag("--version", KORVEL_VERSION, "Show the version");
     app.require_subcommand(1);
+    app.footer("See 'korvel-host COMMAND --help', and man korvel-host.");
     for (AddCommand* add : commands) add(app);
+    add_help(app);
     return parse_and_run(app, argc, argv);
   } catch (const Findings&) {
     return failure;

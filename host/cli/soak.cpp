@@ -1,19 +1,25 @@
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
 #include "host/robot/identity.h"
-#include "host/robot/trial.h"
+#include "host/robot/json_text.h"
+#include "host/robot/module.h"
 #include "host/soak/control_loop.h"
 #include "host/soak/real_time.h"
+#include "motion/csv/printable.h"
 
 namespace korvel::host {
 
@@ -23,13 +29,30 @@ using std::chrono::nanoseconds;
 
 struct SoakOptions {
   std::filesystem::path module = default_module();
-  std::int64_t period_ns = 1'000'000;
+  nanoseconds period = std::chrono::milliseconds(1);
+  std::string period_text = "1ms";
   std::uint64_t cycles = 10'000;
   int priority = 80;
   bool json = false;
 };
 
 volatile std::sig_atomic_t stop = 0;
+
+/// Reads a time with its unit. Throws what was expected instead.
+nanoseconds period_of(const std::string& text) {
+  constexpr std::pair<std::string_view, double> units[] = {{"us", 1e3}, {"ms", 1e6}, {"s", 1e9}};
+  double value{};
+  const char* const end = text.data() + text.size();
+  const auto [number_end, status] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
+  for (const auto& [unit, nanoseconds_of_unit] : units) {
+    if (status != std::errc{} || std::string_view(number_end, static_cast<std::size_t>(end - number_end)) != unit)
+      continue;
+    const double ns = std::round(value * nanoseconds_of_unit);
+    if (ns >= 1e4 && ns <= 1e9) return nanoseconds(static_cast<std::int64_t>(ns));
+  }
+  throw CLI::ValidationError(
+      "--period", fmt::format("expected a time from 10us to 1s with its unit, such as 2.5ms, found '{:.40}'", text));
+}
 
 /// The loop ends, and what it has seen is told.
 void end_loop_on_signals() {
@@ -48,55 +71,55 @@ constexpr struct {
     {0.5, "50 %", "p50_ns"}, {0.9, "90 %", "p90_ns"}, {0.99, "99 %", "p99_ns"}, {0.999, "99.9 %", "p99_9_ns"}};
 
 double seconds_at(std::uint64_t place, const SoakOptions& options) {
-  return static_cast<double>(place) * static_cast<double>(options.period_ns) / 1e9;
+  return static_cast<double>(place) * static_cast<double>(options.period.count()) / 1e9;
 }
-
-std::string in_microseconds(double ns) { return fmt::format("{:.1f}", ns / 1e3); }
 
 std::string row(const char* name, const TimeHistogram& times, const SoakOptions& options) {
-  std::string line = fmt::format("{:<24}", name);
-  for (const auto& share : shares) line += fmt::format("{:>9}", in_microseconds(times.percentile(share.share)));
+  std::string line = fmt::format("{:<16}", name);
+  for (const auto& share : shares) line += fmt::format("{:>9.1f}", times.percentile(share.share) / 1e3);
   const TimeHistogram::Largest& largest = times.largest();
-  return line + fmt::format("{:>10}  in cycle {}, at {:.3f} s\n", in_microseconds(static_cast<double>(largest.ns)),
-                            largest.place, seconds_at(largest.place, options));
+  return line +
+         fmt::format("{:>10.1f}{:>10.3f}\n", static_cast<double>(largest.ns) / 1e3, seconds_at(largest.place, options));
 }
 
-std::string in_words(const LoopReport& report, const RealTime& granted, const SoakOptions& options) {
-  std::string text = fmt::format("{}\n", in_words(identity(options.module)));
-  text += fmt::format("{} cycles of {}, memory {}, {}\n", report.computing.count(),
-                      time_in_words(nanoseconds(options.period_ns)), granted.memory_locked ? "locked" : "not locked",
+std::string report_text(const LoopReport& report, const RealTime& granted, const SoakOptions& options) {
+  std::string text = lines_of(identity(options.module));
+  text += fmt::format("{} cycles of {}, memory {}, {}\n\n", report.computing.count(), options.period_text,
+                      granted.memory_locked ? "locked" : "not locked",
                       granted.scheduled ? fmt::format("SCHED_FIFO {}", options.priority) : "SCHED_OTHER");
-  text += fmt::format("{:<24}", "us");
+  text += fmt::format("{:<16}", "[us]");
   for (const auto& share : shares) text += fmt::format("{:>9}", share.words);
-  text += fmt::format("{:>10}\n", "largest");
-  text += row("waking up late", report.latency, options);
-  text += row("computing", report.computing, options);
-  text += row("both", report.both, options);
-  text +=
-      fmt::format("overran: {} cycles; {} computed for more than a period, {} woke up more than one late; {} skipped\n",
-                  report.late, report.late_by_computing, report.late_by_latency, report.skipped);
-  text += fmt::format("in the loop: {} page faults, {} of them from disk; {} context switches to wait, {} forced\n",
-                      report.minor_faults + report.major_faults, report.major_faults, report.voluntary_switches,
-                      report.involuntary_switches);
-  return text;
+  text += fmt::format("{:>10}{:>10}\n", "longest", "at [s]");
+  text += row("wake-up latency", report.latency, options) + row("computation", report.computing, options) +
+          row("sum", report.both, options);
+  text += fmt::format(
+      "\noverruns: {}; {} computed for more than a period, {} woke up more than one\n"
+      "period late; {} skipped\n"
+      "page faults: {}, {} of them from disk; context switches: {} to wait, {} forced\n",
+      counted(report.late, "cycle"), report.late_by_computing, report.late_by_latency, counted(report.skipped, "cycle"),
+      report.minor_faults + report.major_faults, report.major_faults, report.voluntary_switches,
+      report.involuntary_switches);
+  return text +
+         fmt::format("the worst cycle used {:.3g} % of the period\n",
+                     100 * static_cast<double>(report.both.largest().ns) / static_cast<double>(options.period.count()));
 }
 
-nlohmann::json in_json(const TimeHistogram& times, const SoakOptions& options) {
-  nlohmann::json all{{"count", times.count()},
-                     {"max_ns", times.largest().ns},
-                     {"max_cycle", times.largest().place},
-                     {"max_at_s", seconds_at(times.largest().place, options)}};
+nlohmann::ordered_json in_json(const TimeHistogram& times, const SoakOptions& options) {
+  nlohmann::ordered_json all{{"count", times.count()},
+                             {"max_ns", times.largest().ns},
+                             {"max_cycle", times.largest().place},
+                             {"max_at_s", seconds_at(times.largest().place, options)}};
   for (const auto& share : shares) all[share.key] = std::llround(times.percentile(share.share));
   return all;
 }
 
-std::string in_json(const LoopReport& report, const RealTime& granted, const SoakOptions& options) {
+std::string report_json(const LoopReport& report, const RealTime& granted, const SoakOptions& options) {
   const Identity module = identity(options.module);
-  const nlohmann::json all{
+  const nlohmann::ordered_json all{
       {"module", options.module.string()},
       {"version", module.version},
       {"build_id", module.build_id},
-      {"period_ns", options.period_ns},
+      {"period_ns", options.period.count()},
       {"cycles", report.computing.count()},
       {"interrupted", stop != 0},
       {"memory_locked", granted.memory_locked},
@@ -117,35 +140,52 @@ std::string in_json(const LoopReport& report, const RealTime& granted, const Soa
 }
 
 void soak(const SoakOptions& options) {
-  const System robot = robot_of(tried_module(options.module));
+  const System system = make_system(Module(options.module));
   end_loop_on_signals();
   const RealTime granted = become_real_time(options.priority);
-  if (!granted.not_granted.empty()) tell(granted.not_granted);
-  const LoopReport report = run_control_loop(*robot, {nanoseconds(options.period_ns), options.cycles}, stop);
-  show(options.json ? in_json(report, granted, options) : in_words(report, granted, options));
+  if (!granted.not_granted.empty()) tell_warning(granted.not_granted);
+  if (isatty(STDERR_FILENO) == 1) {
+    tell_note(fmt::format("running {:.3g} s; press Ctrl-C to stop and print the results so far",
+                          seconds_at(options.cycles, options)));
+  }
+  // The other operations of the loop do not throw.
+  const LoopReport report = guarded(*system, "computePartialComJacobian", [&] {
+    return run_control_loop(*system, {options.period, options.cycles}, stop);
+  });
+  show(options.json ? report_json(report, granted, options) : report_text(report, granted, options));
 }
 
 }  // namespace
 
 void add_soak(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("soak", "Run a control loop, and tell what its cycles took and why");
+  CLI::App* command = app.add_subcommand("soak", "Run a real-time control loop and report its timing");
   command->footer(
-      "Waking up late is the system's part of a cycle, computing the module's, and that of whoever interrupts it.\n"
-      "Memory is locked, and the thread scheduled by SCHED_FIFO, where the user may; a line says where not.\n"
-      "Percentiles are at most 1 % too long. An interrupt ends the loop, and what it has seen is told.");
+      R"(Wake-up latency is caused by the system. Computation time is the module's, plus
+any interruption while it runs. The command locks memory and uses SCHED_FIFO if
+the user is allowed to; otherwise it prints a warning. Percentiles are rounded
+up by at most 1 %. Ctrl-C stops the loop and prints the results so far.
+
+Examples:
+  korvel-host soak --period 1ms --cycles 60000
+  korvel-host soak --period 250us --json)");
   const auto options = std::make_shared<SoakOptions>();
-  command->add_option("--period", options->period_ns, "From cycle to cycle: 250us, 2.5ms")
-      ->type_name({})
-      ->transform(time_between(std::chrono::microseconds(10), std::chrono::seconds(1)))
-      ->default_str(time_in_words(nanoseconds(options->period_ns)));
-  command->add_option("--cycles", options->cycles, "How many")
+  const auto set_period = [options](const std::string& text) {
+    options->period = period_of(text);
+    options->period_text = text;
+  };
+  command->add_option_function<std::string>("--period", set_period, "Cycle period, such as 250us or 2.5ms")
+      ->type_name("TIME")
+      ->default_str("1ms");
+  command->add_option("--cycles", options->cycles, "Number of cycles")
       ->check(whole_number(1, 1'000'000'000'000))
+      ->type_name("N")
       ->capture_default_str();
-  command->add_option("--priority", options->priority, "Of SCHED_FIFO")
+  command->add_option("--priority", options->priority, "SCHED_FIFO priority, 1 to 99")
       ->check(whole_number(1, 99))
+      ->type_name("N")
       ->capture_default_str();
   add_module_option(*command, options->module);
-  command->add_flag("--json", options->json, "What was seen as JSON");
+  command->add_flag("--json", options->json, "Print the results as JSON");
   command->callback([options] { soak(*options); });
 }
 

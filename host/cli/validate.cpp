@@ -6,17 +6,17 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <thread>
-#include <utility>
+#include <string>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
-#include "host/io/error.h"
 #include "host/robot/identity.h"
-#include "host/robot/trial.h"
-#include "host/validate/all_checks.h"
-#include "host/validate/core/runner.h"
+#include "host/robot/json_text.h"
+#include "host/robot/module.h"
+#include "motion/csv/error.h"
+#include "validator/all_checks.h"
+#include "validator/core/runner.h"
 
 namespace korvel::host {
 
@@ -25,17 +25,17 @@ namespace {
 using validate::Check;
 using validate::Checks;
 using validate::Outcome;
-using validate::Verdict;
 
 struct ValidateOptions {
   std::filesystem::path module = default_module();
   std::optional<int> level;
   std::string only;
   std::uint64_t seed = 1;
-  unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
+  unsigned jobs = 1;
   std::optional<std::filesystem::path> output;
   bool json = false;
   bool list = false;
+  bool verbose = false;
 };
 
 /// Up to this one: all of them are listed, and all but those of minutes run.
@@ -56,72 +56,46 @@ Checks chosen(const ValidateOptions& options) {
   return checks;
 }
 
-const char* word(Verdict verdict) {
-  return verdict == Verdict::held ? "held" : verdict == Verdict::finding ? "FINDING" : "not possible";
+using validate::CheckVerdict;
+
+/// The words for people, and for programs.
+struct Words {
+  const char* text;
+  const char* json;
+};
+Words words_of(CheckVerdict verdict) {
+  if (verdict == CheckVerdict::held) return {"pass", "held"};
+  return verdict == CheckVerdict::finding ? Words{"FAIL", "FINDING"} : Words{"skipped", "not possible"};
 }
 
-/// Writes and counts outcomes.
-class Report {
- public:
-  Report(const ValidateOptions& options, Destination& destination)
-      : options_(options), destination_(destination), module_(identity(options.module)) {
-    write_text("{}\n", in_words(module_));
+nlohmann::json json_of(const Check& check) {
+  return {{"id", check.id}, {"promise", check.promise}, {"level", check.level}};
+}
+
+std::string text_of(const Check& check, const Outcome& outcome, const ValidateOptions& options) {
+  std::string text = fmt::format("{:<8}{}\n", words_of(outcome.verdict).text, check.id);
+  if (!outcome.text.empty()) text += fmt::format("{:8}{}\n", "", printable(outcome.text));
+  if (outcome.verdict == CheckVerdict::finding) {
+    text += fmt::format("{:8}guarantee: {}\n{:8}rerun: korvel-host validate {} --level {} --only '^{}$' --seed {}\n",
+                        "", check.promise, "", printable(options.module.string()), check.level, check.id, options.seed);
   }
+  return text;
+}
 
-  void add(const Check& check, const Outcome& outcome) {
-    ++counts_[outcome.verdict];
-    write_text("{:<12}  {:<36}  {}\n", word(outcome.verdict), check.id, printable(outcome.text));
-    if (outcome.verdict == Verdict::finding) {
-      write_text("{:14}promised: {}\n{:14}again: korvel-host validate {} --level {} --only '^{}$' --seed {}\n", "",
-                 check.promise, "", printable(options_.module.string()), check.level, check.id, options_.seed);
-    }
-    checks_.push_back({{"id", check.id},
-                       {"promise", check.promise},
-                       {"level", check.level},
-                       {"verdict", word(outcome.verdict)},
-                       {"text", outcome.text},
-                       {"seconds", outcome.seconds}});
+/// How many checks of a group, or of all, passed, failed and were skipped.
+struct Counts {
+  std::size_t passed = 0, failed = 0, skipped = 0;
+
+  void add(CheckVerdict verdict) {
+    ++(verdict == CheckVerdict::held ? passed : verdict == CheckVerdict::finding ? failed : skipped);
   }
-
-  int findings() { return counts_[Verdict::finding]; }
-
-  void end() {
-    write_text("{} of {} promises held, {} findings, {} not possible here; seed {}\n", counts_[Verdict::held],
-               checks_.size(), findings(), counts_[Verdict::not_possible], options_.seed);
-    if (options_.json) destination_.write(json());
-    destination_.commit();
-  }
-
- private:
-  template <typename... Values>
-  void write_text(fmt::format_string<Values...> format, Values&&... values) {
-    if (!options_.json) destination_.write_text(fmt::format(format, std::forward<Values>(values)...));
-  }
-
-  std::string json() {
-    const nlohmann::json all{{"module", options_.module.string()},
-                             {"version", module_.version},
-                             {"build_id", module_.build_id},
-                             {"seed", options_.seed},
-                             {"level", level_of(options_)},
-                             {"held", counts_[Verdict::held]},
-                             {"findings", findings()},
-                             {"not_possible", counts_[Verdict::not_possible]},
-                             {"checks", checks_}};
-    return json_text(all);
-  }
-
-  const ValidateOptions& options_;
-  Destination& destination_;
-  Identity module_;
-  std::map<Verdict, int> counts_;
-  nlohmann::json checks_ = nlohmann::json::array();
+  std::string text() const { return fmt::format("{} passed, {} failed, {} skipped", passed, failed, skipped); }
 };
 
 void list(const ValidateOptions& options, const Checks& checks, Destination& destination) {
   nlohmann::json all = nlohmann::json::array();
   for (const Check& check : checks) {
-    all.push_back({{"id", check.id}, {"promise", check.promise}, {"level", check.level}});
+    all.push_back(json_of(check));
     if (!options.json) destination.write_text(fmt::format("{}  {:<36}  {}\n", check.level, check.id, check.promise));
   }
   if (options.json) destination.write(json_text(all));
@@ -135,35 +109,75 @@ void validate_module(const ValidateOptions& options) {
   Destination destination(options.output, outputs);
   if (options.list) return list(options, checks, destination);
 
-  Report report(options, destination);
-  validate::validate(checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
-                     [&](const Check& check, const Outcome& outcome) { report.add(check, outcome); });
-  report.end();
-  if (report.findings() > 0) throw Findings();
+  const auto write_text = [&](const std::string& text) {
+    if (!options.json) destination.write_text(text);
+  };
+  const Identity module = identity(options.module);
+  Counts counts;
+  std::map<std::string, Counts> groups;
+  nlohmann::json outcomes = nlohmann::json::array();
+  write_text(lines_of(module));
+  ProgressLine progress("validate");
+  validate::validate(
+      checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
+      [&](const Check& check, const Outcome& outcome) {
+        counts.add(outcome.verdict);
+        progress.show(static_cast<double>(outcomes.size() + 1) / static_cast<double>(checks.size()));
+        groups[check.id.substr(0, check.id.find('.'))].add(outcome.verdict);
+        if (options.verbose || outcome.verdict == CheckVerdict::finding) {
+          progress.clear();
+          write_text(text_of(check, outcome, options));
+        }
+        outcomes.push_back(json_of(check));
+        outcomes.back().update(
+            {{"verdict", words_of(outcome.verdict).json}, {"text", outcome.text}, {"seconds", outcome.seconds}});
+      });
+  progress.clear();
+  for (const auto& [group, of_group] : groups) write_text(fmt::format("  {:<18}{}\n", group, of_group.text()));
+  write_text(fmt::format("{} checks: {} (seed {})\n", checks.size(), counts.text(), options.seed));
+  const nlohmann::json all{{"module", options.module.string()},
+                           {"version", module.version},
+                           {"build_id", module.build_id},
+                           {"seed", options.seed},
+                           {"level", level_of(options)},
+                           {"held", counts.passed},
+                           {"findings", counts.failed},
+                           {"not_possible", counts.skipped},
+                           {"checks", outcomes}};
+  if (options.json) destination.write(json_text(all));
+  destination.commit();
+  if (counts.failed > 0) throw Findings();
 }
 
 }  // namespace
 
 void add_validate(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("validate", "Hold a module to what the interface promises");
+  CLI::App* command = app.add_subcommand("validate", "Check a module against the interface's guarantees");
   command->footer(
-      "Each check runs in a process of its own. Levels: 1 loads, 2 state, 3 laws of mechanics, 4 real time and\n"
-      "faults, 5 fuzz. Exit status: 0 if there are no findings, 1 if there are, 2 if the command is unusable.");
+      R"(Levels: 1 loading, 2 state, 3 laws of mechanics, 4 real time and faults (under
+a second), 5 random calls (about a minute). Each check runs in its own process.
+Exit status: 0 all checks passed, 1 a check failed, 2 the command is unusable.
+
+Examples:
+  korvel-host validate libkorvel.so
+  korvel-host validate --level 5 --json -o outcomes.json)");
   const auto options = std::make_shared<ValidateOptions>();
-  command->add_option("MODULE", options->module, "The module")->capture_default_str();
-  command->add_option("--level", options->level, "The highest level to run")
+  command->add_option("MODULE", options->module, "Module to check (default: the installed libkorvel.so)");
+  command->add_option("--level", options->level, "Run the levels up to this one, 1 to 5")
       ->check(whole_number(1, 5))
+      ->type_name("N")
       ->default_str("4");
-  command->add_option("--only", options->only, "Only checks whose id matches")->type_name("REGEX");
-  command->add_option("--seed", options->seed, "Of every random choice")
+  command->add_option("--only", options->only, "Run only checks whose id matches this regular expression")
+      ->type_name("REGEX");
+  command->add_option("--seed", options->seed, "Seed of the random numbers")
+      ->type_name("N")
       ->check(whole_number(0, std::numeric_limits<std::uint64_t>::max()))
       ->capture_default_str();
-  command->add_option("-j,--jobs", options->jobs, "Checks at a time")
-      ->check(whole_number(1, 64))
-      ->capture_default_str();
-  command->add_flag("--json", options->json, "The outcomes as JSON");
+  add_jobs_option(*command, options->jobs, "Number of checks to run in parallel, 1 to 64");
+  command->add_flag("-v,--verbose", options->verbose, "Print every check, not only those that failed");
+  command->add_flag("--json", options->json, "Print the outcomes as JSON");
   add_output_option(*command, options->output);
-  command->add_flag("--list", options->list, "List checks and run none");
+  command->add_flag("--list", options->list, "List the checks without running them");
   command->callback([options] { validate_module(*options); });
 }
 

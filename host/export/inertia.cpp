@@ -1,7 +1,5 @@
 #include "host/export/inertia.h"
 
-#include <fmt/format.h>
-
 #include <Eigen/Eigenvalues>
 #include <algorithm>
 
@@ -16,7 +14,7 @@ Matrix3d inertia_of_point(double mass, const Vector3d& p) {
   return mass * (p.squaredNorm() * Matrix3d::Identity() - p * p.transpose());
 }
 
-/// Of the body about its centre of mass, in its own frame.
+/// Inertia of the body about its centre of mass, in its own frame.
 Matrix3d recover(tesk::RigidBodySystem& fresh, const Robot& robot, std::size_t index) {
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) {
     if (b != index) fresh.setBodyInertia(b, 0, {}, Eigen::Matrix3f::Zero());
@@ -31,7 +29,7 @@ Matrix3d recover(tesk::RigidBodySystem& fresh, const Robot& robot, std::size_t i
   return R_RB.transpose() * own_root * R_RB;
 }
 
-/// What rounding leaves of a point's inertia: single precision, and rotations of which some are stored with six digits.
+/// Bounds the inertia that rounding leaves of a point mass: numbers are single, and some rotations have six digits.
 double rounding(const Body& body) {
   constexpr double of_its_inertia = 4e-6;
   return std::max(of_its_inertia * body.mass * (body.pose_root * body.com_body).squaredNorm(), least_inertia);
@@ -63,20 +61,6 @@ Inertias recover_inertias(const FreshSystem& fresh, const Robot& robot) {
     if (is_point) result.largest_of_points = std::max(result.largest_of_points, largest);
   }
   return result;
-}
-
-std::string description(const Inertias& inertias) {
-  const std::size_t points = inertias.points();
-  const std::size_t all = inertias.of_body.size();
-  std::string text = "Rotational inertias about the centres of mass were recovered from the mass matrix. ";
-  if (points > 0) {
-    text += fmt::format(
-        "{} of {} bodies have none, to within rounding ({:.0e} kg m^2): they are points. Engines want a positive one, "
-        "these bodies have {} kg m^2 about each axis. ",
-        points, all, inertias.largest_of_points, least_inertia);
-  }
-  if (points < all) text += fmt::format("{} bodies have the inertia that was recovered. ", all - points);
-  return text;
 }
 
 }  // namespace korvel::host

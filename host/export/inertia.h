@@ -2,7 +2,6 @@
 
 #include <Eigen/Core>
 #include <functional>
-#include <string>
 #include <vector>
 
 #include "host/robot/module.h"
@@ -20,7 +19,7 @@ struct Inertias {
   std::size_t points() const;
 };
 
-/// What is written where there is none: above what engines take for zero, 1e-15 in MuJoCo, and less than a hundred
+/// Inertia that is written for a point mass: above what engines take for zero, 1e-15 in MuJoCo, and less than a hundred
 /// millionth of what even a wrist has about its joint.
 constexpr double least_inertia = 1e-14;
 
@@ -30,8 +29,5 @@ using FreshSystem = std::function<System()>;
 /// The interface does not tell inertias, but all can be seen in the mass matrix: alone in the robot, with the others
 /// massless, a body is the whole of the mass that the root moves.
 Inertias recover_inertias(const FreshSystem& fresh, const Robot& robot);
-
-/// A comment for files: what was found and what is written.
-std::string description(const Inertias& inertias);
 
 }  // namespace korvel::host

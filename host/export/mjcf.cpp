@@ -10,14 +10,12 @@ namespace {
 using pugi::xml_node;
 
 void append_inertial(xml_node node, const Body& body, const Eigen::Matrix3d& I, bool is_point) {
-  xml_node inertial = append(node, "inertial", {{"pos", numbers(body.com_body)}, {"mass", numbers(body.mass)}});
   const std::string diagonal = all_digits(I.diagonal());
-  if (is_point) {
-    inertial.append_attribute("diaginertia").set_value(diagonal.c_str());
-  } else {
-    const std::string all = diagonal + ' ' + all_digits(Eigen::Vector3d(I(0, 1), I(0, 2), I(1, 2)));
-    inertial.append_attribute("fullinertia").set_value(all.c_str());
-  }
+  const std::string rest = all_digits(Eigen::Vector3d(I(0, 1), I(0, 2), I(1, 2)));
+  append(node, "inertial",
+         {{"pos", numbers(body.com_body)},
+          {"mass", numbers(body.mass)},
+          {is_point ? "diaginertia" : "fullinertia", is_point ? diagonal : diagonal + ' ' + rest}});
 }
 
 void append_geometry(xml_node node, const Robot& robot, std::size_t body) {
@@ -28,18 +26,18 @@ void append_geometry(xml_node node, const Robot& robot, std::size_t body) {
   }
 }
 
-/// Of the bodies that stand for soles, above these [m].
+/// Thickness of the bodies that represent soles [m].
 constexpr double sole_thickness = 0.01;
 
 /// Upright on the sole, towards the body's origin.
 Eigen::Vector3d inward(const contact::Sole& sole) {
-  const auto& c = sole.corners();
+  const auto& c = sole.corners_body();
   const Eigen::Vector3d normal = (c[1] - c[0]).cross(c[2] - c[1]).normalized();
-  return normal.dot(sole.centre()) > 0 ? Eigen::Vector3d(-normal) : normal;
+  return normal.dot(sole.centre_body()) > 0 ? Eigen::Vector3d(-normal) : normal;
 }
 
 bool is_rectangle(const contact::Sole& sole) {
-  const auto& c = sole.corners();
+  const auto& c = sole.corners_body();
   constexpr double tolerance = 1e-9;
   return c.size() == 4 && (c[0] + c[2] - c[1] - c[3]).norm() < tolerance &&
          std::abs((c[0] - c[2]).norm() - (c[1] - c[3]).norm()) < tolerance;
@@ -47,20 +45,19 @@ bool is_rectangle(const contact::Sole& sole) {
 
 /// Boxes touch a plane with all their corners, hulls with three at most.
 void append_sole(xml_node body, xml_node assets, const std::string& name, const contact::Sole& sole) {
-  const auto& c = sole.corners();
+  const auto& c = sole.corners_body();
   const Eigen::Vector3d up = inward(sole);
-  xml_node geom =
+  const xml_node geom =
       append(body, "geom",
              {{"name", name + "Sole"}, {"contype", "1"}, {"friction", numbers(sole.friction()) + " 0.005 0.0001"}});
   if (is_rectangle(sole)) {
     Eigen::Matrix3d axes;
     axes << (c[1] - c[0]).normalized(), up.cross((c[1] - c[0]).normalized()), up;
     const Eigen::Vector3d half = Eigen::Vector3d((c[1] - c[0]).norm(), (c[2] - c[1]).norm(), sole_thickness) / 2;
-    for (const auto& [attribute, value] : {std::pair("type", std::string("box")), std::pair("size", numbers(half)),
-                                           std::pair("pos", numbers(Eigen::Vector3d(sole.centre() + up * half.z()))),
-                                           std::pair("quat", numbers(Eigen::Quaterniond(axes)))}) {
-      geom.append_attribute(attribute).set_value(value.c_str());
-    }
+    set(geom, {{"type", "box"},
+               {"size", numbers(half)},
+               {"pos", numbers(Eigen::Vector3d(sole.centre_body() + up * half.z()))},
+               {"quat", numbers(Eigen::Quaterniond(axes))}});
     return;
   }
   std::string vertices;
@@ -69,8 +66,7 @@ void append_sole(xml_node body, xml_node assets, const std::string& name, const 
   }
   vertices.pop_back();
   append(assets, "mesh", {{"name", name + "Sole"}, {"vertex", vertices}});
-  geom.append_attribute("type").set_value("mesh");
-  geom.append_attribute("mesh").set_value((name + "Sole").c_str());
+  set(geom, {{"type", "mesh"}, {"mesh", name + "Sole"}});
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "host/export/model.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 
 namespace korvel::host {
@@ -21,8 +23,19 @@ std::vector<Eigen::Vector3d> rod_ends(const Robot& robot, std::size_t body) {
 }
 
 std::string headline(const Inertias& inertias) {
-  return " Written by korvel-host export from what the module says of its robot at joint angles of zero. " +
-         description(inertias);
+  const std::size_t points = inertias.points();
+  const std::size_t all = inertias.of_body.size();
+  std::string text =
+      " Written by korvel-host export from what the module says of its robot at joint angles of zero. Rotational "
+      "inertias about the centres of mass were recovered from the mass matrix. ";
+  if (points > 0) {
+    text += fmt::format(
+        "{} of {} bodies have none, to within rounding ({:.0e} kg m^2): they are points. Engines want a positive one, "
+        "these bodies have {} kg m^2 about each axis. ",
+        points, all, inertias.largest_of_points, least_inertia);
+  }
+  if (points < all) text += fmt::format("{} bodies have the inertia that was recovered. ", all - points);
+  return text;
 }
 
 }  // namespace korvel::host

@@ -14,7 +14,7 @@ std::string to_urdf(const Robot& robot, const Inertias& inertias);
 /// The robot as a file for MuJoCo. With soles there is a ground, z = 0, which they touch and nothing else does.
 std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles = {});
 
-/// What both files show of a body, as viewers want to see something: a ball of water of the body's mass about its
+/// Shape of a body in both files, since viewers need one: a ball of water of the body's mass about its
 /// centre of mass [m].
 double ball_radius(const Body& body);
 /// And rods to the origins of its children: where these are, in the body's frame, unless they are at its own origin.

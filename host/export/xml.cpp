@@ -7,9 +7,13 @@
 
 namespace korvel::host {
 
-pugi::xml_node append(pugi::xml_node parent, const char* name, Attributes attributes) {
-  pugi::xml_node node = parent.append_child(name);
+void set(pugi::xml_node node, Attributes attributes) {
   for (const auto& [key, value] : attributes) node.append_attribute(key).set_value(value.c_str());
+}
+
+pugi::xml_node append(pugi::xml_node parent, const char* name, Attributes attributes) {
+  const pugi::xml_node node = parent.append_child(name);
+  set(node, attributes);
   return node;
 }
 

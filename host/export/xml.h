@@ -10,6 +10,8 @@ namespace korvel::host {
 
 using Attributes = std::initializer_list<std::pair<const char*, std::string>>;
 
+void set(pugi::xml_node node, Attributes attributes);
+
 /// Adds an element to another one, or to the root of a document.
 pugi::xml_node append(pugi::xml_node parent, const char* name, Attributes attributes = {});
 

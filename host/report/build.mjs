@@ -1,9 +1,8 @@
-// node build.mjs PAGE SCRIPT: the page as one file, with everything in it but the data; the script that writes MCAP as one
-// file. Run where node_modules is.
+// node build.mjs PAGE: writes the page as one file, with everything in it except the data. Run it where node_modules is.
 import {build} from 'esbuild';
 import {readdirSync, readFileSync, writeFileSync} from 'node:fs';
 
-const [page, script] = process.argv.slice(2);
+const [page] = process.argv.slice(2);
 
 const {outputFiles, metafile} = await build({
   entryPoints: ['src/main.js'],
@@ -15,6 +14,8 @@ const {outputFiles, metafile} = await build({
   target: 'es2020',
   legalComments: 'inline',
   metafile: true,
+  // The page of the tests hands out its parts.
+  define: {KORVEL_HOOKS: String('KORVEL_HOOKS' in process.env)},
 });
 const output = (ending) => outputFiles.find(({path}) => path.endsWith(ending)).text;
 
@@ -49,17 +50,3 @@ const html = readFileSync('index.html', 'utf8').replace(/@(STYLE|SCRIPT|LICENSES
 const places = html.split('@KORVEL_REPORT_DATA@').length - 1;
 if (places !== 1) throw new Error(`expected one place for the data, found ${places}`);
 writeFileSync(page, html);
-
-const bundle = await build({
-  entryPoints: ['mcap.js'],
-  bundle: true,
-  minify: true,
-  write: false,
-  charset: 'ascii',
-  platform: 'node',
-  format: 'esm',
-  target: 'node18',
-  legalComments: 'none',
-  metafile: true,
-});
-writeFileSync(script, `/*\n${licenses(bundle.metafile)}\n*/\n${bundle.outputFiles[0].text}`);

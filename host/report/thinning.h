@@ -4,8 +4,6 @@
 #include <memory>
 #include <vector>
 
-#include "host/results/results_sample.h"
-
 namespace korvel::host {
 
 /// A sample that is kept. Of the first columns, the curves, also the lowest and highest value from here to before the
@@ -24,18 +22,17 @@ class Thinning {
  public:
   Thinning(std::size_t curves, std::size_t most) : most_(most), lowest_(curves), highest_(curves) {}
 
-  /// Takes the next sample; its values start with those of the curves.
-  void add(const ResultsSample& sample);
+  /// Takes the next sample, at a time since the first one [s]; its values start with those of the curves.
+  void add(double elapsed, const std::vector<float>& values);
 
   /// How many have been added.
   std::size_t count() const { return count_; }
   /// Every how many are kept.
   std::size_t stride() const { return stride_; }
-  /// What is kept, in the order of the file.
+  /// The samples that are kept, in the order of the file.
   std::vector<KeptSample> kept() const;
 
  private:
-  KeptSample make(std::size_t number, double elapsed, const std::vector<float>& values) const;
   /// Keeps every second of the regular ones.
   void halve();
 
@@ -43,10 +40,9 @@ class Thinning {
   std::size_t count_ = 0;
   std::size_t stride_ = 1;
   std::vector<KeptSample> regular_;
-  /// Of each curve; of several curves it may be the same sample.
+  /// Extreme samples of each curve; several curves may share one.
   std::vector<std::shared_ptr<const KeptSample>> lowest_, highest_;
-  double last_elapsed_ = 0;
-  std::vector<float> last_values_;
+  std::shared_ptr<const KeptSample> last_;
 };
 
 }  // namespace korvel::host

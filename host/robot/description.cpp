@@ -7,13 +7,29 @@
 #include <nlohmann/json.hpp>
 #include <numeric>
 
-#include "host/robot/conventions.h"
+#include "host/robot/json_text.h"
 
 namespace korvel::host {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+/// The conventions of the interface's numbers, in short.
+constexpr struct {
+  const char* subject;
+  const char* text;
+} conventions[] = {
+    {"units", "m, rad, kg, s, N, in single precision"},
+    {"coordinates", "root: 0 to 2 along, 3 to 5 about its axes; 6 + j: joint angle j"},
+    {"root", "frame of body 0; its rates are in its own axes, linear part first"},
+    {"world", "z points up; orientation is Rz(yaw) Ry(pitch) Rx(roll)"},
+    {"joints", "each turns its body about the z axis of the body's frame"},
+    {"com jacobian", "of the robot without body b, times its mass: the host divides"},
+    {"wrenches", "force, then moment about the body's origin, in the body's axes"},
+    {"torques", "the joint must provide them; positive about +z"},
+    {"more", "docs/conventions.md"},
+};
 
 std::string parent_name(const Robot& robot, const Body& body) {
   return body.parent < 0 ? "-" : robot.bodies[static_cast<std::size_t>(body.parent)].name;
@@ -51,27 +67,23 @@ Json json(const Robot& robot, std::size_t index) {
           {"axes_root", {{"x", json(R.col(0))}, {"y", json(R.col(1))}, {"z", json(R.col(2))}}}};
 }
 
-std::string quoted(const std::string& text) {
-  std::string result = "\"";
-  for (const char c : text) (c == '"' || c == '\\' ? result += '\\' : result) += c;
-  return result += '"';
-}
+std::string quoted(const std::string& text) { return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace); }
 
 }  // namespace
 
 std::string described_as_table(const Identity& module, const Robot& robot) {
-  std::string text = in_words(module) + "\n\n";
+  std::string text = lines_of(module) + '\n';
   const auto out = std::back_inserter(text);
-  fmt::format_to(out, "{:>4}  {:<16}  {:<16}  {:<16}  {:>11}  {:>9}\n", "body", "name", "parent", "joint",
+  fmt::format_to(out, "{:>4}  {:<15}  {:<15}  {:<15}  {:>11}  {:>9}\n", "body", "name", "parent", "joint",
                  "coordinates", "mass [kg]");
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) {
     const Body& body = robot.bodies[b];
-    fmt::format_to(out, "{:>4}  {:<16}  {:<16}  {:<16}  {:>11}  {:>9.5f}\n", b, body.name, parent_name(robot, body),
+    fmt::format_to(out, "{:>4}  {:<15}  {:<15}  {:<15}  {:>11}  {:>9.5f}\n", b, body.name, parent_name(robot, body),
                    joint_name(body), coordinates(body), body.mass);
   }
   fmt::format_to(out, "\n{} bodies, {} joint angles, total mass {:.5f} kg\n\n", robot.bodies.size(),
                  robot.bodies.size() - 1, robot.mass);
-  for (const auto& [subject, convention] : conventions()) fmt::format_to(out, "{:<12}  {}\n", subject, convention);
+  for (const auto& [subject, convention] : conventions) fmt::format_to(out, "{:<12}  {}\n", subject, convention);
   return text;
 }
 
@@ -79,14 +91,14 @@ std::string described_as_json(const Identity& module, const Robot& robot) {
   Json bodies = Json::array();
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) bodies.push_back(json(robot, b));
   Json said = Json::object();
-  for (const auto& [subject, convention] : conventions()) said[subject] = convention;
+  for (const auto& [subject, convention] : conventions) said[subject] = convention;
   const Json all{{"module", module.path.string()},
                  {"version", module.version},
                  {"build_id", module.build_id},
                  {"mass", robot.mass},
                  {"bodies", bodies},
                  {"conventions", said}};
-  return all.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+  return json_text(all);
 }
 
 std::string described_as_dot(const Robot& robot) {

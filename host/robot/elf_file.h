@@ -8,9 +8,8 @@
 
 namespace korvel::host {
 
-/// What a shared library's file says, of whatever machine it is for. Nothing is loaded.
-class ElfFile {
- public:
+/// Reads the file of a shared library, whatever machine it is for, without loading it.
+struct ElfFile {
   using Segment = GElf_Phdr;
   using DynamicEntry = GElf_Dyn;
   /// A name that the library offers to others, or that others must offer to it.
@@ -26,28 +25,19 @@ class ElfFile {
     std::string bytes;
   };
 
-  /// Throws Error if the file is none of the kind. What lies outside of a file that was cut short is left out.
+  /// Throws Error if it is not an ELF file. What lies outside of a file that was cut short is left out.
   explicit ElfFile(const std::filesystem::path& path);
 
-  /// 32 or 64.
-  int bits() const { return bits_; }
+  int bits = 0;  ///< 32 or 64
+  /// Whether it is a library, or a program that may be loaded at any address.
+  bool is_shared = false;
   /// False if the file ends before the segments or the table of sections that it speaks of.
-  bool is_whole() const { return is_whole_; }
-  const std::vector<Segment>& segments() const { return segments_; }
-  const std::vector<Note>& notes() const { return notes_; }
-  const std::vector<DynamicEntry>& dynamic_entries() const { return dynamic_; }
-  const std::vector<Symbol>& symbols() const { return symbols_; }
-  /// Of the libraries that are loaded with this one.
-  const std::vector<std::string>& needed() const { return needed_; }
-
- private:
-  int bits_;
-  bool is_whole_ = true;
-  std::vector<Segment> segments_;
-  std::vector<Note> notes_;
-  std::vector<DynamicEntry> dynamic_;
-  std::vector<Symbol> symbols_;
-  std::vector<std::string> needed_;
+  bool is_whole = true;
+  std::vector<Segment> segments;
+  std::vector<Note> notes;
+  std::vector<DynamicEntry> dynamic_entries;
+  std::vector<Symbol> symbols;
+  std::vector<std::string> needed;  ///< the libraries that are loaded with this one
 };
 
 }  // namespace korvel::host

@@ -2,16 +2,16 @@
 
 #include <fmt/format.h>
 
-#include "host/io/error.h"
-#include "host/io/printable.h"
 #include "host/robot/elf_file.h"
+#include "motion/csv/error.h"
+#include "motion/csv/printable.h"
 
 namespace korvel::host {
 
 Identity identity(const std::filesystem::path& module) try {
   const ElfFile file(module);
   Identity result{module};
-  for (const ElfFile::Note& note : file.notes()) {
+  for (const ElfFile::Note& note : file.notes) {
     // plugin/identity.cpp writes it.
     if (note.owner == "korvel" && note.type == 1) result.version = note.bytes.substr(0, note.bytes.find('\0'));
     if (note.owner == ELF_NOTE_GNU && note.type == NT_GNU_BUILD_ID) {
@@ -24,9 +24,9 @@ Identity identity(const std::filesystem::path& module) try {
   return {module};
 }
 
-std::string in_words(const Identity& identity) {
-  return printable(
-      fmt::format("{}: version {}, build {}", identity.path.string(), identity.version, identity.build_id));
+std::string lines_of(const Identity& identity) {
+  return fmt::format("{}: version {}\nbuild {}\n", printable(identity.path.string()), printable(identity.version),
+                     printable(identity.build_id));
 }
 
 }  // namespace korvel::host

@@ -5,17 +5,17 @@
 
 namespace korvel::host {
 
-/// What the file of a module says of itself. Nothing is loaded.
+/// Version and build that the file of a module names. Nothing is loaded.
 struct Identity {
   std::filesystem::path path;
   std::string version = "unknown";
   std::string build_id = "unknown";  ///< of the linker, in hexadecimal
 };
 
-/// What it does not say is unknown; a file that is no library says nothing.
+/// Reads them from the file. Both are "unknown" if the file does not name them or is not a library.
 Identity identity(const std::filesystem::path& module);
 
-/// One line, without its end.
-std::string in_words(const Identity& identity);
+/// Path and version, then the build, in a line each.
+std::string lines_of(const Identity& identity);
 
 }  // namespace korvel::host

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "host/io/error.h"
+#include "motion/csv/error.h"
 #include "plugin/rigid_body_system.h"
 
 namespace korvel::host {
@@ -35,7 +35,8 @@ Error module_error(const std::filesystem::path& path, std::string_view what);
 class Module {
  public:
   /// Loads the shared library at `path`, relative to the working directory; library search paths are not used.
-  /// Throws Error with the path and the loader's words if that fails or an entry point is missing.
+  /// Throws Error with the path and the reason if the file is no such library or is cut short, if loading fails or if
+  /// an entry point is missing.
   explicit Module(const std::filesystem::path& path);
 
   /// As it was given.
@@ -52,5 +53,24 @@ class Module {
   Create create_;
   SystemDeleter::Destroy destroy_;
 };
+
+/// Throws Error unless `path` is a shared library that can be read. Nothing of it is loaded.
+void require_module_file(const std::filesystem::path& path);
+
+/// A robot of the module with its initial values. Throws Error if the module makes none.
+System make_system(const Module& module);
+
+/// Throws the Error that names the module of an object, the operation, and what the operation has just thrown.
+[[noreturn]] void throw_operation_error(const tesk::RigidBodySystem& system, const char* operation);
+
+/// Returns what `call` returns, which calls an operation that may throw. What the operation throws becomes an Error.
+template <typename Call>
+auto guarded(const tesk::RigidBodySystem& system, const char* operation, const Call& call) {
+  try {
+    return call();
+  } catch (...) {
+    throw_operation_error(system, operation);
+  }
+}
 
 }  // namespace korvel::host

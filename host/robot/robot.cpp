@@ -4,6 +4,9 @@
 
 #include <cstdlib>
 
+#include "host/robot/frames.h"
+#include "host/robot/module.h"
+
 namespace korvel::host {
 
 namespace {
@@ -13,12 +16,10 @@ double decimal(float value) {
   return std::strtod(fmt::format("{}", value).c_str(), nullptr) + 0.0;
 }
 
-Eigen::Affine3d decimal(const QZ::Math::Transform& pose) {
-  Eigen::Affine3d result = Eigen::Affine3d::Identity();
-  result.affine() << decimal(pose.r00), decimal(pose.r01), decimal(pose.r02), decimal(pose.tx),  //
-      decimal(pose.r10), decimal(pose.r11), decimal(pose.r12), decimal(pose.ty),                 //
-      decimal(pose.r20), decimal(pose.r21), decimal(pose.r22), decimal(pose.tz);
-  return result;
+/// The arguments are exact in single precision.
+template <typename Matrix>
+auto decimals(const Matrix& numbers) {
+  return numbers.unaryExpr([](double value) { return decimal(static_cast<float>(value)); }).eval();
 }
 
 }  // namespace
@@ -29,6 +30,15 @@ std::vector<std::string> body_names(const tesk::RigidBodySystem& system) {
   return names;
 }
 
+std::vector<int> limbs_of(const tesk::RigidBodySystem& system) {
+  const auto parents = guarded(system, "getParentsVector", [&] { return system.getParentsVector(); });
+  std::vector<int> limbs;
+  for (std::size_t body = 1; body < parents.size(); ++body) {
+    limbs.push_back(parents[body] == 0 ? static_cast<int>(body) : limbs[static_cast<std::size_t>(parents[body]) - 1]);
+  }
+  return limbs;
+}
+
 std::vector<std::string> joint_names(const tesk::RigidBodySystem& system) {
   std::vector<std::string> names;
   for (unsigned long j = 0; j < system.getNbJointAngles(); ++j) names.push_back(system.getJointAngleName(j));
@@ -36,25 +46,20 @@ std::vector<std::string> joint_names(const tesk::RigidBodySystem& system) {
 }
 
 Robot read_robot(tesk::RigidBodySystem& system) {
-  system.setJointAnglesPos(Eigen::ArrayXf::Zero(static_cast<Eigen::Index>(system.getNbJointAngles())));
   system.computeFwdKinematicsExceptRoot();
-  const auto parents = system.getParentsVector();
-  const auto counts = system.getDofNumbersVector();
-  const auto firsts = system.getDofIndexesVector();
+  const auto parents = guarded(system, "getParentsVector", [&] { return system.getParentsVector(); });
+  const auto counts = guarded(system, "getDofNumbersVector", [&] { return system.getDofNumbersVector(); });
+  const auto firsts = guarded(system, "getDofIndexesVector", [&] { return system.getDofIndexesVector(); });
 
   Robot robot{{}, decimal(system.getMass())};
   for (unsigned long b = 0; b < system.getNbBodies(); ++b) {
     // The centre of mass comes in the frame in which the body's pose is stored: here, the body's own.
     system.setPose(b, QZ::Math::Transform());
-    const QZ::Math::Position3D com = system.getComPosition(b);
-    robot.bodies.push_back({system.getBodyName(b),
-                            b == 0 ? system.getRootName() : system.getJointAngleName(b - 1),
-                            static_cast<int>(parents[b]),
-                            static_cast<int>(firsts[b]),
-                            static_cast<int>(counts[b]),
-                            decimal(system.getMass(b)),
-                            {decimal(com.x), decimal(com.y), decimal(com.z)},
-                            decimal(system.getPoseInRoot(b))});
+    const Eigen::Vector3d com = vector(system.getComPosition(b));
+    const Eigen::Isometry3d pose = isometry(system.getPoseInRoot(b));
+    robot.bodies.push_back({system.getBodyName(b), b == 0 ? system.getRootName() : system.getJointAngleName(b - 1),
+                            static_cast<int>(parents[b]), static_cast<int>(firsts[b]), static_cast<int>(counts[b]),
+                            decimal(system.getMass(b)), decimals(com), Eigen::Affine3d(decimals(pose.matrix()))});
   }
   return robot;
 }

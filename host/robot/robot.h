@@ -24,9 +24,7 @@ struct Body {
   Eigen::Affine3d pose_root;
 
   Eigen::Vector3d position_root() const { return pose_root.translation(); }
-  /// Of the joint, unless it is the root's.
-  Eigen::Vector3d axis_root() const { return rotation_root().col(2); }
-  /// The rotation nearest to that of the pose; its columns are the frame's axes.
+  /// The rotation nearest to that of the pose; its columns are the frame's axes, of which a joint turns about the last.
   Eigen::Matrix3d rotation_root() const { return pose_root.rotation(); }
 };
 
@@ -41,7 +39,10 @@ std::vector<std::string> body_names(const tesk::RigidBodySystem& system);
 /// Names of the joint angles, by index.
 std::vector<std::string> joint_names(const tesk::RigidBodySystem& system);
 
-/// The robot of the module. Leaves `system` at joint angles of zero and with stored poses of its own.
+/// The limb of each joint, by the body below the root from which it hangs.
+std::vector<int> limbs_of(const tesk::RigidBodySystem& system);
+
+/// The robot of a module. `system` has its initial values, and gets stored poses that mean nothing.
 Robot read_robot(tesk::RigidBodySystem& system);
 
 /// Where a body's frame stands in its parent's at a joint angle of zero; the identity for the root.

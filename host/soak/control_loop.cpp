@@ -6,8 +6,8 @@
 #include <ctime>
 #include <vector>
 
-#include "states/operations.h"
-#include "states/states.h"
+#include "contract/calls.h"
+#include "contract/states.h"
 
 namespace korvel::host {
 
@@ -35,30 +35,30 @@ rusage used() noexcept {
 }
 
 /// All that a host asks for in a cycle.
-void compute_cycle(tesk::RigidBodySystem& robot, Arguments& with, unsigned long body) {
-  robot.setRootPose(with.pose);
-  robot.setRootVelocity(with.velocity);
-  robot.setRootAcceleration(with.acceleration);
-  for (std::size_t b = 0; b < with.wrenches.size(); ++b) robot.setExternalWrench(b, with.wrenches[b]);
-  robot.setJointAnglesPos(with.joints[0]);
-  robot.setJointAnglesVel(with.joints[1]);
-  robot.setJointAnglesAcc(with.joints[2]);
-  robot.computeFwdKinematics();
-  robot.computeGeneralizedMass();
-  robot.computePartialComJacobian(body, with.jacobian);
-  robot.computeInverseDynamics();
+void compute_cycle(tesk::RigidBodySystem& system, Arguments& with, unsigned long body) {
+  system.setRootPose(with.pose);
+  system.setRootVelocity(with.velocity);
+  system.setRootAcceleration(with.acceleration);
+  for (std::size_t b = 0; b < with.wrenches.size(); ++b) system.setExternalWrench(b, with.wrenches[b]);
+  system.setJointAnglesPos(with.joints[0]);
+  system.setJointAnglesVel(with.joints[1]);
+  system.setJointAnglesAcc(with.joints[2]);
+  system.computeFwdKinematics();
+  system.computeGeneralizedMass();
+  system.computePartialComJacobian(body, with.jacobian);
+  system.computeInverseDynamics();
 }
 
 }  // namespace
 
-LoopReport run_control_loop(tesk::RigidBodySystem& robot, const LoopOptions& options,
+LoopReport run_control_loop(tesk::RigidBodySystem& system, const LoopOptions& options,
                             const volatile std::sig_atomic_t& stop) {
   std::vector<Arguments> states;
   for (std::uint64_t k = 0; k < state_count; ++k) {
-    states.emplace_back(random_state(options.seed + k, robot), robot);
-    compute_cycle(robot, states.back(), 0);
+    states.emplace_back(random_state(options.seed + k, system), system);
+    compute_cycle(system, states.back(), 0);
   }
-  const unsigned long bodies = robot.getNbBodies();
+  const unsigned long bodies = system.getNbBodies();
   const std::int64_t period = options.period.count();
 
   LoopReport report;
@@ -70,7 +70,7 @@ LoopReport run_control_loop(tesk::RigidBodySystem& robot, const LoopOptions& opt
     sleep_until(wanted);
     if (stop != 0) break;
     const std::int64_t woken = now();
-    compute_cycle(robot, states[cycle % state_count], cycle % bodies);
+    compute_cycle(system, states[cycle % state_count], cycle % bodies);
     const std::int64_t done = now();
 
     report.latency.add(woken - wanted, instant);

@@ -15,18 +15,19 @@ struct LoopOptions {
   std::uint64_t seed = 1;  ///< of the states
 };
 
-/// What the cycles of a control loop took, by the clock on the wall: whatever keeps the thread from computing counts as
-/// computing. Cycles are known by the number of the instant at which they were to wake up, from 0; they are a period
+/// Times of the cycles of a control loop on the wall clock: whatever interrupts the computation counts as
+/// computation. Cycles are known by the number of the instant at which they were to wake up, from 0; they are a period
 /// apart.
 struct LoopReport {
   TimeHistogram computing;  ///< from waking up to the last result
   TimeHistogram latency;    ///< from the instant that was asked for to waking up
   TimeHistogram both;       ///< from that instant to the last result
   std::uint64_t late = 0;   ///< cycles of which `both` exceeded the period
-  /// Of those: that woke up a period late or more; that computed for longer than a period. One may be both or neither.
+  /// Late cycles that woke up at least a period late, and that computed for longer than a period; one may be both or
+  /// none.
   std::uint64_t late_by_latency = 0, late_by_computing = 0;
   std::uint64_t skipped = 0;  ///< instants that had passed when a late cycle ended, and got no cycle
-  // Of the thread, during the loop.
+  // Counters of the thread during the loop.
   long minor_faults = 0, major_faults = 0;                ///< pages that were made there, that were read
   long voluntary_switches = 0, involuntary_switches = 0;  ///< mostly by sleeping, by others
 };
@@ -36,7 +37,7 @@ struct LoopReport {
 /// first one each state is computed once, as hosts do before they rely on their clock.
 /// Ends after so many cycles, or in the one during which `stop` becomes other than zero. From the first cycle to the
 /// last it allocates nothing, and of the system it asks for sleep.
-LoopReport run_control_loop(tesk::RigidBodySystem& robot, const LoopOptions& options,
+LoopReport run_control_loop(tesk::RigidBodySystem& system, const LoopOptions& options,
                             const volatile std::sig_atomic_t& stop);
 
 }  // namespace korvel::host

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <boost/histogram/make_histogram.hpp>
 #include <cmath>
 
@@ -39,27 +38,6 @@ double TimeHistogram::percentile(double share) const {
     if (not_longer >= share * static_cast<double>(count_)) return std::min(axis.value(bin + 1), largest);
   }
   return largest;
-}
-
-std::string TimeHistogram::bars() const {
-  constexpr int lines = 4 * decades;
-  constexpr int per_line = bins_per_decade / 4;
-  constexpr double longest_bar = 50;
-  std::array<double, lines> counts{};
-  for (int bin = -1; bin <= bins_.axis().size(); ++bin) {
-    counts[static_cast<std::size_t>(std::clamp(bin / per_line, 0, lines - 1))] += static_cast<double>(bins_.at(bin));
-  }
-  const auto has_any = [](double n) { return n > 0; };
-  const auto first = std::find_if(counts.begin(), counts.end(), has_any);
-  const auto last = std::find_if(counts.rbegin(), counts.rend(), has_any).base();
-  const double most = *std::max_element(counts.begin(), counts.end());
-  std::string text;
-  for (auto line = first; line < last; ++line) {
-    const double from = bins_.axis().value(per_line * static_cast<int>(line - counts.begin()));
-    text += fmt::format("{:>10} {:>10} {}\n", time_in_words(from), *line,
-                        std::string(static_cast<std::size_t>(std::ceil(longest_bar * *line / most)), '#'));
-  }
-  return text;
 }
 
 }  // namespace korvel::host

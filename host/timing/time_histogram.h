@@ -35,10 +35,6 @@ class TimeHistogram {
   /// which the shortest such time lies, unless the largest is shorter. Zero of an empty histogram.
   double percentile(double share) const;
 
-  /// Lines of "from when on, how many, a bar", one for each quarter of a power of ten between the shortest and the
-  /// longest.
-  std::string bars() const;
-
  private:
   static constexpr double shortest = 1;
   static constexpr int decades = 11;

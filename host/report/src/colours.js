@@ -1,13 +1,17 @@
 // Colours stand once, in the style sheet, for both schemes; what draws on a canvas asks here.
-const scheme = matchMedia('(prefers-color-scheme: dark)');
+import {element} from './dom.js';
+import {Value} from './state.js';
 
-export const onScheme = (redraw) => scheme.addEventListener('change', redraw);
+const dark = matchMedia('(prefers-color-scheme: dark)');
+export const scheme = new Value(dark.matches);
+dark.addEventListener('change', () => scheme.value = dark.matches);
 
-export const colour = (name) => getComputedStyle(document.documentElement).getPropertyValue(`--${name}`).trim();
+const probe = document.body.appendChild(element('i', {hidden: ''}));
+export function colour(name) {
+  probe.style.color = `var(--${name})`;
+  return getComputedStyle(probe).color;
+}
 
 // Curves and joints have a colour by their level in the limb.
 const curve_colours = 6;
 export const curveName = (level) => `curve-${level % curve_colours}`;
-export const curveColour = (level) => colour(curveName(level));
-// A seventh joint of a limb has the first one's colour and is dashed.
-export const curveDash = (level) => level < curve_colours ? [] : [6, 3];

@@ -1,53 +1,54 @@
-// Play, pause, steps, the slider and the keys that do the same.
+// Play, pause, steps, the slider, what acts on all curves, and the keys that do the same.
+import {onKeys} from './dom.js';
+import {watch} from './state.js';
+
 const big_step = 10;
 
 export function addControls({timeline, view}, {play, back, forward, slider, clock, speed}) {
-  const seconds = (t) => t.toFixed(3);
-  const end = seconds(timeline.time[timeline.last]);
-  const showTime = () => {
-    const now = seconds(timeline.time[timeline.here]);
-    slider.value = timeline.here;
-    slider.setAttribute('aria-valuetext', `${now} s`);
-    clock.textContent = `${now} / ${end} s`;
-  };
-  const showState = () => {
-    play.classList.toggle('playing', timeline.playing);
-    play.setAttribute('aria-label', timeline.playing ? 'Pause' : 'Play');
-  };
+  const seconds = (sample) => timeline.time[sample].toFixed(3);
   slider.max = timeline.last;
   for (const control of [play, back, forward, slider]) control.disabled = timeline.last === 0;
-  timeline.addEventListener('time', showTime);
-  timeline.addEventListener('state', showState);
-  showTime();
-  showState();
-
+  watch([timeline.here], () => {
+    const now = seconds(timeline.here.value);
+    slider.value = timeline.here.value;
+    slider.setAttribute('aria-valuetext', `${now} s`);
+    clock.textContent = `${now} / ${seconds(timeline.last)} s`;
+  });
+  watch([timeline.playing], () => {
+    play.classList.toggle('playing', timeline.playing.value);
+    play.setAttribute('aria-label', timeline.playing.value ? 'Pause' : 'Play');
+  });
   play.addEventListener('click', () => timeline.toggle());
   back.addEventListener('click', () => timeline.step(-1));
   forward.addEventListener('click', () => timeline.step(1));
-  slider.addEventListener('input', () => {
-    timeline.pause();
-    timeline.set(Number(slider.value));
-  });
+  slider.addEventListener('input', () => timeline.goTo(Number(slider.value)));
   speed.addEventListener('change', () => timeline.speed = Number(speed.value));
-  addKeys(timeline, view, slider);
-}
-
-function addKeys(timeline, view, slider) {
   const keys = {
     ' ': () => timeline.toggle(),
     ArrowLeft: ({shiftKey}) => timeline.step(shiftKey ? -big_step : -1),
     ArrowRight: ({shiftKey}) => timeline.step(shiftKey ? big_step : 1),
-    Home: () => timeline.step(-timeline.last),
-    End: () => timeline.step(timeline.last),
-    m: () => view.setMark(view.mark === timeline.here ? null : timeline.here),
+    Home: () => timeline.goTo(0),
+    End: () => timeline.goTo(timeline.last),
+    m: () => view.toggleMark(timeline.here.value),
     Escape: () => view.reset(),
   };
-  document.addEventListener('keydown', (event) => {
-    if (event.ctrlKey || event.altKey || event.metaKey || !Object.hasOwn(keys, event.key)) return;
-    // Where a key has a meaning of its own it keeps that: space on a button, arrows in a list.
-    if (event.target !== slider && event.target.closest('select, input')) return;
-    if (event.key === ' ' && event.target.closest('button')) return;
-    event.preventDefault();
-    keys[event.key](event);
+  // Where a key has a meaning of its own it keeps that: arrows in a list, space on a button.
+  onKeys(document, keys, ({key, target}) => target !== slider &&
+      (target.closest('select, input') || (key === ' ' && target.closest('button'))));
+}
+
+export function addTools({motion, timeline, view}, {mark, apart, 'all-times': all, shift}) {
+  watch([timeline.sample, view.mark, view.span], () => {
+    const marked = view.mark.value;
+    mark.textContent = marked === null ? 'Second cursor' : 'Remove second cursor';
+    apart.textContent = marked === null ? 'Drag over a curve to zoom.' :
+        `at ${timeline.time[marked].toFixed(3)} s, Δt ${(timeline.now - timeline.time[marked]).toFixed(3)} s`;
+    all.hidden = !view.zoomed;
+  });
+  mark.addEventListener('click', () => view.toggleMark(timeline.here.value));
+  all.addEventListener('click', () => view.reset());
+  shift.closest('label').hidden = !motion.other;
+  shift.addEventListener('input', () => {
+    if (Number.isFinite(shift.valueAsNumber)) view.shift.value = shift.valueAsNumber;
   });
 }

@@ -1,23 +1,24 @@
 // What a curve says at the time shown, as text: its value, how far that is from the value at the second cursor, and the
 // value of the second run.
-import {text} from '../data/numbers.js';
+import {signed, text} from '../data/numbers.js';
+import {nearestSample} from '../timeline.js';
 
-const signed = (value) => (value < 0 ? '−' : '+') + text(Math.abs(value));
+// The sample of the second run nearest to a time of the first; undefined before it begins or after its end.
+function sampleOfOther({time}, shift, now) {
+  const is_within = now >= time[0] + shift && now <= time.at(-1) + shift;
+  return is_within ? nearestSample(time, now - shift) : undefined;
+}
 
-export function reading({values, other}, {timeline, view, comparison}) {
-  const parts = [text(values[timeline.sample])];
-  if (view.mark !== null) parts.push(`Δ ${signed(values[timeline.sample] - values[view.mark])}`);
-  if (comparison && other) {
-    const sample = comparison.sampleAt(timeline.now);
-    parts.push(`B ${sample === null ? '–' : text(other.values[sample])}`);
+export function reading({values, other}, {motion, timeline, view}) {
+  const value = values[timeline.sample.value];
+  const parts = [text(value)];
+  if (view.mark.value !== null) parts.push(`Δ ${signed(value - values[view.mark.value])}`);
+  if (other) {
+    const sample = sampleOfOther(motion.other, view.shift.value, timeline.now);
+    parts.push(`B ${sample === undefined ? '–' : text(other.values[sample])}`);
   }
   return parts.join(' ');
 }
 
-// Calls `show` now and whenever a reading changes.
-export function onReading({timeline, view, comparison}, show) {
-  timeline.addEventListener('time', show);
-  view.addEventListener('mark', show);
-  comparison?.addEventListener('shift', show);
-  show();
-}
+// All that changes a reading.
+export const readingChanges = ({timeline, view}) => [timeline.sample, view.mark, view.shift];

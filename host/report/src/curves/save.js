@@ -1,7 +1,7 @@
 // Charts as files: a picture as it is seen, and the numbers in the span of time that is shown.
 import {colour} from '../colours.js';
 import {single} from '../data/numbers.js';
-import {element} from '../dom.js';
+import {button, element} from '../dom.js';
 
 function save(blob, name) {
   const address = URL.createObjectURL(blob);
@@ -9,25 +9,21 @@ function save(blob, name) {
   setTimeout(() => URL.revokeObjectURL(address), 1000);
 }
 
-const fileName = (title, ending) => `${title.toLowerCase().replace(/[^a-z0-9]+/g, '-')}.${ending}`;
-
+// The rows of a run in a span of its times; `run` is what they begin with.
 function rows({time, origin}, curves, [low, high], run) {
-  const lines = [];
-  time.forEach((t, sample) => {
-    if (t < low || t > high) return;
-    lines.push([...run, origin + t, ...curves.map((values) => values ? single(values[sample]) : '')].join(','));
-  });
-  return lines;
+  return [...time.keys()].filter((sample) => time[sample] >= low && time[sample] <= high).map(
+      (sample) => [...run, origin + time[sample], ...curves.map((curve) => curve ? single(curve.values[sample]) : '')]);
 }
 
 // Of two runs each row says of which it is; times are those of its own file.
-export function csvOf({motion, view, comparison}, curves) {
-  const names = curves.map(({name}) => name);
-  const own = (run) => rows(motion, curves.map(({values}) => values), view.span, run);
-  if (!comparison) return [['time', ...names].join(','), ...own([]), ''].join('\n');
-  const shifted = view.span.map((t) => t - comparison.shift);
-  const others = rows(comparison.other, curves.map(({other}) => other?.values), shifted, ['B']);
-  return [['run', 'time', ...names].join(','), ...own(['A']), ...others, ''].join('\n');
+export function csvOf({motion, view}, curves) {
+  const span = view.span.value;
+  const all = [['time', ...curves.map(({name}) => name)], ...rows(motion, curves, span, motion.other ? ['A'] : [])];
+  if (motion.other) {
+    all[0].unshift('run');
+    all.push(...rows(motion.other, curves.map(({other}) => other), span.map((t) => t - view.shift.value), ['B']));
+  }
+  return all.map((row) => `${row.join(',')}\n`).join('');
 }
 
 const line = 20;  // px
@@ -51,24 +47,19 @@ function pictureOf({plot, curves}, title) {
     context.fillText(words, x, y);
   };
   write(title, margin, margin + line / 2, 600);
-  curves.forEach(({name, stroke}, i) => {
+  curves.forEach(({name, colour: stroke}, i) => {
     const y = canvas.height / scale - margin - (curves.length - i - 0.5) * line;
-    context.fillStyle = stroke();
+    context.fillStyle = colour(stroke);
     context.fillRect(margin, y - 1.5, 14, 3);
     write(name, margin + 22, y, 400);
   });
   return canvas;
 }
 
-// The buttons of a chart that is there when they are pressed.
 export function saveButtons(page, title, chart) {
-  const button = (kind, press) => {
-    const made = element('button', {type: 'button', 'aria-label': `Save ${title} as ${kind}`}, kind);
-    made.addEventListener('click', press);
-    return made;
-  };
+  const save_button = (kind, press) => button({'aria-label': `Save ${title} as ${kind}`}, press, kind);
+  const name = (ending) => `${title.toLowerCase().replace(/[^a-z0-9]+/g, '-')}.${ending}`;
   return element(
-      'span', {class: 'save'},
-      button('PNG', () => pictureOf(chart(), title).toBlob((blob) => save(blob, fileName(title, 'png')))),
-      button('CSV', () => save(new Blob([csvOf(page, chart().curves)], {type: 'text/csv'}), fileName(title, 'csv'))));
+      'span', {class: 'save'}, save_button('PNG', () => pictureOf(chart, title).toBlob((blob) => save(blob, name('png')))),
+      save_button('CSV', () => save(new Blob([csvOf(page, chart.curves)], {type: 'text/csv'}), name('csv'))));
 }

@@ -20,9 +20,8 @@ function turned([w, ...v], corner) {
   return corner.map((c, i) => c + w * once[i] + twice[i]);
 }
 
-// The corners of a sole in the world; none if they are not known.
+// The corners of a sole in the world.
 export function cornersAt({bodies}, {body, corners, orientation}, sample) {
-  if (!corners) return [];
   const q = orientation.map((column) => column[sample]);
   return corners.map((corner) => turned(q, corner).map((c, axis) => c + bodies[body].origin[axis][sample]));
 }
@@ -42,15 +41,14 @@ export function hull(points) {
   return sorted.length < 3 ? sorted : [...chain(sorted), ...chain(sorted.reverse())];
 }
 
-// Of a sole on the ground those corners bear that are hardly above its lowest one.
-function bearing(corners, level) {
-  const highest = Math.min(...corners.map(([, , z]) => z)) + level;
-  return corners.filter(([, , z]) => z <= highest);
+// What the soles in contact span on the ground: the corners that are hardly above the lowest one of their sole.
+export function supportPolygon({bodies, standing: {soles, level}}, sample) {
+  return hull(soles.filter(({contact}) => contact[sample]).flatMap((sole) => {
+    const corners = cornersAt({bodies}, sole, sample);
+    const lowest = Math.min(...corners.map(([, , z]) => z));
+    return corners.filter(([, , z]) => z <= lowest + level).map(([x, y]) => [x, y]);
+  }));
 }
-
-// What the soles in contact span on the ground.
-export const supportPolygon = (motion, sample) => hull(motion.standing.soles.filter(({contact}) => contact[sample])
-    .flatMap((sole) => bearing(cornersAt(motion, sole, sample), motion.standing.level)).map(([x, y]) => [x, y]));
 
 // The force on a sole in the world [N].
 export const forceAt = ({shear, load}, sample) => [...shear.map((column) => column[sample]), load.values[sample]];

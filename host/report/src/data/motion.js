@@ -1,22 +1,10 @@
 // The data of the page, which `korvel-host report` has written into it, and what follows from them.
-import {exact, rounded, unpack} from './columns.js';
+import {unpack} from './columns.js';
 import {spansOf} from './contact.js';
 import {findLimbs} from './limbs.js';
-import {text} from './numbers.js';
+import {extent, text} from './numbers.js';
 
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
-
-export function extent(columns) {
-  let low = Infinity;
-  let high = -Infinity;
-  for (const column of columns) {
-    for (const value of column) {
-      if (value < low) low = value;
-      if (value > high) high = value;
-    }
-  }
-  return [low, high];
-}
 
 // The sample of the largest magnitude.
 function peakOf(torque) {
@@ -30,7 +18,7 @@ function peakOf(torque) {
 // The ground is z = 0 of the world where the lowest point of the motion is near it; a motion whose root is given about
 // the origin has its feet below. Bodies are points, so that a foot on the ground is a few centimetres above it.
 function findGround(bodies, height) {
-  if (height !== null) return {z: height, text: `The ground is z = ${height} m of the world.`};
+  if (height !== undefined) return {z: height, text: `The ground is z = ${height} m of the world.`};
   const [lowest, highest] = extent(bodies.flatMap(({origin, com}) => [origin[2], com[2]]));
   const size = highest - lowest;
   if (lowest > -0.05 * size && lowest < 0.25 * size) return {z: 0, text: 'The ground is z = 0 of the world.'};
@@ -57,48 +45,59 @@ function drawnTime(time, stride) {
 // `origin` is what times are counted from, where they are large.
 function readTimes({start, stride}, elapsed) {
   const origin = Math.abs(start) < far_from_zero ? 0 : start;
-  const time = elapsed.map((t) => start - origin + t);
+  const time = Float64Array.from(elapsed, (t) => start - origin + t);
   return {origin, time, drawnTime: drawnTime(time, stride)};
 }
 
-// A curve has its `values` at the samples and is `drawn` at motion.drawnTime.
-function readCurve({values, low, high}, columns) {
-  const [at, ...between] = [values, low, high].filter((c) => c !== undefined).map((c) => exact(columns[c]));
-  return {values: at, drawn: between.length ? drawn(Float32Array, at, ...between) : at};
+// The columns of the page: see report_data.h. A curve has its `values` at the samples and is `drawn` at
+// motion.drawnTime; `lows` are the lowest on the way to the next sample.
+async function readColumns({columns, curves, stride, time}) {
+  const all = await unpack(columns, time.length);
+  const between = stride > 1 ? 2 : 0;
+  return {
+    curve(index) {
+      const [values, ...bounds] = Array.from({length: 1 + between}, (_, i) => all[index + i * curves]);
+      return {values, lows: bounds[0] ?? values, drawn: between ? drawn(Float32Array, values, ...bounds) : values};
+    },
+    others: (indexes) => indexes?.map((index) => all[(1 + between) * curves + index]),
+  };
 }
 
-const points = (axes, columns) => axes.map(({column, unit}) => rounded(columns[column], unit));
-const flags = ({column, low = column}, columns) => columns[low];
-
-// What the ground does: of each sole its curve and its contacts, and the spans of samples that cannot be borne.
+// What the ground does: of each sole its curve and its contacts, and the spans of samples that cannot be borne and of
+// those in flight.
 function readStanding({soles, level, margin, residual, feasible, zmp}, columns) {
-  const read = ({load, contact, shear, pressure, orientation, ...sole}) => ({
-    ...sole,
-    load: readCurve(load, columns),
-    contact: flags(contact, columns),
-    ...(shear && {shear: points(shear, columns), pressure: points(pressure, columns)}),
-    ...(orientation && {orientation: points(orientation, columns)}),
+  const all = soles.map(({load, contact, shear, pressure, orientation, ...sole}) => {
+    const [contacts] = columns.others(contact);
+    return {
+      ...sole,
+      load: columns.curve(load),
+      contact: contacts,
+      spans: spansOf(contacts, 1),
+      shear: columns.others(shear),
+      pressure: columns.others(pressure),
+      orientation: columns.others(orientation),
+    };
   });
-  const borne = flags(feasible, columns);
-  const standing = {
+  const borne = columns.curve(feasible).lows;
+  return {
     level,
-    soles: soles.map(read),
-    margin: readCurve(margin, columns),
-    residual: rounded(columns[residual.column], residual.unit),
-    zmp: zmp && points(zmp, columns),
+    soles: all,
+    margin: columns.curve(margin),
+    residual: columns.curve(residual).values,
+    zmp: columns.others(zmp),
     spans: spansOf(borne, 0),
+    flight: spansOf(borne.map((flag, sample) => flag && all.every(({contact}) => !contact[sample])), 1),
   };
-  for (const sole of standing.soles) sole.spans = spansOf(sole.contact, 1);
-  return standing;
 }
 
 // What is drawn as curves of a run. Times and values are typed arrays, a number for each sample that the page has.
 async function readCurves(data) {
-  const {time, columns} = await unpack(data.columns, data.shown);
-  Object.assign(data, readTimes(data, time));
-  data.comCurves = data.com.map((axis) => readCurve(axis, columns));
+  const columns = await readColumns(data);
+  data.shown = data.time.length;
+  Object.assign(data, readTimes(data, data.time));
+  data.comCurves = data.com.map((axis) => columns.curve(axis));
   for (const joint of data.joints) {
-    joint.torque = readCurve(joint.torque, columns);
+    joint.torque = columns.curve(joint.torque);
     joint.peakSample = peakOf(joint.torque.values);
     joint.peak = Math.abs(joint.torque.values[joint.peakSample]);
   }
@@ -123,7 +122,7 @@ export async function readMotion(text) {
   const columns = await readCurves(motion);
   motion.com = motion.comCurves.map(({values}) => values);
   for (const body of motion.bodies) {
-    Object.assign(body, {origin: points(body.origin, columns), com: points(body.com, columns)});
+    Object.assign(body, {origin: columns.others(body.origin), com: columns.others(body.com)});
   }
   await readOther(motion);
   const limbs = findLimbs(motion.bodies, motion.joints);
@@ -131,5 +130,5 @@ export async function readMotion(text) {
     limb.joints.forEach((j, level) => Object.assign(motion.joints[j], {limb, level}));
     limb.bodies.forEach((b) => motion.bodies[b].side = limb.side);
   }
-  return {...motion, columns: null, limbs, ground: findGround(motion.bodies, motion.ground_height)};
+  return {...motion, columns: null, limbs, ground: findGround(motion.bodies, motion.ground?.height)};
 }

@@ -7,6 +7,8 @@ const exponential = (value, digits) => value.toExponential(digits).replace('e+',
 export const text = (value, digits = 4) =>
     Math.abs(value) < longest ? value.toFixed(digits) : exponential(value, digits);
 
+export const signed = (value) => (value < 0 ? '−' : '+') + text(Math.abs(value));
+
 export const whole = (value) => value.toLocaleString('en');
 
 // A name in which nothing is hidden or turns what stands around it.
@@ -16,16 +18,7 @@ export const visible = (name) => name.replace(
 
 const magnitude = (value) => Math.floor(Math.log10(value) + 1e-9);
 
-// Multiples of 1, 2 or 5 by a power of ten that lie in a range, `most` of them and one.
-export function ticks(low, high, most) {
-  const least = (high - low) / Math.max(most, 1);
-  const power = 10 ** magnitude(least);
-  const step = [1, 2, 5, 10].find((m) => m * power >= least) * power;
-  const first = Math.ceil(low / step);
-  return Array.from({length: Math.floor(high / step) - first + 1}, (_, i) => (first + i) * step);
-}
-
-// With the digits that tell the ticks apart.
+// The texts of ticks, with the digits that tell these apart.
 export function tickTexts(values) {
   const largest = Math.max(...values.map(Math.abs));
   const step = magnitude(values.length > 1 ? values[1] - values[0] : largest || 1);
@@ -42,4 +35,17 @@ export function single(value) {
     if (Math.fround(shorter) === value) return String(shorter);
   }
   return String(Number(value.toPrecision(9)));
+}
+
+// The lowest and the highest number of some columns.
+export function extent(columns) {
+  let low = Infinity;
+  let high = -Infinity;
+  for (const column of columns) {
+    for (const value of column) {
+      if (value < low) low = value;
+      if (value > high) high = value;
+    }
+  }
+  return [low, high];
 }

@@ -3,9 +3,7 @@ import {
   BufferGeometry,
   ConeGeometry,
   DoubleSide,
-  Float32BufferAttribute,
   Group,
-  Line,
   LineBasicMaterial,
   LineLoop,
   Mesh,
@@ -14,15 +12,13 @@ import {
 } from 'three';
 import {colour} from '../colours.js';
 import {cornersAt, forceAt, supportPolygon} from '../data/contact.js';
-import {overlay, rod, span, sphere, y_axis} from './scene.js';
+import {overlay, positions, rod, span, sphere, trace, y_axis} from './scene.js';
 
 const weight_length = 0.25;  // m, of an arrow as strong as the robot's weight
 const least_share = 0.005;  // of the weight: weaker forces have no arrow
 const radius = 0.005;
 const head = new ConeGeometry(1, 1, 20).translate(0, -0.5, 0);  // its tip at the origin
 const head_length = 0.025;
-
-const flat = (points, z) => new Float32BufferAttribute(points.flatMap(([x, y]) => [x, y, z]), 3);
 
 class Arrow {
   constructor() {
@@ -34,7 +30,6 @@ class Arrow {
   }
   // Null for none.
   show(ends) {
-    this.ends = ends;
     for (const mesh of this.meshes) mesh.visible = ends !== null;
     if (!ends) return;
     const [from, to] = ends;
@@ -52,9 +47,8 @@ export class Feet extends Group {
     super();
     const {standing: {soles, zmp}, ground: {z}, weight} = motion;
     Object.assign(this, {motion, z, weight});
-    const [x, y] = zmp;
     this.line = overlay(LineBasicMaterial, {opacity: 0.6});
-    this.trace = new Line(new BufferGeometry().setAttribute('position', flat(Array.from(x, (_, s) => [x[s], y[s]]), z)), this.line);
+    this.trace = trace(zmp, z, this.line);
     this.solid = overlay(MeshBasicMaterial);
     this.point = sphere(this.solid, 0.011);
     this.area = new MeshBasicMaterial({transparent: true, opacity: 0.22, side: DoubleSide, depthWrite: false});
@@ -72,13 +66,11 @@ export class Feet extends Group {
     const {motion, z} = this;
     const {soles, zmp} = motion.standing;
     this.point.position.set(zmp[0][sample], zmp[1][sample], z);
-    this.corners = supportPolygon(motion, sample);
-    // A fan.
-    const fan = this.corners.slice(2).flatMap((corner, i) => [this.corners[0], this.corners[i + 1], corner]);
-    this.polygon.geometry.setAttribute('position', flat(fan, z));
+    const polygon = supportPolygon(motion, sample).map((corner) => [...corner, z]);
+    const fan = polygon.slice(2).map((corner, i) => [polygon[0], polygon[i + 1], corner].flat());
+    this.polygon.geometry.setAttribute('position', positions(fan));
     soles.forEach((sole, i) => {
-      const corners = cornersAt(motion, sole, sample);
-      this.outlines[i].geometry.setAttribute('position', new Float32BufferAttribute(corners.flat(), 3));
+      this.outlines[i].geometry.setAttribute('position', positions(cornersAt(motion, sole, sample)));
       this.arrows[i].show(this.#ends(sole, sample));
     });
   }
@@ -87,16 +79,6 @@ export class Feet extends Group {
     if (force.length() < least_share) return null;
     const from = new Vector3(...sole.pressure.map((column) => column[sample]), this.z);
     return [from, from.clone().addScaledVector(force, weight_length)];
-  }
-
-  // Where things are drawn: the arrows, null where there is none, the corners of the polygon, the zero moment point.
-  places() {
-    return {
-      arrows: this.arrows.map(({ends}) => ends && ends.map((end) => end.toArray())),
-      polygon: this.corners,
-      soles: this.outlines.map(({geometry}) => [...geometry.attributes.position.array]),
-      zmp: this.point.position.toArray(),
-    };
   }
 
   recolour() {

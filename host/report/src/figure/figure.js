@@ -1,24 +1,16 @@
 // The animated figure: camera, ground, letters, and what draws them when something has changed.
-import {
-  DirectionalLight,
-  HemisphereLight,
-  Object3D,
-  PerspectiveCamera,
-  Scene,
-  Spherical,
-  Vector3,
-  WebGLRenderer,
-} from 'three';
+import {DirectionalLight, HemisphereLight, Object3D, PerspectiveCamera, Scene, Vector3, WebGLRenderer} from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
-import {curveName, onScheme} from '../colours.js';
+import {curveName, scheme} from '../colours.js';
 import {text} from '../data/numbers.js';
-import {element} from '../dom.js';
+import {button, element, onKeys} from '../dom.js';
+import {watch} from '../state.js';
 import {Feet} from './feet.js';
 import {bounds, Ground, rootOver, travel} from './ground.js';
 import {at, Robot} from './scene.js';
 
 const turn = Math.PI / 24;  // by a key
-const zoom = 1.1;
+const closer = 1 / 1.1;
 const long_travel = 1;  // m, of the root over the ground: from here on the camera follows
 const farthest = 1e6;  // m: single precision has no figure beyond, and drivers hang on what is far larger
 const margin = 0.05;  // m, for the spheres and letters around the points
@@ -33,38 +25,24 @@ const views = {
   Top: [-1e-3, 0, 1],
 };
 
-// Letters over the canvas, at points of the scene.
-class Letters {
-  constructor(place, motion) {
-    this.motion = motion;
-    const limbs = motion.limbs.filter(({side}) => side !== 'middle');
-    this.letters = limbs.map(({side, bodies}) => ({
-      columns: motion.bodies[bodies[bodies.length - 1]].com,
-      node: element('span', {class: `letter ${side}`}, side[0].toUpperCase()),
-    }));
-    place.append(...this.letters.map(({node}) => node));
-  }
-  show(sample, camera, {width, height}) {
-    for (const {columns, node} of this.letters) {
-      const {x, y} = at(columns, sample).project(camera);
-      node.style.transform = `translate(${((x + 1) * width) / 2}px, ${((1 - y) * height) / 2}px)`;
-    }
-  }
-}
-
 class Figure {
   #drawing = false;
   direction = views.Oblique;
 
-  constructor(place, context, canvas, motion, timeline, selection) {
-    Object.assign(this, {place, motion, timeline, selection});
+  constructor(place, context, canvas, page) {
+    const {motion, timeline, joint} = page;
+    Object.assign(this, {place, motion, timeline, joint});
     const {middle, radius} = bounds(motion, false);
     if (middle.length() + radius > farthest) throw new RangeError('positions beyond 1000 km');
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
     this.camera = new PerspectiveCamera(30, 1);
     this.robot = new Robot(motion);
     this.feet = motion.standing ? new Feet(motion) : null;
-    this.letters = new Letters(place, motion);
+    // Letters over the canvas, at the ends of the limbs.
+    this.letters = motion.limbs.filter(({side}) => side !== 'middle').map(({side, bodies}) => ({
+      columns: motion.bodies[bodies.at(-1)].com,
+      node: place.appendChild(element('span', {class: `letter ${side}`}, side[0].toUpperCase())),
+    }));
     this.scene = new Scene();
     const lamp = new DirectionalLight(0xffffff, 1.6);
     this.camera.add(lamp.translateX(-0.6).translateY(0.8));
@@ -76,25 +54,9 @@ class Figure {
     this.controls.addEventListener('change', () => this.draw());
     this.#resize();
     this.follow(travel(motion) > long_travel);
-    timeline.addEventListener('time', () => this.draw());
-    selection.addEventListener('joint', () => this.#recolour());
-    onScheme(() => this.#recolour());
+    timeline.sample.watch(() => this.draw());
+    watch([joint, scheme], () => this.#recolour());
     new ResizeObserver(() => this.#resize()).observe(place);
-  }
-
-  // Radians to the left and upwards around the target, and how many times further away.
-  orbit(left, up, further) {
-    const {camera, controls} = this;
-    // Its axis is y, the world's z.
-    const {x, y, z} = camera.position.clone().sub(controls.target);
-    const place = new Spherical().setFromCartesianCoords(y, z, x);
-    place.theta -= left;
-    place.phi -= up;
-    place.radius *= further;
-    const turned = new Vector3().setFromSpherical(place.makeSafe());
-    camera.position.set(turned.z, turned.x, turned.y).add(controls.target);
-    controls.update();
-    this.draw();
   }
 
   // Whether the camera goes with the root over the ground. Looks anew.
@@ -102,7 +64,9 @@ class Figure {
     this.follows = follows;
     this.bounds = bounds(this.motion, follows);
     const {radius} = this.bounds;
+    if (this.ground) this.scene.remove(this.ground);
     this.ground = new Ground(this.bounds, this.motion.ground.z);
+    this.scene.add(this.ground);
     Object.assign(this.camera, {near: radius / 50, far: 100 * radius}).updateProjectionMatrix();
     this.#recolour();
     this.look(this.direction);
@@ -136,16 +100,21 @@ class Figure {
     this.#drawing = true;
     requestAnimationFrame(() => {
       this.#drawing = false;
-      this.robot.show(this.timeline.sample, this.selection.joint);
-      this.feet?.show(this.timeline.sample);
+      const sample = this.timeline.sample.value;
+      this.robot.show(sample, this.joint.value);
+      this.feet?.show(sample);
       this.#move();
       this.renderer.render(this.scene, this.camera);
-      this.letters.show(this.timeline.sample, this.camera, this.size);
+      for (const {columns, node} of this.letters) {
+        const {x, y} = at(columns, sample).project(this.camera);
+        const [left, top] = [((x + 1) * this.place.clientWidth) / 2, ((1 - y) * this.place.clientHeight) / 2];
+        node.style.transform = `translate(${left}px, ${top}px)`;
+      }
     });
   }
 
   #base() {
-    return this.follows ? rootOver(this.motion, this.timeline.sample) : new Vector3();
+    return this.follows ? rootOver(this.motion, this.timeline.sample.value) : new Vector3();
   }
 
   #move() {
@@ -154,57 +123,43 @@ class Figure {
     this.base = base;
     this.controls.target.add(move);
     this.camera.position.add(move);
-    this.ground.place(this.grid, base);
+    this.ground.place(base);
   }
 
   #recolour() {
-    this.scene.remove(this.grid);
-    this.grid = this.ground.grid();
-    this.scene.add(this.grid);
-    this.robot.recolour(this.selection.joint);
+    this.ground.recolour();
+    this.robot.recolour(this.joint.value);
     this.feet?.recolour();
     this.draw();
   }
 
   #resize() {
-    this.size = {width: this.place.clientWidth || 1, height: this.place.clientHeight || 1};
+    const [width, height] = [this.place.clientWidth || 1, this.place.clientHeight || 1];
     this.renderer.setPixelRatio(Math.min(devicePixelRatio, 2));
-    this.renderer.setSize(this.size.width, this.size.height, false);
-    this.camera.aspect = this.size.width / this.size.height;
+    this.renderer.setSize(width, height, false);
+    this.camera.aspect = width / height;
     this.camera.updateProjectionMatrix();
     this.draw();
   }
 }
 
-function showCaption(caption, motion, timeline, {joint}) {
-  const {name, torque, level} = motion.joints[joint];
-  caption.style.setProperty('--curve', `var(--${curveName(level)})`);
-  caption.replaceChildren(element('i', {class: 'swatch'}), element('span', {}, name),
-                          element('span', {class: 'value'}, `${text(torque.values[timeline.sample])} N m`));
-}
-
 // Keys of the figure while it has the focus; the page's own for the time then rest.
-function addKeys(canvas, figure) {
+function addKeys(canvas, controls) {
   const keys = {
-    ArrowLeft: [turn, 0, 1],
-    ArrowRight: [-turn, 0, 1],
-    ArrowUp: [0, turn, 1],
-    ArrowDown: [0, -turn, 1],
-    '+': [0, 0, 1 / zoom],
-    '=': [0, 0, 1 / zoom],
-    '-': [0, 0, zoom],
+    ArrowLeft: () => controls.rotateLeft(turn),
+    ArrowRight: () => controls.rotateLeft(-turn),
+    ArrowUp: () => controls.rotateUp(turn),
+    ArrowDown: () => controls.rotateUp(-turn),
+    '+': () => controls.dollyIn(closer),
+    '=': () => controls.dollyIn(closer),
+    '-': () => controls.dollyOut(closer),
   };
-  canvas.addEventListener('keydown', (event) => {
-    if (event.ctrlKey || event.altKey || event.metaKey || !Object.hasOwn(keys, event.key)) return;
-    event.preventDefault();
-    event.stopPropagation();
-    figure.orbit(...keys[event.key]);
-  });
+  onKeys(canvas, keys);
   // The pointer turns it without the focus, so that arrows go on to step through time.
   canvas.addEventListener('mousedown', (event) => event.preventDefault());
 }
 
-function makeFigure(stage, motion, timeline, selection) {
+function makeFigure(stage, page) {
   const canvas = element('canvas', {
     role: 'application',
     tabindex: 0,
@@ -214,8 +169,8 @@ function makeFigure(stage, motion, timeline, selection) {
   if (!context) return null;
   const place = stage.appendChild(element('div', {class: 'scene'}, canvas));
   try {
-    const figure = new Figure(place, context, canvas, motion, timeline, selection);
-    addKeys(canvas, figure);
+    const figure = new Figure(place, context, canvas, page);
+    addKeys(canvas, figure.controls);
     return figure;
   } catch (error) {
     console.warn(error);
@@ -224,8 +179,9 @@ function makeFigure(stage, motion, timeline, selection) {
 }
 
 // The figure, or a message in its place and null where the browser cannot draw it.
-export function addFigure(stage, buttons, motion, timeline, selection) {
-  const figure = makeFigure(stage, motion, timeline, selection);
+export function addFigure(stage, buttons, page) {
+  const {motion, timeline, joint} = page;
+  const figure = makeFigure(stage, page);
   if (!figure) {
     stage.replaceChildren(
         element('p', {class: 'message', role: 'status'},
@@ -234,18 +190,15 @@ export function addFigure(stage, buttons, motion, timeline, selection) {
   }
   const caption = element('p', {class: 'caption'});
   stage.prepend(caption);
-  for (const [name, direction] of Object.entries(views)) {
-    const button = element('button', {type: 'button'}, name);
-    button.addEventListener('click', () => figure.look(direction));
-    buttons.append(button);
-  }
   const follow = element('input', {type: 'checkbox'});
   follow.checked = figure.follows;
   follow.addEventListener('change', () => figure.follow(follow.checked));
-  buttons.append(element('label', {class: 'check'}, follow, 'Follow'));
-  const show = () => showCaption(caption, motion, timeline, selection);
-  timeline.addEventListener('time', show);
-  selection.addEventListener('joint', show);
-  show();
+  buttons.append(...Object.entries(views).map(([name, direction]) => button({}, () => figure.look(direction), name)),
+                 element('label', {class: 'check'}, follow, 'Follow'));
+  watch([timeline.sample, joint], () => {
+    const {name, torque, level} = motion.joints[joint.value];
+    caption.replaceChildren(element('i', {class: 'swatch', style: `--curve: var(--${curveName(level)})`}), name,
+                            element('span', {class: 'value'}, `${text(torque.values[timeline.sample.value])} N m`));
+  });
   return figure;
 }

@@ -13,7 +13,6 @@ export const rootOver = ({bodies}, sample) => at(bodies[0].origin, sample).setZ(
 // Points that the motion goes through, and the middle of the box around them; x and y from the root's if it is followed.
 export function bounds(motion, follows) {
   const {time, bodies, ground} = motion;
-  const box = new Box3();
   const points = [];
   const stride = Math.ceil(time.length / most_samples);
   for (let sample = 0; sample < time.length; sample += stride) {
@@ -21,31 +20,28 @@ export function bounds(motion, follows) {
     for (const {com} of bodies) points.push(at(com, sample).sub(base));
     points.push(at(bodies[0].com, sample).setZ(ground.z).sub(base));
   }
-  box.setFromPoints(points);
+  const box = new Box3().setFromPoints(points);
   return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
 }
 
 // Cells of 10 cm, or of a larger power of ten where the motion goes far.
-export class Ground {
+export class Ground extends GridHelper {
   constructor({middle, radius}, z) {
     const half = 1.4 * radius;
-    this.cell = Math.max(least_cell, 10 ** Math.ceil(Math.log10((2 * half) / most_cells)));
-    this.cells = 2 * Math.ceil(half / this.cell);
-    this.middle = middle;
-    this.z = z;
-  }
-  // The helper's colours are fixed when it is made.
-  grid() {
-    const grid = new GridHelper(this.cells * this.cell, this.cells, colour('grid-strong'), colour('grid-strong'));
-    return grid.rotateX(Math.PI / 2);
+    const cell = Math.max(least_cell, 10 ** Math.ceil(Math.log10((2 * half) / most_cells)));
+    const cells = 2 * Math.ceil(half / cell);
+    super(cells * cell, cells);
+    this.rotateX(Math.PI / 2);
+    this.material.vertexColors = false;
+    Object.assign(this, {cell, middle, z});
   }
   // Its lines stay where they are in the world.
-  place(grid, {x, y}) {
-    grid.position.set(this.#line(this.middle.x + x), this.#line(this.middle.y + y), this.z);
+  place(base) {
+    const [x, y] = ['x', 'y'].map((axis) => Math.round((this.middle[axis] + base[axis]) / this.cell) * this.cell);
+    this.position.set(x, y, this.z);
   }
-  // The grid's line nearest to a coordinate.
-  #line(coordinate) {
-    return Math.round(coordinate / this.cell) * this.cell;
+  recolour() {
+    this.material.color.set(colour('grid-strong'));
   }
 }
 

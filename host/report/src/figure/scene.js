@@ -13,7 +13,7 @@ import {
   SphereGeometry,
   Vector3,
 } from 'three';
-import {colour, curveColour} from '../colours.js';
+import {colour, curveName} from '../colours.js';
 
 const density = 3000;  // kg/m^3, of the spheres
 const rod_radius = 0.009;
@@ -43,10 +43,6 @@ export function span(mesh, from, to, radius) {
   mesh.scale.set(radius, length, radius);
 }
 
-// The two ends of a rod as it is drawn, the first where it was put from; null where it is too short for one.
-const ends = (mesh) =>
-    mesh.visible ? [-0.5, 0.5].map((y) => mesh.localToWorld(new Vector3(0, y, 0)).toArray()) : null;
-
 // What moves with one joint: the body's sphere, the rod to it, and the rods to its children's joints.
 class Body {
   constructor(description, children) {
@@ -69,69 +65,47 @@ class Body {
 // Drawn over whatever is in front of it.
 export const overlay = (Material, more = {}) => new Material({depthTest: false, transparent: true, ...more});
 
-// The robot's centre of mass, what it leaves on the ground, and where it stands over it.
-class CentreOfMass {
-  constructor(motion) {
-    this.motion = motion;
-    this.solid = overlay(MeshBasicMaterial);
-    this.line = overlay(LineBasicMaterial, {opacity: 0.6});
-    const [x, y] = motion.com;
-    const path = Array.from(x, (_, s) => [x[s], y[s], 0]).flat();
-    this.ball = sphere(this.solid, com_radius);
-    this.drop = new Mesh(rod, this.solid);
-    this.ring = new Mesh(new RingGeometry(0.018, 0.023, 40), this.solid);
-    this.path = new Line(new BufferGeometry().setAttribute('position', new Float32BufferAttribute(path, 3)), this.line);
-    this.path.position.z = motion.ground.z;
-    this.meshes = [this.path, this.drop, this.ring, this.ball];
-    this.meshes.forEach((mesh, i) => mesh.renderOrder = 2 + i);
-  }
-  show(sample) {
-    at(this.motion.com, sample, this.ball.position);
-    this.ring.position.copy(this.ball.position).setZ(this.motion.ground.z);
-    span(this.drop, this.ring.position, this.ball.position, 0.002);
-  }
-  recolour() {
-    this.solid.color.set(colour('com'));
-    this.line.color.set(colour('com'));
-  }
-}
+export const positions = (points) => new Float32BufferAttribute(points.flat(), 3);
+
+// A line through all points (x, y) of two columns, at a height.
+export const trace = ([x, y], z, material) => new Line(
+    new BufferGeometry().setAttribute('position', positions(Array.from(x, (_, s) => [x[s], y[s], z]))), material);
 
 export class Robot extends Group {
   constructor(motion) {
     super();
     this.motion = motion;
-    const {bodies} = motion;
+    const {bodies, com, ground: {z}} = motion;
     this.bodies = bodies.map((body, b) => new Body(body, bodies.filter(({parent}) => parent === b)));
-    this.com = new CentreOfMass(motion);
     this.halo = sphere(overlay(MeshBasicMaterial, {opacity: 0.35}), 0.026);
     this.halo.renderOrder = 1;
-    this.add(...this.bodies.flatMap(({meshes}) => meshes), this.halo, ...this.com.meshes);
+    // The robot's centre of mass, what it leaves on the ground, and where it stands over it.
+    this.solid = overlay(MeshBasicMaterial);
+    this.line = overlay(LineBasicMaterial, {opacity: 0.6});
+    this.com = {
+      path: trace(com, z, this.line),
+      drop: new Mesh(rod, this.solid),
+      ring: new Mesh(new RingGeometry(0.018, 0.023, 40), this.solid),
+      ball: sphere(this.solid, com_radius),
+    };
+    Object.values(this.com).forEach((mesh, i) => mesh.renderOrder = 2 + i);
+    this.add(...this.bodies.flatMap(({meshes}) => meshes), this.halo, ...Object.values(this.com));
   }
 
   show(sample, joint) {
+    const {motion, com: {ball, ring, drop}} = this;
     this.bodies.forEach((body) => body.show(sample));
-    at(this.motion.bodies[this.motion.joints[joint].body].origin, sample, this.halo.position);
-    this.com.show(sample);
-  }
-
-  // Where things are drawn, for each body: the centre of its sphere; its rods, to its centre of mass and to its children.
-  spheres() {
-    return this.bodies.map(({sphere}) => sphere.position.toArray());
-  }
-  rods() {
-    return this.bodies.map(({rods}) => rods.map(ends));
-  }
-  // Its ball, its ring on the ground and the rod between them.
-  centreOfMass() {
-    const {ball, ring, drop} = this.com;
-    return {ball: ball.position.toArray(), ring: ring.position.toArray(), drop: ends(drop)};
+    at(motion.bodies[motion.joints[joint].body].origin, sample, this.halo.position);
+    at(motion.com, sample, ball.position);
+    ring.position.copy(ball.position).setZ(motion.ground.z);
+    span(drop, ring.position, ball.position, 0.002);
   }
 
   // The body that the selected joint turns has the colour of the joint's curve.
   recolour(joint) {
     for (const {material, side} of this.bodies) material.color.set(colour(`side-${side}`));
     const {body, level} = this.motion.joints[joint];
-    for (const {material} of [this.bodies[body], this.halo]) material.color.set(curveColour(level));
-    this.com.recolour();
+    for (const {material} of [this.bodies[body], this.halo]) material.color.set(colour(curveName(level)));
+    for (const material of [this.solid, this.line]) material.color.set(colour('com'));
   }
 }

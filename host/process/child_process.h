@@ -1,0 +1,59 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace korvel::host {
+
+/// A process of its own for a task in which a module may do whatever it likes. It has the standard error and no other
+/// open file of this process, leaves no core file, and ends with all that it has started: at the end of the task, after
+/// its time, or with this process. The calling process has a single thread.
+class ChildProcess {
+ public:
+  struct End {
+    bool answered;
+    std::string text;  ///< what the task returned, or how the process ended instead
+  };
+
+  /// Starts the task, which does not throw. Throws std::system_error if that is not possible.
+  ChildProcess(const std::function<std::string()>& task, std::chrono::seconds limit);
+
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  /// Ends the process if it still runs.
+  ~ChildProcess();
+
+  // For who waits for several: poll `channel` for input no longer than `pause`, `receive` what there is, ask for the
+  // end.
+
+  /// -1 once the process has closed it, mostly by its end.
+  int channel() const { return channel_; }
+  std::chrono::milliseconds pause() const;
+  void receive();
+  /// Nothing while the process runs.
+  std::optional<End> end();
+
+  /// For who waits for this one.
+  End wait();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void stop();
+  /// Nothing if the task has not been heard, or somebody else beside it.
+  std::optional<std::string> answer() const;
+
+  /// Before and after the answer. Only the task knows it: a module may write to all that it finds open.
+  std::string token_;
+  std::chrono::seconds limit_;
+  Clock::time_point start_;
+  pid_t keeper_ = -1;
+  int channel_ = -1;
+  std::string received_;
+};
+
+}  // namespace korvel::host

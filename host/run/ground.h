@@ -1,0 +1,24 @@
+#pragma once
+
+#include <vector>
+
+#include "contact/phases.h"
+#include "contact/sole.h"
+#include "contact/wrench.h"
+#include "plugin/rigid_body_system.h"
+
+namespace korvel::host {
+
+/// The ground, and the soles with which the robot stands on it.
+struct Ground {
+  std::vector<contact::Sole> soles;
+  double height = 0;  ///< of the level ground in the world [m]
+  contact::ContactBounds bounds;
+};
+
+/// [N].
+inline double weight_of(const tesk::RigidBodySystem& system) {
+  return contact::gravity * static_cast<double>(system.getMass());
+}
+
+}  // namespace korvel::host

@@ -1,0 +1,77 @@
+#include "host/run/ground_cycle.h"
+
+#include "contact/required_wrench.h"
+#include "host/robot/frames.h"
+#include "host/robot/module.h"
+#include "host/robot/robot.h"
+#include "motion/cycle.h"
+
+namespace korvel::host {
+
+namespace {
+
+Eigen::VectorXd coordinates(const QZ::Math::Velocity6D& root, const Eigen::ArrayXf& joints) {
+  Eigen::VectorXd all(6 + joints.size());
+  all << vector(root), joints.cast<double>().matrix();
+  return all;
+}
+
+std::vector<float> as_interface_has_it(const contact::Wrench& wrench) {
+  const Eigen::Vector3f force = wrench.force.cast<float>();
+  const Eigen::Vector3f moment = wrench.moment.cast<float>();
+  return {force.x(), force.y(), force.z(), moment.x(), moment.y(), moment.z()};
+}
+
+}  // namespace
+
+GroundCycle::GroundCycle(const Ground& ground, const tesk::RigidBodySystem& system)
+    : ground_(ground),
+      weight_(weight_of(system)),
+      limbs_(limbs_of(system)),
+      matrices_(guarded(system, "clone", [&] { return system.clone(); })) {}
+
+contact::Wrench GroundCycle::required(const Instant& state, const Eigen::Isometry3d& root) {
+  const contact::GeneralizedMotion motion{
+      state.joint_pos.cast<double>(), coordinates(state.root.velocity, state.joint_vel),
+      coordinates(state.root.acceleration, state.joint_acc), -contact::gravity * root.linear().row(2).transpose()};
+  return contact::required_wrench(motion, limbs_, [this](const auto& angles) -> const contact::RootRows& {
+    angles_ = angles.template cast<float>();
+    matrices_->setJointAnglesPos(angles_);
+    matrices_->computeFwdKinematicsExceptRoot();
+    matrices_->computeGeneralizedMass();
+    rows_ = matrices_->getGeneralizedMass().topRows<6>().cast<double>();
+    return rows_;
+  });
+}
+
+void GroundCycle::unload(tesk::RigidBodySystem& system) const {
+  for (const contact::Sole& sole : ground_.soles) system.setExternalWrench(sole.body(), std::vector<float>(6));
+}
+
+Standing GroundCycle::run(tesk::RigidBodySystem& system, const Instant& state,
+                          const std::vector<contact::ContactPhases>& phases, std::size_t sample) {
+  set_state(system, state);
+  system.computeFwdKinematics();
+
+  // From here on positions are told from the root's origin, so that no digits are lost to the place in the world.
+  const Eigen::Isometry3d root = contact::rigid(isometry(state.root.pose));
+  const Eigen::Matrix3d& to_world = root.linear();
+  Standing standing{{}, {}, root};
+  for (std::size_t i = 0; i < ground_.soles.size(); ++i) {
+    const Eigen::Isometry3d pose = to_world * isometry(system.getPoseInRoot(ground_.soles[i].body()));
+    standing.soles.push_back({pose, phases[i].contact(sample), phases[i].share(sample)});
+  }
+  standing.stance = contact::stance({ground_.soles, standing.soles, contact::rotated(to_world, required(state, root)),
+                                     to_world * vector(system.getComPositionInRoot()),
+                                     ground_.height - root.translation().z(), weight_, ground_.bounds.height});
+
+  for (std::size_t i = 0; i < ground_.soles.size(); ++i) {
+    const Eigen::Matrix3d to_body = standing.soles[i].pose_world.linear().transpose();
+    system.setExternalWrench(ground_.soles[i].body(),
+                             as_interface_has_it(contact::rotated(to_body, standing.stance.soles[i].wrench_world)));
+  }
+  system.computeInverseDynamics();
+  return standing;
+}
+
+}  // namespace korvel::host

@@ -1,0 +1,252 @@
+#include "host/run/ground_summary.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "motion/csv/printable.h"
+
+namespace korvel::host {
+
+namespace {
+
+using contact::Verdict;
+using Json = nlohmann::json;
+
+constexpr std::size_t most_intervals_shown = 20;
+
+double millimetres(double metres) { return 1e3 * metres; }
+
+/// Where a vector in the ground points, as the robot sees it.
+const char* direction_of(const Eigen::Vector2d& vector, const Eigen::Isometry3d& root) {
+  // Forward is where the root's x axis points, or where its y axis has to its left, whichever lies more in the ground.
+  const Eigen::Vector2d x = root.linear().col(0).head<2>();
+  const Eigen::Vector2d y = root.linear().col(1).head<2>();
+  const Eigen::Vector2d forward = x.norm() > y.norm() ? x.normalized() : Eigen::Vector2d(y.y(), -y.x()).normalized();
+  const Eigen::Vector2d left(-forward.y(), forward.x());
+  const double along = vector.dot(forward);
+  const double across = vector.dot(left);
+  if (std::abs(along) >= std::abs(across)) return along > 0 ? "forward" : "backward";
+  return across > 0 ? "to the left" : "to the right";
+}
+
+/// Why the ground cannot bear a sample.
+const std::map<Verdict, const char*> causes{{Verdict::nothing_bears, "no contact"},
+                                            {Verdict::needs_pull, "needs a pull"},
+                                            {Verdict::tips, "tips"},
+                                            {Verdict::slips, "slips"}};
+
+/// Infinity has no number in JSON.
+Json number(double value) { return std::isfinite(value) ? Json(value) : Json(); }
+
+/// The items of a sole: their keys for programs, and for people their words, the format of a number and its factor.
+constexpr struct {
+  const char* key;
+  const char* words;
+  const char* format;
+  double factor;
+} items[] = {
+    {"most_load", "largest load, of the weight", "{:.1f} %", 100},
+    {"least_load", "smallest load, of the weight", "{:.1f} %", 100},
+    {"friction_used", "friction used", "{:.3f}", 1},
+    {"pressure_inside", "pressure point to edge of sole", "{:.1f} mm", 1e3},
+    {"slip", "slip in contact", "{:.1f} mm", 1e3},
+    {"height", "distance from the ground", "{:.1f} mm", 1e3},
+};
+
+}  // namespace
+
+Json GroundSummary::Extreme::json() const { return seen ? Json{{"value", number(value)}, {"time", time}} : Json(); }
+
+GroundSummary::GroundSummary(const Ground& ground, const tesk::RigidBodySystem& system)
+    : ground_(ground), weight_(weight_of(system)) {
+  for (const contact::Sole& sole : ground.soles) {
+    soles_.push_back({system.getBodyName(sole.body()), sole.friction(), {}});
+  }
+}
+
+void GroundSummary::add(const Standing& standing, double time) {
+  if (standing.stance.verdict == Verdict::in_flight) {
+    if (samples_in_flight_++ == 0) first_flight_ = time;
+    last_flight_ = time;
+  } else if (standing.stance.verdict != Verdict::stands) {
+    add_to_spans(standing, time);
+  }
+  add_to_margins(standing, time);
+  ++samples_;
+}
+
+void GroundSummary::add_to_spans(const Standing& standing, double time) {
+  const contact::Stance& stance = standing.stance;
+  const bool goes_on =
+      !spans_.empty() && spans_.back().last_sample + 1 == samples_ && spans_.back().verdict == stance.verdict;
+  if (!goes_on) spans_.push_back({stance.verdict, time, time, samples_, {}, {}, {}, {}, {}});
+  Span& span = spans_.back();
+  span.to = time;
+  span.last_sample = samples_;
+  span.residual.add_most(stance.residual, time);
+  if (stance.verdict == Verdict::tips && (!span.excess.seen || -stance.margin > span.excess.value)) {
+    span.direction = direction_of(stance.excess_world, standing.root);
+  }
+  span.excess.add_most(-stance.margin, time);
+  span.pull.add_most(-stance.required_world.force.z(), time);
+  span.needed.add_most(stance.required_world.force.norm(), time);
+  if (stance.verdict == Verdict::slips) {
+    span.friction_needed = contact::least_friction(stance.required_world, stance.points, weight_, span.friction_needed);
+  }
+}
+
+void GroundSummary::add_to_margins(const Standing& standing, double time) {
+  const contact::Stance& stance = standing.stance;
+  if (stance.verdict == Verdict::stands && !stance.points.empty()) {
+    margin_.add_least(stance.margin, time);
+    friction_needed_.add_most(
+        contact::least_friction(stance.required_world, stance.points, weight_, friction_needed_.value), time);
+  }
+  for (std::size_t i = 0; i < soles_.size(); ++i) {
+    SoleSummary& sole = soles_[i];
+    const contact::SoleState& state = standing.soles[i];
+    const contact::SoleLoad& load = stance.soles[i];
+    const Eigen::Vector2d place = standing.in_world((state.pose_world * ground_.soles[i].centre_body()).head<2>());
+    const double lowest = (state.pose_world * ground_.soles[i].lowest_corner_body(state.pose_world)).z();
+    const double above = standing.root.translation().z() + lowest - ground_.height;
+    lowest_.add_least(above, time);
+    has_contact_ |= state.contact;
+    if (state.contact && !sole.contact) sole.touchdown = place;
+    sole.contact = state.contact;
+    if (!state.contact) continue;
+    if (stance.verdict == Verdict::stands) {
+      const double share = load.wrench_world.force.z() / weight_;
+      sole.items[most_load].add_most(share, time);
+      sole.items[least_load].add_least(share, time);
+      sole.items[friction_used].add_most(load.friction, time);
+      if (load.wrench_world.force.z() > contact::least_load * weight_) {
+        sole.items[pressure_inside].add_least(load.inside, time);
+      }
+    }
+    sole.items[slip].add_most((place - sole.touchdown).norm(), time);
+    sole.items[height].add_most(std::abs(above), time);
+    if (std::abs(above) >= sole.items[height].value) sole.is_below = above < 0;
+  }
+}
+
+std::string GroundSummary::Span::reason() const {
+  if (verdict == Verdict::nothing_bears)
+    return fmt::format("no sole touches the ground, {:.3g} N needed", needed.value);
+  if (verdict == Verdict::needs_pull)
+    return fmt::format("the ground would have to pull with {:.3g} N", std::max(0.0, pull.value));
+  if (verdict == Verdict::tips) return fmt::format("tips {} by {:.3g} mm", direction, millimetres(excess.value));
+  if (!std::isfinite(friction_needed)) return "slips with any friction";
+  return fmt::format("slips, needs a friction of {:.3g}", friction_needed);
+}
+
+std::vector<const GroundSummary::SoleSummary*> GroundSummary::soles_off_the_ground() const {
+  std::vector<const SoleSummary*> soles;
+  for (const SoleSummary& sole : soles_) {
+    if (sole.items[height].seen && sole.items[height].value > off_the_ground) soles.push_back(&sole);
+  }
+  return soles;
+}
+
+std::string GroundSummary::flight() const {
+  if (samples_in_flight_ == 0) return "";
+  if (samples_in_flight_ == samples_) return "in flight throughout: no sole is near the ground\n";
+  return fmt::format(
+      "in flight in {} of {} samples, the first at {:.3f} s, the last at {:.3f} s:\n  no sole is near the ground\n",
+      samples_in_flight_, samples_, first_flight_, last_flight_);
+}
+
+std::string GroundSummary::verdict_text() const {
+  std::string text;
+  const auto out = std::back_inserter(text);
+  for (const SoleSummary* sole : soles_off_the_ground()) {
+    const Extreme& furthest = sole->items[height];
+    fmt::format_to(out,
+                   "the sole of {} counts as in contact {:.3g} mm {} the ground\n  at {:.3f} s; set --ground, or z in "
+                   "the motion\n",
+                   sole->body, millimetres(furthest.value), sole->is_below ? "below" : "above", furthest.time);
+  }
+  if (!has_contact_ && lowest_.value > ground_.bounds.height) {
+    fmt::format_to(
+        out, "the lowest sole is {:.1f} mm above the ground (at {:.3f} s);\n  --ground {:.4f} puts the ground there\n",
+        millimetres(lowest_.value), lowest_.time, ground_.height + lowest_.value);
+  }
+  const char* condition = text.empty() ? "" : ", if there were ground";
+  text += flight();
+  if (spans_.empty()) {
+    if (samples_in_flight_ == samples_) return text;
+    return text + fmt::format("stays on its feet {}{}\n",
+                              samples_in_flight_ == 0 ? "throughout" : "in all other samples", condition);
+  }
+  fmt::format_to(out, "the robot cannot stay on its feet: {}\n", counted(spans_.size(), "interval"));
+  for (std::size_t i = 0; i < std::min(spans_.size(), most_intervals_shown); ++i) {
+    const Span& span = spans_[i];
+    fmt::format_to(out, "  {:.3f} to {:.3f} s  {};\n    {:.1f} % of the weight unsupported at {:.3f} s\n", span.from,
+                   span.to, span.reason(), 100 * span.residual.value, span.residual.time);
+  }
+  if (spans_.size() > most_intervals_shown)
+    fmt::format_to(out, "  and {} more\n", spans_.size() - most_intervals_shown);
+  return text;
+}
+
+std::string GroundSummary::margins_text() const {
+  const auto cell = [](const Extreme& extreme, const char* format, double factor) {
+    if (!extreme.seen) return fmt::format("{:>11}{:>9}", "-", "");
+    return fmt::format("{:>11}{:>9.3f}", fmt::format(fmt::runtime(format), factor * extreme.value), extreme.time);
+  };
+  std::string text = fmt::format("{:<38}{:>11}{:>9}\n", "Worst margins while on its feet", "", "at [s]");
+  const auto out = std::back_inserter(text);
+  fmt::format_to(out, "  {:<36}{}\n", "ZMP to edge of support polygon", cell(margin_, "{:.1f} mm", 1e3));
+  const double friction = soles_.front().friction;
+  const bool same = std::all_of(soles_.begin(), soles_.end(), [&](const SoleSummary& sole) {
+    return !(sole.friction < friction || sole.friction > friction);
+  });
+  const std::string available = same ? fmt::format(", of {:.3g}", friction) : "";
+  fmt::format_to(out, "  {:<36}{}\n", "friction coefficient needed" + available, cell(friction_needed_, "{:.3f}", 1));
+  const auto add_soles = [&](const char* heading, std::size_t first, std::size_t end) {
+    fmt::format_to(out, "{:<38}", heading);
+    for (const SoleSummary& sole : soles_) fmt::format_to(out, "{:>11}{:>9}", sole.body, "at [s]");
+    for (std::size_t item = first; item < end; ++item) {
+      fmt::format_to(out, "\n  {:<36}", items[item].words);
+      for (const SoleSummary& sole : soles_) text += cell(sole.items[item], items[item].format, items[item].factor);
+    }
+    text += '\n';
+  };
+  add_soles("Soles while it is on its feet", most_load, slip);
+  add_soles("Soles in contact, in all samples", slip, item_count);
+  return text;
+}
+
+Json GroundSummary::Span::json() const {
+  Json all{{"from", from}, {"to", to}, {"why", causes.at(verdict)}, {"text", reason()}, {"missing", residual.json()}};
+  if (verdict == Verdict::tips) all.update({{"direction", direction}, {"excess", excess.json()}});
+  if (verdict == Verdict::slips) all["friction_needed"] = number(friction_needed);
+  return all;
+}
+
+Json GroundSummary::json() const {
+  Json spans = Json::array();
+  for (const Span& span : spans_) spans.push_back(span.json());
+  Json soles = Json::array();
+  for (const SoleSummary& sole : soles_) {
+    Json one{{"body", sole.body}, {"friction", sole.friction}};
+    for (std::size_t item = 0; item < item_count; ++item) one[items[item].key] = sole.items[item].json();
+    soles.push_back(std::move(one));
+  }
+  Json off = Json::array();
+  for (const SoleSummary* sole : soles_off_the_ground()) off.push_back(sole->body);
+  return {{"stands_throughout", is_borne_throughout() && samples_in_flight_ == 0},
+          {"in_flight", samples_in_flight_ == 0
+                            ? Json()
+                            : Json{{"samples", samples_in_flight_}, {"from", first_flight_}, {"to", last_flight_}}},
+          {"off_the_ground", std::move(off)},
+          {"cannot_stand", std::move(spans)},
+          {"margins",
+           {{"zmp_inside", margin_.json()}, {"least_friction", friction_needed_.json()}, {"soles", std::move(soles)}}}};
+}
+
+}  // namespace korvel::host

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <filesystem>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+
+#include "host/process/output_file.h"
+#include "host/run/columns.h"
+
+namespace korvel::host {
+
+/// The path of the file that describes results: NAME.json beside NAME.csv.
+std::filesystem::path description_path(const std::filesystem::path& results);
+
+/// Describes a run, for a reader that has its results and not the module: `bodies` with `name`, `parent` (-1 for the
+/// root), `mass` [kg] and `rest`, the origin in the root at joint angles 0 [m]; `joints` with `name` and the index of
+/// the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if the robot stands, `ground` with its
+/// `height` in the world [m], the `level` above its lowest corner up to which a sole's corners are in contact [m], and
+/// `soles` with the index of their `body`, their `corners` in the body's frame [m] and their `friction`.
+///
+/// `system` has its initial values, and gets stored poses that mean nothing.
+std::string run_description(tesk::RigidBodySystem& system, const Ground* ground);
+
+/// Results, and their description in a file beside them.
+class ResultsFile {
+ public:
+  /// Where both files go.
+  struct Paths {
+    OutputPath results, description;
+  };
+  /// Throws Error as Outputs::claim does, and if the description would replace a file that is none.
+  static Paths claim(const std::filesystem::path& results, Outputs& outputs);
+
+  /// Whether a description of results stands beside them.
+  static bool is_described(const std::filesystem::path& results);
+
+  explicit ResultsFile(const Paths& paths) : paths_(paths), results_(paths.results) {}
+
+  /// As the user named it.
+  const std::filesystem::path& path() const { return paths_.results.named; }
+
+  /// Writes the row of a sample, below the header if it is the first one. Returns the name of the first column whose
+  /// number is not finite, if there is one; then the file is of no use.
+  [[nodiscard]] std::optional<std::string> add(const Sample& sample);
+  /// Ends writing rows, as OutputFile::close does.
+  void close() { results_.close(); }
+  /// Writes the description, the text of run_description.
+  void describe(const std::string& description);
+  /// Completes both files, the description first.
+  void commit();
+
+ private:
+  Paths paths_;
+  OutputFile results_;
+  std::optional<OutputFile> description_;
+  bool has_header_ = false;
+};
+
+}  // namespace korvel::host
