@@ -8,20 +8,17 @@
 
 #include "korvel/batch.hpp"
 
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <boost/align/aligned_allocator.hpp>
 #include <cstring>
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <thread>
 
 #include "bench/instants.h"
 #include "bench/jobs.h"
 #include "bench/peers/peer.h"
-#include "bench/robot.h"
+#include "bench/run_benchmarks.h"
 #include "host/robot/module.h"
 
 namespace {
@@ -41,7 +38,8 @@ using Numbers = std::vector<float, boost::alignment::aligned_allocator<float, 64
 /// States, and room for what is computed of them.
 struct Arrays {
   explicit Arrays(std::ptrdiff_t n) : count(n), states(bench::seeded_instants(in_cache)) {
-    for (Numbers* values : {&q, &dq, &ddq, &forces}) *values = room(coordinates);
+    for (Numbers* values : {&q, &dq, &ddq, &forces, &by_q, &by_dq, &by_ddq}) *values = room(coordinates);
+    by_velocity = room(dense_numbers);
     poses_root = room(pose_numbers);
     poses_world = room(pose_numbers);
     com_root = room(3);
@@ -51,23 +49,24 @@ struct Arrays {
     wrenches = {room(6), room(6)};
     for (std::ptrdiff_t s = 0; s < n; ++s) {
       const bench::LoadedInstant& state = states[static_cast<std::size_t>(s % in_cache)];
-      put(state.root_q, state.joint_pos, q.data() + s * coordinates);
-      put(state.root_dq, state.joint_vel, dq.data() + s * coordinates);
-      put(state.root_ddq, state.joint_acc, ddq.data() + s * coordinates);
+      const auto [x, y, z, roll, pitch, yaw] = QZ::Math::position6DFromTransform(state.root.pose);
+      put({x, y, z, roll, pitch, yaw}, state.joint_pos, q.data() + s * coordinates);
+      put(six(state.root.velocity), state.joint_vel, dq.data() + s * coordinates);
+      put(six(state.root.acceleration), state.joint_acc, ddq.data() + s * coordinates);
       for (std::size_t i = 0; i < 2; ++i) std::copy_n(state.wrenches[i].data(), 6, wrenches[i].data() + 6 * s);
     }
   }
 
   Numbers room(int numbers) const { return Numbers(static_cast<std::size_t>(count * numbers)); }
-  template <typename Root, typename Joints>
-  static void put(const Root& root, const Joints& joints, float* to) {
-    for (Eigen::Index d = 0; d < 6; ++d) to[d] = static_cast<float>(root[d]);
-    std::copy_n(joints.data(), coordinates - 6, to + 6);
+  static std::array<float, 6> six(const QZ::Math::Velocity6D& v) { return {v.x, v.y, v.z, v.wx, v.wy, v.wz}; }
+  static void put(const std::array<float, 6>& root, const Eigen::ArrayXf& joints, float* to) {
+    std::copy(joints.begin(), joints.end(), std::copy(root.begin(), root.end(), to));
   }
 
   std::ptrdiff_t count;
   bench::LoadedInstants states;
-  Numbers q, dq, ddq, forces, poses_root, poses_world, com_root, com_world, jacobian, mass;
+  Numbers q, dq, ddq, forces, by_q, by_dq, by_ddq, by_velocity, poses_root, poses_world, com_root, com_world, jacobian,
+      mass;
   std::array<Numbers, 2> wrenches;
 };
 
@@ -164,16 +163,49 @@ void add_batch(const std::string& who, const Batch& batch, bool in_tiles, Arrays
   });
   add("dynamics-sums/" + who, a.count,
       [=, &a, &batch] { benchmark::DoNotOptimize(batch.force_sums(a.count, q(), dq(), ddq(), feet(in_tiles, a))); });
-  // On both feet, wherever they are: most of these lively motions the ground cannot bear, which takes longest.
+  add("gradient/" + who, a.count, [=, &a, &batch] {
+    batch.dynamics_gradient(a.count, q(), dq(), ddq(), dq(),
+                            {output(in_tiles, a.forces, coordinates), output(in_tiles, a.by_q, coordinates),
+                             output(in_tiles, a.by_dq, coordinates), output(in_tiles, a.by_ddq, coordinates)},
+                            feet(in_tiles, a));
+  });
+  const auto derivatives = [=, &a, &batch](const korvel_batch_output& position_packed,
+                                           const korvel_batch_output& velocity_packed,
+                                           const korvel_batch_output& position, const korvel_batch_output& velocity) {
+    batch.dynamics_derivatives(
+        a.count, q(), dq(), ddq(),
+        {output(in_tiles, a.forces, coordinates), position_packed, velocity_packed, position, velocity},
+        feet(in_tiles, a));
+  };
+  add("derivatives-unwritten/" + who, a.count, [=] { derivatives({}, {}, {}, {}); });
+  add("derivatives-packed/" + who, a.count, [=, &a] {
+    derivatives(output(in_tiles, a.mass, KORVEL_BATCH_POSITION_ENTRIES),
+                output(in_tiles, a.by_velocity, KORVEL_BATCH_VELOCITY_ENTRIES), {}, {});
+  });
+  add("derivatives-dense/" + who, a.count, [=, &a] {
+    derivatives({}, {}, output(in_tiles, a.mass, dense_numbers), output(in_tiles, a.by_velocity, dense_numbers));
+  });
+  static const std::vector<float> rotors(KORVEL_BATCH_JOINTS, 1e-3F);
+  add("forward-dynamics/" + who, a.count, [=, &a, &batch] {
+    batch.forward_dynamics(a.count, q(), dq(), ddq(), {output(in_tiles, a.forces, coordinates), {}}, rotors.data(),
+                           feet(in_tiles, a));
+  });
+  // On both feet, wherever they are: most of these lively motions the ground cannot bear, which takes longest. At rest
+  // it can, and no corner is near slipping.
   static const float corners[]{-0.045F, 0.04F,  0.1F,   -0.045F, -0.04F, 0.1F,
                                -0.045F, -0.04F, -0.05F, -0.045F, 0.04F,  -0.05F};
   static const korvel_batch_sole soles[]{{static_cast<int>(bench::feet[0]), 0.6F, corners, 4},
                                          {static_cast<int>(bench::feet[1]), 0.6F, corners, 4}};
   static const float contact[]{1, 1};
-  add("stand/" + who, a.count, [=, &a, &batch] {
+  const auto stand = [=, &a, &batch](const auto& of_q, const auto& of_dq, const auto& of_ddq) {
     const korvel_batch_ground ground{0, soles, 2, {contact, 0, sizeof(float), 0}};
-    batch.stand(a.count, q(), dq(), ddq(), ground, {output(in_tiles, a.forces, coordinates), {}, {}, {}, {}, {}, {}});
-  });
+    batch.stand(a.count, of_q, of_dq, of_ddq, ground,
+                {output(in_tiles, a.forces, coordinates), {}, {}, {}, {}, {}, {}});
+  };
+  add("stand/" + who, a.count, [=] { stand(q(), dq(), ddq()); });
+  static const float zeros[coordinates]{};
+  const korvel_batch_input rest{zeros, 0, sizeof(float), 0};
+  add("stand-at-rest/" + who, a.count, [=] { stand(rest, rest, rest); });
 }
 
 /// A general library with an object for each of some threads, which share the states: the time of one.
@@ -182,7 +214,7 @@ class PeerOnThreads {
   PeerOnThreads(const bench::PeerEntry& entry, const bench::LoadedInstants& states, int threads)
       : states_(states.size()) {
     for (int t = 0; t < threads; ++t) {
-      peers_.push_back(entry.make(states));
+      peers_.push_back(entry.read(states, bench::exported_robot(entry.formats.front())));
       peers_.back()->set_root_and_wrenches(0);
     }
   }
@@ -221,10 +253,14 @@ void add_peers(const bench::LoadedInstants& states, int threads) {
     add_job("kinematics-jacobian", &bench::Peer::compute_kinematics);
     add_job("mass-dense", &bench::Peer::compute_mass);
     add_job("dynamics", &bench::Peer::compute_dynamics);
+    add_job("forward-dynamics", &bench::Peer::compute_forward_dynamics);
+    if (entry.has_derivatives) add_job("derivatives-dense", &bench::Peer::compute_derivatives);
   }
 }
 
-void run() {
+void run(const std::vector<std::string>& arguments) {
+  if (!arguments.empty())
+    throw std::invalid_argument("expected options of Google Benchmark, found '" + arguments.front() + "'");
   const host::Module module(KORVEL_MODULE);
   const auto robot = module.create();
   static Arrays cached(in_cache);
@@ -251,14 +287,4 @@ void run() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  try {
-    run();
-    return 0;
-  } catch (const std::exception& error) {
-    std::cerr << "korvel-bench-batch: " << error.what() << '\n';
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return korvel::bench::run_benchmarks(argc, argv, run); }

@@ -1,6 +1,6 @@
 /// Holds general libraries that have read the exported robot to the module.
 ///
-///   korvel-cross-check MODULE URDF MJCF [NAME]...
+///   korvel-cross-check MODULE [NAME]...
 ///
 /// Prints a table with the largest deviation of each quantity in a thousand states. Fails if one is over the bound, or
 /// if a library that is named is not in this program; without names, all that are.
@@ -11,7 +11,6 @@
 #include <map>
 #include <stdexcept>
 
-#include "bench/peers/agreement.h"
 #include "bench/peers/module_peer.h"
 
 namespace {
@@ -21,8 +20,6 @@ using namespace korvel;
 constexpr std::size_t state_count = 1000;
 constexpr double bound = 2e-6;
 constexpr const char* quantities[] = {"masses", "poses", "centre of mass", "jacobian", "mass matrix", "torques"};
-
-using Files = std::map<std::string, std::filesystem::path>;
 
 /// Returns whether all is within the bound.
 bool print_row(const std::string& name, bench::Peer& peer, bench::Peer& reference) {
@@ -56,7 +53,7 @@ std::vector<bench::PeerEntry> chosen(const std::vector<std::string>& names) {
   return entries;
 }
 
-bool run(const std::string& module, const Files& files, const std::vector<std::string>& names) {
+bool run(const std::string& module, const std::vector<std::string>& names) {
   const bench::LoadedInstants states = bench::seeded_instants(state_count);
   bench::ModulePeer reference(host::Module(module), states);
   std::printf("| library, file |");
@@ -64,8 +61,8 @@ bool run(const std::string& module, const Files& files, const std::vector<std::s
   std::puts("\n| --- | --- | --- | --- | --- | --- | --- |");
   bool within = true;
   for (const bench::PeerEntry& entry : chosen(names)) {
-    for (const auto& [format, read] : entry.read) {
-      const auto peer = read(states, files.at(format));
+    for (const std::string& format : entry.formats) {
+      const auto peer = entry.read(states, bench::exported_robot(format));
       within = print_row(entry.name + ' ' + entry.version + ", " + format, *peer, reference) && within;
     }
   }
@@ -76,12 +73,12 @@ bool run(const std::string& module, const Files& files, const std::vector<std::s
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 4) {
-    std::cerr << "korvel-cross-check MODULE URDF MJCF [NAME]...\n";
+  if (argc < 2) {
+    std::cerr << "korvel-cross-check MODULE [NAME]...\n";
     return 2;
   }
   try {
-    return run(argv[1], {{"urdf", argv[2]}, {"mjcf", argv[3]}}, {argv + 4, argv + argc}) ? 0 : 1;
+    return run(argv[1], {argv + 2, argv + argc}) ? 0 : 1;
   } catch (const std::exception& error) {
     std::cerr << "korvel-cross-check: " << error.what() << '\n';
     return 1;

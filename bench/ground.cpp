@@ -2,27 +2,25 @@
 ///
 ///   korvel-ground-bench MOTION.csv SOLES.csv [options of Google Benchmark]
 
-#include <benchmark/benchmark.h>
-
-#include <iostream>
-
-#include "host/ground/contact_phases.h"
-#include "host/ground/ground_cycle.h"
-#include "host/ground/soles_file.h"
-#include "host/motion/cycle.h"
-#include "host/motion/motion.h"
+#include "bench/run_benchmarks.h"
 #include "host/robot/module.h"
 #include "host/robot/robot.h"
+#include "host/run/contact_phases.h"
+#include "host/run/ground_cycle.h"
+#include "motion/cycle.h"
+#include "motion/motion.h"
+#include "motion/soles_file.h"
 
 namespace {
 
 using namespace korvel;
 
-void run(const char* motion, const char* soles) {
+void run(const std::vector<std::string>& files) {
+  if (files.size() != 2) throw std::invalid_argument("expected MOTION.csv and SOLES.csv");
   const host::System system = host::Module(KORVEL_MODULE).create();
   const std::vector<std::string> bodies = host::body_names(*system);
-  const host::Trajectory trajectory(host::read_motion(motion, host::joint_names(*system), bodies));
-  const host::Ground ground{host::read_soles(soles, bodies), 0, {}};
+  const host::Trajectory trajectory(host::read_motion(files[0], host::joint_names(*system), bodies));
+  const host::Ground ground{host::read_soles(files[1], bodies), 0, {}};
   const auto phases = host::contact_phases(trajectory, ground, {}, *system);
   host::GroundCycle cycle(ground, *system);
 
@@ -42,15 +40,4 @@ void run(const char* motion, const char* soles) {
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-  benchmark::Initialize(&argc, argv);
-  if (argc != 3) {
-    std::cerr << "usage: korvel-ground-bench MOTION.csv SOLES.csv [options of Google Benchmark]\n";
-    return 2;
-  }
-  run(argv[1], argv[2]);
-  return 0;
-} catch (const std::exception& error) {
-  std::cerr << error.what() << '\n';
-  return 1;
-}
+int main(int argc, char** argv) { return korvel::bench::run_benchmarks(argc, argv, run); }

@@ -1,16 +1,21 @@
 #pragma once
 
 #include <array>
+#include <iterator>
 #include <vector>
 
-#include "host/motion/trajectory.h"
+#include "metapod/models/korvel/robot.h"
+#include "motion/trajectory.h"
 
 namespace korvel::bench {
 
+inline constexpr std::size_t joint_count = std::size(metapod::models::KorvelRobot::bodies) - 1;
+
+/// The bodies that stand on the ground.
+inline constexpr std::array<std::size_t, 2> feet{13, 19};
+
 /// The inputs of one call of anything that is measured.
 struct LoadedInstant : host::Instant {
-  /// The coordinates of the root and their derivatives, from which its pose and rates come.
-  Eigen::Matrix<double, 6, 1> root_q, root_dq, root_ddq;
   /// On each of `feet`: force [N], then moment about the origin of the body [N m], in its frame.
   std::array<std::vector<float>, 2> wrenches;
   /// The body that partial centres of mass leave out: every one but the root in turn.

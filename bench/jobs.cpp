@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "bench/robot.h"
-
 namespace korvel::bench {
 
 using Robot = tesk::RigidBodySystem;

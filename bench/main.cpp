@@ -1,19 +1,16 @@
 /// Times the jobs of one or more modules, and of general libraries for the same robot, in one run.
 ///
-///   korvel-bench [--module FILE]... [options of Google Benchmark]
+///   korvel-bench [options of Google Benchmark] [MODULE]...
 ///
 /// The first module is the reference: all others have to agree with it before anything is timed. Benchmarks are called
 /// OPERATION/WHO, where WHO is "korvel", or the file if modules are named.
 
-#include <benchmark/benchmark.h>
-
 #include <array>
-#include <iostream>
 #include <list>
 
 #include "bench/jobs.h"
-#include "bench/peers/agreement.h"
 #include "bench/peers/module_peer.h"
+#include "bench/run_benchmarks.h"
 
 namespace {
 
@@ -30,33 +27,33 @@ void time_passes(benchmark::State& timer, std::size_t state_count, Pass&& pass) 
 }
 
 /// A module under its name, with an object for each of two threads.
-struct Subject {
-  Subject(std::string subject_name, const std::string& file)
-      : name(std::move(subject_name)), module(file), robots{module.create(), module.create()} {}
+struct TimedModule {
+  TimedModule(std::string module_name, const std::string& file)
+      : name(std::move(module_name)), module(file), robots{module.create(), module.create()} {}
 
   std::string name;
   host::Module module;
   std::array<host::System, 2> robots;
 };
 
-void add_module(const Subject& subject, const LoadedInstants& states) {
-  for (const auto& robot : subject.robots) {
+void add_module(const TimedModule& module, const LoadedInstants& states) {
+  for (const auto& robot : module.robots) {
     // The jobs read what this leaves behind.
     bench::set_root_and_wrenches(*robot, states.front());
     robot->setJointAnglesPos(states.front().joint_pos);
     robot->computeFwdKinematics();
   }
   for (const bench::Job& job : bench::jobs) {
-    benchmark::RegisterBenchmark(name_of(job.name, subject.name).c_str(), [&](benchmark::State& timer) {
-      time_passes(timer, states.size(), [&] { job.pass(*subject.robots[0], states); });
+    benchmark::RegisterBenchmark(name_of(job.name, module.name).c_str(), [&](benchmark::State& timer) {
+      time_passes(timer, states.size(), [&] { job.pass(*module.robots[0], states); });
       timer.SetLabel(job.calls);
     });
   }
   // Real time, because two threads that wait for each other take no time of their processors.
   benchmark::RegisterBenchmark(
-      name_of("threads", subject.name).c_str(),
+      name_of("threads", module.name).c_str(),
       [&](benchmark::State& timer) {
-        tesk::RigidBodySystem& robot = *subject.robots[static_cast<std::size_t>(timer.thread_index())];
+        tesk::RigidBodySystem& robot = *module.robots[static_cast<std::size_t>(timer.thread_index())];
         time_passes(timer, states.size(), [&] { bench::find_job(bench::cycle)->pass(robot, states); });
       })
       ->ThreadRange(1, 2)
@@ -80,36 +77,21 @@ void add_peer(const bench::PeerEntry& entry, bench::Peer& peer, std::size_t stat
   add(bench::dynamics, &bench::Peer::compute_dynamics);
 }
 
-/// Takes the modules out of the arguments.
-std::vector<std::string> take_modules(int& argc, char** argv) {
-  std::vector<std::string> files;
-  int kept = 1;
-  for (int i = 1; i < argc; ++i) {
-    if (argv[i] == std::string("--module") && i + 1 < argc) {
-      files.emplace_back(argv[++i]);
-    } else {
-      argv[kept++] = argv[i];
-    }
-  }
-  argc = kept;
-  return files;
-}
-
 void run(const std::vector<std::string>& files) {
   const LoadedInstants states = bench::seeded_instants();
-  std::list<Subject> subjects;
-  if (files.empty()) subjects.emplace_back("korvel", KORVEL_MODULE);
-  for (const std::string& file : files) subjects.emplace_back(file, file);
+  std::list<TimedModule> modules;
+  if (files.empty()) modules.emplace_back("korvel", KORVEL_MODULE);
+  for (const std::string& file : files) modules.emplace_back(file, file);
 
-  bench::ModulePeer reference(subjects.front().module, states);
-  for (const Subject& subject : subjects) {
-    bench::ModulePeer other(subject.module, states);
-    bench::require_agreement(subject.name, other, reference, states.size());
-    add_module(subject, states);
+  bench::ModulePeer reference(modules.front().module, states);
+  for (const TimedModule& module : modules) {
+    bench::ModulePeer other(module.module, states);
+    bench::require_agreement(module.name, other, reference, states.size());
+    add_module(module, states);
   }
   std::list<std::unique_ptr<bench::Peer>> peers;
   for (const bench::PeerEntry& entry : bench::peers()) {
-    peers.push_back(entry.make(states));
+    peers.push_back(entry.read(states, bench::exported_robot(entry.formats.front())));
     bench::require_agreement(entry.name, *peers.back(), reference, states.size());
     add_peer(entry, *peers.back(), states.size());
   }
@@ -118,15 +100,4 @@ void run(const std::vector<std::string>& files) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  const std::vector<std::string> modules = take_modules(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  try {
-    run(modules);
-    return 0;
-  } catch (const std::exception& error) {
-    std::cerr << "korvel-bench: " << error.what() << '\n';
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return korvel::bench::run_benchmarks(argc, argv, run); }

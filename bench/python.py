@@ -1,22 +1,25 @@
 #!/usr/bin/env python3
 """Times the Python package beside the C functions that it calls, one thread, in one run of shuffled turns.
 
-Usage: PYTHONPATH=python KORVEL_LIBRARY_PATH=build/release bench/python.py
+Usage: PYTHONPATH=libraries/python KORVEL_LIBRARY_PATH=build/release bench/python.py
 
 Of a single state, the time of a call in microseconds: through the package, and of that in C, the call by ctypes included,
 with arguments that are ready. Of 4096 states, into arrays that are there, into new ones, and in C.
 """
 
+import argparse
 import random
 import statistics
-import struct
 import time
+
+if __name__ == "__main__":  # Help needs neither numpy nor the libraries.
+    argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter).parse_args()
 
 import numpy as np
 
 import korvel
-from korvel import _arguments, _batch_library
-from korvel._arrays import view, view_of_blocks
+from korvel import _batch_library as library
+from korvel._arrays import View, view
 
 TURNS = 41
 
@@ -26,16 +29,10 @@ def states(n):
     return [rng.uniform(-1, 1, (n, 30)).astype(np.float32) for _ in range(3)]
 
 
-def in_c(batch, name, *views):
+def in_c(batch, n, function, *arguments):
     """The C function with arguments that are ready."""
-    memory, handle, n = _arguments.Memory(), batch._handle, views[0][0]
-    for i, v in enumerate(views[1:]):
-        struct.pack_into("Pnnn", memory.bytes, i * _arguments.VIEW_SIZE, *v)
-    m = memory
-    rest = {"kinematics": (m.first, m.second), "mass": (m.first, None, m.second),
-            "dynamics": (m.first, m.second, m.third, None, 0, m.fourth, None)}[name]
-    function = getattr(_batch_library, name)
-    return lambda keep=(memory, handle): function(handle.pointer, n, *rest)
+    pointer = batch._pointer
+    return lambda: function(pointer, n, *arguments)
 
 
 def operations(n):
@@ -43,15 +40,16 @@ def operations(n):
     batch = korvel.Batch(1)
     q, dq, ddq = states(n)
     k, H, f = batch.kinematics(q), batch.mass(q), batch.dynamics(q, dq, ddq)
-    poses = [view_of_blocks(array, "", array.ndim - 1) for array in k[:4]]
+    motion = [view(array) for array in (q, dq, ddq)]
+    poses = (View * 5)(*(view(array, axes=array.ndim - 1) for array in k[:4]))
     return {
         "kinematics": {"new arrays": lambda: batch.kinematics(q), "out=": lambda: batch.kinematics(q, out=k),
-                       "C": in_c(batch, "kinematics", (n,), view(q), *poses, (0, 0, 0, 0))},
+                       "C": in_c(batch, n, library.kinematics, motion[0], poses)},
         "mass matrix, dense": {"new arrays": lambda: batch.mass(q), "out=": lambda: batch.mass(q, out=H),
-                               "C": in_c(batch, "mass", (n,), view(q), view_of_blocks(H, "", 2))},
+                               "C": in_c(batch, n, library.mass, motion[0], None, None, view(H, axes=2))},
         "inverse dynamics": {"new arrays": lambda: batch.dynamics(q, dq, ddq),
                              "out=": lambda: batch.dynamics(q, dq, ddq, out=f),
-                             "C": in_c(batch, "dynamics", (n,), view(q), view(dq), view(ddq), view(f))},
+                             "C": in_c(batch, n, library.dynamics, *motion, None, 0, None, view(f), None)},
     }
 
 

@@ -2,15 +2,13 @@
 ///
 ///   KORVEL_RECORD_TO=FOLDER korvel-record-bench [options of Google Benchmark]
 
-#include <benchmark/benchmark.h>
-
 #include <filesystem>
-#include <iostream>
 #include <thread>
 
 #include "bench/jobs.h"
-#include "host/motion/cycle.h"
+#include "bench/run_benchmarks.h"
 #include "host/robot/module.h"
+#include "motion/cycle.h"
 
 namespace {
 
@@ -47,7 +45,9 @@ void control_cycle(tesk::RigidBodySystem& robot, const bench::LoadedInstant& sta
   benchmark::DoNotOptimize(robot.getComPosition());
 }
 
-void run() {
+void run(const std::vector<std::string>& arguments) {
+  if (!arguments.empty())
+    throw std::invalid_argument("expected options of Google Benchmark, found '" + arguments.front() + "'");
   const host::System plain = host::Module(KORVEL_MODULE).create();
   const host::System recorded = host::Module(KORVEL_RECORDER).create();
   const bench::LoadedInstants states = bench::seeded_instants();
@@ -71,11 +71,4 @@ void run() {
 
 }  // namespace
 
-int main(int argc, char** argv) try {
-  benchmark::Initialize(&argc, argv);
-  run();
-  return 0;
-} catch (const std::exception& error) {
-  std::cerr << error.what() << '\n';
-  return 1;
-}
+int main(int argc, char** argv) { return korvel::bench::run_benchmarks(argc, argv, run); }

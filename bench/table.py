@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """Prints the results of korvel-bench, a JSON file of Google Benchmark, as one table.
 
-Whoever was registered first is the reference, and the others have their ratio to it in parentheses.
+The contender that was registered first is the reference. The ratios of the others to it are in parentheses.
 """
 
+import argparse
 import json
 import statistics
-import sys
 
 
 def summary(runs, clock, summarize=statistics.median):
@@ -60,7 +60,9 @@ def print_notes(runs):
 
 
 def main():
-    with open(sys.argv[1], encoding="utf-8") as file:
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("results", help="the JSON file")
+    with open(parser.parse_args().results, encoding="utf-8") as file:
         benchmarks = json.load(file)["benchmarks"]
     runs = [run for run in benchmarks if run["run_type"] == "iteration"]
     runs.sort(key=lambda run: run["family_index"])

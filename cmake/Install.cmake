@@ -6,7 +6,7 @@ set(header_directory ${CMAKE_INSTALL_INCLUDEDIR}/korvel)
 
 foreach(header plugin/rigid_body_system.h qzmath/qzmath.h)
   get_filename_component(folder ${header} DIRECTORY)
-  install(FILES ${header} DESTINATION ${header_directory}/${folder} COMPONENT development)
+  install(FILES module/${header} DESTINATION ${header_directory}/${folder} COMPONENT development)
 endforeach()
 set_target_properties(korvel_interface PROPERTIES EXPORT_NAME interface)
 set_target_properties(korvel PROPERTIES EXPORT_NAME module)
@@ -30,7 +30,7 @@ foreach(name batch motion)
     EXPORT korvel
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT batch NAMELINK_COMPONENT development
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(DIRECTORY ${name}/korvel/ DESTINATION ${header_directory} COMPONENT development
+  install(DIRECTORY libraries/${name}/korvel/ DESTINATION ${header_directory} COMPONENT development
           FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 endforeach()
 install(EXPORT korvel NAMESPACE korvel:: DESTINATION ${package_directory} FILE korvel-targets.cmake COMPONENT development)
@@ -69,8 +69,12 @@ endforeach()
 
 if(TARGET korvel::batch AND TARGET korvel::motion)
   set(KORVEL_PYTHON_DIRECTORY lib/python3/dist-packages CACHE STRING "Where the Python package is installed, in the prefix")
-  install(DIRECTORY python/korvel DESTINATION ${KORVEL_PYTHON_DIRECTORY} COMPONENT python
+  install(DIRECTORY libraries/python/korvel DESTINATION ${KORVEL_PYTHON_DIRECTORY} COMPONENT python
           FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+  # The package finds the libraries of its prefix from where it stands.
+  file(RELATIVE_PATH library_path ${CMAKE_INSTALL_PREFIX}/${KORVEL_PYTHON_DIRECTORY}/korvel ${CMAKE_INSTALL_FULL_LIBDIR})
+  file(WRITE ${PROJECT_BINARY_DIR}/library_path ${library_path})
+  install(FILES ${PROJECT_BINARY_DIR}/library_path DESTINATION ${KORVEL_PYTHON_DIRECTORY}/korvel COMPONENT python)
 endif()
 
 # The file with the version in it, compressed, in the build directory.
@@ -92,21 +96,22 @@ if(TARGET korvel-host)
   install(FILES host/cli/completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           RENAME korvel-host COMPONENT tool)
   # Built where node is installed.
-  foreach(file report.html mcap.mjs)
-    install(FILES ${PROJECT_BINARY_DIR}/${file} DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool OPTIONAL)
-  endforeach()
-  install(DIRECTORY motions DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool FILES_MATCHING PATTERN "*.csv")
+  install(FILES ${PROJECT_BINARY_DIR}/report.html DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool OPTIONAL)
+  install(DIRECTORY examples/motions DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool FILES_MATCHING PATTERN "*.csv")
 endif()
 # The documents refer to each other as they do in the source.
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
         FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png")
 install(FILES README.md ARCHITECTURE.md CHANGELOG.md CONTRIBUTING.md PERFORMANCE.md RELIABILITY.md
         DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(FILES examples/minimal_host.cpp examples/many_states.cpp examples/cluster.py examples/optimise_squat.py
+install(FILES examples/minimal_host.cpp examples/controller_quantities.h examples/many_states.cpp examples/cluster.py examples/optimise_squat.py
+              examples/smooth_motion.py examples/tumble.py
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+install(DIRECTORY examples/mcap DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
+        FILES_MATCHING PATTERN "*.mjs" PATTERN "*.json")
 set(header plugin/rigid_body_system.h)
-file(RELATIVE_PATH installed_header /${CMAKE_INSTALL_DOCDIR}/plugin /${header_directory}/${header})
+file(RELATIVE_PATH installed_header /${CMAKE_INSTALL_DOCDIR}/module/plugin /${header_directory}/${header})
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/documents)
 file(CREATE_LINK ${installed_header} ${PROJECT_BINARY_DIR}/documents/rigid_body_system.h SYMBOLIC)
-install(FILES ${PROJECT_BINARY_DIR}/documents/rigid_body_system.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/plugin
+install(FILES ${PROJECT_BINARY_DIR}/documents/rigid_body_system.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/module/plugin
         COMPONENT development)

@@ -26,8 +26,6 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_KORVEL_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 # What hosts are compiled with; the module and the tool run without.
 set(CPACK_DEBIAN_KORVEL_PACKAGE_RECOMMENDS "libeigen3-dev (>= 3.4)")
-# What `korvel-host replay --mcap` runs.
-set(CPACK_DEBIAN_KORVEL_PACKAGE_SUGGESTS nodejs)
 set(CPACK_DEBIAN_KORVEL_DESCRIPTION
     "A module that a motion framework loads, the header to compile against,\nlibraries for many states and for motion files, and a tool that runs motions\nthrough the module, shows them, and holds any module to what the interface\npromises.")
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Tries millions of squats on many machines, with Dask.
 
-A candidate is a number: whoever works on it draws its knots from it, makes its states and keeps only what is wanted of
+A candidate is a number: a worker draws its knots from it, makes its states and keeps only what is wanted of
 them, so that a task sends two numbers and returns a handful. The answer does not depend on how the work is cut, on who
 does it, or in which order it comes back: what is returned is whole numbers and the least of pairs, which have no
 rounding. A task that dies with its worker is done again by another.
@@ -114,7 +114,7 @@ def run(client: distributed.Client, candidates: int, task: int, seed: int,
 
 def main(arguments: List[str]) -> int:
     parser = argparse.ArgumentParser(description="Try many squats on many machines.")
-    parser.add_argument("--scheduler", help="of a cluster that is there; otherwise two processes on this machine")
+    parser.add_argument("--scheduler", help="address of a running cluster; default: two processes on this machine")
     parser.add_argument("--candidates", type=int, default=20000, help="to try (%(default)s)")
     parser.add_argument("--task", type=int, default=1000, help="candidates of a task (%(default)s)")
     parser.add_argument("--seed", type=int, default=1, help="(%(default)s)")

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
 """Finds a squat that spares the knees.
 
-The hips go down and up again as in motions/squat.csv. What is free is how the torso leans, how far the hips move
-forward and how high the arms are, at six times from standing to the lowest point; cubic splines lie between, and the way
-up is the same backwards. Wanted are the values with the least peak torque of the knees with which the robot stands throughout, its
-zero moment point no nearer to the edge of its soles than a margin. Differential evolution tries them, a generation at a
-time; every sample of every candidate is a state that stands on the ground.
+The hips go down and up again as in examples/motions/squat.csv. Six values each, at six times from standing to the lowest
+point, say how the torso leans, how far the hips move forward and how high the arms are. Cubic splines lie between them,
+and the way up is the same backwards. The search wants the least mean square of the knees' torques with which the robot
+stands throughout, its zero moment point no nearer to the edge of its soles than a margin. It follows derivatives: all
+neighbours of a candidate are one batch, and every sample of each is a state that stands on the ground.
 
     python3 examples/optimise_squat.py                         prints what it finds
     python3 examples/optimise_squat.py -o best.csv --picture best.png
-    korvel-host run best.csv --soles motions/soles.csv -o best-results.csv
+    korvel-host run best.csv --soles examples/motions/soles.csv -o best-results.csv
 
 Needs numpy, scipy and, for the picture, matplotlib.
 """
@@ -17,6 +17,7 @@ Needs numpy, scipy and, for the picture, matplotlib.
 from __future__ import annotations
 
 import argparse
+import functools
 import pathlib
 import sys
 import time
@@ -26,15 +27,15 @@ import korvel
 import numpy as np
 import numpy.typing as npt
 from scipy.interpolate import CubicSpline
-from scipy.optimize import differential_evolution
+from scipy.optimize import least_squares
 
 Array = npt.NDArray[np.float64]
 Floats = npt.NDArray[np.float32]
 
 HERE = pathlib.Path(__file__).resolve().parent
 # In the source, or where both are installed.
-MOTIONS = next(folder for folder in (HERE.parent / "motions", HERE.parents[2] / "korvel" / "motions") if folder.is_dir())
-# The robot's legs [m], as motions/generate.py has them.
+MOTIONS = next(folder for folder in (HERE / "motions", HERE.parents[2] / "korvel" / "motions") if folder.is_dir())
+# The robot's legs [m], as examples/motions/generate.py has them.
 HIP_HEIGHT_IN_TORSO, THIGH, SHANK, ANKLE_HEIGHT, STANDING = -0.085, 0.1, 0.1029, 0.045, 0.195
 ARM_DOWN = 1.4  # [rad]
 
@@ -45,7 +46,7 @@ KNOTS = np.linspace(DOWN, LOW, 6)
 # Lean of the torso [rad], the hips' way forward [m], shoulder pitch [rad].
 NAMES = ("lean", "forward", "arms")
 LOWEST, HIGHEST, AT_REST = (-0.2, -0.08, -1.5), (1.0, 0.08, 1.9), (0.0, 0.0, ARM_DOWN)
-FROM_EXAMPLE = (0.5, -0.05, 0.0)  # at the lowest point of motions/squat.csv
+FROM_EXAMPLE = (0.5, -0.05, 0.0)  # at the lowest point of examples/motions/squat.csv
 
 MARGIN = 0.02  # [m]
 KNEES = [korvel.COORDINATES.index(side + "KneePitch") for side in "LR"]
@@ -62,11 +63,19 @@ def mirrored(t: Array) -> Array:
     return np.where(t > (LOW + UP) / 2, np.minimum(DOWN + END - t, LOW), np.minimum(t, LOW))
 
 
+@functools.lru_cache(maxsize=None)
+def spline_weights(knots: Tuple[float, ...], at: Tuple[float, ...], derivative: int, ends: str) -> Array:
+    """The weights of the values at knots in a spline at other times, ``[times, knots]``. They are made once, because a
+    spline for each candidate takes several times as long as its states."""
+    weights: Array = CubicSpline(knots, np.eye(len(knots)), bc_type=ends)(at, derivative)
+    return weights
+
+
 def curves(candidates: Array, t: Array) -> Dict[str, Array]:
     """What is free, ``[candidates, times]`` each, of candidates ``[candidates, 3 * knots]``."""
     values = candidates.reshape(len(candidates), len(NAMES), len(KNOTS))
-    at = np.maximum(mirrored(t), DOWN)
-    return {name: CubicSpline(KNOTS, values[:, i], axis=1, bc_type="clamped")(at) for i, name in enumerate(NAMES)}
+    weights = spline_weights(tuple(KNOTS), tuple(np.maximum(mirrored(t), DOWN)), 0, "clamped")
+    return {name: values[:, i] @ weights.T for i, name in enumerate(NAMES)}
 
 
 def coordinates(candidates: Array, t: Array) -> Array:
@@ -102,8 +111,11 @@ def states(candidates: Array, t: Array) -> Tuple[Floats, Floats, Floats]:
     """Coordinates, velocities and accelerations ``[candidates * times, 30]``, as a batch takes them."""
     q = coordinates(candidates, t)
     reach = ~np.isnan(q).any(axis=(1, 2))
-    spline = CubicSpline(t, np.where(reach[:, None, None], q, 0), axis=1)
-    rates, accelerations = spline(t, 1), spline(t, 2)
+    within = np.where(reach[:, None, None], q, 0)
+    moving = np.any(within, axis=(0, 1))
+    rates, accelerations = np.zeros((2, *q.shape))
+    for order, part in ((1, rates), (2, accelerations)):
+        part[..., moving] = spline_weights(tuple(t), tuple(t), order, "not-a-knot") @ within[..., moving]
     # The root's rates are told in its own axes, which only pitch.
     pitch, turning = q[..., 4], rates[..., 4]
     c, s = np.cos(pitch), np.sin(pitch)
@@ -132,15 +144,21 @@ class Squats:
         self.states += len(q)
         return self.batch.stand(q, dq, ddq, self.ground)
 
-    def costs(self, candidates: Array) -> Array:
-        """The peak torque of the knees [N m], and what is missing of the margin [cm] and of the stand."""
+    def residuals(self, candidates: Array) -> Array:
+        """``[candidates, numbers]`` whose squares count: the torques of the knees [N m], what is missing of the margin
+        [cm] and of the stand."""
         stand = self.stands(candidates)
-        each = (len(candidates), len(self.t))
-        peak = np.abs(stand.forces[:, KNEES]).max(axis=1).reshape(each).max(axis=1)
-        missing = np.maximum(MARGIN - stand.zmp_margin.reshape(each).min(axis=1), 0)
-        residual = np.maximum(stand.residual.reshape(each).max(axis=1) - 1e-3, 0)
-        costs: Array = np.nan_to_num(peak + 100 * missing + 10 * residual, nan=1e3)
-        return costs
+        each = (len(candidates), -1)
+        return np.concatenate((stand.forces[:, KNEES].reshape(each),
+                               100 * np.maximum(MARGIN - stand.zmp_margin, 0).reshape(each),
+                               10 * np.maximum(stand.residual - 1e-3, 0).reshape(each)), axis=1, dtype=float)
+
+    def derivatives(self, candidate: Array) -> Array:
+        """``[numbers, values]``, by central differences."""
+        steps = np.diag(1e-3 * (repeated(HIGHEST) - repeated(LOWEST)))
+        ahead, back = np.split(self.residuals(np.concatenate((candidate + steps, candidate - steps))), 2)
+        slopes: Array = ((ahead - back) / (2 * np.diag(steps))[:, None]).T
+        return slopes
 
     def torques(self, candidate: Array) -> Floats:
         stand = self.stands(candidate[None])
@@ -148,8 +166,13 @@ class Squats:
         return forces
 
 
+def repeated(values: Tuple[float, ...]) -> Array:
+    """One number of each kind at all times."""
+    return np.repeat(values, len(KNOTS))
+
+
 def example() -> Array:
-    """motions/squat.csv as a candidate."""
+    """examples/motions/squat.csv as a candidate."""
     depth = glide((KNOTS - DOWN) / (LOW - DOWN))
     return np.concatenate([rest + (low - rest) * depth for rest, low in zip(AT_REST, FROM_EXAMPLE)])
 
@@ -169,7 +192,7 @@ def draw(path: pathlib.Path, t: Array, before: Floats, after: Floats) -> None:
     figure, axes = plt.subplots(1, 3, figsize=(10, 3), sharey=True, layout="constrained")
     for axis, joint in zip(axes, ("HipPitch", "KneePitch", "AnklePitch")):
         column = korvel.COORDINATES.index("L" + joint)
-        axis.plot(t, before[:, column], label="motions/squat.csv")
+        axis.plot(t, before[:, column], label="examples/motions/squat.csv")
         axis.plot(t, after[:, column], label="found")
         axis.set(title=f"L{joint}", xlabel="time [s]")
         axis.grid(alpha=0.3)
@@ -182,26 +205,22 @@ def main(arguments: List[str]) -> int:
     parser = argparse.ArgumentParser(description="Find a squat that spares the knees.")
     parser.add_argument("-o", "--output", type=pathlib.Path, help="motion file to write")
     parser.add_argument("--picture", type=pathlib.Path, help="picture to write: torques before and after")
-    parser.add_argument("--generations", type=int, default=250, help="of 54 candidates each (%(default)s)")
-    parser.add_argument("--seed", type=int, default=1, help="of what is tried (%(default)s)")
     options = parser.parse_args(arguments)
 
     start = time.perf_counter()
     ground = korvel.Ground.read(MOTIONS / "soles.csv")
     search = Squats(korvel.Batch(), ground, np.arange(0, DURATION + 0.01, 0.04))
-    bounds = [pair for pair in zip(LOWEST, HIGHEST) for _ in KNOTS]
-    found = differential_evolution(lambda candidates: search.costs(candidates.T), bounds, x0=example(), seed=options.seed,
-                                   popsize=3, maxiter=options.generations, tol=0, polish=False, vectorized=True,
-                                   updating="deferred")
+    found = least_squares(lambda candidate: search.residuals(candidate[None])[0], example(), search.derivatives,
+                          bounds=(repeated(LOWEST), repeated(HIGHEST)), ftol=1e-2)
     seconds = time.perf_counter() - start
 
     # As korvel-host runs it.
     fine = Squats(search.batch, ground, np.arange(0, DURATION + 0.005, 0.01))
-    for name, candidate in (("motions/squat.csv", example()), ("found", found.x)):
+    for name, candidate in (("examples/motions/squat.csv", example()), ("found", found.x)):
         stand = fine.stands(candidate[None])
-        print(f"{name:18} knees {np.abs(stand.forces[:, KNEES]).max():.3f} N m, margin "
+        print(f"{name:18} knees {np.abs(stand.forces[:, KNEES]).max():.4f} N m, margin "
               f"{1000 * stand.zmp_margin.min():.0f} mm, {'stands' if stand.residual.max() <= 1e-3 else 'cannot stand'}")
-    print(f"{search.states:,} states in {seconds:.0f} s")
+    print(f"{search.states:,} states in {seconds:.1f} s")
     if options.output:
         write_motion(options.output, found.x, fine.t)
     if options.picture:

@@ -1,8 +1,8 @@
-#include "bench/peers/agreement.h"
-
 #include <limits>
 #include <sstream>
 #include <stdexcept>
+
+#include "bench/peers/peer.h"
 
 namespace korvel::bench {
 

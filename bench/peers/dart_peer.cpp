@@ -1,6 +1,6 @@
 /// DART: a skeleton on a free joint. It computes what is asked and what has changed since, so each item is a matter of
-/// setting the coordinates and asking. Joint by joint that is faster than by the skeleton's vectors. From a file the
-/// skeleton has its joints in an order of its own.
+/// setting the coordinates and asking. Joint by joint that is faster than by the skeleton's vectors. The skeleton has
+/// its joints in an order of its own.
 
 #include <dart/dynamics/FreeJoint.hpp>
 #include <dart/dynamics/RevoluteJoint.hpp>
@@ -9,7 +9,8 @@
 #include <stdexcept>
 
 #include "bench/peers/peer.h"
-#include "bench/robot.h"
+#include "contact/wrench.h"
+#include "metapod/models/korvel/robot.h"
 
 namespace korvel::bench {
 
@@ -19,22 +20,6 @@ using dart::dynamics::BodyNode;
 using dart::dynamics::FreeJoint;
 using dart::dynamics::RevoluteJoint;
 using dart::dynamics::SkeletonPtr;
-
-BodyNode::Properties node_properties(const Body& body) {
-  BodyNode::Properties properties;
-  properties.mName = body.name;
-  properties.mInertia = dart::dynamics::Inertia(body.mass, body.com_body, tiny_inertia * Eigen::Matrix3d::Identity());
-  return properties;
-}
-
-RevoluteJoint::Properties joint_properties(const Body& body) {
-  RevoluteJoint::Properties properties;
-  properties.mName = body.name;
-  properties.mAxis = Eigen::Vector3d::UnitZ();
-  properties.mT_ParentBodyToJoint.linear() = body.R_PB;
-  properties.mT_ParentBodyToJoint.translation() = body.p_PB;
-  return properties;
-}
 
 /// Coordinates of DART: the root's six have the angular part first.
 struct Input {
@@ -62,19 +47,6 @@ struct Input {
   std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
 };
 
-SkeletonPtr build_skeleton() {
-  SkeletonPtr skeleton = dart::dynamics::Skeleton::create();
-  for (const Body& body : robot()) {
-    if (body.parent < 0) {
-      skeleton->createJointAndBodyNodePair<FreeJoint>(nullptr, {}, node_properties(body));
-    } else {
-      BodyNode* parent = skeleton->getBodyNode(robot()[static_cast<std::size_t>(body.parent)].name);
-      skeleton->createJointAndBodyNodePair<RevoluteJoint>(parent, joint_properties(body), node_properties(body));
-    }
-  }
-  return skeleton;
-}
-
 SkeletonPtr read_skeleton(const std::filesystem::path& urdf) {
   return dart::utils::DartLoader().parseSkeleton(std::filesystem::absolute(urdf).string());
 }
@@ -83,8 +55,8 @@ class DartPeer final : public Peer {
  public:
   DartPeer(const LoadedInstants& states, SkeletonPtr skeleton) : skeleton_(std::move(skeleton)) {
     if (skeleton_ == nullptr) throw std::runtime_error("DART: no skeleton");
-    skeleton_->setGravity({0, 0, -gravity});
-    for (const Body& body : robot()) {
+    skeleton_->setGravity({0, 0, -contact::gravity});
+    for (const auto& body : metapod::models::KorvelRobot::bodies) {
       BodyNode* node = skeleton_->getBodyNode(body.name);
       if (node == nullptr) throw std::runtime_error(std::string("DART: no body named ") + body.name);
       bodies_.push_back(node);
@@ -126,6 +98,15 @@ class DartPeer final : public Peer {
   void compute_mass(std::size_t state) override {
     setPositions(inputs_[state]);
     skeleton_->getMassMatrix();
+  }
+
+  void compute_forward_dynamics(std::size_t state) override {
+    const Input& input = inputs_[state];
+    setPositions(input);
+    for (std::size_t j = 0; j < joints_.size(); ++j) {
+      joints_[j]->setVelocitiesStatic(input.dq.segment<1>(static_cast<Eigen::Index>(j)).matrix());
+    }
+    skeleton_->computeForwardDynamics();
   }
 
   void compute_dynamics(std::size_t state) override {
@@ -185,18 +166,17 @@ class DartPeer final : public Peer {
   std::vector<Input> inputs_;
   Eigen::Vector3d com_ = Eigen::Vector3d::Zero();
   /// Of the jacobian, world axes, the point at the root's origin.
-  Eigen::MatrixXd columns_ = Eigen::MatrixXd::Zero(6, static_cast<Eigen::Index>(robot().size() - 1));
+  Eigen::MatrixXd columns_ = Eigen::MatrixXd::Zero(6, static_cast<Eigen::Index>(joint_count));
 };
 
 const PeerRegistration registration({"DART",
                                      DART_VERSION,
                                      "a skeleton on a free joint, set joint by joint",
-                                     [](const LoadedInstants& states) {
-                                       return std::make_unique<DartPeer>(states, build_skeleton());
-                                     },
-                                     {{"urdf", [](const LoadedInstants& states, const auto& file) {
-                                         return std::make_unique<DartPeer>(states, read_skeleton(file));
-                                       }}}});
+                                     false,
+                                     {"urdf"},
+                                     [](const LoadedInstants& states, const auto& file) {
+                                       return std::make_unique<DartPeer>(states, read_skeleton(file));
+                                     }});
 
 }  // namespace
 

@@ -7,9 +7,9 @@
 
 namespace korvel::bench {
 
-MujocoModel load_mujoco(const std::string& name, const mjVFS* files) {
+MujocoModel load_mujoco(const std::string& file) {
   char error[1000] = "";
-  MujocoModel model(mj_loadXML(name.c_str(), files, error, sizeof error), mj_deleteModel);
+  MujocoModel model(mj_loadXML(file.c_str(), nullptr, error, sizeof error), mj_deleteModel);
   if (model == nullptr) throw std::runtime_error(std::string("MuJoCo: ") + error);
   return model;
 }

@@ -6,15 +6,15 @@
 #include <memory>
 #include <string>
 
-#include "host/motion/trajectory.h"
+#include "motion/trajectory.h"
 
 namespace korvel::bench {
 
 using MujocoModel = std::unique_ptr<mjModel, decltype(&mj_deleteModel)>;
 using MujocoData = std::unique_ptr<mjData, decltype(&mj_deleteData)>;
 
-/// From a file, or from one in memory. Throws std::runtime_error with what MuJoCo says.
-MujocoModel load_mujoco(const std::string& name, const mjVFS* files = nullptr);
+/// From a file. Throws std::runtime_error with what MuJoCo says.
+MujocoModel load_mujoco(const std::string& file);
 MujocoData make_data(const mjModel& model);
 
 /// An instant as MuJoCo has it: the root's position and quaternion, then the angles; its velocity in world axes and

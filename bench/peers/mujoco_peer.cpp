@@ -2,59 +2,15 @@
 /// also look for contacts and factorize the mass matrix. Its stages in the centre of mass are those that give jacobian
 /// columns too; its stage of inverse dynamics leaves external wrenches to its function for them.
 
-#include <cstring>
-#include <sstream>
 #include <stdexcept>
 
 #include "bench/peers/mujoco.h"
 #include "bench/peers/peer.h"
-#include "bench/robot.h"
+#include "metapod/models/korvel/robot.h"
 
 namespace korvel::bench {
 
 namespace {
-
-/// The robot as a MuJoCo model file.
-class ModelText {
- public:
-  ModelText() {
-    text_.precision(17);
-    text_ << "<mujoco><option gravity='0 0 " << -gravity << "'/><worldbody>";
-    write_body(0);
-    text_ << "</worldbody></mujoco>";
-  }
-
-  std::string str() const { return text_.str(); }
-
- private:
-  void write(const Eigen::Vector3d& v) { text_ << v.x() << ' ' << v.y() << ' ' << v.z(); }
-
-  void write_body(std::size_t id) {
-    const Body& body = robot()[id];
-    text_ << "<body name='" << body.name << "' pos='", write(body.p_PB);
-    text_ << "' xyaxes='", write(body.R_PB.col(0)), text_ << ' ', write(body.R_PB.col(1)), text_ << "'>";
-    text_ << (body.parent < 0 ? "<freejoint/>" : "<joint axis='0 0 1'/>");
-    text_ << "<inertial mass='" << body.mass << "' pos='", write(body.com_body);
-    text_ << "' diaginertia='", write(Eigen::Vector3d::Constant(tiny_inertia)), text_ << "'/>";
-    for (std::size_t child = id + 1; child < robot().size(); ++child) {
-      if (robot()[child].parent == static_cast<int>(id)) write_body(child);
-    }
-    text_ << "</body>";
-  }
-
-  std::ostringstream text_;
-};
-
-MujocoModel build_model(const std::string& text) {
-  const char* name = "robot.xml";
-  const auto files = std::make_unique<mjVFS>();
-  mj_defaultVFS(files.get());
-  mj_makeEmptyFileVFS(files.get(), name, static_cast<int>(text.size()));
-  std::memcpy(files->filedata[0], text.data(), text.size());
-  MujocoModel model = load_mujoco(name, files.get());
-  mj_deleteVFS(files.get());
-  return model;
-}
 
 struct Input : MujocoState {
   explicit Input(const LoadedInstant& state) : MujocoState(state), wrenches(to_vectors(state.wrenches)) {}
@@ -66,11 +22,10 @@ struct Input : MujocoState {
 class MujocoPeer final : public Peer {
  public:
   MujocoPeer(const LoadedInstants& states, MujocoModel model) : model_(std::move(model)) {
-    for (std::size_t b = 0; b < robot().size(); ++b) {
-      // Body 0 is the world.
-      if (mj_name2id(model_.get(), mjOBJ_BODY, robot()[b].name) != static_cast<int>(b + 1)) {
-        throw std::runtime_error(std::string("MuJoCo: out of order: ") + robot()[b].name);
-      }
+    int id = 0;  // of the world
+    for (const auto& body : metapod::models::KorvelRobot::bodies) {
+      if (mj_name2id(model_.get(), mjOBJ_BODY, body.name) == ++id) continue;
+      throw std::runtime_error(std::string("MuJoCo: out of order: ") + body.name);
     }
     for (const LoadedInstant& state : states) inputs_.emplace_back(state);
   }
@@ -101,6 +56,26 @@ class MujocoPeer final : public Peer {
     mj_comVel(model_.get(), data_.get());
     mj_rne(model_.get(), data_.get(), 1, forces_.data());
     for (std::size_t i = 0; i < feet.size(); ++i) subtract(root_->wrenches[i], static_cast<int>(feet[i] + 1));
+  }
+
+  void compute_forward_dynamics(std::size_t state) override {
+    mju_copy(data_->qvel + 6, inputs_[state].dq.data() + 6, model_->nv - 6);
+    compute_kinematics(state);
+    mj_crb(model_.get(), data_.get());
+    mj_factorM(model_.get(), data_.get());
+    mj_comVel(model_.get(), data_.get());
+    mj_rne(model_.get(), data_.get(), 0, forces_.data());
+    for (std::size_t i = 0; i < feet.size(); ++i) subtract(root_->wrenches[i], static_cast<int>(feet[i] + 1));
+    forces_ = -forces_;
+    mj_solveM(model_.get(), data_.get(), accelerations_.data(), forces_.data(), 1);
+  }
+
+  // By its own differences, of the step of its simulation.
+  void compute_derivatives(std::size_t state) override {
+    mju_copy(data_->qpos + 7, inputs_[state].q.data() + 7, model_->nq - 7);
+    mju_copy(data_->qvel + 6, inputs_[state].dq.data() + 6, model_->nv - 6);
+    constexpr double step = 1e-6;
+    mjd_transitionFD(model_.get(), data_.get(), step, 0, transition_.data(), nullptr, nullptr, nullptr);
   }
 
   std::vector<Pose> poses() const override {
@@ -143,21 +118,21 @@ class MujocoPeer final : public Peer {
   MujocoData data_ = make_data(*model_);
   std::vector<Input> inputs_;
   Eigen::VectorXd forces_ = Eigen::VectorXd::Zero(model_->nv);
+  Eigen::VectorXd accelerations_ = Eigen::VectorXd::Zero(model_->nv);
+  Eigen::MatrixXd transition_ = Eigen::MatrixXd::Zero(2 * model_->nv, 2 * model_->nv);
   Eigen::MatrixXd mass_ = Eigen::MatrixXd::Zero(model_->nv, model_->nv);
   const Input* root_ = nullptr;  ///< the inputs whose root and wrenches are in force
 };
 
-std::unique_ptr<Peer> read_peer(const LoadedInstants& states, const std::filesystem::path& file) {
-  return std::make_unique<MujocoPeer>(states, load_mujoco(file.string()));
-}
-
 const PeerRegistration registration({"MuJoCo",
                                      mj_versionString(),
-                                     "its stages kinematics and comPos; then crb and fullM; or comVel, rne and applyFT",
-                                     [](const LoadedInstants& states) {
-                                       return std::make_unique<MujocoPeer>(states, build_model(ModelText().str()));
-                                     },
-                                     {{"mjcf", read_peer}, {"urdf", read_peer}}});
+                                     "its stages kinematics and comPos; then crb and fullM; or comVel, rne and applyFT;"
+                                     " derivatives by its function transitionFD",
+                                     true,
+                                     {"mjcf", "urdf"},
+                                     [](const LoadedInstants& states, const auto& file) {
+                                       return std::make_unique<MujocoPeer>(states, load_mujoco(file.string()));
+                                     }});
 
 }  // namespace
 

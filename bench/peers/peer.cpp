@@ -9,6 +9,8 @@ std::vector<PeerEntry>& peers() {
   return entries;
 }
 
+std::filesystem::path exported_robot(const std::string& format) { return KORVEL_EXPORTED "." + format; }
+
 std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches) {
   const auto vector = [](const std::vector<float>& w) -> Eigen::Matrix<double, 6, 1> {
     return Eigen::Map<const Eigen::Matrix<float, 6, 1>>(w.data()).cast<double>();

@@ -4,7 +4,6 @@
 #include <array>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +30,10 @@ class Peer {
   virtual void compute_mass(std::size_t state) = 0;
   /// From joint angles, velocities and accelerations: the joint torques.
   virtual void compute_dynamics(std::size_t state) = 0;
+  /// From joint angles and velocities, for joint torques of zero: the accelerations. The module has no such operation.
+  virtual void compute_forward_dynamics(std::size_t) {}
+  /// Derivatives of the dynamics by all positions and velocities.
+  virtual void compute_derivatives(std::size_t) {}
 
   virtual std::vector<Pose> poses() const = 0;
   virtual Eigen::Vector3d com() const = 0;
@@ -49,14 +52,16 @@ class Peer {
 };
 
 struct PeerEntry {
-  using FromFile = std::function<std::unique_ptr<Peer>(const LoadedInstants&, const std::filesystem::path&)>;
-
   std::string name;
   std::string version;
-  std::string note;  ///< how it is used, in one line
-  std::function<std::unique_ptr<Peer>(const LoadedInstants&)> make;
-  std::map<std::string, FromFile> read;  ///< by the format of the file: urdf, mjcf
+  std::string note;                  ///< how it is used, in one line
+  bool has_derivatives;              ///< of the dynamics
+  std::vector<std::string> formats;  ///< of the files that it reads: urdf, mjcf; the first is the one that is timed
+  std::function<std::unique_ptr<Peer>(const LoadedInstants&, const std::filesystem::path&)> read;
 };
+
+/// The robot as a file, exported when this program was built.
+std::filesystem::path exported_robot(const std::string& format);
 
 /// The peers that this program was built with.
 std::vector<PeerEntry>& peers();
@@ -65,6 +70,19 @@ std::vector<PeerEntry>& peers();
 struct PeerRegistration {
   explicit PeerRegistration(PeerEntry entry) { peers().push_back(std::move(entry)); }
 };
+
+/// Called for each quantity of each state with the peer's deviation from the reference, relative to the natural scale
+/// of the quantity, and infinite if it is not even of the same size:
+///   masses                    the body's mass
+///   poses, centre of mass     one metre, and one for rotations
+///   jacobian                  one
+///   mass matrix               the root of the product of the largest values of the two diagonal entries
+///   torques                   the largest torque of the state
+using Compared = std::function<void(const char* quantity, std::size_t state, double deviation)>;
+void compare(Peer& peer, Peer& reference, std::size_t state_count, const Compared& compared);
+
+/// Throws std::runtime_error unless both agree in every state to a ten-thousandth.
+void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count);
 
 /// The wrenches on the feet in double precision.
 std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches);

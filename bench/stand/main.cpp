@@ -3,9 +3,9 @@
 ///
 ///   korvel-stand MODEL.xml [MOTION.csv RESULTS.csv]...
 ///
-/// MODEL is the robot exported with soles. Prints a table with a row for each motion. Fails if a motion that can be
-/// stood throughout by its results does not stay up, or feet bear other loads than these say; if one that cannot be
-/// stood does stay up; and if forces are over their bounds.
+/// MODEL is the robot exported with soles. Prints a table with a row for each motion. Fails if a motion that is
+/// feasible by its results does not stay up, or feet carry other loads than these say; if one that is not feasible does
+/// stay up; and if forces are over their bounds.
 
 #include <fmt/format.h>
 
@@ -48,9 +48,8 @@ void print_head(const Recording& recording) {
 
 /// Returns whether all is as the results say.
 bool print_row(const std::string& name, const Recording& recording, const Played& played, const Inverse& inverse) {
-  std::string row =
-      fmt::format("| {} | {} | {} | {:.1f} |", name, recording.feasible ? "can be stood" : "cannot be stood",
-                  words(played), 1e3 * played.drift);
+  std::string row = fmt::format("| {} | {} | {} | {:.1f} |", name, recording.feasible ? "feasible" : "not feasible",
+                                words(played), 1e3 * played.drift);
   bool as_expected = stays_up(played) == recording.feasible;
   for (const Deviation& load : played.loads) {
     row += fmt::format(" {:.4f}, {:.3f} |", load.rms, load.largest);

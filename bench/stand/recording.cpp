@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <map>
 
-#include "host/io/samples.h"
-#include "host/motion/motion.h"
+#include "motion/csv/samples.h"
+#include "motion/motion.h"
 
 namespace korvel::bench {
 

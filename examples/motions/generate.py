@@ -4,7 +4,7 @@
 Each file has a header row and 100 samples per second: the time [s], the root's position [m] and its roll, pitch and
 yaw [rad] in the world, and the angles of the joints that move [rad]. All motions start and end at rest. The feet stay
 flat and on the floor z = 0, where they are below the hips; in the steps the right one is lifted and put down ahead. The
-fast step is the one that cannot be stood: to show what is said of such a motion.
+fast step is the one in which the robot would fall.
 """
 
 import argparse
@@ -92,6 +92,7 @@ def wave(t):
         **stand(),
         "RShoulderPitch": ARM_DOWN - 2.6 * raised,
         "RShoulderRoll": -0.6 * raised,
+        "RElbowYaw": 0.0,
         "RElbowRoll": glide([(0.5, 0)] + swings + [(6.0, 0)], t),
         "HeadYaw": -0.3 * raised,
     }
