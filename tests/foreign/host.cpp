@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-#include "tests/host/validate/faulty/forwarder.h"
+#include "tests/validator/faulty/forwarder.h"
 
 namespace {
 

@@ -14,7 +14,7 @@ trap 'rm -rf "$build"' EXIT
 compile() {  # COMPILER FLAGS...
   compiler=$1
   shift
-  "$compiler" -std=c++17 "$@" -I. -isystem /usr/include/eigen3 tests/foreign/host.cpp -ldl
+  "$compiler" -std=c++17 "$@" -I. -Imodule -isystem /usr/include/eigen3 tests/foreign/host.cpp -ldl
 }
 
 same_bits() {  # INSTRUCTIONS HEAP_CHECK COMPILER FLAGS...

@@ -12,7 +12,7 @@ int main(void) {
   const korvel_batch_output out = {forces[0], sizeof forces[0], sizeof(float), 0};
   korvel_batch* batch = NULL;
   if (korvel_batch_create(&batch, 0, NULL) != KORVEL_BATCH_OK ||
-      korvel_batch_dynamics(batch, n, &rest, &rest, &rest, NULL, 0, &out, NULL) != KORVEL_BATCH_OK) {
+      korvel_batch_dynamics(batch, n, &rest, &rest, &rest, NULL, 0, NULL, &out, NULL) != KORVEL_BATCH_OK) {
     fprintf(stderr, "%s\n", korvel_batch_error());
     return 1;
   }

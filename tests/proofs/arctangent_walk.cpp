@@ -15,8 +15,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "contract/states.h"
 #include "qzmath/arctangent.h"
-#include "states/states.h"
 #include "tests/proofs/every_float.h"
 
 namespace {

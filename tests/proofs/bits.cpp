@@ -3,7 +3,7 @@
 #include <cinttypes>
 #include <cstdio>
 
-#include "states/bit_hash.h"
+#include "contract/bit_hash.h"
 #include "support/module.h"
 
 int main(int argc, char** argv) try {

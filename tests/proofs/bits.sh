@@ -6,12 +6,12 @@
 #   tests/proofs/bits.sh --quick    five builds
 #
 # Installs what is missing, builds in a temporary directory, and prints a line per build that begins with the hash of
-# all results for 10,100 states (tests/proofs/bits.cpp). The hash to expect is in tests/proofs/bits.expected; a change of the core
+# all results for 10,100 states (tests/proofs/bits.cpp). The hash to expect is in contract/bits.expected; a change of the core
 # that changes results on purpose writes the new one there.
 # Exit status: 0 if every build has the expected hash, 1 if not, or if a package or a build fails.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
-expected=$(<"$root/tests/proofs/bits.expected")
+expected=$(<"$root/contract/bits.expected")
 machine=$(uname -m)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

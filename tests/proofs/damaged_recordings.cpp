@@ -1,6 +1,6 @@
-/// Reads and replays recordings that were damaged: flipped bits, wild numbers, cut ends, blocks that are there twice or
-/// in another's place; half of them with checksums made right again, so that the damage comes further. Each ends with
-/// what is read or with an Error. To be run where memory is watched.
+/// Reads and replays recordings that were damaged: flipped bits, of the header too, wild numbers, cut ends, blocks of
+/// zeros, blocks that are there twice or in another's place; half of them with checksums made right again, so that the
+/// damage comes further. Each ends with what is read or with an Error. To be run where memory is watched.
 ///
 ///   damaged_recordings MODULE SECONDS SEED RECORDING...    the recordings are best short ones, of all kinds
 
@@ -17,13 +17,12 @@
 #include <random>
 #include <sstream>
 
-#include "host/replay/playback.h"
-#include "host/replay/player.h"
-#include "host/replay/recorded_motion.h"
-#include "host/replay/recorded_samples.h"
-#include "host/replay/slice.h"
-#include "host/replay/statistics.h"
-#include "recording/hash.h"
+#include "recorder/replay/playback.h"
+#include "recorder/replay/player.h"
+#include "recorder/replay/recorded_motion.h"
+#include "recorder/replay/slice.h"
+#include "recorder/replay/statistics.h"
+#include "tests/recorder/sealed.h"
 
 namespace {
 
@@ -40,7 +39,7 @@ class Damager {
   void damage(std::string& file) {
     for (std::size_t n = 1 + below(4); n > 0; --n) damage_once(file);
     if (below(2) == 0) make_unended(file);
-    if (below(2) == 0) make_checksums_right(file);
+    if (below(2) == 0) seal(file);
   }
 
  private:
@@ -61,10 +60,20 @@ class Damager {
     }
   }
 
+  void flip(char& byte) { byte = static_cast<char>(byte ^ (1 << below(8))); }
+
   void damage_once(std::string& file) {
     if (file.size() < 16) return;
     const std::size_t at = place(file);
-    switch (below(6)) {
+    switch (below(8)) {
+      case 7:
+        flip(file[below(sizeof(FileHeader))]);
+        return;
+      case 6: {
+        const std::size_t block = block_size * (1 + below(file.size() / block_size + 1));
+        if (block + block_size <= file.size()) file.replace(block, block_size, block_size, '\0');
+        return;
+      }
       case 5:
         return damage_record(file);
       case 0:
@@ -106,7 +115,7 @@ class Damager {
     constexpr std::size_t flags = offsetof(RecordHeader, flags);
     switch (below(3)) {
       case 0:
-        file[at + operation] = static_cast<char>(below(korvel::recording::operation_count));
+        file[at + operation] = static_cast<char>(below(korvel::operation_count));
         return;
       case 1:
         file[at + flags] = static_cast<char>(file[at + flags] ^ (1 << static_cast<int>(below(8))));
@@ -117,24 +126,9 @@ class Damager {
   }
 
   static void make_unended(std::string& file) {
-    if (file.size() >= sizeof(FileHeader)) std::memset(&file[offsetof(FileHeader, ended)], 0, sizeof(std::uint64_t));
-  }
-
-  static void make_checksums_right(std::string& file) {
-    for (std::size_t at = block_size; at + block_size <= file.size(); at += block_size) {
-      BlockHeader header;
-      std::memcpy(&header, &file[at], sizeof(header));
-      const std::uint64_t size = std::min<std::uint64_t>(header.complete, korvel::recording::records_per_block);
-      header.check[0] = {size, korvel::recording::checksum(header, &file[at + sizeof(header)], size)};
-      std::memcpy(&file[at], &header, sizeof(header));
-    }
-    FileHeader header;
-    if (file.size() < block_size) return;
-    std::memcpy(&header, file.data(), sizeof(header));
-    if (header.text_size > block_size - sizeof(header)) return;
-    header.text_checksum = korvel::recording::checksum(&file[sizeof(header)], header.text_size);
-    if (header.ended != 0) header.ended = file.size();
-    std::memcpy(file.data(), &header, sizeof(header));
+    if (file.size() < sizeof(FileHeader)) return;
+    std::memset(&file[offsetof(FileHeader, ended)], 0, sizeof(std::uint64_t));
+    std::memset(&file[offsetof(FileHeader, checksum)], 0, sizeof(std::uint64_t));
   }
 
   std::mt19937_64 random_;
@@ -147,26 +141,25 @@ bool is_read(const std::filesystem::path& path, const char* module, const std::f
   RecordedMotion motion(recording, 1);
   for_each_call(recording, {}, [&](const RecordedCall& call, bool counts) {
     statistics.add(call, counts);
-    if (motion.add(call)) motion.row();
+    if (motion.add(call) != RecordedMotion::Row::unchanged) motion.row();
   });
   statistics.end();
   statistics.text();
   statistics.json();
   // In this process, where memory is watched.
-  Slicer slicer(recording);
-  Player player(recording, Module(module), &slicer);
+  Player player(recording, Module(module), true);
   bool is_cut = false;
   recording.for_each([&](const RecordedCall& call) {
-    is_cut = player.play(call, true).has_value();
+    is_cut = player.play(call, true);
     return !is_cut;
   });
   if (is_cut) {
     Outputs outputs;
     OutputFile file(outputs.claim(cut));
-    slicer.write(file);
+    write_slice(recording, player.provenance().last(), file);
     file.commit();
   }
-  RecordedSamples samples(recording, 1, Module(module), 0, [](const RecordedSample& s) { line_of_numbers(s, 0); });
+  RecordedSamples samples(recording, 1, Module(module), 0, [](const RecordedSample&) {});
   recording.for_each([&](const RecordedCall& call) {
     samples.add(call);
     return true;

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <thread>
 
-#include "states/states.h"
+#include "contract/states.h"
 #include "support/module.h"
 
 namespace {

@@ -7,7 +7,7 @@ set -euo pipefail
 [ $# -eq 2 ] || { sed -n '2,/^set/s/^# \?//p' "$0" >&2 && exit 2; }
 build=$(realpath "$1")
 folder=$(realpath "$2")
-motions=$(realpath "$(dirname "$0")/../../motions")
+motions=$(realpath "$(dirname "$0")/../../examples/motions")
 module=$build/libkorvel_record.so
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -19,10 +19,10 @@ record() {  # NAME COMMAND...
   echo "recorded $1: $(ls "$folder/$1" | wc -l) files, $(du -sm "$folder/$1" | cut -f1) MB"
 }
 
-record validator "$build/korvel-host" validate "$module" --level 4
+record validator "$build/korvel-host" validate "$module" --only '^(loading|state|laws|real-time|faults|threads|floating-point)'
 record example "$build/minimal_host" "$module"
 for motion in "$motions"/*.csv; do
   [ "${motion##*/}" = soles.csv ] ||
     record "run-$(basename "$motion" .csv)" "$build/korvel-host" run "$motion" -o results.csv --module "$module"
 done
-record threads "$build/tests/host/replay/recorded_host" "$module" operations 8
+record threads "$build/tests/recorder/recorded_host" "$module" operations 8

@@ -13,21 +13,21 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 "$root/tools/install-packages" BUILD clang
-cmake --build "$build" --target korvel korvel_per_body korvel_record korvel-host minimal_host recorded_host >/dev/null
+cmake --build "$build" --target korvel korvel_per_body korvel_record korvel-host minimal_host recorded_host >&2
 mkdir "$work/recordings"
 "$root/tests/proofs/recordings.sh" "$build" "$work/recordings"
 cmake -S "$root" -B "$work/clang" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-O0 -DCMAKE_BUILD_TYPE=None \
   -DKORVEL_HOST=OFF >/dev/null
-cmake --build "$work/clang" --target korvel >/dev/null
+cmake --build "$work/clang" --target korvel >&2
 
-# MODULE NAME: a sum of the last lines, "N calls, N results compared, no difference" each.
+# MODULE NAME: a sum of the last lines, "N calls, N results compared: no difference" each.
 replayed() {
   local folder status=0
   for folder in "$work/recordings"/*; do
     "$build/korvel-host" replay "$folder"/*.rec --module "$1" >"$work/log" || { status=1 && grep -A 3 First "$work/log"; }
     cat "$work/log" >>"$work/all"
   done
-  awk -v module="$2" '/ results compared, / { calls += $1; compared += $3; if ($6 != "no") different += $6 }
+  awk -v module="$2" '/ results? compared: / { calls += $1; compared += $3; if ($6 != "no") different += $6 }
     END { printf "%s: %d calls, %d results compared, %d differ\n", module, calls, compared, different }' "$work/all"
   rm "$work/all"
   return "$status"

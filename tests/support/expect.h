@@ -7,8 +7,9 @@
 #include <sstream>
 #include <string>
 
+#include "contract/shown.h"
+#include "contract/states.h"
 #include "qzmath/qzmath.h"
-#include "states/shown.h"
 #include "support/module.h"
 
 namespace korvel::tests {

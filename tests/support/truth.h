@@ -3,7 +3,7 @@
 #include <Eigen/Geometry>
 #include <vector>
 
-#include "states/states.h"
+#include "contract/states.h"
 #include "support/robot_table.h"
 
 namespace korvel::tests {

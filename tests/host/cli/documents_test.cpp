@@ -64,6 +64,17 @@ TEST_F(Documents, ManualHasEveryOption) {
   }
 }
 
+TEST_F(Documents, HelpHasEightyColumnsAndNoPathOfThisMachine) {
+  Words helped = commands();
+  helped.insert("");
+  for (const std::string& command : helped) {
+    const std::string help = host(command + " --help").out;
+    EXPECT_EQ(all_of(help, "^(.{81,})$"), Words{}) << command;
+    EXPECT_EQ(all_of(help, "( /[a-z]+/)"), Words{}) << command;
+    EXPECT_EQ(host("help " + command).out, help) << command;
+  }
+}
+
 TEST_F(Documents, BashCompletesCommandsOptionsAndFiles) {
   write(directory_ / "mot.csv", "");
   std::filesystem::create_directory(directory_ / "motions");

@@ -54,18 +54,8 @@ class Hostile : public CommandTest {
     }
   }
 
-  /// The document says how many there were since the last class, and of what.
-  void end_class(const char* of_what) {
-    std::string document = read(KORVEL_RELIABILITY);
-    std::replace(document.begin(), document.end(), '\n', ' ');
-    const std::string sentence = fmt::format("{} {}", tried_.size() - counted_, of_what);
-    EXPECT_NE(document.find(sentence), std::string::npos) << sentence;
-    counted_ = tried_.size();
-  }
-
   std::map<std::string, std::string> before_;
   std::set<std::string> tried_;
-  std::size_t counted_ = 0;
 };
 
 std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
@@ -91,9 +81,9 @@ TEST_F(Hostile, NothingHarms) {
                                             "no\nwhere/\x1b[2J\r\x07",
                                             "nowhere/\xff\xfe\xe2\x80\xae"};
   const std::vector<std::string> not_there = {"-", "none", "%s%n%x", "{}{0}", "\x1b]0;title\x07", "*", "~", "$HOME"};
-  const std::vector<std::string> no_table = {"text",       "binary",      "empty",     "cut.so",
-                                             "/dev/null",  "/dev/zero",   "/dev/full", "quote.csv",
-                                             "header.csv", "control.csv", "nan.csv",   "huge.csv"};
+  const std::vector<std::string> no_table = {"text",        "binary",    "empty",   "cut.so",    "/dev/null",
+                                             "/dev/zero",   "/dev/full", "pipe",    "quote.csv", "header.csv",
+                                             "control.csv", "nan.csv",   "huge.csv"};
   const std::vector<std::string> no_module = {"text", "binary",    "empty",     "cut.so",   "good.csv",
                                               "pipe", "/dev/zero", "/dev/full", "/dev/null"};
   const std::vector<std::string> no_output = {"-", "pipe", "/dev/full", "/dev/zero", "/dev/null", "binary"};
@@ -101,30 +91,29 @@ TEST_F(Hostile, NothingHarms) {
                                              "1 ", "\n", "nan", "--", "one", "1,2", "٣",   "99999999999999999999999"};
 
   expect_refused({"run {} -o results.csv", "run good.csv {} -o directory"}, nowhere + not_there + no_table);
+  expect_refused({"run good.csv -o results.csv --soles {}"}, {"pipe"});
   expect_refused({"report {} -o page.html"}, nowhere + not_there + no_table);
-  end_class("with files that are no tables as motions and results");
-  expect_refused({"run good.csv --module {} -o results.csv", "info --module {}", "export --module {} --svg robot.svg"},
-                 nowhere + not_there + no_module);
+  expect_refused(
+      {"run good.csv --module {} -o results.csv", "info --module {}", "export --module {} --urdf robot.urdf"},
+      nowhere + not_there + no_module);
   // One that is cut short is a module, and a finding.
   std::vector<std::string> no_library = no_module;
   no_library.erase(std::find(no_library.begin(), no_library.end(), "cut.so"));
   expect_refused({"validate {}", "validate --json {}"}, nowhere + not_there + no_library);
-  end_class("with files that are no modules");
   expect_refused({"run good.csv -o {}", "report good.csv -o {}", "info --json -o {}", "validate --level 1 -o {}",
                   "export --urdf robot.urdf --mjcf {}"},
                  // A directory is where results may go.
                  no_output + std::vector<std::string>(nowhere.begin() + 6, nowhere.end()));
-  end_class("with places that nobody can write to");
   expect_refused({"validate --seed {}", "validate --jobs {}", "validate --level {}", "run good.csv -o r --jobs {}"},
                  no_count);
   expect_refused({"validate --jobs {}", "validate --level {}", "run good.csv -o r --jobs {}"},
                  {"0", "65", "4294967297"});
   expect_refused({"run good.csv -o r --cutoff {}"},
                  {"", "0", "-1", "nan", "inf", "1e999", "1e-999", "0x1p3", "1 Hz", "6,0", "--", "1e-40"});
-  end_class("with numbers that are none or too large");
   expect_refused({"validate --only {}"},
                  {"(", "[", "*", "a{2,1}", "\\", "no-such-check", std::string(20000, '('), std::string(20000, 'a'),
-                  "((((((((((a{99}){99}){99}){99}", "(?<=x)", "[[:none:]]", "\x1b[2J"});
+                  "((((((((((a{99}){99}){99}){99}", "((.?){300}){100}z", "((.{0,9}){0,9}){0,99}z", "(?<=x)",
+                  "[[:none:]]", "\x1b[2J"});
   for (const char* words : {"",
                             "nonsense",
                             "--nonsense",
@@ -133,7 +122,6 @@ TEST_F(Hostile, NothingHarms) {
                             "RUN",
                             "run",
                             "run --",
-                            "run good.csv",
                             "report",
                             "export",
                             "export --json",
@@ -147,11 +135,6 @@ TEST_F(Hostile, NothingHarms) {
                             "info -o",
                             "run good.csv -o r --module a --module b",
                             "run --output",
-                            "run good.csv -o r --require-feasible",
-                            "run good.csv -o r --ground 0",
-                            "run good.csv -o r --contact-height 0.01",
-                            "run good.csv -o r --contact-speed 0.1",
-                            "run good.csv -o r --contact-time 0.1",
                             "run good.csv -o r --soles good.csv --air --require-feasible",
                             "report good.csv good.csv good.csv -o page.html",
                             "validate --list --only '('",
@@ -165,12 +148,10 @@ TEST_F(Hostile, NothingHarms) {
                             "\"$(printf 'a%.0s' $(seq 100000))\""}) {
     expect_refused(words);
   }
-  end_class("with unknown, missing, doubled, endless or contradictory words");
   for (const char* words : {"--version", "--help", "info", "info --json", "validate --list", "run --help"}) {
     expect_refused(std::string(words) + " >/dev/full", 1);
     expect_refused(std::string(words) + " >&-", 1);
   }
-  end_class("with streams that are full or closed");
   EXPECT_GE(tried_.size(), 200U);
 }
 

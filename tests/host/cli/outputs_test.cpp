@@ -1,13 +1,7 @@
-#include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <csignal>
 #include <nlohmann/json.hpp>
-#include <optional>
-#include <thread>
 
 #include "tests/host/support/command.h"
 
@@ -32,7 +26,6 @@ TEST_F(Outputs, NoneReplacesAnInput) {
   std::filesystem::copy_file(KORVEL_HOST_EXECUTABLE, directory_ / "sub/bin/korvel-host");
   std::filesystem::copy_file(KORVEL_MODULE, directory_ / "sub/bin/libkorvel.so");
   write(directory_ / "sub/bin/report.html", "@KORVEL_REPORT_DATA@");
-  write(directory_ / "sub/bin/mcap.mjs", "// script");
   std::filesystem::create_symlink("sub", directory_ / "way");
   const std::map<std::string, std::string> before = contents();
 
@@ -51,15 +44,14 @@ TEST_F(Outputs, NoneReplacesAnInput) {
   };
   refused("run motion.csv -o", "motion.csv", "a motion\n");
   refused("report motion.csv -o", "motion.csv", "the results\n");
-  for (const char* arguments : {"run motion.csv --module mine.so -o", "info --module mine.so --output",
-                                "info --json --module mine.so -o", "validate mine.so -o", "validate mine.so --json -o",
-                                "export --module mine.so --urdf a --svg", "report motion.csv --module mine.so -o"}) {
+  for (const char* arguments :
+       {"run motion.csv --module mine.so -o", "info --module mine.so --output", "info --json --module mine.so -o",
+        "validate mine.so -o", "validate mine.so --json -o", "export --module mine.so --urdf a --mjcf"}) {
     refused(arguments, "mine.so", "the module\n");
   }
   for (const char* arguments : {"run motion.csv --module mine.so -o", "info --module mine.so -o", "export --mjcf"}) {
     refused(arguments, "way/bin/korvel-host", "korvel-host\n");
     refused(arguments, "way/bin/report.html", "the page of the report\n");
-    refused(arguments, "way/bin/mcap.mjs", "the script that writes MCAP\n");
   }
   refused("info --module mine.so -o", "way/bin/libkorvel.so", "the installed module\n");
   // Not an input, and yet surely not meant.
@@ -85,13 +77,33 @@ TEST_F(Outputs, NoneReplacesAnother) {
   std::filesystem::create_directory(directory_ / "sub");
   write(directory_ / "sub/motion.csv", "time\n0\n");
   const std::map<std::string, std::string> before = contents();
-  for (const char* arguments : {"export --urdf new --mjcf new", "export --urdf new --svg ./new",
+  for (const char* arguments : {"export --urdf new --mjcf new", "export --urdf new --mjcf ./new",
                                 "export --urdf new --mjcf sub/../new", "export --urdf model --mjcf hard-model",
-                                "export --mjcf soft-model --svg model", "run motion.csv sub/motion.csv -o sub"}) {
+                                "export --mjcf soft-model --urdf model", "run motion.csv sub/motion.csv -o sub"}) {
     const Outcome outcome = host(arguments);
     EXPECT_EQ(outcome.status, 2) << arguments;
     EXPECT_NE(outcome.err.find("cannot write: would replace"), std::string::npos) << outcome.err;
     EXPECT_EQ(contents(), before) << arguments;
+  }
+}
+
+// The description beside results replaces an older one, and no file of another origin, which the user has not named.
+TEST_F(Outputs, NoneReplacesADescriptionThatIsNone) {
+  write(directory_ / "motion.csv", "time\n0\n");
+  for (const char* text : {"", "{}", "[1]", R"({"bodies": 1, "joints": []})", "{\"bodies\": [", "no description\n"}) {
+    write(directory_ / "results.json", text);
+    const auto before = contents();
+    const Outcome outcome = host("run motion.csv -o results.csv");
+    EXPECT_EQ(outcome.status, 2) << text;
+    EXPECT_EQ(
+        outcome.err,
+        "korvel-host: error: results.json: cannot write: would replace a file that describes no results; name other "
+        "results or move it\n");
+    EXPECT_EQ(contents(), before) << text;
+  }
+  std::filesystem::remove(directory_ / "results.json");
+  for (int repetition = 0; repetition < 2; ++repetition) {
+    EXPECT_EQ(host("run motion.csv -o results.csv").status, 0) << repetition;
   }
 }
 
@@ -149,12 +161,12 @@ TEST_F(Outputs, ALinkThatLeadsNowhereIsRefused) {
   std::filesystem::create_symlink("nothing.csv", directory_ / "results.csv");
   const Outcome outcome = host("run motion.csv -o results.csv");
   EXPECT_EQ(outcome.status, 2);
-  EXPECT_EQ(outcome.err, "results.csv: cannot write: a symbolic link to nothing\n");
+  EXPECT_EQ(outcome.err, "korvel-host: error: results.csv: cannot write: a symbolic link to nothing\n");
   EXPECT_EQ(files(), (std::vector<std::string>{"motion.csv", "results.csv"}));
 }
 
 TEST_F(Outputs, LongNamesWorkOrAreRefused) {
-  const std::string longest = std::string(251, 'n') + ".csv";
+  const std::string longest = std::string(250, 'n') + ".csv";
   write(directory_ / longest.c_str(), "time\n0\n");
   std::filesystem::create_directory(directory_ / "all");
   for (int repetition = 0; repetition < 2; ++repetition) {
@@ -177,7 +189,8 @@ TEST_F(Outputs, NamesNeverSteerTheTerminal) {
   EXPECT_EQ(summary.status, 0);
   EXPECT_EQ(summary.out.find("== " + shown + "\n"), 0U) << summary.out;
   EXPECT_EQ(printable_lines(summary.out), summary.out);
-  EXPECT_EQ(summary.err.find(shown + ": "), 0U) << summary.err;  // a doubt about its few decimals
+  EXPECT_EQ(summary.err.find("korvel-host: warning: " + shown + ": "), 0U)
+      << summary.err;  // a doubt about its few decimals
   expect_one_line(summary.err, "doubts");
 
   std::filesystem::copy_file(KORVEL_MODULE, directory_ / (name + ".so").c_str());
@@ -192,58 +205,6 @@ TEST_F(Outputs, NamesNeverSteerTheTerminal) {
   const Outcome verdict = host(fmt::format("validate '{}.so' --only loading.counts", name));
   EXPECT_EQ(verdict.out.find(shown + ".so: "), 0U) << verdict.out;
   EXPECT_EQ(printable_lines(verdict.out), verdict.out);
-}
-
-// Wherever a run is interrupted, the directory is as before, and the shell learns which signal it was.
-TEST_F(Outputs, AnInterruptedRunLeavesNothingBehind) {
-  std::string motion = "time\n";
-  for (int sample = 0; sample < 10000; ++sample) motion += fmt::format("{}\n", sample);
-  write(directory_ / "motion.csv", motion);
-  write(directory_ / "results.csv", "old");
-  const std::map<std::string, std::string> before = contents();
-  const std::string directory = directory_.path();
-
-  const auto is_writing = [&](pid_t child) {
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(fmt::format("/proc/{}/fd", child), ignored)) {
-      const std::string file = std::filesystem::read_symlink(entry.path(), ignored);
-      const bool is_motion = file.find("motion.csv") != std::string::npos;
-      if (file.compare(0, directory.size(), directory) == 0 && !is_motion) return true;
-    }
-    return false;
-  };
-  // Nothing if the run came to its end before the signal.
-  const auto interrupted = [&](int signal) -> std::optional<int> {
-    const pid_t child = fork();
-    if (child == 0) {
-      const rlimit no_core{0, 0};
-      setrlimit(RLIMIT_CORE, &no_core);
-      if (chdir(directory.c_str()) != 0) _exit(3);
-      execl(KORVEL_HOST_EXECUTABLE, "korvel-host", "run", "motion.csv", "-o", "results.csv", nullptr);
-      _exit(4);
-    }
-    const auto has_ended = [child] {
-      siginfo_t end{};
-      return waitid(P_PID, static_cast<id_t>(child), &end, WEXITED | WNOHANG | WNOWAIT) != 0 || end.si_pid == child;
-    };
-    while (!is_writing(child) && !has_ended()) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    kill(child, signal);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return std::nullopt;
-    return WIFSIGNALED(status) ? WTERMSIG(status) : -WEXITSTATUS(status);
-  };
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGKILL}) {
-    std::optional<int> end;
-    for (int attempt = 0; attempt < 10 && !end; ++attempt) {
-      write(directory_ / "results.csv", "old");
-      end = interrupted(signal);
-    }
-    EXPECT_EQ(end, signal);
-    EXPECT_EQ(contents(), before) << signal;
-  }
 }
 
 }  // namespace

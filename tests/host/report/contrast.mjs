@@ -36,11 +36,16 @@ export function faint() {
     ++texts;
     check(element.textContent.trim().slice(0, 30), getComputedStyle(element).color, behind(element), 4.5);
   }
-  const root = getComputedStyle(document.documentElement);
+  const probe = document.body.appendChild(document.createElement('i'));
+  const colour = (name) => {
+    probe.style.color = `var(--${name})`;
+    return getComputedStyle(probe).color;
+  };
   const panel = behind(document.querySelector('.panel'));
   const stage = behind(document.querySelector('.stage'));
-  for (let i = 0; i < 6; ++i) check(`curve ${i}`, root.getPropertyValue(`--curve-${i}`), panel, 3);
-  check('axes', root.getPropertyValue('--muted'), panel, 4.5);
-  check('centre of mass', root.getPropertyValue('--com'), stage, 3);
+  for (let i = 0; i < 6; ++i) check(`curve ${i}`, colour(`curve-${i}`), panel, 3);
+  check('axes', colour('muted'), panel, 4.5);
+  check('centre of mass', colour('com'), stage, 3);
+  probe.remove();
   return {texts, found};
 }

@@ -1,71 +1,7 @@
+// The page of a motion in the air.
 import assert from 'node:assert/strict';
-import {readFileSync, statSync, writeFileSync} from 'node:fs';
-import {join} from 'node:path';
-import {after, before, test} from 'node:test';
-import {drawn, launch, motions, no_webgl, Report} from './browser.mjs';
-import {faint} from './contrast.mjs';
-
-let browser;
-let wave;
-before(async () => {
-  browser = await launch();
-  wave = Report.ofMotion(join(motions, 'wave.csv'));
-});
-after(async () => {
-  await browser.close();
-  wave.remove();
-});
-
-// A test on an open page, which must not have asked for anything or reported an error.
-const onPage = (name, options, body) => test(name, async (t) => {
-  const page = await wave.open(browser, options);
-  t.after(() => page.context().close());
-  await body(page);
-  assert.deepEqual(page.faults, []);
-});
-
-const joints = () => Object.keys(wave.columns).filter((name) => name.endsWith('_torque')).map((name) => name.slice(0, -7));
-const torque = (joint, sample) => wave.columns[`${joint}_torque`][sample].toFixed(4);
-const last = () => wave.columns.time.length - 1;
-const sliderAt = async (page) => Number(await page.locator('#slider').inputValue());
-const setSlider = async (page, sample) => {
-  await page.locator('#slider').fill(String(sample));
-  await drawn(page);
-};
-const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
-// Points of the figure, which are rounded to 15 micrometres.
-const near = (a, b, what) => a.forEach((v, i) => assert.ok(Math.abs(v - b[i]) < 1e-5, `${what}: ${a} is not ${b}`));
-// Of the scene alone, without the letters over it.
-const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter { visibility: hidden }'});
-const plot = (page, limb) => page.locator('.panel', {hasText: limb}).locator('.u-over').boundingBox();
-
-// The sample nearest to where x is in a plot.
-function sampleAt({x, width}, at) {
-  const {time} = wave.columns;
-  const t = time[0] + ((at - x) / width) * (time[last()] - time[0]);
-  const distances = time.map((one) => Math.abs(one - t));
-  return distances.indexOf(Math.min(...distances));
-}
-
-// Curves and numbers show `sample`, the slider and the clock are at `here`.
-async function expectTime(page, sample, here = sample) {
-  const {time} = wave.columns;
-  assert.equal(await sliderAt(page), here);
-  assert.equal(await page.locator('#clock').textContent(), `${time[here].toFixed(3)} / ${time[last()].toFixed(3)} s`);
-  for (const joint of joints()) assert.equal(await valueOf(page, joint), torque(joint, sample), joint);
-  for (const axis of ['x', 'y', 'z']) {
-    const value = await page.locator(`[data-com=${axis}]`).textContent();
-    assert.equal(value, wave.columns[`com_${axis}`][sample].toFixed(4));
-  }
-  const share = (time[sample] - time[0]) / (time[last()] - time[0]);
-  const overs = await page.locator('.u-over').all();
-  assert.equal(overs.length, 8);
-  for (const over of overs) {
-    const {x, width} = await over.boundingBox();
-    const cursor = await over.locator('.cursor').boundingBox();
-    assert.ok(Math.abs(cursor.x + cursor.width / 2 - (x + share * width)) < 1.5);
-  }
-}
+import {drawn} from './browser.mjs';
+import {expectTime, joints, last, near, onPage, picture, plot, sampleAt, setSlider, sliderAt, torque, wave} from './wave.mjs';
 
 onPage('the header says what was run; nothing moves where motion is not wanted', {}, async (page) => {
   await page.waitForTimeout(200);
@@ -85,7 +21,7 @@ onPage('the slider moves figure, curves and numbers to the numbers of the file',
   for (const sample of [last(), 0, 137, 300]) {
     await setSlider(page, sample);
     await expectTime(page, sample);
-    const spheres = await page.evaluate(() => korvel.figure.robot.spheres());
+    const spheres = await page.evaluate(() => korvel.figure.robot.bodies.map(({sphere}) => sphere.position.toArray()));
     bodies.forEach((body, b) => near(spheres[b], wave.point(`${body}_com`, sample), body));
     pictures.set(sample, await picture(page));
   }
@@ -102,8 +38,16 @@ onPage('rods join the bodies, a ball and a ring are at the centre of mass and un
   const bodies = await page.evaluate(() => korvel.motion.bodies.map(({name, parent}) => ({name, parent})));
   for (const sample of [0, 137, 300]) {
     await setSlider(page, sample);
-    const {rods, com} = await page.evaluate(
-        () => ({rods: korvel.figure.robot.rods(), com: korvel.figure.robot.centreOfMass()}));
+    // The ends of a rod, null where it is too short to be drawn.
+    const {rods, com} = await page.evaluate(() => {
+      const ends = (mesh) => mesh.visible ?
+          [-0.5, 0.5].map((y) => mesh.localToWorld(mesh.position.clone().set(0, y, 0)).toArray()) : null;
+      const {bodies, com: {ball, ring, drop}} = korvel.figure.robot;
+      return {
+        rods: bodies.map(({rods}) => rods.map(ends)),
+        com: {ball: ball.position.toArray(), ring: ring.position.toArray(), drop: ends(drop)},
+      };
+    });
     const [x, y, z] = wave.point('com', sample);
     near(com.ball, [x, y, z], 'ball');
     near(com.ring, [x, y, 0], 'ring');
@@ -272,286 +216,6 @@ onPage('the table has the peaks, and takes figure and curves to them', {}, async
   assert.deepEqual(await rows(), joints().sort());
 });
 
-onPage('limbs are those of the tree', {}, async (page) => {
-  const panels = page.locator('#torque-panels .panel');
-  const limbs = await panels.evaluateAll(
-      (all) => all.map((p) => [[...p.querySelector('h3').childNodes].filter((n) => n.nodeType === Node.TEXT_NODE).map((n) => n.data).join(''), [...p.querySelectorAll('.name')].map((n) => n.textContent)]));
-  assert.deepEqual(limbs.map(([name]) => name), ['Head', 'Left arm', 'Right arm', 'Left leg', 'Right leg']);
-  const side = {Left: 'L', Right: 'R', Head: 'Head'};
-  for (const [name, own] of limbs) for (const joint of own) assert.ok(joint.startsWith(side[name.split(' ')[0]]), joint);
-  assert.deepEqual(limbs.flatMap(([, own]) => own).sort(), joints().sort());
-});
-
-for (const colorScheme of ['light', 'dark']) {
-  onPage(`readable, ${colorScheme}, on a phone and on screens`, {colorScheme}, async (page) => {
-    for (const width of [360, 1000, 1440]) {
-      await page.setViewportSize({width, height: 740});
-      await drawn(page);
-      const {texts, found} = await page.evaluate(faint);
-      assert.ok(texts > 100);
-      assert.deepEqual(found, []);
-      assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), width);
-    }
-  });
-}
-
 onPage('motion begins by itself', {reducedMotion: 'no-preference'}, async (page) => {
   await page.waitForFunction(() => document.querySelector('#slider').value > 5);
-});
-
-test('without WebGL a message stands for the figure and the curves work', async (t) => {
-  const poor = await launch(no_webgl);
-  t.after(() => poor.close());
-  const page = await wave.open(poor);
-  assert.match(await page.locator('.stage').innerText(), /needs WebGL 2/);
-  await setSlider(page, 200);
-  await expectTime(page, 200);
-  assert.deepEqual(page.faults, []);
-});
-
-test('a figure that fails is a message, and the curves work', async (t) => {
-  const page = await wave.open(browser, {}, () => HTMLCanvasElement.prototype.getContext = new Proxy(
-      HTMLCanvasElement.prototype.getContext,
-      {apply: (get, canvas, [kind, ...more]) => kind === 'webgl2' ? {} : get.call(canvas, kind, ...more)}));
-  t.after(() => page.context().close());
-  assert.match(await page.locator('.stage').innerText(), /needs WebGL 2/);
-  await setSlider(page, 200);
-  await expectTime(page, 200);
-  assert.deepEqual(page.faults, []);
-});
-
-// A test on the page of results other than those of the wave.
-const onResults = (name, change, body) => test(name, async (t) => {
-  const report = Report.ofMotion(join(motions, 'wave.csv'), change);
-  t.after(() => report.remove());
-  const page = await report.open(browser);
-  t.after(() => page.context().close());
-  await drawn(page);
-  await body(page, report);
-  assert.deepEqual(page.faults, []);
-});
-const gridLines = (page) => page.evaluate(() => korvel.figure.grid.geometry.attributes.position.count / 2);
-
-// The wave on a cart that goes along x, in m/s.
-const onCart = (speed) => {
-  let x = 0;
-  return (name, value) => {
-    if (name === 'time') x = speed * value;
-    return name.endsWith('_x') ? value + x : value;
-  };
-};
-onResults('a motion over 100 m has a ground of few lines', onCart(20), async (page, {columns}) => {
-  assert.ok(columns.com_x[last()] > 100);
-  const lines = await gridLines(page);
-  assert.ok(lines > 10 && lines < 220, `${lines}`);
-});
-
-onResults('values near the end of single precision', (name, value) => name === 'time' ? value : value * 1e37, async (page) => {
-  assert.match(await page.locator('.stage').innerText(), /within 1000 km/);
-  await page.setViewportSize({width: 360, height: 740});
-  await drawn(page);
-  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
-});
-
-onResults('the figure follows a walk', onCart(1), async (page) => {
-  const follow = page.getByLabel('Follow');
-  assert.ok(await follow.isChecked());
-  const letters = () => page.locator('.letter').evaluateAll((all) => all.map((e) => e.getBoundingClientRect()).map(({x, y}) => [x, y]));
-  const tall = async () => {
-    const y = (await letters()).map((place) => place[1]);
-    return Math.max(...y) - Math.min(...y);
-  };
-  await setSlider(page, 0);
-  const first = await letters();
-  const followed = await tall();
-  await setSlider(page, last());
-  (await letters()).flat().forEach((v, i) => assert.ok(Math.abs(v - first.flat()[i]) < 3, `${v}`));
-  await follow.uncheck();
-  await drawn(page);
-  assert.ok(await tall() < followed / 3);
-  const far = await letters();
-  await setSlider(page, 0);
-  assert.ok(Math.abs((await letters())[0][0] - far[0][0]) > 100);
-});
-
-// How much of its chart a curve takes, from its lowest to its highest mark.
-onResults('each axis of the centre of mass fills its chart, unless they share a scale', onCart(1), async (page, {columns}) => {
-  const shares = async () => {
-    const plots = await page.locator('#com-panel .u-over').all();
-    const found = [];
-    for (const [i, over] of plots.entries()) {
-      const values = columns[`com_${'xyz'[i]}`];
-      const marks = [];
-      for (const extreme of [Math.min(...values), Math.max(...values)]) {
-        await setSlider(page, values.indexOf(extreme));
-        marks.push((await over.locator('.mark').boundingBox()).y);
-      }
-      found.push((marks[0] - marks[1]) / (await over.boundingBox()).height);
-    }
-    return found;
-  };
-  const ticks = await page.evaluate(() => korvel.charts.slice(-3).map((chart) => chart.labels().texts.length));
-  assert.ok(Math.min(...ticks) > 1, `${ticks}`);
-  const [own_x, own_y] = await shares();
-  assert.ok(own_x > 0.7 && own_y > 0.7);
-  await page.locator('#same-length').check();
-  await drawn(page);
-  const [x, y] = await shares();
-  const span = (axis) => Math.max(...columns[axis]) - Math.min(...columns[axis]);
-  assert.ok(Math.abs(x - own_x) < 0.01);
-  assert.ok(Math.abs(y / x - span('com_y') / span('com_x')) < 0.01);
-});
-
-onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? value * -1.2345e11 : value, async (page) => {
-  await page.setViewportSize({width: 360, height: 740});
-  await page.locator('#same-scale').uncheck();
-  await drawn(page);
-  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
-  const cut = await page.locator('.entry, .caption, #peaks-body td').evaluateAll(
-      (all) => all.filter((e) => e.scrollWidth > e.clientWidth).map((e) => e.textContent));
-  assert.deepEqual(cut, []);
-  for (const {texts, room, widest} of await page.evaluate(() => korvel.charts.map((chart) => chart.labels()))) {
-    assert.ok(texts.length > 1 && widest <= room, `${texts}`);
-    assert.equal(new Set(texts).size, texts.length, `${texts}`);
-  }
-});
-
-// The root stays at the origin, so that z = 0 is above the feet.
-test('one sample, and no ground at z = 0', async (t) => {
-  const motion = join(wave.folder, 'one.csv');
-  writeFileSync(motion, 'time\n2.5\n');
-  const report = Report.ofMotion(motion);
-  t.after(() => report.remove());
-  const page = await report.open(browser);
-  const lowest = Math.min(...Object.keys(report.columns).filter((n) => n.endsWith('_z')).map((n) => report.columns[n][0]));
-  assert.match(await page.locator('#ground').innerText(), new RegExp(`lowest point of the motion, z = ${lowest.toFixed(3)} m`));
-  assert.equal(await page.locator('#clock').textContent(), '2.500 / 2.500 s');
-  assert.ok(await page.locator('#play').isDisabled());
-  assert.deepEqual(page.faults, []);
-});
-
-// Texts of the time, in each chart that has them: how far from left to right each goes, and how wide the chart is.
-const timeTexts = (page) => page.evaluate(() => korvel.charts.map((chart) => chart.times()).filter(({texts}) => texts.length));
-
-for (const [length, change] of Object.entries({
-  '12 s': (time) => time * 12 / 7,
-  '12.5 s from 2000 s': (time) => 2000 + time * 12.5 / 7,
-  '3 ms': (time) => time * 0.003 / 7,
-  '3 h from a clock\'s time': (time) => 1760000000.5 + time * 1543,
-})) {
-  onResults(`times are readable, over ${length}`, (name, value) => name === 'time' ? change(value) : value, async (page) => {
-    for (const width of [360, 768, 1000, 1440]) {
-      await page.setViewportSize({width, height: 740});
-      await drawn(page);
-      const charts = await timeTexts(page);
-      assert.equal(charts.length, 6);
-      for (const {texts, size} of charts) {
-        assert.ok(texts.length > 1);
-        assert.equal(new Set(texts.map(({text}) => text)).size, texts.length);
-        texts.forEach(({text, left, right}, i) => {
-          assert.ok(left >= 0 && right <= size, `${text} is cut at ${width} px`);
-          assert.ok(text.length < 12, text);
-          assert.ok(i === 0 || left > texts[i - 1].right + 3, `${text} overlaps at ${width} px`);
-        });
-      }
-    }
-  });
-}
-
-onResults('times of a clock are counted from the first', (name, value) => name === 'time' ? value + 1760000000.5 : value, async (page) => {
-  assert.match(await page.locator('#facts').innerText(), /Times from\s+1760000000\.5 s/);
-  await setSlider(page, last());
-  assert.equal(await page.locator('#clock').textContent(), '7.000 / 7.000 s');
-  const at = await page.locator('#peaks-body td:last-child').allTextContents();
-  assert.ok(at.every((time) => Number(time) <= 7), `${at}`);
-});
-
-test('a name cannot turn or break the text around it', async (t) => {
-  const text = wave.results.split('\n').slice(0, 4).join('\n');
-  for (const [name, shown] of [['a\u202efdp.csv', 'a⟨U+202E⟩fdp.csv'], ['a\u2067\nb\u001b[1m.csv', 'a⟨U+2067⟩⟨U+000A⟩b⟨U+001B⟩[1m.csv'],
-                               ['ריצה.csv', 'ריצה.csv']]) {
-    const report = new Report(name, text);
-    t.after(() => report.remove());
-    const page = await report.open(browser);
-    assert.equal(await page.locator('h1').textContent(), shown);
-    assert.equal(await page.title(), `${shown} – motion report`);
-    await page.context().close();
-  }
-});
-
-// 60,000 samples of few digits. One knee has spikes between the samples that are shown evenly; the last is no extreme.
-test('a long motion is thinned, and says so; its peaks are exact', async (t) => {
-  const count = 60000;
-  const [header] = wave.results.split('\n');
-  const names = header.split(',');
-  const knee = names.indexOf('LKneePitch_torque');
-  const spikes = new Map([[20001, 3.25], [43210, -7.5], [50002, 2]]);
-  const rows = Array.from({length: count}, (_, s) => names.map((_, i) => {
-    if (i === knee && spikes.has(s)) return spikes.get(s);
-    return i === 0 ? s / 1000 : i % 7 === 0 ? Math.round(100 * Math.sin(s / 5000 + i)) / 100 : 0;
-  }).join(','));
-  const report = new Report('long.csv', [header, ...rows, ''].join('\n'));
-  t.after(() => report.remove());
-  const {size} = statSync(report.page);
-  assert.ok(size < 2e6, `${size} bytes`);
-
-  const page = await report.open(browser);
-  const {shown, time, values, drawn_values, drawn_time} = await page.evaluate(() => {
-    const {torque} = korvel.motion.joints.find(({name}) => name === 'LKneePitch');
-    return {
-      shown: korvel.motion.shown,
-      time: [...korvel.motion.time],
-      values: [...torque.values],
-      drawn_values: [...torque.drawn],
-      drawn_time: [...korvel.motion.drawnTime],
-    };
-  });
-  assert.ok(shown > 15000 && shown < 15100);
-  assert.ok(time.length === shown && values.length === shown);
-  assert.match(await page.locator('#facts').innerText(), /Samples\s+15,0\d\d of 60,000 shown/);
-  assert.match(await page.locator('main').innerText(), /Shows 15,0\d\d of 60,000 samples: one in 4, and those of the peaks/);
-  assert.equal(time.at(-1), (count - 1) / 1000);
-  assert.equal(drawn_time.length, drawn_values.length);
-  assert.ok(drawn_time.every((t, i) => i === 0 || t >= drawn_time[i - 1]));
-  for (const [sample, torque] of spikes) {
-    assert.equal(values[time.indexOf(sample / 1000)], torque === 2 ? undefined : torque);
-    const places = [...drawn_values.keys()].filter((i) => drawn_values[i] === torque);
-    assert.ok(places.every((i) => Math.abs(drawn_time[i] - sample / 1000) < 0.005) && places.length > 0);
-  }
-  const row = page.locator('tr[data-joint=LKneePitch]');
-  assert.match(await row.innerText(), /7\.5000\s+43\.210/);
-  await row.click();
-  assert.equal(await page.locator('#clock').textContent(), '43.210 / 59.999 s');
-  assert.equal(await valueOf(page, 'LKneePitch'), '-7.5000');
-  assert.deepEqual(page.faults, []);
-});
-
-test('where the data cannot be read the page says so', async (t) => {
-  const page = await wave.open(browser, {}, () => delete globalThis.DecompressionStream);
-  t.after(() => page.context().close());
-  assert.match(await page.locator('#failure').innerText(), /cannot be shown.*It needs a browser of 2023 or later/);
-});
-
-// An hour at 100 Hz would not fit into a mail, a minute does.
-test('a page of a minute at 100 Hz is below 3 MB', async (t) => {
-  const motion = join(wave.folder, 'minute.csv');
-  const joints = ['LHipPitch', 'LKneePitch', 'LAnklePitch', 'RHipPitch', 'RKneePitch', 'RShoulderPitch'];
-  const rows = Array.from({length: 6001}, (_, s) => [
-    s / 100, 0.001 * s, ...joints.map((_, j) => (0.3 * Math.sin(0.03 * s + j) + 0.1 * Math.sin((0.07 + 0.01 * j) * s)).toFixed(6)),
-  ].join(','));
-  writeFileSync(motion, [`time,x,${joints.join(',')}`, ...rows, ''].join('\n'));
-  for (const [report, most] of [[Report.ofMotion(motion), 2.5e6], [Report.onGround(motion), 3e6]]) {
-    t.after(() => report.remove());
-    const {size} = statSync(report.page);
-    assert.ok(size < most, `${size} bytes`);
-    t.diagnostic(`${size} bytes`);
-  }
-});
-
-test('the page carries the licences of what is in it, and names no address to load from', () => {
-  const page = readFileSync(wave.page, 'utf8');
-  assert.equal(page.split('Permission is hereby granted, free of charge').length - 1, 2);
-  assert.match(page, /Copyright © 20\d\d-20\d\d three\.js authors/);
-  assert.match(page, /Copyright \(c\) 20\d\d Leon Sorokin/);
-  assert.doesNotMatch(page, /<(link|script|img|iframe)[^>]*(src|href)="(?!data:)/);
 });

@@ -43,7 +43,7 @@ TEST(Thinning, KeepsEvenlyAndEveryExtreme) {
       SCOPED_TRACE(testing::Message() << count << " samples, " << most << " at most");
       const auto rows = random_rows(count);
       Thinning thinning(curves, most);
-      for (std::size_t i = 0; i < count; ++i) thinning.add({100 + time_of(i), time_of(i), rows[i]});
+      for (std::size_t i = 0; i < count; ++i) thinning.add(time_of(i), rows[i]);
       ASSERT_EQ(thinning.count(), count);
       const std::size_t stride = thinning.stride();
       ASSERT_GE(stride * most, count);

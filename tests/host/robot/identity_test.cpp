@@ -74,7 +74,7 @@ TEST_F(IdentityOfAModule, IsWhatInfoAndValidateBeginWith) {
   for (const std::filesystem::path& file :
        {std::filesystem::path(KORVEL_MODULE), copy("--remove-section .note.korvel")}) {
     const Identity module = identity(file);
-    const std::string line = in_words(module) + "\n";
+    const std::string line = lines_of(module);
     for (const std::string& part : {file.string(), module.version, module.build_id}) {
       EXPECT_NE(line.find(part), std::string::npos) << line;
     }

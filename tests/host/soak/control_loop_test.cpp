@@ -9,11 +9,11 @@
 #include <thread>
 #include <utility>
 
-#include "allocations/allocations.h"
+#include "contract/shown.h"
+#include "contract/states.h"
 #include "host/robot/module.h"
-#include "states/shown.h"
-#include "states/states.h"
-#include "tests/host/validate/faulty/forwarder.h"
+#include "tests/validator/faulty/forwarder.h"
+#include "validator/allocations/allocations.h"
 
 namespace korvel {
 

@@ -24,11 +24,6 @@ class Soak : public CommandTest {
       const double period = 1e-9 * seen["period_ns"].get<double>();
       EXPECT_NEAR(times["max_at_s"].get<double>(), static_cast<double>(place) * period, 1e-12) << part;
     }
-    EXPECT_GE(seen["both"]["max_ns"], seen["computing"]["max_ns"]);
-    EXPECT_LE(seen["overran"]["by_computing"], seen["overran"]["cycles"]);
-    EXPECT_LE(seen["overran"]["by_latency"], seen["overran"]["cycles"]);
-    for (const char* kind : {"minor", "major"}) EXPECT_GE(seen["page_faults"][kind], 0);
-    for (const char* kind : {"voluntary", "involuntary"}) EXPECT_GE(seen["context_switches"][kind], 0);
     EXPECT_EQ(seen["scheduler"] == "SCHED_FIFO", seen["priority"] != 0);
     EXPECT_EQ(seen["not_granted"].get<std::string>().empty(),
               seen["memory_locked"] == true && seen["scheduler"] == "SCHED_FIFO");
@@ -37,7 +32,7 @@ class Soak : public CommandTest {
 
 TEST_F(Soak, WhatItTellsAddsUp) {
   const std::pair<const char*, std::int64_t> periods[] = {
-      {"250us", 250'000}, {"1ms", 1'000'000}, {"2.5ms", 2'500'000}, {"0.001s", 1'000'000}};
+      {"250us", 250'000}, {"16.666667ms", 16'666'667}, {"2.5ms", 2'500'000}, {"0.001s", 1'000'000}};
   for (const auto& [text, ns] : periods) {
     const Outcome outcome = host(fmt::format("soak --cycles 50 --period {} --json", text));
     ASSERT_EQ(outcome.status, 0) << outcome.err;
@@ -49,8 +44,8 @@ TEST_F(Soak, WhatItTellsAddsUp) {
   }
   const Outcome outcome = host("soak --cycles 20 --module '" KORVEL_PER_BODY_MODULE "'");
   EXPECT_EQ(outcome.status, 0);
-  for (const char* words : {"libkorvel_per_body.so: version ", "\n20 cycles of 1ms, ", "\nwaking up late ",
-                            "\ncomputing ", "\noverran: ", " page faults, "}) {
+  for (const char* words : {"libkorvel_per_body.so: version ", "\n20 cycles of 1ms, ", "\nwake-up latency ",
+                            "\ncomputation ", "\noverruns: ", "\npage faults: "}) {
     EXPECT_NE(outcome.out.find(words), std::string::npos) << words << outcome.out;
   }
 }
@@ -62,12 +57,12 @@ TEST_F(Soak, GoesOnWithoutWhatIsNotGranted) {
   const Outcome outcome = shell(drop + "bash -c '" + poor + KORVEL_HOST_EXECUTABLE + " soak --cycles 20 --json'");
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   expect_one_line(outcome.err, "soak");
-  EXPECT_EQ(outcome.err.find("memory is not locked: "), 0U) << outcome.err;
+  EXPECT_EQ(outcome.err.find("korvel-host: warning: memory is not locked: "), 0U) << outcome.err;
   EXPECT_NE(outcome.err.find("not by SCHED_FIFO: "), std::string::npos) << outcome.err;
   const auto seen = nlohmann::json::parse(outcome.out);
   EXPECT_EQ(seen["memory_locked"], false);
   EXPECT_EQ(seen["scheduler"], "SCHED_OTHER");
-  EXPECT_EQ(seen["not_granted"].get<std::string>() + '\n', outcome.err);
+  EXPECT_EQ("korvel-host: warning: " + seen["not_granted"].get<std::string>() + '\n', outcome.err);
   expect_adds_up(seen);
 }
 
@@ -89,9 +84,10 @@ TEST_F(Soak, AnInterruptEndsTheLoopAndNotTheReport) {
 
 TEST_F(Soak, UnusableArgumentsAreRefused) {
   for (const char* arguments :
-       {"--period 5", "--period 1", "--period 9us", "--period 1.001s", "--period -1ms", "--period 1e3us", "--period 1m",
-        "--period ms", "--period ''", "--period 1..5ms", "--period nanms", "--period '1 ms'", "--cycles 0",
-        "--cycles 1e3", "--priority 0", "--priority 100", "--module none.so", "extra"}) {
+       {"--period 5",      "--period 1",          "--period 9us",    "--period 1.001s",  "--period -1ms",
+        "--period 1m",     "--period ''",         "--period ms",     "--period 1e3us",   "--period '1 ms'",
+        "--period 0x10ms", "--period 1.0000004s", "--period 1..5ms", "--period nanms",   "--cycles 0",
+        "--cycles 1e3",    "--priority 0",        "--priority 100",  "--module none.so", "extra"}) {
     const Outcome outcome = host(fmt::format("soak {}", arguments));
     EXPECT_EQ(outcome.status, 2) << arguments;
     EXPECT_EQ(outcome.out, "") << arguments;

@@ -10,8 +10,8 @@
 #include <map>
 #include <vector>
 
-#include "host/io/csv_reader.h"
-#include "host/io/printable.h"
+#include "motion/csv/csv_reader.h"
+#include "motion/csv/printable.h"
 #include "tests/host/support/files.h"
 
 namespace korvel::host {
@@ -68,7 +68,7 @@ class CommandTest : public testing::Test {
 
   /// Results of `motion.csv`: the column of each name.
   std::map<std::string, std::vector<float>> results() const {
-    const Outcome outcome = host("run motion.csv -o results.csv");
+    const Outcome outcome = host("run motion.csv -o results.csv --air");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     return columns_in("results.csv");
   }

@@ -1,0 +1,131 @@
+// What the page reads from its data, without a browser.
+import assert from 'node:assert/strict';
+import {execFileSync} from 'node:child_process';
+import {readFileSync, statSync, writeFileSync} from 'node:fs';
+import {join} from 'node:path';
+import {test} from 'node:test';
+import {readMotion} from '../../../host/report/src/data/motion.js';
+import {verdictText} from '../../../host/report/src/verdict.js';
+import {motions, Report, textOf} from './report.mjs';
+
+const motionOf = (report) => readMotion(textOf(report));
+const removed = (t, report) => {
+  t.after(() => report.remove());
+  return report;
+};
+const expectColumns = ({columns}, found, names) =>
+    found.forEach((column, i) => assert.deepEqual([...column], columns[names[i]], names[i]));
+const axes = (name, parts = ['x', 'y', 'z']) => parts.map((part) => `${name}_${part}`);
+
+// Curves go to the ends of single precision.
+const rough = [3.4e38, -3.4e38, 1e-45, 1.17549435e-38, 0.1];
+let row = 0;
+const extremes = (name, value) => {
+  if (name === 'time') ++row;
+  return name === 'HeadYaw_torque' ? rough[row % rough.length] : value;
+};
+
+test('bodies, joints and all numbers are those of module and file', async (t) => {
+  const report = removed(t, Report.ofMotion(join(motions, 'wave.csv'), extremes));
+  const motion = await motionOf(report);
+  const robot = JSON.parse(execFileSync(process.env.KORVEL_HOST, ['info', '--json'], {encoding: 'utf8'}));
+  assert.deepEqual([...motion.time], report.columns.time);
+  expectColumns(report, motion.com, axes('com'));
+  assert.equal(Math.fround(motion.mass), Math.fround(robot.mass));
+  assert.equal(motion.bodies.length, robot.bodies.length);
+  robot.bodies.forEach(({name, parent, mass, origin_root}, b) => {
+    const body = motion.bodies[b];
+    assert.deepEqual([body.name, body.parent, Math.fround(body.mass)], [name, parent ?? -1, Math.fround(mass)]);
+    body.rest.forEach((v, axis) => assert.ok(Math.abs(v - origin_root[axis]) < 1e-6));
+    expectColumns(report, body.origin, axes(name));
+    expectColumns(report, body.com, axes(`${name}_com`));
+    const joint = motion.joints.find(({body}) => body === b);
+    if (b > 0) expectColumns(report, [joint.torque.values], [`${name}_torque`]);
+  });
+  assert.equal(motion.joints.length, robot.bodies.length - 1);
+  assert.deepEqual(motion.limbs.map(({name}) => name), ['Head', 'Left arm', 'Right arm', 'Left leg', 'Right leg']);
+  const side = {Left: 'L', Right: 'R', Head: 'Head'};
+  for (const {name, joints} of motion.limbs) {
+    for (const j of joints) assert.ok(motion.joints[j].name.startsWith(side[name.split(' ')[0]]), `${motion.joints[j].name} in ${name}`);
+  }
+  assert.equal(motion.standing, null);
+});
+
+test('of a run on the ground also what the ground does, and the curves of a second run', async (t) => {
+  const other = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
+  const file = join(other.folder, 'wave-results.csv');
+  const report = removed(t, Report.onGround(join(motions, 'weight_shift.csv'), [file]));
+  const {standing, bodies, joints} = await motionOf(report);
+  const {zmp, margin, residual, spans} = standing;
+  expectColumns(report, [...zmp, margin.values, residual], ['zmp_x', 'zmp_y', 'zmp_margin', 'contact_residual']);
+  const unborne = spans.flatMap(({first, last}) => Array.from({length: last - first + 1}, (_, i) => first + i));
+  assert.deepEqual(unborne, [...report.columns.feasible.keys()].filter((s) => report.columns.feasible[s] === 0));
+  assert.deepEqual(standing.soles.map(({name}) => name), ['LAnkleRoll', 'RAnkleRoll']);
+  for (const {name, body, load, shear, contact, pressure, orientation, corners} of standing.soles) {
+    assert.equal(bodies[body].name, name);
+    expectColumns(report, [...shear, load.values], axes(`${name}_force`));
+    expectColumns(report, [contact, ...pressure], [`${name}_contact`, ...axes(`${name}_cop`, ['x', 'y'])]);
+    expectColumns(report, orientation, axes(name, ['qw', 'qx', 'qy', 'qz']));
+    assert.equal(corners.length, 4);
+  }
+  expectColumns(other, joints.map((joint) => joint.other.torque.values), joints.map(({name}) => `${name}_torque`));
+});
+
+test('of a free fall the page says that the robot is in flight', async (t) => {
+  const [header, first] = readFileSync(join(motions, 'squat.csv'), 'utf8').trim().split('\n');
+  const names = header.split(',');
+  const start = first.split(',').map(Number);
+  const row = (time) => names.map((name, i) => name === 'time' ? time : name === 'z' ? start[i] - 9.81 * time ** 2 / 2 : start[i]);
+  const rows = Array.from({length: 21}, (_, s) => [...row(s / 100), 0, 0].join(','));
+  const wave = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
+  const file = join(wave.folder, 'fall.csv');
+  writeFileSync(file, [`${header},LAnkleRoll_contact,RAnkleRoll_contact`, ...rows, ''].join('\n'));
+  const motion = await motionOf(removed(t, Report.onGround(file)));
+  assert.equal(verdictText(motion.standing, motion), 'The robot is in flight throughout: no sole is near the ground.');
+});
+
+// One knee has spikes between the samples that are shown evenly, and two samples cannot be borne. The last sample is no
+// extreme.
+test('of a long motion some samples are shown, with the bounds of all', async (t) => {
+  const count = 50000;
+  const squat = removed(t, Report.onGround(join(motions, 'squat.csv')));
+  const [header] = squat.results.split('\n');
+  const names = header.split(',');
+  const knee = names.indexOf('LKneePitch_torque');
+  const spikes = new Map([[20001, 3.25], [43210, -7.5], [40002, 2]]);
+  const unborne = [20001, 30002];
+  const rows = Array.from({length: count}, (_, s) => names.map((name, i) => {
+    if (i === knee) return spikes.get(s) ?? 0;
+    return name === 'feasible' ? Number(!unborne.includes(s)) : i === 0 ? `176000${s.toString().padStart(5, '0')}.5` : 0;
+  }).join(','));
+  const run = {results: [header, ...rows, ''].join('\n'), side: squat.side};
+  const report = removed(t, new Report('long.csv', run));
+  assert.equal(textOf(report), textOf(removed(t, new Report('long.csv', run))));
+  const {samples, shown, stride, origin, time, drawnTime, joints, standing} = await motionOf(report);
+  assert.deepEqual([samples, stride, origin, time.at(-1)], [count, 4, 17600000000.5, count - 1]);
+  assert.equal(time.length, shown);
+  const {peak, peakSample, torque: {values, drawn}} = joints.find(({name}) => name === 'LKneePitch');
+  assert.deepEqual([peak, time[peakSample]], [7.5, 43210]);
+  assert.equal(drawnTime.length, drawn.length);
+  assert.ok(drawnTime.every((t, i) => i === 0 || t >= drawnTime[i - 1]));
+  for (const [sample, torque] of spikes) {
+    assert.equal(values[time.indexOf(sample)], torque === 2 ? undefined : torque);
+    const places = [...drawn.keys()].filter((i) => drawn[i] === torque);
+    assert.ok(places.every((i) => Math.abs(drawnTime[i] - sample) < 4) && places.length > 0);
+  }
+  const red = standing.spans.flatMap(({first, last}) => [...time.slice(first, last + 1)]);
+  assert.deepEqual(red, [20000, 20001, 30000]);
+});
+
+// An hour at 100 Hz does not fit into a mail, a minute does.
+test('a page of a minute at 100 Hz is below 3 MB', (t) => {
+  const joints = ['LHipPitch', 'LKneePitch', 'LAnklePitch', 'RHipPitch', 'RKneePitch', 'RShoulderPitch'];
+  const rows = Array.from({length: 6001}, (_, s) => [
+    s / 100, 0.001 * s, ...joints.map((_, j) => (0.3 * Math.sin(0.03 * s + j) + 0.1 * Math.sin((0.07 + 0.01 * j) * s)).toFixed(6)),
+  ].join(','));
+  const wave = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
+  const motion = join(wave.folder, 'minute.csv');
+  writeFileSync(motion, [`time,x,${joints.join(',')}`, ...rows, ''].join('\n'));
+  const {size} = statSync(removed(t, Report.onGround(motion)).page);
+  assert.ok(size < 3e6, `${size} bytes`);
+});

@@ -1,0 +1,174 @@
+// The page without what it is used to, and of results that are out of the ordinary.
+import assert from 'node:assert/strict';
+import {readFileSync, writeFileSync} from 'node:fs';
+import {join} from 'node:path';
+import {test} from 'node:test';
+import {drawn, launch, no_webgl, open} from './browser.mjs';
+import {motions, Report} from './report.mjs';
+import {browser, expectTime, last, setSlider, wave} from './wave.mjs';
+
+test('without WebGL a message stands for the figure and the curves work', async (t) => {
+  const poor = await launch(no_webgl);
+  t.after(() => poor.close());
+  const page = await open(wave, poor);
+  assert.match(await page.locator('.stage').innerText(), /needs WebGL 2/);
+  await setSlider(page, 200);
+  await expectTime(page, 200);
+  assert.deepEqual(page.faults, []);
+});
+
+// A test on the page of results other than those of the wave.
+const onResults = (name, change, body) => test(name, async (t) => {
+  const report = Report.ofMotion(join(motions, 'wave.csv'), change);
+  t.after(() => report.remove());
+  const page = await open(report, browser);
+  t.after(() => page.context().close());
+  await drawn(page);
+  await body(page, report);
+  assert.deepEqual(page.faults, []);
+});
+const gridLines = (page) => page.evaluate(() => korvel.figure.ground.geometry.attributes.position.count / 2);
+
+// The wave on a cart that goes along x, in m/s.
+const onCart = (speed) => {
+  let x = 0;
+  return (name, value) => {
+    if (name === 'time') x = speed * value;
+    return name.endsWith('_x') ? value + x : value;
+  };
+};
+onResults('a motion over 100 m has a ground of few lines', onCart(20), async (page, {columns}) => {
+  assert.ok(columns.com_x[last()] > 100);
+  const lines = await gridLines(page);
+  assert.ok(lines > 10 && lines < 220, `${lines}`);
+});
+
+onResults('values near the end of single precision', (name, value) => name === 'time' ? value : value * 1e37, async (page) => {
+  assert.match(await page.locator('.stage').innerText(), /within 1000 km/);
+  await page.setViewportSize({width: 360, height: 740});
+  await drawn(page);
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+});
+
+onResults('the figure follows a walk', onCart(1), async (page) => {
+  const follow = page.getByLabel('Follow');
+  assert.ok(await follow.isChecked());
+  const letters = () => page.locator('.letter').evaluateAll((all) => all.map((e) => e.getBoundingClientRect()).map(({x, y}) => [x, y]));
+  const tall = async () => {
+    const y = (await letters()).map((place) => place[1]);
+    return Math.max(...y) - Math.min(...y);
+  };
+  await setSlider(page, 0);
+  const first = await letters();
+  const followed = await tall();
+  await setSlider(page, last());
+  (await letters()).flat().forEach((v, i) => assert.ok(Math.abs(v - first.flat()[i]) < 3, `${v}`));
+  await follow.uncheck();
+  await drawn(page);
+  assert.ok(await tall() < followed / 3);
+  const far = await letters();
+  await setSlider(page, 0);
+  assert.ok(Math.abs((await letters())[0][0] - far[0][0]) > 100);
+});
+
+onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? value * -1.2345e11 : value, async (page) => {
+  await page.setViewportSize({width: 360, height: 740});
+  await page.locator('#same-scale').uncheck();
+  await drawn(page);
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+  const cut = await page.locator('.entry, .caption, #peaks-body td').evaluateAll(
+      (all) => all.filter((e) => e.scrollWidth > e.clientWidth).map((e) => e.textContent));
+  assert.deepEqual(cut, []);
+  const axes = await page.evaluate(() => korvel.charts.map(({plot: {ctx, axes: [, {font, _size, _values, gap}]}}) => {
+    ctx.font = font[0];
+    return {texts: _values, room: _size - gap, widest: Math.max(..._values.map((text) => ctx.measureText(text).width)) / devicePixelRatio};
+  }));
+  for (const {texts, room, widest} of axes) {
+    assert.ok(texts.length > 1 && widest <= room, `${texts}`);
+    assert.equal(new Set(texts).size, texts.length, `${texts}`);
+  }
+});
+
+// The root stays at the origin, so that z = 0 is above the feet.
+test('one sample, and no ground at z = 0', async (t) => {
+  const motion = join(wave.folder, 'one.csv');
+  writeFileSync(motion, 'time\n2.5\n');
+  const report = Report.ofMotion(motion);
+  t.after(() => report.remove());
+  const page = await open(report, browser);
+  const lowest = Math.min(...Object.keys(report.columns).filter((n) => n.endsWith('_z')).map((n) => report.columns[n][0]));
+  assert.match(await page.locator('#ground').innerText(), new RegExp(`lowest point of the motion, z = ${lowest.toFixed(3)} m`));
+  assert.equal(await page.locator('#clock').textContent(), '2.500 / 2.500 s');
+  assert.ok(await page.locator('#play').isDisabled());
+  assert.deepEqual(page.faults, []);
+});
+
+// Texts of the time, in each chart that has them: how far from left to right each goes, and how wide the chart is.
+const timeTexts = (page) => page.evaluate(() => korvel.charts.filter(({plot}) => plot.axes[0].show).map(({plot}) => {
+  const {_values, _splits, font} = plot.axes[0];
+  plot.ctx.font = font[0];
+  const texts = _values.map((text, i) => {
+    const middle = plot.bbox.left / devicePixelRatio + plot.valToPos(_splits[i], 'x');
+    const half = plot.ctx.measureText(text).width / devicePixelRatio / 2;
+    return {text, left: middle - half, right: middle + half};
+  });
+  return {size: plot.width, texts};
+}));
+
+for (const [length, change] of Object.entries({
+  '12 s': (time) => time * 12 / 7,
+  '12.5 s from 2000 s': (time) => 2000 + time * 12.5 / 7,
+  '3 ms': (time) => time * 0.003 / 7,
+  '3 h from a clock\'s time': (time) => 1760000000.5 + time * 1543,
+})) {
+  onResults(`times are readable, over ${length}`, (name, value) => name === 'time' ? change(value) : value, async (page) => {
+    for (const width of [360, 1000, 1440]) {
+      await page.setViewportSize({width, height: 740});
+      await drawn(page);
+      const charts = await timeTexts(page);
+      assert.equal(charts.length, 6);
+      for (const {texts, size} of charts) {
+        assert.ok(texts.length > 1);
+        assert.equal(new Set(texts.map(({text}) => text)).size, texts.length);
+        texts.forEach(({text, left, right}, i) => {
+          assert.ok(left >= 0 && right <= size, `${text} is cut at ${width} px`);
+          assert.ok(text.length < 12, text);
+          assert.ok(i === 0 || left > texts[i - 1].right + 3, `${text} overlaps at ${width} px`);
+        });
+      }
+    }
+  });
+}
+
+onResults('times of a clock are counted from the first', (name, value) => name === 'time' ? value + 1760000000.5 : value, async (page) => {
+  assert.match(await page.locator('#facts').innerText(), /Times from\s+1760000000\.5 s/);
+  await setSlider(page, last());
+  assert.equal(await page.locator('#clock').textContent(), '7.000 / 7.000 s');
+  const at = await page.locator('#peaks-body td:last-child').allTextContents();
+  assert.ok(at.every((time) => Number(time) <= 7), `${at}`);
+});
+
+test('a name cannot turn or break the text around it', async (t) => {
+  const run = {results: wave.results.split('\n').slice(0, 4).join('\n'), side: wave.side};
+  const report = new Report('a\u2067\nb\u001b[1m.csv', run);
+  t.after(() => report.remove());
+  const page = await open(report, browser);
+  const shown = 'a⟨U+2067⟩⟨U+000A⟩b⟨U+001B⟩[1m.csv';
+  assert.equal(await page.locator('h1').textContent(), shown);
+  assert.equal(await page.title(), `${shown} – motion report`);
+  await page.context().close();
+});
+
+test('where the data cannot be read the page says so', async (t) => {
+  const page = await open(wave, browser, {}, () => delete globalThis.DecompressionStream);
+  t.after(() => page.context().close());
+  assert.match(await page.locator('#failure').innerText(), /cannot be shown.*It needs a browser of 2024 or later/);
+});
+
+test('the page carries the licences of what is in it, and names no address to load from', () => {
+  const page = readFileSync(wave.page, 'utf8');
+  assert.equal(page.split('Permission is hereby granted, free of charge').length - 1, 2);
+  assert.match(page, /Copyright © 20\d\d-20\d\d three\.js authors/);
+  assert.match(page, /Copyright \(c\) 20\d\d Leon Sorokin/);
+  assert.doesNotMatch(page, /<(link|script|img|iframe)[^>]*(src|href)="(?!data:)/);
+});

@@ -1,0 +1,102 @@
+// What the page computes from its data, without a browser.
+import assert from 'node:assert/strict';
+import {test} from 'node:test';
+import {reading} from '../../../host/report/src/curves/reading.js';
+import {View} from '../../../host/report/src/curves/view.js';
+import {hull, spansOf} from '../../../host/report/src/data/contact.js';
+import {findLimbs} from '../../../host/report/src/data/limbs.js';
+import {single, text, tickTexts, visible} from '../../../host/report/src/data/numbers.js';
+import {watch} from '../../../host/report/src/state.js';
+import {nearestSample, sampleBefore, Timeline} from '../../../host/report/src/timeline.js';
+import {marksOf, verdictText} from '../../../host/report/src/verdict.js';
+
+// The first line of the summary of `run`, as a sentence.
+test('the verdict is that of the summary: in flight, borne, or in which samples not', () => {
+  const say = (spans, flight, stride = 1) => verdictText({spans, flight}, {time: new Float64Array(21), stride});
+  const all = [{first: 0, last: 20}];
+  assert.equal(say([], []), 'The robot stays on its feet throughout.');
+  assert.equal(say([], all), 'The robot is in flight throughout: no sole is near the ground.');
+  assert.equal(say([], [{first: 2, last: 4}]),
+               'The robot is in flight in 3 of 21 samples: no sole is near the ground. The robot stays on its feet in all other samples.');
+  assert.equal(say([{first: 0, last: 0}, {first: 5, last: 9}], [], 2),
+               'The robot cannot stay on its feet: 6 of 21 samples shown. Largest share of the weight that is unsupported:');
+  assert.match(say([{first: 0, last: 0}], [{first: 2, last: 4}]), /in flight in 3 of 21 .* cannot stay on its feet: 1 of 21/);
+});
+
+test('marks cover their spans, and close ones are one', () => {
+  const marks = marksOf([{first: 3, last: 3}, {first: 5000, last: 6000}, {first: 6004, last: 6010}], 10000);
+  assert.deepEqual(marks, [{from: 0, to: 1}, {from: 500, to: 601}]);
+});
+
+test('samples before and nearest to a time', () => {
+  const times = [1, 2, 4, 8];
+  const cases = [[-1, 0, 0], [1, 0, 0], [1.4, 0, 0], [1.6, 0, 1], [3.1, 1, 2], [7.9, 2, 3], [8, 3, 3], [99, 3, 3]];
+  for (const [time, before, nearest] of cases) {
+    assert.deepEqual([sampleBefore(times, time), nearestSample(times, time)], [before, nearest], `${time}`);
+  }
+});
+
+test('the pointer shows a sample and does not go there, steps end at the ends', () => {
+  const timeline = new Timeline(Float64Array.from([0, 1, 2, 3]));
+  const seen = [];
+  watch([timeline.sample], () => seen.push(timeline.sample.value));
+  timeline.goTo(1);
+  timeline.preview(3);
+  assert.deepEqual([timeline.here.value, timeline.now], [1, 3]);
+  timeline.step(1);
+  timeline.step(9);
+  timeline.step(-9);
+  assert.deepEqual(seen, [0, 1, 3, 2, 3, 0]);
+});
+
+test('a zoom stays within all of the times, which a shift of a second run makes others', () => {
+  const view = new View({time: Float64Array.from({length: 101}, (_, i) => i / 10), other: {time: [0, 5]}});
+  assert.deepEqual(view.span.value, [0, 10]);
+  view.shift.value = 7;
+  assert.deepEqual([view.span.value, view.zoomed], [[0, 12], false]);
+  view.zoom(3, 3.1);
+  assert.ok(view.zoomed && Math.abs(view.span.value[1] - view.span.value[0] - 0.4) < 1e-9);
+  view.shift.value = -3;
+  assert.ok(view.zoomed);
+  view.zoom(-9, 2);
+  assert.deepEqual(view.span.value, [-3, 2]);
+  view.reset();
+  assert.deepEqual(view.span.value, [-3, 10]);
+  assert.deepEqual(new View({time: [2.5]}).span.value, [2, 3]);
+});
+
+test('a reading has the value, its change since the second cursor, and the second run where it has one', () => {
+  const motion = {time: [0, 1, 2], other: {time: [0, 1]}};
+  const view = new View(motion);
+  const timeline = new Timeline(motion.time);
+  const read = () => reading({values: [1, 2, 4], other: {values: [7, 8]}}, {motion, timeline, view});
+  assert.equal(read(), '1.0000 B 7.0000');
+  timeline.goTo(2);
+  view.toggleMark(1);
+  assert.equal(read(), '4.0000 Δ +2.0000 B –');
+  view.shift.value = 1.1;
+  assert.equal(read(), '4.0000 Δ +2.0000 B 8.0000');
+});
+
+test('numbers as text do not grow long, ticks differ, and no name steers', () => {
+  assert.deepEqual([text(-0.12345), text(123456), text(3, 1)], ['-0.1235', '1.2346e5', '3.0']);
+  assert.deepEqual(tickTexts([0, 0.02, 0.04]), ['0.00', '0.02', '0.04']);
+  assert.deepEqual(tickTexts([-2e11, 0, 2e11]), ['-2e11', '0', '2e11']);
+  assert.deepEqual(tickTexts([1e6, 1.00001e6]), ['1.00000e6', '1.00001e6']);
+  for (const value of [0.1, 1 / 3, 1e-45, 3.4e38]) assert.equal(Math.fround(single(Math.fround(value))), Math.fround(value));
+  assert.equal(single(Math.fround(0.1)), '0.1');
+  assert.equal(visible('a\u202e\nb'), 'a⟨U+202E⟩⟨U+000A⟩b');
+});
+
+test('the hull of points has only its corners, spans are what they are of', () => {
+  assert.deepEqual(hull([[0, 0], [1, 0], [0.5, 0.2], [1, 1], [0.5, 0], [0, 1]]), [[0, 0], [1, 0], [1, 1], [0, 1]]);
+  assert.deepEqual(spansOf([0, 1, 1, 0, 1], 1), [{first: 1, last: 2}, {first: 4, last: 4}]);
+});
+
+test('limbs are those of the tree, from the top down and left before right', () => {
+  const body = (parent, ...rest) => ({name: `b${parent}`, parent, rest});
+  const bodies = [body(-1, 0, 0, 0), body(0, 0, -0.1, -0.1), body(1, 0, -0.1, -0.3), body(0, 0, 0.1, -0.1), body(0, 0, 0, 0.2)];
+  const joints = [1, 2, 3, 4].map((body) => ({body}));
+  const limbs = findLimbs(bodies, joints).map(({name, side, joints}) => [name, side, joints]);
+  assert.deepEqual(limbs, [['Head', 'middle', [3]], ['Left leg', 'left', [2]], ['Right leg', 'right', [0, 1]]]);
+});

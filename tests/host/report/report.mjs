@@ -1,0 +1,70 @@
+// Reports of results in a temporary directory.
+import {execFileSync} from 'node:child_process';
+import {mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
+import {tmpdir} from 'node:os';
+import {basename, join} from 'node:path';
+
+const {KORVEL_HOST, KORVEL_MOTIONS} = process.env;
+
+export const motions = KORVEL_MOTIONS;
+
+const resultsName = (motion) => `${basename(motion, '.csv')}-results.csv`;
+const numbersOf = (line) => line.split(',').map(Number);
+
+// The texts of results and of the file beside them.
+function run(motion, more) {
+  const folder = mkdtempSync(join(tmpdir(), 'korvel-'));
+  execFileSync(KORVEL_HOST, ['run', motion, ...more, '-o', join(folder, 'results.csv')], {stdio: ['ignore', 'ignore', 'ignore']});
+  const [results, side] = ['results.csv', 'results.json'].map((name) => readFileSync(join(folder, name), 'utf8'));
+  rmSync(folder, {recursive: true});
+  return {results, side};
+}
+
+// The report of a run, in a file of this name; `more` are further arguments.
+export class Report {
+  constructor(name, {results, side}, more = []) {
+    this.folder = mkdtempSync(join(tmpdir(), 'korvel-'));
+    Object.assign(this, {results, side});
+    this.page = join(this.folder, 'page.html');
+    writeFileSync(join(this.folder, name), results);
+    writeFileSync(join(this.folder, name.replace(/\.csv$/, '.json')), side);
+    execFileSync(KORVEL_HOST, ['report', join(this.folder, name), ...more, '-o', this.page]);
+  }
+
+  // Of a motion on the ground.
+  static onGround(motion, more) {
+    return new Report(resultsName(motion), run(motion, []), more);
+  }
+
+  // Of a motion. `change` may say what else stands in its results: (name, value) to value.
+  static ofMotion(motion, change = (_, value) => value) {
+    const {results, side} = run(motion, ['--air']);
+    const [header, ...rows] = results.trim().split('\n');
+    const names = header.split(',');
+    const changed = rows.map((row) => numbersOf(row).map((value, i) => change(names[i], value)).join(','));
+    return new Report(resultsName(motion), {results: [header, ...changed, ''].join('\n'), side});
+  }
+
+  // The numbers of the results by name, in single precision but for the time.
+  get columns() {
+    return this.numbers ??= this.#read();
+  }
+  #read() {
+    const [header, ...rows] = this.results.trim().split('\n');
+    const numbers = rows.map(numbersOf);
+    return Object.fromEntries(header.split(',').map(
+        (name, i) => [name, numbers.map((row) => name === 'time' ? row[i] : Math.fround(row[i]))]));
+  }
+
+  point(name, sample) {
+    return ['x', 'y', 'z'].map((axis) => this.columns[`${name}_${axis}`][sample]);
+  }
+
+  remove() {
+    rmSync(this.folder, {recursive: true});
+  }
+}
+
+// The data in a page.
+export const textOf = ({page}) =>
+    readFileSync(page, 'utf8').match(/<script type="application\/json" id="data">(.*?)<\/script>/s)[1];

@@ -1,0 +1,68 @@
+// What the tests of the page share: the page of the wave, and what it shows.
+import assert from 'node:assert/strict';
+import {join} from 'node:path';
+import {after, before, test} from 'node:test';
+import {drawn, launch, open} from './browser.mjs';
+import {motions, Report} from './report.mjs';
+
+export let browser;
+export let wave;
+before(async () => {
+  browser = await launch();
+  wave = Report.ofMotion(join(motions, 'wave.csv'));
+});
+after(async () => {
+  await browser.close();
+  wave.remove();
+});
+
+// A test on an open page, which must not have asked for anything or reported an error.
+export const onPage = (name, options, body) => test(name, async (t) => {
+  const page = await open(wave, browser, options);
+  t.after(() => page.context().close());
+  await body(page);
+  assert.deepEqual(page.faults, []);
+});
+
+export const joints = () => Object.keys(wave.columns).filter((name) => name.endsWith('_torque')).map((name) => name.slice(0, -7));
+export const torque = (joint, sample) => wave.columns[`${joint}_torque`][sample].toFixed(4);
+export const last = () => wave.columns.time.length - 1;
+export const sliderAt = async (page) => Number(await page.locator('#slider').inputValue());
+export const setSlider = async (page, sample) => {
+  await page.locator('#slider').fill(String(sample));
+  await drawn(page);
+};
+export const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
+// Points of the figure, in single precision.
+export const near = (a, b, what) => a.forEach((v, i) => assert.ok(Math.abs(v - b[i]) < 1e-5, `${what}: ${a} is not ${b}`));
+// Of the scene alone, without the letters over it.
+export const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter { visibility: hidden }'});
+export const plot = (page, limb) => page.locator('.panel', {hasText: limb}).locator('.u-over').boundingBox();
+
+// The sample nearest to where x is in a plot.
+export function sampleAt({x, width}, at) {
+  const {time} = wave.columns;
+  const t = time[0] + ((at - x) / width) * (time[last()] - time[0]);
+  const distances = time.map((one) => Math.abs(one - t));
+  return distances.indexOf(Math.min(...distances));
+}
+
+// Curves and numbers show `sample`, the slider and the clock are at `here`.
+export async function expectTime(page, sample, here = sample) {
+  const {time} = wave.columns;
+  assert.equal(await sliderAt(page), here);
+  assert.equal(await page.locator('#clock').textContent(), `${time[here].toFixed(3)} / ${time[last()].toFixed(3)} s`);
+  for (const joint of joints()) assert.equal(await valueOf(page, joint), torque(joint, sample), joint);
+  for (const axis of ['x', 'y', 'z']) {
+    const value = await page.locator(`[data-curve=com_${axis}]`).textContent();
+    assert.equal(value, wave.columns[`com_${axis}`][sample].toFixed(4));
+  }
+  const share = (time[sample] - time[0]) / (time[last()] - time[0]);
+  const overs = await page.locator('.u-over').all();
+  assert.equal(overs.length, 8);
+  for (const over of overs) {
+    const {x, width} = await over.boundingBox();
+    const cursor = await over.locator('.cursor').boundingBox();
+    assert.ok(Math.abs(cursor.x + cursor.width / 2 - (x + share * width)) < 1.5);
+  }
+}

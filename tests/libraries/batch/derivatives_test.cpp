@@ -1,0 +1,209 @@
+// Derivatives of inverse dynamics and their gradient.
+
+#include <gtest/gtest.h>
+
+#include "metapod/models/korvel/korvel.h"
+#include "support/dual.h"
+#include "support/truth.h"
+#include "tests/libraries/batch/dynamics_results.h"
+
+namespace korvel::tests {
+namespace {
+
+class DynamicsDerivatives : public testing::Test {
+ protected:
+  /// Joints within half a turn, 10 rad/s, 50 rad/s^2, a root with 2 m/s, wrenches of 20 N and 2 N m on all bodies.
+  static States lively(std::ptrdiff_t n) {
+    States states(n);
+    Random random(7);
+    const auto fill = [&random](Rows& rows, float magnitude) {
+      for (float& value : rows.values) value = random(magnitude);
+    };
+    fill(states.q, 3);
+    fill(states.dq, 10);
+    fill(states.ddq, 50);
+    fill(states.wrenches, 20);
+    for (std::size_t k = 0; k < states.wrenches.values.size(); ++k) {
+      if (k % 6 > 2) states.wrenches.values[k] /= 10;
+    }
+    for (std::ptrdiff_t s = 0; s < n; ++s) {
+      for (int k = 0; k < 3; ++k) states.dq.of_state(s)[k] /= 5;
+    }
+    return states;
+  }
+
+  /// Rows of wrists may be smaller, and are then differences of what is larger.
+  static constexpr double position_floor = 0.1;
+  static constexpr double velocity_floor = 0.01;
+
+  const Batch batch{1};
+};
+
+// Of other bits are only signs of zeros.
+TEST_F(DynamicsDerivatives, HaveTheSameBitsWithEveryInstructionSetAndNumberOfStates) {
+  const States states = lively(500);
+  const DynamicsResults expected = dynamics_results(Batch(1, "baseline"), states);
+  Rows forces(states.count, coordinates);
+  batch.dynamics(states.count, rows_of(states.q.values.data(), coordinates),
+                 rows_of(states.dq.values.data(), coordinates), rows_of(states.ddq.values.data(), coordinates),
+                 rows_to(forces.values.data(), coordinates), wrenches_of(states));
+  EXPECT_EQ(count_different(expected.forces, forces), 0U);
+  EXPECT_EQ(count_different(expected.weighted, forces), 0U);
+  for (const std::string& set : instruction_sets()) {
+    const DynamicsResults results = dynamics_results(Batch(2, set.c_str()), states);
+    for (std::size_t i = 0; i < expected.all().size(); ++i) {
+      EXPECT_EQ(count_different(*results.all()[i], *expected.all()[i]), 0U) << set << ", result " << i;
+    }
+  }
+  for (std::ptrdiff_t n = 1; n <= 33; n += 4) {
+    const States few = lively(n);
+    const DynamicsResults one_by_one = dynamics_results(Batch(1, "baseline"), few);
+    const DynamicsResults results = dynamics_results(batch, few);
+    for (std::size_t i = 0; i < expected.all().size(); ++i) {
+      EXPECT_EQ(count_different(*results.all()[i], *one_by_one.all()[i]), 0U) << n << " states, result " << i;
+    }
+  }
+}
+
+TEST_F(DynamicsDerivatives, AreWhatTheSameTextGivesInDoublePrecision) {
+  using Robot = metapod::models::KorvelRobot;
+  using Dual = DualOf<false>;
+  const States states = lively(1000);
+  const DynamicsResults results = dynamics_results(batch, states);
+  for (std::ptrdiff_t s = 0; s < states.count; ++s) {
+    const Matrices<Dual> expected = differentiated(DualState<Robot, Dual>(state_of(states, s)));
+    const Eigen::MatrixXd position = Matrices<Dual>::values(expected.position, coordinates);
+    const Eigen::MatrixXd velocity = Matrices<Dual>::values(expected.velocity, coordinates);
+    EXPECT_LT(largest_error(matrix_of<Matrix30>(results.position, s), position, position_floor), 5e-6);
+    EXPECT_LT(largest_error(matrix_of<Matrix30>(results.velocity, s), velocity, velocity_floor), 5e-6);
+    const Eigen::RowVectorXd weights = vector_of(states.ddq, s).transpose();
+    EXPECT_LT(largest_error(vector_of(results.by_q, s).transpose(), weights * position), 5e-6);
+    EXPECT_LT(largest_error(vector_of(results.by_dq, s).transpose(), weights * velocity), 5e-6);
+  }
+}
+
+// Fourth-order differences by position. Forces are quadratic in velocities, so that a central difference is exact.
+TEST_F(DynamicsDerivatives, AreDifferencesOfTheTextbookModel) {
+  const States states = lively(10);
+  const DynamicsResults results = dynamics_results(batch, states);
+  for (std::ptrdiff_t s = 0; s < states.count; ++s) {
+    const State state = state_of(states, s);
+    const Truth truth(state);
+    Eigen::MatrixXd position(coordinates, coordinates);
+    Eigen::MatrixXd velocity(coordinates, coordinates);
+    const Eigen::VectorXd rest = Eigen::VectorXd::Zero(coordinates);
+    for (int k = 0; k < coordinates; ++k) {
+      constexpr double h = 2e-3;
+      const auto at = [&](double t) -> Eigen::VectorXd {
+        return truth.moved(Eigen::VectorXd::Unit(coordinates, k), rest, t).forces(state);
+      };
+      position.col(k) = (8 * (at(h) - at(-h)) - (at(2 * h) - at(-2 * h))) / (12 * h);
+      State faster = state;
+      State slower = state;
+      faster.dq(k) += 1;
+      slower.dq(k) -= 1;
+      velocity.col(k) =
+          (truth.forces(faster) - truth.forces(slower)) / static_cast<double>(faster.dq(k) - slower.dq(k));
+    }
+    EXPECT_LT(largest_error(matrix_of<Matrix30>(results.position, s), position, position_floor), 1e-4);
+    EXPECT_LT(largest_error(matrix_of<Matrix30>(results.velocity, s), velocity, velocity_floor), 1e-4);
+  }
+}
+
+TEST_F(DynamicsDerivatives, ArePackedRowByRow) {
+  const States states = lively(20);
+  const DynamicsResults results = dynamics_results(batch, states);
+  for (const bool of_velocity : {false, true}) {
+    const Rows& packed = of_velocity ? results.velocity_packed : results.position_packed;
+    const Rows& dense = of_velocity ? results.velocity : results.position;
+    Rows unpacked(states.count, dense.numbers);
+    int last = -1;
+    for (int entry = 0; entry < packed.numbers; ++entry) {
+      int row = 0;
+      int column = 0;
+      ASSERT_EQ(korvel_batch_derivative_entry(of_velocity ? 1 : 0, entry, &row, &column), KORVEL_BATCH_OK);
+      const int here = coordinates * row + column;
+      EXPECT_LT(last, here);
+      last = here;
+      for (std::ptrdiff_t s = 0; s < states.count; ++s) unpacked.of_state(s)[here] = packed.of_state(s)[entry];
+    }
+    EXPECT_EQ(count_different(unpacked, dense), 0U);
+    int row = 0;
+    EXPECT_EQ(korvel_batch_derivative_entry(of_velocity ? 1 : 0, packed.numbers, &row, &row), KORVEL_BATCH_COUNT);
+  }
+}
+
+// A turn of the root changes gravity in its axes, which acts like an acceleration of the root. Forces of inertia are
+// homogeneous of second degree in velocities.
+TEST_F(DynamicsDerivatives, ObeyTheLawsOfMechanics) {
+  const States states = lively(200);
+  const DynamicsResults results = dynamics_results(batch, states);
+  const Results others = batch_results(batch, states);
+  States still = states;
+  std::fill(still.dq.values.begin(), still.dq.values.end(), 0.0F);
+  const DynamicsResults at_rest = dynamics_results(batch, still);
+  for (std::ptrdiff_t s = 0; s < states.count; ++s) {
+    const Eigen::MatrixXd position = matrix_of<Matrix30>(results.position, s);
+    const Eigen::MatrixXd velocity = matrix_of<Matrix30>(results.velocity, s);
+    const Eigen::MatrixXd mass = matrix_of<Matrix30>(others.mass, s);
+    const Eigen::Vector3d up = Truth(state_of(states, s)).pose(0).linear().row(2);
+    Eigen::Matrix3d by_turn;  // of the acceleration that gravity seems to be
+    for (int k = 0; k < 3; ++k) by_turn.col(k) = Truth::gravity * up.cross(Eigen::Vector3d::Unit(k));
+    EXPECT_LT(largest_error(position.leftCols(6).rightCols(3), mass.leftCols(3) * by_turn, position_floor), 1e-5);
+    EXPECT_TRUE((position.leftCols(3).array() == 0).all());
+
+    const Eigen::VectorXd dq = vector_of(states.dq, s);
+    const Eigen::VectorXd twice = 2 * (vector_of(results.forces, s) - vector_of(at_rest.forces, s));
+    EXPECT_LT((velocity * dq - twice).norm() / twice.norm(), 1e-5);
+
+    const Eigen::VectorXd weights = vector_of(states.ddq, s);
+    EXPECT_LT((vector_of(results.by_ddq, s) - mass * weights).norm() / weights.norm(), 1e-5);
+  }
+}
+
+/// The coordinate that a mirror across the plane of x and z shows in place of one, and with which sign.
+std::pair<int, float> mirror_image(int coordinate) {
+  constexpr float root_signs[] = {1, -1, 1, -1, 1, -1};
+  if (coordinate < 6) return {coordinate, root_signs[coordinate]};
+  const std::string name = korvel_batch_body_name(coordinate - 5);
+  const float sign = name.find("Pitch") != std::string::npos ? 1.0F : -1.0F;
+  if (name[0] != 'L' && name[0] != 'R') return {coordinate, sign};
+  const std::string other = (name[0] == 'L' ? "R" : "L") + name.substr(1);
+  int body = 0;
+  while (other != korvel_batch_body_name(body)) ++body;
+  return {body + 5, sign};
+}
+
+TEST_F(DynamicsDerivatives, OfMirroredStatesAreMirrored) {
+  States states = lively(100);
+  std::fill(states.wrenches.values.begin(), states.wrenches.values.end(), 0.0F);
+  States mirrored = states;
+  for (std::ptrdiff_t s = 0; s < states.count; ++s) {
+    for (int k = 0; k < coordinates; ++k) {
+      const auto [image, sign] = mirror_image(k);
+      mirrored.q.of_state(s)[image] = sign * states.q.of_state(s)[k];
+      mirrored.dq.of_state(s)[image] = sign * states.dq.of_state(s)[k];
+      mirrored.ddq.of_state(s)[image] = sign * states.ddq.of_state(s)[k];
+    }
+  }
+  const DynamicsResults results = dynamics_results(batch, states);
+  const DynamicsResults images = dynamics_results(batch, mirrored);
+  for (std::ptrdiff_t s = 0; s < states.count; ++s) {
+    for (const auto& [original, image] :
+         {std::pair{&results.position, &images.position}, std::pair{&results.velocity, &images.velocity}}) {
+      const Eigen::MatrixXd expected = matrix_of<Matrix30>(*original, s);
+      Eigen::MatrixXd found(coordinates, coordinates);
+      for (int row = 0; row < coordinates; ++row) {
+        for (int column = 0; column < coordinates; ++column) {
+          const auto [r, row_sign] = mirror_image(row);
+          const auto [c, column_sign] = mirror_image(column);
+          found(row, column) = static_cast<double>(row_sign * column_sign * image->of_state(s)[coordinates * r + c]);
+        }
+      }
+      EXPECT_LT(largest_error(found, expected, position_floor), 1e-5);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace korvel::tests

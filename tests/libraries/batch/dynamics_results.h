@@ -1,0 +1,108 @@
+#pragma once
+
+#include <Eigen/Core>
+#include <array>
+#include <vector>
+
+#include "tests/libraries/batch/module_results.h"
+
+namespace korvel::tests {
+
+using Matrix30 = Eigen::Matrix<float, coordinates, coordinates, Eigen::RowMajor>;
+using Matrix6 = Eigen::Matrix<float, 6, coordinates, Eigen::RowMajor>;
+
+/// The rotor inertia of a servo behind its gear, for each joint.
+inline constexpr float rotor = 1e-3F;
+inline const std::array<float, KORVEL_BATCH_JOINTS>& rotors() {
+  static const auto all = [] {
+    std::array<float, KORVEL_BATCH_JOINTS> values{};
+    values.fill(rotor);
+    return values;
+  }();
+  return all;
+}
+
+/// The point whose jacobian is computed.
+inline constexpr int hand = 24;
+inline constexpr float place[3] = {0.05F, -0.02F, 0.1F};
+
+/// Results of the operations of batch_dynamics.h.
+struct DynamicsResults {
+  explicit DynamicsResults(std::ptrdiff_t n)
+      : forces(n, 30),
+        position_packed(n, 360),
+        velocity_packed(n, 450),
+        position(n, 900),
+        velocity(n, 900),
+        weighted(n, 30),
+        by_q(n, 30),
+        by_dq(n, 30),
+        by_ddq(n, 30),
+        ddq(n, 30),
+        residual(n, 30),
+        matrix(n, 180),
+        momentum(n, 6),
+        rate(n, 6),
+        bias(n, 6),
+        jacobian(n, 180),
+        jacobian_bias(n, 6) {}
+
+  std::array<const Rows*, 17> all() const {
+    return {
+        &forces, &position_packed, &velocity_packed, &position, &velocity, &weighted, &by_q,     &by_dq,        &by_ddq,
+        &ddq,    &residual,        &matrix,          &momentum, &rate,     &bias,     &jacobian, &jacobian_bias};
+  }
+
+  Rows forces, position_packed, velocity_packed, position, velocity, weighted, by_q, by_dq, by_ddq, ddq, residual,
+      matrix, momentum, rate, bias, jacobian, jacobian_bias;
+};
+
+/// With wrenches on all bodies. The accelerations serve as weights and as forces too.
+inline DynamicsResults dynamics_results(const Batch& batch, const States& states) {
+  const std::ptrdiff_t n = states.count;
+  DynamicsResults results(n);
+  const auto in = [](const Rows& rows) { return rows_of(rows.values.data(), rows.numbers); };
+  const auto out = [](Rows& rows) { return rows_to(rows.values.data(), rows.numbers); };
+  const auto q = in(states.q);
+  const auto dq = in(states.dq);
+  const auto ddq = in(states.ddq);
+  const auto wrenches = wrenches_of(states);
+  batch.dynamics_derivatives(n, q, dq, ddq,
+                             {out(results.forces), out(results.position_packed), out(results.velocity_packed),
+                              out(results.position), out(results.velocity)},
+                             wrenches);
+  batch.dynamics_gradient(n, q, dq, ddq, ddq,
+                          {out(results.weighted), out(results.by_q), out(results.by_dq), out(results.by_ddq)},
+                          wrenches);
+  batch.forward_dynamics(n, q, dq, ddq, {out(results.ddq), out(results.residual)}, rotors().data(), wrenches);
+  batch.momentum(n, q, dq, {out(results.matrix), out(results.momentum), out(results.rate), out(results.bias)}, &ddq);
+  batch.body_jacobians(
+      n, q, {{hand, {place[0], place[1], place[2]}, out(results.jacobian), out(results.jacobian_bias)}}, &dq);
+  return results;
+}
+
+/// Numbers of one state.
+template <typename Matrix>
+Eigen::MatrixXd matrix_of(const Rows& rows, std::ptrdiff_t s) {
+  return Eigen::Map<const Matrix>(rows.of_state(s)).template cast<double>();
+}
+inline Eigen::VectorXd vector_of(const Rows& rows, std::ptrdiff_t s) {
+  return Eigen::Map<const Eigen::VectorXf>(rows.of_state(s), rows.numbers).cast<double>();
+}
+inline State state_of(const States& states, std::ptrdiff_t s) {
+  State state{RobotSize(bodies)};
+  state.q = vector_of(states.q, s).cast<float>();
+  state.dq = vector_of(states.dq, s).cast<float>();
+  state.ddq = vector_of(states.ddq, s).cast<float>();
+  std::copy_n(states.wrenches.of_state(s), 6 * bodies, state.wrenches.data());
+  return state;
+}
+
+/// The largest error as a share of the largest number of the same row, or of a floor.
+inline double largest_error(const Eigen::MatrixXd& actual, const Eigen::MatrixXd& expected, double floor = 0) {
+  return ((actual - expected).cwiseAbs().rowwise().maxCoeff().array() /
+          expected.cwiseAbs().rowwise().maxCoeff().array().max(floor))
+      .maxCoeff();
+}
+
+}  // namespace korvel::tests

@@ -1,0 +1,204 @@
+// What becomes of calls when the system refuses what they need.
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "tests/libraries/batch/module_results.h"
+#if defined(KORVEL_MOTIONS)
+#include "korvel/motion.h"
+#endif
+
+namespace {
+
+/// The allocation of this thread that throws, 1 being the next; 0 if none does.
+thread_local int until_failure = 0;
+thread_local bool throws_a_number = false;
+
+}  // namespace
+
+// The libraries call these too. What replaces them may throw what it likes.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  if (until_failure > 0 && --until_failure == 0) {
+    if (throws_a_number) throw 42;
+    throw std::bad_alloc();
+  }
+  if (void* block = std::malloc(size)) return block;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+
+namespace korvel::tests {
+namespace {
+
+/// Calls use() again and again, while its first allocation fails, its second, and so on, until it makes no more.
+template <typename Use>
+int times_that_fail(bool with_a_number, const Use& use) {
+  throws_a_number = with_a_number;
+  for (int n = 1;; ++n) {
+    until_failure = n;
+    use();
+    if (std::exchange(until_failure, 0) > 0) return n - 1;
+  }
+}
+
+TEST(Failures, OfAllocationsAreToldAndLeaveResultsAndObjectsAsTheyWere) {
+  const States states = random_states(600, 40);
+  const korvel_batch_input q = rows_of(states.q.values.data(), coordinates);
+  const std::vector<korvel_batch_wrench> wrenches = wrenches_of(states);
+  Rows forces(states.count, coordinates);
+  const korvel_batch_output out = rows_to(forces.values.data(), coordinates);
+  for (const bool with_a_number : {false, true}) {
+    const int failed = with_a_number ? KORVEL_BATCH_SYSTEM : KORVEL_BATCH_MEMORY;
+    int refused = 0;
+    const int times = times_that_fail(with_a_number, [&] {
+      korvel_batch* batch = nullptr;
+      const int created = korvel_batch_create(&batch, 2, nullptr);
+      if (created != KORVEL_BATCH_OK) {
+        EXPECT_EQ(created, failed);
+        return;
+      }
+      korvel_batch_force_sums sums;
+      const auto call = [&] {
+        return korvel_batch_dynamics(batch, states.count, &q, &q, &q, wrenches.data(), bodies, nullptr, &out, &sums);
+      };
+      std::fill(forces.values.begin(), forces.values.end(), 77.0F);
+      const int status = call();
+      if (status != KORVEL_BATCH_OK) {
+        ++refused;
+        EXPECT_EQ(status, failed);
+        for (const float value : forces.values) ASSERT_EQ(value, 77.0F) << "refused, and written";
+        EXPECT_EQ(call(), KORVEL_BATCH_OK);
+      }
+      korvel_batch_destroy(batch);
+    });
+    EXPECT_GT(times, refused);
+    EXPECT_GT(refused, 2);
+  }
+}
+
+#if defined(KORVEL_MOTIONS)
+TEST(Failures, OfAllocationsInMotionsAreTold) {
+  korvel_motion* motion = nullptr;
+  for (const bool with_a_number : {false, true}) {
+    throws_a_number = with_a_number;
+    for (const int n : {1, 2, 3, 10, 100}) {
+      until_failure = n;
+      const int status = korvel_motion_read(&motion, KORVEL_MOTIONS "/wave.csv", 0);
+      until_failure = 0;
+      EXPECT_EQ(status, with_a_number ? KORVEL_MOTION_FILE : KORVEL_MOTION_MEMORY) << n << korvel_motion_error();
+    }
+  }
+  EXPECT_EQ(motion, nullptr);
+}
+#endif
+
+/// The exit status of a child that does `work`; above 1000 if a signal ends it.
+template <typename Work>
+int status_of_child(const Work& work) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(100);
+    _exit(work());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+// The limit of a user is none for root.
+TEST(Failures, OfThreadsLeaveTheCallingOne) {
+  const States states = random_states(1200, 50);
+  const Results expected = batch_results(Batch(1), states);
+  EXPECT_EQ(status_of_child([&] {
+              const rlimit none{0, 0};
+              if (setrlimit(RLIMIT_NPROC, &none) != 0 || (getuid() == 0 && setuid(65534) != 0)) return 2;
+              const Batch batch(8);
+              return batch.threads() == 1 && count_different(batch_results(batch, states), expected) == 0 ? 0 : 1;
+            }),
+            0);
+}
+
+#if !defined(KORVEL_SANITIZED)
+void stand_on_a_triangle(const Batch& batch, const States& states) {
+  const float corners[] = {0, 0, 0, 0.1F, 0, 0, 0, 0.1F, 0};
+  const korvel_batch_sole sole{13, 0.6F, corners, 3};
+  const float stands[] = {1};
+  const korvel_batch_input q = rows_of(states.q.values.data(), coordinates);
+  static_cast<void>(batch.stand_sums(states.count, q, q, q, {0, &sole, 1, {stands, 0, sizeof(float), 0}}));
+}
+
+// The process gives its threads little stack, and a signal that ends it waits for a thread that lets it through.
+TEST(Failures, OfStacksAndSignalsOfTheProcessDoNotReachThreads) {
+  const States states = random_states(400, 60);
+  EXPECT_EQ(status_of_child([&] {
+              pthread_attr_t small;
+              pthread_attr_init(&small);
+              pthread_attr_setstacksize(&small, 96 << 10);
+              if (pthread_setattr_default_np(&small) != 0) return 2;
+              const Batch batch(4);
+              sigset_t signals;
+              sigemptyset(&signals);
+              sigaddset(&signals, SIGUSR1);
+              pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+              kill(getpid(), SIGUSR1);
+              stand_on_a_triangle(batch, states);
+              sigpending(&signals);
+              return batch.threads() == 4 && sigismember(&signals, SIGUSR1) == 1 ? 0 : 1;
+            }),
+            0);
+}
+
+// As much as the header says, where results go through the stack, which is beyond what caches hold.
+TEST(Failures, OfStacksDoNotHappenWithAsMuchAsIsPromised) {
+  static const States states = random_states(3300, 60);
+  for (const std::string& set : instruction_sets()) {
+    static std::unique_ptr<Batch> batch;
+    batch = std::make_unique<Batch>(1, set.c_str());
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 << 10), 0);
+    pthread_t thread{};
+    const auto calls = [](void*) -> void* {
+      batch_results(*batch, states);
+      stand_on_a_triangle(*batch, random_states(40, 60));
+      return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, calls, nullptr), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+  }
+}
+
+// Each takes the addresses of its stack.
+TEST(Failures, OfSomeThreadsLeaveTheOthers) {
+  const States states = random_states(1200, 50);
+  const Results expected = batch_results(Batch(1), states);
+  EXPECT_EQ(status_of_child([&] {
+              long pages = 0;
+              std::FILE* file = std::fopen("/proc/self/statm", "r");
+              if (file == nullptr || std::fscanf(file, "%ld", &pages) != 1) return 2;
+              const auto used = static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE));
+              const rlimit few{used + (9 << 18), RLIM_INFINITY};
+              if (setrlimit(RLIMIT_AS, &few) != 0) return 3;
+              const Batch batch(64);
+              if (batch.threads() < 2 || batch.threads() > 63) return 4;
+              const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+              setrlimit(RLIMIT_AS, &unlimited);
+              return count_different(batch_results(batch, states), expected) == 0 ? 0 : 1;
+            }),
+            0);
+}
+#endif
+
+}  // namespace
+}  // namespace korvel::tests

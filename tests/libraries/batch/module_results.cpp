@@ -1,0 +1,151 @@
+#include "tests/libraries/batch/module_results.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "contract/states.h"
+#include "metapod/algos/external_forces.h"
+#include "metapod/algos/jcalc.h"
+#include "metapod/algos/rnea.h"
+#include "metapod/models/korvel/korvel.h"
+
+namespace korvel::tests {
+
+States::States(std::ptrdiff_t n)
+    : count(n), q(n, coordinates), dq(n, coordinates), ddq(n, coordinates), wrenches(n, 6 * bodies) {}
+
+Results::Results(std::ptrdiff_t n)
+    : poses_root(n, 12 * bodies),
+      poses_world(n, 12 * bodies),
+      com_root(n, 3),
+      com_world(n, 3),
+      jacobian(n, 6 * coordinates),
+      mass(n, coordinates * coordinates),
+      forces(n, coordinates) {}
+
+namespace {
+
+State state_of(const States& states, std::ptrdiff_t s, const RobotSize& size) {
+  State state(size);
+  std::copy_n(states.q.of_state(s), coordinates, state.q.data());
+  std::copy_n(states.dq.of_state(s), coordinates, state.dq.data());
+  std::copy_n(states.ddq.of_state(s), coordinates, state.ddq.data());
+  std::copy_n(states.wrenches.of_state(s), 6 * bodies, state.wrenches.data());
+  return state;
+}
+
+Eigen::VectorXf forces_of(const State& state) {
+  using Model = metapod::korvel;
+  Model model;
+  metapod::SinesAndCosines<Model> angles;
+  metapod::ExternalForces<Model> external;
+  for (int b = 0; b < bodies; ++b) {
+    const auto w = state.wrenches.col(b);
+    external.set(b, {{w[3], w[4], w[5]}, {w[0], w[1], w[2]}});
+  }
+  Eigen::VectorXf forces(coordinates);
+  angles.take_root(state.q[3], state.q[4], state.q[5]);
+  metapod::jcalc<Model>::run(model, state.q.data(), angles, state.dq.data());
+  metapod::rnea<Model, metapod::after_jcalc>::run(model, state.ddq.data(), external, forces.data());
+  return forces;
+}
+
+}  // namespace
+
+States random_states(std::ptrdiff_t n, std::uint64_t first_seed) {
+  States states(n);
+  for (std::ptrdiff_t s = 0; s < n; ++s) {
+    const State state = random_state(first_seed + static_cast<std::uint64_t>(s), RobotSize(bodies));
+    std::copy_n(state.q.data(), coordinates, states.q.of_state(s));
+    std::copy_n(state.dq.data(), coordinates, states.dq.of_state(s));
+    std::copy_n(state.ddq.data(), coordinates, states.ddq.of_state(s));
+    std::copy_n(state.wrenches.data(), 6 * bodies, states.wrenches.of_state(s));
+    states.root_poses.push_back(state.root_pose());
+    const auto root = QZ::Math::position6DFromTransform(states.root_poses.back());
+    const std::array<float, 6> root_coordinates{root.x, root.y, root.z, root.ax, root.ay, root.az};
+    std::copy(root_coordinates.begin(), root_coordinates.end(), states.q.of_state(s));
+  }
+  return states;
+}
+
+Results module_results(const States& states, tesk::RigidBodySystem& robot) {
+  Results results(states.count);
+  for (std::ptrdiff_t s = 0; s < states.count; ++s) {
+    const State state = state_of(states, s, robot);
+    robot.setRootPose(states.root_poses[static_cast<std::size_t>(s)]);
+    robot.setRootVelocity(state.root_velocity());
+    robot.setRootAcceleration(state.root_acceleration());
+    robot.setJointAnglesPos(joints_of(state.q).array());
+    robot.setJointAnglesVel(joints_of(state.dq).array());
+    robot.setJointAnglesAcc(joints_of(state.ddq).array());
+    for (unsigned long b = 0; b < bodies; ++b) robot.setExternalWrench(b, state.wrench(b));
+    robot.computeFwdKinematics();
+    robot.computeGeneralizedMass();
+    robot.computeInverseDynamics();
+
+    for (unsigned long b = 0; b < bodies; ++b) {
+      std::memcpy(results.poses_root.of_state(s) + 12 * b, &robot.getPoseInRoot(b), 12 * sizeof(float));
+      std::memcpy(results.poses_world.of_state(s) + 12 * b, &robot.getPose(b), 12 * sizeof(float));
+    }
+    std::memcpy(results.com_root.of_state(s), &robot.getComPositionInRoot(), 3 * sizeof(float));
+    std::memcpy(results.com_world.of_state(s), &robot.getComPosition(), 3 * sizeof(float));
+    Eigen::Map<Eigen::Matrix<float, 6, coordinates, Eigen::RowMajor>>(results.jacobian.of_state(s)) =
+        robot.getJacobianInRoot();
+    std::copy_n(robot.getGeneralizedMass().data(), results.mass.numbers, results.mass.of_state(s));
+    const Eigen::VectorXf forces = forces_of(state);
+    std::copy_n(forces.data(), coordinates, results.forces.of_state(s));
+    std::copy_n(robot.getJointAnglesTorque().first, coordinates - 6, results.forces.of_state(s) + 6);
+  }
+  return results;
+}
+
+std::vector<korvel_batch_wrench> wrenches_of(const States& states) {
+  std::vector<korvel_batch_wrench> wrenches;
+  for (int b = 0; b < bodies; ++b) {
+    korvel_batch_input values = rows_of(states.wrenches.values.data(), states.wrenches.numbers);
+    values.data += 6 * b;
+    wrenches.push_back({b, values});
+  }
+  return wrenches;
+}
+
+Results batch_results(const Batch& batch, const States& states) {
+  Results results(states.count);
+  const auto in = [](const Rows& array) { return rows_of(array.values.data(), array.numbers); };
+  const auto out = [](Rows& array) { return rows_to(array.values.data(), array.numbers); };
+  batch.kinematics(states.count, in(states.q),
+                   {out(results.poses_root), out(results.poses_world), out(results.com_root), out(results.com_world),
+                    out(results.jacobian)});
+  batch.mass_dense(states.count, in(states.q), out(results.mass));
+  batch.dynamics(states.count, in(states.q), in(states.dq), in(states.ddq), out(results.forces), wrenches_of(states));
+  return results;
+}
+
+std::vector<std::string> instruction_sets() {
+  std::vector<std::string> sets;
+  for (const char* name : {"baseline", "avx2", "avx512"}) {
+    korvel_batch* batch = nullptr;
+    if (korvel_batch_create(&batch, 1, name) == KORVEL_BATCH_OK) sets.emplace_back(name);
+    korvel_batch_destroy(batch);
+  }
+  return sets;
+}
+
+std::size_t count_different(const Rows& a, const Rows& b) {
+  std::size_t count = a.values.size() != b.values.size() ? 1 : 0;
+  for (std::size_t i = 0; i < std::min(a.values.size(), b.values.size()); ++i) {
+    const float x = a.values[i] + 0.0F;
+    const float y = b.values[i] + 0.0F;
+    if (std::memcmp(&x, &y, sizeof x) != 0) ++count;
+  }
+  return count;
+}
+
+std::size_t count_different(const Results& a, const Results& b) {
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < a.all().size(); ++i) count += count_different(*a.all()[i], *b.all()[i]);
+  return count;
+}
+
+}  // namespace korvel::tests

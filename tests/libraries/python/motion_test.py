@@ -1,0 +1,124 @@
+"""Motions are to the bit those that the host runs."""
+
+import csv
+import pathlib
+import pickle
+import subprocess
+import tempfile
+import unittest
+
+from support import HOST, ROOT, np
+
+import korvel
+
+try:
+    import pandas
+except ImportError:
+    pandas = None
+
+MOTIONS = pathlib.Path(ROOT) / "examples" / "motions"
+
+
+class Motions(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def results(self, path, *options):
+        """Columns of what the host writes, as float32, and the times."""
+        out = self.folder / "results.csv"
+        subprocess.run([HOST, "run", path, "-o", out, "--air", *options], check=True, capture_output=True)
+        with open(out, newline="") as file:
+            header, *rows = csv.reader(file)
+        table = np.array(rows, float)
+        return {name: column.astype(np.float32) for name, column in zip(header, table.T)}, table[:, 0]
+
+    def written(self, text):
+        path = self.folder / "motion.csv"
+        path.write_text(text)
+        return path
+
+    def assertRunsAlike(self, path, cutoff=None):
+        results, time = self.results(path, *([] if cutoff is None else ["--cutoff", str(cutoff)]))
+        motion = korvel.Motion.read(path, cutoff)
+        np.testing.assert_array_equal(motion.time, time)
+        for instruction_set in ("baseline", "avx2", "avx512"):
+            try:
+                batch = korvel.Batch(instruction_set=instruction_set)
+            except korvel.Error:
+                continue  # Not on this processor.
+            forces = batch.dynamics(motion.q, motion.dq, motion.ddq)
+            k = batch.kinematics(motion.q)
+            for j, joint in enumerate(korvel.JOINTS):
+                np.testing.assert_array_equal(forces[:, 6 + j], results[joint + "_torque"], joint)
+            for i, axis in enumerate("xyz"):
+                np.testing.assert_array_equal(k.com[:, i], results["com_" + axis])
+                np.testing.assert_array_equal(k.com_root[:, i], results["com_root_" + axis])
+                for b, body in enumerate(korvel.BODIES):
+                    np.testing.assert_array_equal(k.poses_world[:, b, i, 3], results[f"{body}_{axis}"], body)
+        return motion
+
+    def test_those_of_the_robot(self):
+        for name in ("squat", "wave", "weight_shift", "slow_step"):
+            for cutoff in (None, 4.5):
+                with self.subTest(name, cutoff=cutoff):
+                    self.assertRunsAlike(MOTIONS / f"{name}.csv", cutoff)
+
+    def test_a_tumbling_root_uneven_times_and_contacts(self):
+        rng = np.random.default_rng(6)
+        lines = ["time,LKneePitch,qw,qx,qy,qz,z,HeadYaw,LAnkleRoll_contact"]
+        time, quaternion = 1.7e9, np.array([1.0, 0, 0, 0])
+        for _ in range(300):
+            time += rng.uniform(0.005, 0.02)
+            quaternion += rng.uniform(-0.2, 0.2, 4)
+            quaternion /= np.linalg.norm(quaternion)
+            values = [*quaternion, *rng.uniform(-1, 1, 2)]
+            lines.append(f"{time:.6f},{rng.uniform(0, 1):.5f}," + ",".join(f"{v:.7f}" for v in values) + ",1")
+        motion = self.assertRunsAlike(self.written("\n".join(lines) + "\n"))
+        self.assertEqual(motion.q.dtype, np.float32)
+        self.assertEqual(motion.ddq.shape, (300, 30))
+        self.assertEqual({body: share.tolist() for body, share in motion.contact.items()}, {"LAnkleRoll": [1] * 300})
+
+    def test_errors_are_those_of_the_host(self):
+        for text in ("time,Foot\n0,1\n", "time\n", "time,x\n0,1\n1,nan\n", "time,qw,qx,qy,qz\n0,1,0,0,0\n1,2,0,0,0\n", ""):
+            path = self.written(text)
+            run = subprocess.run([HOST, "run", path, "-o", self.folder / "none.csv"], capture_output=True, text=True)
+            with self.assertRaises(korvel.Error) as caught:
+                korvel.Motion.read(path)
+            self.assertIn(str(caught.exception), run.stderr)
+            self.assertIn(str(path), str(caught.exception))
+        for cutoff in (0, -1, float("nan"), float("inf"), 1e-300):
+            with self.assertRaisesRegex(korvel.Error, "cutoff"):
+                korvel.Motion.read(MOTIONS / "wave.csv", cutoff)
+        with self.assertRaisesRegex(korvel.Error, "nowhere.csv"):
+            korvel.Motion.read(self.folder / "nowhere.csv")
+
+    def test_copies_are_the_same(self):
+        motion = korvel.Motion.read(str(MOTIONS / "wave.csv"))
+        copy = pickle.loads(pickle.dumps(motion))
+        np.testing.assert_array_equal(copy.ddq, motion.ddq)
+
+    @unittest.skipUnless(pandas, "pandas is not installed")
+    def test_to_pandas_and_back(self):
+        motion = korvel.Motion.read(MOTIONS / "wave.csv")
+        motion.contact["LAnkleRoll"] = np.linspace(0, 1, len(motion.time), dtype=np.float32)
+        frame = motion.to_pandas()
+        np.testing.assert_array_equal(frame["ddq"]["RShoulderRoll"], motion.ddq[:, korvel.COORDINATES.index("RShoulderRoll")])
+        back = korvel.Motion.from_pandas(frame[frame.columns[::-1]])
+        for name in ("time", "q", "dq", "ddq"):
+            array = getattr(back, name)
+            np.testing.assert_array_equal(array, getattr(motion, name))
+            self.assertEqual(array.dtype, getattr(motion, name).dtype)
+            self.assertFalse(np.shares_memory(array, getattr(motion, name)))
+        np.testing.assert_array_equal(back.contact["LAnkleRoll"], motion.contact["LAnkleRoll"])
+        korvel.Batch().dynamics(back.q, back.dq, back.ddq)
+        with self.assertRaisesRegex(korvel.Error, "expected a column for each coordinate in 'dq'"):
+            korvel.Motion.from_pandas(frame.drop(columns=[("dq", "yaw")]))
+        path = self.folder / "written.csv"
+        frame["q"].reset_index().to_csv(path, index=False)
+        np.testing.assert_array_equal(korvel.Motion.read(path).q[:, 6:], motion.q[:, 6:])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,245 @@
+"""Recordings hold what a host did, as it was asked and answered."""
+
+import json
+import os
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import unittest.mock
+
+from support import HOST, ROOT, np
+
+import korvel
+from korvel import _recording
+
+LIBRARIES = pathlib.Path(os.environ["KORVEL_LIBRARY_PATH"])
+RECORDER = LIBRARIES / "libkorvel_record.so"
+if not RECORDER.exists():
+    print("skipped: there is no recorder")
+    sys.exit(77)
+
+
+class Recordings(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = pathlib.Path(folder.name)
+        with open(os.path.join(ROOT, "examples", "motions", "squat.csv"), encoding="ascii") as file:
+            lines = [next(file) for _ in range(40)]
+        cls.path = cls.folder / "short.csv"
+        cls.path.write_text("".join(lines), encoding="ascii")
+        environment = dict(os.environ, KORVEL_RECORD_TO=folder.name, KORVEL_RECORD_MODULE=str(LIBRARIES / "libkorvel.so"))
+        subprocess.run([HOST, "run", cls.path, "--air", "-o", cls.folder / "results.csv", "--module", RECORDER], check=True,
+                       env=environment, capture_output=True)
+        cls.file, = cls.folder.glob("*.rec")
+        cls.recording = korvel.Recording(cls.file)
+        cls.motion = korvel.Motion.read(cls.path)
+
+    def test_it_says_what_was_recorded(self):
+        recording = self.recording
+        self.assertTrue(recording.ended)
+        self.assertEqual((recording.lost, recording.overlapped), (0, 0))
+        self.assertEqual((recording.bodies, recording.joints), (korvel.BODIES, korvel.JOINTS))
+        self.assertEqual(recording.module["path"], str(LIBRARIES / "libkorvel.so"))
+        self.assertGreater(recording.began, 1.7e9)
+        self.assertTrue((np.diff(recording.calls["time"]) >= 0).all())
+        self.assertTrue((recording.calls["took"] >= 0).all())
+        self.assertEqual(recording.calls["object"].min(), 1)
+
+    def test_arguments_are_those_that_were_given(self):
+        set_to = self.recording.of("setJointAnglesPos")
+        np.testing.assert_array_equal(set_to.arguments[0], self.motion.q[:, 6:])
+        self.assertIsNone(set_to.results)
+        rates = self.recording.of("setRootVelocity").arguments[0]
+        np.testing.assert_array_equal(rates, self.motion.dq[:, :6])
+        # One computation after each.
+        computed = self.recording.of("computeInverseDynamics").which
+        self.assertEqual(len(computed), len(set_to.which))
+        self.assertTrue((computed > set_to.which).all() and (computed[:-1] < set_to.which[1:]).all())
+
+    def test_results_are_those_that_were_computed(self):
+        torques = self.recording.of("getJointAngleTorque")
+        forces = korvel.Batch().dynamics(self.motion.q, self.motion.dq, self.motion.ddq)
+        joints = torques.arguments[0][:, 0].astype(int)
+        sample = np.searchsorted(self.recording.of("computeInverseDynamics").which, torques.which) - 1
+        # A result of 4 bytes stands in the record itself.
+        read = self.recording.calls["result"][torques.which].astype(np.uint32).view(np.float32)
+        np.testing.assert_array_equal(read, forces[sample, 6 + joints])
+        poses = self.recording.of("getPose")
+        self.assertTrue(0 < poses.in_full.sum() <= len(poses.which))
+        at = np.searchsorted(self.recording.of("computeInverseDynamics").which, poses.which[poses.in_full]) - 1
+        expected = korvel.Batch().kinematics(self.motion.q).poses_world[at, poses.arguments[0][poses.in_full, 0].astype(int)]
+        np.testing.assert_array_equal(poses.results[poses.in_full], expected.reshape(-1, 12))
+        self.assertTrue(np.isnan(poses.results[~poses.in_full]).all())
+
+    def test_a_file_that_was_cut_has_what_is_before(self):
+        whole = self.file.read_bytes()
+        path = self.folder / "cut.bin"
+        for size in (len(whole) - 1, len(whole) // 2, 2 * 65536):
+            cut = bytearray(whole[:size])
+            cut[96:104] = cut[128:136] = bytes(8)  # It was not ended.
+            path.write_bytes(cut)
+            recording = korvel.Recording(path)
+            self.assertFalse(recording.ended)
+            offsets = self.recording.calls["offset"]
+            np.testing.assert_array_equal(recording.calls["offset"], offsets[offsets // 65536 < size // 65536])
+
+    def test_what_is_none_or_damaged_is_an_error_with_its_place(self):
+        whole = self.file.read_bytes()
+        path = self.folder / "damaged.bin"
+        rng = np.random.default_rng(3)
+        for size, start, end, word in ((0, 0, 0, "byte 0"), (100, 0, 0, "byte 0"), (len(whole), 0, 8, "byte 0"),
+                                       (len(whole), 8, 12, "byte 8"), (len(whole), 110, 130, "byte"),
+                                       (len(whole), 65536, 65540, "byte 65536"), (len(whole), 65608, 65612, "byte 65")):
+            damaged = bytearray(whole[:size])
+            damaged[start:end] = rng.bytes(end - start)
+            path.write_bytes(damaged)
+            with self.assertRaisesRegex(korvel.Error, word):
+                korvel.Recording(path)
+        # Whatever it holds: an error of ours, or what can be read.
+        for _ in range(200):
+            damaged = bytearray(whole)
+            at = int(rng.integers(len(whole)))
+            damaged[at:at + 9] = rng.bytes(9)
+            path.write_bytes(damaged[:len(whole)])
+            try:
+                recording = korvel.Recording(path)
+                for operation in recording.operations[::10]:
+                    recording.of(operation)
+            except korvel.Error:
+                pass
+        # The description is JSON of another shape, and no checksum is looked at.
+        with unittest.mock.patch.object(_recording, "_hash", lambda: None):
+            for text in ("[]", "5", "[" * 3000, '{"bodies": [], "joints": [], "operations": [5]}',
+                         '{"bodies": [], "joints": [], "operations": [{"name": "a", "arguments": [["f4", 1%s]]}]}' % ("0" * 40)):
+                damaged = bytearray(whole)
+                size = struct.unpack_from("<I", damaged, 24)[0]
+                damaged[136:136 + size] = text.encode().ljust(size)
+                path.write_bytes(damaged)
+                with self.assertRaisesRegex(korvel.Error, "byte 136: expected JSON"):
+                    korvel.Recording(path)
+        with self.assertRaisesRegex(korvel.Error, "name of an operation"):
+            self.recording.of("fly")
+        fifo = self.folder / "fifo"
+        os.mkfifo(fifo)
+        for other in (fifo, self.folder, self.folder / "absent"):
+            with self.assertRaisesRegex(korvel.Error, f"^{other}: expected a recording, found no regular file"):
+                korvel.Recording(other)
+
+    def test_a_block_of_zeros_is_missed(self):
+        whole = bytearray(self.file.read_bytes())
+        path = self.folder / "zeros.bin"
+        for size in (65536, 16):
+            path.write_bytes(whole[:65536] + bytes(size) + whole[65536 + size:])
+            with self.assertRaisesRegex(korvel.Error, "block"):
+                korvel.Recording(path)
+        # The number alone: the block is not in use.
+        path.write_bytes(whole[:65544] + bytes(8) + whole[65552:])
+        with self.assertRaisesRegex(korvel.Error, "blocks of records up to number"):
+            korvel.Recording(path)
+
+    def test_a_file_may_be_cut_once_it_was_read(self):
+        path = self.folder / "read.bin"
+        path.write_bytes(self.file.read_bytes())
+        recording = korvel.Recording(path)
+        os.truncate(path, 0)
+        np.testing.assert_array_equal(recording.of("setJointAnglesPos").arguments[0], self.motion.q[:, 6:])
+
+    def test_a_recording_of_the_first_version_is_read(self):
+        path = pathlib.Path(ROOT) / "tests/recorder/data/motion.rec"
+        self.assertEqual(len(korvel.Recording(path).calls), 97)
+        # The path is not UTF-8, and a locale gave the masses a decimal comma.
+        whole = path.read_bytes().replace(b'"masses":[1.', b'"masses":[1,', 1).replace(b'{"path":"/', b'{"path":"\xff', 1)
+        odd = self.folder / "odd.bin"
+        odd.write_bytes(whole)
+        with unittest.mock.patch.object(_recording, "_hash", lambda: None):
+            recording = korvel.Recording(odd)
+        self.assertEqual((len(recording.calls), recording.joints, recording.module), (97, korvel.JOINTS, {}))
+
+    def test_flags_have_names(self):
+        self.assertEqual((_recording.HAS_RESULT, _recording.OVERLAPPED), (1, 128))
+
+
+def returned_calls(counter):
+    return int.from_bytes(pathlib.Path(counter).read_bytes(), "little") if os.path.exists(counter) else 0
+
+
+class CutShort(unittest.TestCase):
+    """Of a process that was not ended there is what the reference host finds, with the checksums and without."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def record(self, *arguments, calls=None):
+        environment = dict(os.environ, KORVEL_RECORD_TO=str(self.folder),
+                           KORVEL_RECORD_MODULE=str(LIBRARIES / "libkorvel.so"))
+        with subprocess.Popen([os.environ["KORVEL_RECORDED_HOST"], RECORDER, *arguments], env=environment,
+                              stdout=subprocess.DEVNULL) as process:
+            if calls:
+                while returned_calls(arguments[1]) < calls:
+                    self.assertIsNone(process.poll())
+                    time.sleep(0.001)
+                process.kill()
+        self.assertLess(process.returncode, 0)
+        (file,) = self.folder.glob("*.rec")
+        return file
+
+    def is_read_alike(self, path):
+        """Returns the recording."""
+        replayed = subprocess.run([HOST, "replay", "--json", path], capture_output=True, check=False)
+        expected = json.loads(replayed.stdout)["recordings"][0]
+        calls = {name: operation["calls"] for name, operation in expected["operations"].items()}
+        for hash_of in (_recording._hash, lambda: None):
+            with unittest.mock.patch.object(_recording, "_hash", hash_of):
+                recording = korvel.Recording(path)
+            self.assertEqual((recording.ended, recording.blocks_left_out), (False, expected["blocks_left_out"]))
+            returned = recording.calls[~np.isnan(recording.calls["took"])]
+            names, counts = np.unique([recording.operations[i] for i in returned["operation"]], return_counts=True)
+            self.assertEqual(dict(zip(names, counts)), calls)
+            self.assertEqual(len(recording.calls) - len(returned), expected["not_performed"])
+        return recording
+
+    def test_a_killed_process_has_its_newest_calls(self):
+        path = self.record("cycles", str(self.folder / "counter"), calls=20000)
+        recording = self.is_read_alike(path)
+        self.assertEqual(recording.blocks_left_out, 0)
+        self.assertGreater(len(recording.calls), returned_calls(self.folder / "counter"))
+        # A page of the newest block did not reach the disk.
+        damaged = bytearray(path.read_bytes())
+
+        def of_block(at, field):
+            return struct.unpack_from("<Q", damaged, at + field)[0]
+
+        blocks = [at for at in range(65536, len(damaged) - 65535, 65536) if of_block(at, 32) > 16384]
+        newest = max(blocks, key=lambda at: of_block(at, 8))
+        middle = newest + of_block(newest, 32) // 2 // 4096 * 4096
+        damaged[middle:middle + 4096] = bytes(4096)
+        path.write_bytes(damaged)
+        self.assertEqual(self.is_read_alike(path).blocks_left_out, 1)
+
+    def test_a_call_that_did_not_return_is_the_last(self):
+        recording = self.is_read_alike(self.record("crash"))
+        self.assertEqual([recording.operations[call["operation"]] for call in recording.calls],
+                         ["create", "computeFwdKinematics", "getPose"])
+        np.testing.assert_array_equal(np.isnan(recording.calls["took"]), [False, False, True])
+        self.assertEqual(recording.of("getPose").arguments[0].tolist(), [[2**40]])
+        self.assertFalse(recording.of("getPose").in_full.any())
+
+    def test_an_operation_with_more_arguments_than_its_record_has_is_none(self):
+        path = self.record("crash")
+        damaged = bytearray(path.read_bytes())
+        last = int(korvel.Recording(path).calls["offset"][-1])
+        damaged[last + 4:last + 6] = struct.pack("<H", korvel.Recording(path).operations.index("setJointAnglesPos"))
+        path.write_bytes(damaged)
+        self.assertEqual(len(self.is_read_alike(path).calls), 2)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,161 @@
+"""States on the ground against what the host finds for whole motions, and against closed forms."""
+
+import os
+import pickle
+import subprocess
+import tempfile
+import unittest
+
+from support import GRAVITY, HOST, ROOT, np
+
+import korvel
+
+MOTIONS = os.path.join(ROOT, "examples", "motions")
+SOLES = os.path.join(MOTIONS, "soles.csv")
+
+
+def results_of(motion):
+    """The columns of the host's results by their names."""
+    with tempfile.TemporaryDirectory() as folder:
+        results = os.path.join(folder, "results.csv")
+        subprocess.run([HOST, "run", motion, "--soles", SOLES, "-o", results], check=True, capture_output=True)
+        return columns_of(results)
+
+
+def columns_of(path):
+    with open(path, encoding="ascii") as file:
+        names = file.readline().strip().split(",")
+        return dict(zip(names, np.loadtxt(file, delimiter=",").T))
+
+
+class Standing(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.batch = korvel.Batch()
+        cls.ground = korvel.Ground.read(SOLES)
+
+    def assertStandsAsTheHostHasIt(self, path, contact, some=slice(None)):
+        """Loads and torques are those of the host in some samples, and the others in all."""
+        motion, results, weight = korvel.Motion.read(path), results_of(path), 5.30535 * GRAVITY
+        stand = self.batch.stand(motion.q, motion.dq, motion.ddq, self.ground, contact)
+        borne = results["feasible"] == 1
+        self.assertEqual((stand.residual <= 1e-3).tolist(), borne.tolist())
+        self.assertEqual((stand.verdict == korvel.Verdict.STANDS).tolist(), borne.tolist())
+
+        def assertNear(found, names, bound, where=some):
+            expected = np.stack([results[name] for name in names], -1)
+            self.assertLess(np.abs(found - expected)[where].max(initial=0), bound, names)
+
+        assertNear(stand.zmp, ["zmp_x", "zmp_y"], 2e-5, borne)
+        assertNear(stand.zmp_margin[:, None], ["zmp_margin"], 2e-5, borne)
+        for i, body in enumerate(self.ground.bodies):
+            assertNear(stand.loads[:, i, :3], [f"{body}_force_{axis}" for axis in "xyz"], 2e-5 * weight)
+            assertNear(stand.loads[:, i, 3:], [f"{body}_moment_{axis}" for axis in "xyz"], 2e-5 * weight * 0.1)
+            assertNear(stand.pressure[:, i], [f"{body}_cop_{axis}" for axis in "xy"], 2e-5)
+        assertNear(stand.forces[:, 6:], [joint + "_torque" for joint in korvel.JOINTS], 2e-4)
+        return borne.all()
+
+    def test_motions_stand_as_the_host_has_them(self):
+        for name, stands in (("squat.csv", True), ("weight_shift.csv", True), ("fast_step.csv", False)):
+            path = os.path.join(MOTIONS, name)
+            results = results_of(path)
+            contact = np.stack([results[body + "_contact"] for body in self.ground.bodies], -1).astype(np.float32)
+            # Shares near touchdown and lift-off are a matter of time, which states do not know.
+            always = np.full(len(contact), (contact == contact[0]).all())
+            self.assertEqual(self.assertStandsAsTheHostHasIt(path, contact, always), stands)
+
+    def test_columns_of_contact_say_when_soles_stand(self):
+        left, right = self.ground.bodies
+        step = columns_of(os.path.join(MOTIONS, "slow_step.csv"))
+        time = step["time"]
+        lifted = (time > 1.3) & (time < 2.1)
+        for columns in ({left: 1, right: 1 - lifted}, {right: 1 - lifted}, {left: time < 1, right: 1}, {left: 0}, {}):
+            with self.subTest(columns=list(columns)), tempfile.TemporaryDirectory() as folder:
+                path = os.path.join(folder, "motion.csv")
+                given = {f"{body}_contact": np.broadcast_to(column, time.shape) for body, column in columns.items()}
+                table = {**step, **given}
+                np.savetxt(path, np.stack(list(table.values()), -1), "%.12g", ",", header=",".join(table), comments="")
+                motion = korvel.Motion.read(path)
+                self.assertEqual(motion.contact.keys(), columns.keys())
+                if right in columns:
+                    self.assertStandsAsTheHostHasIt(path, motion.contact)
+
+    def test_shares_that_are_unknown_are_seen(self):
+        q, dq, ddq = (np.tile(array, (40, 1)) for array in np.zeros((3, 30), np.float32))
+        q[:, 2] = 0.335 + np.linspace(-0.01, 0.01, 40)
+        seen = self.batch.stand(q, dq, ddq, self.ground)
+        nan = np.full((40, 2), np.nan, np.float32)
+        left, right = self.ground.bodies
+        for contact in (nan, {}, {left: nan[:, 0]}):
+            for found, expected in zip(self.batch.stand(q, dq, ddq, self.ground, contact), seen):
+                np.testing.assert_array_equal(found, expected)
+        self.assertGreater(len(np.unique(seen.verdict)), 1)
+        nan[:, 1] = 0
+        one = self.batch.stand(q, dq, ddq, self.ground, {right: np.float32(0)}, convert=True)
+        for found, expected in zip(self.batch.stand(q, dq, ddq, self.ground, nan), one):
+            np.testing.assert_array_equal(found, expected)
+        self.assertFalse(one.loads[:, 1].any())
+        with self.assertRaisesRegex(korvel.Error, "contact: .* sole, found HeadYaw"):
+            self.batch.stand(q, dq, ddq, self.ground, {"HeadYaw": nan[:, 0]})
+        with self.assertRaisesRegex(korvel.Error, "contact of LAnkleRoll: expected shape"):
+            self.batch.stand(q, dq, ddq, self.ground, {left: nan})
+
+    def test_at_rest_the_ground_bears_the_weight(self):
+        q = np.zeros((3, 30), np.float32)
+        k = self.batch.kinematics(q)
+        foot = korvel.BODIES.index("LAnkleRoll")
+        q[:, 2] = 0.045 - k.poses_world[0, foot, 2, 3]
+        rest = np.zeros_like(q)
+        stand = self.batch.stand(q, rest, rest, self.ground)
+        com = self.batch.kinematics(q).com
+        self.assertTrue((stand.verdict == korvel.Verdict.STANDS).all())
+        weight = self.batch.mass(q)[:, 0, 0] * GRAVITY
+        self.assertLess(np.abs(stand.loads[:, :, 2].sum(1) - weight).max(), 1e-3)
+        self.assertLess(np.abs(stand.zmp - com[:, :2]).max(), 2e-5)
+        # One state, and sums, are the same numbers.
+        one = self.batch.stand(q[0], rest[0], rest[0], self.ground, np.ones(2, np.float32))
+        for single, each in zip(one, stand):
+            self.assertTrue(np.array_equal(single, each[0]))
+        sums = self.batch.stand_sums(q, rest, rest, self.ground)
+        self.assertEqual((sums.unbearable, sums.least_margin), (0, stand.zmp_margin.min()))
+        self.assertTrue(np.array_equal(sums.largest, np.abs(stand.forces).max(0)))
+        # In the air it hangs by its root.
+        falls = self.batch.stand(q, rest, rest, self.ground, np.zeros(2, np.float32))
+        self.assertTrue((falls.verdict == korvel.Verdict.NOTHING_BEARS).all())
+        self.assertLess(np.abs(falls.forces[:, 2] - weight).max(), 1e-3)
+
+    def test_results_go_where_they_are_told_to(self):
+        motion = korvel.Motion.read(os.path.join(MOTIONS, "squat.csv"))
+        arguments = motion.q, motion.dq, motion.ddq, self.ground
+        expected = self.batch.stand(*arguments)
+        out = korvel.Stand(*(np.full_like(array, 7) for array in expected))
+        self.assertIs(self.batch.stand(*arguments, out=out), out)
+        for found, right in zip(out, expected):
+            self.assertTrue(np.array_equal(found, right))
+        for spoilt in (out._replace(zmp=out.zmp[1:]), out._replace(loads=out.forces), out._replace(verdict=out.residual),
+                       out._replace(residual=out.residual.astype(float))):
+            with self.assertRaises(korvel.Error):
+                self.batch.stand(*arguments, out=spoilt)
+
+    def test_grounds_that_are_none_are_refused_in_a_sentence(self):
+        flat = [[0, 0, 0], [1, 0, 0], [0, 1, 0]]
+        for soles, word in (({}, "at least one"), ({"Foot": korvel.Sole(flat, 1)}, "Foot"),
+                            ({"HeadYaw": korvel.Sole([1, 2, 3], 1)}, "shape"),
+                            ({"HeadYaw": korvel.Sole([["a"] * 3] * 3, 1)}, "numbers")):
+            with self.assertRaisesRegex(korvel.Error, word):
+                korvel.Ground(soles)
+        q = np.zeros(30, np.float32)
+        for sole, word in ((korvel.Sole(flat, -1), "friction"), (korvel.Sole(flat[:2], 1), "corner_count")):
+            with self.assertRaisesRegex(korvel.Error, word):
+                self.batch.stand(q, q, q, korvel.Ground({"HeadYaw": sole}))
+        with self.assertRaisesRegex(korvel.Error, "contact"):
+            self.batch.stand(q, q, q, self.ground, np.ones(3, np.float32))
+
+    def test_grounds_are_copied_whole(self):
+        other = pickle.loads(pickle.dumps(korvel.Ground(self.ground.soles, 0.5)))
+        self.assertEqual((other.bodies, other.height), (self.ground.bodies, 0.5))
+        self.assertEqual(other.soles, self.ground.soles)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,22 @@
+"""What tests of the Python package share."""
+
+import os
+import sys
+
+try:
+    import numpy as np
+except ImportError:
+    print("skipped: numpy is not installed")
+    sys.exit(77)
+
+HOST = os.environ["KORVEL_HOST"]
+ROOT = os.environ["KORVEL_SOURCE"]
+GRAVITY = 9.81
+EPSILON = 2.0**-23
+
+
+def random_states(n, seed):
+    """Coordinates, velocities and accelerations: of an upright robot that may look anywhere, not faster than it is."""
+    rng = np.random.default_rng(seed)
+    q, dq, ddq = rng.uniform(-1.2, 1.2, (n, 30)), rng.uniform(-2, 2, (n, 30)), rng.uniform(-5, 5, (n, 30))
+    return q.astype(np.float32), dq.astype(np.float32), ddq.astype(np.float32)

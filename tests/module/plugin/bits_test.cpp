@@ -1,0 +1,13 @@
+#include "contract/bit_hash.h"
+#include "support/expect.h"
+
+namespace korvel::tests {
+namespace {
+
+class Bits : public ModuleTest {};
+
+// Of a change that nothing else notices, the last bit tells.
+TEST_F(Bits, OfAllResultsAreThoseThatWereRecorded) { EXPECT_EQ(bit_hash(*robot), recorded_bit_hash); }
+
+}  // namespace
+}  // namespace korvel::tests

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "recorder/replay/recording_file.h"
+#include "tests/host/support/command.h"
+#include "tests/recorder/sealed.h"
+
+namespace korvel::host {
+
+/// Hosts that are recorded into `recordings_`.
+class Recorded : public CommandTest {
+ protected:
+  /// Runs a host on the recorder, with these settings in its environment. Its exit status.
+  int record(const std::string& arguments, const std::string& settings = "",
+             const std::string& preparation = ":") const {
+    return recorded(arguments, settings, preparation).status;
+  }
+  Outcome recorded(const std::string& arguments, const std::string& settings = "",
+                   const std::string& preparation = ":") const {
+    Outcome outcome = shell(environment(settings) + fmt::format("{}; exec '{}' '{}' {}", preparation,
+                                                                KORVEL_RECORDED_HOST, KORVEL_RECORDER, arguments));
+    EXPECT_EQ(outcome.err, "");
+    return outcome;
+  }
+  std::string environment(const std::string& settings) const {
+    return fmt::format("export KORVEL_RECORD_TO='{}' {}; ", recordings_.path().string(), settings);
+  }
+
+  std::vector<std::filesystem::path> recordings() const {
+    std::vector<std::filesystem::path> all;
+    for (const auto& entry : std::filesystem::directory_iterator(recordings_.path())) all.push_back(entry.path());
+    return all;
+  }
+  std::filesystem::path recording() const {
+    const auto all = recordings();
+    EXPECT_EQ(all.size(), 1U);
+    return all.empty() ? "" : all.front();
+  }
+
+  Outcome replay(const std::filesystem::path& file, const std::string& options = "",
+                 const std::string& preparation = ":") const {
+    return host(fmt::format("replay '{}' {}", file.string(), options), preparation);
+  }
+  nlohmann::json replayed(const std::filesystem::path& file, const std::string& options = "") const {
+    const Outcome outcome = replay(file, "--json " + options);
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    return nlohmann::json::parse(outcome.out, nullptr, false)["recordings"][0];
+  }
+
+  TemporaryDirectory recordings_;
+};
+
+/// How often each operation is in a file, what is restated left out.
+inline std::map<std::string, std::size_t> calls_in(const std::filesystem::path& file) {
+  std::map<std::string, std::size_t> calls;
+  RecordingFile(file).for_each([&](const RecordedCall& call) {
+    if (!call.has(recording::restated)) ++calls[call.operation.name];
+    return true;
+  });
+  return calls;
+}
+
+}  // namespace korvel::host

@@ -1,0 +1,194 @@
+/// A host to be recorded: loads a module and calls it. What it does stands beside its functions.
+///
+///   recorded_host MODULE WHAT [NUMBER or FILE] [NUMBER]
+
+#include "tests/recorder/recorded_host.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <thread>
+
+#include "recorder/format/denormals.h"
+
+namespace {
+
+using korvel::host::Module;
+using korvel::host::System;
+using korvel::recorded::counter_in;
+using korvel::recorded::cycle;
+using korvel::recorded::let_the_recorder_work;
+
+/// Every operation, on an object for each thread.
+void every_operation(const Module& module, unsigned threads) {
+  std::vector<System> robots;
+  for (unsigned i = 0; i < threads; ++i) robots.push_back(module.create());
+  std::vector<std::thread> running;
+  for (unsigned i = 0; i < threads; ++i) {
+    running.emplace_back([&, i] {
+      std::vector<korvel::Arguments> arguments = korvel::varied_arguments(*robots[i], i + 1, 4);
+      for (korvel::Arguments& with : arguments) {
+        for (const korvel::RealTimeOperation& operation : korvel::real_time_operations()) {
+          // What all objects share overlaps no other call.
+          if (threads == 1 || std::strcmp(operation.name, "setBodyInertia") != 0) operation.call(*robots[i], with);
+        }
+        let_the_recorder_work();
+        tesk::RigidBodySystem::ComJacobian J;
+        for (const korvel::AllocatingOperation& operation : korvel::allocating_operations()) {
+          try {
+            operation.call(*robots[i], J);
+          } catch (const std::out_of_range&) {
+          }
+        }
+      }
+    });
+  }
+  for (std::thread& thread : running) thread.join();
+}
+
+/// Control cycles, for ever or `count`; how many calls have returned is in a file. Says how often it was saved.
+void cycles(const Module& module, const char* counter, std::uint64_t count) {
+  std::atomic<std::uint64_t>& returned = counter_in(counter);
+  const System robot = module.create();
+  std::vector<korvel::Arguments> arguments;
+  for (unsigned seed = 0; seed < 8; ++seed) {
+    arguments.emplace_back(korvel::random_state(seed, korvel::RobotSize(25)), *module.create());
+  }
+  for (std::uint64_t i = 0; i < count; ++i) {
+    cycle(*robot, arguments[i % arguments.size()], returned);
+    if (i % 64 == 0) let_the_recorder_work();
+  }
+  korvel::recorded::say_saves();
+}
+
+/// What does not move is set once.
+void motion(const Module& module, unsigned long steps) {
+  const System robot = module.create();
+  const korvel::Arguments with(korvel::random_state(1, *robot), *robot);
+  robot->setRootPose(with.pose);
+  robot->setJointAnglesPos(with.joints[0]);
+  for (unsigned long i = 0; i < steps; ++i) {
+    const unsigned long joint = i % robot->getNbJointAngles();
+    robot->setJointAnglePos(joint, 0.01F * static_cast<float>(i + 1));
+    robot->computeFwdKinematics();
+    if (i % 2 == 1) {
+      robot->setJointAngleVel(joint, 0.5F * static_cast<float>(i));
+      robot->computeInverseDynamics();
+    }
+    usleep(1000);
+  }
+}
+
+/// The joints are set once, and a wrench in each cycle.
+void standing(const Module& module, unsigned long cycles) {
+  const System robot = module.create();
+  robot->setJointAnglesPos(Eigen::ArrayXf::Constant(24, 0.2F));
+  robot->computeFwdKinematics();
+  for (unsigned long i = 0; i < cycles; ++i) {
+    const float force = 2.5F * static_cast<float>(i);
+    robot->setExternalWrench(13, {force, force, force, force, force, force});
+    robot->computeInverseDynamics();
+    robot->getJointAngleTorque(12);
+  }
+}
+
+/// Three cycles, of which the second computes for long.
+void uneven(const Module& module) {
+  const System robot = module.create();
+  for (const int computations : {1, 2000, 1}) {
+    robot->setJointAnglePos(3, 0.1F);
+    for (int i = 0; i < computations; ++i) robot->computeFwdKinematics();
+  }
+}
+
+/// The root alone moves, the joints are computed once.
+void root_motion(const Module& module) {
+  const System robot = module.create();
+  robot->computeFwdKinematicsExceptRoot();
+  for (unsigned seed = 0; seed < 20; ++seed) {
+    robot->setRootPose(korvel::Arguments(korvel::random_state(seed, *robot), *robot).pose);
+    robot->computeFwdKinematicsOnlyRoot();
+    usleep(100);
+  }
+}
+
+/// Each input in its turn is not a number, and all is computed and read.
+void not_finite(const Module& module) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  for (const float value : {nan, -nan, std::numeric_limits<float>::infinity()}) {
+    const System robot = module.create();
+    std::vector<korvel::Arguments> arguments = korvel::varied_arguments(*robot, 1, 1);
+    for (korvel::Arguments& with : arguments) {
+      for (Eigen::ArrayXf& values : with.joints) values[5] = value;
+      with.pose.tx = value;
+      for (const korvel::RealTimeOperation& operation : korvel::real_time_operations()) operation.call(*robot, with);
+    }
+  }
+}
+
+/// Torques that are denormal numbers, of loads that are some, for each way to treat them.
+void denormals(const Module& module) {
+  using namespace korvel::recording;
+  const System robot = module.create();
+  for (const int flags : {0, int{flushes_denormals}, int{takes_denormals_as_zero},
+                          int{flushes_denormals} | int{takes_denormals_as_zero}}) {
+    set_denormal_flags(static_cast<std::uint16_t>(flags));
+    QZ::Math::Transform far;
+    far.ty = 1e3F;
+    for (const float force : {1e-40F, 1.1e-38F}) {
+      robot->setExternalWrench(13, {force, force, force, force, force, force}, far);
+      robot->computeInverseDynamics();
+      robot->getJointAnglesTorque();
+    }
+  }
+  set_denormal_flags(0);
+}
+
+/// What the contract does not allow, and does no harm.
+void mistakes(const Module& module) {
+  const System robot = module.create();
+  robot->getJointAngleTorque(3);
+  QZ::Math::Velocity6D velocity;
+  velocity.wx = std::numeric_limits<float>::quiet_NaN();
+  robot->setRootVelocity(velocity);
+  robot->computeInverseDynamics();
+  robot->getJointAngleTorque(3);
+  try {
+    robot->getBodyId("Tail");
+  } catch (const std::out_of_range&) {
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) return 2;
+  std::setlocale(LC_ALL, "");
+  const Module module(argv[1]);
+  const std::string what = argv[2];
+  if (what == "operations") every_operation(module, static_cast<unsigned>(std::atoi(argv[3])));
+  if (what == "cycles")
+    cycles(module, argv[3], argc > 4 ? static_cast<std::uint64_t>(std::atoll(argv[4])) : ~std::uint64_t{0});
+  if (what == "mistakes") mistakes(module);
+  if (what == "uneven") uneven(module);
+  if (what == "denormals") denormals(module);
+  if (what == "root") root_motion(module);
+  if (what == "not finite") not_finite(module);
+  if (what == "motion") motion(module, static_cast<unsigned long>(std::atol(argv[3])));
+  if (what == "standing") standing(module, static_cast<unsigned long>(std::atol(argv[3])));
+  if (what == "daemon") korvel::recorded::as_a_daemon(module);
+  if (what == "overlapping") korvel::recorded::overlapping(module, std::atoi(argv[3]));
+  if (what == "clones") {
+    korvel::recorded::short_clones(module, static_cast<std::size_t>(std::atoi(argv[3])), std::atoi(argv[4]));
+  }
+  if (what == "scarce") korvel::recorded::when_memory_is_scarce(module);
+  if (what == "global") korvel::recorded::with_a_global_object(module);
+  if (what == "closing") korvel::recorded::closing_descriptors(module, argv[3]);
+  if (what == "exit") korvel::recorded::calling_at_exit(module, argv[3]);
+  if (what == "crash") korvel::recorded::in_a_call(module);
+  return 0;
+}
