@@ -21,9 +21,38 @@ namespace {
 using Robot = metapod::models::KorvelRobot;
 
 constexpr int most_threads = 1024;
-constexpr int pose_numbers = 12 * body_count;
+constexpr int pose_size = 12;
+constexpr int pose_numbers = pose_size * body_count;
 constexpr int jacobian_numbers = 6 * coordinate_count;
 constexpr int matrix_numbers = coordinate_count * coordinate_count;
+
+/// The numbers of the bodies whose poses are wanted; empty for all.
+std::vector<int> checked_bodies(const korvel_batch_kinematics_results& results) {
+  if (results.bodies == nullptr) return {};
+  if (results.body_count < 1 || results.body_count > body_count) {
+    refuse(KORVEL_BATCH_COUNT, "body_count is ", results.body_count, ": there may be 1 to ", body_count, " bodies");
+  }
+  std::vector<int> bodies(results.bodies, results.bodies + results.body_count);
+  std::for_each(bodies.begin(), bodies.end(), require_body);
+  return bodies;
+}
+
+/// The poses of all bodies in a tile of states, of which some are wanted.
+struct PosesOfTile {
+  Output all() noexcept { return {numbers, pose_numbers, 1, 0}; }
+  void copy(const std::vector<int>& bodies, const Output& to, const Stretch& tile) const noexcept {
+    if (!has_data(to)) return;
+    for (std::ptrdiff_t s = tile.first; s < tile.last; ++s) {
+      float* number = to.of_state(s);
+      for (const int body : bodies) {
+        const float* pose = &numbers[(s - tile.first) * pose_numbers + pose_size * body];
+        for (int k = 0; k < pose_size; ++k, number += to.number) *number = pose[k];
+      }
+    }
+  }
+
+  alignas(64) float numbers[static_cast<std::size_t>(tile_size * pose_numbers)];
+};
 
 /// The sums over a stretch, which add up.
 struct FoldedSums : korvel_batch_force_sums {
@@ -116,13 +145,28 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
   return status_of([&] {
     const Call call(batch, n, q);
     require_pointer(results, "results");
-    const KinematicsResults wanted{checked_output(&results->poses_root, "poses_root", n, pose_numbers),
-                                   checked_output(&results->poses_world, "poses_world", n, pose_numbers),
+    const std::vector<int> bodies = checked_bodies(*results);
+    const int numbers = bodies.empty() ? pose_numbers : pose_size * static_cast<int>(bodies.size());
+    const KinematicsResults wanted{checked_output(&results->poses_root, "poses_root", n, numbers),
+                                   checked_output(&results->poses_world, "poses_world", n, numbers),
                                    checked_output(&results->com_root, "com_root", n, 3),
                                    checked_output(&results->com_world, "com_world", n, 3),
                                    checked_output(&results->jacobian, "jacobian", n, jacobian_numbers)};
     require_a_result(wanted.poses_root, wanted.poses_world, wanted.com_root, wanted.com_world, wanted.jacobian);
     const KernelSet& kernels = call.kernels();
+    if (!bodies.empty()) {
+      batch->threads.for_each_stretch(n, [&](const Stretch& states) {
+        for_each_tile(states, [&](const Stretch& tile) {
+          PosesOfTile poses_root, poses_world;
+          kernels.kinematics(*call.masses, {0, tile.last - tile.first}, from(call.positions, tile.first),
+                             {poses_root.all(), poses_world.all(), from(wanted.com_root, tile.first),
+                              from(wanted.com_world, tile.first), from(wanted.jacobian, tile.first)});
+          poses_root.copy(bodies, wanted.poses_root, tile);
+          poses_world.copy(bodies, wanted.poses_world, tile);
+        });
+      });
+      return;
+    }
     const bool in_order = is_beyond_caches(n, {{&wanted.poses_root, pose_numbers},
                                                {&wanted.poses_world, pose_numbers},
                                                {&wanted.jacobian, jacobian_numbers}});
