@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <cmath>
 
 #include "host/export/model.h"
@@ -69,9 +71,28 @@ void append_sole(xml_node body, xml_node assets, const std::string& name, const 
   set(geom, {{"type", "mesh"}, {"mesh", name + "Sole"}});
 }
 
+void append_range(xml_node joint, const JointLimits& limits) {
+  if (!limits[limit::lower] && !limits[limit::upper]) return;
+  const double lower = limits[limit::lower].value_or(-no_limit);
+  const double upper = limits[limit::upper].value_or(no_limit);
+  set(joint, {{"limited", "true"}, {"range", fmt::format("{} {}", lower, upper)}});
+}
+
+/// A motor for each joint, in the order of the joints. Its control is the torque.
+void append_motors(xml_node actuators, const Robot& robot, const std::vector<JointLimits>& limits) {
+  for (std::size_t j = 0; j < limits.size(); ++j) {
+    const std::string& name = robot.bodies[j + 1].joint;
+    const xml_node motor = append(actuators, "motor", {{"name", name}, {"joint", name}});
+    if (!limits[j][limit::torque]) continue;
+    const std::string range = fmt::format("{} {}", -*limits[j][limit::torque], *limits[j][limit::torque]);
+    set(motor, {{"ctrllimited", "true"}, {"ctrlrange", range}, {"forcelimited", "true"}, {"forcerange", range}});
+  }
+}
+
 }  // namespace
 
-std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles) {
+std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles,
+                    const std::vector<JointLimits>& limits) {
   pugi::xml_document document;
   document.append_child(pugi::node_comment).set_value(headline(inertias).c_str());
   xml_node root = append(document.root(), "mujoco", {{"model", "korvel"}});
@@ -93,7 +114,8 @@ std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vec
     if (is_root) {
       append(node, "freejoint", {{"name", body.joint}});
     } else {
-      append(node, "joint", {{"name", body.joint}, {"axis", "0 0 1"}});
+      const xml_node joint = append(node, "joint", {{"name", body.joint}, {"axis", "0 0 1"}});
+      if (!limits.empty()) append_range(joint, limits[b - 1]);
     }
     append_inertial(node, body, inertias.of_body[b], inertias.is_point[b]);
     append_geometry(node, robot, b);
@@ -113,6 +135,7 @@ std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vec
             {"friction", "0 0.005 0.0001"},
             {"rgba", "0.8 0.8 0.8 1"}});
   }
+  if (!limits.empty()) append_motors(append(root, "actuator"), robot, limits);
   return to_string(document);
 }
 
