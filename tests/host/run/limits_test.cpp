@@ -9,14 +9,14 @@ namespace {
 
 constexpr double amplitude = 0.5;       // [rad]
 constexpr double frequency = 2 * M_PI;  // [rad/s]
-const std::string joint = "LShoulderPitch";
+const std::string shoulder = "LShoulderPitch";
 
 class Limits : public StandingTest {
  protected:
   /// The robot lies on its side, so that the axis of the shoulder is vertical. That joint alone moves, by a sine of one
   /// second. Samples are not evenly spaced; the peaks of angle, speed and torque are among them.
   void write_swing() {
-    std::string text = fmt::format("time,roll,{}\n", joint);
+    std::string text = fmt::format("time,roll,{}\n", shoulder);
     for (int i = 0; i <= 600; ++i) {
       const double time = i / 200.0 + 0.05 * std::sin(4 * M_PI * i / 200.0);
       text += fmt::format("{},{},{}\n", time, M_PI / 2, amplitude * std::sin(frequency * time));
@@ -44,12 +44,12 @@ double inertia_about_axis() {
   int first = 0;
   for (int b = 1; b < static_cast<int>(robot.bodies.size()); ++b) {
     const Body& body = robot.bodies[static_cast<std::size_t>(b)];
-    if (body.joint == joint) first = b;
+    if (body.joint == shoulder) first = b;
     int ancestor = b;
     while (ancestor > first) ancestor = robot.bodies[static_cast<std::size_t>(ancestor)].parent;
     if (first == 0 || ancestor != first) continue;
-    const Eigen::Affine3d& shoulder = robot.bodies[static_cast<std::size_t>(first)].pose_root;
-    inertia += body.mass * (shoulder.inverse() * (body.pose_root * body.com_body)).head<2>().squaredNorm();
+    const Eigen::Affine3d& axes = robot.bodies[static_cast<std::size_t>(first)].pose_root;
+    inertia += body.mass * (axes.inverse() * (body.pose_root * body.com_body)).head<2>().squaredNorm();
   }
   return inertia;
 }
@@ -63,7 +63,7 @@ TEST_F(Limits, PeaksAreThoseOfASine) {
   ASSERT_GT(torque, 0.01);
   constexpr double spline = 2e-3;
   for (const Json& peak : run.at("peaks")) {
-    if (peak.at("joint") != joint) continue;
+    if (peak.at("joint") != shoulder) continue;
     EXPECT_NEAR(peak.at("torque"), torque, spline * torque);
     EXPECT_NEAR(peak.at("rms_torque"), torque / std::sqrt(2), spline * torque);
     EXPECT_NEAR(peak.at("speed"), speed, spline * speed);
@@ -71,7 +71,7 @@ TEST_F(Limits, PeaksAreThoseOfASine) {
   }
   // The joint gives back in one half of the cycle what it gave in the other.
   Columns all = columns();
-  const std::vector<double>&time = all.at("time"), &power = all.at(joint + "_power");
+  const std::vector<double>&time = all.at("time"), &power = all.at(shoulder + "_power");
   double work = 0;
   double moved = 0;
   for (std::size_t i = 1; i < time.size(); ++i) {
@@ -83,10 +83,10 @@ TEST_F(Limits, PeaksAreThoseOfASine) {
 
 TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
   write_swing();
-  const Json run = summary("--air " + limits(joint + ",-0.4,0.6,3,1000\nHeadYaw,,0.1,,\nHeadPitch,,,,0.5\n"));
+  const Json run = summary("--air " + limits(shoulder + ",-0.4,0.6,3,1000\nHeadYaw,,0.1,,\nHeadPitch,,,,0.5\n"));
   Columns all = columns();
-  const auto expected = [&](const char* ending, double bound, double sign) {
-    const std::vector<double>& values = all.at(joint + ending);
+  const auto expected = [&](const char* ending, double bound, int sign) {
+    const std::vector<double>& values = all.at(shoulder + ending);
     const auto is_beyond = [&](double value) { return sign == 0 ? std::abs(value) > bound : sign * value > bound; };
     const auto first = std::find_if(values.begin(), values.end(), is_beyond) - values.begin();
     return std::pair(std::count_if(values.begin(), values.end(), is_beyond),
@@ -101,14 +101,14 @@ TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
     found[use.at("joint").get<std::string>() + ' ' + use.at("limit").get<std::string>()] = use;
   }
   EXPECT_EQ(found.size(), 6U);
-  EXPECT_EQ(found.at(joint + " lower").at("samples"), lower.first);
-  EXPECT_EQ(found.at(joint + " lower").at("first"), lower.second);
-  EXPECT_EQ(found.at(joint + " speed").at("samples"), speed.first);
-  EXPECT_EQ(found.at(joint + " speed").at("first"), speed.second);
+  EXPECT_EQ(found.at(shoulder + " lower").at("samples"), lower.first);
+  EXPECT_EQ(found.at(shoulder + " lower").at("first"), lower.second);
+  EXPECT_EQ(found.at(shoulder + " speed").at("samples"), speed.first);
+  EXPECT_EQ(found.at(shoulder + " speed").at("first"), speed.second);
   // From the middle, 0.1: 0.6 of 0.5, and 0.4 of 0.5.
-  EXPECT_NEAR(found.at(joint + " lower").at("share"), 1.2, 1e-3);
-  EXPECT_NEAR(found.at(joint + " upper").at("share"), 0.8, 1e-3);
-  EXPECT_NEAR(found.at(joint + " speed").at("share"), amplitude * frequency / 3, 2e-3);
+  EXPECT_NEAR(found.at(shoulder + " lower").at("share"), 1.2, 1e-3);
+  EXPECT_NEAR(found.at(shoulder + " upper").at("share"), 0.8, 1e-3);
+  EXPECT_NEAR(found.at(shoulder + " speed").at("share"), amplitude * frequency / 3, 2e-3);
   EXPECT_TRUE(found.at("HeadYaw upper").at("share").is_null());
   for (const char* kept : {"LShoulderPitch upper", "LShoulderPitch torque", "HeadYaw upper", "HeadPitch torque"}) {
     EXPECT_EQ(found.at(kept).at("samples"), 0) << kept;
@@ -120,7 +120,7 @@ TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
 
   const std::string text = host("run motion.csv -o results.csv --air --limits limits.csv").out;
   EXPECT_NE(text.find("\nexceeds limits: 2 of 6\n\n"), std::string::npos) << text;
-  const std::size_t row = text.find("  " + joint + " lower");
+  const std::size_t row = text.find("  " + shoulder + " lower");
   EXPECT_NE(text.substr(row, 81).find(fmt::format(" 120.0 % {:>3} samples {:>8.3f}\n", lower.first, lower.second)),
             std::string::npos)
       << text;
