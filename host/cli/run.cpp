@@ -74,9 +74,8 @@ void run(const RunCommand& command) {
   }
   if (page) write_page(outcomes.front().results, std::nullopt, *page);
   show_summaries(outcomes, command);
-  const bool all_are_feasible = std::all_of(outcomes.begin(), outcomes.end(), [](const RunOutcome& outcome) {
-    return outcome.is_borne() && outcome.summary.exceeded_limits() == 0;
-  });
+  const bool all_are_feasible =
+      std::all_of(outcomes.begin(), outcomes.end(), [](const RunOutcome& outcome) { return outcome.is_feasible(); });
   if (command.require_feasible && !all_are_feasible) throw Findings();
 }
 

@@ -71,22 +71,19 @@ void append_sole(xml_node body, xml_node assets, const std::string& name, const 
   set(geom, {{"type", "mesh"}, {"mesh", name + "Sole"}});
 }
 
-void append_range(xml_node joint, const JointLimits& limits) {
-  if (!limits[limit::lower] && !limits[limit::upper]) return;
-  const double lower = limits[limit::lower].value_or(-no_limit);
-  const double upper = limits[limit::upper].value_or(no_limit);
-  set(joint, {{"limited", "true"}, {"range", fmt::format("{} {}", lower, upper)}});
-}
+std::string range(double lower, double upper) { return fmt::format("{} {}", lower, upper); }
 
-/// A motor for each joint, in the order of the joints. Its control is the torque.
-void append_motors(xml_node actuators, const Robot& robot, const std::vector<JointLimits>& limits) {
-  for (std::size_t j = 0; j < limits.size(); ++j) {
-    const std::string& name = robot.bodies[j + 1].joint;
-    const xml_node motor = append(actuators, "motor", {{"name", name}, {"joint", name}});
-    if (!limits[j][limit::torque]) continue;
-    const std::string range = fmt::format("{} {}", -*limits[j][limit::torque], *limits[j][limit::torque]);
-    set(motor, {{"ctrllimited", "true"}, {"ctrlrange", range}, {"forcelimited", "true"}, {"forcerange", range}});
+/// A range for the joint, and a motor whose control is the torque.
+void append_limits(xml_node joint, xml_node motors, const JointLimits& limits) {
+  const auto& [lower, upper, speed, torque] = limits;
+  const std::string name = joint.attribute("name").value();
+  const xml_node motor = append(motors, "motor", {{"name", name}, {"joint", name}});
+  if (lower || upper) {
+    set(joint, {{"limited", "true"}, {"range", range(lower.value_or(-no_limit), upper.value_or(no_limit))}});
   }
+  if (!torque) return;
+  const std::string torques = range(-*torque, *torque);
+  set(motor, {{"ctrllimited", "true"}, {"ctrlrange", torques}, {"forcelimited", "true"}, {"forcerange", torques}});
 }
 
 }  // namespace
@@ -104,6 +101,7 @@ std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vec
 
   std::vector<xml_node> nodes;
   const xml_node world = append(root, "worldbody");
+  const xml_node motors = limits.empty() ? xml_node() : append(root, "actuator");
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) {
     const Body& body = robot.bodies[b];
     const bool is_root = body.parent < 0;
@@ -115,7 +113,7 @@ std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vec
       append(node, "freejoint", {{"name", body.joint}});
     } else {
       const xml_node joint = append(node, "joint", {{"name", body.joint}, {"axis", "0 0 1"}});
-      if (!limits.empty()) append_range(joint, limits[b - 1]);
+      if (!limits.empty()) append_limits(joint, motors, limits[b - 1]);
     }
     append_inertial(node, body, inertias.of_body[b], inertias.is_point[b]);
     append_geometry(node, robot, b);
@@ -135,7 +133,6 @@ std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vec
             {"friction", "0 0.005 0.0001"},
             {"rgba", "0.8 0.8 0.8 1"}});
   }
-  if (!limits.empty()) append_motors(append(root, "actuator"), robot, limits);
   return to_string(document);
 }
 

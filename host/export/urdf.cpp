@@ -58,12 +58,14 @@ void append_inertial(xml_node link, const Body& body, const Eigen::Matrix3d& ine
 
 /// Programs reject a limit without effort or velocity, and take a missing angle for 0.
 void append_limit(xml_node joint, const JointLimits& limits) {
-  const auto or_none = [&](limit::Kind kind) { return all_digits(limits[kind].value_or(no_limit)); };
+  const auto& [lower, upper, speed, torque] = limits;
+  if (!lower && !upper && !speed && !torque) return;
   const xml_node node =
-      append(joint, "limit", {{"effort", or_none(limit::torque)}, {"velocity", or_none(limit::speed)}});
-  if (!limits[limit::lower] && !limits[limit::upper]) return;
+      append(joint, "limit",
+             {{"effort", all_digits(torque.value_or(no_limit))}, {"velocity", all_digits(speed.value_or(no_limit))}});
+  if (!lower && !upper) return;
   joint.attribute("type").set_value("revolute");
-  set(node, {{"lower", all_digits(limits[limit::lower].value_or(-no_limit))}, {"upper", or_none(limit::upper)}});
+  set(node, {{"lower", all_digits(lower.value_or(-no_limit))}, {"upper", all_digits(upper.value_or(no_limit))}});
 }
 
 }  // namespace
@@ -81,7 +83,7 @@ std::string to_urdf(const Robot& robot, const Inertias& inertias, const std::vec
     append(joint, "child", {{"link", body.name}});
     append_origin(joint, placement_in_parent(robot, body));
     if (!is_root) append(joint, "axis", {{"xyz", "0 0 1"}});
-    if (!is_root && !limits.empty() && limits[b - 1] != JointLimits{}) append_limit(joint, limits[b - 1]);
+    if (!is_root && !limits.empty()) append_limit(joint, limits[b - 1]);
 
     const xml_node link = append(root, "link", {{"name", body.name}});
     append_inertial(link, body, inertias.of_body[b]);

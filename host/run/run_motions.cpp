@@ -13,7 +13,6 @@
 #include "host/robot/robot.h"
 #include "host/run/contact_phases.h"
 #include "host/run/ground_cycle.h"
-#include "host/run/own_soles.h"
 #include "host/run/root_from_feet.h"
 #include "motion/csv/error.h"
 #include "motion/cycle.h"

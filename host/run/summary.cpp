@@ -58,7 +58,8 @@ void Summary::add(const tesk::RigidBodySystem& system, double time, std::chrono:
       return use.kind == limit::lower ? value < static_cast<float>(than) : value > static_cast<float>(than);
     };
     if (samples_ == 0 || is_beyond(use.reached)) use.reached = static_cast<double>(value);
-    if (is_beyond(use.limit) && use.samples++ == 0) use.first = time;
+    if (!is_beyond(use.limit)) continue;
+    if (use.samples++ == 0) use.first = time, ++exceeded_limits_;
   }
   const QZ::Math::Position3D& com = system.getComPosition();
   com_world_.extend(Eigen::Vector3f(com.x, com.y, com.z));
@@ -69,42 +70,33 @@ void Summary::add(const tesk::RigidBodySystem& system, double time, std::chrono:
   longest_cycle_ = std::max(longest_cycle_, cycle);
 }
 
-std::size_t Summary::exceeded_limits() const {
-  const auto exceeded = std::count_if(uses_.begin(), uses_.end(), [](const Use& use) { return use.samples > 0; });
-  return static_cast<std::size_t>(exceeded);
-}
-
 std::optional<double> Summary::Use::share() const {
   if (!middle) return std::nullopt;
   return (reached - *middle) / (limit - *middle);
 }
 
-std::vector<Summary::Use> Summary::sorted_uses() const {
-  const auto key = [](const Use& use) { return std::pair(use.samples > 0, use.share()); };
-  std::vector<Use> sorted = uses_;
-  std::stable_sort(sorted.begin(), sorted.end(), [&](const Use& a, const Use& b) { return key(a) > key(b); });
-  return sorted;
-}
-
 std::string Summary::limits_verdict_text() const {
   if (uses_.empty()) return "";
-  if (exceeded_limits() == 0) return "stays within all limits\n";
-  return fmt::format("exceeds limits: {} of {}\n", exceeded_limits(), uses_.size());
+  if (exceeded_limits_ == 0) return "stays within all limits\n";
+  return fmt::format("exceeds limits: {} of {}\n", exceeded_limits_, uses_.size());
 }
 
 std::string Summary::limits_text(bool all) const {
+  const auto key = [](const Use& use) { return std::pair(use.samples > 0, use.share()); };
+  std::vector<Use> sorted = uses_;
+  std::stable_sort(sorted.begin(), sorted.end(), [&](const Use& a, const Use& b) { return key(a) > key(b); });
   std::string text = fmt::format("{:<26}{:>9}{:>9}{:>15}{:>12}{:>9}\n", "Use of the limits", "reached", "limit",
-                                 "share", "exceeded in", "from [s]");
+                                 "share", "exceeding", "from [s]");
   const auto out = std::back_inserter(text);
   std::size_t shown = 0;
-  for (const Use& use : sorted_uses()) {
+  for (const Use& use : sorted) {
     if (!all && use.samples == 0 && shown >= shown_first) break;
     ++shown;
     const std::string name = fmt::format("{} {}", efforts_[use.joint].peak.joint, limit::kinds[use.kind].name);
-    const std::string share = use.share() ? fmt::format("{:.1f} %", 100 * *use.share()) : "-";
+    const std::string share = use.share() ? fmt::format("{:.3g} %", 100 * *use.share()) : "-";
     fmt::format_to(out, "  {:<24}{:>#9.3g}{:>#9.3g} {:<5}{:>9}", name, use.reached, use.limit,
                    limit::kinds[use.kind].unit, share);
-    if (use.samples > 0) fmt::format_to(out, "{:>12}{:>9.3f}", counted(use.samples, "sample"), use.first);
+    if (use.samples > 0) fmt::format_to(out, "{:>12}{:>9.3f}", use.samples, use.first);
     text += '\n';
   }
   if (shown < uses_.size())
@@ -165,14 +157,13 @@ nlohmann::json Summary::json() const {
   }
   nlohmann::json uses = nlohmann::json::array();
   for (const Use& use : uses_) {
-    const bool is_exceeded = use.samples > 0;
     uses.push_back({{"joint", efforts_[use.joint].peak.joint},
                     {"limit", limit::kinds[use.kind].name},
                     {"value", use.limit},
                     {"reached", use.reached},
-                    {"share", use.share() ? nlohmann::json(*use.share()) : nlohmann::json()},
+                    {"share", use.share().value_or(std::nan(""))},  // which is written as null
                     {"samples", use.samples},
-                    {"first", is_exceeded ? nlohmann::json(use.first) : nlohmann::json()}});
+                    {"first", use.first}});
   }
   const auto box = [](const Eigen::Vector3f& corner) { return nlohmann::json{corner.x(), corner.y(), corner.z()}; };
   return {{"samples", samples_},

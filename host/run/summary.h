@@ -2,6 +2,7 @@
 
 #include <Eigen/Geometry>
 #include <chrono>
+#include <cmath>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
@@ -23,7 +24,7 @@ class Summary {
   void add(const tesk::RigidBodySystem& system, double time, std::chrono::nanoseconds cycle);
 
   /// The number of limits that a sample exceeds.
-  std::size_t exceeded_limits() const;
+  std::size_t exceeded_limits() const { return exceeded_limits_; }
   /// Returns a line about them, or nothing without limits.
   std::string limits_verdict_text() const;
   /// Returns a table of the limits with the largest shares, or of all. After at least one sample, as all that follows.
@@ -61,18 +62,17 @@ class Summary {
     std::optional<double> middle;  // from which its share counts: 0, or half-way between two limits of the angle [rad]
     double reached = 0;            // the angle, or a magnitude, that comes nearest to the limit or exceeds it most
     std::size_t samples = 0;       // that exceed it
-    double first = 0;              // time of these [s]
+    double first = std::nan("");   // time of these [s]
 
     /// Null for an angle without a limit on the other side.
     std::optional<double> share() const;
   };
 
   double rms_torque(const Effort& effort) const;
-  /// The limits that are exceeded, then the others, by falling shares.
-  std::vector<Use> sorted_uses() const;
 
   std::vector<Effort> efforts_;
   std::vector<Use> uses_;
+  std::size_t exceeded_limits_ = 0;
   Peak largest_change_;
   Eigen::AlignedBox3f com_world_;
   std::size_t samples_ = 0;

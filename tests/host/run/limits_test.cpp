@@ -121,7 +121,7 @@ TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
   const std::string text = host("run motion.csv -o results.csv --air --limits limits.csv").out;
   EXPECT_NE(text.find("\nexceeds limits: 2 of 6\n\n"), std::string::npos) << text;
   const std::size_t row = text.find("  " + shoulder + " lower");
-  EXPECT_NE(text.substr(row, 81).find(fmt::format(" 120.0 % {:>3} samples {:>8.3f}\n", lower.first, lower.second)),
+  EXPECT_NE(text.substr(row, 81).find(fmt::format(" 120 %{:>12}{:>9.3f}\n", lower.first, lower.second)),
             std::string::npos)
       << text;
 }
@@ -131,7 +131,7 @@ TEST_F(Limits, AJointAtItsLimitIsWithinIt) {
   write(directory_ / "motion.csv", "time,HeadYaw\n0,0.1\n1,0.1\n2,0.1\n");
   const std::string text = host("run motion.csv -o results.csv --air " + limits("HeadYaw,-0.1,0.1,,\n")).out;
   EXPECT_NE(text.find("\nstays within all limits\n"), std::string::npos) << text;
-  EXPECT_NE(text.find(" 100.0 %\n"), std::string::npos) << text;
+  EXPECT_NE(text.find(" 100 %\n"), std::string::npos) << text;
 }
 
 TEST_F(Limits, AMotionIsFeasibleWithinThem) {
