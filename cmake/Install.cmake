@@ -98,6 +98,7 @@ if(TARGET korvel-host)
   # Built where node is installed.
   install(FILES ${PROJECT_BINARY_DIR}/report.html DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool OPTIONAL)
   install(DIRECTORY examples/motions DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool FILES_MATCHING PATTERN "*.csv")
+  install(FILES examples/limits.csv DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool)
 endif()
 # The documents refer to each other as they do in the source.
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development

@@ -29,8 +29,15 @@ Vector4d quaternion(const Eigen::Isometry3d& pose) {
 namespace quantities {
 const Quantity time{"time", "s", "time of the sample", Owner::robot,  //
                     [](const Sample& s, unsigned long) { return s.time; }};
+const Quantity angle{"JOINT_angle", "rad", "angle of the joint", Owner::joint,
+                     [](const Sample& s, unsigned long j) { return s.system.getJointAnglePos(j); }};
+const Quantity speed{"JOINT_speed", "rad/s", "its rate of change", Owner::joint,
+                     [](const Sample& s, unsigned long j) { return s.system.getJointAngleVel(j); }};
 const Quantity torque{"JOINT_torque", "N m", "torque that the joint delivers, about its axis", Owner::joint,
                       [](const Sample& s, unsigned long j) { return s.system.getJointAngleTorque(j); }};
+const Quantity power{
+    "JOINT_power", "W", "torque times speed; negative while the joint brakes", Owner::joint,
+    [](const Sample& s, unsigned long j) { return s.system.getJointAngleTorque(j) * s.system.getJointAngleVel(j); }};
 const Quantity com{"com", "m", "centre of mass in the world", Owner::robot,
                    [](const Sample& s, unsigned long) { return s.system.getComPosition(); }};
 const Quantity com_root{"com_root", "m", "centre of mass in the root", Owner::robot,
@@ -70,10 +77,12 @@ namespace {
 
 /// All of them, in the order of their columns.
 const Quantity* const all_quantities[] = {
-    &quantities::time,    &quantities::torque,   &quantities::com,         &quantities::com_root,
-    &quantities::origin,  &quantities::body_com, &quantities::force,       &quantities::moment,
-    &quantities::contact, &quantities::pressure, &quantities::orientation, &quantities::zero_moment_point,
-    &quantities::margin,  &quantities::residual, &quantities::feasible};
+    &quantities::time,     &quantities::angle,       &quantities::speed,
+    &quantities::torque,   &quantities::power,       &quantities::com,
+    &quantities::com_root, &quantities::origin,      &quantities::body_com,
+    &quantities::force,    &quantities::moment,      &quantities::contact,
+    &quantities::pressure, &quantities::orientation, &quantities::zero_moment_point,
+    &quantities::margin,   &quantities::residual,    &quantities::feasible};
 
 unsigned long count_of(Owner owner, const Sample& sample) {
   if (owner == Owner::robot) return 1;

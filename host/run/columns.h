@@ -39,7 +39,7 @@ struct Quantity {
 };
 
 namespace quantities {
-extern const Quantity time, torque, com, com_root, origin, body_com;
+extern const Quantity time, angle, speed, torque, power, com, com_root, origin, body_com;
 extern const Quantity force, moment, contact, pressure, orientation, zero_moment_point, margin, residual, feasible;
 }  // namespace quantities
 

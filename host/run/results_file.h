@@ -4,8 +4,10 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/process/output_file.h"
+#include "host/robot/limits.h"
 #include "host/run/columns.h"
 
 namespace korvel::host {
@@ -17,10 +19,12 @@ std::filesystem::path description_path(const std::filesystem::path& results);
 /// root), `mass` [kg] and `rest`, the origin in the root at joint angles 0 [m]; `joints` with `name` and the index of
 /// the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if the robot stands, `ground` with its
 /// `height` in the world [m], the `level` above its lowest corner up to which a sole's corners are in contact [m], and
-/// `soles` with the index of their `body`, their `corners` in the body's frame [m] and their `friction`.
+/// `soles` with the index of their `body`, their `corners` in the body's frame [m] and their `friction`. With limits of
+/// the joints, `limits` has those that each joint has, by its name.
 ///
 /// `system` has its initial values, and gets stored poses that mean nothing.
-std::string run_description(tesk::RigidBodySystem& system, const Ground* ground);
+std::string run_description(tesk::RigidBodySystem& system, const Ground* ground,
+                            const std::vector<JointLimits>& limits = {});
 
 /// Results, and their description in a file beside them.
 class ResultsFile {
