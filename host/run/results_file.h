@@ -20,7 +20,7 @@ std::filesystem::path description_path(const std::filesystem::path& results);
 /// `soles` with the index of their `body`, their `corners` in the body's frame [m] and their `friction`.
 ///
 /// `system` has its initial values, and gets stored poses that mean nothing.
-std::string run_description(tesk::RigidBodySystem& system, const Ground* ground);
+nlohmann::json run_description(tesk::RigidBodySystem& system, const Ground* ground);
 
 /// Results, and their description in a file beside them.
 class ResultsFile {
@@ -41,12 +41,12 @@ class ResultsFile {
   const std::filesystem::path& path() const { return paths_.results.named; }
 
   /// Writes the row of a sample, below the header if it is the first one. Returns the name of the first column whose
-  /// number is not finite, if there is one; then the file is of no use.
+  /// number is not finite, if there is one.
   [[nodiscard]] std::optional<std::string> add(const Sample& sample);
   /// Ends writing rows, as OutputFile::close does.
   void close() { results_.close(); }
-  /// Writes the description, the text of run_description.
-  void describe(const std::string& description);
+  /// Writes the description, that of run_description.
+  void describe(const nlohmann::json& description);
   /// Completes both files, the description first.
   void commit();
 

@@ -3,11 +3,41 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <limits>
+#include <set>
 
 #include "host/robot/frames.h"
+#include "recorder/replay/words.h"
 
 namespace korvel::host {
+
+namespace {
+
+/// NaN stands for every number that is not finite: its sign differs between builds.
+template <typename Number>
+Number shown(Number value) {
+  return std::isfinite(value) ? value : std::numeric_limits<Number>::quiet_NaN();
+}
+
+bool sets_wrench(const RecordedCall& call) { return call.operation.writes.has(Resource::wrenches); }
+
+/// The wrench that a call sets, about the origin of its body in the axes of it.
+Eigen::Matrix<double, 6, 1> wrench_of(const RecordedCall& call) {
+  using Vector = Eigen::Matrix<float, 6, 1>;
+  const char* at = call.arguments + sizeof(std::uint64_t);
+  Vector given;
+  std::memcpy(given.data(), at, sizeof(float) * 6);
+  Eigen::Matrix<double, 6, 1> wrench = given.cast<double>();
+  if (!call.is<wrench_in_frame>()) return wrench;
+  const auto frame = isometry(recording::take<QZ::Math::Transform>(at + sizeof(float) * 6, 0));
+  const Eigen::Vector3d force = frame.linear() * wrench.head<3>();
+  wrench << force, frame.linear() * wrench.tail<3>() + frame.translation().cross(force);
+  return wrench;
+}
+
+}  // namespace
 
 std::string RecordedMotion::header(const RecordingFile& recording) {
   return fmt::format("time,x,y,z,qw,qx,qy,qz,{}\n", fmt::join(recording.joints(), ","));
@@ -15,13 +45,29 @@ std::string RecordedMotion::header(const RecordingFile& recording) {
 
 std::string RecordedMotion::row() const {
   const Eigen::Quaterniond q = orientation(root_);
-  return fmt::format("{:.9f},{},{},{},{:.9g},{:.9g},{:.9g},{:.9g},{}\n", time_, root_.tx, root_.ty, root_.tz, q.w(),
-                     q.x(), q.y(), q.z(), fmt::join(joints_, ","));
+  std::string text = fmt::format("{:.9f}", time_);
+  for (const float number : {root_.tx, root_.ty, root_.tz}) text += fmt::format(",{}", shown(number));
+  for (const double number : {q.w(), q.x(), q.y(), q.z()}) text += fmt::format(",{:.9g}", shown(number));
+  for (const float angle : joints_) text += fmt::format(",{}", shown(angle));
+  return text + '\n';
+}
+
+bool RecordedMotion::is_finite() const {
+  return all_finite(reinterpret_cast<const char*>(&root_), sizeof(root_) / sizeof(float)) &&
+         all_finite(reinterpret_cast<const char*>(joints_.data()), joints_.size());
+}
+
+void RecordedMotion::forget(const std::string& call) {
+  if (set_by_ == call) set_by_.clear();
 }
 
 RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   if (call.header.object != object_ || call.has(recording::incomplete_inputs) || !call.has_returned()) {
     return Row::unchanged;
+  }
+  if (set_by_.empty() && call.operation.writes.meets(recording::inputs_of_object) &&
+      !call.has_finite_arguments(size_)) {
+    set_by_ = in_words(call.operation, call.position());
   }
   const auto set = [](bool& has_moved, auto* held, const char* values, std::size_t size) {
     has_moved = has_moved || std::memcmp(held, values, size) != 0;
@@ -49,17 +95,42 @@ RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   } else if (computes.has(Resource::torques)) {
     time_ = std::max(call.time, time_);
   }
+  if (begins) computed_by_ = in_words(call.operation, call.position());
   computed_ = begins ? computes : computed_ | computes;
   root_has_moved_ = joints_have_moved_ = false;
   return begins ? Row::begun : Row::extended;
 }
 
 RecordedSamples::RecordedSamples(const RecordingFile& recording, std::uint32_t object, const Module& module,
-                                 double from, Take take)
-    : object_(object), from_(from), take_(std::move(take)), motion_(recording, object), player_(recording, module) {}
+                                 const Window& window, Take take)
+    : object_(object),
+      from_(window.from),
+      take_(std::move(take)),
+      motion_(recording, object),
+      player_(recording, module) {
+  find_bodies(recording, window);
+}
+
+void RecordedSamples::find_bodies(const RecordingFile& recording, const Window& window) {
+  std::set<unsigned long> bodies;
+  for_each_call(recording, window, [&](const RecordedCall& call, bool) {
+    const bool sets = call.header.object == object_ && sets_wrench(call) && call.has_valid_index(recording.size());
+    if (sets && !wrench_of(call).isZero(0)) bodies.insert(call.index());
+  });
+  for (const unsigned long body : bodies) wrenches_.emplace_back(body, Eigen::Matrix<double, 6, 1>::Zero());
+}
+
+void RecordedSamples::keep_wrench(const RecordedCall& call) {
+  const bool sets = call.header.object == object_ && sets_wrench(call) && call.has_returned();
+  if (!sets || call.has(recording::incomplete_inputs)) return;
+  for (auto& [body, wrench] : wrenches_) {
+    if (body == call.index()) wrench = wrench_of(call);
+  }
+}
 
 void RecordedSamples::add(const RecordedCall& call) {
   player_.play(call, false);
+  keep_wrench(call);
   const RecordedMotion::Row row = motion_.add(call);
   if (row == RecordedMotion::Row::unchanged) return;
   if (row == RecordedMotion::Row::begun) end();
@@ -72,15 +143,19 @@ void RecordedSamples::add(const RecordedCall& call) {
 
 RecordedSample RecordedSamples::sample(double time, bool has_torques) const {
   // Results come from another object: the host may have computed less, or stored poses of its own.
-  RecordedSample sample{time, player_.copy(object_), has_torques};
+  RecordedSample sample{time, player_.copy(object_), has_torques, wrenches_, motion_.brought_by()};
   sample.robot->computeFwdKinematics();
   sample.robot->computeInverseDynamics();
+  for (auto& [body, wrench] : sample.wrenches) {
+    const Eigen::Matrix3d to_world = isometry(sample.robot->getPose(body)).linear();
+    wrench << to_world * wrench.head<3>(), to_world * wrench.tail<3>();
+  }
   return sample;
 }
 
 void RecordedSamples::end() {
   if (!last_) return;
-  take_(*last_);
+  if (take_(*last_)) motion_.forget(last_->brought_by);
   ++count_;
   last_.reset();
 }

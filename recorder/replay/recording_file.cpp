@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <nlohmann/json.hpp>
@@ -35,6 +36,23 @@ nlohmann::json members_of(const std::string& text) {
 }
 
 }  // namespace
+
+bool all_finite(const char* floats, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    if (!std::isfinite(recording::take<float>(floats + i * sizeof(float), 0))) return false;
+  }
+  return true;
+}
+
+bool RecordedCall::has_finite_arguments(const RobotSize& size) const {
+  const char* at = arguments;
+  for (const recording::Shape& shape : operation.arguments) {
+    const std::size_t bytes = shape.bytes(size);
+    if (shape.type == recording::NumberType::real && !all_finite(at, bytes / sizeof(float))) return false;
+    at += bytes;
+  }
+  return true;
+}
 
 // ---- What the file says of itself -----------------------------------------------------------------------------------
 

@@ -42,6 +42,7 @@ struct RecordedCall {
     const bool has_one = operation.index != IndexKind::none && operation.index != IndexKind::root;
     return has_one ? recording::take<std::uint64_t>(arguments, 0) : 0;
   }
+  bool has_finite_arguments(const RobotSize& size) const;
   /// Whether the operation takes this index. Of those that take one of no body, getPose takes ~0 alone.
   bool has_valid_index(const RobotSize& size) const {
     const IndexKind kind = operation.index;
@@ -49,6 +50,8 @@ struct RecordedCall {
     return kind == IndexKind::body_or_none && (!is<&Interface::getPose>() || index() == ~std::uint64_t{0});
   }
 };
+
+bool all_finite(const char* floats, std::size_t count);
 
 /// A file that the recorder has written, whole or as the end of its process left it.
 class RecordingFile {
