@@ -93,7 +93,6 @@ std::string write_motion(const RecordingFile& recording, const Window& window, s
     if (row == RecordedMotion::Row::begun && !last.empty()) {
       gaps.follow(motion.time(), motion.is_finite(), motion.brought_by());
     }
-    if (motion.is_finite()) motion.forget(motion.brought_by());
   });
   write_last();
   if (rows == 0) throw nothing_of(object, recording, window);
@@ -112,7 +111,6 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
     const auto add = [&](const RecordedSample& sample) {
       const bool is_finite = !file.add({*sample.robot, sample.time, nullptr, nullptr, &sample.wrenches});
       gaps.follow(sample.time, is_finite, sample.brought_by);
-      return is_finite;
     };
     RecordedSamples samples(recording, object, module, options.window(), add);
     for_each_call(recording, options.window(), [&](const RecordedCall& call, bool) {

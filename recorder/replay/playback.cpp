@@ -61,7 +61,7 @@ void require_calls(const RecordingFile& recording, const Window& window) {
     throw Error(
         fmt::format("{}: --from {}: the recording ends at {:.6f} s; choose an earlier time", file, window.from, last));
   }
-  throw Error(fmt::format("{}: no call is recorded from {} s to {} s, of {:.6f} s; choose a longer part", file,
+  throw Error(fmt::format("{}: no call is recorded from {} s to {} s; the recording ends at {:.6f} s", file,
                           window.from, window.to, last));
 }
 

@@ -57,18 +57,30 @@ bool RecordedMotion::is_finite() const {
          all_finite(reinterpret_cast<const char*>(joints_.data()), joints_.size());
 }
 
-void RecordedMotion::forget(const std::string& call) {
-  if (set_by_ == call) set_by_.clear();
+const std::string& RecordedMotion::brought_by() const {
+  const auto earlier = [](const auto& a, const auto& b) { return a.second.first < b.second.first; };
+  const auto first = std::min_element(set_by_.begin(), set_by_.end(), earlier);
+  return first == set_by_.end() ? computed_by_ : first->second.second;
+}
+
+void RecordedMotion::follow_finite(const RecordedCall& call) {
+  const Resources sets = call.operation.writes & recording::inputs_of_object;
+  if (sets.empty() || sets.has(Resource::volatile_poses)) return;
+  const Resource kind = sets.first();
+  if (call.operation.index == IndexKind::none) {
+    set_by_.erase(set_by_.lower_bound({kind, 0}), set_by_.upper_bound({kind, ~std::uint64_t{0}}));
+  } else {
+    set_by_.erase({kind, call.index()});
+  }
+  if (call.has_finite_arguments(size_)) return;
+  set_by_[{kind, call.index()}] = {call.time, in_words(call.operation, call.position())};
 }
 
 RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   if (call.header.object != object_ || call.has(recording::incomplete_inputs) || !call.has_returned()) {
     return Row::unchanged;
   }
-  if (set_by_.empty() && call.operation.writes.meets(recording::inputs_of_object) &&
-      !call.has_finite_arguments(size_)) {
-    set_by_ = in_words(call.operation, call.position());
-  }
+  follow_finite(call);
   const auto set = [](bool& has_moved, auto* held, const char* values, std::size_t size) {
     has_moved = has_moved || std::memcmp(held, values, size) != 0;
     std::memcpy(held, values, size);
@@ -95,7 +107,7 @@ RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   } else if (computes.has(Resource::torques)) {
     time_ = std::max(call.time, time_);
   }
-  if (begins) computed_by_ = in_words(call.operation, call.position());
+  if (begins || computes.has(Resource::torques)) computed_by_ = in_words(call.operation, call.position());
   computed_ = begins ? computes : computed_ | computes;
   root_has_moved_ = joints_have_moved_ = false;
   return begins ? Row::begun : Row::extended;
@@ -155,7 +167,7 @@ RecordedSample RecordedSamples::sample(double time, bool has_torques) const {
 
 void RecordedSamples::end() {
   if (!last_) return;
-  if (take_(*last_)) motion_.forget(last_->brought_by);
+  take_(*last_);
   ++count_;
   last_.reset();
 }

@@ -2,6 +2,7 @@
 
 #include <Eigen/Core>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -34,13 +35,13 @@ class RecordedMotion {
 
   /// Whether the positions of the last row are.
   bool is_finite() const;
-  /// The call that brought NaN or infinity: the first that set any since the last sample without, or else the one that
+  /// The call that brought NaN or infinity: the first of those that set what the object has, or else the one that
   /// computed the last row.
-  const std::string& brought_by() const { return set_by_.empty() ? computed_by_ : set_by_; }
-  /// There was a sample without, when `brought_by` was this.
-  void forget(const std::string& call);
+  const std::string& brought_by() const;
 
  private:
+  void follow_finite(const RecordedCall& call);
+
   std::uint32_t object_;
   RobotSize size_;
   QZ::Math::Transform root_;
@@ -48,7 +49,9 @@ class RecordedMotion {
   Resources computed_;                                       ///< what the last row has
   bool root_has_moved_ = false, joints_have_moved_ = false;  ///< since its last computation
   double time_ = -1;
-  std::string set_by_, computed_by_;
+  /// The calls that set inputs that are not finite, by kind and index of the input, with their times.
+  std::map<std::pair<Resource, std::uint64_t>, std::pair<double, std::string>> set_by_;
+  std::string computed_by_;
 };
 
 /// The force [N] and the moment [N m] on each of some bodies.
@@ -68,8 +71,7 @@ struct RecordedSample {
 /// Takes the samples of an object's motion, as RecordedMotion has them, out of its calls.
 class RecordedSamples {
  public:
-  /// Returns whether all numbers of the sample are finite.
-  using Take = std::function<bool(const RecordedSample&)>;
+  using Take = std::function<void(const RecordedSample&)>;
 
   /// Hands over the samples in a window, each with the wrenches of the bodies that get one. Throws Error as Player
   /// does.

@@ -35,9 +35,7 @@ std::string in_microseconds(double ns) {
 /// How fast a file grows; nothing if that is not known.
 std::string rate_in_words(double megabytes_per_minute) {
   if (!(megabytes_per_minute > 0)) return {};
-  constexpr double limit = 512;
-  return fmt::format("{:.3g} MB a minute: KORVEL_RECORD_LIMIT=512 keeps the last {:.3g} minutes\n",
-                     megabytes_per_minute, limit / megabytes_per_minute);
+  return fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", megabytes_per_minute);
 }
 
 }  // namespace
