@@ -47,6 +47,19 @@ def path(value: Any) -> bytes:
     return _without_null(value, lambda: os.fsencode(value), "path: expected a path")
 
 
+def file(value: Any) -> bytes:
+    """Returns the path of a file that exists. A missing one raises ``FileNotFoundError``, as ``open`` does; other faults
+    are found where the file is read."""
+    encoded = path(value)
+    try:
+        os.stat(os.fsdecode(encoded))
+    except FileNotFoundError:
+        raise
+    except OSError:
+        pass
+    return encoded
+
+
 def _without_null(value: Any, encoded: Callable[[], Optional[bytes]], expected: str) -> bytes:
     try:
         result = encoded()

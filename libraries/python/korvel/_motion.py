@@ -48,14 +48,14 @@ class Motion:
         instead of the root's angles. Missing columns are 0. A column BODY_contact, 0 or 1, says when a sole is in contact.
         Velocities and accelerations are those of a cubic spline through the samples. ``cutoff`` [Hz] filters motions that
         were measured or rounded: half of the power is left at this frequency. An unusable file raises ``Error`` with the
-        line.
+        line, and a missing one ``FileNotFoundError``.
         """
         functions = library()
         frequency = 0.0 if cutoff is None else checks.number(cutoff, "cutoff")
         if cutoff is not None and not frequency > 0:
             raise Error(f"cutoff: expected a frequency above 0, found {cutoff}")
         motion = ctypes.c_void_p()
-        functions.check(functions.read(motion, checks.path(path), frequency))
+        functions.check(functions.read(motion, checks.file(path), frequency))
         try:
             n = functions.count(motion)
             time = np.empty(n)
