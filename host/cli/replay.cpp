@@ -256,14 +256,15 @@ void add_replay(CLI::App& app) {
   command->footer(
       R"(RECORDING is a file of libkorvel_record.so, which a program loads instead of
 the module. Times are in seconds since the recording began. --stats and --csv
-do not replay the calls; --results replays them without comparing. Exit status:
-0 no difference, 1 a difference, or none for --cut; 2 the command or a file is
-unusable. Of several files, --cut, --csv and --results take one: that with the
-object that has the most calls.
+do not replay the calls; --results replays them without comparing. Of several
+files, --cut, --csv and --results take the one whose object has the most calls.
+Exit status: 0 no difference, 1 a difference, or none for --cut, 2 the command
+or a file is unusable.
 
 Examples:
-  korvel-host replay odd.rec
-  korvel-host replay odd.rec --results results.csv)");
+  korvel-host replay fall.rec
+  korvel-host replay fall.rec --results results.csv
+  korvel-host replay fall.rec --cut part.rec --from 2.5 --to 4)");
   const auto options = std::make_shared<ReplayOptions>();
   command->add_option("RECORDING", options->recordings, "Recordings")->required();
   command->add_option("--from", options->from, "Start comparing at this time [s]")->check(any_number())->type_name("T");
