@@ -17,7 +17,9 @@ std::filesystem::path description_path(const std::filesystem::path& results);
 /// root), `mass` [kg] and `rest`, the origin in the root at joint angles 0 [m]; `joints` with `name` and the index of
 /// the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if the robot stands, `ground` with its
 /// `height` in the world [m], the `level` above its lowest corner up to which a sole's corners are in contact [m], and
-/// `soles` with the index of their `body`, their `corners` in the body's frame [m] and their `friction`.
+/// `soles` with the index of their `body`, their `corners` in the body's frame [m] and their `friction`. For results of
+/// a recording, the caller adds `gaps`: intervals `from` and `to` [s] with numbers that are not finite, and the `call`
+/// that brought these.
 ///
 /// `system` has its initial values, and gets stored poses that mean nothing.
 nlohmann::json run_description(tesk::RigidBodySystem& system, const Ground* ground);

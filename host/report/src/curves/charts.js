@@ -25,6 +25,10 @@ function widest(texts) {
   return Math.max(...texts.map((text) => ruler.measureText(text).width));
 }
 
+// A curve is interrupted where a number is not finite.
+const interrupted = (drawn) =>
+    drawn.some(Number.isNaN) ? Array.from(drawn, (value) => Number.isNaN(value) ? null : value) : drawn;
+
 const within = (value, low, high) => Math.min(Math.max(value, low), high);
 
 const axis = (more) => ({
@@ -110,7 +114,7 @@ export class Chart {
             return {stroke, width: 1.5, pxAlign: 0, points: {show: timeline.last === 0, fill: stroke}};
           })],
         },
-        [motion.drawnTime, ...curves.map(({drawn}) => drawn)], place);
+        [motion.drawnTime, ...curves.map(({drawn}) => interrupted(drawn))], place);
     const mark = (kind) => this.plot.over.appendChild(element('div', {class: kind}));
     [this.second, this.cursor, this.dot, this.selected] = ['second-cursor', 'cursor', 'mark', 'selected-time'].map(mark);
     this.selected.hidden = true;
@@ -141,8 +145,10 @@ export class Chart {
     this.#showTime();
   }
 
-  // The unsupported load.
+  // Gaps, and the unsupported load.
   #drawBehind(plot) {
+    plot.ctx.fillStyle = colour('grid');
+    fillSpans(plot, this.motion.time, this.motion.gaps, plot.bbox.top, plot.bbox.height);
     plot.ctx.fillStyle = colour('unborne-band');
     fillSpans(plot, this.motion.time, this.motion.standing?.spans ?? [], plot.bbox.top, plot.bbox.height);
   }
