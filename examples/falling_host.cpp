@@ -21,7 +21,7 @@ namespace {
 constexpr float period = 0.01F;  // [s]
 constexpr float toes = 0.07F;    // ahead of the torso [m]
 constexpr float heel = -0.05F;
-constexpr float torso = 0.325F;   // above the ground [m]
+constexpr float torso = 0.333F;   // above the ground [m]
 constexpr float weight = 52.0F;   // [N]
 constexpr float gravity = 9.81F;  // [m/s^2]
 constexpr float gain = 0.5F;      // of the ankles [rad/m]
@@ -47,6 +47,9 @@ void fall(tesk::RigidBodySystem& robot) {
   const unsigned long feet[] = {robot.getBodyId("LAnkleRoll"), robot.getBodyId("RAnkleRoll")};
   const unsigned long ankles[] = {robot.getJointAngleId("LAnklePitch"), robot.getJointAngleId("RAnklePitch")};
   Eigen::ArrayXf angles = Eigen::ArrayXf::Zero(static_cast<Eigen::Index>(robot.getNbJointAngles()));
+  for (const char* name : {"LShoulderPitch", "RShoulderPitch"}) {
+    angles[static_cast<Eigen::Index>(robot.getJointAngleId(name))] = 1.4F;  // arms down
+  }
   float pitch = first_pitch;
   float rate = 0;
   auto next = std::chrono::steady_clock::now();

@@ -166,11 +166,12 @@ export class Chart {
   #showTime() {
     this.#place(this.cursor, this.timeline.sample.value);
     this.#place(this.second, this.view.mark.value);
-    this.dot.hidden = this.strong < 0 || this.cursor.hidden;
-    if (this.dot.hidden) return;
     const curve = this.curves[this.strong];
+    const value = curve?.values[this.timeline.sample.value];
+    this.dot.hidden = !Number.isFinite(value) || this.cursor.hidden;
+    if (this.dot.hidden) return;
     const x = this.plot.valToPos(this.timeline.now, 'x');
-    const y = this.plot.valToPos(curve.values[this.timeline.sample.value], 'y');
+    const y = this.plot.valToPos(value, 'y');
     Object.assign(this.dot.style, {transform: `translate(${x}px, ${y}px)`, background: `var(--${curve.colour})`});
   }
 
