@@ -42,26 +42,24 @@ struct ReplayOptions {
   bool compares() const { return cut ? !cuts_part() : !(stats || takes_object()); }
 };
 
-/// Samples with NaN or infinity one after the other, and the calls that brought them.
+/// Intervals of samples with NaN or infinity, and the calls that brought them.
 class Gaps {
  public:
   void follow(double time, bool is_finite, const std::string& call) {
     if (!is_finite && !is_in_gap_) all_.push_back({{"from", time}, {"call", call}});
     if (!is_finite) all_.back()["to"] = time;
-    samples_ += is_finite ? 0U : 1U;
     is_in_gap_ = !is_finite;
   }
   std::string text() const {
-    if (samples_ == 0) return {};
-    return fmt::format("{} with NaN or infinity in {}; the first is from {:.6f} s on, brought by\n  {}\n",
-                       counted(samples_, "sample"), counted(all_.size(), "gap"), all_.front()["from"].get<double>(),
-                       all_.front()["call"].get<std::string>());
+    if (all_.empty()) return {};
+    return fmt::format("NaN or infinity in {}; the first is from {:.6f} s to {:.6f} s, brought by\n  {}\n",
+                       counted(all_.size(), "gap"), all_[0]["from"].get<double>(), all_[0]["to"].get<double>(),
+                       all_[0]["call"].get<std::string>());
   }
   const nlohmann::json& json() const { return all_; }
 
  private:
   nlohmann::json all_ = nlohmann::json::array();
-  std::size_t samples_ = 0;
   bool is_in_gap_ = false;
 };
 
@@ -78,7 +76,6 @@ std::string write_motion(const RecordingFile& recording, const Window& window, s
   file.write(RecordedMotion::header(recording));
   RecordedMotion motion(recording, object);
   std::size_t rows = 0;
-  Gaps gaps;
   std::string last;
   const auto write_last = [&] {
     file.write(last);
@@ -88,16 +85,12 @@ std::string write_motion(const RecordingFile& recording, const Window& window, s
   for_each_call(recording, window, [&](const RecordedCall& call, bool) {
     const RecordedMotion::Row row = motion.add(call);
     if (row == RecordedMotion::Row::begun) write_last();
-    if (row == RecordedMotion::Row::unchanged) return;
-    if (motion.time() >= window.from) last = motion.row();
-    if (row == RecordedMotion::Row::begun && !last.empty()) {
-      gaps.follow(motion.time(), motion.is_finite(), motion.brought_by());
-    }
+    if (row != RecordedMotion::Row::unchanged && motion.time() >= window.from) last = motion.row();
   });
   write_last();
   if (rows == 0) throw nothing_of(object, recording, window);
   file.commit();
-  return fmt::format("{}, ", counted(rows, "row")) + wrote(path.named) + gaps.text();
+  return fmt::format("{}, ", counted(rows, "row")) + wrote(path.named);
 }
 
 /// Writes the samples of an object as the module makes them, in a process of its own. Returns what there is to say.
@@ -131,6 +124,18 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
     throw Error(fmt::format("{}: the module failed: {}: {}", path.string(), in_words(crash->call), crash->words));
   }
   return std::get<std::string>(outcome);
+}
+
+/// Counts the calls of a recording in a window, and shows each.
+template <typename Show>
+Statistics statistics_of(const RecordingFile& recording, const Window& window, const Show& show) {
+  Statistics statistics(recording);
+  for_each_call(recording, window, [&](const RecordedCall& call, bool is_within) {
+    show(call);
+    statistics.add(call, is_within);
+  });
+  statistics.end();
+  return statistics;
 }
 
 /// Writes the first difference, if there is one, or a part. Returns what there is to say.
@@ -167,12 +172,7 @@ bool replay_one(const std::filesystem::path& path, const ReplayOptions& options,
   if (options.from || options.to) require_calls(RecordingFile(path), window);
   if (options.stats || options.takes_object()) {
     const RecordingFile recording(path);
-    Statistics statistics(recording);
-    for_each_call(recording, window, [&](const RecordedCall& call, bool is_within) {
-      show_place(call);
-      statistics.add(call, is_within);
-    });
-    statistics.end();
+    const Statistics statistics = statistics_of(recording, window, show_place);
     if (options.stats) {
       text += statistics.text();
       json.update(in_json(recording));
@@ -198,10 +198,7 @@ std::filesystem::path busiest(const ReplayOptions& options) {
   for (const std::filesystem::path& path : options.recordings) {
     try {
       const RecordingFile recording(path);
-      Statistics statistics(recording);
-      for_each_call(recording, options.window(),
-                    [&](const RecordedCall& call, bool is_within) { statistics.add(call, is_within); });
-      const auto found = statistics.busiest_object();
+      const auto found = statistics_of(recording, options.window(), [](const RecordedCall&) {}).busiest_object();
       if (found.second <= most.second) continue;
       taken = path;
       most = found;

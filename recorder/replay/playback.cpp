@@ -56,13 +56,8 @@ void require_calls(const RecordingFile& recording, const Window& window) {
     return !has_call;
   });
   if (has_call) return;
-  const std::string file = recording.path().string();
-  if (window.from > last) {
-    throw Error(
-        fmt::format("{}: --from {}: the recording ends at {:.6f} s; choose an earlier time", file, window.from, last));
-  }
-  throw Error(fmt::format("{}: no call is recorded from {} s to {} s; the recording ends at {:.6f} s", file,
-                          window.from, window.to, last));
+  throw Error(fmt::format("{}: no call from {} s to {} s: the recording ends at {:.6f} s; choose other times",
+                          recording.path().string(), window.from, window.to, last));
 }
 
 Playback play(const std::filesystem::path& recording, const std::filesystem::path& module, const Window& window,

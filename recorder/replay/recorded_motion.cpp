@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
-#include <limits>
 #include <set>
 
 #include "host/robot/frames.h"
@@ -14,12 +12,6 @@
 namespace korvel::host {
 
 namespace {
-
-/// NaN stands for every number that is not finite: its sign differs between builds.
-template <typename Number>
-Number shown(Number value) {
-  return std::isfinite(value) ? value : std::numeric_limits<Number>::quiet_NaN();
-}
 
 bool sets_wrench(const RecordedCall& call) { return call.operation.writes.has(Resource::wrenches); }
 
@@ -45,16 +37,8 @@ std::string RecordedMotion::header(const RecordingFile& recording) {
 
 std::string RecordedMotion::row() const {
   const Eigen::Quaterniond q = orientation(root_);
-  std::string text = fmt::format("{:.9f}", time_);
-  for (const float number : {root_.tx, root_.ty, root_.tz}) text += fmt::format(",{}", shown(number));
-  for (const double number : {q.w(), q.x(), q.y(), q.z()}) text += fmt::format(",{:.9g}", shown(number));
-  for (const float angle : joints_) text += fmt::format(",{}", shown(angle));
-  return text + '\n';
-}
-
-bool RecordedMotion::is_finite() const {
-  return all_finite(reinterpret_cast<const char*>(&root_), sizeof(root_) / sizeof(float)) &&
-         all_finite(reinterpret_cast<const char*>(joints_.data()), joints_.size());
+  return fmt::format("{:.9f},{},{},{},{:.9g},{:.9g},{:.9g},{:.9g},{}\n", time_, root_.tx, root_.ty, root_.tz, q.w(),
+                     q.x(), q.y(), q.z(), fmt::join(joints_, ","));
 }
 
 const std::string& RecordedMotion::brought_by() const {
@@ -63,24 +47,17 @@ const std::string& RecordedMotion::brought_by() const {
   return first == set_by_.end() ? computed_by_ : first->second.second;
 }
 
-void RecordedMotion::follow_finite(const RecordedCall& call) {
-  const Resources sets = call.operation.writes & recording::inputs_of_object;
-  if (sets.empty() || sets.has(Resource::volatile_poses)) return;
-  const Resource kind = sets.first();
-  if (call.operation.index == IndexKind::none) {
-    set_by_.erase(set_by_.lower_bound({kind, 0}), set_by_.upper_bound({kind, ~std::uint64_t{0}}));
-  } else {
-    set_by_.erase({kind, call.index()});
-  }
-  if (call.has_finite_arguments(size_)) return;
-  set_by_[{kind, call.index()}] = {call.time, in_words(call.operation, call.position())};
-}
-
 RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   if (call.header.object != object_ || call.has(recording::incomplete_inputs) || !call.has_returned()) {
     return Row::unchanged;
   }
-  follow_finite(call);
+  const auto name_call = [&] { return fmt::format("{}, {}", call.operation.name, in_words(call.position())); };
+  const Resources sets = call.operation.writes & recording::inputs_of_object;
+  if (!sets.empty() && !sets.has(Resource::volatile_poses)) {
+    const std::pair input{call.header.operation, call.index()};
+    set_by_.erase(input);
+    if (!call.has_finite_arguments(size_)) set_by_[input] = {call.time, name_call()};
+  }
   const auto set = [](bool& has_moved, auto* held, const char* values, std::size_t size) {
     has_moved = has_moved || std::memcmp(held, values, size) != 0;
     std::memcpy(held, values, size);
@@ -107,7 +84,7 @@ RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   } else if (computes.has(Resource::torques)) {
     time_ = std::max(call.time, time_);
   }
-  if (begins || computes.has(Resource::torques)) computed_by_ = in_words(call.operation, call.position());
+  if (begins || computes.has(Resource::torques)) computed_by_ = name_call();
   computed_ = begins ? computes : computed_ | computes;
   root_has_moved_ = joints_have_moved_ = false;
   return begins ? Row::begun : Row::extended;

@@ -33,15 +33,11 @@ class RecordedMotion {
   std::string row() const;
   static std::string header(const RecordingFile& recording);
 
-  /// Whether the positions of the last row are.
-  bool is_finite() const;
   /// The call that brought NaN or infinity: the first of those that set what the object has, or else the one that
   /// computed the last row.
   const std::string& brought_by() const;
 
  private:
-  void follow_finite(const RecordedCall& call);
-
   std::uint32_t object_;
   RobotSize size_;
   QZ::Math::Transform root_;
@@ -49,8 +45,8 @@ class RecordedMotion {
   Resources computed_;                                       ///< what the last row has
   bool root_has_moved_ = false, joints_have_moved_ = false;  ///< since its last computation
   double time_ = -1;
-  /// The calls that set inputs that are not finite, by kind and index of the input, with their times.
-  std::map<std::pair<Resource, std::uint64_t>, std::pair<double, std::string>> set_by_;
+  /// The calls that set inputs that are not finite, by operation and index, with their times.
+  std::map<std::pair<std::uint16_t, std::uint64_t>, std::pair<double, std::string>> set_by_;
   std::string computed_by_;
 };
 

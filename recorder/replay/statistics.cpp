@@ -21,21 +21,14 @@ constexpr Resources inputs{Resource::root_pose, Resource::root_velocity, Resourc
                            Resource::positions, Resource::velocities,    Resource::accelerations,
                            Resource::wrenches};
 
-// A setter begins cycles if it is called at least once in so many calls of the one that is called most: others only
-// prepare an object. Which one it is, is decided after so many of its calls, or in the end.
+// The first setter begins cycles, unless it only prepares the object: it is called at least once in so many calls of
+// the one that is called most.
 constexpr std::size_t seldom = 20;
-constexpr std::size_t settles_after = 1000;
 
 /// Three digits or more, in a column.
 std::string in_microseconds(double ns) {
   const double us = ns / 1e3;
   return fmt::format("{:>8.{}f}", us, us < 10 ? 2 : us < 100 ? 1 : 0);
-}
-
-/// How fast a file grows; nothing if that is not known.
-std::string rate_in_words(double megabytes_per_minute) {
-  if (!(megabytes_per_minute > 0)) return {};
-  return fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", megabytes_per_minute);
 }
 
 }  // namespace
@@ -77,7 +70,7 @@ void Statistics::add(const RecordedCall& call, bool counts) {
   const Provenance::Followed followed = provenance_.follow(call);
   if (counts) bytes_ += call.header.size;
   if (call.has(recording::restated)) return;
-  follow_cycle(objects_[call.header.object], call, counts);
+  follow_cycle(objects_[call.header.object], call);
   if (!counts) return;
   if (calls_++ == 0) first_time_ = call.time;
   ++calls_of_[call.header.object];
@@ -89,52 +82,33 @@ void Statistics::add(const RecordedCall& call, bool counts) {
   look_at_order(call, followed.reads_early);
 }
 
-void Statistics::follow_cycle(Object& object, const RecordedCall& call, bool counts) {
+void Statistics::follow_cycle(Object& object, const RecordedCall& call) {
   if (call.operation.writes.meets(inputs)) {
-    const auto is_this = [&](const Setter& setter) { return setter.operation == &call.operation; };
-    auto setter = std::find_if(object.setters.begin(), object.setters.end(), is_this);
-    if (setter == object.setters.end() && !object.is_settled) {
-      setter = object.setters.insert(setter, {&call.operation, {}});
-    }
-    if (setter != object.setters.end()) {
-      // Setting several joints one after the other begins one cycle.
-      std::vector<Beginning>& all = setter->beginnings;
-      const bool begins = all.empty() || object.computations > all.back().computations;
-      if (begins) all.push_back({call.position(), counts, object.spent, object.computations});
-      if (all.size() == settles_after || (begins && object.is_settled)) settle(object);
-    }
+    // Setting several joints one after the other begins one cycle.
+    std::vector<Beginning>& all = object.setters[call.header.operation];
+    const bool begins = all.empty() || object.computations > all.back().computations;
+    if (begins) all.push_back({call.position(), object.spent, object.computations});
   }
   if (!call.operation.stages.empty()) ++object.computations;
   if (call.has_returned()) object.spent += call.took;
 }
 
-void Statistics::settle(Object& object) {
-  object.is_settled = true;
-  if (object.setters.empty()) return;
-  // The first setter, unless it only prepares the object or is called now and then.
-  const auto count = [](const Setter& setter) { return setter.beginnings.size(); };
-  std::size_t most = 0;
-  for (const Setter& setter : object.setters) most = std::max(most, count(setter));
-  const auto first = std::find_if(object.setters.begin(), object.setters.end(),
-                                  [&](const Setter& setter) { return count(setter) * seldom >= most; });
-  object.setters = {std::move(*first)};
-  std::vector<Beginning>& all = object.setters.front().beginnings;
-  for (std::size_t i = 1; i < all.size(); ++i) add_cycle(all[i - 1], all[i]);
-  all.erase(all.begin(), all.end() - 1);
-}
-
-void Statistics::add_cycle(const Beginning& begin, const Beginning& next) {
-  if (!begin.counts) return;
-  periods_.add(next.at.time - begin.at.time, begin.at);
-  cycles_.add(next.spent - begin.spent, begin.at);
-}
-
 void Statistics::end() {
-  for (auto& [number, object] : objects_) {
-    settle(object);
-    if (object.setters.empty()) continue;
-    const Beginning& last = object.setters.front().beginnings.back();
-    if (last.counts) cycles_.add(object.spent - last.spent, last.at);
+  for (const auto& [number, object] : objects_) {
+    std::size_t most = 0;
+    for (const auto& [operation, all] : object.setters) most = std::max(most, all.size());
+    const std::vector<Beginning>* first = nullptr;
+    for (const auto& [operation, all] : object.setters) {
+      const bool is_earlier = first == nullptr || all.front().at.time < first->front().at.time;
+      if (all.size() * seldom >= most && is_earlier) first = &all;
+    }
+    for (std::size_t i = 0; first != nullptr && i < first->size(); ++i) {
+      const auto& [at, spent, computations] = (*first)[i];
+      if (at.time < first_time_) continue;
+      const bool is_last = i + 1 == first->size();
+      cycles_.add((is_last ? object.spent : (*first)[i + 1].spent) - spent, at);
+      if (!is_last) periods_.add((*first)[i + 1].at.time - at.time, at);
+    }
   }
   objects_.clear();
 }
@@ -166,7 +140,7 @@ std::string Statistics::text() const {
   std::string text = in_words(recording_);
   text += fmt::format("{} of {} up to {:.3f} s\n", counted(calls_, "call"), counted(calls_of_.size(), "object"),
                       last_time_);
-  text += rate_in_words(megabytes_per_minute());
+  text += fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", megabytes_per_minute());
   if (lost_ > 0) text += fmt::format("{} missing between the recorded ones, or before them\n", counted(lost_, "call"));
   for (const auto& [what, remark] : remarks_)
     text += fmt::format("{} {}; the first is\n  {}\n", remark.count, what, remark.first);

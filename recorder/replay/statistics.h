@@ -39,23 +39,16 @@ class Statistics {
     std::string place_of_longest(const std::string& name) const;
     nlohmann::json json() const;
   };
-  /// A call of a setter with which a cycle may begin.
+  /// A call with which a cycle may begin, and what the object had done before.
   struct Beginning {
     CallPosition at;
-    bool counts;
-    double spent;              ///< in calls of the object before
-    std::size_t computations;  ///< of the object before
-  };
-  /// The beginnings of a setter, in the order of time.
-  struct Setter {
-    const recording::OperationEntry* operation;
-    std::vector<Beginning> beginnings;
+    double spent;
+    std::size_t computations;
   };
   struct Object {
-    double spent = 0;
+    double spent = 0;  ///< in calls
     std::size_t computations = 0;
-    std::vector<Setter> setters;  ///< in the order of their first calls; the one that begins cycles alone once settled
-    bool is_settled = false;
+    std::map<std::uint16_t, std::vector<Beginning>> setters;  ///< by operation
   };
   /// Something to look at, with its first place.
   struct Remark {
@@ -63,10 +56,7 @@ class Statistics {
     std::string first;
   };
 
-  void follow_cycle(Object& object, const RecordedCall& call, bool counts);
-  /// Decides which setter begins the object's cycles, and counts those that are complete.
-  void settle(Object& object);
-  void add_cycle(const Beginning& begin, const Beginning& next);
+  static void follow_cycle(Object& object, const RecordedCall& call);
   void remark(const std::string& what, const RecordedCall& call);
   void look_at_order(const RecordedCall& call, bool reads_early);
   void look_at_numbers(const RecordedCall& call);

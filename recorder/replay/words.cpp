@@ -104,10 +104,6 @@ std::string in_words(const CallPosition& position) {
                      position.offset);
 }
 
-std::string in_words(const OperationData& operation, const CallPosition& position) {
-  return fmt::format("{}, {}", operation.name, in_words(position));
-}
-
 std::string inputs_in_words(const tesk::RigidBodySystem& robot) {
   const auto view = [](const tesk::FloatRange& range) { return floats_in_words(range.first, range.size()); };
   const auto six = [](const QZ::Math::Velocity6D& v) { return floats_in_words(&v.x, 6); };

@@ -17,9 +17,6 @@ std::string call_in_words(const RecordingFile& recording, const RecordedCall& ca
 /// "call 12 of object 1, 0.004 s, byte 65600".
 std::string in_words(const CallPosition& place);
 
-/// "setRootPose, call 12 of object 1, 0.004 s, byte 65600".
-std::string in_words(const OperationData& operation, const CallPosition& place);
-
 /// All inputs that an object shows.
 std::string inputs_in_words(const tesk::RigidBodySystem& robot);
 

@@ -85,9 +85,9 @@ TEST_F(Part, IsNotWrittenForTimesWithoutCallsOrWithoutADifference) {
   const double end = times(recording(), {1}).front();
   const std::string ends = fmt::format("the recording ends at {:.6f} s", end);
   const std::pair<const char*, std::string> cases[] = {
-      {"--from 1e9", recording().string() + ": --from 1000000000: " + ends + "; choose an earlier time"},
-      {"--from -2 --to -1", "no call is recorded from -2 s to -1 s; " + ends},
-      {"--from 1e-12 --to 2e-12", "no call is recorded from 1e-12 s to 2e-12 s; " + ends},
+      {"--from 1e9", recording().string() + ": no call from 1000000000 s to inf s: " + ends + "; choose other times"},
+      {"--from -2 --to -1", "no call from -2 s to -1 s: " + ends},
+      {"--from 1e-12 --to 2e-12", "no call from 1e-12 s to 2e-12 s: " + ends},
       {"--from 2 --to 1", "--from 2 --to 1: expected an end after the beginning"},
       {"--from 0.001 --to 0.001", "expected an end after the beginning"},
       {"--to -1", "--from 0 --to -1: expected an end after the beginning"},

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import errno
 import operator
 import os
 from typing import Any, Callable, Optional, TypeVar
@@ -48,15 +49,10 @@ def path(value: Any) -> bytes:
 
 
 def file(value: Any) -> bytes:
-    """Returns the path of a file that exists. A missing one raises ``FileNotFoundError``, as ``open`` does; other faults
-    are found where the file is read."""
+    """Returns the path of a file that exists. A missing one raises ``FileNotFoundError``, as ``open`` does."""
     encoded = path(value)
-    try:
-        os.stat(os.fsdecode(encoded))
-    except FileNotFoundError:
-        raise
-    except OSError:
-        pass
+    if not os.path.exists(encoded):
+        raise FileNotFoundError(errno.ENOENT, os.strerror(errno.ENOENT), os.fsdecode(encoded))
     return encoded
 
 
