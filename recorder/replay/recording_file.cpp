@@ -139,7 +139,7 @@ void RecordingFile::read_description() try {
 void RecordingFile::read_blocks() {
   const std::uint64_t rest = file_size_ % block_size;
   if (rest != 0 && ended()) throw error_at(file_size_ - rest, "the last block is cut short");
-  std::uint64_t last = 0;
+  std::uint64_t& last = last_block_;
   for (std::uint64_t offset = block_size; offset + block_size <= file_size_; offset += block_size) {
     BlockPosition position{offset, {}};
     read_at(offset, &position.header, sizeof(position.header));
@@ -164,6 +164,12 @@ void RecordingFile::read_blocks() {
     if (twice == blocks.end()) continue;
     throw error_at(std::next(twice)->offset, fmt::format("block {} is there twice", number_of(*twice)));
   }
+}
+
+double RecordingFile::megabytes_per_minute() const {
+  constexpr double megabytes = static_cast<double>(block_size) / (1 << 20);
+  const double minutes = seconds(header_.last.ticks - header_.start.ticks) / 60;
+  return minutes > 0 ? static_cast<double>(last_block()) * megabytes / minutes : 0;
 }
 
 void RecordingFile::read_at(std::uint64_t offset, void* to, std::size_t bytes) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -74,6 +75,11 @@ class RecordingFile {
   bool header_damaged() const { return header_damaged_; }
   /// How many blocks of records there are.
   std::size_t blocks() const { return blocks_; }
+  /// How many there were, with those that were written over or cut off.
+  std::uint64_t last_block() const { return std::max(last_block_, header_.last_block); }
+
+  /// How fast the recording has grown; 2^20 bytes are a megabyte.
+  double megabytes_per_minute() const;
 
   /// Calls `visit` with every record in the order of time, until it returns false. What it is handed lives until it
   /// returns. Throws Error as the constructor does. Of a file that was not ended, a block that is not whole is left
@@ -101,6 +107,7 @@ class RecordingFile {
   mutable std::ifstream file_;
   std::uint64_t file_size_ = 0;
   std::size_t blocks_ = 0;
+  std::uint64_t last_block_ = 0;
   recording::FileHeader header_{};
   std::string text_;
   std::string version_, build_id_;

@@ -42,7 +42,8 @@ class Blocks {
     header.lost = header.overlapped = 0;
     header.version = recording::format_version;
     header.ended = block_size * (1 + blocks_.size());
-    header.blocks = header.last_block = blocks_.size();
+    header.blocks = blocks_.size();
+    header.last_block = std::max<std::uint64_t>(header.blocks, recording.last_block());
     recording::seal(header);
     std::string first = bytes_of(&header, sizeof(header)) + recording.description();
     first.resize(block_size);

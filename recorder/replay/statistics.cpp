@@ -68,7 +68,6 @@ void Statistics::remark(const std::string& what, const RecordedCall& call) {
 
 void Statistics::add(const RecordedCall& call, bool counts) {
   const Provenance::Followed followed = provenance_.follow(call);
-  if (counts) bytes_ += call.header.size;
   if (call.has(recording::restated)) return;
   follow_cycle(objects_[call.header.object], call);
   if (!counts) return;
@@ -113,12 +112,6 @@ void Statistics::end() {
   objects_.clear();
 }
 
-double Statistics::megabytes_per_minute() const {
-  const double minutes = (last_time_ - first_time_) / 60;
-  constexpr double megabyte = 1 << 20;
-  return minutes > 0 ? static_cast<double>(bytes_) / megabyte / minutes : 0;
-}
-
 void Statistics::look_at_order(const RecordedCall& call, bool reads_early) {
   if (call.has(recording::incomplete_inputs)) remark("calls with fewer values than are needed, or a long name", call);
   if (!call.has_valid_index(recording_.size())) return remark("indexes out of range", call);
@@ -140,7 +133,7 @@ std::string Statistics::text() const {
   std::string text = in_words(recording_);
   text += fmt::format("{} of {} up to {:.3f} s\n", counted(calls_, "call"), counted(calls_of_.size(), "object"),
                       last_time_);
-  text += fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", megabytes_per_minute());
+  text += fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", recording_.megabytes_per_minute());
   if (lost_ > 0) text += fmt::format("{} missing between the recorded ones, or before them\n", counted(lost_, "call"));
   for (const auto& [what, remark] : remarks_)
     text += fmt::format("{} {}; the first is\n  {}\n", remark.count, what, remark.first);
@@ -172,7 +165,7 @@ nlohmann::json Statistics::json() const {
           {"objects", calls_of_.size()},
           {"seconds", last_time_},
           {"missing", lost_},
-          {"megabytes_per_minute", megabytes_per_minute()},
+          {"megabytes_per_minute", recording_.megabytes_per_minute()},
           {"remarks", remarks},
           {"operations", operations},
           {"cycle", cycles_.json()},

@@ -24,8 +24,6 @@ class Statistics {
 
   std::string text() const;
   nlohmann::json json() const;
-  /// Of 2^20 bytes, as KORVEL_RECORD_LIMIT counts them; 0 if there is no time between the first and the last call.
-  double megabytes_per_minute() const;
   /// The object with the most calls, and how many it has; zeros if there is none.
   std::pair<std::uint32_t, std::size_t> busiest_object() const;
 
@@ -68,7 +66,7 @@ class Statistics {
   std::map<std::uint32_t, Object> objects_;
   std::map<std::uint32_t, std::size_t> calls_of_;  ///< by object
   std::map<std::string, Remark> remarks_;
-  std::size_t calls_ = 0, lost_ = 0, bytes_ = 0;
+  std::size_t calls_ = 0, lost_ = 0;
   double first_time_ = 0, last_time_ = 0;
 };
 
