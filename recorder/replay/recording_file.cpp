@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <functional>
 #include <nlohmann/json.hpp>
@@ -36,13 +35,6 @@ nlohmann::json members_of(const std::string& text) {
 }
 
 }  // namespace
-
-bool all_finite(const char* floats, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) {
-    if (!std::isfinite(recording::take<float>(floats + i * sizeof(float), 0))) return false;
-  }
-  return true;
-}
 
 bool RecordedCall::has_finite_arguments(const RobotSize& size) const {
   const char* at = arguments;
@@ -164,12 +156,6 @@ void RecordingFile::read_blocks() {
     if (twice == blocks.end()) continue;
     throw error_at(std::next(twice)->offset, fmt::format("block {} is there twice", number_of(*twice)));
   }
-}
-
-double RecordingFile::megabytes_per_minute() const {
-  constexpr double megabytes = static_cast<double>(block_size) / (1 << 20);
-  const double minutes = seconds(header_.last.ticks - header_.start.ticks) / 60;
-  return minutes > 0 ? static_cast<double>(last_block()) * megabytes / minutes : 0;
 }
 
 void RecordingFile::read_at(std::uint64_t offset, void* to, std::size_t bytes) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -52,7 +53,12 @@ struct RecordedCall {
   }
 };
 
-bool all_finite(const char* floats, std::size_t count);
+inline bool all_finite(const char* floats, std::size_t count) {
+  bool all = true;
+  for (std::size_t i = 0; i < count; ++i)
+    all = all && std::isfinite(recording::take<float>(floats + i * sizeof(float), 0));
+  return all;
+}
 
 /// A file that the recorder has written, whole or as the end of its process left it.
 class RecordingFile {
@@ -78,8 +84,8 @@ class RecordingFile {
   /// How many there were, with those that were written over or cut off.
   std::uint64_t last_block() const { return std::max(last_block_, header_.last_block); }
 
-  /// How fast the recording has grown; 2^20 bytes are a megabyte.
-  double megabytes_per_minute() const;
+  /// From the beginning to the last time at which the recorder has written [s].
+  double duration() const { return seconds(header_.last.ticks - header_.start.ticks); }
 
   /// Calls `visit` with every record in the order of time, until it returns false. What it is handed lives until it
   /// returns. Throws Error as the constructor does. Of a file that was not ended, a block that is not whole is left

@@ -31,6 +31,12 @@ std::string in_microseconds(double ns) {
   return fmt::format("{:>8.{}f}", us, us < 10 ? 2 : us < 100 ? 1 : 0);
 }
 
+/// How fast a recording has grown; 2^20 bytes are a megabyte, as KORVEL_RECORD_LIMIT counts them.
+double megabytes_per_minute(const RecordingFile& recording) {
+  constexpr double megabytes = static_cast<double>(recording::block_size) / (1 << 20);
+  return static_cast<double>(recording.last_block()) * megabytes / std::max(recording.duration(), 1e-3) * 60;
+}
+
 }  // namespace
 
 void Statistics::Durations::add(double seconds, const CallPosition& at) {
@@ -133,7 +139,7 @@ std::string Statistics::text() const {
   std::string text = in_words(recording_);
   text += fmt::format("{} of {} up to {:.3f} s\n", counted(calls_, "call"), counted(calls_of_.size(), "object"),
                       last_time_);
-  text += fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", recording_.megabytes_per_minute());
+  text += fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", megabytes_per_minute(recording_));
   if (lost_ > 0) text += fmt::format("{} missing between the recorded ones, or before them\n", counted(lost_, "call"));
   for (const auto& [what, remark] : remarks_)
     text += fmt::format("{} {}; the first is\n  {}\n", remark.count, what, remark.first);
@@ -165,7 +171,7 @@ nlohmann::json Statistics::json() const {
           {"objects", calls_of_.size()},
           {"seconds", last_time_},
           {"missing", lost_},
-          {"megabytes_per_minute", recording_.megabytes_per_minute()},
+          {"megabytes_per_minute", megabytes_per_minute(recording_)},
           {"remarks", remarks},
           {"operations", operations},
           {"cycle", cycles_.json()},
