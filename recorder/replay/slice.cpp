@@ -164,6 +164,7 @@ std::size_t write_window(const RecordingFile& recording, const Module& module, c
     }
     blocks.add(call.header, {call.arguments, call.header.size - sizeof(call.header)});
   });
+  if (calls == 0) throw Error(recording.path().string() + ": there is no call to cut");
   blocks.write(recording, file);
   return calls;
 }
