@@ -70,7 +70,8 @@ class Columns {
           std::vector<float> values;
           for (const std::size_t place : places_) values.push_back(static_cast<float>(row.values[place]));
           samples.add(row.elapsed, values);
-        });
+        },
+        true);
     const std::vector<KeptSample> kept = samples.kept();
     data["samples"] = samples.count();
     data["stride"] = samples.stride();

@@ -14,6 +14,8 @@ enum class Detail { all, curves };
 /// centre of mass in the world; for each of the `bodies` in the world the `origin` and `com`; for each of the `joints`
 /// its `torque`; `columns`, the packed columns.
 ///
+/// `gaps` of a recording are those of the description, and numbers in them may be NaN.
+///
 /// `ground`, if there is one, has `zmp`, its `margin`, `residual` and `feasible`. Each of its `soles` has its `name`,
 /// the vertical `load`, the horizontal `shear` and the `pressure` in the world, `contact`, and the `orientation` of its
 /// body, a quaternion from w on.

@@ -46,6 +46,12 @@ const Quantity origin{"BODY", "m", "the body's origin in the world", Owner::body
                       [](const Sample& s, unsigned long b) { return translation(s.system.getPose(b)); }};
 const Quantity body_com{"BODY_com", "m", "the body's centre of mass in the world", Owner::body,
                         [](const Sample& s, unsigned long b) { return s.system.getComPosition(b); }};
+const Quantity applied_force{
+    "BODY_applied_force", "N", "force that the recorded program set on the body, in the world", Owner::loaded_body,
+    [](const Sample& s, unsigned long i) -> Vector3d { return (*s.wrenches)[i].second.head<3>(); }};
+const Quantity applied_moment{
+    "BODY_applied_moment", "N m", "moment of that wrench about the body's origin, in the world", Owner::loaded_body,
+    [](const Sample& s, unsigned long i) -> Vector3d { return (*s.wrenches)[i].second.tail<3>(); }};
 
 const Quantity force{"BODY_force", "N", "force of the ground on the body, in the world", Owner::sole,
                      [](const Sample& s, unsigned long i) { return load(s, i).wrench_world.force; }};
@@ -76,18 +82,32 @@ const Quantity feasible{"feasible", "1", "1 if the unsupported load is at most 0
 namespace {
 
 /// All of them, in the order of their columns.
-const Quantity* const all_quantities[] = {
-    &quantities::time,     &quantities::angle,       &quantities::speed,
-    &quantities::torque,   &quantities::power,       &quantities::com,
-    &quantities::com_root, &quantities::origin,      &quantities::body_com,
-    &quantities::force,    &quantities::moment,      &quantities::contact,
-    &quantities::pressure, &quantities::orientation, &quantities::zero_moment_point,
-    &quantities::margin,   &quantities::residual,    &quantities::feasible};
+const Quantity* const all_quantities[] = {&quantities::time,
+                                          &quantities::angle,
+                                          &quantities::speed,
+                                          &quantities::torque,
+                                          &quantities::power,
+                                          &quantities::com,
+                                          &quantities::com_root,
+                                          &quantities::origin,
+                                          &quantities::body_com,
+                                          &quantities::applied_force,
+                                          &quantities::applied_moment,
+                                          &quantities::force,
+                                          &quantities::moment,
+                                          &quantities::contact,
+                                          &quantities::pressure,
+                                          &quantities::orientation,
+                                          &quantities::zero_moment_point,
+                                          &quantities::margin,
+                                          &quantities::residual,
+                                          &quantities::feasible};
 
 unsigned long count_of(Owner owner, const Sample& sample) {
   if (owner == Owner::robot) return 1;
   if (owner == Owner::joint) return sample.system.getNbJointAngles();
   if (owner == Owner::body) return sample.system.getNbBodies();
+  if (owner == Owner::loaded_body) return sample.wrenches == nullptr ? 0 : sample.wrenches->size();
   if (sample.ground == nullptr) return 0;
   return owner == Owner::ground ? 1 : sample.ground->soles.size();
 }
@@ -95,6 +115,7 @@ unsigned long count_of(Owner owner, const Sample& sample) {
 std::string name_of(Owner owner, const Sample& sample, unsigned long i) {
   if (owner == Owner::joint) return sample.system.getJointAngleName(i);
   if (owner == Owner::body) return sample.system.getBodyName(i);
+  if (owner == Owner::loaded_body) return sample.system.getBodyName((*sample.wrenches)[i].first);
   if (owner == Owner::sole) return sample.system.getBodyName(sample.ground->soles[i].body());
   return {};
 }
@@ -118,9 +139,14 @@ std::vector<const char*> endings(Read<Value> /*read*/) {
 template <typename Number>
 void add(Row& row, Number value) {
   if constexpr (std::is_arithmetic_v<Number>) {
-    if (!std::isfinite(value) && !row.first_not_finite) row.first_not_finite = row.count;
+    const bool is_finite = std::isfinite(value);
+    if (!is_finite && !row.first_not_finite) row.first_not_finite = row.count;
     if (row.count++ > 0) row.text += ',';
-    fmt::format_to(std::back_inserter(row.text), "{}", value);
+    if (is_finite) {
+      fmt::format_to(std::back_inserter(row.text), "{}", value);
+    } else {
+      row.text += "nan";
+    }
   } else {
     for (const double number : value) add(row, static_cast<float>(number));
   }

@@ -41,8 +41,7 @@ std::filesystem::path description_path(const std::filesystem::path& results) {
   return std::filesystem::path(results).replace_extension(".json");
 }
 
-std::string run_description(tesk::RigidBodySystem& system, const Ground* ground,
-                            const std::vector<JointLimits>& limits) {
+Json run_description(tesk::RigidBodySystem& system, const Ground* ground, const std::vector<JointLimits>& limits) {
   const double weight = weight_of(system);
   const Robot robot = read_robot(system);
   Json bodies = Json::array();
@@ -60,7 +59,7 @@ std::string run_description(tesk::RigidBodySystem& system, const Ground* ground,
       if (value) run["limits"][system.getJointAngleName(joint)][limit::kinds[kind].name] = *value;
     }
   }
-  return json_text(run);
+  return run;
 }
 
 bool ResultsFile::is_described(const std::filesystem::path& results) {
@@ -81,14 +80,13 @@ ResultsFile::Paths ResultsFile::claim(const std::filesystem::path& results, Outp
 std::optional<std::string> ResultsFile::add(const Sample& sample) {
   if (!std::exchange(has_header_, true)) results_.write(fmt::format("{}\n", fmt::join(results_columns(sample), ",")));
   const Row row = results_row(sample);
-  if (row.first_not_finite) return results_columns(sample)[*row.first_not_finite];
   results_.write(row.text + '\n');
-  return std::nullopt;
+  return row.first_not_finite ? std::optional(results_columns(sample)[*row.first_not_finite]) : std::nullopt;
 }
 
-void ResultsFile::describe(const std::string& description) {
+void ResultsFile::describe(const Json& description) {
   description_.emplace(paths_.description);
-  description_->write(description);
+  description_->write(json_text(description));
   description_->close();
 }
 

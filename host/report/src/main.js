@@ -14,7 +14,7 @@ import {addPeaks} from './peaks.js';
 import {Value} from './state.js';
 import {Timeline} from './timeline.js';
 import {addTopView} from './topview.js';
-import {addVerdict} from './verdict.js';
+import {addGaps, addVerdict} from './verdict.js';
 
 // The elements of the page that have an id, by it.
 const parts = Object.fromEntries([...document.querySelectorAll('[id]')].map((part) => [part.id, part]));
@@ -64,6 +64,7 @@ function show(motion) {
   showFacts(motion);
   addControls(page, parts);
   addTools(page, parts);
+  addGaps(parts.gaps, page);
   const charts = [
     ...(motion.standing ? addGround(page) : []),
     ...addTorquePanels(parts['torque-panels'], parts['same-scale'], page),

@@ -1,5 +1,5 @@
 // Whether the robot stays on its feet: the intervals in which it does not, in a list and on the time line.
-import {whole} from './data/numbers.js';
+import {visible, whole} from './data/numbers.js';
 import {button, element} from './dom.js';
 
 const most_listed = 12;
@@ -35,6 +35,13 @@ export function marksOf(spans, last) {
     else all.push({from, to});
   }
   return all;
+}
+
+// The intervals with numbers that are not finite, and the calls that brought them.
+export function addGaps(list, {motion: {gaps, time}, timeline}) {
+  list.append(...gaps.slice(0, most_listed).map((gap) => element(
+      'li', {}, button({}, () => timeline.goTo(gap.first), `${between(gap, time)} s`), ` NaN or infinity: ${visible(gap.call)}`)));
+  if (gaps.length > most_listed) list.append(element('li', {}, `and ${whole(gaps.length - most_listed)} more`));
 }
 
 export function addVerdict({verdict, spans: list, flags}, {motion, timeline}) {

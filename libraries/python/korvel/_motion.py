@@ -56,10 +56,10 @@ class Motion:
         instead of the root's angles. Missing columns are 0. A column BODY_contact, 0 or 1, says when a sole is in contact.
         Velocities and accelerations are those of a cubic spline through the samples. ``cutoff`` [Hz] filters motions that
         were measured or rounded: half of the power is left at this frequency. An unusable file raises ``Error`` with the
-        line.
+        line, and a missing one ``FileNotFoundError``.
         """
         motion = ctypes.c_void_p()
-        library().check(library().read(motion, checks.path(path), _frequency(cutoff)))
+        library().check(library().read(motion, checks.file(path), _frequency(cutoff)))
         return cls._taken(motion)
 
     @classmethod

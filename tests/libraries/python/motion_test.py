@@ -1,6 +1,7 @@
 """Motions are to the bit those that the host runs."""
 
 import csv
+import os
 import pathlib
 import pickle
 import subprocess
@@ -91,8 +92,16 @@ class Motions(unittest.TestCase):
         for cutoff in (0, -1, float("nan"), float("inf"), 1e-300):
             with self.assertRaisesRegex(korvel.Error, "cutoff"):
                 korvel.Motion.read(MOTIONS / "wave.csv", cutoff)
-        with self.assertRaisesRegex(korvel.Error, "nowhere.csv"):
-            korvel.Motion.read(self.folder / "nowhere.csv")
+
+    def test_a_missing_file_is_the_same_error_for_all(self):
+        for read in (korvel.Motion.read, korvel.Ground.read, korvel.Recording):
+            for path in ("nowhere.csv", self.folder / "no folder" / "nowhere.csv", MOTIONS / "wave.csv" / "below", "", b"nowhere.csv",
+                         "long" * 99):
+                with self.assertRaises(FileNotFoundError) as caught:
+                    read(path)
+                self.assertEqual(caught.exception.filename, os.fsdecode(path))
+            with self.assertRaises(korvel.Error):
+                read(self.folder)
 
     def test_motions_of_arrays_are_those_of_files(self):
         for name in ("squat", "slow_step"):

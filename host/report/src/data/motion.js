@@ -3,14 +3,15 @@ import {unpack} from './columns.js';
 import {spansOf} from './contact.js';
 import {findLimbs} from './limbs.js';
 import {extent, text} from './numbers.js';
+import {nearestSample} from '../timeline.js';
 
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
 
-// The sample of the largest magnitude.
+// The sample of the largest magnitude; a gap has none.
 function peakOf(torque) {
   let peak = 0;
   torque.forEach((value, sample) => {
-    if (Math.abs(value) > Math.abs(torque[peak])) peak = sample;
+    if (Math.abs(value) > (Math.abs(torque[peak]) || 0)) peak = sample;
   });
   return peak;
 }
@@ -99,7 +100,7 @@ async function readCurves(data) {
   for (const joint of data.joints) {
     joint.torque = columns.curve(joint.torque);
     joint.peakSample = peakOf(joint.torque.values);
-    joint.peak = Math.abs(joint.torque.values[joint.peakSample]);
+    joint.peak = Math.abs(joint.torque.values[joint.peakSample]) || 0;
   }
   data.standing = data.ground ? readStanding(data.ground, columns) : null;
   return columns;
@@ -124,6 +125,8 @@ export async function readMotion(text) {
   for (const body of motion.bodies) {
     Object.assign(body, {origin: columns.others(body.origin), com: columns.others(body.com)});
   }
+  const sampleAt = (time) => nearestSample(motion.time, time - motion.origin);
+  motion.gaps = (motion.gaps ?? []).map(({from, to, call}) => ({first: sampleAt(from), last: sampleAt(to), call}));
   await readOther(motion);
   const limbs = findLimbs(motion.bodies, motion.joints);
   for (const limb of limbs) {

@@ -114,7 +114,9 @@ class Figure {
   }
 
   #base() {
-    return this.follows ? rootOver(this.motion, this.timeline.sample.value) : new Vector3();
+    if (!this.follows) return new Vector3();
+    const base = rootOver(this.motion, this.timeline.sample.value);
+    return Number.isFinite(base.length()) ? base : this.base ?? new Vector3();
   }
 
   #move() {
