@@ -148,20 +148,22 @@ std::size_t write_window(const RecordingFile& recording, const Module& module, c
   constexpr bool keeps_sources = true;
   Player player(recording, module, keeps_sources);
   Blocks blocks;
+  bool begun = false;
   std::size_t calls = 0;
   for_each_call(recording, window, [&](const RecordedCall& call, bool is_within) {
     if (!is_within) {
       player.play(call, false);
       return;
     }
-    if (call.has(recording::restated)) return;
-    if (calls++ == 0) {
+    if (!begun) {
       const bool knows_mass = player.provenance().knows_total_mass();
       const auto total_mass = knows_mass ? std::optional(player.total_mass()) : std::nullopt;
       for (const Provenance::Known& known : player.provenance().known_objects()) {
         add_restated(known, call.header, total_mass, blocks);
       }
     }
+    begun = true;
+    calls += call.has(recording::restated) ? 0U : 1U;
     blocks.add(call.header, {call.arguments, call.header.size - sizeof(call.header)});
   });
   if (calls == 0) throw Error(recording.path().string() + ": there is no call to cut");

@@ -41,9 +41,15 @@ class Part : public Recorded {
 // Objects that were made before it, clones of them and inertias that were set before are as they were.
 TEST_F(Part, HasTheCallsOfItsTimeAndReplaysWithoutADifference) {
   const std::string faulty = fmt::format("--module '{}on_request.so'", KORVEL_FAULTY_MODULES);
-  for (const char* host : {"operations 1", "operations 3", "cycles counter 2000", "motion 60", "clones 100 4"}) {
+  const std::string ring = "KORVEL_RECORD_LIMIT=1";
+  for (const auto& [host, settings] : std::map<std::string, std::string>{{"operations 1", ""},
+                                                                         {"operations 3", ""},
+                                                                         {"cycles counter 2000", ""},
+                                                                         {"cycles counter 5000", ring},
+                                                                         {"motion 60", ""},
+                                                                         {"clones 100 4", ""}}) {
     SCOPED_TRACE(host);
-    ASSERT_EQ(record(host), 0);
+    ASSERT_EQ(record(host, settings), 0);
     const std::vector<double> at = times(recording(), {0, 0.3, 0.55, 0.8, 1});
     for (std::size_t i = 0; i + 1 < at.size(); ++i) {
       const std::string window = fmt::format("--from {:.17g} --to {:.17g}", at[i], at[i + 1]);
