@@ -90,7 +90,7 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
     });
     samples.end();
     if (samples.count() == 0) throw nothing_of(object, recording, options.window);
-    file.describe(run_description(*make_system(module), nullptr));
+    file.describe(run_description(*make_system(module), nullptr, nullptr));
     file.commit();
     const std::string missing = fmt::format("; calls are missing in {}", counted(samples.gaps(), "place"));
     return fmt::format("{}{}, ", counted(samples.count(), "sample"), samples.gaps() > 0 ? missing : "") +

@@ -68,7 +68,7 @@ void write_page(const std::filesystem::path& results, const std::optional<std::f
                 OutputFile& page) {
   const std::string empty = read_template();
   nlohmann::json all = report_data(results);
-  if (other) all["other"] = report_data(*other, Detail::curves);
+  if (other) all["other"] = report_data(*other);
   page.write(boost::replace_first_copy(empty, placeholder, script_text(all)));
   page.commit();
 }

@@ -41,18 +41,24 @@ std::filesystem::path description_path(const std::filesystem::path& results) {
   return std::filesystem::path(results).replace_extension(".json");
 }
 
-std::string run_description(tesk::RigidBodySystem& system, const Ground* ground) {
+std::string run_description(tesk::RigidBodySystem& system, const Ground* ground, const GroundSummary* summary) {
   const double weight = weight_of(system);
   const Robot robot = read_robot(system);
   Json bodies = Json::array();
   Json joints = Json::array();
   for (const Body& body : robot.bodies) {
     if (body.parent >= 0) joints.push_back({{"name", body.joint}, {"body", bodies.size()}});
-    bodies.push_back(
-        {{"name", body.name}, {"parent", body.parent}, {"mass", body.mass}, {"rest", json(body.position_root())}});
+    bodies.push_back({{"name", body.name},
+                      {"parent", body.parent},
+                      {"mass", body.mass},
+                      {"rest", json(body.position_root())},
+                      {"axis", json(body.rotation_root().col(2))}});
   }
   Json run{{"mass", robot.mass}, {"weight", weight}, {"bodies", std::move(bodies)}, {"joints", std::move(joints)}};
-  if (ground != nullptr) run["ground"] = json(*ground);
+  if (ground != nullptr) {
+    run["ground"] = json(*ground);
+    run["ground"]["summary"] = summary->json_with_words();
+  }
   return json_text(run);
 }
 

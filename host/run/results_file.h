@@ -7,6 +7,7 @@
 
 #include "host/process/output_file.h"
 #include "host/run/columns.h"
+#include "host/run/ground_summary.h"
 
 namespace korvel::host {
 
@@ -14,13 +15,14 @@ namespace korvel::host {
 std::filesystem::path description_path(const std::filesystem::path& results);
 
 /// Describes a run, for a reader that has its results and not the module: `bodies` with `name`, `parent` (-1 for the
-/// root), `mass` [kg] and `rest`, the origin in the root at joint angles 0 [m]; `joints` with `name` and the index of
-/// the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if the robot stands, `ground` with its
-/// `height` in the world [m], the `level` above its lowest corner up to which a sole's corners are in contact [m], and
-/// `soles` with the index of their `body`, their `corners` in the body's frame [m] and their `friction`.
+/// root), `mass` [kg], and at joint angles 0 in the root `rest`, the origin [m], and `axis`, that of the joint;
+/// `joints` with `name` and the index of the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if
+/// the robot stands, `ground` with its `height` in the world [m], the `level` above its lowest corner up to which a
+/// sole's corners are in contact [m], `soles` with the index of their `body`, their `corners` in the body's frame [m]
+/// and their `friction`, and the `summary` of the run as GroundSummary::json_with_words makes it.
 ///
-/// `system` has its initial values, and gets stored poses that mean nothing.
-std::string run_description(tesk::RigidBodySystem& system, const Ground* ground);
+/// `system` has its initial values, and gets stored poses that mean nothing. `ground` and `summary` are null together.
+std::string run_description(tesk::RigidBodySystem& system, const Ground* ground, const GroundSummary* summary);
 
 /// Results, and their description in a file beside them.
 class ResultsFile {

@@ -227,7 +227,9 @@ std::vector<RunOutcome> run_motions(const RunOptions& options, Outputs& outputs,
   run_all(tasks, workers, stands_on, progress);
   // An object of its own: what is asked of it is no part of a motion, in a recording for instance.
   for (Task& task : tasks) {
-    task.results->describe(run_description(*make_system(module), task.is_on_ground() ? stands_on : nullptr));
+    const auto& summary = task.outcome.ground_summary;
+    task.results->describe(
+        run_description(*make_system(module), summary ? stands_on : nullptr, summary ? &*summary : nullptr));
   }
   std::vector<RunOutcome> outcomes;
   for (Task& task : tasks) {

@@ -1,5 +1,5 @@
 // The table of the joints' peak torques. A heading sorts, a row selects its joint and goes to the time of its peak.
-import {signed, text} from './data/numbers.js';
+import {signed, text, visible} from './data/numbers.js';
 import {button, element} from './dom.js';
 import {watch} from './state.js';
 
@@ -9,7 +9,7 @@ const columns = [
   {name: 'at s', label: 'time of the peak in s', of: ({at}) => at, show: (s) => s.toFixed(3), first: 1, class: 'number at'},
 ];
 const other_columns = [
-  {name: 'B', label: 'peak torque of B in N m', of: ({other}) => other.peak, first: -1, class: 'number'},
+  {name: 'N m', label: 'peak torque of B in N m', of: ({other}) => other.peak, first: -1, class: 'number'},
   {
     name: 'B − A',
     label: 'difference of the peaks in N m',
@@ -22,18 +22,25 @@ const other_columns = [
 
 const compare = (a, b) => typeof a === 'string' ? a.localeCompare(b, 'en') : a - b;
 
+// A file of results by the name of its motion.
+const stem = ({file}) => visible(file).replace(/(-results)?\.csv$/, '');
+
 export function addPeaks({'peaks-head': head, 'peaks-body': body}, {motion, timeline, joint: selected}) {
-  const shown = motion.other ? [...columns, ...other_columns] : columns;
+  const shown = motion.other ? [...columns, ...other_columns].map((column) => ({...column})) : columns;
+  if (motion.other) {
+    shown[1].name = `A ${stem(motion)}`;
+    shown[3].name = `B ${stem(motion.other)}`;
+  }
   body.closest('table').classList.toggle('compares', motion.other !== undefined);
   const joints = motion.joints.map((joint) => ({...joint, at: motion.time[joint.peakSample]}));
   const largest = Math.max(...joints.map(({peak}) => peak)) || 1;
   const rows = joints.map((joint, j) => {
     // The button is for the keyboard; its click is one on the row.
-    const row = element('tr', {'data-joint': joint.name, style: `--share: ${joint.peak / largest}`},
+    const row = element('tr', {'data-joint': joint.name, class: joint.small ? 'small' : '', style: `--share: ${joint.peak / largest}`},
                         element('th', {scope: 'row'}, element('button', {type: 'button'}, joint.name)));
     row.append(...shown.slice(1).map(({of, show = text, class: kind}) => element('td', {class: kind}, show(of(joint)))));
     row.addEventListener('click', () => {
-      timeline.goTo(joint.peakSample);
+      timeline.goToTime(joint.at);
       selected.value = j;
     });
     return row;

@@ -45,7 +45,7 @@ class Arrow {
 export class Feet extends Group {
   constructor(motion) {
     super();
-    const {standing: {soles, zmp}, ground: {z}, weight} = motion;
+    const {standing: {soles, zmp}, floor: {z}, weight} = motion;
     Object.assign(this, {motion, z, weight});
     this.line = overlay(LineBasicMaterial, {opacity: 0.6});
     this.trace = trace(zmp, z, this.line);
@@ -86,6 +86,6 @@ export class Feet extends Group {
     this.area.color.set(colour('support'));
     this.edge.color.set(colour('muted'));
     this.motion.standing.soles.forEach(
-        ({body}, i) => this.arrows[i].material.color.set(colour(`load-${this.motion.bodies[body].side}`)));
+        ({body}, i) => this.arrows[i].material.color.set(colour(`side-${this.motion.bodies[body].side}`)));
   }
 }
