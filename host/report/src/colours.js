@@ -3,7 +3,7 @@ import {element} from './dom.js';
 import {Value} from './state.js';
 
 // Paper is light.
-const dark = matchMedia('(prefers-color-scheme: dark) and (not print)');
+const dark = matchMedia('screen and (prefers-color-scheme: dark)');
 export const scheme = new Value(dark.matches);
 dark.addEventListener('change', () => scheme.value = dark.matches);
 

@@ -93,7 +93,8 @@ export function addTopView(panels, {motion, timeline}) {
       set(outline, {points: pointsOf(corners)});
       set(arrow, {x1: x, y1: y, x2: x + per_newton * fx, y2: y + per_newton * fy});
       set(dot, {cx: x, cy: y});
-      const [cx, cy] = [0, 1].map((axis) => corners.reduce((sum, corner) => sum + corner[axis], 0) / corners.length);
+      // Beside the first corner, because an unloaded sole has its pressure point in the middle.
+      const [cx, cy] = [0, 1].map((axis) => corners.reduce((sum, corner) => sum + corner[axis], 3 * corners[0][axis]) / (corners.length + 3));
       set(letter, {x: -1000 * (cy - dy), y: -1000 * (cx - dx)});
     });
     for (const {columns, dot} of points) set(dot, {cx: columns[0][sample], cy: columns[1][sample]});

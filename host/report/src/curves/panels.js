@@ -128,7 +128,7 @@ export function addGroundCharts(place, page) {
   return [['Vertical force', 'N', forces, -1], ['Margin', 'm', [zmp], 0]].map(([title, unit, curves, strong]) => {
     // The level at which a foot carries nothing, or the robot tips, is seen.
     const range = (low, high) => padded(Math.min(low, 0), Math.max(high, 0));
-    const {chart, place: chart_place, save} = makeChart(page, title, {height: 118, curves, range, strong});
+    const {chart, place: chart_place, save} = makeChart(page, title, {height: 112, curves, range, strong});
     const legend = legendOf(page, curves, (_, ...parts) => element('div', {class: 'entry'}, ...parts));
     place.append(element('section', {class: 'panel'}, element('h3', {}, title, element('small', {}, unit), save),
                          chart_place, legend));
