@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <functional>
 #include <optional>
@@ -26,6 +27,10 @@ using Names = std::vector<std::string>;
 
 /// Up to here every sample is in the page. Of more, half as many at least are: several for each pixel of a curve.
 constexpr std::size_t most_samples = 20000;
+
+/// What is only drawn is rounded, to 8 um where it is a place, because the last digits of a place take most of its
+/// room.
+double rounded(double value) { return std::nearbyint(value * 0x1p17) / 0x1p17; }
 
 /// Reads the description beside results.
 Json read_run(const std::filesystem::path& results) {
@@ -75,9 +80,8 @@ class Columns {
           header_.assign(header.fields.begin(), header.fields.end());
           line_ = header.line;
           ask();
-          for (const Names* names : {&curves_, &others_}) {
-            for (const std::string& name : *names) places.push_back(place_of(name));
-          }
+          places = curves_;
+          places.insert(places.end(), others_.begin(), others_.end());
           time = place_of(columns_of(quantities::time).front());
           samples.emplace(curves_.size(), most_samples);
         },
@@ -85,7 +89,10 @@ class Columns {
           check_flags(row);
           if (samples->count() == 0) start = row.values[time];
           std::vector<float> values;
-          for (const std::size_t place : places) values.push_back(static_cast<float>(row.values[place]));
+          for (std::size_t i = 0; i < places.size(); ++i) {
+            const double value = row.values[places[i]];
+            values.push_back(static_cast<float>(i < curves_.size() ? value : rounded(value)));
+          }
           samples->add(row.elapsed, values);
         });
     const std::vector<KeptSample> kept = samples->kept();
@@ -99,9 +106,9 @@ class Columns {
   }
 
  private:
-  static Json added(Names& names, const std::string& name) {
-    names.push_back(name);
-    return names.size() - 1;
+  Json added(std::vector<std::size_t>& places, const std::string& name) const {
+    places.push_back(place_of(name));
+    return places.size() - 1;
   }
 
   std::size_t place_of(const std::string& name) const {
@@ -141,8 +148,9 @@ class Columns {
   }
 
   const std::filesystem::path path_;
-  Names header_, curves_, others_;
+  Names header_;
   std::size_t line_ = 0;
+  std::vector<std::size_t> curves_, others_;  // places in the file
   std::vector<std::pair<std::string, std::size_t>> flags_;
 };
 
@@ -176,7 +184,7 @@ void add_all(Json& data, Columns& columns) {
   for (Json& joint : data.at("joints")) {
     const std::string name = joint.at("name");
     joint["torque"] = columns.curve(columns_of(quantities::torque, name).front());
-    for (const char* more : {"angle", "speed", "power"}) {
+    for (const char* more : {"angle", "speed"}) {
       const std::string column = fmt::format("{}_{}", name, more);
       if (columns.has(column)) joint[more] = columns.curve(column);
     }
@@ -188,7 +196,13 @@ void add_all(Json& data, Columns& columns) {
   }
   for (std::size_t b = 0; b < has_children.size(); ++b) {
     Json& body = data["bodies"][b];
-    body["origin"] = columns.others(columns_of(quantities::origin, body.at("name")));
+    // Where a body turns about the point that its parent turns about, the page has it once.
+    const Json parent = body["parent"] >= 0 ? data["bodies"][body["parent"].get<std::size_t>()] : Json();
+    if (!parent.is_null() && parent.at("rest") == body.at("rest")) {
+      body["origin"] = parent["origin"];
+    } else {
+      body["origin"] = columns.others(columns_of(quantities::origin, body.at("name")));
+    }
     // A limb ends there.
     if (!has_children[b]) body["com"] = columns.others(columns_of(quantities::body_com, body.at("name")));
   }

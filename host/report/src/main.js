@@ -76,7 +76,7 @@ function show(motion) {
   addFold(page);
   const charts = [
     ...(motion.standing ? addGround(page) : []),
-    ...addJointCharts(parts['joint-panels'], page),
+    ...addJointCharts(parts['joint-panels'], parts['joint-title'], page),
     ...addTorquePanels(parts['torque-panels'], parts['same-scale'], page),
     ...addComCharts(parts['com-panel'], parts['same-length'], page),
   ];

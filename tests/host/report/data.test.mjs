@@ -15,6 +15,11 @@ const removed = (t, report) => {
 };
 const expectColumns = ({columns}, found, names) =>
     found.forEach((column, i) => assert.deepEqual([...column], columns[names[i]], names[i]));
+// Of what is only drawn, to 4 um.
+const expectPlaces = ({columns}, found, names) => found.forEach((column, i) => {
+  assert.equal(column.length, columns[names[i]].length);
+  column.forEach((value, s) => assert.ok(Math.abs(value - columns[names[i]][s]) < 4e-6, `${names[i]}: ${value}`));
+});
 const axes = (name, parts = ['x', 'y', 'z']) => parts.map((part) => `${name}_${part}`);
 
 // Curves go to the ends of single precision.
@@ -37,8 +42,8 @@ test('bodies, joints and all numbers are those of module and file', async (t) =>
     const body = motion.bodies[b];
     assert.deepEqual([body.name, body.parent, Math.fround(body.mass)], [name, parent ?? -1, Math.fround(mass)]);
     body.rest.forEach((v, axis) => assert.ok(Math.abs(v - origin_root[axis]) < 1e-6));
-    expectColumns(report, body.origin, axes(name));
-    if (body.com) expectColumns(report, body.com, axes(`${name}_com`));
+    expectPlaces(report, body.origin, axes(name));
+    if (body.com) expectPlaces(report, body.com, axes(`${name}_com`));
     assert.equal(Boolean(body.com), robot.bodies.every((child) => child.parent !== b), `${name} ends a limb`);
     assert.equal(body.side ?? 'middle', {L: 'left', R: 'right'}[name[0]] ?? 'middle', name);
     const joint = motion.joints.find(({body}) => body === b);
@@ -59,19 +64,21 @@ test('of a run on the ground also what the ground does, and the curves of a seco
   const report = removed(t, Report.onGround(join(motions, 'weight_shift.csv'), [file]));
   const {standing, bodies, joints, other: second} = await motionOf(report);
   const {zmp, margin, residual, spans} = standing;
-  expectColumns(report, [...zmp, margin.values, residual], ['zmp_x', 'zmp_y', 'zmp_margin', 'contact_residual']);
+  expectPlaces(report, zmp, ['zmp_x', 'zmp_y']);
+  expectColumns(report, [margin.values, residual], ['zmp_margin', 'contact_residual']);
   const unborne = spans.flatMap(({first, last}) => Array.from({length: last - first + 1}, (_, i) => first + i));
   assert.deepEqual(unborne, [...report.columns.feasible.keys()].filter((s) => report.columns.feasible[s] === 0));
   assert.deepEqual(standing.soles.map(({name}) => name), ['LAnkleRoll', 'RAnkleRoll']);
   for (const {name, body, load, shear, contact, pressure, orientation, corners} of standing.soles) {
     assert.equal(bodies[body].name, name);
-    expectColumns(report, [...shear, load.values], axes(`${name}_force`));
-    expectColumns(report, [contact, ...pressure], [`${name}_contact`, ...axes(`${name}_cop`, ['x', 'y'])]);
-    expectColumns(report, orientation, axes(name, ['qw', 'qx', 'qy', 'qz']));
+    expectPlaces(report, shear, axes(`${name}_force`));
+    expectColumns(report, [load.values, contact], [`${name}_force_z`, `${name}_contact`]);
+    expectPlaces(report, pressure, axes(`${name}_cop`, ['x', 'y']));
+    expectPlaces(report, orientation, axes(name, ['qw', 'qx', 'qy', 'qz']));
     assert.equal(corners.length, 4);
   }
   expectColumns(other, joints.map((joint) => joint.other.torque.values), joints.map(({name}) => `${name}_torque`));
-  for (const {name, origin} of second.bodies) expectColumns(other, origin, axes(name));
+  for (const {name, origin} of second.bodies) expectPlaces(other, origin, axes(name));
   assert.equal(second.standing, null);
 });
 
@@ -129,13 +136,23 @@ test('angles, speeds and powers of joints are read where the file has them, and 
   const [header, ...rows] = wave.results.trim().split('\n');
   const kinds = ['angle', 'speed', 'power'];
   const names = side.joints.flatMap(({name}) => kinds.map((kind) => `${name}_${kind}`)).filter((name) => !header.includes(name));
-  const more = (s) => names.map((_, i) => (0.01 * s + i).toFixed(3));
-  const results = [[header, ...names].join(','), ...rows.map((row, s) => [row, ...more(s)].join(',')), ''].join('\n');
+  const torques = header.split(',').flatMap((name, i) => name.endsWith('_torque') ? [[name.slice(0, -7), i]] : []);
+  const more = (row, s) => {
+    const speed = (j) => Math.fround((0.01 * s + j).toFixed(3));
+    const at = row.split(',');
+    return names.map((name) => {
+      const [joint, kind] = name.split('_');
+      const j = torques.findIndex(([one]) => one === joint);
+      return kind === 'power' ? Math.fround(Math.fround(at[torques[j][1]]) * speed(j)) : kind === 'speed' ? speed(j) : (0.01 * s - j).toFixed(3);
+    });
+  };
+  const results = [[header, ...names].join(','), ...rows.map((row, s) => [row, ...more(row, s)].join(',')), ''].join('\n');
   side.limits = {LKneePitch: {lower: -0.1, upper: 2, torque: 3}};
   const report = removed(t, new Report('more.csv', {results, side: JSON.stringify(side)}));
   const {joints} = await motionOf(report);
   for (const {name, ...joint} of joints) {
-    expectColumns(report, kinds.map((kind) => joint[kind].values), kinds.map((kind) => `${name}_${kind}`));
+    expectColumns(report, [joint.angle.values, joint.speed.values], [`${name}_angle`, `${name}_speed`]);
+    joint.power.values.forEach((power, s) => assert.ok(Math.abs(power - report.columns[`${name}_power`][s]) <= 1e-6 * Math.abs(power), name));
     assert.deepEqual(joint.limits, name === 'LKneePitch' ? side.limits.LKneePitch : {});
   }
 });

@@ -68,7 +68,7 @@ export function addTorquePanels(place, same_scale, page) {
 }
 
 // The torque of the selected joint, and its angle, speed and power where the results have them, against its limits.
-export function addJointCharts(place, page) {
+export function addJointCharts(place, title, page) {
   const {motion, joint} = page;
   const shown = Object.keys(kinds).filter((kind) => motion.joints.every((one) => one[kind]));
   place.closest('section').hidden = shown.length < 2;
@@ -79,17 +79,17 @@ export function addJointCharts(place, page) {
     const ends = {angle: [lower, upper], speed: [-speed, speed], torque: [-torque, torque]}[kind] ?? [];
     return {...curve, name: `${name}_${kind}`, colour: 'ink', limits: ends.filter(Number.isFinite)};
   };
+  watch([joint], () => title.textContent = `Selected joint: ${motion.joints[joint.value].name}`);
   return shown.map((kind) => {
     const curve = curveOf(kind);
     const {chart, place: chart_place, save} = makeChart(page, `Selected joint, ${kind}`, {height: 92, curves: [curve], range: padded, strong: 0});
-    const title = element('span');
     watch([joint], () => {
       Object.assign(curve, {other: undefined}, curveOf(kind));
-      title.textContent = curve.name;
       chart.show([curve]);
     });
-    place.append(element('section', {class: 'panel'}, element('h3', {}, title, element('small', {}, kinds[kind]),
-                                                              makeValue(page, curve, {'data-joint-curve': kind}), save), chart_place));
+    const heading = element('h3', {}, kind[0].toUpperCase() + kind.slice(1), element('small', {}, kinds[kind]), save);
+    place.append(element('section', {class: 'panel'}, heading, chart_place,
+                         element('div', {class: 'entry'}, makeValue(page, curve, {'data-joint-curve': kind}))));
     return chart;
   });
 }

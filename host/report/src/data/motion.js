@@ -94,6 +94,13 @@ function readStanding({soles, level, margin, residual, feasible, zmp}, columns) 
   };
 }
 
+// Torque times speed, in single precision as in the file. Between the samples that the page has it is not known.
+function powerOf({torque, speed}) {
+  const values = torque.values.map((value, sample) => value * speed.values[sample]);
+  const repeat = torque.drawn.length / values.length;
+  return {values, lows: values, drawn: repeat > 1 ? drawn(Float32Array, ...Array(repeat).fill(values)) : values};
+}
+
 // A run. Times and values are typed arrays, a number for each sample that the page has.
 async function readRun(data) {
   const columns = await readColumns(data);
@@ -102,6 +109,7 @@ async function readRun(data) {
   data.com = data.comCurves.map(({values}) => values);
   for (const joint of data.joints) {
     for (const kind of Object.keys(kinds)) if (kind in joint) joint[kind] = columns.curve(joint[kind]);
+    if (joint.speed) joint.power = powerOf(joint);
     joint.peakSample = peakOf(joint.torque.values);
     joint.peak = Math.abs(joint.torque.values[joint.peakSample]);
     joint.limits = data.limits?.[joint.name] ?? {};
