@@ -20,7 +20,8 @@ export function addLink(timeline) {
   const write = () => {
     clearTimeout(waiting);
     waiting = setTimeout(() => {
-      if (!timeline.playing.value) history.replaceState(null, '', `#t=${Number(timeline.time[timeline.here.value].toFixed(6))}`);
+      const time = Number(timeline.time[timeline.here.value].toFixed(6));
+      if (!timeline.playing.value) history.replaceState(null, '', `#t=${time}`);
     }, 200);
   };
   for (const value of [timeline.here, timeline.playing, timeline.shift]) value.watch(write);

@@ -18,7 +18,8 @@ const to_picture = 'matrix(0 -1000 -1000 0 0 0)';
 const pointsOf = (points) => points.map(([x, y]) => `${x.toFixed(5)},${y.toFixed(5)}`).join(' ');
 const at = ([x, y], sample) => [x[sample], y[sample]];
 
-// Where all soles, centres of pressure, the centre of mass and the zero moment point go: the centre and the half sizes, x and y [m].
+// Where all soles, centres of pressure, the centre of mass and the zero moment point go: the centre and the half sizes,
+// x and y [m].
 function boundsOf({time, com, bodies, standing}) {
   const points = [];
   const stride = Math.ceil(time.length / most_samples);
@@ -94,7 +95,8 @@ export function addTopView(panels, {motion, timeline}) {
       set(arrow, {x1: x, y1: y, x2: x + per_newton * fx, y2: y + per_newton * fy});
       set(dot, {cx: x, cy: y});
       // Beside the first corner, because an unloaded sole has its pressure point in the middle.
-      const [cx, cy] = [0, 1].map((axis) => corners.reduce((sum, corner) => sum + corner[axis], 3 * corners[0][axis]) / (corners.length + 3));
+      const [cx, cy] = [0, 1].map((axis) =>
+        [...corners, ...Array(3).fill(corners[0])].reduce((sum, corner) => sum + corner[axis], 0) / (corners.length + 3));
       set(letter, {x: -1000 * (cy - dy), y: -1000 * (cx - dx)});
     });
     for (const {columns, dot} of points) set(dot, {cx: columns[0][sample], cy: columns[1][sample]});

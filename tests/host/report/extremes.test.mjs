@@ -126,7 +126,7 @@ for (const [length, change] of Object.entries({
       await page.setViewportSize({width, height: 740});
       await drawn(page);
       const charts = await timeTexts(page);
-      assert.equal(charts.length, 6);
+      assert.ok(charts.length >= 6);
       for (const {texts, size} of charts) {
         assert.ok(texts.length > 1);
         assert.equal(new Set(texts.map(({text}) => text)).size, texts.length);

@@ -82,7 +82,7 @@ export function addJointCharts(place, title, page) {
   watch([joint], () => title.textContent = `Selected joint: ${motion.joints[joint.value].name}`);
   return shown.map((kind) => {
     const curve = curveOf(kind);
-    const {chart, place: chart_place, save} = makeChart(page, `Selected joint, ${kind}`, {height: 92, curves: [curve], range: padded, strong: 0});
+    const {chart, place: chart_place, save} = makeChart(page, `Selected joint, ${kind}`, {height: 110, curves: [curve], range: padded, strong: 0, space: 15});
     watch([joint], () => {
       Object.assign(curve, {other: undefined}, curveOf(kind));
       chart.show([curve]);
