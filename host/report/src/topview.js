@@ -74,7 +74,7 @@ export function addTopView(panels, {motion, timeline}) {
   }, scene, shape('g', {class: 'letters'}, ...soles.map(({letter}) => letter)),
   shape('g', {class: 'scale'}, shape('path', {d: `M${left + 12} ${top + height - 12}h100`}), ruler));
   const heading = element('h3', {}, 'From above', element('small', {}, 'forward is up'));
-  panels.append(element('section', {class: `panel top-view ${width > 1.3 * height ? 'wide' : ''}`}, heading, picture));
+  panels.append(element('section', {class: `panel top-view ${width > 1.25 * height ? 'wide' : ''}`}, heading, picture));
   // Letters are of one size, whatever the picture's.
   new ResizeObserver(() => {
     const {clientWidth, clientHeight} = picture;

@@ -5,19 +5,20 @@ import {button, element} from './dom.js';
 import {watch} from './state.js';
 import {nearestSample} from './timeline.js';
 
+const most_listed = 100;
 const marks = 1000;  // along the time line: spans closer than that are one mark
 
 const seconds = (time) => `${time.toFixed(3)}\u00a0s`;
 export const runName = (run, {runs}) => runs.length > 1 ? 'AB'[runs.indexOf(run)] : '';
 
 // One line for a run: the worst reason, or the margin.
-export function verdictText({ground}) {
+export function verdictText({ground, origin = 0}) {
   if (!ground) return 'is held in the air, no ground contact';
   const {cannot_stand: intervals, in_flight: flight, margins} = ground.summary;
   if (intervals.length > 0) {
     const {text, excess, missing} = intervals.reduce((a, b) => b.missing.value > a.missing.value ? b : a);
     const count = `${intervals.length} interval${intervals.length > 1 ? 's' : ''}`;
-    return `${text} at ${seconds((excess ?? missing).time)}, ${count}`;
+    return `${text} at ${seconds((excess ?? missing).time - origin)}, ${count}`;
   }
   if (!margins.zmp_inside) return 'is in flight throughout';
   return `stays on its feet${flight ? ' in all other samples' : ''}, ${three(1000 * margins.zmp_inside.value)} mm of margin`;
@@ -43,23 +44,25 @@ export function marksOf(spans, last) {
 }
 
 export function addVerdicts(place, {motion, timeline}) {
-  for (const run of motion.runs) {
+  place.append(...motion.runs.map((run) => {
     const state = !run.ground ? 'held' : run.ground.summary.cannot_stand.length > 0 ? 'unborne' : 'borne';
-    const name = runName(run, motion) || 'The robot';
-    const peak = peakOf(run);
-    place.append(element('li', {class: `verdict ${state}`}, element('b', {}, `${name} `), `${verdictText(run)}; `,
-                         button({}, () => timeline.goToTime(run.time[peak.peakSample], run), peakText(run))));
-  }
+    const go = () => timeline.goToTime(run.time[peakOf(run).peakSample], run);
+    return element('li', {class: `verdict ${state}`}, element('b', {}, runName(run, motion) || 'The robot'),
+                   ` ${verdictText(run)}; `, button({}, go, peakText(run)));
+  }));
 }
 
 function intervals(run, page) {
   const {timeline} = page;
-  return element('ul', {class: 'spans'}, ...run.ground.summary.cannot_stand.map(({from, to, text, missing}) => {
+  const all = run.ground.summary.cannot_stand;
+  const items = all.slice(0, most_listed).map(({from, to, text, missing}) => {
     const [first, last, worst] = [from, to, missing.time].map((time) => time - run.origin);
     const words = `${first.toFixed(3)} to ${seconds(last)}  ${text}; ${
         (100 * missing.value).toFixed(1)} % of the weight unsupported at ${seconds(worst)}`;
     return element('li', {}, button({}, () => timeline.goToTime(worst, run), words));
-  }));
+  });
+  if (all.length > most_listed) items.push(element('li', {}, `and ${all.length - most_listed} more`));
+  return element('ul', {class: 'spans'}, ...items);
 }
 
 function table({heading, columns, rows}, run, {timeline}) {

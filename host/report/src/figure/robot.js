@@ -1,23 +1,15 @@
 // A robot as its results give it: the origins of the bodies, the centres of mass at the ends of its limbs, the orientation
 // of its soles, and where there are joint angles those of the other bodies. Its shape follows from the pose at rest.
-import {
-  BoxGeometry,
-  BufferGeometry,
-  Group,
-  Matrix4,
-  Mesh,
-  MeshBasicMaterial,
-  MeshLambertMaterial,
-  Quaternion,
-  SphereGeometry,
-  Vector3,
-} from 'three';
+import {BoxGeometry, Group, Matrix4, Mesh, MeshBasicMaterial, MeshLambertMaterial, Quaternion, SphereGeometry,
+  Vector3} from 'three';
+import {ConvexGeometry} from 'three/examples/jsm/geometries/ConvexGeometry.js';
 import {colour, curveName} from '../colours.js';
 import {extent} from '../data/numbers.js';
-import {at, overlay, positions, rod, span, sphere, y_axis} from './scene.js';
+import {at, overlay, rod, span, sphere, y_axis} from './scene.js';
 
 const slimness = 0.17;  // of a limb: its radius by its longest part
 const thinnest = 0.004;
+const thickest = 0.025;
 const sole_height = 0.018;
 const face = new SphereGeometry(1, 40, 28);
 const box = new BoxGeometry(1, 1, 1);
@@ -49,15 +41,7 @@ function plate(corners) {
   const up = bottom[1].clone().sub(bottom[0]).cross(bottom[2].clone().sub(bottom[0])).normalize();
   up.multiplyScalar(up.dot(centre) > 0 ? -sole_height : sole_height);
   const top = bottom.map((corner) => corner.clone().lerp(centre, 0.12).add(up));
-  const sides = bottom.flatMap((corner, i) => {
-    const next = (i + 1) % bottom.length;
-    return [corner, bottom[next], top[next], corner, top[next], top[i]];
-  });
-  const fan = (ring) => ring.slice(2).flatMap((corner, i) => [ring[0], ring[i + 1], corner]);
-  const points = [...sides, ...fan(top), ...fan(bottom)].map((point) => point.toArray());
-  const geometry = new BufferGeometry().setAttribute('position', positions(points));
-  geometry.computeVertexNormals();
-  return {geometry, centre};
+  return {geometry: new ConvexGeometry([...bottom, ...top]), centre};
 }
 
 export class Robot extends Group {
@@ -65,14 +49,12 @@ export class Robot extends Group {
     super();
     Object.assign(this, {run, ghost, pair: fixedPair(run.bodies)});
     const more = ghost ? {transparent: true, opacity: 0.28, depthWrite: false} : {};
-    // Soles may be given in either direction around: both of their sides are drawn.
-    this.materials = Object.fromEntries(['left', 'right', 'middle', 'face'].map(
-        (name) => [name, new MeshLambertMaterial({...more, side: 2})]));
+    this.materials = Object.fromEntries(['left', 'right', 'middle', 'face'].map((name) => [name, new MeshLambertMaterial(more)]));
     this.limbs = run.limbs.map((limb) => this.#limb(limb));
     this.torso = this.add(new Group()).children.at(-1);
     this.#addTorso();
     this.head = this.#makeHead(run.limbs.find(({side, height}) => side === 'middle' && height > 0));
-    this.plates = (run.ground?.soles ?? []).length ? run.standing.soles.map((sole) => this.#plate(sole)) : [];
+    this.plates = run.standing?.soles.map((sole) => this.#plate(sole));
     this.halo = sphere(overlay(MeshBasicMaterial, {opacity: 0.4}), 0.026);
     this.halo.renderOrder = 1;
     if (!ghost) this.add(this.halo);
@@ -84,7 +66,7 @@ export class Robot extends Group {
     const material = this.materials[side];
     const rest = (b) => new Vector3(...bodies[b].rest);
     const lengths = indexes.slice(1).map((b) => rest(b).distanceTo(rest(bodies[b].parent)));
-    const radius = Math.max(slimness * Math.max(0, ...lengths), thinnest);
+    const radius = Math.min(Math.max(slimness * Math.max(0, ...lengths), thinnest), thickest);
     const parts = indexes.map((b) => {
       const ends = bodies.flatMap((child, c) => child.parent === b ? [child.origin] : []);
       if (ends.length === 0) ends.push(bodies[b].com);
@@ -139,10 +121,10 @@ export class Robot extends Group {
     const body = bodies[b];
     const {geometry, centre} = plate(corners);
     const mesh = new Mesh(geometry, materials[body.side]);
-    const rod_radius = this.limbs[this.run.limbs.findIndex(({bodies}) => bodies.includes(b))].radius;
+    const {radius} = this.limbs[this.run.limbs.findIndex(({bodies}) => bodies.includes(b))];
     const ankle = new Mesh(rod, materials[body.side]);
     this.add(mesh, ankle);
-    return {mesh, ankle, centre, body, radius: rod_radius};
+    return {mesh, ankle, centre, body, radius};
   }
 
   // The orientation of the root in the world.
