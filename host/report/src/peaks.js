@@ -3,34 +3,24 @@ import {signed, text, visible} from './data/numbers.js';
 import {button, element} from './dom.js';
 import {watch} from './state.js';
 
-const columns = [
-  {name: 'Joint', of: ({name}) => name, first: 1},
-  {name: 'N m', label: 'peak torque in N m', of: ({peak}) => peak, first: -1, class: 'number peak'},
-  {name: 'at s', label: 'time of the peak in s', of: ({at}) => at, show: (s) => s.toFixed(3), first: 1, class: 'number at'},
-];
-const other_columns = [
-  {name: 'N m', label: 'peak torque of B in N m', of: ({other}) => other.peak, first: -1, class: 'number'},
-  {
-    name: 'B − A',
-    label: 'difference of the peaks in N m',
-    of: ({peak, other}) => other.peak - peak,
-    show: signed,
-    first: -1,
-    class: 'number difference',
-  },
-];
-
-const compare = (a, b) => typeof a === 'string' ? a.localeCompare(b, 'en') : a - b;
-
 // A file of results by the name of its motion.
 const stem = ({file}) => visible(file).replace(/(-results)?\.csv$/, '');
 
+function columnsOf({runs: [a, b]}) {
+  const name = {name: 'Joint', of: ({name}) => name, first: 1};
+  const peak = {name: b ? `A ${stem(a)}` : 'N m', label: 'peak torque in N m', of: ({peak}) => peak, first: -1, class: 'number peak'};
+  const at = {name: 'at s', label: 'time of the peak in s', of: ({at}) => at, show: (s) => s.toFixed(3), first: 1, class: 'number at'};
+  if (!b) return [name, peak, at];
+  const other = {name: `B ${stem(b)}`, label: 'peak torque of B in N m', of: ({other}) => other.peak, first: -1, class: 'number'};
+  const label = 'difference of the peaks in N m';
+  const difference = ({peak, other}) => other.peak - peak;
+  return [name, peak, other, {name: 'B − A', label, of: difference, show: signed, first: -1, class: 'number difference'}];
+}
+
+const compare = (a, b) => typeof a === 'string' ? a.localeCompare(b, 'en') : a - b;
+
 export function addPeaks({'peaks-head': head, 'peaks-body': body}, {motion, timeline, joint: selected}) {
-  const shown = motion.other ? [...columns, ...other_columns].map((column) => ({...column})) : columns;
-  if (motion.other) {
-    shown[1].name = `A ${stem(motion)}`;
-    shown[3].name = `B ${stem(motion.other)}`;
-  }
+  const shown = columnsOf(motion);
   body.closest('table').classList.toggle('compares', motion.other !== undefined);
   const joints = motion.joints.map((joint) => ({...joint, at: motion.time[joint.peakSample]}));
   const largest = Math.max(...joints.map(({peak}) => peak)) || 1;
@@ -62,7 +52,7 @@ export function addPeaks({'peaks-head': head, 'peaks-body': body}, {motion, time
   head.append(...shown.map((column) => element(
       'th', {scope: 'col', class: column.class ?? ''},
       button({'aria-label': `Sort by ${column.label ?? column.name}`}, () => sort(column), column.name))));
-  sort(columns[1]);
+  sort(shown[1]);
 
   watch([selected], () => rows.forEach((row, j) => {
     row.classList.toggle('selected', j === selected.value);
