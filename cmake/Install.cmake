@@ -98,13 +98,14 @@ if(TARGET korvel-host)
   # Built where node is installed.
   install(FILES ${PROJECT_BINARY_DIR}/report.html DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool OPTIONAL)
   install(DIRECTORY examples/motions DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool FILES_MATCHING PATTERN "*.csv")
+  install(FILES examples/limits.csv DESTINATION ${CMAKE_INSTALL_DATADIR}/korvel COMPONENT tool)
 endif()
 # The documents refer to each other as they do in the source.
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
         FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png")
 install(FILES README.md ARCHITECTURE.md CHANGELOG.md CONTRIBUTING.md PERFORMANCE.md RELIABILITY.md
         DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(FILES examples/minimal_host.cpp examples/controller_quantities.h examples/many_states.cpp examples/cluster.py examples/optimise_squat.py
+install(FILES examples/minimal_host.cpp examples/falling_host.cpp examples/fall.rec examples/controller_quantities.h examples/many_states.cpp examples/cluster.py examples/optimise_squat.py
               examples/smooth_motion.py examples/tumble.py
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 install(DIRECTORY examples/mcap DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development

@@ -1,6 +1,6 @@
-// node results-to-mcap.mjs RESULTS OUTPUT [--motion MOTION] [--start TIME]
-// Converts results of `korvel-host run` or `korvel-host replay --results` to MCAP. MOTION is a motion file with the same
-// times, which has the positions of the joints. TIME is the date and time at which the times of RESULTS are 0.
+// node results-to-mcap.mjs RESULTS OUTPUT [--start TIME]
+// Converts results of `korvel-host run` or `korvel-host replay --results` to MCAP. TIME is the date and time at which the
+// times of RESULTS are 0.
 import {McapWriter} from '@mcap/core';
 import {readFileSync, writeFileSync} from 'node:fs';
 import {parseArgs} from 'node:util';
@@ -13,7 +13,7 @@ const numbers = (...names) => Object.fromEntries(names.map((name) => [name, {typ
 const timestamp = object('time', {sec: {type: 'integer', minimum: 0}, nsec: {type: 'integer', minimum: 0}});
 const schemas = {
   '/joint_states': object('foxglove.JointStates', {
-    timestamp, joints: list(object('foxglove.JointState', {name: text, ...numbers('position', 'effort')})),
+    timestamp, joints: list(object('foxglove.JointState', {name: text, ...numbers('position', 'velocity', 'effort')})),
   }),
   '/tf': object('foxglove.FrameTransforms', {
     transforms: list(object('foxglove.FrameTransform', {
@@ -33,12 +33,13 @@ function table(file) {
   return {names, rows: rows.map((row) => Object.fromEntries(names.map((name, i) => [name, Number(row[i])])))};
 }
 
-function messages(timestamp, row, joints, bodies, positions) {
+function messages(timestamp, row, joints, bodies) {
   const point = (name) => ({x: row[`${name}_x`], y: row[`${name}_y`], z: row[`${name}_z`]});
   return {
     '/joint_states': {
       timestamp,
-      joints: joints.map((name) => ({name, position: positions?.[name], effort: row[`${name}_torque`]})),
+      joints: joints.map((name) => (
+        {name, position: row[`${name}_angle`], velocity: row[`${name}_speed`], effort: row[`${name}_torque`]})),
     },
     '/tf': {
       transforms: bodies.map((name) => ({
@@ -50,12 +51,11 @@ function messages(timestamp, row, joints, bodies, positions) {
   };
 }
 
-const {positionals: [input, output], values: {motion, start}} = parseArgs({
-  allowPositionals: true, options: {motion: {type: 'string'}, start: {type: 'string', default: '1970-01-01T00:00:00Z'}},
+const {positionals: [input, output], values: {start}} = parseArgs({
+  allowPositionals: true, options: {start: {type: 'string', default: '1970-01-01T00:00:00Z'}},
 });
 if (!output) throw new Error('expected RESULTS and OUTPUT');
 const {names, rows} = table(input);
-const positions = motion && table(motion).rows;
 const ending = (end) => names.filter((name) => name.endsWith(end)).map((name) => name.slice(0, -end.length));
 const joints = ending('_torque');
 const bodies = ending('_com_x');
@@ -77,11 +77,9 @@ for (const [topic, schema] of Object.entries(schemas)) {
   channels[topic] = await writer.registerChannel({topic, schemaId, messageEncoding: 'json', metadata: new Map()});
 }
 for (const [sequence, row] of rows.entries()) {
-  const where = `${motion}: row ${sequence + 1}`;
-  if (positions && !(Math.abs(positions[sequence]?.time - row.time) < 1e-6)) throw new Error(`${where}: expected time ${row.time}`);
   const logTime = BigInt(Date.parse(start)) * 1000000n + BigInt(Math.round(row.time * 1e9));
   const timestamp = {sec: Number(logTime / 1000000000n), nsec: Number(logTime % 1000000000n)};
-  for (const [topic, message] of Object.entries(messages(timestamp, row, joints, bodies, positions?.[sequence]))) {
+  for (const [topic, message] of Object.entries(messages(timestamp, row, joints, bodies))) {
     await writer.addMessage({channelId: channels[topic], sequence, logTime, publishTime: logTime, data: encode(message)});
   }
 }

@@ -13,7 +13,7 @@ _korvel_host() {
     --level) offered='1 2 3 4 5' ;;
     --only) offered=$("$tool" validate --list 2>/dev/null | awk '{ print $2 }') ;;
     --seed | --period | --cycles | --priority | --jobs | -j | --cutoff | --ground | --contact-* | --from | --to | --object) return ;;
-    -o | --output | --module | --urdf | --mjcf | --soles | --cut | --csv | --results) ;;
+    -o | --output | --module | --urdf | --mjcf | --soles | --limits | --cut | --csv | --results) ;;
     *)
       if [[ -z $command ]]; then
         offered=$("$tool" --help 2>/dev/null | sed -n '/^Subcommands:/,$s/^  \([a-z][a-z]*\) .*/\1/p')

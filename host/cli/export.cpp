@@ -15,13 +15,14 @@ namespace {
 
 struct ExportOptions {
   std::filesystem::path module = default_module();
-  std::optional<std::filesystem::path> urdf, mjcf, soles;
+  std::optional<std::filesystem::path> urdf, mjcf, soles, limits;
 };
 
 void export_robot(const ExportOptions& options) {
   if (!options.urdf && !options.mjcf) throw Error("export: name at least one output, --urdf FILE or --mjcf FILE");
   Outputs outputs = outputs_beside(options.module);
   if (options.soles) outputs.keep(*options.soles, "the soles");
+  if (options.limits) outputs.keep(*options.limits, "the limits");
   std::optional<OutputFile> urdf;
   std::optional<OutputFile> mjcf;
   if (options.urdf) urdf.emplace(outputs.claim(*options.urdf));
@@ -31,9 +32,11 @@ void export_robot(const ExportOptions& options) {
   const Robot robot = read_robot(*fresh());
   std::vector<contact::Sole> soles;
   if (options.soles) soles = read_soles(*options.soles, body_names(*fresh()));
+  std::vector<JointLimits> limits;
+  if (options.limits) limits = read_limits(*options.limits, joint_names(*fresh()));
   const Inertias inertias = recover_inertias(fresh, robot);
-  if (urdf) urdf->write(to_urdf(robot, inertias));
-  if (mjcf) mjcf->write(to_mjcf(robot, inertias, soles));
+  if (urdf) urdf->write(to_urdf(robot, inertias, limits));
+  if (mjcf) mjcf->write(to_mjcf(robot, inertias, soles, limits));
   for (std::optional<OutputFile>* file : {&urdf, &mjcf}) {
     if (!*file) continue;
     (*file)->commit();
@@ -51,6 +54,8 @@ void add_export(CLI::App& app) {
   command->add_option("--soles", options->soles, "Put the MuJoCo model on a floor, with these soles")
       ->type_name("SOLES")
       ->needs(mjcf);
+  command->add_option("--limits", options->limits, "Give the joints these limits, and the MuJoCo model motors")
+      ->type_name("LIMITS");
   add_module_option(*command, options->module);
   command->footer(
       "Examples:\n  korvel-host export --urdf robot.urdf --mjcf robot.xml\n"

@@ -29,15 +29,38 @@ namespace {
 struct ReplayOptions {
   std::filesystem::path module = default_module();
   std::vector<std::filesystem::path> recordings;
-  Window window;
+  std::optional<double> from, to;
   std::optional<std::filesystem::path> cut, csv, results;
   std::uint32_t object = 0;
   bool stats = false;
   bool json = false;
   bool verbose = false;
 
-  bool looks_at_the_file_alone() const { return stats || csv; }
-  bool compares() const { return cut || !(looks_at_the_file_alone() || results); }
+  Window window() const { return {from.value_or(Window().from), to.value_or(Window().to)}; }
+  bool cuts_part() const { return cut && (from || to); }
+  bool takes_object() const { return csv || results; }
+  bool compares() const { return cut ? !cuts_part() : !(stats || takes_object()); }
+};
+
+/// Intervals of samples with NaN or infinity, and the calls that brought them.
+class Gaps {
+ public:
+  void follow(double time, bool is_finite, const std::string& call) {
+    if (!is_finite && !is_in_gap_) all_.push_back({{"from", time}, {"call", call}});
+    if (!is_finite) all_.back()["to"] = time;
+    is_in_gap_ = !is_finite;
+  }
+  std::string text() const {
+    if (all_.empty()) return {};
+    return fmt::format("NaN or infinity in {}; the first is from {:.6f} s to {:.6f} s, brought by\n  {}\n",
+                       counted(all_.size(), "gap"), all_[0]["from"].get<double>(), all_[0]["to"].get<double>(),
+                       all_[0]["call"].get<std::string>());
+  }
+  const nlohmann::json& json() const { return all_; }
+
+ private:
+  nlohmann::json all_ = nlohmann::json::array();
+  bool is_in_gap_ = false;
 };
 
 Error nothing_of(std::uint32_t object, const RecordingFile& recording, const Window& window) {
@@ -77,24 +100,25 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
     const RecordingFile recording(path);
     ResultsFile file(to);
     const Module module(options.module);
+    Gaps gaps;
     const auto add = [&](const RecordedSample& sample) {
-      const auto column = file.add({*sample.robot, sample.time});
-      if (!column) return;
-      throw Error(
-          fmt::format("{}: expected finite results, '{}' is not at {:.6f} s", path.string(), *column, sample.time));
+      const bool is_finite = !file.add({*sample.robot, sample.time, nullptr, nullptr, &sample.wrenches});
+      gaps.follow(sample.time, is_finite, sample.brought_by);
     };
-    RecordedSamples samples(recording, object, module, options.window.from, add);
-    for_each_call(recording, options.window, [&](const RecordedCall& call, bool) {
+    RecordedSamples samples(recording, object, module, options.window(), add);
+    for_each_call(recording, options.window(), [&](const RecordedCall& call, bool) {
       now = call.position();
       samples.add(call);
     });
     samples.end();
-    if (samples.count() == 0) throw nothing_of(object, recording, options.window);
-    file.describe(run_description(*make_system(module), nullptr, nullptr));
+    if (samples.count() == 0) throw nothing_of(object, recording, options.window());
+    nlohmann::json description = run_description(*make_system(module), nullptr);
+    description["gaps"] = gaps.json();
+    file.describe(description);
     file.commit();
     const std::string missing = fmt::format("; calls are missing in {}", counted(samples.gaps(), "place"));
     return fmt::format("{}{}, ", counted(samples.count(), "sample"), samples.gaps() > 0 ? missing : "") +
-           wrote(file.path());
+           wrote(file.path()) + gaps.text();
   });
   if (const Crash* crash = std::get_if<Crash>(&outcome)) {
     throw Error(fmt::format("{}: the module failed: {}: {}", path.string(), in_words(crash->call), crash->words));
@@ -102,7 +126,38 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
   return std::get<std::string>(outcome);
 }
 
-/// Does what was asked for with one recording, and adds to text and JSON. Returns whether a result differs.
+/// Counts the calls of a recording in a window, and shows each.
+template <typename Show>
+Statistics statistics_of(const RecordingFile& recording, const Window& window, const Show& show) {
+  Statistics statistics(recording);
+  for_each_call(recording, window, [&](const RecordedCall& call, bool is_within) {
+    show(call);
+    statistics.add(call, is_within);
+  });
+  statistics.end();
+  return statistics;
+}
+
+/// Writes the first difference, if there is one, or a part. Returns what there is to say.
+std::string write_cut(const std::filesystem::path& path, const ReplayOptions& options, const Playback* playback,
+                      const OutputPath& to, nlohmann::json& json) {
+  if (playback != nullptr && !playback->first) {
+    json = {{"calls", 0}};
+    return fmt::format("did not write {}: no result differs; --from and --to cut a part\n", to.named.string());
+  }
+  const std::size_t calls =
+      playback != nullptr ? cut(path, options.module, *playback, to) : cut(path, options.module, options.window(), to);
+  json = {{"calls", calls}};
+  std::string text = fmt::format("{}, ", counted(calls, "call")) + wrote(to.named);
+  if (playback == nullptr) return text;
+  // That the shorter one differs is a claim, too.
+  const bool holds = play(to.named, options.module, {}).first.has_value();
+  json["differs"] = holds;
+  return text + (holds ? "" : "the short recording shows no difference: something else must contribute to it\n");
+}
+
+/// Does what was asked for with one recording, and adds to text and JSON. Returns whether a result differs, or a
+/// difference that was to be cut does not exist.
 bool replay_one(const std::filesystem::path& path, const ReplayOptions& options, Outputs& outputs, std::string& text,
                 nlohmann::json& json) {
   ProgressLine progress(path.string());
@@ -110,52 +165,62 @@ bool replay_one(const std::filesystem::path& path, const ReplayOptions& options,
   const auto size = static_cast<double>(std::filesystem::file_size(path, no_size));
   const auto show_place = [&](const RecordedCall& call) { progress.show(static_cast<double>(call.offset) / size); };
   const auto claimed = [&](const auto& file) { return file ? std::optional(outputs.claim(*file)) : std::nullopt; };
+  const Window window = options.window();
   const auto cut_file = claimed(options.cut);
   const auto csv = claimed(options.csv);
   const auto results = options.results ? std::optional(ResultsFile::claim(*options.results, outputs)) : std::nullopt;
-  if (options.looks_at_the_file_alone() || options.results) {
+  if (options.from || options.to) require_calls(RecordingFile(path), window);
+  if (options.stats || options.takes_object()) {
     const RecordingFile recording(path);
-    Statistics statistics(recording);
-    for_each_call(recording, options.window, [&](const RecordedCall& call, bool is_within) {
-      show_place(call);
-      statistics.add(call, is_within);
-    });
-    statistics.end();
+    const Statistics statistics = statistics_of(recording, window, show_place);
     if (options.stats) {
       text += statistics.text();
       json.update(in_json(recording));
       json["statistics"] = statistics.json();
     }
-    const std::uint32_t object = options.object != 0 ? options.object : statistics.busiest_object();
-    if (csv) text += write_motion(recording, options.window, object, *csv);
+    const std::uint32_t object = options.object != 0 ? options.object : statistics.busiest_object().first;
+    if (csv) text += write_motion(recording, window, object, *csv);
     if (results) text += write_results(path, options, object, *results);
   }
+  if (options.cuts_part()) text += write_cut(path, options, nullptr, *cut_file, json["cut"]);
   if (!options.compares()) return false;
-  const Playback playback = play(path, options.module, options.window, options.verbose, show_place);
+  const Playback playback = play(path, options.module, window, options.verbose, show_place);
   text += playback.text;
   json.update(playback.json);
-  if (cut_file && playback.first) {
-    const std::size_t calls = cut(path, options.module, playback, *cut_file);
-    // That the shorter one differs is a claim, too.
-    const bool holds = play(*options.cut, options.module, {}).first.has_value();
-    text += fmt::format("{}, ", counted(calls, "call")) + wrote(*options.cut);
-    if (!holds) text += "the short recording shows no difference: something else must contribute to it\n";
-    json["cut"] = {{"calls", calls}, {"differs", holds}};
-  }
-  return playback.first.has_value();
+  if (cut_file) text += write_cut(path, options, &playback, *cut_file, json["cut"]);
+  return playback.first.has_value() || cut_file;
 }
 
-void replay(const ReplayOptions& options) {
-  if (options.recordings.size() > 1 && (options.cut || options.csv || options.results)) {
-    throw Error("--cut, --csv and --results take one recording");
+/// Of several recordings, finds the one with the object that has the most calls.
+std::filesystem::path busiest(const ReplayOptions& options) {
+  std::filesystem::path taken;
+  std::pair<std::uint32_t, std::size_t> most;
+  for (const std::filesystem::path& path : options.recordings) {
+    try {
+      const RecordingFile recording(path);
+      const auto found = statistics_of(recording, options.window(), [](const RecordedCall&) {}).busiest_object();
+      if (found.second <= most.second) continue;
+      taken = path;
+      most = found;
+    } catch (const Error& error) {
+      tell_warning(error.what());
+    }
   }
-  if (options.window.from > options.window.to) {
-    throw Error(
-        fmt::format("--from {} --to {}: expected an end after the beginning", options.window.from, options.window.to));
+  if (taken.empty()) throw Error(fmt::format("no call is recorded in {} recordings", options.recordings.size()));
+  tell_note(fmt::format("taking {} of {} recordings: its object {} has the most calls, {}", taken.string(),
+                        options.recordings.size(), most.first, most.second));
+  return taken;
+}
+
+void replay(ReplayOptions& options) {
+  const Window window = options.window();
+  if (!(window.from < window.to)) {
+    throw Error(fmt::format("--from {} --to {}: expected an end after the beginning", window.from, window.to));
   }
   Outputs outputs = outputs_beside(options.module);
   for (const std::filesystem::path& recording : options.recordings) outputs.keep(recording, "a recording");
-  if (options.compares() || options.results) require_module_file(options.module);
+  if (options.compares() || options.results || options.cut) require_module_file(options.module);
+  if (options.recordings.size() > 1 && (options.cut || options.takes_object())) options.recordings = {busiest(options)};
   Destination destination;
   nlohmann::json all = nlohmann::json::array();
   bool differs = false;
@@ -188,21 +253,21 @@ void add_replay(CLI::App& app) {
   command->footer(
       R"(RECORDING is a file of libkorvel_record.so, which a program loads instead of
 the module. Times are in seconds since the recording began. --stats and --csv
-do not replay the calls; --results replays them without comparing. Exit status:
-0 no difference, 1 a difference, 2 the command or a file is unusable.
+do not replay the calls; --results replays them without comparing. Of several
+files, --cut, --csv and --results take the one whose object has the most calls.
+Exit status: 0 no difference, 1 a difference, or none for --cut, 2 the command
+or a file is unusable.
 
 Examples:
-  korvel-host replay odd.rec
-  korvel-host replay odd.rec --results results.csv)");
+  korvel-host replay fall.rec
+  korvel-host replay fall.rec --results results.csv
+  korvel-host replay fall.rec --cut part.rec --from 2.5 --to 4)");
   const auto options = std::make_shared<ReplayOptions>();
   command->add_option("RECORDING", options->recordings, "Recordings")->required();
-  command->add_option("--from", options->window.from, "Start comparing at this time [s]")
-      ->check(any_number())
-      ->type_name("T");
-  command->add_option("--to", options->window.to, "Stop replaying at this time [s]")
-      ->check(any_number())
-      ->type_name("T");
-  add_file_option(*command, "--cut", options->cut, "Write a short recording that reproduces the first difference");
+  command->add_option("--from", options->from, "Start comparing at this time [s]")->check(any_number())->type_name("T");
+  command->add_option("--to", options->to, "Stop replaying at this time [s]")->check(any_number())->type_name("T");
+  add_file_option(*command, "--cut", options->cut,
+                  "Write a short recording that reproduces the first difference, or the part from --from to --to");
   command->add_flag("--stats", options->stats,
                     "Print call counts, timing and misuse of the interface, without replaying");
   add_file_option(*command, "--csv", options->csv,

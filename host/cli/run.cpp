@@ -19,7 +19,7 @@ namespace {
 struct RunCommand {
   RunOptions options;
   bool require_feasible = false;
-  bool all = false;  ///< shows the torques of all joints
+  bool all = false;  ///< shows all joints and limits
   bool json = false;
   std::optional<std::filesystem::path> page;
 };
@@ -27,7 +27,9 @@ struct RunCommand {
 std::string text_of(const RunOutcome& outcome, const RunCommand& command) {
   // The verdict comes first, and what torques leave out stands above them.
   std::string text = outcome.ground_summary ? outcome.ground_summary->verdict_text() : outcome.held;
+  text += outcome.summary.limits_verdict_text();
   text += '\n' + outcome.summary.peaks_text(command.all) + '\n';
+  if (command.options.limits) text += outcome.summary.limits_text(command.all) + '\n';
   if (outcome.ground_summary) text += outcome.ground_summary->margins_text() + '\n';
   text += outcome.summary.run_text();
   text += wrote(outcome.results);
@@ -59,6 +61,7 @@ void run(const RunCommand& command) {
   if (command.page && command.options.motion_files.size() > 1) throw Error("run: --report takes one motion");
   Outputs outputs = outputs_beside(command.options.module);
   if (command.options.soles) outputs.keep(*command.options.soles, "the soles");
+  if (command.options.limits) outputs.keep(*command.options.limits, "the limits");
   for (const std::filesystem::path& motion : command.options.motion_files) outputs.keep(motion, "a motion");
   std::optional<OutputFile> page;
   if (command.page) require_report_template();
@@ -71,9 +74,9 @@ void run(const RunCommand& command) {
   }
   if (page) write_page(outcomes.front().results, std::nullopt, *page);
   show_summaries(outcomes, command);
-  const bool all_are_borne =
-      std::all_of(outcomes.begin(), outcomes.end(), [](const RunOutcome& outcome) { return outcome.is_borne(); });
-  if (command.require_feasible && !all_are_borne) throw Findings();
+  const bool all_are_feasible =
+      std::all_of(outcomes.begin(), outcomes.end(), [](const RunOutcome& outcome) { return outcome.is_feasible(); });
+  if (command.require_feasible && !all_are_feasible) throw Findings();
 }
 
 }  // namespace
@@ -89,6 +92,9 @@ accurate in the first and last samples. For rounded or measured data use
 --cutoff.
 The robot stands on its own soles. SOLES replaces them: CSV with the header
 body,x,y,z,friction and a row for each corner, in the body's axes [m].
+LIMITS has the numbers of your motors: CSV with the header
+joint,lower,upper,speed,torque, a row for each joint, in rad, rad, rad/s and
+N m. An empty field is no limit.
 RESULTS is a file, or a directory in which NAME.csv becomes NAME-results.csv.
 NAME.json beside each NAME.csv of results describes the robot for the report.
 
@@ -110,6 +116,7 @@ Examples:
       ->check(positive_number())
       ->type_name("HZ");
   command->add_option("--soles", options->soles, "Stand the robot on these soles")->type_name("SOLES");
+  command->add_option("--limits", options->limits, "Compare the joints with these limits")->type_name("LIMITS");
   CLI::Option* air = command->add_flag("--air", options->air, "Hold the robot by its torso, without ground contact");
   command
       ->add_flag("--root-from-feet", options->root_from_feet,
@@ -127,9 +134,10 @@ Examples:
     command->add_option(name, *bound, help)->check(positive_number())->type_name("X")->capture_default_str();
   }
   command
-      ->add_flag("--require-feasible", all->require_feasible, "Exit with status 1 if the robot cannot stay on its feet")
+      ->add_flag("--require-feasible", all->require_feasible,
+                 "Exit with status 1 if the robot cannot stay on its feet or exceeds --limits")
       ->excludes(air);
-  command->add_flag("--all", all->all, "Print the peak torques of all joints");
+  command->add_flag("--all", all->all, "Print the peaks of all joints and the use of all limits");
   command->add_flag("--json", all->json, "Print the summary as JSON");
   add_jobs_option(*command, options->jobs, "Number of motions to run in parallel, 1 to 64");
   add_module_option(*command, options->module);

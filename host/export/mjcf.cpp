@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <cmath>
 
 #include "host/export/model.h"
@@ -69,9 +71,25 @@ void append_sole(xml_node body, xml_node assets, const std::string& name, const 
   set(geom, {{"type", "mesh"}, {"mesh", name + "Sole"}});
 }
 
+std::string range(double lower, double upper) { return fmt::format("{} {}", lower, upper); }
+
+/// A range for the joint, and a motor whose control is the torque.
+void append_limits(xml_node joint, xml_node motors, const JointLimits& limits) {
+  const auto& [lower, upper, speed, torque] = limits;
+  const std::string name = joint.attribute("name").value();
+  const xml_node motor = append(motors, "motor", {{"name", name}, {"joint", name}});
+  if (lower || upper) {
+    set(joint, {{"limited", "true"}, {"range", range(lower.value_or(-no_limit), upper.value_or(no_limit))}});
+  }
+  if (!torque) return;
+  const std::string torques = range(-*torque, *torque);
+  set(motor, {{"ctrllimited", "true"}, {"ctrlrange", torques}, {"forcelimited", "true"}, {"forcerange", torques}});
+}
+
 }  // namespace
 
-std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles) {
+std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles,
+                    const std::vector<JointLimits>& limits) {
   pugi::xml_document document;
   document.append_child(pugi::node_comment).set_value(headline(inertias).c_str());
   xml_node root = append(document.root(), "mujoco", {{"model", "korvel"}});
@@ -83,6 +101,7 @@ std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vec
 
   std::vector<xml_node> nodes;
   const xml_node world = append(root, "worldbody");
+  const xml_node motors = limits.empty() ? xml_node() : append(root, "actuator");
   for (std::size_t b = 0; b < robot.bodies.size(); ++b) {
     const Body& body = robot.bodies[b];
     const bool is_root = body.parent < 0;
@@ -93,7 +112,8 @@ std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vec
     if (is_root) {
       append(node, "freejoint", {{"name", body.joint}});
     } else {
-      append(node, "joint", {{"name", body.joint}, {"axis", "0 0 1"}});
+      const xml_node joint = append(node, "joint", {{"name", body.joint}, {"axis", "0 0 1"}});
+      if (!limits.empty()) append_limits(joint, motors, limits[b - 1]);
     }
     append_inertial(node, body, inertias.of_body[b], inertias.is_point[b]);
     append_geometry(node, robot, b);

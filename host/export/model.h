@@ -5,14 +5,21 @@
 
 #include "contact/sole.h"
 #include "host/export/inertia.h"
+#include "host/robot/limits.h"
 
 namespace korvel::host {
 
-/// The robot as a file for ROS and its relatives. A joint "floating" from a link "world" carries the root.
-std::string to_urdf(const Robot& robot, const Inertias& inertias);
+/// The robot as a file for ROS and its relatives. A joint "floating" from a link "world" carries the root. `limits` are
+/// those of each joint, or none at all.
+std::string to_urdf(const Robot& robot, const Inertias& inertias, const std::vector<JointLimits>& limits = {});
 
 /// The robot as a file for MuJoCo. With soles there is a ground, z = 0, which they touch and nothing else does.
-std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles = {});
+/// With limits each joint has a motor.
+std::string to_mjcf(const Robot& robot, const Inertias& inertias, const std::vector<contact::Sole>& soles = {},
+                    const std::vector<JointLimits>& limits = {});
+
+/// Stands in both files for a limit that a joint does not have, where a format requires one.
+constexpr double no_limit = 1e6;
 
 /// Shape of a body in both files, since viewers need one: a ball of water of the body's mass about its
 /// centre of mass [m].

@@ -56,9 +56,21 @@ void append_inertial(xml_node link, const Body& body, const Eigen::Matrix3d& ine
           {"izz", all_digits(inertia(2, 2))}});
 }
 
+/// Programs reject a limit without effort or velocity, and take a missing angle for 0.
+void append_limit(xml_node joint, const JointLimits& limits) {
+  const auto& [lower, upper, speed, torque] = limits;
+  if (!lower && !upper && !speed && !torque) return;
+  const xml_node node =
+      append(joint, "limit",
+             {{"effort", all_digits(torque.value_or(no_limit))}, {"velocity", all_digits(speed.value_or(no_limit))}});
+  if (!lower && !upper) return;
+  joint.attribute("type").set_value("revolute");
+  set(node, {{"lower", all_digits(lower.value_or(-no_limit))}, {"upper", all_digits(upper.value_or(no_limit))}});
+}
+
 }  // namespace
 
-std::string to_urdf(const Robot& robot, const Inertias& inertias) {
+std::string to_urdf(const Robot& robot, const Inertias& inertias, const std::vector<JointLimits>& limits) {
   pugi::xml_document document;
   document.append_child(pugi::node_comment).set_value(headline(inertias).c_str());
   const xml_node root = append(document.root(), "robot", {{"name", "korvel"}});
@@ -71,6 +83,7 @@ std::string to_urdf(const Robot& robot, const Inertias& inertias) {
     append(joint, "child", {{"link", body.name}});
     append_origin(joint, placement_in_parent(robot, body));
     if (!is_root) append(joint, "axis", {{"xyz", "0 0 1"}});
+    if (!is_root && !limits.empty()) append_limit(joint, limits[b - 1]);
 
     const xml_node link = append(root, "link", {{"name", body.name}});
     append_inertial(link, body, inertias.of_body[b]);

@@ -94,7 +94,8 @@ class Columns {
             values.push_back(static_cast<float>(i < curves_.size() ? value : rounded(value)));
           }
           samples->add(row.elapsed, values);
-        });
+        },
+        true);
     const std::vector<KeptSample> kept = samples->kept();
     data["samples"] = samples->count();
     data["stride"] = samples->stride();

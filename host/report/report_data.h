@@ -12,6 +12,8 @@ namespace korvel::host {
 /// of a limb; for each of the `joints` its `torque`, and if the file has them its `angle` and `speed`;
 /// `columns`, the packed columns.
 ///
+/// `gaps` of a recording are those of the description, and numbers in them may be NaN.
+///
 /// `ground`, if there is one, has `zmp`, its `margin`, `residual` and `feasible`. Each of its `soles` has its `name`,
 /// the vertical `load`, the horizontal `shear` and the `pressure` in the world, `contact`, and the `orientation` of its
 /// body, a quaternion from w on.

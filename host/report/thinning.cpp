@@ -1,6 +1,7 @@
 #include "host/report/thinning.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace korvel::host {
@@ -10,8 +11,9 @@ namespace {
 /// The lowest and highest values of a kept sample come to hold for another one, too.
 void extend(KeptSample& kept, const KeptSample& other) {
   for (std::size_t c = 0; c < kept.lows.size(); ++c) {
-    kept.lows[c] = std::min(kept.lows[c], other.lows[c]);
-    kept.highs[c] = std::max(kept.highs[c], other.highs[c]);
+    // Those of the numbers: a gap has none.
+    kept.lows[c] = std::fmin(kept.lows[c], other.lows[c]);
+    kept.highs[c] = std::fmax(kept.highs[c], other.highs[c]);
   }
 }
 
@@ -21,6 +23,7 @@ void Thinning::add(double elapsed, const std::vector<float>& values) {
   const std::vector<float> curves(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(lowest_.size()));
   last_ = std::make_shared<const KeptSample>(KeptSample{count_, elapsed, values, curves, curves});
   for (std::size_t c = 0; c < curves.size(); ++c) {
+    if (std::isnan(values[c])) continue;
     if (!lowest_[c] || values[c] < lowest_[c]->values[c]) lowest_[c] = last_;
     if (!highest_[c] || values[c] > highest_[c]->values[c]) highest_[c] = last_;
   }
@@ -46,7 +49,9 @@ void Thinning::halve() {
 std::vector<KeptSample> Thinning::kept() const {
   std::vector<KeptSample> all = regular_;
   for (const auto* extremes : {&lowest_, &highest_}) {
-    for (const auto& extreme : *extremes) all.push_back(*extreme);
+    for (const auto& extreme : *extremes) {
+      if (extreme) all.push_back(*extreme);
+    }
   }
   if (last_) all.push_back(*last_);
   // If a sample is kept twice, the regular one comes first: its extremes cover the samples behind it.

@@ -29,8 +29,15 @@ Vector4d quaternion(const Eigen::Isometry3d& pose) {
 namespace quantities {
 const Quantity time{"time", "s", "time of the sample", Owner::robot,  //
                     [](const Sample& s, unsigned long) { return s.time; }};
+const Quantity angle{"JOINT_angle", "rad", "angle of the joint", Owner::joint,
+                     [](const Sample& s, unsigned long j) { return s.system.getJointAnglePos(j); }};
+const Quantity speed{"JOINT_speed", "rad/s", "its rate of change", Owner::joint,
+                     [](const Sample& s, unsigned long j) { return s.system.getJointAngleVel(j); }};
 const Quantity torque{"JOINT_torque", "N m", "torque that the joint delivers, about its axis", Owner::joint,
                       [](const Sample& s, unsigned long j) { return s.system.getJointAngleTorque(j); }};
+const Quantity power{
+    "JOINT_power", "W", "torque times speed; negative while the joint brakes", Owner::joint,
+    [](const Sample& s, unsigned long j) { return s.system.getJointAngleTorque(j) * s.system.getJointAngleVel(j); }};
 const Quantity com{"com", "m", "centre of mass in the world", Owner::robot,
                    [](const Sample& s, unsigned long) { return s.system.getComPosition(); }};
 const Quantity com_root{"com_root", "m", "centre of mass in the root", Owner::robot,
@@ -39,6 +46,12 @@ const Quantity origin{"BODY", "m", "the body's origin in the world", Owner::body
                       [](const Sample& s, unsigned long b) { return translation(s.system.getPose(b)); }};
 const Quantity body_com{"BODY_com", "m", "the body's centre of mass in the world", Owner::body,
                         [](const Sample& s, unsigned long b) { return s.system.getComPosition(b); }};
+const Quantity applied_force{
+    "BODY_applied_force", "N", "force that the recorded program set on the body, in the world", Owner::loaded_body,
+    [](const Sample& s, unsigned long i) -> Vector3d { return (*s.wrenches)[i].second.head<3>(); }};
+const Quantity applied_moment{
+    "BODY_applied_moment", "N m", "moment of that wrench about the body's origin, in the world", Owner::loaded_body,
+    [](const Sample& s, unsigned long i) -> Vector3d { return (*s.wrenches)[i].second.tail<3>(); }};
 
 const Quantity force{"BODY_force", "N", "force of the ground on the body, in the world", Owner::sole,
                      [](const Sample& s, unsigned long i) { return load(s, i).wrench_world.force; }};
@@ -69,16 +82,32 @@ const Quantity feasible{"feasible", "1", "1 if the unsupported load is at most 0
 namespace {
 
 /// All of them, in the order of their columns.
-const Quantity* const all_quantities[] = {
-    &quantities::time,    &quantities::torque,   &quantities::com,         &quantities::com_root,
-    &quantities::origin,  &quantities::body_com, &quantities::force,       &quantities::moment,
-    &quantities::contact, &quantities::pressure, &quantities::orientation, &quantities::zero_moment_point,
-    &quantities::margin,  &quantities::residual, &quantities::feasible};
+const Quantity* const all_quantities[] = {&quantities::time,
+                                          &quantities::angle,
+                                          &quantities::speed,
+                                          &quantities::torque,
+                                          &quantities::power,
+                                          &quantities::com,
+                                          &quantities::com_root,
+                                          &quantities::origin,
+                                          &quantities::body_com,
+                                          &quantities::applied_force,
+                                          &quantities::applied_moment,
+                                          &quantities::force,
+                                          &quantities::moment,
+                                          &quantities::contact,
+                                          &quantities::pressure,
+                                          &quantities::orientation,
+                                          &quantities::zero_moment_point,
+                                          &quantities::margin,
+                                          &quantities::residual,
+                                          &quantities::feasible};
 
 unsigned long count_of(Owner owner, const Sample& sample) {
   if (owner == Owner::robot) return 1;
   if (owner == Owner::joint) return sample.system.getNbJointAngles();
   if (owner == Owner::body) return sample.system.getNbBodies();
+  if (owner == Owner::loaded_body) return sample.wrenches == nullptr ? 0 : sample.wrenches->size();
   if (sample.ground == nullptr) return 0;
   return owner == Owner::ground ? 1 : sample.ground->soles.size();
 }
@@ -86,6 +115,7 @@ unsigned long count_of(Owner owner, const Sample& sample) {
 std::string name_of(Owner owner, const Sample& sample, unsigned long i) {
   if (owner == Owner::joint) return sample.system.getJointAngleName(i);
   if (owner == Owner::body) return sample.system.getBodyName(i);
+  if (owner == Owner::loaded_body) return sample.system.getBodyName((*sample.wrenches)[i].first);
   if (owner == Owner::sole) return sample.system.getBodyName(sample.ground->soles[i].body());
   return {};
 }
@@ -109,9 +139,14 @@ std::vector<const char*> endings(Read<Value> /*read*/) {
 template <typename Number>
 void add(Row& row, Number value) {
   if constexpr (std::is_arithmetic_v<Number>) {
-    if (!std::isfinite(value) && !row.first_not_finite) row.first_not_finite = row.count;
+    const bool is_finite = std::isfinite(value);
+    if (!is_finite && !row.first_not_finite) row.first_not_finite = row.count;
     if (row.count++ > 0) row.text += ',';
-    fmt::format_to(std::back_inserter(row.text), "{}", value);
+    if (is_finite) {
+      fmt::format_to(std::back_inserter(row.text), "{}", value);
+    } else {
+      row.text += "nan";
+    }
   } else {
     for (const double number : value) add(row, static_cast<float>(number));
   }

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -17,10 +18,13 @@ struct Sample {
   // Null if the robot is held by its root.
   const Ground* ground = nullptr;
   const Standing* standing = nullptr;
+  /// The wrenches that a host has set, if they are known: the body, and about its origin in the axes of the world the
+  /// force [N], then the moment [N m].
+  const std::vector<std::pair<unsigned long, Eigen::Matrix<double, 6, 1>>>* wrenches = nullptr;
 };
 
 /// A quantity has a value for each owner of its kind. Only a robot with soles has a ground and soles.
-enum class Owner { robot, joint, body, ground, sole };
+enum class Owner { robot, joint, body, loaded_body, ground, sole };
 
 /// Reads the value of an owner. The type of the value says the columns: NAME alone, or NAME_x, NAME_y and so on. All
 /// types but `double` are written in single precision. A vector of four is a quaternion.
@@ -39,7 +43,7 @@ struct Quantity {
 };
 
 namespace quantities {
-extern const Quantity time, torque, com, com_root, origin, body_com;
+extern const Quantity time, angle, speed, torque, power, com, com_root, origin, body_com, applied_force, applied_moment;
 extern const Quantity force, moment, contact, pressure, orientation, zero_moment_point, margin, residual, feasible;
 }  // namespace quantities
 
@@ -49,7 +53,7 @@ std::vector<std::string> columns_of(const Quantity& quantity, const std::string&
 /// All columns of the results of the sample's robot, in the order of the file.
 std::vector<std::string> results_columns(const Sample& sample);
 
-/// A row of the results file. Numbers have as many digits as give the same value back.
+/// A row of the results file. Numbers have as many digits as give the same value back; one that is not finite is nan.
 struct Row {
   std::string text;
   std::size_t count = 0;                        ///< of its numbers

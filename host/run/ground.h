@@ -16,6 +16,9 @@ struct Ground {
   contact::ContactBounds bounds;
 };
 
+/// The soles of the robot that korvel is built for; none if `system` is another robot, which has other bodies.
+std::vector<contact::Sole> own_soles(const tesk::RigidBodySystem& system);
+
 /// [N].
 inline double weight_of(const tesk::RigidBodySystem& system) {
   return contact::gravity * static_cast<double>(system.getMass());

@@ -1,8 +1,7 @@
-#include "host/run/own_soles.h"
-
 #include <string>
 
 #include "host/robot/robot.h"
+#include "host/run/ground.h"
 
 namespace korvel::host {
 

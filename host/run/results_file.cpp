@@ -41,7 +41,7 @@ std::filesystem::path description_path(const std::filesystem::path& results) {
   return std::filesystem::path(results).replace_extension(".json");
 }
 
-std::string run_description(tesk::RigidBodySystem& system, const Ground* ground, const GroundSummary* summary) {
+Json run_description(tesk::RigidBodySystem& system, const Ground* ground, const std::vector<JointLimits>& limits) {
   const double weight = weight_of(system);
   const Robot robot = read_robot(system);
   Json bodies = Json::array();
@@ -55,11 +55,14 @@ std::string run_description(tesk::RigidBodySystem& system, const Ground* ground,
                       {"axis", json(body.rotation_root().col(2))}});
   }
   Json run{{"mass", robot.mass}, {"weight", weight}, {"bodies", std::move(bodies)}, {"joints", std::move(joints)}};
-  if (ground != nullptr) {
-    run["ground"] = json(*ground);
-    run["ground"]["summary"] = summary->json_with_words();
+  if (ground != nullptr) run["ground"] = json(*ground);
+  for (std::size_t joint = 0; joint < limits.size(); ++joint) {
+    for (std::size_t kind = 0; kind < limit::count; ++kind) {
+      const std::optional<double>& value = limits[joint][kind];
+      if (value) run["limits"][system.getJointAngleName(joint)][limit::kinds[kind].name] = *value;
+    }
   }
-  return json_text(run);
+  return run;
 }
 
 bool ResultsFile::is_described(const std::filesystem::path& results) {
@@ -80,14 +83,13 @@ ResultsFile::Paths ResultsFile::claim(const std::filesystem::path& results, Outp
 std::optional<std::string> ResultsFile::add(const Sample& sample) {
   if (!std::exchange(has_header_, true)) results_.write(fmt::format("{}\n", fmt::join(results_columns(sample), ",")));
   const Row row = results_row(sample);
-  if (row.first_not_finite) return results_columns(sample)[*row.first_not_finite];
   results_.write(row.text + '\n');
-  return std::nullopt;
+  return row.first_not_finite ? std::optional(results_columns(sample)[*row.first_not_finite]) : std::nullopt;
 }
 
-void ResultsFile::describe(const std::string& description) {
+void ResultsFile::describe(const Json& description) {
   description_.emplace(paths_.description);
-  description_->write(description);
+  description_->write(json_text(description));
   description_->close();
 }
 

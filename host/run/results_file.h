@@ -4,10 +4,11 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/process/output_file.h"
+#include "host/robot/limits.h"
 #include "host/run/columns.h"
-#include "host/run/ground_summary.h"
 
 namespace korvel::host {
 
@@ -18,11 +19,14 @@ std::filesystem::path description_path(const std::filesystem::path& results);
 /// root), `mass` [kg], and at joint angles 0 in the root `rest`, the origin [m], and `axis`, that of the joint;
 /// `joints` with `name` and the index of the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if
 /// the robot stands, `ground` with its `height` in the world [m], the `level` above its lowest corner up to which a
-/// sole's corners are in contact [m], `soles` with the index of their `body`, their `corners` in the body's frame [m]
-/// and their `friction`, and the `summary` of the run as GroundSummary::json_with_words makes it.
+/// sole's corners are in contact [m], and `soles` with the index of their `body`, their `corners` in the body's frame
+/// [m] and their `friction`; the caller adds the `summary` that GroundSummary::json_with_words makes. With limits of
+/// the joints, `limits` has those that each joint has, by its name. For results of a recording, the caller adds `gaps`:
+/// intervals `from` and `to` [s] with numbers that are not finite, and the `call` that brought these.
 ///
-/// `system` has its initial values, and gets stored poses that mean nothing. `ground` and `summary` are null together.
-std::string run_description(tesk::RigidBodySystem& system, const Ground* ground, const GroundSummary* summary);
+/// `system` has its initial values, and gets stored poses that mean nothing.
+nlohmann::json run_description(tesk::RigidBodySystem& system, const Ground* ground,
+                               const std::vector<JointLimits>& limits = {});
 
 /// Results, and their description in a file beside them.
 class ResultsFile {
@@ -43,12 +47,12 @@ class ResultsFile {
   const std::filesystem::path& path() const { return paths_.results.named; }
 
   /// Writes the row of a sample, below the header if it is the first one. Returns the name of the first column whose
-  /// number is not finite, if there is one; then the file is of no use.
+  /// number is not finite, if there is one.
   [[nodiscard]] std::optional<std::string> add(const Sample& sample);
   /// Ends writing rows, as OutputFile::close does.
   void close() { results_.close(); }
-  /// Writes the description, the text of run_description.
-  void describe(const std::string& description);
+  /// Writes the description, that of run_description.
+  void describe(const nlohmann::json& description);
   /// Completes both files, the description first.
   void commit();
 

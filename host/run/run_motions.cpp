@@ -13,7 +13,6 @@
 #include "host/robot/robot.h"
 #include "host/run/contact_phases.h"
 #include "host/run/ground_cycle.h"
-#include "host/run/own_soles.h"
 #include "host/run/root_from_feet.h"
 #include "motion/csv/error.h"
 #include "motion/cycle.h"
@@ -116,8 +115,8 @@ std::vector<std::string> may_stand(const std::optional<Ground>& ground, const te
 }
 
 std::vector<Task> read_tasks(const RunOptions& options, const std::vector<ResultsFile::Paths>& paths,
-                             const std::optional<Ground>& ground, const Robot& robot, tesk::RigidBodySystem& system,
-                             const Tell& tell) {
+                             const std::optional<Ground>& ground, const std::vector<JointLimits>& limits,
+                             const Robot& robot, tesk::RigidBodySystem& system, const Tell& tell) {
   const std::vector<std::string> joints = joint_names(system);
   const double penalty = options.cutoff ? penalty_of_cutoff(*options.cutoff) : 0;
   std::vector<Task> tasks;
@@ -130,7 +129,7 @@ std::vector<Task> read_tasks(const RunOptions& options, const std::vector<Result
       place_root_from_feet(motion, *ground, robot);
     }
     const auto contacts = std::move(motion.contacts);
-    RunOutcome outcome{file, paths[i].results.named, Summary(system), {}, why_held(ground, motion, options)};
+    RunOutcome outcome{file, paths[i].results.named, Summary(system, limits), {}, why_held(ground, motion, options)};
     tasks.push_back({Trajectory(std::move(motion), penalty), paths[i], std::move(outcome), {}, {}});
     if (!tasks.back().is_on_ground()) continue;
     Task& task = tasks.back();
@@ -213,11 +212,13 @@ std::vector<RunOutcome> run_motions(const RunOptions& options, Outputs& outputs,
   workers.push_back({make_system(module), {}});
   const std::optional<Ground> ground = ground_of(options, *workers.front().system);
   const Ground* const stands_on = ground ? &*ground : nullptr;
+  std::vector<JointLimits> limits;
+  if (options.limits) limits = read_limits(*options.limits, joint_names(*workers.front().system));
   if (options.root_from_feet && !ground)
     throw Error("run: --root-from-feet needs the soles of this robot, --soles FILE");
   const Robot robot = options.root_from_feet ? read_robot(*make_system(module)) : Robot{};
   std::vector<Task> tasks =
-      read_tasks(options, claim_results(options, outputs), ground, robot, *workers.front().system, tell);
+      read_tasks(options, claim_results(options, outputs), ground, limits, robot, *workers.front().system, tell);
   // Made before any thread runs: no object may be made while another one computes.
   while (workers.size() < std::min<std::size_t>(options.jobs, tasks.size()))
     workers.push_back({make_system(module), {}});
@@ -227,9 +228,10 @@ std::vector<RunOutcome> run_motions(const RunOptions& options, Outputs& outputs,
   run_all(tasks, workers, stands_on, progress);
   // An object of its own: what is asked of it is no part of a motion, in a recording for instance.
   for (Task& task : tasks) {
-    const auto& summary = task.outcome.ground_summary;
-    task.results->describe(
-        run_description(*make_system(module), summary ? stands_on : nullptr, summary ? &*summary : nullptr));
+    nlohmann::json description =
+        run_description(*make_system(module), task.is_on_ground() ? stands_on : nullptr, limits);
+    if (task.is_on_ground()) description["ground"]["summary"] = task.outcome.ground_summary->json_with_words();
+    task.results->describe(description);
   }
   std::vector<RunOutcome> outcomes;
   for (Task& task : tasks) {

@@ -22,10 +22,11 @@ struct RunOptions {
   std::vector<std::filesystem::path> motion_files;
   /// A results file, or a directory for one of each motion; NAME-results.csv in the current directory if not given.
   std::optional<std::filesystem::path> output;
-  std::optional<double> cutoff;                ///< [Hz] smooths
-  std::optional<std::filesystem::path> soles;  ///< in place of those that are known of the robot
-  bool air = false;                            ///< holds the robot by its root
-  std::optional<double> ground_height;         ///< 0 if not given [m]
+  std::optional<double> cutoff;                 ///< [Hz] smooths
+  std::optional<std::filesystem::path> soles;   ///< in place of those that are known of the robot
+  std::optional<std::filesystem::path> limits;  ///< of the joints
+  bool air = false;                             ///< holds the robot by its root
+  std::optional<double> ground_height;          ///< 0 if not given [m]
   contact::ContactBounds bounds;
   bool root_from_feet = false;  ///< places the root so that the supporting sole stays on the ground
   unsigned jobs = 1;            ///< motions at a time
@@ -38,7 +39,10 @@ struct RunOutcome {
   std::optional<GroundSummary> ground_summary;  ///< none if the robot was held by its root
   std::string held;                             ///< why it was held by its root, in lines for the user
 
-  bool is_borne() const { return ground_summary && ground_summary->is_borne_throughout(); }
+  /// Whether the ground bears the robot and its joints keep their limits.
+  bool is_feasible() const {
+    return ground_summary && ground_summary->is_borne_throughout() && summary.exceeded_limits() == 0;
+  }
   nlohmann::json json() const;
 };
 

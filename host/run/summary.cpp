@@ -13,21 +13,54 @@
 
 namespace korvel::host {
 
-Summary::Summary(const tesk::RigidBodySystem& system) {
-  for (std::string& joint : joint_names(system)) peaks_.push_back({std::move(joint), -1});
+namespace {
+
+/// Rows of a table that are shown without --all.
+constexpr std::size_t shown_first = 5;
+
+}  // namespace
+
+Summary::Summary(const tesk::RigidBodySystem& system, const std::vector<JointLimits>& limits) {
+  for (std::string& joint : joint_names(system)) efforts_.push_back({{std::move(joint), -1}});
+  for (std::size_t j = 0; j < limits.size(); ++j) {
+    const auto& [lower, upper, speed, torque] = limits[j];
+    std::optional<double> middle;
+    if (lower && upper) middle = (*lower + *upper) / 2;
+    if (lower) uses_.push_back({j, limit::lower, *lower, middle});
+    if (upper) uses_.push_back({j, limit::upper, *upper, middle});
+    if (speed) uses_.push_back({j, limit::speed, *speed, 0});
+    if (torque) uses_.push_back({j, limit::torque, *torque, 0});
+  }
 }
 
 void Summary::add(const tesk::RigidBodySystem& system, double time, std::chrono::nanoseconds cycle) {
+  const tesk::FloatRange angles = system.getJointAnglesPos();
+  const tesk::FloatRange speeds = system.getJointAnglesVel();
   const tesk::FloatRange torques = system.getJointAnglesTorque();
-  for (std::size_t j = 0; j < peaks_.size(); ++j) {
+  for (std::size_t j = 0; j < efforts_.size(); ++j) {
     const auto torque = static_cast<double>(torques[j]);
-    Peak& peak = peaks_[j];
-    if (std::abs(torque) > peak.torque) peak = {peak.joint, std::abs(torque), time};
-    if (last_torques_.empty()) continue;
-    const double change = std::abs(torque - static_cast<double>(last_torques_[j]));
-    if (change > largest_change_.torque) largest_change_ = {peak.joint, change, time};
+    const auto speed = static_cast<double>(speeds[j]);
+    Effort& effort = efforts_[j];
+    const std::string& joint = effort.peak.joint;
+    if (std::abs(torque) > effort.peak.torque) effort.peak = {joint, std::abs(torque), time};
+    effort.speed = std::max(effort.speed, std::abs(speed));
+    effort.power = std::max(effort.power, std::abs(torque * speed));
+    const double last = std::exchange(effort.last_torque, torque);
+    if (samples_ == 0) continue;
+    effort.squares += (time - last_time_) * (last * last + torque * torque) / 2;
+    if (std::abs(torque - last) > largest_change_.torque) largest_change_ = {joint, std::abs(torque - last), time};
   }
-  last_torques_.assign(torques.first, torques.last);
+  for (Use& use : uses_) {
+    const float values[] = {angles[use.joint], angles[use.joint], std::abs(speeds[use.joint]),
+                            std::abs(torques[use.joint])};
+    const float value = values[use.kind];
+    const auto is_beyond = [&](double than) {
+      return use.kind == limit::lower ? value < static_cast<float>(than) : value > static_cast<float>(than);
+    };
+    if (samples_ == 0 || is_beyond(use.reached)) use.reached = static_cast<double>(value);
+    if (!is_beyond(use.limit)) continue;
+    if (use.samples++ == 0) use.first = time, ++exceeded_limits_;
+  }
   const QZ::Math::Position3D& com = system.getComPosition();
   com_world_.extend(Eigen::Vector3f(com.x, com.y, com.z));
   if (samples_ == 0) first_time_ = time;
@@ -37,21 +70,65 @@ void Summary::add(const tesk::RigidBodySystem& system, double time, std::chrono:
   longest_cycle_ = std::max(longest_cycle_, cycle);
 }
 
+std::optional<double> Summary::Use::share() const {
+  if (!middle) return std::nullopt;
+  return (reached - *middle) / (limit - *middle);
+}
+
+std::string Summary::limits_verdict_text() const {
+  if (uses_.empty()) return "";
+  if (exceeded_limits_ == 0) return "stays within all limits\n";
+  return fmt::format("exceeds limits: {} of {}\n", exceeded_limits_, uses_.size());
+}
+
+std::string Summary::limits_text(bool all) const {
+  const auto key = [](const Use& use) { return std::pair(use.samples > 0, use.share()); };
+  std::vector<Use> sorted = uses_;
+  std::stable_sort(sorted.begin(), sorted.end(), [&](const Use& a, const Use& b) { return key(a) > key(b); });
+  std::string text = fmt::format("{:<26}{:>9}{:>9}{:>15}{:>12}{:>9}\n", "Use of the limits", "reached", "limit",
+                                 "share", "exceeding", "from [s]");
+  const auto out = std::back_inserter(text);
+  std::size_t shown = 0;
+  for (const Use& use : sorted) {
+    if (!all && use.samples == 0 && shown >= shown_first) break;
+    ++shown;
+    const std::string name = fmt::format("{} {}", efforts_[use.joint].peak.joint, limit::kinds[use.kind].name);
+    const std::string share = use.share() ? fmt::format("{:.3g} %", 100 * *use.share()) : "-";
+    fmt::format_to(out, "  {:<24}{:>#9.3g}{:>#9.3g} {:<5}{:>9}", name, use.reached, use.limit,
+                   limit::kinds[use.kind].unit, share);
+    if (use.samples > 0) fmt::format_to(out, "{:>12}{:>9.3f}", use.samples, use.first);
+    text += '\n';
+  }
+  if (shown < uses_.size())
+    fmt::format_to(out, "  {} more limits, of which less is used (--all)\n", uses_.size() - shown);
+  return text;
+}
+
+double Summary::rms_torque(const Effort& effort) const {
+  const double duration = last_time_ - first_time_;
+  return duration > 0 ? std::sqrt(effort.squares / duration) : effort.peak.torque;
+}
+
 std::string Summary::peaks_text(bool all) const {
-  constexpr std::size_t shown_first = 5;
-  std::vector<Peak> sorted = peaks_;
-  std::stable_sort(sorted.begin(), sorted.end(), [](const Peak& a, const Peak& b) { return a.torque > b.torque; });
+  std::vector<Effort> sorted = efforts_;
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const Effort& a, const Effort& b) { return a.peak.torque > b.peak.torque; });
+  // Without what rounding leaves of joints at rest.
+  const auto rounded = [](double value) { return std::round(value * 1e9) / 1e9; };
   const std::size_t shown = all ? sorted.size() : std::min(sorted.size(), shown_first);
-  std::string text = fmt::format("{:<38}{:>11}{:>9}\n", "Peak joint torques", "N m", "at [s]");
+  std::string text = fmt::format("{:<26}{:>9}{:>9}{:>11}{:>14}{:>10}\n", "Joints", "peak N m", "at [s]", "rms N m",
+                                 "peak rad/s", "peak W");
   const auto out = std::back_inserter(text);
   for (std::size_t i = 0; i < shown; ++i) {
-    fmt::format_to(out, "  {:<36}{:>#11.3g}{:>9.3f}\n", sorted[i].joint, sorted[i].torque, sorted[i].time);
+    const auto& [peak, last, squares, speed, power] = sorted[i];
+    fmt::format_to(out, "  {:<24}{:>#9.3g}{:>9.3f}{:>#11.3g}{:>#14.3g}{:>#10.3g}\n", peak.joint, peak.torque, peak.time,
+                   rms_torque(sorted[i]), rounded(speed), rounded(power));
   }
   if (shown < sorted.size())
-    fmt::format_to(out, "  {} more joints with smaller peaks (--all)\n", sorted.size() - shown);
+    fmt::format_to(out, "  {} more joints with smaller torques (--all)\n", sorted.size() - shown);
   if (largest_change_.torque > 0) {
-    fmt::format_to(out, "  {:<36}{:>#11.3g}{:>9.3f}\n", "change per sample: " + largest_change_.joint,
-                   largest_change_.torque, largest_change_.time);
+    fmt::format_to(out, "  largest change per sample: {:#.3g} N m, {} at {:.3f} s\n", largest_change_.torque,
+                   largest_change_.joint, largest_change_.time);
   }
   return text;
 }
@@ -74,12 +151,26 @@ nlohmann::json Summary::Peak::json() const { return {{"joint", joint}, {"torque"
 
 nlohmann::json Summary::json() const {
   nlohmann::json peaks = nlohmann::json::array();
-  for (const Peak& peak : peaks_) peaks.push_back(peak.json());
+  for (const Effort& effort : efforts_) {
+    peaks.push_back(effort.peak.json());
+    peaks.back().update({{"rms_torque", rms_torque(effort)}, {"speed", effort.speed}, {"power", effort.power}});
+  }
+  nlohmann::json uses = nlohmann::json::array();
+  for (const Use& use : uses_) {
+    uses.push_back({{"joint", efforts_[use.joint].peak.joint},
+                    {"limit", limit::kinds[use.kind].name},
+                    {"value", use.limit},
+                    {"reached", use.reached},
+                    {"share", use.share().value_or(std::nan(""))},  // which is written as null
+                    {"samples", use.samples},
+                    {"first", use.first}});
+  }
   const auto box = [](const Eigen::Vector3f& corner) { return nlohmann::json{corner.x(), corner.y(), corner.z()}; };
   return {{"samples", samples_},
           {"duration", last_time_ - first_time_},
           {"com", {{"least", box(com_world_.min())}, {"most", box(com_world_.max())}}},
           {"peaks", std::move(peaks)},
+          {"limits", std::move(uses)},
           {"largest_torque_change", largest_change_.json()}};
 }
 

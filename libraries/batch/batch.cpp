@@ -21,9 +21,38 @@ namespace {
 using Robot = metapod::models::KorvelRobot;
 
 constexpr int most_threads = 1024;
-constexpr int pose_numbers = 12 * body_count;
+constexpr int pose_size = 12;
+constexpr int pose_numbers = pose_size * body_count;
 constexpr int jacobian_numbers = 6 * coordinate_count;
 constexpr int matrix_numbers = coordinate_count * coordinate_count;
+
+/// The numbers of the bodies whose poses are wanted; empty for all.
+std::vector<int> checked_bodies(const korvel_batch_kinematics_results& results) {
+  if (results.bodies == nullptr) return {};
+  if (results.body_count < 1 || results.body_count > body_count) {
+    refuse(KORVEL_BATCH_COUNT, "body_count is ", results.body_count, ": there may be 1 to ", body_count, " bodies");
+  }
+  std::vector<int> bodies(results.bodies, results.bodies + results.body_count);
+  std::for_each(bodies.begin(), bodies.end(), require_body);
+  return bodies;
+}
+
+/// The poses of all bodies in a tile of states, of which some are wanted.
+struct PosesOfTile {
+  Output all() noexcept { return {numbers, pose_numbers, 1, 0}; }
+  void copy(const std::vector<int>& bodies, const Output& to, const Stretch& tile) const noexcept {
+    if (!has_data(to)) return;
+    for (std::ptrdiff_t s = tile.first; s < tile.last; ++s) {
+      float* number = to.of_state(s);
+      for (const int body : bodies) {
+        const float* pose = &numbers[(s - tile.first) * pose_numbers + pose_size * body];
+        for (int k = 0; k < pose_size; ++k, number += to.number) *number = pose[k];
+      }
+    }
+  }
+
+  alignas(64) float numbers[static_cast<std::size_t>(tile_size * pose_numbers)];
+};
 
 /// The sums over a stretch, which add up.
 struct FoldedSums : korvel_batch_force_sums {
@@ -114,30 +143,40 @@ int korvel_batch_mass_entry(int entry, int* row, int* column) {
 int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
                             const korvel_batch_kinematics_results* results) {
   return status_of([&] {
-    const auto masses = checked(batch).masses.get();
-    require_count(n);
-    const Input positions = checked_input(q, "q", n, coordinate_count);
+    const Call call(batch, n, q);
     require_pointer(results, "results");
-    const KinematicsResults wanted{checked_output(&results->poses_root, "poses_root", n, pose_numbers),
-                                   checked_output(&results->poses_world, "poses_world", n, pose_numbers),
+    const std::vector<int> bodies = checked_bodies(*results);
+    const int numbers = bodies.empty() ? pose_numbers : pose_size * static_cast<int>(bodies.size());
+    const KinematicsResults wanted{checked_output(&results->poses_root, "poses_root", n, numbers),
+                                   checked_output(&results->poses_world, "poses_world", n, numbers),
                                    checked_output(&results->com_root, "com_root", n, 3),
                                    checked_output(&results->com_world, "com_world", n, 3),
                                    checked_output(&results->jacobian, "jacobian", n, jacobian_numbers)};
-    if (wanted.poses_root.data == nullptr && wanted.poses_world.data == nullptr && wanted.com_root.data == nullptr &&
-        wanted.com_world.data == nullptr && wanted.jacobian.data == nullptr) {
-      refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
+    require_a_result(wanted.poses_root, wanted.poses_world, wanted.com_root, wanted.com_world, wanted.jacobian);
+    const KernelSet& kernels = call.kernels();
+    if (!bodies.empty()) {
+      batch->threads.for_each_stretch(n, [&](const Stretch& states) {
+        for_each_tile(states, [&](const Stretch& tile) {
+          PosesOfTile poses_root, poses_world;
+          kernels.kinematics(*call.masses, {0, tile.last - tile.first}, from(call.positions, tile.first),
+                             {poses_root.all(), poses_world.all(), from(wanted.com_root, tile.first),
+                              from(wanted.com_world, tile.first), from(wanted.jacobian, tile.first)});
+          poses_root.copy(bodies, wanted.poses_root, tile);
+          poses_world.copy(bodies, wanted.poses_world, tile);
+        });
+      });
+      return;
     }
-    const KernelSet& kernels = batch->set.kernels(n);
     const bool in_order = is_beyond_caches(n, {{&wanted.poses_root, pose_numbers},
                                                {&wanted.poses_world, pose_numbers},
                                                {&wanted.jacobian, jacobian_numbers}});
     batch->threads.for_each_stretch(n, [&](const Stretch& states) {
-      if (!in_order) return kernels.kinematics(*masses, states, positions, wanted);
+      if (!in_order) return kernels.kinematics(*call.masses, states, call.positions, wanted);
       for_each_tile(states, [&](const Stretch& tile) {
         RowsInOrder<pose_numbers> poses_root(wanted.poses_root, tile);
         RowsInOrder<pose_numbers> poses_world(wanted.poses_world, tile);
         RowsInOrder<jacobian_numbers> jacobian(wanted.jacobian, tile);
-        kernels.kinematics(*masses, {0, tile.last - tile.first}, from(positions, tile.first),
+        kernels.kinematics(*call.masses, {0, tile.last - tile.first}, from(call.positions, tile.first),
                            {poses_root.room(), poses_world.room(), from(wanted.com_root, tile.first),
                             from(wanted.com_world, tile.first), jacobian.room()});
         poses_root.copy();
@@ -151,22 +190,19 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
 int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q, const float* armature,
                       const korvel_batch_output* packed, const korvel_batch_output* dense) {
   return status_of([&] {
-    const Masses masses = with_armature(*checked(batch).masses.get(), armature);
-    require_count(n);
-    const Input positions = checked_input(q, "q", n, coordinate_count);
+    const Call call(batch, n, q);
+    const Masses masses = with_armature(*call.masses, armature);
     const Output entries = checked_output(packed, "packed", n, mass_entry_count);
     const Output matrices = checked_output(dense, "dense", n, matrix_numbers);
-    if (entries.data == nullptr && matrices.data == nullptr) {
-      refuse(KORVEL_BATCH_NULL, "no result is wanted: neither packed nor dense has data");
-    }
-    const KernelSet& kernels = batch->set.kernels(n);
+    require_a_result(entries, matrices);
+    const KernelSet& kernels = call.kernels();
     // Dense matrices have so many numbers that their rows are written well as they are.
     const bool in_order = is_beyond_caches(n, {{&entries, mass_entry_count}});
     batch->threads.for_each_stretch(n, [&](const Stretch& states) {
-      if (!in_order) return kernels.mass(masses, states, positions, entries, matrices);
+      if (!in_order) return kernels.mass(masses, states, call.positions, entries, matrices);
       for_each_tile(states, [&](const Stretch& tile) {
         RowsInOrder<mass_entry_count> packed_rows(entries, tile);
-        kernels.mass(masses, {0, tile.last - tile.first}, from(positions, tile.first), packed_rows.room(),
+        kernels.mass(masses, {0, tile.last - tile.first}, from(call.positions, tile.first), packed_rows.room(),
                      from(matrices, tile.first));
         packed_rows.copy();
       });
@@ -179,20 +215,14 @@ int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t n, const korvel_b
                           const korvel_batch_wrench* wrenches, ptrdiff_t wrench_count, const float* armature,
                           const korvel_batch_output* forces, korvel_batch_force_sums* sums) {
   return status_of([&] {
-    const Masses masses = with_armature(*checked(batch).masses.get(), armature);
-    require_count(n);
-    const Input positions = checked_input(q, "q", n, coordinate_count);
-    const Input velocities = checked_input(dq, "dq", n, coordinate_count);
+    const MovingCall call(batch, n, q, dq, wrenches, wrench_count);
+    const Masses masses = with_armature(*call.masses, armature);
     const Input accelerations = checked_input(ddq, "ddq", n, coordinate_count);
-    const std::vector<Wrench> loads = checked_wrenches(wrenches, wrench_count, n);
     const Output wanted = checked_output(forces, "forces", n, coordinate_count);
-    if (wanted.data == nullptr && sums == nullptr) {
-      refuse(KORVEL_BATCH_NULL, "no result is wanted: forces has no data, sums is null");
-    }
-    const KernelSet& kernels = batch->set.kernels(n);
+    if (sums == nullptr) require_a_result(wanted);
+    const KernelSet& kernels = call.kernels();
     const auto compute = [&](const Stretch& states, ForceSums* into) {
-      kernels.dynamics(masses, states, positions, velocities, accelerations,
-                       {loads.data(), static_cast<int>(loads.size())}, wanted, into);
+      kernels.dynamics(masses, states, call.positions, call.velocities, accelerations, call.external(), wanted, into);
     };
     if (sums == nullptr) {
       batch->threads.for_each_stretch(n, [&](const Stretch& states) { compute(states, nullptr); });
@@ -210,10 +240,8 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
                        const korvel_batch_input* dq, const korvel_batch_input* ddq, const korvel_batch_ground* ground,
                        const korvel_batch_stand_results* results, korvel_batch_stand_sums* sums) {
   return status_of([&] {
-    const auto masses = checked(batch).masses.get();
-    require_count(n);
-    const MotionInput motion{checked_input(q, "q", n, coordinate_count), checked_input(dq, "dq", n, coordinate_count),
-                             checked_input(ddq, "ddq", n, coordinate_count)};
+    const MovingCall call(batch, n, q, dq, nullptr, 0);
+    const MotionInput motion{call.positions, call.velocities, checked_input(ddq, "ddq", n, coordinate_count)};
     const std::shared_ptr<const Ground> stood_on = checked_ground(ground, n);
     const GroundTable table = table_of(*stood_on);
     const int soles = static_cast<int>(ground->sole_count);
@@ -226,24 +254,24 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
                               checked_output(&r.zmp_margin, "zmp_margin", n, 1),
                               checked_output(&r.residual, "residual", n, 1),
                               checked_output(&r.verdict, "verdict", n, 1)};
-    const Output* const all[]{&wanted.forces,     &wanted.loads,    &wanted.pressure, &wanted.zmp,
-                              &wanted.zmp_margin, &wanted.residual, &wanted.verdict};
-    if (sums == nullptr && std::all_of(std::begin(all), std::end(all), [](auto* o) { return o->data == nullptr; })) {
-      refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data, sums is null");
+    if (sums == nullptr) {
+      require_a_result(wanted.forces, wanted.loads, wanted.pressure, wanted.zmp, wanted.zmp_margin, wanted.residual,
+                       wanted.verdict);
     }
     // A state takes some ten times as long as others do.
     constexpr std::ptrdiff_t worth = 4 * tile_size;
-    const KernelSet& kernels = batch->set.kernels(n);
+    const KernelSet& kernels = call.kernels();
     if (sums == nullptr) {
       batch->threads.for_each_stretch(
-          n, [&](const Stretch& states) { kernels.stand(*masses, states, motion, table, wanted, nullptr); }, worth);
+          n, [&](const Stretch& states) { kernels.stand(*call.masses, states, motion, table, wanted, nullptr); },
+          worth);
       return;
     }
     const auto total = batch->threads.sum<FoldedStandSums>(
         n,
         [&](const Stretch& states) {
           StandSums of_stretch{{}, std::numeric_limits<float>::infinity(), 0};
-          kernels.stand(*masses, states, motion, table, wanted, &of_stretch);
+          kernels.stand(*call.masses, states, motion, table, wanted, &of_stretch);
           return FoldedStandSums{folded(of_stretch.forces), of_stretch.least_margin, of_stretch.unbearable};
         },
         worth);

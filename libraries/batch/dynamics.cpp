@@ -14,27 +14,6 @@ namespace {
 
 constexpr int dense_numbers = coordinate_count * coordinate_count;
 
-/// The arguments that all operations of this file have.
-struct Call {
-  Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q, const korvel_batch_input* dq,
-       const korvel_batch_wrench* wrenches, std::ptrdiff_t wrench_count)
-      : object(checked(batch)),
-        masses(object.masses.get()),
-        count((require_count(n), n)),
-        positions(checked_input(q, "q", n, coordinate_count)),
-        velocities(checked_input(dq, "dq", n, coordinate_count)),
-        loads(checked_wrenches(wrenches, wrench_count, n)) {}
-
-  Wrenches external() const noexcept { return {loads.data(), static_cast<int>(loads.size())}; }
-  const KernelSet& kernels() const noexcept { return object.set.kernels(count); }
-
-  const korvel_batch& object;
-  std::shared_ptr<const Masses> masses;
-  std::ptrdiff_t count;
-  Input positions, velocities;
-  std::vector<Wrench> loads;
-};
-
 }  // namespace
 
 int korvel_batch_derivative_entry(int of_velocity, int entry, int* row, int* column) {
@@ -59,7 +38,7 @@ int korvel_batch_dynamics_derivatives(const korvel_batch* batch, ptrdiff_t n, co
                                       const korvel_batch_wrench* wrenches, ptrdiff_t wrench_count,
                                       const korvel_batch_derivative_results* results) {
   return status_of([&] {
-    const Call call(batch, n, q, dq, wrenches, wrench_count);
+    const MovingCall call(batch, n, q, dq, wrenches, wrench_count);
     const Input accelerations = checked_input(ddq, "ddq", n, coordinate_count);
     require_pointer(results, "results");
     const DerivativeResults wanted{
@@ -68,10 +47,7 @@ int korvel_batch_dynamics_derivatives(const korvel_batch* batch, ptrdiff_t n, co
         checked_output(&results->velocity_packed, "velocity_packed", n, velocity_entry_count),
         checked_output(&results->position, "position", n, dense_numbers),
         checked_output(&results->velocity, "velocity", n, dense_numbers)};
-    if (!has_data(wanted.forces) && !has_data(wanted.position_packed) && !has_data(wanted.velocity_packed) &&
-        !has_data(wanted.position) && !has_data(wanted.velocity)) {
-      refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
-    }
+    require_a_result(wanted.forces, wanted.position_packed, wanted.velocity_packed, wanted.position, wanted.velocity);
     const auto compute = call.kernels().derivatives;
     call.object.threads.for_each_stretch(n, [&](const Stretch& states) {
       compute(*call.masses, states, call.positions, call.velocities, accelerations, call.external(), wanted);
@@ -84,7 +60,7 @@ int korvel_batch_dynamics_gradient(const korvel_batch* batch, ptrdiff_t n, const
                                    const korvel_batch_input* weights, const korvel_batch_wrench* wrenches,
                                    ptrdiff_t wrench_count, const korvel_batch_gradient_results* results) {
   return status_of([&] {
-    const Call call(batch, n, q, dq, wrenches, wrench_count);
+    const MovingCall call(batch, n, q, dq, wrenches, wrench_count);
     const Input accelerations = checked_input(ddq, "ddq", n, coordinate_count);
     const Input factors = checked_input(weights, "weights", n, coordinate_count);
     require_pointer(results, "results");
@@ -92,10 +68,7 @@ int korvel_batch_dynamics_gradient(const korvel_batch* batch, ptrdiff_t n, const
                                  checked_output(&results->by_q, "by_q", n, coordinate_count),
                                  checked_output(&results->by_dq, "by_dq", n, coordinate_count),
                                  checked_output(&results->by_ddq, "by_ddq", n, coordinate_count)};
-    if (!has_data(wanted.forces) && !has_data(wanted.by_position) && !has_data(wanted.by_velocity) &&
-        !has_data(wanted.by_acceleration)) {
-      refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
-    }
+    require_a_result(wanted.forces, wanted.by_position, wanted.by_velocity, wanted.by_acceleration);
     const auto compute = call.kernels().gradient;
     call.object.threads.for_each_stretch(n, [&](const Stretch& states) {
       compute(*call.masses, states, call.positions, call.velocities, accelerations, factors, call.external(), wanted);
@@ -108,15 +81,13 @@ int korvel_batch_forward_dynamics(const korvel_batch* batch, ptrdiff_t n, const 
                                   const korvel_batch_wrench* wrenches, ptrdiff_t wrench_count, const float* armature,
                                   const korvel_batch_forward_results* results) {
   return status_of([&] {
-    const Call call(batch, n, q, dq, wrenches, wrench_count);
+    const MovingCall call(batch, n, q, dq, wrenches, wrench_count);
     const Input given = checked_input(forces, "forces", n, coordinate_count);
     const Masses masses = with_armature(*call.masses, armature);
     require_pointer(results, "results");
     const Output accelerations = checked_output(&results->ddq, "ddq", n, coordinate_count);
     const Output residual = checked_output(&results->residual, "residual", n, coordinate_count);
-    if (!has_data(accelerations) && !has_data(residual)) {
-      refuse(KORVEL_BATCH_NULL, "no result is wanted: neither ddq nor residual has data");
-    }
+    require_a_result(accelerations, residual);
     const auto compute = call.kernels().forward_dynamics;
     call.object.threads.for_each_stretch(n, [&](const Stretch& states) {
       compute(masses, states, call.positions, call.velocities, given, call.external(), accelerations, residual);

@@ -205,17 +205,12 @@ int korvel_batch_momentum(const korvel_batch* batch, ptrdiff_t n, const korvel_b
                           const korvel_batch_input* dq, const korvel_batch_input* ddq,
                           const korvel_batch_momentum_results* results) {
   return status_of([&] {
-    const auto masses = checked(batch).masses.get();
-    require_count(n);
-    const Input positions = checked_input(q, "q", n, coordinate_count);
-    const Input velocities = checked_input(dq, "dq", n, coordinate_count);
+    const MovingCall call(batch, n, q, dq, nullptr, 0);
     require_pointer(results, "results");
     const MomentumResults wanted{
         checked_output(&results->matrix, "matrix", n, six_rows), checked_output(&results->momentum, "momentum", n, 6),
         checked_output(&results->rate, "rate", n, 6), checked_output(&results->bias, "bias", n, 6)};
-    if (!has_data(wanted.matrix) && !has_data(wanted.momentum) && !has_data(wanted.rate) && !has_data(wanted.bias)) {
-      refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
-    }
+    require_a_result(wanted.matrix, wanted.momentum, wanted.rate, wanted.bias);
     const Input accelerations = has_data(wanted.rate) ? checked_input(ddq, "ddq", n, coordinate_count) : Input{};
     const KernelSet& kernels = batch->set.kernels(std::min(n, tile_size));
     static constexpr float rest[coordinate_count]{};
@@ -223,14 +218,14 @@ int korvel_batch_momentum(const korvel_batch* batch, ptrdiff_t n, const korvel_b
       Momentum of;
       for_each_tile(stretch, [&](const Stretch& states) {
         const Stretch tile{0, states.last - states.first};
-        const Input q_of_tile = from(positions, states.first);
-        of.dq.read(velocities, states);
-        kernels.mass(*masses, tile, q_of_tile, of.mass.all(), {});
-        kernels.kinematics(*masses, tile, q_of_tile, {{}, of.kinematics.poses_world.all(), {}, {}, {}});
+        const Input q_of_tile = from(call.positions, states.first);
+        of.dq.read(call.velocities, states);
+        kernels.mass(*call.masses, tile, q_of_tile, of.mass.all(), {});
+        kernels.kinematics(*call.masses, tile, q_of_tile, {{}, of.kinematics.poses_world.all(), {}, {}, {}});
         if (has_data(wanted.rate)) of.ddq.read(accelerations, states);
         if (has_data(wanted.rate) || has_data(wanted.bias)) {
-          kernels.dynamics(*masses, tile, q_of_tile, from(velocities, states.first), {rest, 0, 1, 0}, {nullptr, 0},
-                           of.forces.all(), nullptr);
+          kernels.dynamics(*call.masses, tile, q_of_tile, from(call.velocities, states.first), {rest, 0, 1, 0},
+                           {nullptr, 0}, of.forces.all(), nullptr);
         }
         write_momentum(of, wanted, states);
       });
@@ -241,9 +236,7 @@ int korvel_batch_momentum(const korvel_batch* batch, ptrdiff_t n, const korvel_b
 int korvel_batch_body_jacobians(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
                                 const korvel_batch_input* dq, const korvel_batch_point* points, ptrdiff_t point_count) {
   return status_of([&] {
-    const auto masses = checked(batch).masses.get();
-    require_count(n);
-    const Input positions = checked_input(q, "q", n, coordinate_count);
+    const Call call(batch, n, q);
     const std::vector<Point> wanted = checked_points(points, point_count, n);
     const bool wants_bias = std::any_of(wanted.begin(), wanted.end(), [](const Point& p) { return has_data(p.bias); });
     const Input velocities = wants_bias ? checked_input(dq, "dq", n, coordinate_count) : Input{};
@@ -253,7 +246,7 @@ int korvel_batch_body_jacobians(const korvel_batch* batch, ptrdiff_t n, const ko
       Tile<coordinate_count> rates;
       for_each_tile(stretch, [&](const Stretch& states) {
         kernels.kinematics(
-            *masses, {0, states.last - states.first}, from(positions, states.first),
+            *call.masses, {0, states.last - states.first}, from(call.positions, states.first),
             {kinematics.poses_root.all(), kinematics.poses_world.all(), {}, {}, kinematics.jacobian.all()});
         if (wants_bias) rates.read(velocities, states);
         for (const Point& point : wanted) write_point(kinematics, rates, point, states);

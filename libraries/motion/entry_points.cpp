@@ -82,22 +82,42 @@ Velocity6D coordinates(const QZ::Math::Transform& pose) noexcept {
   return {p.x, p.y, p.z, p.ax, p.ay, p.az};
 }
 
+/// Makes an object of the samples that `samples()` returns.
+template <typename Samples>
+korvel_motion_status make(korvel_motion** motion, double cutoff, const Samples& samples) {
+  const bool smooth = std::abs(cutoff) > 0 || std::isnan(cutoff);
+  // Within bounds whose fourth power is a number.
+  if (smooth && !(cutoff >= static_cast<double>(std::numeric_limits<float>::min()) &&
+                  cutoff <= static_cast<double>(std::numeric_limits<float>::max()))) {
+    return remember(KORVEL_MOTION_CUTOFF, "cutoff is neither 0 nor a positive number within single precision");
+  }
+  korvel::host::Motion made = samples();
+  auto contacts = std::move(made.contacts);
+  const double penalty = smooth ? korvel::host::penalty_of_cutoff(cutoff) : 0;
+  *motion = new korvel_motion{korvel::host::Trajectory(std::move(made), penalty), std::move(contacts)};
+  return KORVEL_MOTION_OK;
+}
+
 }  // namespace
 
 int korvel_motion_read(korvel_motion** motion, const char* path, double cutoff) {
   return status_of([&] {
     if (motion == nullptr || path == nullptr) return remember(KORVEL_MOTION_NULL, "motion or path is null");
-    const bool smooth = std::abs(cutoff) > 0 || std::isnan(cutoff);
-    // Within bounds whose fourth power is a number.
-    if (smooth && !(cutoff >= static_cast<double>(std::numeric_limits<float>::min()) &&
-                    cutoff <= static_cast<double>(std::numeric_limits<float>::max()))) {
-      return remember(KORVEL_MOTION_CUTOFF, "cutoff is neither 0 nor a positive number within single precision");
+    return make(motion, cutoff, [&] { return korvel::host::read_motion(path, joint_names(), body_names()); });
+  });
+}
+
+int korvel_motion_of(korvel_motion** motion, ptrdiff_t n, const double* time, const double* q, double cutoff) {
+  return status_of([&] {
+    if (motion == nullptr || time == nullptr || q == nullptr) {
+      return remember(KORVEL_MOTION_NULL, "motion, time or q is null");
     }
-    korvel::host::Motion samples = korvel::host::read_motion(path, joint_names(), body_names());
-    auto contacts = std::move(samples.contacts);
-    const double penalty = smooth ? korvel::host::penalty_of_cutoff(cutoff) : 0;
-    *motion = new korvel_motion{korvel::host::Trajectory(std::move(samples), penalty), std::move(contacts)};
-    return KORVEL_MOTION_OK;
+    if (n < 1) return remember(KORVEL_MOTION_FILE, "n is below 1: there must be at least one sample");
+    using Rows = Eigen::Array<double, Eigen::Dynamic, KORVEL_MOTION_COORDINATES, Eigen::RowMajor>;
+    return make(motion, cutoff, [&] {
+      return korvel::host::motion_of(Eigen::Map<const Eigen::ArrayXd>(time, n),
+                                     Eigen::Map<const Rows>(q, n, KORVEL_MOTION_COORDINATES));
+    });
   });
 }
 

@@ -99,15 +99,29 @@ Eigen::Quaterniond rotation(double roll, double pitch, double yaw) {
          AngleAxisd(roll, Vector3d::UnitX());
 }
 
-/// Unit quaternions by either kind of columns. Of the two that stand for an orientation each is the one nearer to the
-/// one before, so that neither wrapped angles nor angles that flip at the pole, nor signs that do, turn the root.
+Eigen::Vector4d quaternion(double roll, double pitch, double yaw) {
+  const Eigen::Quaterniond r = rotation(roll, pitch, yaw);
+  return {r.w(), r.x(), r.y(), r.z()};
+}
+
+/// Of the two quaternions that stand for an orientation each is the one nearer to the one before, so that neither
+/// wrapped angles nor angles that flip at the pole, nor signs that do, turn the root.
+void make_continuous(Eigen::ArrayX4d& quaternions) {
+  Eigen::Vector4d last(1, 0, 0, 0);
+  for (Eigen::Index s = 0; s < quaternions.rows(); ++s) {
+    const Eigen::Vector4d q = quaternions.row(s).transpose();
+    last = q.dot(last) < 0 ? Eigen::Vector4d(-q) : q;
+    quaternions.row(s) = last.transpose();
+  }
+}
+
+/// Unit quaternions by either kind of columns.
 Eigen::ArrayX4d take_orientation(const std::filesystem::path& path, Samples& samples) {
   // Rounding to two decimals, or to single precision by way of a few products, leaves less.
   constexpr double tolerance = 0.02;
   const bool by_quaternion = contains(samples.names, "qw");
   const Eigen::ArrayXXd given = take_columns(samples, by_quaternion ? quaternion_names : angle_names);
   Eigen::ArrayX4d result(given.rows(), 4);
-  Eigen::Vector4d last(1, 0, 0, 0);
   for (Eigen::Index s = 0; s < given.rows(); ++s) {
     Eigen::Vector4d q;
     if (by_quaternion) {
@@ -119,13 +133,11 @@ Eigen::ArrayX4d take_orientation(const std::filesystem::path& path, Samples& sam
       }
       q /= length;
     } else {
-      const Eigen::Quaterniond r = rotation(given(s, 0), given(s, 1), given(s, 2));
-      q << r.w(), r.x(), r.y(), r.z();
+      q = quaternion(given(s, 0), given(s, 1), given(s, 2));
     }
-    if (q.dot(last) < 0) q = -q;
     result.row(s) = q.transpose();
-    last = q;
   }
+  make_continuous(result);
   return result;
 }
 
@@ -175,6 +187,33 @@ Motion read_motion(const std::filesystem::path& path, const Names& joint_names, 
   motion.joints = take_columns(samples, joint_names);
   motion.file = path;
   motion.lines = std::move(samples.lines);
+  return motion;
+}
+
+Motion motion_of(const Eigen::ArrayXd& time, const Eigen::ArrayXXd& coordinates) {
+  constexpr auto largest = static_cast<double>(std::numeric_limits<float>::max());
+  const Eigen::Index count = time.size();
+  Motion motion;
+  motion.file = "sample";
+  for (Eigen::Index s = 0; s < count; ++s) {
+    motion.lines.push_back(static_cast<std::size_t>(s));
+    if (!(std::abs(time[s]) <= largest) || !(coordinates.row(s).abs() <= largest).all()) {
+      throw error_at(motion.file, motion.lines.back(), "expected finite numbers within single precision");
+    }
+    if (s > 0 && !(time[s] > time[s - 1])) {
+      throw error_at(motion.file, motion.lines.back(),
+                     fmt::format("expected a time above {}, found {}", time[s - 1], time[s]));
+    }
+  }
+  motion.time = time;
+  motion.elapsed = time - time[0];
+  motion.position = coordinates.leftCols<3>();
+  motion.orientation.resize(count, 4);
+  for (Eigen::Index s = 0; s < count; ++s) {
+    motion.orientation.row(s) = quaternion(coordinates(s, 3), coordinates(s, 4), coordinates(s, 5)).transpose();
+  }
+  make_continuous(motion.orientation);
+  motion.joints = coordinates.rightCols(coordinates.cols() - 6);
   return motion;
 }
 

@@ -35,4 +35,9 @@ struct Motion {
 Motion read_motion(const std::filesystem::path& path, const std::vector<std::string>& joint_names,
                    const std::vector<std::string>& soles = {});
 
+/// Makes a motion of samples in memory: times, and rows of the root's x, y, z, roll, pitch, yaw and of joint angles.
+/// Throws Error with the number of the sample, from 0, where times do not increase or a number is not finite or not
+/// within single precision.
+Motion motion_of(const Eigen::ArrayXd& time, const Eigen::ArrayXXd& coordinates);
+
 }  // namespace korvel::host

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <map>
@@ -18,32 +17,12 @@ namespace {
 
 using Names = std::vector<std::string>;
 const Names columns{"body", "x", "y", "z", "friction"};
-const char* const expected_columns = "the columns body, x, y, z, friction";
 
 struct Corners {
   std::size_t line;  // of the first
   double friction;
   std::vector<Eigen::Vector3d> positions_body;
 };
-
-/// Where each of the columns stands in a row.
-std::vector<std::size_t> places_of_columns(const std::filesystem::path& path, const CsvRow& header) {
-  check_names_differ(path, header);
-  for (const std::string& field : header.fields) {
-    if (std::find(columns.begin(), columns.end(), field) == columns.end()) {
-      throw unknown_column(path, header, field, columns, expected_columns);
-    }
-  }
-  std::vector<std::size_t> places;
-  for (const std::string& name : columns) {
-    const auto place = std::find(header.fields.begin(), header.fields.end(), name);
-    if (place == header.fields.end()) {
-      throw error_at(path, header.line, fmt::format("expected {}, found no '{}'", expected_columns, name));
-    }
-    places.push_back(static_cast<std::size_t>(place - header.fields.begin()));
-  }
-  return places;
-}
 
 }  // namespace
 
@@ -52,12 +31,7 @@ std::vector<contact::Sole> read_soles(const std::filesystem::path& path, const N
   std::map<unsigned long, Corners> corners_of;
   const auto add_corner = [&](const CsvRow& row) {
     const std::string& name = row.fields[places[0]];
-    const auto body = std::find(body_names.begin(), body_names.end(), name);
-    if (body == body_names.end()) {
-      throw error_at(
-          path, row.line,
-          fmt::format("expected the name of a body, found '{:.40}'{}", name, did_you_mean(name, body_names)));
-    }
+    const std::size_t index = index_of_name(path, row.line, name, body_names, "a body");
     std::array<double, 4> numbers{};
     for (std::size_t i = 0; i < numbers.size(); ++i) {
       numbers[i] = read_number(path, row.line, columns[i + 1], row.fields[places[i + 1]]);
@@ -66,7 +40,6 @@ std::vector<contact::Sole> read_soles(const std::filesystem::path& path, const N
     if (!(friction >= 0)) {
       throw error_at(path, row.line, fmt::format("expected a friction of at least 0, found {}", friction));
     }
-    const auto index = static_cast<unsigned long>(body - body_names.begin());
     Corners& corners = corners_of.try_emplace(index, Corners{row.line, friction, {}}).first->second;
     if (std::abs(friction - corners.friction) > 0) {
       throw error_at(path, row.line,
@@ -76,7 +49,8 @@ std::vector<contact::Sole> read_soles(const std::filesystem::path& path, const N
     corners.positions_body.emplace_back(x, y, z);
   };
   read_table(
-      path, "corner of a sole", [&](const CsvRow& header) { places = places_of_columns(path, header); }, add_corner);
+      path, "corner of a sole", [&](const CsvRow& header) { places = places_of_columns(path, header, columns); },
+      add_corner);
   std::vector<contact::Sole> soles;
   for (const auto& [body, corners] : corners_of) {
     try {

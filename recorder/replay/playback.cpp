@@ -32,7 +32,33 @@ std::string play_here(const std::filesystem::path& path, const std::filesystem::
   return answer.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
+/// Writes a recording out of another one in a process of its own, where a module may crash. Returns what `write` does.
+template <typename Write>
+std::size_t written(const std::filesystem::path& path, const OutputPath& to, const Write& write) {
+  const auto outcome = apart([&](CallPosition&) {
+    OutputFile file(to);
+    const std::size_t calls = write(RecordingFile(path), file);
+    file.commit();
+    return std::to_string(calls);
+  });
+  if (const auto* crash = std::get_if<Crash>(&outcome)) throw Error(path.string() + ": not cut: " + crash->words);
+  return std::stoul(std::get<std::string>(outcome));
+}
+
 }  // namespace
+
+void require_calls(const RecordingFile& recording, const Window& window) {
+  double last = 0;
+  bool has_call = false;
+  recording.for_each([&](const RecordedCall& call) {
+    last = call.time;
+    has_call = !call.has(recording::restated) && call.time >= window.from && call.time <= window.to;
+    return !has_call;
+  });
+  if (has_call) return;
+  throw Error(fmt::format("{}: no call from {} s to {} s: the recording ends at {:.6f} s; choose other times",
+                          recording.path().string(), window.from, window.to, last));
+}
 
 Playback play(const std::filesystem::path& recording, const std::filesystem::path& module, const Window& window,
               bool shows_all_operations, const std::function<void(const RecordedCall&)>& on_call) {
@@ -58,12 +84,10 @@ Playback play(const std::filesystem::path& recording, const std::filesystem::pat
 
 std::size_t cut(const std::filesystem::path& path, const std::filesystem::path& module, const Playback& playback,
                 const OutputPath& to) {
-  const auto outcome = apart([&](CallPosition& now) {
-    const RecordingFile recording(path);
+  return written(path, to, [&](const RecordingFile& recording, OutputFile& file) {
     constexpr bool keeps_sources = true;
     Player player(recording, Module(module), keeps_sources);
     recording.for_each([&](const RecordedCall& call) {
-      now = call.position();
       const bool is_last = call.offset == playback.first;
       if (is_last && playback.has_crashed) {
         player.provenance().perform(call);
@@ -72,13 +96,15 @@ std::size_t cut(const std::filesystem::path& path, const std::filesystem::path& 
       }
       return !is_last;
     });
-    OutputFile file(to);
-    const std::size_t calls = write_slice(recording, player.provenance().last(), file);
-    file.commit();
-    return std::to_string(calls);
+    return write_slice(recording, player.provenance().last(), file);
   });
-  if (const auto* crash = std::get_if<Crash>(&outcome)) throw Error(path.string() + ": not cut: " + crash->words);
-  return std::stoul(std::get<std::string>(outcome));
+}
+
+std::size_t cut(const std::filesystem::path& path, const std::filesystem::path& module, const Window& window,
+                const OutputPath& to) {
+  return written(path, to, [&](const RecordingFile& recording, OutputFile& file) {
+    return write_window(recording, Module(module), window, file);
+  });
 }
 
 }  // namespace korvel::host

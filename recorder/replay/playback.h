@@ -28,6 +28,9 @@ void for_each_call(const RecordingFile& recording, const Window& window, const V
   });
 }
 
+/// Throws Error if the recording has no call in the window.
+void require_calls(const RecordingFile& recording, const Window& window);
+
 /// Outcome of playing a recording.
 struct Playback {
   std::string text;
@@ -45,6 +48,10 @@ Playback play(const std::filesystem::path& recording, const std::filesystem::pat
 
 /// Plays it once more and writes the calls that the first difference comes from as a recording. Returns how many.
 std::size_t cut(const std::filesystem::path& recording, const std::filesystem::path& module, const Playback& playback,
+                const OutputPath& to);
+
+/// Writes the calls in a window as a recording. Returns how many.
+std::size_t cut(const std::filesystem::path& recording, const std::filesystem::path& module, const Window& window,
                 const OutputPath& to);
 
 }  // namespace korvel::host

@@ -45,6 +45,9 @@ class Player {
   /// Copies an object that has made a call and has not ended.
   System copy(std::uint32_t object) const { return copy(*objects_.at(object)); }
 
+  /// The sum of masses, which all objects share.
+  float total_mass() const { return pristine_->getMass(); }
+
   Provenance& provenance() { return provenance_; }
   std::size_t gaps() const { return provenance_.gaps(); }
 

@@ -49,9 +49,7 @@ Provenance::Provenance(const RecordingFile& recording, bool keeps_sources)
 // ---- Objects --------------------------------------------------------------------------------------------------------
 
 Provenance::Object& Provenance::hold(std::uint32_t number, Object object) {
-  // While it lives, each object that has been called has a block to itself. A recording that was cut has a few more.
-  constexpr std::size_t of_a_cut = 64;
-  const std::size_t most = recording_.blocks() + of_a_cut;
+  const std::size_t most = recording_.blocks() + more_objects;
   if (objects_.size() >= most && objects_.count(number) == 0) {
     throw Error(fmt::format("{}: object {}: expected at most {} objects at a time in {} blocks",
                             recording_.path().string(), number, most, recording_.blocks()));
@@ -256,6 +254,23 @@ Provenance::Followed Provenance::follow(const RecordedCall& call) {
   }
   write(object, call, is_performed);
   return followed;
+}
+
+std::vector<Provenance::Known> Provenance::known_objects() const {
+  std::vector<Known> all;
+  for (const auto& [number, object] : objects_) {
+    bool is_known = !object.is_overlapped;
+    const auto earlier = [](const Source& a, const Source& b) { return a->order < b->order; };
+    std::set<Source, decltype(earlier)> setters(earlier);
+    (recording::inputs_of_object | Resources{Resource::inertias}).for_each([&](Resource kind) {
+      for (const Value& value : (shared.has(kind) ? module_ : object.values)[static_cast<std::size_t>(kind)]) {
+        is_known = is_known && value.is_known;
+        if (value.source) setters.insert(value.source);
+      }
+    });
+    if (is_known) all.push_back({number, object.next_call, {setters.begin(), setters.end()}});
+  }
+  return all;
 }
 
 void Provenance::perform(const RecordedCall& call) { write(object_of(call), call, true); }

@@ -42,6 +42,10 @@ class Provenance {
     bool reads_early = false;  ///< the call reads a result that was not computed since the object was made
   };
 
+  /// A recording that was cut has at most this many objects more at a time than blocks. In others, each object that has
+  /// been called has a block to itself.
+  static constexpr std::size_t more_objects = 64;
+
   /// Sources are kept for a cut; they need memory for every call that a value comes from.
   explicit Provenance(const RecordingFile& recording, bool keeps_sources = false);
 
@@ -56,6 +60,13 @@ class Provenance {
   std::size_t gaps() const { return gaps_; }
   /// The last call that was performed.
   const Source& last() const { return last_; }
+  /// An object whose inputs are known, and the calls that set them and the inertias last, in the order of time.
+  struct Known {
+    std::uint32_t object, next_call;
+    std::vector<Source> setters;
+  };
+  /// These objects, if sources are kept.
+  std::vector<Known> known_objects() const;
 
  private:
   struct Value {

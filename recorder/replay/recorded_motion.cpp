@@ -4,10 +4,32 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 
 #include "host/robot/frames.h"
+#include "recorder/replay/words.h"
 
 namespace korvel::host {
+
+namespace {
+
+bool sets_wrench(const RecordedCall& call) { return call.operation.writes.has(Resource::wrenches); }
+
+/// The wrench that a call sets, about the origin of its body in the axes of it.
+Eigen::Matrix<double, 6, 1> wrench_of(const RecordedCall& call) {
+  using Vector = Eigen::Matrix<float, 6, 1>;
+  const char* at = call.arguments + sizeof(std::uint64_t);
+  Vector given;
+  std::memcpy(given.data(), at, sizeof(float) * 6);
+  Eigen::Matrix<double, 6, 1> wrench = given.cast<double>();
+  if (!call.is<wrench_in_frame>()) return wrench;
+  const auto frame = isometry(recording::take<QZ::Math::Transform>(at + sizeof(float) * 6, 0));
+  const Eigen::Vector3d force = frame.linear() * wrench.head<3>();
+  wrench << force, frame.linear() * wrench.tail<3>() + frame.translation().cross(force);
+  return wrench;
+}
+
+}  // namespace
 
 std::string RecordedMotion::header(const RecordingFile& recording) {
   return fmt::format("time,x,y,z,qw,qx,qy,qz,{}\n", fmt::join(recording.joints(), ","));
@@ -19,9 +41,22 @@ std::string RecordedMotion::row() const {
                      q.x(), q.y(), q.z(), fmt::join(joints_, ","));
 }
 
+const std::string& RecordedMotion::brought_by() const {
+  const auto earlier = [](const auto& a, const auto& b) { return a.second.first < b.second.first; };
+  const auto first = std::min_element(set_by_.begin(), set_by_.end(), earlier);
+  return first == set_by_.end() ? computed_by_ : first->second.second;
+}
+
 RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   if (call.header.object != object_ || call.has(recording::incomplete_inputs) || !call.has_returned()) {
     return Row::unchanged;
+  }
+  const auto name_call = [&] { return fmt::format("{}, {}", call.operation.name, in_words(call.position())); };
+  const Resources sets = call.operation.writes & recording::inputs_of_object;
+  if (!sets.empty() && !sets.has(Resource::volatile_poses)) {
+    const std::pair input{call.header.operation, call.index()};
+    set_by_.erase(input);
+    if (!call.has_finite_arguments(size_)) set_by_[input] = {call.time, name_call()};
   }
   const auto set = [](bool& has_moved, auto* held, const char* values, std::size_t size) {
     has_moved = has_moved || std::memcmp(held, values, size) != 0;
@@ -49,17 +84,42 @@ RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   } else if (computes.has(Resource::torques)) {
     time_ = std::max(call.time, time_);
   }
+  if (begins || computes.has(Resource::torques)) computed_by_ = name_call();
   computed_ = begins ? computes : computed_ | computes;
   root_has_moved_ = joints_have_moved_ = false;
   return begins ? Row::begun : Row::extended;
 }
 
 RecordedSamples::RecordedSamples(const RecordingFile& recording, std::uint32_t object, const Module& module,
-                                 double from, Take take)
-    : object_(object), from_(from), take_(std::move(take)), motion_(recording, object), player_(recording, module) {}
+                                 const Window& window, Take take)
+    : object_(object),
+      from_(window.from),
+      take_(std::move(take)),
+      motion_(recording, object),
+      player_(recording, module) {
+  find_bodies(recording, window);
+}
+
+void RecordedSamples::find_bodies(const RecordingFile& recording, const Window& window) {
+  std::set<unsigned long> bodies;
+  for_each_call(recording, window, [&](const RecordedCall& call, bool) {
+    const bool sets = call.header.object == object_ && sets_wrench(call) && call.has_valid_index(recording.size());
+    if (sets && !wrench_of(call).isZero(0)) bodies.insert(call.index());
+  });
+  for (const unsigned long body : bodies) wrenches_.emplace_back(body, Eigen::Matrix<double, 6, 1>::Zero());
+}
+
+void RecordedSamples::keep_wrench(const RecordedCall& call) {
+  const bool sets = call.header.object == object_ && sets_wrench(call) && call.has_returned();
+  if (!sets || call.has(recording::incomplete_inputs)) return;
+  for (auto& [body, wrench] : wrenches_) {
+    if (body == call.index()) wrench = wrench_of(call);
+  }
+}
 
 void RecordedSamples::add(const RecordedCall& call) {
   player_.play(call, false);
+  keep_wrench(call);
   const RecordedMotion::Row row = motion_.add(call);
   if (row == RecordedMotion::Row::unchanged) return;
   if (row == RecordedMotion::Row::begun) end();
@@ -72,9 +132,13 @@ void RecordedSamples::add(const RecordedCall& call) {
 
 RecordedSample RecordedSamples::sample(double time, bool has_torques) const {
   // Results come from another object: the host may have computed less, or stored poses of its own.
-  RecordedSample sample{time, player_.copy(object_), has_torques};
+  RecordedSample sample{time, player_.copy(object_), has_torques, wrenches_, motion_.brought_by()};
   sample.robot->computeFwdKinematics();
   sample.robot->computeInverseDynamics();
+  for (auto& [body, wrench] : sample.wrenches) {
+    const Eigen::Matrix3d to_world = isometry(sample.robot->getPose(body)).linear();
+    wrench << to_world * wrench.head<3>(), to_world * wrench.tail<3>();
+  }
   return sample;
 }
 

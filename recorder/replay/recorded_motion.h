@@ -1,10 +1,14 @@
 #pragma once
 
+#include <Eigen/Core>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "recorder/replay/playback.h"
 #include "recorder/replay/player.h"
 
 namespace korvel::host {
@@ -17,7 +21,7 @@ namespace korvel::host {
 class RecordedMotion {
  public:
   RecordedMotion(const RecordingFile& recording, std::uint32_t object)
-      : object_(object), joints_(recording.joints().size()) {}
+      : object_(object), size_(recording.size()), joints_(recording.joints().size()) {}
 
   enum class Row { unchanged, begun, extended };
   /// Follows the calls from the first one on. Says what the call does to the last row.
@@ -29,14 +33,25 @@ class RecordedMotion {
   std::string row() const;
   static std::string header(const RecordingFile& recording);
 
+  /// The call that brought NaN or infinity: the first of those that set what the object has, or else the one that
+  /// computed the last row.
+  const std::string& brought_by() const;
+
  private:
   std::uint32_t object_;
+  RobotSize size_;
   QZ::Math::Transform root_;
   std::vector<float> joints_;
   Resources computed_;                                       ///< what the last row has
   bool root_has_moved_ = false, joints_have_moved_ = false;  ///< since its last computation
   double time_ = -1;
+  /// The calls that set inputs that are not finite, by operation and index, with their times.
+  std::map<std::pair<std::uint16_t, std::uint64_t>, std::pair<double, std::string>> set_by_;
+  std::string computed_by_;
 };
+
+/// The force [N] and the moment [N m] on each of some bodies.
+using BodyWrenches = std::vector<std::pair<unsigned long, Eigen::Matrix<double, 6, 1>>>;
 
 /// A sample of a recorded motion.
 struct RecordedSample {
@@ -44,6 +59,9 @@ struct RecordedSample {
   /// The object as the host had set it, its rates and wrenches too, with kinematics and inverse dynamics computed.
   System robot;
   bool has_torques;  ///< the host had them computed itself, with all that they depend on
+  /// The wrenches that the host had set, about the bodies' origins in the axes of the world.
+  BodyWrenches wrenches;
+  std::string brought_by;  ///< as RecordedMotion has it
 };
 
 /// Takes the samples of an object's motion, as RecordedMotion has them, out of its calls.
@@ -51,8 +69,10 @@ class RecordedSamples {
  public:
   using Take = std::function<void(const RecordedSample&)>;
 
-  /// Hands over the samples from `from` on [s]. Throws Error as Player does.
-  RecordedSamples(const RecordingFile& recording, std::uint32_t object, const Module& module, double from, Take take);
+  /// Hands over the samples in a window, each with the wrenches of the bodies that get one. Throws Error as Player
+  /// does.
+  RecordedSamples(const RecordingFile& recording, std::uint32_t object, const Module& module, const Window& window,
+                  Take take);
 
   /// Performs the calls, from the first one on. A sample is complete when the next one begins.
   void add(const RecordedCall& call);
@@ -65,12 +85,17 @@ class RecordedSamples {
 
  private:
   RecordedSample sample(double time, bool has_torques) const;
+  /// Finds the bodies that get a wrench.
+  void find_bodies(const RecordingFile& recording, const Window& window);
+  /// Keeps the wrench that a call sets on one of them.
+  void keep_wrench(const RecordedCall& call);
 
   std::uint32_t object_;
   double from_;
   Take take_;
   RecordedMotion motion_;
   Player player_;
+  BodyWrenches wrenches_;  ///< in the axes of the bodies
   std::optional<RecordedSample> last_;
   std::size_t count_ = 0;
 };

@@ -36,6 +36,16 @@ nlohmann::json members_of(const std::string& text) {
 
 }  // namespace
 
+bool RecordedCall::has_finite_arguments(const RobotSize& size) const {
+  const char* at = arguments;
+  for (const recording::Shape& shape : operation.arguments) {
+    const std::size_t bytes = shape.bytes(size);
+    if (shape.type == recording::NumberType::real && !all_finite(at, bytes / sizeof(float))) return false;
+    at += bytes;
+  }
+  return true;
+}
+
 // ---- What the file says of itself -----------------------------------------------------------------------------------
 
 RecordingFile::RecordingFile(std::filesystem::path path) : path_(std::move(path)) {
@@ -121,7 +131,7 @@ void RecordingFile::read_description() try {
 void RecordingFile::read_blocks() {
   const std::uint64_t rest = file_size_ % block_size;
   if (rest != 0 && ended()) throw error_at(file_size_ - rest, "the last block is cut short");
-  std::uint64_t last = 0;
+  std::uint64_t& last = last_block_;
   for (std::uint64_t offset = block_size; offset + block_size <= file_size_; offset += block_size) {
     BlockPosition position{offset, {}};
     read_at(offset, &position.header, sizeof(position.header));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -42,6 +44,7 @@ struct RecordedCall {
     const bool has_one = operation.index != IndexKind::none && operation.index != IndexKind::root;
     return has_one ? recording::take<std::uint64_t>(arguments, 0) : 0;
   }
+  bool has_finite_arguments(const RobotSize& size) const;
   /// Whether the operation takes this index. Of those that take one of no body, getPose takes ~0 alone.
   bool has_valid_index(const RobotSize& size) const {
     const IndexKind kind = operation.index;
@@ -49,6 +52,13 @@ struct RecordedCall {
     return kind == IndexKind::body_or_none && (!is<&Interface::getPose>() || index() == ~std::uint64_t{0});
   }
 };
+
+inline bool all_finite(const char* floats, std::size_t count) {
+  bool all = true;
+  for (std::size_t i = 0; i < count; ++i)
+    all = all && std::isfinite(recording::take<float>(floats + i * sizeof(float), 0));
+  return all;
+}
 
 /// A file that the recorder has written, whole or as the end of its process left it.
 class RecordingFile {
@@ -71,6 +81,11 @@ class RecordingFile {
   bool header_damaged() const { return header_damaged_; }
   /// How many blocks of records there are.
   std::size_t blocks() const { return blocks_; }
+  /// How many there were, with those that were written over or cut off.
+  std::uint64_t last_block() const { return std::max(last_block_, header_.last_block); }
+
+  /// From the beginning to the last time at which the recorder has written [s].
+  double duration() const { return seconds(header_.last.ticks - header_.start.ticks); }
 
   /// Calls `visit` with every record in the order of time, until it returns false. What it is handed lives until it
   /// returns. Throws Error as the constructor does. Of a file that was not ended, a block that is not whole is left
@@ -98,6 +113,7 @@ class RecordingFile {
   mutable std::ifstream file_;
   std::uint64_t file_size_ = 0;
   std::size_t blocks_ = 0;
+  std::uint64_t last_block_ = 0;
   recording::FileHeader header_{};
   std::string text_;
   std::string version_, build_id_;

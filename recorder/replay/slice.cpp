@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <set>
 #include <string_view>
 
@@ -21,19 +22,79 @@ std::string bytes_of(const void* value, std::size_t size) { return {static_cast<
 constexpr std::uint16_t number_of(Operation operation) { return static_cast<std::uint16_t>(operation); }
 bool is_create(const RecordHeader& header) { return header.operation == number_of(operation_of<&::create>); }
 
-std::string block_of(std::uint64_t number, const std::string& records) {
-  RecordHeader first;
-  std::memcpy(&first, records.data(), sizeof(first));
-  BlockHeader header{};
-  header.magic = recording::block_magic;
-  header.stream = 1;
-  header.number = number;
-  header.ticks = first.ticks;
-  header.complete = header.begun = records.size();
-  header.check[0] = {records.size(), recording::checksum(header, records.data(), records.size())};
-  std::string block = bytes_of(&header, sizeof(header)) + records;
-  block.resize(block_size);
-  return block;
+/// The blocks of a recording that is written anew, in one stream.
+class Blocks {
+ public:
+  void add(const RecordHeader& header, std::string_view values) {
+    if (header.operation == number_of(operation_of<&::destroy>)) {
+      objects_.erase(header.object);
+    } else {
+      objects_.insert(header.object);
+    }
+    const bool is_full = blocks_.back().size() + header.size > recording::records_per_block;
+    if (is_full || objects_.size() > blocks_.size() + Provenance::more_objects) blocks_.emplace_back();
+    blocks_.back() += bytes_of(&header, sizeof(header));
+    blocks_.back() += values;
+  }
+
+  void write(const RecordingFile& recording, OutputFile& file) const {
+    FileHeader header = recording.header();
+    header.lost = header.overlapped = 0;
+    header.version = recording::format_version;
+    header.ended = block_size * (1 + blocks_.size());
+    header.blocks = blocks_.size();
+    header.last_block = std::max<std::uint64_t>(header.blocks, recording.last_block());
+    recording::seal(header);
+    std::string first = bytes_of(&header, sizeof(header)) + recording.description();
+    first.resize(block_size);
+    file.write(first);
+    for (std::size_t i = 0; i < blocks_.size(); ++i) file.write(block_of(i + 1, blocks_[i]));
+  }
+
+ private:
+  static std::string block_of(std::uint64_t number, const std::string& records) {
+    RecordHeader first;
+    std::memcpy(&first, records.data(), sizeof(first));
+    BlockHeader header{};
+    header.magic = recording::block_magic;
+    header.stream = 1;
+    header.number = number;
+    header.ticks = first.ticks;
+    header.complete = header.begun = records.size();
+    header.check[0] = {records.size(), recording::checksum(header, records.data(), records.size())};
+    std::string block = bytes_of(&header, sizeof(header)) + records;
+    block.resize(block_size);
+    return block;
+  }
+
+  std::vector<std::string> blocks_{{}};
+  std::set<std::uint32_t> objects_;  ///< that have not ended
+};
+
+/// What a block of an object begins with before a call, as the recorder writes it.
+void add_restated(const Provenance::Known& known, const RecordHeader& next, std::optional<float> total_mass,
+                  Blocks& blocks) {
+  RecordHeader header{};
+  header.size = sizeof(header);
+  header.operation = number_of(operation_of<&::create>);
+  header.flags = recording::restated;
+  header.object = known.object;
+  header.call = known.next_call;
+  header.shared_changes = next.shared_changes;
+  header.ticks = next.ticks;
+  blocks.add(header, {});
+  for (const Source& setter : known.setters) {
+    RecordHeader input = header;
+    input.size = setter->header.size;
+    input.operation = setter->header.operation;
+    input.flags |= setter->header.flags;
+    blocks.add(input, setter->values);
+  }
+  if (!total_mass) return;
+  header.operation = number_of(operation_of<mass_of_robot>);
+  header.flags |= recording::has_result;
+  header.result = recording::result_word(recording::NumberType::real, &*total_mass, sizeof(*total_mass));
+  blocks.add(header, {});
 }
 
 }  // namespace
@@ -55,7 +116,7 @@ std::size_t write_slice(const RecordingFile& recording, const Source& last, Outp
 
   // One object does what several have done: each has what it needs from those it was cloned from.
   constexpr std::uint32_t only = 1;
-  std::vector<std::string> blocks{{}};
+  Blocks blocks;
   std::uint32_t number = 0;
   std::uint16_t shared_changes = 0;
   const auto add = [&](RecordHeader header, const std::string& values, std::uint32_t object, std::uint32_t call) {
@@ -63,8 +124,7 @@ std::size_t write_slice(const RecordingFile& recording, const Source& last, Outp
     header.call = call;
     header.shared_changes = shared_changes;
     if (is_create(header) || header.operation == number_of(operation_of<&Interface::setBodyInertia>)) ++shared_changes;
-    if (blocks.back().size() + header.size > recording::records_per_block) blocks.emplace_back();
-    blocks.back() += bytes_of(&header, sizeof(header)) + values;
+    blocks.add(header, values);
   };
   RecordHeader create = (*calls.begin())->header;
   create.size = sizeof(create);
@@ -80,17 +140,33 @@ std::size_t write_slice(const RecordingFile& recording, const Source& last, Outp
     add(call->header, call->values, makes ? ++others : only, makes ? 1 : ++number);
   }
 
-  FileHeader header = recording.header();
-  header.lost = header.overlapped = 0;
-  header.version = recording::format_version;
-  header.ended = block_size * (1 + blocks.size());
-  header.blocks = header.last_block = blocks.size();
-  recording::seal(header);
-  std::string first = bytes_of(&header, sizeof(header)) + recording.description();
-  first.resize(block_size);
-  file.write(first);
-  for (std::size_t i = 0; i < blocks.size(); ++i) file.write(block_of(i + 1, blocks[i]));
+  blocks.write(recording, file);
   return calls.size();
+}
+
+std::size_t write_window(const RecordingFile& recording, const Module& module, const Window& window, OutputFile& file) {
+  constexpr bool keeps_sources = true;
+  Player player(recording, module, keeps_sources);
+  Blocks blocks;
+  std::size_t calls = 0;
+  for_each_call(recording, window, [&](const RecordedCall& call, bool is_within) {
+    if (!is_within) {
+      player.play(call, false);
+      return;
+    }
+    if (call.has(recording::restated)) return;
+    if (calls++ == 0) {
+      const bool knows_mass = player.provenance().knows_total_mass();
+      const auto total_mass = knows_mass ? std::optional(player.total_mass()) : std::nullopt;
+      for (const Provenance::Known& known : player.provenance().known_objects()) {
+        add_restated(known, call.header, total_mass, blocks);
+      }
+    }
+    blocks.add(call.header, {call.arguments, call.header.size - sizeof(call.header)});
+  });
+  if (calls == 0) throw Error(recording.path().string() + ": there is no call to cut");
+  blocks.write(recording, file);
+  return calls;
 }
 
 }  // namespace korvel::host

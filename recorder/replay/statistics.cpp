@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "motion/csv/printable.h"
 #include "recorder/replay/words.h"
@@ -17,24 +16,25 @@ using recording::NumberType;
 
 constexpr std::array shares{0.5, 0.9, 0.99, 0.999};
 
-// With these a cycle begins.
+// With one of these a cycle begins.
 constexpr Resources inputs{Resource::root_pose, Resource::root_velocity, Resource::root_acceleration,
                            Resource::positions, Resource::velocities,    Resource::accelerations,
                            Resource::wrenches};
 
-bool all_finite(const char* bytes, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) {
-    float value = 0;
-    std::memcpy(&value, bytes + i * sizeof(value), sizeof(value));
-    if (!std::isfinite(value)) return false;
-  }
-  return true;
-}
+// The first setter begins cycles, unless it only prepares the object: it is called at least once in so many calls of
+// the one that is called most.
+constexpr std::size_t seldom = 20;
 
 /// Three digits or more, in a column.
 std::string in_microseconds(double ns) {
   const double us = ns / 1e3;
   return fmt::format("{:>8.{}f}", us, us < 10 ? 2 : us < 100 ? 1 : 0);
+}
+
+/// How fast a recording has grown; 2^20 bytes are a megabyte, as KORVEL_RECORD_LIMIT counts them.
+double megabytes_per_minute(const RecordingFile& recording) {
+  constexpr double megabytes = static_cast<double>(recording::block_size) / (1 << 20);
+  return static_cast<double>(recording.last_block()) * megabytes / std::max(recording.duration(), 1e-3) * 60;
 }
 
 }  // namespace
@@ -74,37 +74,48 @@ void Statistics::remark(const std::string& what, const RecordedCall& call) {
 
 void Statistics::add(const RecordedCall& call, bool counts) {
   const Provenance::Followed followed = provenance_.follow(call);
-  if (call.has(recording::restated) || !counts) return;
-  Object& object = objects_[call.header.object];
-  ++calls_;
-  ++object.calls;
+  if (call.has(recording::restated)) return;
+  follow_cycle(objects_[call.header.object], call);
+  if (!counts) return;
+  if (calls_++ == 0) first_time_ = call.time;
+  ++calls_of_[call.header.object];
   lost_ += followed.lost;
   last_time_ = call.time;
   if (!call.has_returned()) return remark("calls that did not return", call);
   took_[call.header.operation].add(call.took, call.position());
   look_at_numbers(call);
   look_at_order(call, followed.reads_early);
-  follow_cycle(object, call);
 }
 
 void Statistics::follow_cycle(Object& object, const RecordedCall& call) {
-  const bool sets = call.operation.writes.meets(inputs);
-  if (sets && !object.in_inputs) {
-    if (object.cycle) {
-      periods_.add(call.time - object.cycle->first.time, object.cycle->first);
-      cycles_.add(object.cycle->time, object.cycle->first);
-    }
-    object.cycle = {call.position(), 0};
+  if (call.operation.writes.meets(inputs)) {
+    // Setting several joints one after the other begins one cycle.
+    std::vector<Beginning>& all = object.setters[call.header.operation];
+    const bool begins = all.empty() || object.computations > all.back().computations;
+    if (begins) all.push_back({call.position(), object.spent, object.computations});
   }
-  object.in_inputs = sets;
-  if (object.cycle) object.cycle->time += call.took;
+  if (!call.operation.stages.empty()) ++object.computations;
+  if (call.has_returned()) object.spent += call.took;
 }
 
 void Statistics::end() {
-  for (auto& [number, object] : objects_) {
-    if (object.cycle) cycles_.add(object.cycle->time, object.cycle->first);
-    object.cycle.reset();
+  for (const auto& [number, object] : objects_) {
+    std::size_t most = 0;
+    for (const auto& [operation, all] : object.setters) most = std::max(most, all.size());
+    const std::vector<Beginning>* first = nullptr;
+    for (const auto& [operation, all] : object.setters) {
+      const bool is_earlier = first == nullptr || all.front().at.time < first->front().at.time;
+      if (all.size() * seldom >= most && is_earlier) first = &all;
+    }
+    for (std::size_t i = 0; first != nullptr && i < first->size(); ++i) {
+      const auto& [at, spent, computations] = (*first)[i];
+      if (at.time < first_time_) continue;
+      const bool is_last = i + 1 == first->size();
+      cycles_.add((is_last ? object.spent : (*first)[i + 1].spent) - spent, at);
+      if (!is_last) periods_.add((*first)[i + 1].at.time - at.time, at);
+    }
   }
+  objects_.clear();
 }
 
 void Statistics::look_at_order(const RecordedCall& call, bool reads_early) {
@@ -116,14 +127,7 @@ void Statistics::look_at_order(const RecordedCall& call, bool reads_early) {
 
 void Statistics::look_at_numbers(const RecordedCall& call) {
   const recording::OperationEntry& e = call.operation;
-  const char* at = call.arguments;
-  for (const recording::Shape& shape : e.arguments) {
-    const std::size_t bytes = shape.bytes(recording_.size());
-    if (shape.type == NumberType::real && !all_finite(at, bytes / sizeof(float))) {
-      remark("arguments that are not finite", call);
-    }
-    at += bytes;
-  }
+  if (!call.has_finite_arguments(recording_.size())) remark("arguments that are not finite", call);
   if (e.result.type != NumberType::real || !call.has(recording::has_result)) return;
   const std::size_t numbers = e.result.numbers(recording_.size());
   const bool in_word = numbers * sizeof(float) <= sizeof(call.header.result);
@@ -133,8 +137,9 @@ void Statistics::look_at_numbers(const RecordedCall& call) {
 
 std::string Statistics::text() const {
   std::string text = in_words(recording_);
-  text +=
-      fmt::format("{} of {} up to {:.3f} s\n", counted(calls_, "call"), counted(objects_.size(), "object"), last_time_);
+  text += fmt::format("{} of {} up to {:.3f} s\n", counted(calls_, "call"), counted(calls_of_.size(), "object"),
+                      last_time_);
+  text += fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", megabytes_per_minute(recording_));
   if (lost_ > 0) text += fmt::format("{} missing between the recorded ones, or before them\n", counted(lost_, "call"));
   for (const auto& [what, remark] : remarks_)
     text += fmt::format("{} {}; the first is\n  {}\n", remark.count, what, remark.first);
@@ -147,7 +152,7 @@ std::string Statistics::text() const {
     places += durations.place_of_longest(name);
   };
   for (std::size_t i = 0; i < took_.size(); ++i) add(took_[i], recording::all_operations[i].name);
-  if (cycles_.times.count() > 0) text += "\nA cycle begins when an object is set, and ends when it is set again.\n";
+  if (cycles_.times.count() > 0) text += "\nA cycle begins with the setter that begins the first one.\n";
   add(cycles_, "time of a cycle's calls");
   add(periods_, "from cycle to cycle");
   return text + places;
@@ -162,16 +167,22 @@ nlohmann::json Statistics::json() const {
   for (const auto& [what, remark] : remarks_) {
     remarks.push_back({{"what", what}, {"count", remark.count}, {"first", remark.first}});
   }
-  return {{"calls", calls_},         {"objects", objects_.size()},
-          {"seconds", last_time_},   {"missing", lost_},
-          {"remarks", remarks},      {"operations", operations},
-          {"cycle", cycles_.json()}, {"from_cycle_to_cycle", periods_.json()}};
+  return {{"calls", calls_},
+          {"objects", calls_of_.size()},
+          {"seconds", last_time_},
+          {"missing", lost_},
+          {"megabytes_per_minute", megabytes_per_minute(recording_)},
+          {"remarks", remarks},
+          {"operations", operations},
+          {"cycle", cycles_.json()},
+          {"from_cycle_to_cycle", periods_.json()}};
 }
 
-std::uint32_t Statistics::busiest_object() const {
-  const auto fewer = [](const auto& a, const auto& b) { return a.second.calls < b.second.calls; };
-  const auto most = std::max_element(objects_.begin(), objects_.end(), fewer);
-  return most == objects_.end() ? 0 : most->first;
+std::pair<std::uint32_t, std::size_t> Statistics::busiest_object() const {
+  const auto fewer = [](const auto& a, const auto& b) { return a.second < b.second; };
+  const auto most = std::max_element(calls_of_.begin(), calls_of_.end(), fewer);
+  if (most == calls_of_.end()) return {};
+  return *most;
 }
 
 }  // namespace korvel::host

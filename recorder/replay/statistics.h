@@ -3,8 +3,8 @@
 #include <array>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/timing/time_histogram.h"
@@ -24,8 +24,8 @@ class Statistics {
 
   std::string text() const;
   nlohmann::json json() const;
-  /// The object with the most calls, 0 if there is none.
-  std::uint32_t busiest_object() const;
+  /// The object with the most calls, and how many it has; zeros if there is none.
+  std::pair<std::uint32_t, std::size_t> busiest_object() const;
 
  private:
   struct Durations {
@@ -37,14 +37,16 @@ class Statistics {
     std::string place_of_longest(const std::string& name) const;
     nlohmann::json json() const;
   };
-  struct Cycle {
-    CallPosition first;
-    double time;  ///< of its calls
+  /// A call with which a cycle may begin, and what the object had done before.
+  struct Beginning {
+    CallPosition at;
+    double spent;
+    std::size_t computations;
   };
   struct Object {
-    std::size_t calls = 0;
-    bool in_inputs = false;  ///< the last call set something
-    std::optional<Cycle> cycle;
+    double spent = 0;  ///< in calls
+    std::size_t computations = 0;
+    std::map<std::uint16_t, std::vector<Beginning>> setters;  ///< by operation
   };
   /// Something to look at, with its first place.
   struct Remark {
@@ -52,7 +54,7 @@ class Statistics {
     std::string first;
   };
 
-  void follow_cycle(Object& object, const RecordedCall& call);
+  static void follow_cycle(Object& object, const RecordedCall& call);
   void remark(const std::string& what, const RecordedCall& call);
   void look_at_order(const RecordedCall& call, bool reads_early);
   void look_at_numbers(const RecordedCall& call);
@@ -62,9 +64,10 @@ class Statistics {
   std::array<Durations, operation_count> took_;
   Durations cycles_, periods_;
   std::map<std::uint32_t, Object> objects_;
+  std::map<std::uint32_t, std::size_t> calls_of_;  ///< by object
   std::map<std::string, Remark> remarks_;
   std::size_t calls_ = 0, lost_ = 0;
-  double last_time_ = 0;
+  double first_time_ = 0, last_time_ = 0;
 };
 
 }  // namespace korvel::host

@@ -1,8 +1,8 @@
-// The MCAP file of examples/mcap, read by the format's own reader, has the numbers of the results and of the motion.
+// The MCAP file of examples/mcap, read by the format's own reader, has the numbers of the results.
 import {McapIndexedReader} from '@mcap/core';
 import assert from 'node:assert/strict';
 import {execFileSync, spawnSync} from 'node:child_process';
-import {existsSync, mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
+import {mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {test} from 'node:test';
@@ -27,7 +27,7 @@ async function messagesIn(file) {
   return topics;
 }
 
-test('results and motion become MCAP', async (t) => {
+test('results become MCAP', async (t) => {
   const folder = mkdtempSync(join(tmpdir(), 'korvel-'));
   t.after(() => rmSync(folder, {recursive: true}));
   const file = (name) => join(folder, name);
@@ -36,7 +36,7 @@ test('results and motion become MCAP', async (t) => {
   execFileSync(process.env.KORVEL_HOST, ['run', file('motion.csv'), '-o', file('results.csv')], {stdio: 'pipe'});
   const convert = (...options) => spawnSync(process.execPath, ['results-to-mcap.mjs', file('results.csv'), ...options], {encoding: 'utf8'});
   const start = '2026-11-25T03:12:45.123Z';
-  const {status, stderr} = convert(file('odd.mcap'), '--motion', file('motion.csv'), '--start', start);
+  const {status, stderr} = convert(file('odd.mcap'), '--start', start);
   assert.equal(status, 0, stderr);
   const topics = await messagesIn(file('odd.mcap'));
 
@@ -49,18 +49,13 @@ test('results and motion become MCAP', async (t) => {
     }
     const {joints} = topics['/joint_states'][s];
     assert.equal(joints.length, 24);
-    for (const {name, effort} of joints) assert.equal(effort, result(`${name}_torque`));
-    assert.equal(joints.find(({name}) => name === 'LKneePitch').position, 0.5 * time * time);
+    for (const {name, position, velocity, effort} of joints) {
+      assert.deepEqual([position, velocity, effort], ['angle', 'speed', 'torque'].map((quantity) => result(`${name}_${quantity}`)));
+    }
+    assert.equal(Math.fround(joints.find(({name}) => name === 'LKneePitch').position), Math.fround(0.5 * time * time));
     const {transforms} = topics['/tf'][s];
     assert.equal(transforms.length, 25);
     for (const {child_frame_id, translation} of transforms) placed(translation, child_frame_id.replace('_origin', ''));
     placed(topics['/centre_of_mass'][s].point, 'com');
   });
-
-  // A motion with other times is not that of the results.
-  writeFileSync(file('other.csv'), 'time,LKneePitch\n0,0\n1,1\n');
-  const refused = convert(file('no.mcap'), '--motion', file('other.csv'));
-  assert.notEqual(refused.status, 0);
-  assert.match(refused.stderr, /other\.csv: row 2: expected time/);
-  assert.ok(!existsSync(file('no.mcap')));
 });

@@ -153,13 +153,15 @@ bool is_read(const std::filesystem::path& path, const char* module, const std::f
     is_cut = player.play(call, true);
     return !is_cut;
   });
+  Outputs outputs;
+  OutputFile file(outputs.claim(cut));
   if (is_cut) {
-    Outputs outputs;
-    OutputFile file(outputs.claim(cut));
     write_slice(recording, player.provenance().last(), file);
-    file.commit();
+  } else {
+    write_window(recording, Module(module), {0.001}, file);
   }
-  RecordedSamples samples(recording, 1, Module(module), 0, [](const RecordedSample&) {});
+  file.commit();
+  RecordedSamples samples(recording, 1, Module(module), {}, [](const RecordedSample&) {});
   recording.for_each([&](const RecordedCall& call) {
     samples.add(call);
     return true;

@@ -25,7 +25,8 @@ TEST_F(Format, ARecordingOfTheFirstVersionReplaysAsBefore) {
   auto results = columns_in<double>("results.csv");
   const std::vector<double> time = results.extract("time").mapped();
   const std::vector<double> time_before = before.extract("time").mapped();
-  EXPECT_EQ(results, before);
+  // Results have more columns now.
+  for (const auto& [name, column] : before) EXPECT_EQ(results.at(name), column) << name;
   // Torques were told at the time of the kinematics before them.
   ASSERT_EQ(time.size(), time_before.size());
   for (std::size_t i = 0; i < time.size(); ++i) EXPECT_NEAR(time[i], time_before[i], 1e-3) << "row " << i;

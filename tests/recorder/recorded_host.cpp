@@ -96,6 +96,47 @@ void standing(const Module& module, unsigned long cycles) {
   }
 }
 
+/// Each of `cycles` sets the joints once and a wrench twice, before one call of the dynamics each. The root is set
+/// once.
+void stages(const Module& module, unsigned long cycles) {
+  const System robot = module.create();
+  robot->setRootPose({});
+  for (unsigned long i = 0; i < cycles; ++i) {
+    robot->setJointAnglesPos(Eigen::ArrayXf::Constant(24, 0.01F * static_cast<float>(i)));
+    for (int k = 0; k < (i == 3 ? 5000 : 1); ++k) robot->computeFwdKinematics();
+    for (const float force : {1.0F, 2.0F}) {
+      robot->setExternalWrench(13, {force, 0, 0, 0, 0, 0});
+      robot->computeInverseDynamics();
+    }
+  }
+}
+
+/// Six samples of a turned robot with a wrench on a foot and one on a hand, there given in another frame. The
+/// velocities of the second sample are not numbers, the root of the fourth is infinitely far away, and the
+/// accelerations of the last one are too large for its torques.
+void gaps(const Module& module) {
+  const System robot = module.create();
+  QZ::Math::Transform quarter;  // turned about the vertical
+  quarter.r00 = quarter.r11 = 0;
+  quarter.r10 = 1;
+  quarter.r01 = -1;
+  for (int i = 0; i < 6; ++i) {
+    robot->setJointAnglesPos(Eigen::ArrayXf::Constant(24, 0.1F * static_cast<float>(i)));
+    const float rate = i == 1 ? -std::numeric_limits<float>::quiet_NaN() : 0.0F;
+    robot->setJointAnglesVel(Eigen::ArrayXf::Constant(24, rate));
+    robot->setJointAnglesAcc(Eigen::ArrayXf::Constant(24, i == 5 ? std::numeric_limits<float>::max() : 0));
+    quarter.tx = i == 3 ? std::numeric_limits<float>::infinity() : 0;
+    robot->setRootPose(quarter);
+    robot->setExternalWrench(13, {1, 2, 3, 4, 5, 6});
+    QZ::Math::Transform beside = quarter;
+    beside.tx = 0.5F;
+    robot->setExternalWrench(20, {1, 2, 3, 4, 5, 6}, beside);
+    robot->computeFwdKinematics();
+    robot->computeInverseDynamics();
+    usleep(1000);
+  }
+}
+
 /// Three cycles, of which the second computes for long.
 void uneven(const Module& module) {
   const System robot = module.create();
@@ -175,6 +216,8 @@ int main(int argc, char** argv) {
     cycles(module, argv[3], argc > 4 ? static_cast<std::uint64_t>(std::atoll(argv[4])) : ~std::uint64_t{0});
   if (what == "mistakes") mistakes(module);
   if (what == "uneven") uneven(module);
+  if (what == "gaps") gaps(module);
+  if (what == "stages") stages(module, static_cast<unsigned long>(std::atol(argv[3])));
   if (what == "denormals") denormals(module);
   if (what == "root") root_motion(module);
   if (what == "not finite") not_finite(module);

@@ -208,40 +208,6 @@ TEST_F(Replay, AFaultIsShownWithTheFirstCallThatHasItAndCutToWhatItComesFrom) {
   }
 }
 
-TEST_F(Replay, StatisticsTellWhatTheContractDoesNotAllow) {
-  ASSERT_EQ(record("mistakes"), 0);
-  const nlohmann::json statistics = replayed(recording(), "--stats")["statistics"];
-  std::map<std::string, int> remarks;
-  for (const nlohmann::json& remark : statistics["remarks"]) remarks[remark["what"]] = remark["count"];
-  const std::map<std::string, int> expected{{"reads of what has not been computed yet", 1},
-                                            {"arguments that are not finite", 1},
-                                            {"results that are not finite", 2},
-                                            {"calls that threw", 1}};
-  EXPECT_EQ(remarks, expected);
-  EXPECT_EQ(statistics["operations"]["getJointAngleTorque"]["count"], 2);
-}
-
-// The longest cycle is where it begins, and the last one, in which a process may have ended, is one as well.
-TEST_F(Replay, StatisticsFindTheLongestCycle) {
-  ASSERT_EQ(record("uneven"), 0);
-  const nlohmann::json json = replayed(recording(), "--stats");
-  const nlohmann::json& cycle = json["statistics"]["cycle"];
-  EXPECT_EQ(cycle["count"], 3);
-  EXPECT_EQ(cycle["longest_at"].get<std::string>().substr(0, 19), "call 4 of object 1,");
-  // Calls before a window are no loss, and known of.
-  const RecordingFile file(recording());
-  double middle = 0;
-  file.for_each([&](const RecordedCall& call) {
-    middle = call.time;
-    return call.header.call < 1000;
-  });
-  const std::string span = fmt::format("--stats --from {:.9f}", middle);
-  const nlohmann::json part = replayed(recording(), span)["statistics"];
-  EXPECT_EQ(part["missing"], 0);
-  EXPECT_TRUE(part["remarks"].empty()) << part["remarks"];
-  EXPECT_NEAR(part["calls"].get<int>(), 2007 - 1000, 2);
-}
-
 TEST_F(Replay, AMotionComesBackAsItWasSet) {
   std::string motion = "time,x,LKneePitch,RShoulderRoll\n";
   for (int i = 0; i < 40; ++i) motion += fmt::format("{},{},{},{}\n", 0.01 * i, 0.1 * i, 0.003 * i * i, -0.07 * i);
@@ -303,9 +269,6 @@ TEST_F(Replay, UnusableFilesAreNamedInOneLine) {
     EXPECT_NE(outcome.err.find("text: "), std::string::npos) << outcome.err;
     EXPECT_NE(outcome.out.find(good), std::string::npos) << options;
   }
-  // Nothing is no difference only where there was something to compare.
-  EXPECT_NE(replay(good, "--from 1e9").out.find("no result could be compared"), std::string::npos);
-  EXPECT_EQ(replay(good, "--from 2 --to 1").status, 2);
   for (const char* arguments : {"text", "nothing", ".", KORVEL_MODULE}) {
     const Outcome outcome = replay(arguments);
     EXPECT_EQ(outcome.status, 2) << arguments;

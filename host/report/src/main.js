@@ -15,7 +15,7 @@ import {addPeaks} from './peaks.js';
 import {Value, watch} from './state.js';
 import {Timeline} from './timeline.js';
 import {addTopView} from './topview.js';
-import {addStanding, addVerdicts} from './verdict.js';
+import {addGaps, addStanding, addVerdicts} from './verdict.js';
 
 // The elements of the page that have an id, by it.
 const parts = Object.fromEntries([...document.querySelectorAll('[id]')].map((part) => [part.id, part]));
@@ -74,6 +74,7 @@ function show(motion) {
   addControls(page, parts);
   addTools(page, parts);
   addFold(page);
+  addGaps(parts.gaps, page);
   const charts = [
     ...(motion.standing ? addGround(page) : []),
     ...addJointCharts(parts['joint-panels'], parts['joint-title'], page),

@@ -1,12 +1,18 @@
 // Whether the robot stays on its feet, in the words of the summary of `run`: in the header, in a list of the intervals in
 // which it does not, in tables of margins, and on the time line.
-import {three} from './data/numbers.js';
+import {three, visible} from './data/numbers.js';
 import {button, element} from './dom.js';
 import {watch} from './state.js';
 import {nearestSample} from './timeline.js';
 
 const most_listed = 100;
 const marks = 1000;  // along the time line: spans closer than that are one mark
+
+// Of a long list the first items.
+function listed(all, item) {
+  const more = all.length > most_listed ? [element('li', {}, `and ${all.length - most_listed} more`)] : [];
+  return [...all.slice(0, most_listed).map(item), ...more];
+}
 
 const seconds = (time) => `${time.toFixed(3)}\u00a0s`;
 export const runName = (run, {runs}) => runs.length > 1 ? 'AB'[runs.indexOf(run)] : '';
@@ -43,6 +49,13 @@ export function marksOf(spans, last) {
   return all;
 }
 
+// The intervals with numbers that are not finite, and the calls that brought them.
+export function addGaps(list, {motion: {gaps, time}, timeline}) {
+  const between = ({first, last}) => [...new Set([first, last])].map((sample) => time[sample].toFixed(3)).join(' – ');
+  list.append(...listed(gaps, (gap) => element(
+      'li', {}, button({}, () => timeline.goToTime(time[gap.first]), `${between(gap)} s`), ` NaN or infinity: ${visible(gap.call)}`)));
+}
+
 export function addVerdicts(place, {motion, timeline}) {
   place.append(...motion.runs.map((run) => {
     const state = !run.ground ? 'held' : run.ground.summary.cannot_stand.length > 0 ? 'unborne' : 'borne';
@@ -54,15 +67,12 @@ export function addVerdicts(place, {motion, timeline}) {
 
 function intervals(run, page) {
   const {timeline} = page;
-  const all = run.ground.summary.cannot_stand;
-  const items = all.slice(0, most_listed).map(({from, to, text, missing}) => {
+  return element('ul', {class: 'spans'}, ...listed(run.ground.summary.cannot_stand, ({from, to, text, missing}) => {
     const [first, last, worst] = [from, to, missing.time].map((time) => time - run.origin);
     const words = `${first.toFixed(3)} to ${seconds(last)}  ${text}; ${
         (100 * missing.value).toFixed(1)} % of the weight unsupported at ${seconds(worst)}`;
     return element('li', {}, button({}, () => timeline.goToTime(worst, run), words));
-  });
-  if (all.length > most_listed) items.push(element('li', {}, `and ${all.length - most_listed} more`));
-  return element('ul', {class: 'spans'}, ...items);
+  }));
 }
 
 function table({heading, columns, rows}, run, {timeline}) {

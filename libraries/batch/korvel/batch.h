@@ -139,16 +139,19 @@ KORVEL_BATCH_API int korvel_batch_mass_entry(int entry, int* row, int* column);
 /* ---- Operations ------------------------------------------------------------------------------------------ */
 
 /* Numbers of a state:
- *   poses_root, poses_world  300: the three rows of [R | t] of each of 25 bodies, in the root and in the world. The
- *                            root's own pose in the root is the identity
+ *   poses_root, poses_world  12 a body: the three rows of [R | t], in the root and in the world. The root's own pose in
+ *                            the root is the identity
  *   com_root, com_world      3: centre of mass of the robot [m]
- *   jacobian                 180: row by row a 6 x 30 matrix, as getJacobianInRoot() of the module */
+ *   jacobian                 180: row by row a 6 x 30 matrix, as getJacobianInRoot() of the module
+ * The poses are those of the body_count bodies whose numbers `bodies` lists, in this order; null: of all 25. */
 typedef struct korvel_batch_kinematics_results {
   korvel_batch_output poses_root;
   korvel_batch_output poses_world;
   korvel_batch_output com_root;
   korvel_batch_output com_world;
   korvel_batch_output jacobian;
+  const int* bodies;
+  ptrdiff_t body_count;
 } korvel_batch_kinematics_results;
 
 /* Computes kinematics of n states with coordinates q, 30 numbers each. At least one result must have data. */

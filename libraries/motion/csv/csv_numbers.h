@@ -18,4 +18,7 @@ std::string_view without_plus(const std::string& field);
 double read_number(const std::filesystem::path& path, std::size_t line, const std::string& column,
                    const std::string& field);
 
+/// How results say that a number is not finite.
+inline constexpr std::string_view not_finite = "nan";
+
 }  // namespace korvel::host

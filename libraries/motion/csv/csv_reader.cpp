@@ -30,6 +30,7 @@ class Parser {
 
   void add(std::string line) {
     ++line_;
+    if (!inside_row_ && line.compare(0, 1, "#") == 0) return;
     if (!inside_row_) {
       row_.line = line_;
       length_ = 0;

@@ -16,9 +16,10 @@ struct CsvRow {
   std::vector<std::string> fields;
 };
 
-/// Calls on_row with each row of a CSV file, unquoted fields without surrounding blanks. Blank lines are no rows;
-/// quoted fields may span lines. Lines end in LF or CR LF, a UTF-8 byte order mark is skipped. A row is at most 1 MiB
-/// long, whatever the file is. Throws Error if the file cannot be read or is not CSV, and what on_row throws.
+/// Calls on_row with each row of a CSV file, unquoted fields without surrounding blanks. Blank lines and
+/// lines that begin with # are no rows; quoted fields may span lines. Lines end in LF or CR LF, a UTF-8 byte order mark
+/// is skipped. A row is at most 1 MiB long, whatever the file is. Throws Error if the file cannot be read or is not
+/// CSV, and what on_row throws.
 void read_csv(const std::filesystem::path& path, const std::function<void(const CsvRow&)>& on_row);
 
 /// Calls on_header with the first row of a CSV file and on_row with each row below, which has as many fields. There is

@@ -7,6 +7,8 @@
 #include <numeric>
 #include <utility>
 
+#include "motion/csv/csv_numbers.h"
+
 namespace korvel::host {
 
 namespace {
@@ -58,6 +60,36 @@ Error unknown_column(const std::filesystem::path& path, const CsvRow& header, co
     return error(fmt::format("expected '{}' without its unit, found '{:.40}'", name, column));
   }
   return error(fmt::format("expected {}, found '{:.40}'{}", expected, column, did_you_mean(column, names)));
+}
+
+std::vector<std::size_t> places_of_columns(const std::filesystem::path& path, const CsvRow& header,
+                                           const std::vector<std::string>& columns) {
+  const std::string expected = fmt::format("the columns {}", fmt::join(columns, ", "));
+  check_names_differ(path, header);
+  for (const std::string& field : header.fields) {
+    if (std::find(columns.begin(), columns.end(), field) == columns.end()) {
+      throw unknown_column(path, header, field, columns, expected);
+    }
+  }
+  std::vector<std::size_t> places;
+  for (const std::string& name : columns) {
+    const auto place = std::find(header.fields.begin(), header.fields.end(), name);
+    if (place == header.fields.end()) {
+      throw error_at(path, header.line, fmt::format("expected {}, found no '{}'", expected, name));
+    }
+    places.push_back(static_cast<std::size_t>(place - header.fields.begin()));
+  }
+  return places;
+}
+
+std::size_t index_of_name(const std::filesystem::path& path, std::size_t line, const std::string& field,
+                          const std::vector<std::string>& names, const char* what) {
+  const auto place = std::find(names.begin(), names.end(), field);
+  if (place == names.end()) {
+    throw error_at(path, line,
+                   fmt::format("expected the name of {}, found '{:.40}'{}", what, field, did_you_mean(field, names)));
+  }
+  return static_cast<std::size_t>(place - names.begin());
 }
 
 }  // namespace korvel::host

@@ -17,4 +17,12 @@ std::string did_you_mean(const std::string& word, const std::vector<std::string>
 Error unknown_column(const std::filesystem::path& path, const CsvRow& header, const std::string& column,
                      const std::vector<std::string>& names, const std::string& expected);
 
+/// Where each of the `columns` stands in a header that has these, in any order, and no others. Throws Error.
+std::vector<std::size_t> places_of_columns(const std::filesystem::path& path, const CsvRow& header,
+                                           const std::vector<std::string>& columns);
+
+/// The index of a field among the `names` of `what`, "a body" for example. Throws Error.
+std::size_t index_of_name(const std::filesystem::path& path, std::size_t line, const std::string& field,
+                          const std::vector<std::string>& names, const char* what);
+
 }  // namespace korvel::host

@@ -38,7 +38,7 @@ int decimals_of(const std::string& number) {
 }  // namespace
 
 void read_sample_rows(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header,
-                      const std::function<void(const SampleRow& sample)>& on_sample) {
+                      const std::function<void(const SampleRow& sample)>& on_sample, bool may_have_gaps) {
   std::vector<std::string> names;
   std::vector<double> values;
   std::size_t time_place = 0;
@@ -52,7 +52,11 @@ void read_sample_rows(const std::filesystem::path& path, const std::function<voi
     values.resize(names.size());
   };
   read_table(path, "sample", on_header, [&](const CsvRow& row) {
-    for (std::size_t i = 0; i < names.size(); ++i) values[i] = read_number(path, row.line, names[i], row.fields[i]);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const bool is_gap = may_have_gaps && i != time_place && row.fields[i] == not_finite;
+      values[i] =
+          is_gap ? std::numeric_limits<double>::quiet_NaN() : read_number(path, row.line, names[i], row.fields[i]);
+    }
     const std::string& field = row.fields[time_place];
     const Decimal time{std::string(without_plus(field))};
     if (last_time.empty()) first_time = time;

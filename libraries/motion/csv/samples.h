@@ -30,10 +30,10 @@ struct Samples {
 };
 
 /// Calls on_sample with each row of a table of samples, of which there is at least one. The names of the header differ;
-/// all numbers are finite and within single precision. `check_header` may throw at names that it
-/// does not like. Throws Error with the file, the line and what was expected there, and what on_sample throws.
+/// all numbers are finite and within single precision, or `nan` if there may be gaps. `check_header` may throw at names
+/// that it does not like. Throws Error with the file, the line and what was expected there, and what on_sample throws.
 void read_sample_rows(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header,
-                      const std::function<void(const SampleRow& sample)>& on_sample);
+                      const std::function<void(const SampleRow& sample)>& on_sample, bool may_have_gaps = false);
 
 /// All of them.
 Samples read_samples(const std::filesystem::path& path, const std::function<void(const CsvRow& header)>& check_header);

@@ -2,7 +2,7 @@
 #define KORVEL_MOTION_H
 
 /* clang-format off */
-/* This library reads motion files and files of soles for korvel/batch.h.
+/* This library reads motion files and files of soles for korvel/batch.h, and differentiates motions.
  *
  * Files    Motions are CSV as `korvel-host run` reads it: a header and a row for each sample, with the columns `time` [s],
  *          the root's x, y, z [m] and roll, pitch, yaw [rad] or a quaternion qw, qx, qy, qz, and joint angles [rad] by
@@ -34,7 +34,7 @@ enum { KORVEL_MOTION_COORDINATES = 30 };
 typedef enum korvel_motion_status {
   KORVEL_MOTION_OK = 0,
   KORVEL_MOTION_NULL = 1,   /* a required pointer is null */
-  KORVEL_MOTION_FILE = 2,   /* a file that cannot be read, or that is not a motion or a file of soles */
+  KORVEL_MOTION_FILE = 2,   /* a file that cannot be read, a file that is not a motion or a file of soles, unusable samples */
   KORVEL_MOTION_CUTOFF = 3, /* an invalid cutoff */
   KORVEL_MOTION_MEMORY = 4, /* memory ran out */
   KORVEL_MOTION_BODY = 5    /* no such body */
@@ -49,6 +49,12 @@ typedef struct korvel_motion korvel_motion;
  *           power, for samples that were measured or rounded to few decimals
  * Writes *motion; the caller ends the object with korvel_motion_destroy. */
 KORVEL_MOTION_API int korvel_motion_read(korvel_motion** motion, const char* path, double cutoff);
+
+/* Makes a motion of n samples in memory: times [s], which increase, and coordinates, n rows of 30 numbers without gaps;
+ * cutoff as above. They are copied. An unusable sample is an error of KORVEL_MOTION_FILE that names its number, from 0.
+ * Writes *motion; the caller ends the object with korvel_motion_destroy. */
+KORVEL_MOTION_API int korvel_motion_of(korvel_motion** motion, ptrdiff_t n, const double* time, const double* q,
+                                       double cutoff);
 
 /* Null is accepted and ignored. */
 KORVEL_MOTION_API void korvel_motion_destroy(korvel_motion* motion);

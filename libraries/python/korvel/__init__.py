@@ -4,7 +4,7 @@ humanoid robot.
 A state has 30 coordinates, named in ``COORDINATES``: the root's position x, y, z [m] and its angles roll, pitch, yaw
 [rad] about x, y and z of the orientation Rz Ry Rx, then 24 joint angles [rad]. Velocities are the root's linear [m/s]
 and angular velocity [rad/s] in its own frame, then those of the joints; accelerations are their time derivatives.
-Arrays of states are ``[n, 30]``, or ``[30]`` for a single one, of float32 and with any strides; they are not copied.
+Arrays of states are ``[n, 30]``, or ``[30]`` for a single one, with any strides; those of float32 are not copied.
 Results are bit-identical to those of the loadable module except for signs of zeros, on every processor and with any number
 of threads.
 
@@ -20,6 +20,7 @@ from korvel._dynamics import Derivatives, Gradient, Momentum, by_euler
 from korvel._errors import Error
 from korvel._kinematics import Kinematics
 from korvel._motion import Motion
+from korvel._place import place_on
 from korvel._recording import Calls, Recording
 from korvel._robot import BODIES, COORDINATES, JOINTS, MASS_ENTRIES, PARENTS, POSITION_ENTRIES, VELOCITY_ENTRIES
 from korvel._stand import Ground, Sole, Stand, StandSums, Verdict
@@ -50,4 +51,5 @@ __all__ = [
     "Verdict",
     "__version__",
     "by_euler",
+    "place_on",
 ]

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import ctypes
-from collections.abc import Mapping
+from collections.abc import Mapping, Sequence
 from typing import Dict, Optional, Tuple
 
 import numpy as np
@@ -26,6 +26,12 @@ def body_number(name: str) -> int:
         raise Error(f"expected the name of a body, found {found(name)}; korvel.BODIES has them") from None
 
 
+def body_numbers(names: Sequence[str]) -> ctypes.Array[ctypes.c_int]:
+    if isinstance(names, str) or not isinstance(names, Sequence) or not 1 <= len(names) <= len(BODIES):
+        raise Error(f"bodies: expected a list of 1 to {len(BODIES)} names of bodies, found {found(names)}")
+    return (ctypes.c_int * len(names))(*(body_number(name) for name in names))
+
+
 def lead_of(q: Array) -> Tuple[int, ...]:
     """Returns the axes before the coordinates: the number of states, or nothing."""
     shape = q.shape
@@ -36,8 +42,8 @@ def lead_of(q: Array) -> Tuple[int, ...]:
     return shape[:-1]
 
 
-def motion_of(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, convert: bool) -> Tuple[Array, Array, Array]:
-    q, dq, ddq = as_float32(q, "q", convert), as_float32(dq, "dq", convert), as_float32(ddq, "ddq", convert)
+def motion_of(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, strict: bool) -> Tuple[Array, Array, Array]:
+    q, dq, ddq = as_float32(q, "q", strict), as_float32(dq, "dq", strict), as_float32(ddq, "ddq", strict)
     lead_of(q)
     require_shape(dq, "dq", q.shape)
     require_shape(ddq, "ddq", q.shape)
@@ -48,7 +54,7 @@ def armature_of(armature: Optional[npt.ArrayLike]) -> Optional[Array]:
     """Returns the rotor inertias of all joints, contiguous; one number is that of each joint."""
     if armature is None:
         return None
-    given = as_float32(armature, "armature", True)
+    given = as_float32(armature, "armature")
     if given.shape != ():
         require_shape(given, "armature", (_joints,))
     return np.ascontiguousarray(np.broadcast_to(given, _joints))
@@ -59,17 +65,17 @@ def wrenches_of(loads: Mapping[int, Array]) -> ctypes.Array[library.Wrench]:
 
 
 def by_body(given: Mapping[str, npt.ArrayLike], name: str, what: str, shape: Tuple[int, ...], lead: Tuple[int, ...],
-            convert: bool) -> Dict[int, Array]:
+            strict: bool) -> Dict[int, Array]:
     """Returns arrays by the numbers of bodies. Each is the same for all states or has a part for each."""
     arrays: Dict[int, Array] = {}
     for body, values in instance(given, Mapping, name).items():
-        array = as_float32(values, f"{what} of {body}", convert)
+        array = as_float32(values, f"{what} of {body}", strict)
         if array.shape != shape:
             require_shape(array, f"{what} of {body}", lead + shape)
         arrays[body_number(body)] = array
     return arrays
 
 
-def loads_of(wrenches: Optional[Mapping[str, npt.ArrayLike]], lead: Tuple[int, ...], convert: bool) -> Dict[int, Array]:
+def loads_of(wrenches: Optional[Mapping[str, npt.ArrayLike]], lead: Tuple[int, ...], strict: bool) -> Dict[int, Array]:
     """Returns external wrenches by the numbers of bodies."""
-    return {} if wrenches is None else by_body(wrenches, "wrenches", "wrench", (6,), lead, convert)
+    return {} if wrenches is None else by_body(wrenches, "wrenches", "wrench", (6,), lead, strict)

@@ -15,6 +15,7 @@ from korvel._memory import new_array
 
 Array = npt.NDArray[np.float32]
 FLOAT32 = np.dtype(np.float32)
+_Number = TypeVar("_Number", np.float32, np.float64)
 _Results = TypeVar("_Results", bound=Tuple[Any, ...])
 
 
@@ -25,20 +26,29 @@ class View(ctypes.Structure):
                 ("tile", ctypes.c_ssize_t)]
 
 
-def as_float32(values: npt.ArrayLike, name: str, convert: bool) -> Array:
-    """Returns an array of float32 unchanged. Anything else is rejected, or copied if `convert` is set."""
+def refuse_mask(values: object, name: str) -> None:
     if isinstance(values, np.ma.MaskedArray):
         raise Error(f"{name}: expected an array without a mask; numpy.ma.filled makes one")
-    if isinstance(values, np.ndarray) and values.dtype == FLOAT32 and (values.flags.aligned or not convert):
-        return values
-    if not convert:
-        found = values.dtype if isinstance(values, np.ndarray) else type(values).__name__
-        raise Error(f"{name}: expected a numpy array of float32, found {found}; numpy.asarray({name}, numpy.float32) or "
-                    "convert=True makes one, by a copy")
+
+
+def copied(values: npt.ArrayLike, name: str, kind: Type[_Number]) -> npt.NDArray[_Number]:
+    """Returns a contiguous copy of real numbers in the precision of ``kind``."""
+    refuse_mask(values, name)
     try:
-        return np.asarray(values).astype(FLOAT32, casting="same_kind")
+        return np.asarray(values).astype(kind, order="C", casting="same_kind")
     except (TypeError, ValueError, OverflowError) as error:
         raise Error(f"{name}: expected numbers: {error}") from error
+
+
+def as_float32(values: npt.ArrayLike, name: str, strict: bool = False) -> Array:
+    """Returns an array of float32 unchanged. Other numbers are copied, or rejected if ``strict`` is set."""
+    refuse_mask(values, name)
+    if isinstance(values, np.ndarray) and values.dtype == FLOAT32 and (values.flags.aligned or strict):
+        return values
+    if strict:
+        found = values.dtype if isinstance(values, np.ndarray) else type(values).__name__
+        raise Error(f"{name}: expected a numpy array of float32, found {found}; without strict=True it is copied")
+    return copied(values, name, np.float32)
 
 
 def require_shape(array: Array, name: str, shape: Tuple[int, ...]) -> None:

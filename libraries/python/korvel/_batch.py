@@ -11,18 +11,19 @@ import numpy.typing as npt
 
 from korvel import _batch_library as library
 from korvel import _checks as checks
-from korvel._arguments import armature_of, body_number, lead_of, loads_of, motion_of, wrenches_of
+from korvel._arguments import armature_of, body_number, body_numbers, lead_of, loads_of, motion_of, wrenches_of
 from korvel._arrays import FLOAT32, Array, View, address_or_none, as_float32, require_output, require_shape, results_of, view
 from korvel._dynamics import Dynamics
+from korvel._errors import Error
 from korvel._kinematics import Kinematics
 from korvel._memory import new_array
 from korvel._robot import BODIES, COORDINATES, MASS_ENTRIES
-from korvel._stand import Ground, Stand, StandSums, shares_of
+from korvel._stand import Ground, Stand, StandSums, Verdict, shares_of
 
 _coordinates = len(COORDINATES)
 _entries = MASS_ENTRIES.shape[1]
 _inertia_numbers = 10 * len(BODIES) + 1
-_poses, _jacobian = (len(BODIES), 3, 4), (6, _coordinates)
+_jacobian = (6, _coordinates)
 _force_sums = np.dtype([("largest", np.float32, _coordinates), ("squares", np.float64, _coordinates)])
 _stand_sums = np.dtype([("forces", _force_sums), ("least_margin", np.float32), ("unbearable", np.intp)], align=True)
 
@@ -39,8 +40,15 @@ class ForceSums(NamedTuple):
     """``[30]``: the sum of squares. Its last bit depends on the number of states alone."""
 
 
+def _as_floats(verdict: Any) -> Any:
+    """Returns the memory of verdicts as the library writes them: as numbers of single precision."""
+    if not isinstance(verdict, np.ndarray) or verdict.dtype != np.int32:
+        raise Error("out.verdict: expected a numpy array of int32 to write to")
+    return verdict.view(FLOAT32)
+
+
 def _numbers(values: npt.ArrayLike, name: str, count: int) -> Array:
-    numbers = as_float32(values, name, True)
+    numbers = as_float32(values, name)
     require_shape(numbers, name, (count,))
     return np.ascontiguousarray(numbers)
 
@@ -54,8 +62,8 @@ class Batch(Dynamics):
         ``"baseline"``, ``"avx2"`` or ``"avx512"``; ``None``: the value of the environment variable
         KORVEL_INSTRUCTION_SET or, if it is not set, the best of this processor.
 
-    Arrays are not copied and may have any strides; C-contiguous arrays are fastest. Arrays that are not float32 are
-    rejected, or copied with ``convert=True``. ``out`` holds existing arrays for the results; they must not overlap the
+    Arrays of float32 are not copied and may have any strides; C-contiguous arrays are fastest. Other numbers are copied, or
+    rejected with ``strict=True``. ``out`` holds existing arrays for the results; they must not overlap the
     arguments. The interpreter's lock is released while states are computed, and threads may share a batch. In a forked
     child, a batch computes on the calling thread alone. Batches can be pickled, with their inertias. Unusable arguments
     raise ``Error``, and no result is written then.
@@ -108,28 +116,31 @@ class Batch(Dynamics):
         library.check(operation(self._pointer, q.shape[0] if q.ndim > 1 else 1, view(q), *arguments))
 
     def kinematics(self, q: npt.ArrayLike, jacobian: bool = False, out: Optional[Kinematics] = None, *,
-                   convert: bool = False) -> Kinematics:
-        """Computes the poses of all bodies and the centre of mass for coordinates ``q [n, 30]`` or ``[30]``.
+                   bodies: Optional[Sequence[str]] = None, strict: bool = False) -> Kinematics:
+        """Computes the poses of bodies and the centre of mass for coordinates ``q [n, 30]`` or ``[30]``.
 
-        ``jacobian`` adds the jacobian. ``out`` is the result of another call for as many states: its arrays are
-        overwritten, including a jacobian if it has one, and it is returned.
+        ``jacobian`` adds the jacobian. ``bodies`` names the bodies whose poses are returned, in this order; ``None``: all.
+        ``out`` is the result of another call for as many states and bodies: its arrays are overwritten, including a
+        jacobian if it has one, and it is returned.
         """
-        q = as_float32(q, "q", convert)
+        q = as_float32(q, "q", strict)
         lead = lead_of(q)
-        shapes = [_poses, _poses, (3,), (3,), _jacobian if jacobian or getattr(out, "jacobian", None) is not None else None]
+        chosen = None if bodies is None else body_numbers(bodies)
+        poses = (len(BODIES) if chosen is None else len(chosen), 3, 4)
+        shapes = [poses, poses, (3,), (3,), _jacobian if jacobian or getattr(out, "jacobian", None) is not None else None]
         out, views = results_of(Kinematics, out, shapes, lead, [q])
-        self._compute(library.kinematics, q, views)
+        self._compute(library.kinematics, q, library.KinematicsResults(views, chosen, len(chosen or ())))
         return out
 
     def mass(self, q: npt.ArrayLike, packed: bool = False, out: Optional[Array] = None, *,
-             armature: Optional[npt.ArrayLike] = None, convert: bool = False) -> Array:
+             armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> Array:
         """Computes mass matrices ``[n, 30, 30]`` for coordinates ``q [n, 30]`` or ``[30]``.
 
         ``packed`` returns ``[n, 240]`` instead: the entries that can differ from zero, each once, in the order of
         ``MASS_ENTRIES``. Units are kg, kg m and kg m^2, depending on the coordinates. ``armature`` has the rotor inertia
         of each joint, ``[24]`` or one number for all [kg m^2], which is added to the diagonal.
         """
-        q = as_float32(q, "q", convert)
+        q = as_float32(q, "q", strict)
         lead = lead_of(q)
         shape = lead + ((_entries,) if packed else (_coordinates, _coordinates))
         if out is None:
@@ -143,7 +154,7 @@ class Batch(Dynamics):
 
     def dynamics(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike,
                  wrenches: Optional[Mapping[str, npt.ArrayLike]] = None, out: Optional[Array] = None, *,
-                 armature: Optional[npt.ArrayLike] = None, convert: bool = False) -> Array:
+                 armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> Array:
         """Computes generalized forces ``[n, 30]`` of a motion under gravity: the force [N] and the moment [N m] on the root
         in its frame, then the torques of the joints [N m].
 
@@ -155,8 +166,8 @@ class Batch(Dynamics):
         ``armature``
             Rotor inertia of each joint, ``[24]`` or one number for all [kg m^2]: its torque is added.
         """
-        q, dq, ddq = motion_of(q, dq, ddq, convert)
-        loads = loads_of(wrenches, q.shape[:-1], convert)
+        q, dq, ddq = motion_of(q, dq, ddq, strict)
+        loads = loads_of(wrenches, q.shape[:-1], strict)
         if out is None:
             out = new_array(q.shape)
         else:
@@ -166,11 +177,11 @@ class Batch(Dynamics):
 
     def dynamics_sums(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike,
                       wrenches: Optional[Mapping[str, npt.ArrayLike]] = None, *,
-                      armature: Optional[npt.ArrayLike] = None, convert: bool = False) -> ForceSums:
+                      armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> ForceSums:
         """Computes the largest magnitudes and the sums of squares of the forces that ``dynamics`` would return, over all
         states. They need no memory per state."""
-        q, dq, ddq = motion_of(q, dq, ddq, convert)
-        loads = loads_of(wrenches, q.shape[:-1], convert)
+        q, dq, ddq = motion_of(q, dq, ddq, strict)
+        loads = loads_of(wrenches, q.shape[:-1], strict)
         both = np.empty(1, _force_sums)
         self._dynamics(q, dq, ddq, loads, armature, None, both.ctypes.data)
         return ForceSums(both["largest"][0], both["squares"][0])
@@ -182,7 +193,7 @@ class Batch(Dynamics):
                       forces, sums)
 
     def stand(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
-              contact: Optional[Contact] = None, out: Optional[Stand] = None, *, convert: bool = False) -> Stand:
+              contact: Optional[Contact] = None, out: Optional[Stand] = None, *, strict: bool = False) -> Stand:
         """Distributes the wrench that a motion requires over the soles in contact. ``q``, ``dq`` and ``ddq`` are those of
         ``dynamics``.
 
@@ -194,20 +205,23 @@ class Batch(Dynamics):
         ``out``
             The result of another call for as many states and the same soles: its arrays are overwritten.
         """
-        q, dq, ddq = motion_of(q, dq, ddq, convert)
+        q, dq, ddq = motion_of(q, dq, ddq, strict)
         lead, soles = q.shape[:-1], len(checks.instance(ground, Ground, "ground").bodies)
-        shares = shares_of(contact, ground, lead, convert)
+        shares = shares_of(contact, ground, lead, strict)
         shapes = ((_coordinates,), (soles, 6), (soles, 2), (2,), (), (), ())
-        out, views = results_of(Stand, out, shapes, lead, [q, dq, ddq] if shares is None else [q, dq, ddq, shares])
+        floats = out if out is None else checks.instance(out, Stand, "out")._replace(verdict=_as_floats(out.verdict))
+        floats, views = results_of(Stand, floats, shapes, lead, [q, dq, ddq] if shares is None else [q, dq, ddq, shares])
         self._compute(library.stand, q, view(dq), view(ddq), ground.described(shares), views, None)
-        return out
+        verdict = floats.verdict.view(np.int32)
+        verdict[...] = np.nan_to_num(floats.verdict, nan=Verdict.NOT_FINITE)
+        return floats._replace(verdict=verdict) if out is None else out
 
     def stand_sums(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
-                   contact: Optional[Contact] = None, *, convert: bool = False) -> StandSums:
+                   contact: Optional[Contact] = None, *, strict: bool = False) -> StandSums:
         """Computes sums over all states of the results that ``stand`` would return. They need no memory per state."""
-        q, dq, ddq = motion_of(q, dq, ddq, convert)
+        q, dq, ddq = motion_of(q, dq, ddq, strict)
         sums = np.empty(1, _stand_sums)
-        shares = shares_of(contact, checks.instance(ground, Ground, "ground"), q.shape[:-1], convert)
+        shares = shares_of(contact, checks.instance(ground, Ground, "ground"), q.shape[:-1], strict)
         self._compute(library.stand, q, view(dq), view(ddq), ground.described(shares), None, sums.ctypes.data)
         all_of = sums[0]
         return StandSums(all_of["forces"]["largest"], all_of["forces"]["squares"], float(all_of["least_margin"]),

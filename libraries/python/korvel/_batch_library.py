@@ -35,6 +35,12 @@ class Point(ctypes.Structure):
     _fields_ = [("body", ctypes.c_int), ("place", ctypes.c_float * 3), ("jacobian", View), ("bias", View)]
 
 
+class KinematicsResults(ctypes.Structure):
+    """korvel_batch_kinematics_results."""
+
+    _fields_ = [("views", View * 5), ("bodies", ctypes.POINTER(ctypes.c_int)), ("body_count", _size)]
+
+
 _view = ctypes.POINTER(View)
 check = _library.check
 create = _library.function("create", ctypes.c_int, ctypes.POINTER(_address), ctypes.c_int, ctypes.c_char_p)
@@ -47,7 +53,7 @@ set_inertias = _library.function("set_inertias", ctypes.c_int, _address, _addres
 body_name = _library.function("body_name", ctypes.c_char_p, ctypes.c_int)
 parent = _library.function("parent", ctypes.c_int, ctypes.c_int)
 mass_entry = _library.function("mass_entry", ctypes.c_int, ctypes.c_int, *[ctypes.POINTER(ctypes.c_int)] * 2)
-kinematics = _library.function("kinematics", ctypes.c_int, _address, _size, _view, _view)
+kinematics = _library.function("kinematics", ctypes.c_int, _address, _size, _view, ctypes.POINTER(KinematicsResults))
 mass = _library.function("mass", ctypes.c_int, _address, _size, _view, _address, _view, _view)
 _wrenches = ctypes.POINTER(Wrench), _size
 dynamics = _library.function("dynamics", ctypes.c_int, _address, _size, _view, _view, _view, *_wrenches, _address, _view,

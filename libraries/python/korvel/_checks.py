@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import errno
 import operator
 import os
 from typing import Any, Callable, Optional, TypeVar
@@ -45,6 +46,14 @@ def text(value: Any, name: str) -> bytes:
 
 def path(value: Any) -> bytes:
     return _without_null(value, lambda: os.fsencode(value), "path: expected a path")
+
+
+def file(value: Any) -> bytes:
+    """Returns the path of a file that exists. A missing one raises ``FileNotFoundError``, as ``open`` does."""
+    encoded = path(value)
+    if not os.path.exists(encoded):
+        raise FileNotFoundError(errno.ENOENT, os.strerror(errno.ENOENT), os.fsdecode(encoded))
+    return encoded
 
 
 def _without_null(value: Any, encoded: Callable[[], Optional[bytes]], expected: str) -> bytes:

@@ -79,15 +79,15 @@ class Dynamics:
 
     def dynamics_derivatives(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, wrenches: _Wrenches = None,
                              packed: bool = False, out: Optional[Derivatives] = None, *,
-                             convert: bool = False) -> Derivatives:
+                             strict: bool = False) -> Derivatives:
         """Computes the generalized forces of a motion and their derivatives by position and by velocity; by acceleration
         they are ``mass``. Wrenches stay as they are in the frames of their bodies.
 
         ``packed`` returns only the entries that can differ from zero. ``out`` is the result of another call of the same
         form: its arrays are overwritten.
         """
-        q, dq, ddq = motion_of(q, dq, ddq, convert)
-        loads = loads_of(wrenches, q.shape[:-1], convert)
+        q, dq, ddq = motion_of(q, dq, ddq, strict)
+        loads = loads_of(wrenches, q.shape[:-1], strict)
         square = (_coordinates, _coordinates)
         shapes = [(_coordinates,), (POSITION_ENTRIES.shape[1],) if packed else square,
                   (VELOCITY_ENTRIES.shape[1],) if packed else square]
@@ -100,13 +100,13 @@ class Dynamics:
         return out
 
     def dynamics_gradient(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, weights: npt.ArrayLike,
-                          wrenches: _Wrenches = None, out: Optional[Gradient] = None, *, convert: bool = False) -> Gradient:
+                          wrenches: _Wrenches = None, out: Optional[Gradient] = None, *, strict: bool = False) -> Gradient:
         """Computes the generalized forces of a motion and the gradient of the sum of forces times ``weights``, which have
         the shape of ``q``. The weights of a cost are its derivatives by the forces."""
-        q, dq, ddq = motion_of(q, dq, ddq, convert)
-        weights = as_float32(weights, "weights", convert)
+        q, dq, ddq = motion_of(q, dq, ddq, strict)
+        weights = as_float32(weights, "weights", strict)
         require_shape(weights, "weights", q.shape)
-        loads = loads_of(wrenches, q.shape[:-1], convert)
+        loads = loads_of(wrenches, q.shape[:-1], strict)
         out, views = results_of(Gradient, out, [(_coordinates,)] * 4, q.shape[:-1], [q, dq, ddq, weights, *loads.values()])
         self._compute(library.dynamics_gradient, q, view(dq), view(ddq), view(weights), wrenches_of(loads), len(loads), views)
         return out
@@ -114,7 +114,7 @@ class Dynamics:
     def forward_dynamics(self, q: npt.ArrayLike, dq: npt.ArrayLike, forces: npt.ArrayLike,
                          armature: Optional[npt.ArrayLike] = None, wrenches: _Wrenches = None,
                          out: Optional[Array] = None, *, residual: Optional[Array] = None,
-                         convert: bool = False) -> Array:
+                         strict: bool = False) -> Array:
         """Computes the accelerations ``[n, 30]`` that generalized forces cause, without contact with the ground.
 
         ``armature``
@@ -124,8 +124,8 @@ class Dynamics:
         ``residual``
             An array ``[n, 30]`` for ``forces`` less those that inverse dynamics gives for the accelerations.
         """
-        q, dq, forces = motion_of(q, dq, forces, convert)
-        loads, rotors = loads_of(wrenches, q.shape[:-1], convert), armature_of(armature)
+        q, dq, forces = motion_of(q, dq, forces, strict)
+        loads, rotors = loads_of(wrenches, q.shape[:-1], strict), armature_of(armature)
         out = new_array(q.shape) if out is None else out
         taken = [q, dq, forces, *loads.values()]
         require_output(out, "out", q.shape, taken)
@@ -137,9 +137,9 @@ class Dynamics:
         return out
 
     def momentum(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: Optional[npt.ArrayLike] = None, *,
-                 convert: bool = False) -> Momentum:
+                 strict: bool = False) -> Momentum:
         """Computes the momentum of the whole robot, its matrix and its bias; with ``ddq`` its rate too."""
-        q, dq, given = motion_of(q, dq, dq if ddq is None else ddq, convert)
+        q, dq, given = motion_of(q, dq, dq if ddq is None else ddq, strict)
         shapes: Sequence[Any] = [(6, _coordinates), (6,), (6,), None if ddq is None else (6,)]
         out, (matrix, momentum, bias, rate) = results_of(Momentum, None, shapes, q.shape[:-1], [])
         self._compute(library.momentum, q, view(dq), None if ddq is None else view(given),
@@ -147,10 +147,10 @@ class Dynamics:
         return out
 
     def body_jacobian(self, q: npt.ArrayLike, body: str, point: Sequence[float] = (0, 0, 0),
-                      out: Optional[Array] = None, *, convert: bool = False) -> Array:
+                      out: Optional[Array] = None, *, strict: bool = False) -> Array:
         """Computes the jacobian ``[n, 6, 30]`` of a point that is fixed in a body, ``point`` in its frame [m]: velocity of
         the body and of the point per unit of each velocity, in world axes, angular before linear."""
-        q = as_float32(q, "q", convert)
+        q = as_float32(q, "q", strict)
         shape = lead_of(q) + (6, _coordinates)
         out = new_array(shape) if out is None else out
         require_output(out, "out", shape, (q,))
@@ -158,16 +158,16 @@ class Dynamics:
         return out
 
     def body_bias(self, q: npt.ArrayLike, dq: npt.ArrayLike, body: str, point: Sequence[float] = (0, 0, 0), *,
-                  convert: bool = False) -> Array:
+                  strict: bool = False) -> Array:
         """Computes the acceleration ``[n, 6]`` of a body and of its point for accelerations of zero, in world axes, angular
         before linear: the time derivative of ``body_jacobian`` times ``dq``."""
-        q, dq, _ = motion_of(q, dq, dq, convert)
+        q, dq, _ = motion_of(q, dq, dq, strict)
         out = new_array(q.shape[:-1] + (6,))
         self._point(q, dq, body, point, View(), view(out))
         return out
 
     def _point(self, q: Array, dq: Optional[Array], body: str, point: Sequence[float], jacobian: View, bias: View) -> None:
-        place = as_float32(point, "point", True)
+        place = as_float32(point, "point")
         require_shape(place, "point", (3,))
         points = (library.Point * 1)(library.Point(body_number(body), tuple(map(float, place)), jacobian, bias))
         self._compute(library.body_jacobians, q, None if dq is None else view(dq), points, 1)

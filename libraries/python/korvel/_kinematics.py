@@ -11,7 +11,8 @@ class Kinematics(NamedTuple):
     """Poses of bodies and centres of mass. A single state has no first axis."""
 
     poses_root: Array
-    """``[n, 25, 3, 4]``: the pose [R | t] of each body in the root, t in m; the root's own is the identity."""
+    """``[n, 25, 3, 4]``: the pose [R | t] of each body in the root, t in m; the root's own is the identity. With
+    ``bodies`` the second axis has the chosen bodies."""
     poses_world: Array
     """``[n, 25, 3, 4]``: the same in the world."""
     com_root: Array

@@ -1,4 +1,4 @@
-"""Reads motion files."""
+"""Reads and makes motions."""
 
 from __future__ import annotations
 
@@ -11,13 +11,21 @@ import numpy as np
 import numpy.typing as npt
 
 from korvel import _checks as checks
-from korvel._arrays import FLOAT32, Array, require_shape
+from korvel._arrays import FLOAT32, Array, copied, require_shape
 from korvel._errors import Error
 from korvel._motion_library import library
 from korvel._robot import BODIES, COORDINATES
 
 if TYPE_CHECKING:
     import pandas
+
+
+def _frequency(cutoff: Optional[float]) -> float:
+    """Returns the cutoff for the C library, for which 0 is none."""
+    frequency = 0.0 if cutoff is None else checks.number(cutoff, "cutoff")
+    if cutoff is not None and not frequency > 0:
+        raise Error(f"cutoff: expected a frequency above 0, found {cutoff}")
+    return frequency
 
 
 @dataclass(frozen=True, eq=False, repr=False)
@@ -48,14 +56,32 @@ class Motion:
         instead of the root's angles. Missing columns are 0. A column BODY_contact, 0 or 1, says when a sole is in contact.
         Velocities and accelerations are those of a cubic spline through the samples. ``cutoff`` [Hz] filters motions that
         were measured or rounded: half of the power is left at this frequency. An unusable file raises ``Error`` with the
-        line.
+        line, and a missing one ``FileNotFoundError``.
         """
-        functions = library()
-        frequency = 0.0 if cutoff is None else checks.number(cutoff, "cutoff")
-        if cutoff is not None and not frequency > 0:
-            raise Error(f"cutoff: expected a frequency above 0, found {cutoff}")
         motion = ctypes.c_void_p()
-        functions.check(functions.read(motion, checks.path(path), frequency))
+        library().check(library().read(motion, checks.file(path), _frequency(cutoff)))
+        return cls._taken(motion)
+
+    @classmethod
+    def of(cls, time: npt.ArrayLike, q: npt.ArrayLike, cutoff: Optional[float] = None) -> Motion:
+        """Makes a motion from times ``[n]`` [s], which increase, and coordinates ``q [n, 30]``.
+
+        Velocities and accelerations are made as by ``read``, with the root's in its own frame. The root's angles may
+        jump by 2 pi. Numbers of double precision are used as they are, which makes accelerations more accurate.
+        Unusable arguments raise ``Error`` with the number of the sample, from 0.
+        """
+        times, rows = copied(time, "time", np.float64), copied(q, "q", np.float64)
+        if times.ndim != 1 or rows.shape != (len(times), len(COORDINATES)):
+            raise Error(f"q: expected a time [n] and coordinates [n, {len(COORDINATES)}] for each sample, found "
+                        f"{list(times.shape)} and {list(rows.shape)}")
+        motion = ctypes.c_void_p()
+        library().check(library().of(motion, len(times), times.ctypes.data, rows.ctypes.data, _frequency(cutoff)))
+        return cls._taken(motion)
+
+    @classmethod
+    def _taken(cls, motion: ctypes.c_void_p) -> Motion:
+        """Copies the samples of an object of the C library and ends the object."""
+        functions = library()
         try:
             n = functions.count(motion)
             time = np.empty(n)

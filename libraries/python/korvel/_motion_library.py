@@ -15,6 +15,7 @@ class MotionLibrary(Library):
         super().__init__("korvel_motion", out_of_memory=4)
         address, size = ctypes.c_void_p, ctypes.c_ssize_t
         self.read = self.function("read", ctypes.c_int, ctypes.POINTER(address), ctypes.c_char_p, ctypes.c_double)
+        self.of = self.function("of", ctypes.c_int, ctypes.POINTER(address), size, address, address, ctypes.c_double)
         self.destroy = self.function("destroy", None, address)
         self.count = self.function("count", size, address)
         self.samples = self.function("samples", ctypes.c_int, *[address] * 5)

@@ -71,13 +71,14 @@ class Recording:
     >>> calls = recording.of("setJointAnglesPos")
     >>> recording.calls["time"][calls.which], calls.arguments[0]  # [k], [k, 24]
 
-    A file that is not a recording, or is damaged, raises ``Error`` with the offset. If the recording was not closed, damaged
-    blocks are skipped from the damage on, as by ``korvel-host replay``, and ``blocks_left_out`` counts them. Checksums are
-    compared if the package ``xxhash`` is installed, and ``checked`` says so.
+    A missing file raises ``FileNotFoundError``. A file that is not a recording, or is damaged, raises ``Error`` with the
+    offset. If the recording was not closed, damaged blocks are skipped from the damage on, as by ``korvel-host replay``,
+    and ``blocks_left_out`` counts them. Checksums are compared if the package ``xxhash`` is installed, and ``checked``
+    says so.
     """
 
     def __init__(self, path: Union[str, os.PathLike[str]]) -> None:
-        self.path = os.fsdecode(checks.path(path))
+        self.path = os.fsdecode(checks.file(path))
         if not os.path.isfile(self.path):
             raise Error(f"{self.path}: expected a recording, found no regular file")
         try:

@@ -46,6 +46,8 @@ class Verdict(enum.IntEnum):
     """The required friction exceeds the friction coefficient."""
     IN_FLIGHT = 5
     """No sole is in contact, and the motion requires no force."""
+    NOT_FINITE = -1
+    """A number of the state is NaN or infinite."""
 
 
 class Ground:
@@ -63,7 +65,7 @@ class Ground:
                 corners, friction = sole
             except (TypeError, ValueError):
                 raise Error(f"soles: expected a Sole of {body}, found {type(sole).__name__}") from None
-            array = np.array(as_float32(corners, f"corners of {body}", True), order="C")
+            array = np.array(as_float32(corners, f"corners of {body}"), order="C")
             if array.ndim != 2 or array.shape[1] != 3:
                 raise Error(f"corners of {body}: expected shape [k, 3], found {list(array.shape)}")
             self._soles[body] = number, checks.number(friction, f"friction of {body}"), array
@@ -73,14 +75,14 @@ class Ground:
     @classmethod
     def read(cls, path: Union[str, os.PathLike[str]], height: float = 0.0) -> Ground:
         """Reads a file as ``korvel-host run --soles`` does: CSV with the columns body, x, y, z and friction, and a row for
-        each corner. The soles are in the order of ``BODIES``."""
+        each corner. The soles are in the order of ``BODIES``. A missing file raises ``FileNotFoundError``."""
         found = ctypes.c_ssize_t()
         corners = np.empty(0, _CORNER)
         # Once to count them, and again until the file has no more than there is room for.
         functions = library()
         while found.value == 0 or found.value > len(corners):
             corners = np.empty(found.value, _CORNER)
-            functions.check(functions.read_soles(checks.path(path), corners.ctypes.data, len(corners), found))
+            functions.check(functions.read_soles(checks.file(path), corners.ctypes.data, len(corners), found))
         corners = corners[:found.value]
         soles: Dict[str, Sole] = {}
         for body in dict.fromkeys(corners["body"].tolist()):
@@ -110,18 +112,18 @@ class Ground:
         return f"<korvel.Ground: {self.height} m, {', '.join(self._soles)}>"
 
 
-def shares_of(contact: Any, ground: Ground, lead: Tuple[int, ...], convert: bool) -> Optional[Array]:
+def shares_of(contact: Any, ground: Ground, lead: Tuple[int, ...], strict: bool) -> Optional[Array]:
     """Returns the shares of the soles in the load, ``[n, soles]`` or ``[soles]``; NaN for soles that a mapping does not
     name."""
     if contact is None:
         return None
     if not isinstance(contact, Mapping):
-        shares = as_float32(contact, "contact", convert)
+        shares = as_float32(contact, "contact", strict)
         if shares.shape != (len(ground.bodies),):
             require_shape(shares, "contact", (*lead, len(ground.bodies)))
         return shares
     shares = np.full((*lead, len(ground.bodies)), np.nan, FLOAT32)
-    for number, share in by_body(contact, "contact", "contact", (), lead, convert).items():
+    for number, share in by_body(contact, "contact", "contact", (), lead, strict).items():
         if BODIES[number] not in ground.bodies:
             raise Error(f"contact: expected names of bodies with a sole, found {BODIES[number]}")
         shares[..., ground.bodies.index(BODIES[number])] = share
@@ -129,8 +131,8 @@ def shares_of(contact: Any, ground: Ground, lead: Tuple[int, ...], convert: bool
 
 
 class Stand(NamedTuple):
-    """Contact forces and margins of states, in world axes and positions. A single state has no first axis. All results of a
-    state with NaN or infinity are NaN."""
+    """Contact forces and margins of states, in world axes and positions. A single state has no first axis. A state with
+    NaN or infinity has the verdict ``NOT_FINITE``, and its other results are NaN."""
 
     forces: Array
     """``[n, 30]``: generalized forces as of ``dynamics``, with the forces of the ground. The first six are the unsupported
@@ -145,8 +147,8 @@ class Stand(NamedTuple):
     """``[n]``: from that point to the edge of the support polygon [m], negative outside; 0 without contact."""
     residual: Array
     """``[n]``: the unsupported load as a share of the weight; above 0.001 the robot does not stand."""
-    verdict: Array
-    """``[n]``: a ``Verdict`` each."""
+    verdict: npt.NDArray[np.int32]
+    """``[n]``: the number of a ``Verdict`` each, int32."""
 
 
 class StandSums(NamedTuple):

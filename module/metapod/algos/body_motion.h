@@ -25,6 +25,12 @@ struct RoomFor {
   };
 };
 
+/// What an algorithm keeps of a node's body, with the transform to it from its parent.
+template <typename Node, typename Body>
+struct RecordOf : Body {
+  RoomFor<typename Node::ParentToBody> iXp;
+};
+
 /// The first step of `rnea` for a body that is not the root; called, because many nodes have transforms of one type.
 template <typename Transform, typename Scalar>
 [[gnu::noinline, gnu::flatten]] void move(const Transform& iXp, const BodyMotion<Scalar>& parent,

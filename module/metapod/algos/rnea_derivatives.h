@@ -78,9 +78,7 @@ struct rnea_derivatives {
     using Node = NodeOf<Model, i>;
     static constexpr bool is_root = Node::parent == models::no_parent;
 
-    struct Record : Body {
-      internal::RoomFor<typename Node::ParentToBody> iXp;
-    };
+    using Record = internal::RecordOf<Node, Body>;
 
     template <typename Parent, typename Angles, typename Forces>
     static void discover(const Model& model, Parent& parent, Record& own, const Number* q, const Angles& angles,

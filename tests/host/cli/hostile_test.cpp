@@ -92,6 +92,8 @@ TEST_F(Hostile, NothingHarms) {
 
   expect_refused({"run {} -o results.csv", "run good.csv {} -o directory"}, nowhere + not_there + no_table);
   expect_refused({"run good.csv -o results.csv --soles {}"}, {"pipe"});
+  expect_refused({"run good.csv -o results.csv --limits {}", "export --urdf robot.urdf --limits {}"},
+                 nowhere + not_there + no_table);
   expect_refused({"report {} -o page.html"}, nowhere + not_there + no_table);
   expect_refused(
       {"run good.csv --module {} -o results.csv", "info --module {}", "export --module {} --urdf robot.urdf"},

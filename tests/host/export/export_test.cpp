@@ -1,5 +1,6 @@
 #include <array>
 #include <map>
+#include <memory>
 #include <pugixml.hpp>
 #include <sstream>
 
@@ -91,6 +92,68 @@ TEST_F(Export, SolesOfTheModelForMuJoCoStandOnThePlane) {
   // Soles are for this model alone, and no output replaces them.
   EXPECT_EQ(host("export --urdf robot.urdf --soles " + soles).status, 2);
   EXPECT_EQ(host("export --mjcf hull.csv --soles hull.csv").status, 2);
+}
+
+// A joint has the numbers of its row in both files, and what the row leaves out is no limit. All else is as it is
+// without limits.
+TEST_F(Export, LimitsAreStopsAndMotors) {
+  exported();
+  write(directory_ / "limits.csv",
+        "# Numbers of a test.\njoint,torque,lower,upper,speed\nLElbowRoll,0.7,-1.25,0.5,3\nHeadYaw,,-0.3,,\n"
+        "RKneePitch,,,,2.5\n");
+  const Outcome outcome = host("export --urdf limited.urdf --mjcf limited.xml --limits limits.csv");
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const auto loaded = [&](const char* file) {
+    auto document = std::make_unique<pugi::xml_document>();
+    EXPECT_TRUE(document->load_file((directory_ / file).c_str()));
+    return document;
+  };
+  const auto urdf = loaded("limited.urdf");
+  const auto mjcf = loaded("limited.xml");
+  const auto texts = [](const pugi::xml_node& node, std::initializer_list<const char*> names) {
+    std::vector<std::string> all;
+    for (const char* name : names) all.emplace_back(node.attribute(name).as_string("-"));
+    return all;
+  };
+  using Texts = std::vector<std::string>;
+  std::map<std::string, Texts> stops, ranges, motors;
+  for (const pugi::xpath_node& found : urdf->select_nodes("//joint[limit]")) {
+    const pugi::xml_node node = found.node();
+    Texts& all = stops[node.attribute("name").value()] =
+        texts(node.child("limit"), {"lower", "upper", "velocity", "effort"});
+    all.emplace_back(node.attribute("type").value());
+  }
+  for (const pugi::xpath_node& found : mjcf->select_nodes("//joint[@limited]")) {
+    ranges[found.node().attribute("name").value()] = texts(found.node(), {"limited", "range"});
+  }
+  for (const pugi::xml_node& node : mjcf->child("mujoco").child("actuator")) {
+    motors[node.attribute("joint").value()] = texts(node, {"ctrllimited", "ctrlrange", "forcelimited", "forcerange"});
+  }
+  EXPECT_EQ(stops, (std::map<std::string, Texts>{{"LElbowRoll", {"-1.25", "0.5", "3", "0.7", "revolute"}},
+                                                 {"HeadYaw", {"-0.3", "1000000", "1000000", "1000000", "revolute"}},
+                                                 {"RKneePitch", {"-", "-", "2.5", "1000000", "continuous"}}}));
+  EXPECT_EQ(ranges, (std::map<std::string, Texts>{{"LElbowRoll", {"true", "-1.25 0.5"}},
+                                                  {"HeadYaw", {"true", "-0.3 1000000"}}}));
+  ASSERT_EQ(motors.size(), 24U);
+  EXPECT_EQ(motors.at("LElbowRoll"), (Texts{"true", "-0.7 0.7", "true", "-0.7 0.7"}));
+  EXPECT_EQ(motors.at("HeadYaw"), Texts(4, "-"));
+
+  for (const pugi::xpath_node& found : urdf->select_nodes("//joint[limit]")) {
+    found.node().remove_child("limit");
+    found.node().attribute("type").set_value("continuous");
+  }
+  for (const pugi::xpath_node& found : mjcf->select_nodes("//joint[@limited]")) {
+    found.node().remove_attribute("limited");
+    found.node().remove_attribute("range");
+  }
+  mjcf->child("mujoco").remove_child("actuator");
+  const auto text_of = [](const pugi::xml_document& document) {
+    std::ostringstream text;
+    document.save(text);
+    return text.str();
+  };
+  EXPECT_EQ(text_of(*urdf), text_of(*loaded("robot.urdf")));
+  EXPECT_EQ(text_of(*mjcf), text_of(*loaded("robot.xml")));
 }
 
 // Forward kinematics of the files, with maths of this test, at zero and elsewhere.
@@ -206,7 +269,10 @@ TEST_F(Export, FilesAreReplacedTogetherOrNotAtAll) {
 TEST_F(Export, OtherProgramsAcceptTheUrdf) {
   if (!is_installed("check_urdf")) GTEST_SKIP() << "needs check_urdf";
   exported();
-  EXPECT_EQ(std::system(fmt::format("check_urdf '{}' >/dev/null", (directory_ / "robot.urdf").string()).c_str()), 0);
+  ASSERT_EQ(host(fmt::format("export --urdf limited.urdf --limits '{}/../limits.csv'", KORVEL_MOTIONS)).status, 0);
+  for (const char* file : {"robot.urdf", "limited.urdf"}) {
+    EXPECT_EQ(shell(fmt::format("check_urdf {}", file)).status, 0) << file;
+  }
 }
 
 TEST_F(Export, OtherProgramsAcceptTheTree) {

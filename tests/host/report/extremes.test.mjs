@@ -89,6 +89,40 @@ onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? val
   }
 });
 
+test('gaps interrupt the curves, have a mark, and name the call', async (t) => {
+  let time;
+  const is_gap = (now) => now === 0 || (now > 2 && now < 2.5);
+  const change = (name, value) => {
+    if (name === 'time') time = value;
+    return name === 'time' || name.startsWith('R') || !is_gap(time) ? value : 'nan';
+  };
+  const call = 'setRootPose, call 7 of object 1';
+  const gaps = [{from: 0, to: 0, call: 'create'}, {from: 2.01, to: 2.49, call}];
+  const report = Report.ofMotion(join(motions, 'wave.csv'), change, {gaps});
+  t.after(() => report.remove());
+  const page = await open(report, browser);
+  t.after(() => page.context().close());
+  await page.locator('#gaps li', {hasText: call}).getByRole('button', {name: '2.010 – 2.490 s'}).click();
+  await drawn(page);
+  assert.equal(await page.locator('.entry[data-joint=LKneePitch] .value').textContent(), 'NaN');
+  assert.notEqual(await page.locator('.entry[data-joint=RKneePitch] .value').textContent(), 'NaN');
+  const {times, curve, peaks} = await page.evaluate(() => ({
+    times: [...korvel.motion.time],
+    curve: korvel.charts.find(({curves}) => curves.some(({name}) => name === 'LKneePitch_torque')).plot.data.at(-1),
+    peaks: korvel.motion.joints.map(({name, peak}) => [name, peak]),
+  }));
+  times.forEach((now, i) => assert.equal(curve[i] === null, is_gap(now), `${now}`));
+  for (const [name, peak] of peaks) {
+    const finite = report.columns[`${name}_torque`].filter((value) => !Number.isNaN(value)).map(Math.abs);
+    assert.equal(peak, Math.max(...finite), name);
+  }
+  // The figure is there again behind the gap.
+  await setSlider(page, last());
+  const left = await page.locator('.letter.left').first().evaluate((e) => e.style.transform);
+  assert.match(left, /^translate\(\d/);
+  assert.deepEqual(page.faults, []);
+});
+
 // The root stays at the origin, so that z = 0 is above the feet.
 test('one sample, and no ground at z = 0', async (t) => {
   const motion = join(wave.folder, 'one.csv');

@@ -38,13 +38,14 @@ export class Report {
     return new Report(resultsName(motion), run(motion, []), more);
   }
 
-  // Of a motion. `change` may say what else stands in its results: (name, value) to value.
-  static ofMotion(motion, change = (_, value) => value) {
+  // Of a motion. `change` may say what else stands in its results: (name, value) to value; `described` is added to their
+  // description.
+  static ofMotion(motion, change = (_, value) => value, described = {}) {
     const {results, side} = run(motion, ['--air']);
     const [header, ...rows] = results.trim().split('\n');
     const names = header.split(',');
     const changed = rows.map((row) => numbersOf(row).map((value, i) => change(names[i], value)).join(','));
-    return new Report(resultsName(motion), {results: [header, ...changed, ''].join('\n'), side});
+    return new Report(resultsName(motion), {results: [header, ...changed, ''].join('\n'), side: JSON.stringify({...JSON.parse(side), ...described})});
   }
 
   // The terminal's summary in one line.

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <random>
 #include <set>
 
@@ -73,6 +75,33 @@ TEST(Thinning, KeepsEvenlyAndEveryExtreme) {
       }
     }
   }
+}
+
+// A gap hides neither the extremes nor the bounds of the samples around it, and a curve may be nothing but gaps.
+TEST(Thinning, GapsHaveNoExtremes) {
+  const float gap = std::numeric_limits<float>::quiet_NaN();
+  auto rows = random_rows(100);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (i % 3 == 0) rows[i][0] = gap;
+    rows[i][1] = gap;
+  }
+  Thinning thinning(curves, 8);
+  for (std::size_t i = 0; i < rows.size(); ++i) thinning.add(time_of(i), rows[i]);
+  float lowest = 1e9F;
+  float highest = -1e9F;
+  for (const auto& row : rows) {
+    if (!std::isnan(row[0])) lowest = std::min(lowest, row[0]);
+    if (!std::isnan(row[0])) highest = std::max(highest, row[0]);
+  }
+  bool has_lowest = false;
+  bool has_highest = false;
+  for (const KeptSample& sample : thinning.kept()) {
+    has_lowest = has_lowest || sample.values[0] <= lowest;
+    has_highest = has_highest || sample.values[0] >= highest;
+    EXPECT_FALSE(sample.lows[0] > sample.highs[0]);
+    EXPECT_TRUE(std::isnan(sample.lows[1])) << "nothing but gaps";
+  }
+  EXPECT_TRUE(has_lowest && has_highest);
 }
 
 }  // namespace

@@ -26,8 +26,8 @@ TEST_F(Results, AreThoseOfTheTextbook) {
   write(directory_ / "motion.csv", text);
   auto columns = results();
   ASSERT_EQ(columns["time"].size(), std::size(times));
-  // The time, torques, two centres of mass, and for each body its origin and its centre of mass.
-  EXPECT_EQ(columns.size(), 1U + 24 + 2 * 3 + 25 * 2 * 3);
+  // The time, four numbers of each joint, two centres of mass, and for each body its origin and its centre of mass.
+  EXPECT_EQ(columns.size(), 1U + 4 * 24 + 2 * 3 + 25 * 2 * 3);
 
   for (std::size_t row = 0; row < std::size(times); ++row) {
     const double t = times[row];
@@ -44,9 +44,13 @@ TEST_F(Results, AreThoseOfTheTextbook) {
     const tests::Truth::Vector forces = truth.forces(state);
     const tests::Truth::Vector scale = truth.force_scale(state);
     for (Eigen::Index j = 0; j < 24; ++j) {
-      EXPECT_NEAR(columns.at(joints[static_cast<std::size_t>(j)] + "_torque")[row], forces(6 + j),
-                  tests::dynamic * scale(6 + j))
-          << joints[static_cast<std::size_t>(j)] << " at " << t;
+      const std::string& joint = joints[static_cast<std::size_t>(j)];
+      const float torque = columns.at(joint + "_torque")[row];
+      const float speed = columns.at(joint + "_speed")[row];
+      EXPECT_NEAR(torque, forces(6 + j), tests::dynamic * scale(6 + j)) << joint << " at " << t;
+      EXPECT_NEAR(columns.at(joint + "_angle")[row], q(t)(6 + j), tests::kinematic * 3) << joint << " at " << t;
+      EXPECT_NEAR(speed, dq(6 + j), tests::kinematic * 3) << joint << " at " << t;
+      EXPECT_EQ(columns.at(joint + "_power")[row], torque * speed) << joint << " at " << t;
     }
     const auto expect_point = [&](const std::string& name, const Eigen::Vector3d& point) {
       const double tolerance = tests::kinematic * (2 + truth.pose(0).translation().norm());

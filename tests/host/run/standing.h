@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Eigen/Core>
+#include <Eigen/Geometry>
 #include <functional>
 #include <nlohmann/json.hpp>
 

@@ -56,8 +56,13 @@ class Arguments : public testing::Test {
     call.q = rows_of(states.q.values.data(), coordinates);
     call.dq = rows_of(states.dq.values.data(), coordinates);
     call.ddq = rows_of(states.ddq.values.data(), coordinates);
-    call.kinematics = {out(results.poses_root), out(results.poses_world), out(results.com_root), out(results.com_world),
-                       out(results.jacobian)};
+    call.kinematics = {out(results.poses_root),
+                       out(results.poses_world),
+                       out(results.com_root),
+                       out(results.com_world),
+                       out(results.jacobian),
+                       nullptr,
+                       0};
     call.packed = out(packed);
     call.dense = out(results.mass);
     call.forces = out(results.forces);
@@ -184,6 +189,12 @@ TEST_F(Arguments, ThatAreBadAreRefusedAndNothingIsWritten) {
                                      "com_world", 3, [](Call & c) -> auto& { return c.kinematics.com_world; }));
   expect_all_refused(kinematics, output_faults(
                                      "jacobian", 180, [](Call & c) -> auto& { return c.kinematics.jacobian; }));
+  static constexpr int listed_bodies[]{4, 25};
+  expect_all_refused(
+      kinematics,
+      {{"no list", [](Call& c) { c.kinematics.bodies = listed_bodies; }, KORVEL_BATCH_COUNT, "body_count is 0"},
+       {"no such body", [](Call& c) { c.kinematics.bodies = listed_bodies, c.kinematics.body_count = 2; },
+        KORVEL_BATCH_BODY, "no body 25"}});
   expect_all_refused(mass, output_faults(
                                "packed", 240, [](Call & c) -> auto& { return c.packed; }));
   expect_all_refused(mass, output_faults(

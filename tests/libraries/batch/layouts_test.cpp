@@ -100,14 +100,23 @@ void expect_same_results_in_every_layout(const Batch& batch, std::ptrdiff_t n) {
     Array jacobian(n, expected.jacobian.numbers, out);
     Array mass(n, expected.mass.numbers, out);
     Array forces(n, expected.forces.numbers, out);
-    batch.kinematics(
-        n, q.input(),
-        {poses_root.output(), poses_world.output(), com_root.output(), com_world.output(), jacobian.output()});
+    batch.kinematics(n, q.input(),
+                     {poses_root.output(), poses_world.output(), com_root.output(), com_world.output(),
+                      jacobian.output(), nullptr, 0});
+    // Some of these poses.
+    Array listed(n, 2 * 12, out);
+    const int bodies_listed[]{3, 24};
+    batch.kinematics(n, q.input(), {{}, listed.output(), {}, {}, {}, bodies_listed, 2});
+    Rows some(n, 2 * 12);
+    for (std::ptrdiff_t s = 0; s < n; ++s) {
+      for (int k = 0; k < 24; ++k) some.of_state(s)[k] = expected.poses_world.of_state(s)[k < 12 ? 36 + k : 276 + k];
+    }
     batch.mass_dense(n, q.input(), mass.output());
     batch.dynamics(n, q.input(), dq.input(), ddq.input(), forces.output(), wrenches_of(states));
     const std::string who = std::string(q.as.name) + " to " + forces.as.name;
     EXPECT_EQ(count_different(poses_root.as_rows(), expected.poses_root), 0U) << who;
     EXPECT_EQ(count_different(poses_world.as_rows(), expected.poses_world), 0U) << who;
+    EXPECT_EQ(count_different(listed.as_rows(), some), 0U) << who;
     EXPECT_EQ(count_different(com_root.as_rows(), expected.com_root), 0U) << who;
     EXPECT_EQ(count_different(com_world.as_rows(), expected.com_world), 0U) << who;
     EXPECT_EQ(count_different(jacobian.as_rows(), expected.jacobian), 0U) << who;

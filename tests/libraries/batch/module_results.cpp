@@ -116,7 +116,7 @@ Results batch_results(const Batch& batch, const States& states) {
   const auto out = [](Rows& array) { return rows_to(array.values.data(), array.numbers); };
   batch.kinematics(states.count, in(states.q),
                    {out(results.poses_root), out(results.poses_world), out(results.com_root), out(results.com_world),
-                    out(results.jacobian)});
+                    out(results.jacobian), nullptr, 0});
   batch.mass_dense(states.count, in(states.q), out(results.mass));
   batch.dynamics(states.count, in(states.q), in(states.dq), in(states.ddq), out(results.forces), wrenches_of(states));
   return results;

@@ -1,4 +1,7 @@
-"""Whatever is given for an argument, the answer is a result or one sentence of korvel.Error, and nothing crashes."""
+"""Whatever is given for an argument, the answer is a result or one sentence of korvel.Error, and nothing crashes.
+
+A path without a file raises FileNotFoundError.
+"""
 
 import os
 import pathlib
@@ -30,29 +33,31 @@ class Arguments(unittest.TestCase):
     def calls(self):
         """Every function of the package with arguments that are right; those beside are passed on as they are."""
         batch, q, sole = self.batch, self.q, korvel.Sole([[0, 0, 0], [1, 0, 0], [0, 1, 0]], 1)
-        motion = dict(q=q, dq=q, ddq=q, convert=True)
+        motion = dict(q=q, dq=q, ddq=q)
         standing = dict(motion, ground=self.ground, contact=None)
         yield "Batch", korvel.Batch, dict(threads=1, instruction_set="baseline")
         yield "set_inertia", batch.set_inertia, dict(body="Torso", mass=1, com=[0] * 3, inertia=[1, 0, 1, 0, 0, 1])
-        yield "kinematics", batch.kinematics, dict(q=q, out=None, convert=True)
-        yield "mass", batch.mass, dict(q=q, out=None, convert=True)
+        yield "kinematics", batch.kinematics, dict(q=q, out=None, bodies=None)
+        yield "mass", batch.mass, dict(q=q, out=None)
         yield "dynamics", batch.dynamics, dict(motion, wrenches=None, out=None)
         yield "dynamics_sums", batch.dynamics_sums, dict(motion, wrenches=None)
         yield "stand", batch.stand, dict(standing, out=None)
         yield "stand_sums", batch.stand_sums, standing
-        yield "kinematics strictly", batch.kinematics, dict(q=q)
+        yield "kinematics strictly", lambda q: batch.kinematics(q, strict=True), dict(q=q)
         yield "Ground", korvel.Ground, dict(soles={"Torso": sole}, height=0)
         yield "Ground of soles", lambda corners, friction: korvel.Ground({"Torso": korvel.Sole(corners, friction)}), dict(
             corners=sole.corners, friction=1)
         yield "Ground.read", korvel.Ground.read, dict(path=MOTIONS / "soles.csv", height=0)
         yield "Motion.read", korvel.Motion.read, dict(path=MOTIONS / "squat.csv", cutoff=5)
+        yield "Motion.of", korvel.Motion.of, dict(time=[0, 1], q=q, cutoff=5)
+        yield "place_on", korvel.place_on, dict(body="LAnkleRoll", q=q, pose=np.eye(3, 4))
         yield "Recording", korvel.Recording, dict(path=RECORDING)
 
     def test_wrong_ones_are_errors_of_the_package(self):
         refused = 0
         for name, call, right in self.calls():
             call(**right)
-            for argument in right.keys() - {"convert"}:
+            for argument in right:
                 for number, wrong in enumerate(WRONG):
                     with self.subTest(function=name, argument=argument, wrong=number):
                         try:
@@ -60,6 +65,8 @@ class Arguments(unittest.TestCase):
                         except korvel.Error as error:
                             refused += 1
                             self.assertLess(len(str(error)), 400)
+                        except FileNotFoundError:
+                            self.assertEqual(argument, "path")
         self.assertGreater(refused, 1000)
 
     def test_what_looks_right_and_is_not_is_refused(self):
@@ -69,7 +76,7 @@ class Arguments(unittest.TestCase):
             "null character": lambda: korvel.Batch(instruction_set="baseline\0x"),
             "path: ": lambda: korvel.Motion.read(str(MOTIONS / "squat.csv") + "\0x"),
             "q: .* mask": lambda: self.batch.mass(masked),
-            "ddq: .* mask": lambda: self.batch.dynamics(self.q, self.q, masked, convert=True),
+            "ddq: .* mask": lambda: self.batch.dynamics(self.q, self.q, masked),
             "wrench of Torso: .* mask": lambda: self.batch.dynamics(self.q, self.q, self.q, {"Torso": masked[:, :6]}),
             "out: .* mask": lambda: self.batch.dynamics(self.q, self.q, self.q, out=masked),
             "com: .* mask": lambda: self.batch.set_inertia("Torso", 1, np.ma.masked_equal([0, 1, 2], 1), [1, 0, 1, 0, 0, 1]),
@@ -82,15 +89,15 @@ class Arguments(unittest.TestCase):
             with self.subTest(sentence), self.assertRaisesRegex(korvel.Error, sentence):
                 call()
 
-    def test_any_float32_is_converted(self):
+    def test_float32_at_any_address_is_read(self):
         for dtype, offset in (([("skip", "i1"), ("q", np.float32, 30)], 0), ([("skip", "S3"), ("q", np.float32, 30)], 0)):
             odd = np.zeros(3, dtype)["q"]
             odd[:] = np.linspace(0, 1, 90).reshape(3, 30)
             with self.assertRaisesRegex(korvel.Error, "multiple of 4"):
-                self.batch.mass(odd)
-            converted = self.batch.dynamics(odd, odd, odd, {"Torso": odd[:, :6]}, convert=True)
+                self.batch.mass(odd, strict=True)
+            copied = self.batch.dynamics(odd, odd, odd, {"Torso": odd[:, :6]})
             q = odd.copy()
-            np.testing.assert_array_equal(converted, self.batch.dynamics(q, q, q, {"Torso": q[:, :6]}))
+            np.testing.assert_array_equal(copied, self.batch.dynamics(q, q, q, {"Torso": q[:, :6]}))
 
     def test_only_libraries_of_the_packages_version_are_loaded(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -101,16 +101,36 @@ class Arrays(unittest.TestCase):
             tracemalloc.stop()
         self.assertLess(peak, q.nbytes / 20)
 
-    def test_conversion_is_asked_for(self):
+    def test_other_numbers_are_copied_unless_the_call_is_strict(self):
         q = self.states[0]
         for other in (q.astype(float), q[0].tolist(), q.astype(">f4"), np.zeros((2, 30), int)):
-            with self.assertRaisesRegex(korvel.Error, r"q: .*convert=True"):
-                self.batch.kinematics(other)
-            converted = self.batch.kinematics(other, convert=True)
-            self.assertSame(converted[:4], self.batch.kinematics(np.array(other, np.float32))[:4])
+            with self.assertRaisesRegex(korvel.Error, r"q: .*strict=True"):
+                self.batch.kinematics(other, strict=True)
+            copied = self.batch.kinematics(other)
+            self.assertSame(copied[:4], self.batch.kinematics(np.array(other, np.float32), strict=True)[:4])
         for other in (q + 1j, [["x"] * 30], None, object()):
             with self.assertRaises(korvel.Error):
-                self.batch.kinematics(other, convert=True)
+                self.batch.kinematics(other)
+
+    def test_poses_of_some_bodies(self):
+        q = self.states[0]
+        names = ["RAnkleRoll", "Torso", "LWristYaw"]
+        numbers = [korvel.BODIES.index(name) for name in names]
+        everything_of = self.batch.kinematics(q, jacobian=True)
+        for some in (slice(None), slice(3), 7):
+            k = self.batch.kinematics(q[some], jacobian=True, bodies=names)
+            self.assertSame(k, [array[some][..., numbers, :, :] if array.ndim == 4 else array[some]
+                                for array in everything_of])
+        again = korvel.Kinematics(*(None if array is None else np.full_like(array, 7)
+                                    for array in self.batch.kinematics(q, bodies=names)))
+        self.assertIs(self.batch.kinematics(q, bodies=names, out=again), again)
+        self.assertSame([again.poses_world], [everything_of.poses_world[:, numbers]])
+        self.assertIsNone(again.jacobian)
+        for wrong, sentence in (([], "1 to 25"), ("Torso", "1 to 25"), (["Foot"], "'Foot'"), (["Torso"] * 26, "1 to 25")):
+            with self.assertRaisesRegex(korvel.Error, sentence):
+                self.batch.kinematics(q, bodies=wrong)
+        with self.assertRaisesRegex(korvel.Error, "out.poses_root: expected shape"):
+            self.batch.kinematics(q, bodies=names[:2], out=again)
 
     def test_what_cannot_be_is_refused_and_nothing_is_written(self):
         batch, (q, dq, ddq), w = self.batch, self.states, self.wrench
@@ -134,10 +154,10 @@ class Arrays(unittest.TestCase):
             ("out: .* float32", lambda: batch.dynamics(q, dq, ddq, out=out.tolist())),
             ("out: .* read-only", lambda: batch.dynamics(q, dq, ddq, out=read_only)),
             ("out: expected memory of its own", lambda: batch.dynamics(q, dq, ddq, out=dq)),
-            ("q: data does not begin", lambda: batch.dynamics(shifted, dq, ddq, out=out)),
+            ("q: data does not begin", lambda: batch.dynamics(shifted, dq, ddq, out=out, strict=True)),
             ("'Foot'", lambda: batch.dynamics(q, dq, ddq, {"Foot": w}, out=out)),
             ("wrench of Torso: expected shape", lambda: batch.dynamics(q, dq, ddq, {"Torso": w[:, :5]}, out=out)),
-            ("wrench of Torso: .* float32", lambda: batch.dynamics(q, dq, ddq, {"Torso": [1] * 6}, out=out)),
+            ("wrench of Torso: .* float32", lambda: batch.dynamics(q, dq, ddq, {"Torso": [1] * 6}, out, strict=True)),
             ("mass is not above zero", lambda: batch.set_inertia("Torso", 0, [0] * 3, [0] * 6)),
             ("com is not finite", lambda: batch.set_inertia("Torso", 1, [np.nan] * 3, [0] * 6)),
             ("com: expected shape", lambda: batch.set_inertia("Torso", 1, [0] * 4, [0] * 6)),

@@ -1,6 +1,7 @@
 """Motions are to the bit those that the host runs."""
 
 import csv
+import os
 import pathlib
 import pickle
 import subprocess
@@ -91,8 +92,69 @@ class Motions(unittest.TestCase):
         for cutoff in (0, -1, float("nan"), float("inf"), 1e-300):
             with self.assertRaisesRegex(korvel.Error, "cutoff"):
                 korvel.Motion.read(MOTIONS / "wave.csv", cutoff)
-        with self.assertRaisesRegex(korvel.Error, "nowhere.csv"):
-            korvel.Motion.read(self.folder / "nowhere.csv")
+
+    def test_a_missing_file_is_the_same_error_for_all(self):
+        for read in (korvel.Motion.read, korvel.Ground.read, korvel.Recording):
+            for path in ("nowhere.csv", self.folder / "no folder" / "nowhere.csv", MOTIONS / "wave.csv" / "below", "", b"nowhere.csv",
+                         "long" * 99):
+                with self.assertRaises(FileNotFoundError) as caught:
+                    read(path)
+                self.assertEqual(caught.exception.filename, os.fsdecode(path))
+            with self.assertRaises(korvel.Error):
+                read(self.folder)
+
+    def test_motions_of_arrays_are_those_of_files(self):
+        for name in ("squat", "slow_step"):
+            with open(MOTIONS / f"{name}.csv", newline="") as file:
+                header, *rows = csv.reader(file)
+            table = dict(zip(header, np.array(rows, float).T))
+            q = np.stack([table.get(coordinate, np.zeros(len(rows))) for coordinate in korvel.COORDINATES], 1)
+            q[len(q) // 2:, 5] += 2 * np.pi
+            for cutoff in (None, 4.5):
+                made, read = korvel.Motion.of(table["time"], q, cutoff), korvel.Motion.read(MOTIONS / f"{name}.csv", cutoff)
+                np.testing.assert_array_equal(made.time, read.time)
+                for found, expected in ((made.q, read.q), (made.dq, read.dq), (made.ddq, read.ddq)):
+                    np.testing.assert_allclose(found, expected, atol=1e-6 * np.abs(expected).max())
+
+    def test_rates_of_the_root_are_in_its_frame(self):
+        time = np.linspace(0, 1, 201)
+        q = np.zeros((201, 30))
+        q[:, 0], q[:, 5], q[:, 9] = time**2, 0.5 * time**2, np.sin(3 * time)   # x, yaw and a joint
+        motion = korvel.Motion.of(time, q)
+        inner, t, yaw = slice(20, -20), time[20:-20], 0.5 * time[20:-20]**2
+        expected = {0: 2 * t * np.cos(yaw), 1: -2 * t * np.sin(yaw), 5: t, 9: 3 * np.cos(3 * t)}
+        for coordinate, rate in expected.items():
+            np.testing.assert_allclose(motion.dq[inner, coordinate], rate, atol=2e-5)
+            np.testing.assert_allclose(motion.ddq[inner, coordinate], np.gradient(rate, t, edge_order=2), atol=2e-2)
+
+    def test_unusable_arrays_are_refused(self):
+        time, q = np.arange(5.0), np.zeros((5, 30))
+        far, back, nan = q.copy(), time.copy(), q.copy()
+        far[2, 9], back[3], nan[4, 0] = 1e39, 2, np.nan
+        for arguments, sentence in (((time, far), "sample:2"), ((back, q), "sample:3: expected a time above 2"),
+                                    ((time, nan), "sample:4"), ((time[:4], q), "expected a time"), ((time, q[:, 1:]), "q: "),
+                                    (([], np.zeros((0, 30))), "n is below 1"), (("a", q), "numbers"),
+                                    ((time, q, 0), "cutoff")):
+            with self.subTest(sentence), self.assertRaisesRegex(korvel.Error, sentence):
+                korvel.Motion.of(*arguments)
+        self.assertFalse(korvel.Motion.of([0], q[0:1]).ddq.any())
+
+    def test_the_robot_is_placed_by_a_body(self):
+        rng = np.random.default_rng(8)
+        q = rng.uniform(-1, 1, (50, 30))
+        foot = korvel.BODIES.index("LAnkleRoll")
+        batch = korvel.Batch()
+        before = batch.kinematics(q)
+        poses = batch.kinematics(rng.uniform(-1, 1, (50, 30))).poses_world[:, foot]
+        for pose, expected in ((None, before.poses_world[0, foot]), (poses, poses), (poses[5], poses[5])):
+            placed = korvel.place_on("LAnkleRoll", q, pose)
+            after = batch.kinematics(placed)
+            np.testing.assert_allclose(after.poses_world[:, foot], np.broadcast_to(expected, (50, 3, 4)), atol=2e-6)
+            np.testing.assert_array_equal(after.poses_root, before.poses_root)
+        np.testing.assert_allclose(korvel.place_on("Torso", q[0], np.eye(3, 4))[:6], 0, atol=1e-7)
+        for wrong, sentence in ((np.zeros((3, 4)), "rotation"), (-np.eye(3, 4), "rotation"), (np.eye(4), "shape")):
+            with self.assertRaisesRegex(korvel.Error, sentence):
+                korvel.place_on("Torso", q, wrong)
 
     def test_copies_are_the_same(self):
         motion = korvel.Motion.read(str(MOTIONS / "wave.csv"))

@@ -90,8 +90,9 @@ class Standing(unittest.TestCase):
             for found, expected in zip(self.batch.stand(q, dq, ddq, self.ground, contact), seen):
                 np.testing.assert_array_equal(found, expected)
         self.assertGreater(len(np.unique(seen.verdict)), 1)
+        self.assertEqual(seen.verdict.dtype, np.int32)
         nan[:, 1] = 0
-        one = self.batch.stand(q, dq, ddq, self.ground, {right: np.float32(0)}, convert=True)
+        one = self.batch.stand(q, dq, ddq, self.ground, {right: 0.0})
         for found, expected in zip(self.batch.stand(q, dq, ddq, self.ground, nan), one):
             np.testing.assert_array_equal(found, expected)
         self.assertFalse(one.loads[:, 1].any())
@@ -123,6 +124,14 @@ class Standing(unittest.TestCase):
         falls = self.batch.stand(q, rest, rest, self.ground, np.zeros(2, np.float32))
         self.assertTrue((falls.verdict == korvel.Verdict.NOTHING_BEARS).all())
         self.assertLess(np.abs(falls.forces[:, 2] - weight).max(), 1e-3)
+
+    def test_a_state_that_is_not_finite_says_so(self):
+        q, rest = (np.zeros((5, 30)) for _ in range(2))
+        q[:, 2] = 1
+        q[3, 9] = np.nan
+        verdict = self.batch.stand(q, rest, rest, self.ground, np.zeros(2)).verdict
+        self.assertEqual(verdict.tolist(), [korvel.Verdict.NOTHING_BEARS] * 3 + [korvel.Verdict.NOT_FINITE, 1])
+        self.assertEqual(korvel.Verdict(self.batch.stand(q[3], rest[3], rest[3], self.ground).verdict), -1)
 
     def test_results_go_where_they_are_told_to(self):
         motion = korvel.Motion.read(os.path.join(MOTIONS, "squat.csv"))

@@ -18,6 +18,8 @@ def margins(path: str) -> Array:
     batch.mass(motion.q, packed=True)[:, rows == columns].sum()
     peak: float = batch.dynamics_sums(motion.q, motion.dq, motion.ddq).squares.max()
     stand = batch.stand(motion.q, motion.dq, motion.ddq, korvel.Ground({"LAnkleRoll": korvel.Sole([[0, 0, 0]] * 3, 0.6)}))
+    foot = korvel.place_on("LAnkleRoll", korvel.Motion.of(motion.time, motion.q).q)
+    peak += float(batch.kinematics(foot, bodies=["LAnkleRoll"]).poses_world[0, 0, 2, 3])
     falls = stand.verdict == korvel.Verdict.TIPS
     peak += float(stand.zmp_margin[falls].min())
     derivatives = batch.dynamics_derivatives(motion.q, motion.dq, motion.ddq, packed=True)

@@ -25,6 +25,12 @@ function widest(texts) {
   return Math.max(...texts.map((text) => ruler.measureText(text).width));
 }
 
+// A curve is interrupted where a number is not finite.
+const interrupted = (drawn) =>
+    drawn.some(Number.isNaN) ? Array.from(drawn, (value) => Number.isNaN(value) ? null : value) : drawn;
+
+const dataOf = ({drawnTime}, curves) => [drawnTime, ...curves.map(({drawn}) => interrupted(drawn))];
+
 const within = (value, low, high) => Math.min(Math.max(value, low), high);
 
 const axis = (more) => ({
@@ -110,7 +116,7 @@ export class Chart {
             return {stroke, width: 1.5, pxAlign: 0, points: {show: timeline.last === 0, fill: stroke}};
           })],
         },
-        [motion.drawnTime, ...curves.map(({drawn}) => drawn)], place);
+        dataOf(motion, curves), place);
     const mark = (kind) => this.plot.over.appendChild(element('div', {class: kind}));
     [this.second, this.cursor, this.dot, this.selected] = ['second-cursor', 'cursor', 'mark', 'selected-time'].map(mark);
     this.selected.hidden = true;
@@ -142,7 +148,7 @@ export class Chart {
   // Draws these instead, as many and of the same colours.
   show(curves) {
     this.curves = curves;
-    this.plot.setData([this.motion.drawnTime, ...curves.map(({drawn}) => drawn)]);
+    this.plot.setData(dataOf(this.motion, curves));
     this.#showTime();
   }
   // After `range` has come to say something else.
@@ -150,8 +156,10 @@ export class Chart {
     this.show(this.curves);
   }
 
-  // The unsupported load.
+  // Gaps, and the unsupported load.
   #drawBehind(plot) {
+    plot.ctx.fillStyle = colour('grid');
+    fillSpans(plot, this.motion.time, this.motion.gaps, plot.bbox.top, plot.bbox.height);
     plot.ctx.fillStyle = colour('unborne-band');
     fillSpans(plot, this.motion.time, this.motion.standing?.spans ?? [], plot.bbox.top, plot.bbox.height);
   }
@@ -175,11 +183,12 @@ export class Chart {
     const sample = this.timeline.within(this.motion.runs[0]);
     this.#place(this.cursor, this.timeline.now);
     this.#place(this.second, this.view.mark.value);
-    this.dot.hidden = this.strong < 0 || this.cursor.hidden || sample === undefined;
-    if (this.dot.hidden) return;
     const curve = this.curves[this.strong];
+    const value = curve?.values[sample];
+    this.dot.hidden = !Number.isFinite(value) || this.cursor.hidden;
+    if (this.dot.hidden) return;
     const x = this.plot.valToPos(this.timeline.now, 'x');
-    const y = this.plot.valToPos(curve.values[sample], 'y');
+    const y = this.plot.valToPos(value, 'y');
     Object.assign(this.dot.style, {transform: `translate(${x}px, ${y}px)`, background: `var(--${curve.colour})`});
   }
 

@@ -3,6 +3,7 @@ import {unpack} from './columns.js';
 import {spansOf} from './contact.js';
 import {findLimbs} from './limbs.js';
 import {extent, text} from './numbers.js';
+import {nearestSample} from '../timeline.js';
 
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
 const small = 0.01;         // of the largest torque: joints below it are folded away
@@ -10,11 +11,11 @@ const small = 0.01;         // of the largest torque: joints below it are folded
 // The curves of a joint, with their units.
 export const kinds = {torque: 'N m', angle: 'rad', speed: 'rad/s', power: 'W'};
 
-// The sample of the largest magnitude.
+// The sample of the largest magnitude; a gap has none.
 function peakOf(torque) {
   let peak = 0;
   torque.forEach((value, sample) => {
-    if (Math.abs(value) > Math.abs(torque[peak])) peak = sample;
+    if (Math.abs(value) > (Math.abs(torque[peak]) || 0)) peak = sample;
   });
   return peak;
 }
@@ -111,7 +112,7 @@ async function readRun(data) {
     for (const kind of Object.keys(kinds)) if (kind in joint) joint[kind] = columns.curve(joint[kind]);
     if (joint.speed) joint.power = powerOf(joint);
     joint.peakSample = peakOf(joint.torque.values);
-    joint.peak = Math.abs(joint.torque.values[joint.peakSample]);
+    joint.peak = Math.abs(joint.torque.values[joint.peakSample]) || 0;
     joint.limits = data.limits?.[joint.name] ?? {};
   }
   data.standing = data.ground ? readStanding(data.ground, columns) : null;
@@ -143,6 +144,8 @@ export async function readMotion(text) {
     join(motion, await readRun(motion.other));
     motion.runs.push(motion.other);
   }
+  const sampleAt = (time) => nearestSample(motion.time, time - motion.origin);
+  motion.gaps = (motion.gaps ?? []).map(({from, to, call}) => ({first: sampleAt(from), last: sampleAt(to), call}));
   const largest = Math.max(...motion.runs.flatMap(({joints}) => joints.map(({peak}) => peak)));
   for (const joint of motion.joints) joint.small = Math.max(joint.peak, joint.other?.peak ?? 0) < small * largest;
   motion.floor = findGround(motion.bodies, motion.ground?.height);

@@ -119,7 +119,9 @@ class Figure {
   }
 
   #base() {
-    return this.follows ? rootOver(this.motion, this.timeline.nearest(this.motion)) : new Vector3();
+    if (!this.follows) return new Vector3();
+    const base = rootOver(this.motion, this.timeline.nearest(this.motion));
+    return Number.isFinite(base.length()) ? base : this.base ?? new Vector3();
   }
 
   #move() {

@@ -21,8 +21,9 @@ export function bounds(motion, follows) {
       points.push(at(bodies[0].origin, sample).setZ(motion.floor.z).sub(base));
     }
   }
-  const box = new Box3().setFromPoints(points);
-  return {points, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
+  const finite = points.filter((point) => point.toArray().every(Number.isFinite));
+  const box = new Box3().setFromPoints(finite.length ? finite : [new Vector3()]);
+  return {points: finite, middle: box.getCenter(new Vector3()), radius: Math.max(box.getSize(new Vector3()).length() / 2, 0.1)};
 }
 
 // Cells of 10 cm, or of a larger power of ten where the motion goes far.
@@ -49,5 +50,5 @@ export class Ground extends GridHelper {
 // How far the root gets from where it begins.
 export function travel(motion) {
   const start = rootOver(motion, 0);
-  return motion.time.reduce((most, _, sample) => Math.max(most, rootOver(motion, sample).distanceTo(start)), 0);
+  return motion.time.reduce((most, _, sample) => Math.max(most, rootOver(motion, sample).distanceTo(start) || 0), 0);
 }

@@ -105,7 +105,8 @@ export class Robot extends Group {
     if (!limb) return null;
     const {run: {bodies, joints}, materials: {middle, face: mark}} = this;
     const body = bodies[limb.bodies.at(-1)];
-    const size = Math.max(0.9 * at(body.com, 0).distanceTo(at(body.origin, 0)), 2 * thinnest);
+    const sample = Math.max(body.com[0].findIndex((x, s) => Number.isFinite(x + body.origin[0][s])), 0);
+    const size = Math.max(0.9 * at(body.com, sample).distanceTo(at(body.origin, sample)), 2 * thinnest);
     const head = new Group();
     head.add(block(face, middle, [0, 0, 0], [size, 0.95 * size, size]));
     head.add(block(box, mark, [0.86 * size, 0, -0.42 * size], [0.2 * size, 0.5 * size, 0.09 * size]));

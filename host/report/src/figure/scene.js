@@ -47,7 +47,9 @@ export const positions = (points) => new Float32BufferAttribute(points.flat(), 3
 
 // A line through all points (x, y) of two columns, at a height.
 export const trace = ([x, y], z, material) => new Line(
-    new BufferGeometry().setAttribute('position', positions(Array.from(x, (_, s) => [x[s], y[s], z]))), material);
+    new BufferGeometry().setAttribute(
+        'position', positions(Array.from(x, (_, s) => [x[s], y[s], z]).filter((point) => point.every(Number.isFinite)))),
+    material);
 
 // The robot's centre of mass, its path on the ground, and the point below it.
 export class Mass extends Group {
