@@ -79,6 +79,7 @@ export function addJointCharts(place, title, page) {
     const ends = {angle: [lower, upper], speed: [-speed, speed], torque: [-torque, torque]}[kind] ?? [];
     return {...curve, name: `${name}_${kind}`, colour: 'ink', limits: ends.filter(Number.isFinite)};
   };
+  place.nextElementSibling.hidden = !motion.limits;
   watch([joint], () => title.textContent = `Selected joint: ${motion.joints[joint.value].name}`);
   return shown.map((kind) => {
     const curve = curveOf(kind);
