@@ -68,7 +68,7 @@ void write_page(const std::filesystem::path& results, const std::optional<std::f
                 OutputFile& page) {
   const std::string empty = read_template();
   nlohmann::json all = report_data(results);
-  if (other) all["other"] = report_data(*other, Detail::curves);
+  if (other) all["other"] = report_data(*other);
   page.write(boost::replace_first_copy(empty, placeholder, script_text(all)));
   page.commit();
 }
@@ -83,9 +83,9 @@ void add_report(CLI::App& app) {
   }
   command->footer(
       R"(RESULTS is a file of 'korvel-host run', with its NAME.json beside it. The page
-shows the figure, the curves and peaks of the torques, and on the ground its
-forces, the zero moment point and the support polygon. The curves of
-OTHER are drawn over those of RESULTS. The page works offline.
+shows the verdict, the figure, the curves and peaks of the torques, and on the
+ground its forces, the zero moment point and the support polygon. Figure and
+curves of OTHER are drawn over those of RESULTS. The page works offline.
 
 Examples:
   korvel-host report squat-results.csv -o squat.html

@@ -3,9 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/report/packed_columns.h"
@@ -25,6 +28,10 @@ using Names = std::vector<std::string>;
 /// Up to here every sample is in the page. Of more, half as many at least are: several for each pixel of a curve.
 constexpr std::size_t most_samples = 20000;
 
+/// What is only drawn is rounded, to 8 um where it is a place, because the last digits of a place take most of its
+/// room.
+double rounded(double value) { return std::nearbyint(value * 0x1p17) / 0x1p17; }
+
 /// Reads the description beside results.
 Json read_run(const std::filesystem::path& results) {
   const std::filesystem::path path = description_path(results);
@@ -39,9 +46,12 @@ Json read_run(const std::filesystem::path& results) {
   return Json::parse(file);
 }
 
-/// The columns of a results file that the page shows. All are asked for before the file is read.
+/// The columns of a results file that the page shows. All are asked for when the header has been read.
 class Columns {
  public:
+  explicit Columns(const std::filesystem::path& path) : path_(path) {}
+
+  bool has(const std::string& name) const { return std::find(header_.begin(), header_.end(), name) != header_.end(); }
   /// A column that is drawn as a curve, or must not be missed between the samples that are shown. Returns its index.
   Json curve(const std::string& name) { return added(curves_, name); }
   Json curves(const Names& names) {
@@ -56,59 +66,66 @@ class Columns {
     return all;
   }
   /// The column has only zeros and ones.
-  void require_flag(const std::string& name) { flags_.push_back(name); }
+  void require_flag(const std::string& name) { flags_.push_back({name, place_of(name)}); }
 
-  /// Adds to the data what is in the file.
-  void read(const std::filesystem::path& path, Json& data) {
-    Thinning samples(curves_.size(), most_samples);
+  /// Adds to the data what is in the file, after `ask` has asked for columns.
+  void read(Json& data, const std::function<void()>& ask) {
+    std::optional<Thinning> samples;
+    std::vector<std::size_t> places;
+    std::size_t time = 0;
     double start = 0;
     read_sample_rows(
-        path, [&](const CsvRow& header) { find(path, header); },
+        path_,
+        [&](const CsvRow& header) {
+          header_.assign(header.fields.begin(), header.fields.end());
+          line_ = header.line;
+          ask();
+          places = curves_;
+          places.insert(places.end(), others_.begin(), others_.end());
+          time = place_of(columns_of(quantities::time).front());
+          samples.emplace(curves_.size(), most_samples);
+        },
         [&](const SampleRow& row) {
-          check_flags(path, row);
-          if (samples.count() == 0) start = row.values[time_];
+          check_flags(row);
+          if (samples->count() == 0) start = row.values[time];
           std::vector<float> values;
-          for (const std::size_t place : places_) values.push_back(static_cast<float>(row.values[place]));
-          samples.add(row.elapsed, values);
+          for (std::size_t i = 0; i < places.size(); ++i) {
+            const double value = row.values[places[i]];
+            values.push_back(static_cast<float>(i < curves_.size() ? value : rounded(value)));
+          }
+          samples->add(row.elapsed, values);
         },
         true);
-    const std::vector<KeptSample> kept = samples.kept();
-    data["samples"] = samples.count();
-    data["stride"] = samples.stride();
+    const std::vector<KeptSample> kept = samples->kept();
+    data["samples"] = samples->count();
+    data["stride"] = samples->stride();
     data["start"] = start;
     data["time"] = Json::array();
     for (const KeptSample& sample : kept) data["time"].push_back(sample.elapsed);
     data["curves"] = curves_.size();
-    data["columns"] = packed(shown(kept, samples.stride() > 1));
+    data["columns"] = packed(shown(kept, samples->stride() > 1));
   }
 
  private:
-  static Json added(Names& names, const std::string& name) {
-    names.push_back(name);
-    return names.size() - 1;
+  Json added(std::vector<std::size_t>& places, const std::string& name) const {
+    places.push_back(place_of(name));
+    return places.size() - 1;
   }
 
-  void find(const std::filesystem::path& path, const CsvRow& header) {
-    const auto place = [&](const std::string& name) {
-      const auto found = std::find(header.fields.begin(), header.fields.end(), name);
-      if (found == header.fields.end()) {
-        throw error_at(path, header.line,
-                       fmt::format("expected the column '{:.40}' that 'korvel-host run' writes, found none", name));
-      }
-      return static_cast<std::size_t>(found - header.fields.begin());
-    };
-    for (const Names* names : {&curves_, &others_}) {
-      for (const std::string& name : *names) places_.push_back(place(name));
+  std::size_t place_of(const std::string& name) const {
+    const auto found = std::find(header_.begin(), header_.end(), name);
+    if (found == header_.end()) {
+      throw error_at(path_, line_,
+                     fmt::format("expected the column '{:.40}' that 'korvel-host run' writes, found none", name));
     }
-    time_ = place(columns_of(quantities::time).front());
-    for (const std::string& name : flags_) flag_places_.push_back(place(name));
+    return static_cast<std::size_t>(found - header_.begin());
   }
 
-  void check_flags(const std::filesystem::path& path, const SampleRow& row) const {
-    for (std::size_t i = 0; i < flags_.size(); ++i) {
-      const double flag = row.values[flag_places_[i]];
+  void check_flags(const SampleRow& row) const {
+    for (const auto& [name, place] : flags_) {
+      const double flag = row.values[place];
       if (flag < 0 || (flag > 0 && flag < 1) || flag > 1) {
-        throw error_at(path, row.row.line, fmt::format("expected 0 or 1 in column '{}', found {}", flags_[i], flag));
+        throw error_at(path_, row.row.line, fmt::format("expected 0 or 1 in column '{}', found {}", name, flag));
       }
     }
   }
@@ -127,17 +144,19 @@ class Columns {
       add(&KeptSample::lows, 0, curves_.size());
       add(&KeptSample::highs, 0, curves_.size());
     }
-    add(&KeptSample::values, curves_.size(), places_.size());
+    add(&KeptSample::values, curves_.size(), curves_.size() + others_.size());
     return columns;
   }
 
-  Names curves_, others_, flags_;
-  std::vector<std::size_t> places_, flag_places_;
-  std::size_t time_ = 0;
+  const std::filesystem::path path_;
+  Names header_;
+  std::size_t line_ = 0;
+  std::vector<std::size_t> curves_, others_;  // places in the file
+  std::vector<std::pair<std::string, std::size_t>> flags_;
 };
 
 /// Asks for the columns of the ground and its soles.
-void add_ground(Json& data, Columns& columns, Detail detail) {
+void add_ground(Json& data, Columns& columns) {
   Json& ground = data["ground"];
   for (Json& sole : ground.at("soles")) {
     const std::string name = data.at("bodies").at(sole.at("body").get<std::size_t>()).at("name");
@@ -147,7 +166,6 @@ void add_ground(Json& data, Columns& columns, Detail detail) {
     sole["load"] = columns.curve(force.back());
     sole["contact"] = columns.others(contact);
     columns.require_flag(contact.front());
-    if (detail == Detail::curves) continue;
     force.pop_back();
     sole["shear"] = columns.others(force);
     sole["pressure"] = columns.others(columns_of(quantities::pressure, name));
@@ -158,26 +176,47 @@ void add_ground(Json& data, Columns& columns, Detail detail) {
   ground["residual"] = columns.curve(columns_of(quantities::residual).front());
   ground["feasible"] = columns.curve(feasible);
   columns.require_flag(feasible);
-  if (detail == Detail::all) ground["zmp"] = columns.others(columns_of(quantities::zero_moment_point));
+  ground["zmp"] = columns.others(columns_of(quantities::zero_moment_point));
+}
+
+/// Asks for all columns of the page.
+void add_all(Json& data, Columns& columns) {
+  data["com"] = columns.curves(columns_of(quantities::com));
+  for (Json& joint : data.at("joints")) {
+    const std::string name = joint.at("name");
+    joint["torque"] = columns.curve(columns_of(quantities::torque, name).front());
+    for (const char* more : {"angle", "speed"}) {
+      const std::string column = fmt::format("{}_{}", name, more);
+      if (columns.has(column)) joint[more] = columns.curve(column);
+    }
+  }
+  if (data.contains("ground")) add_ground(data, columns);
+  std::vector<bool> has_children(data.at("bodies").size());
+  for (const Json& body : data["bodies"]) {
+    if (body.at("parent") >= 0) has_children.at(body["parent"]) = true;
+  }
+  for (std::size_t b = 0; b < has_children.size(); ++b) {
+    Json& body = data["bodies"][b];
+    // Where a body turns about the point that its parent turns about, the page has it once.
+    const Json parent = body["parent"] >= 0 ? data["bodies"][body["parent"].get<std::size_t>()] : Json();
+    if (!parent.is_null() && parent.at("rest") == body.at("rest")) {
+      body["origin"] = parent["origin"];
+    } else {
+      body["origin"] = columns.others(columns_of(quantities::origin, body.at("name")));
+    }
+    // A limb ends there.
+    if (!has_children[b]) body["com"] = columns.others(columns_of(quantities::body_com, body.at("name")));
+  }
 }
 
 }  // namespace
 
-Json report_data(const std::filesystem::path& path, Detail detail) try {
+Json report_data(const std::filesystem::path& path) try {
   Json data = read_run(path);
   data["file"] = path.filename().string();
-  Columns columns;
-  data["com"] = columns.curves(columns_of(quantities::com));
-  for (Json& joint : data.at("joints")) {
-    joint["torque"] = columns.curve(columns_of(quantities::torque, joint.at("name")).front());
-  }
-  if (data.contains("ground")) add_ground(data, columns, detail);
-  for (Json& body : data.at("bodies")) {
-    if (detail == Detail::curves) break;
-    body["origin"] = columns.others(columns_of(quantities::origin, body.at("name")));
-    body["com"] = columns.others(columns_of(quantities::body_com, body.at("name")));
-  }
-  columns.read(path, data);
+  if (data.contains("ground")) static_cast<void>(data["ground"].at("summary").at("tables"));
+  Columns columns(path);
+  columns.read(data, [&] { add_all(data, columns); });
   return data;
 } catch (const Json::exception&) {
   throw Error(fmt::format("{}: expected the description of results that 'korvel-host run' of this version writes",

@@ -160,7 +160,7 @@ std::string GroundSummary::flight() const {
       samples_in_flight_, samples_, first_flight_, last_flight_);
 }
 
-std::string GroundSummary::verdict_text() const {
+std::string GroundSummary::headline() const {
   std::string text;
   const auto out = std::back_inserter(text);
   for (const SoleSummary* sole : soles_off_the_ground()) {
@@ -177,12 +177,17 @@ std::string GroundSummary::verdict_text() const {
   }
   const char* condition = text.empty() ? "" : ", if there were ground";
   text += flight();
-  if (spans_.empty()) {
-    if (samples_in_flight_ == samples_) return text;
-    return text + fmt::format("stays on its feet {}{}\n",
-                              samples_in_flight_ == 0 ? "throughout" : "in all other samples", condition);
+  if (!spans_.empty()) {
+    return text + fmt::format("the robot cannot stay on its feet: {}\n", counted(spans_.size(), "interval"));
   }
-  fmt::format_to(out, "the robot cannot stay on its feet: {}\n", counted(spans_.size(), "interval"));
+  if (samples_in_flight_ == samples_) return text;
+  return text + fmt::format("stays on its feet {}{}\n", samples_in_flight_ == 0 ? "throughout" : "in all other samples",
+                            condition);
+}
+
+std::string GroundSummary::verdict_text() const {
+  std::string text = headline();
+  const auto out = std::back_inserter(text);
   for (std::size_t i = 0; i < std::min(spans_.size(), most_intervals_shown); ++i) {
     const Span& span = spans_[i];
     fmt::format_to(out, "  {:.3f} to {:.3f} s  {};\n    {:.1f} % of the weight unsupported at {:.3f} s\n", span.from,
@@ -193,31 +198,56 @@ std::string GroundSummary::verdict_text() const {
   return text;
 }
 
-std::string GroundSummary::margins_text() const {
+Json GroundSummary::tables() const {
   const auto cell = [](const Extreme& extreme, const char* format, double factor) {
-    if (!extreme.seen) return fmt::format("{:>11}{:>9}", "-", "");
-    return fmt::format("{:>11}{:>9.3f}", fmt::format(fmt::runtime(format), factor * extreme.value), extreme.time);
+    if (!extreme.seen) return Json();
+    return Json{{"value", fmt::format(fmt::runtime(format), factor * extreme.value)}, {"time", extreme.time}};
   };
-  std::string text = fmt::format("{:<38}{:>11}{:>9}\n", "Worst margins while on its feet", "", "at [s]");
-  const auto out = std::back_inserter(text);
-  fmt::format_to(out, "  {:<36}{}\n", "ZMP to edge of support polygon", cell(margin_, "{:.1f} mm", 1e3));
   const double friction = soles_.front().friction;
   const bool same = std::all_of(soles_.begin(), soles_.end(), [&](const SoleSummary& sole) {
     return !(sole.friction < friction || sole.friction > friction);
   });
   const std::string available = same ? fmt::format(", of {:.3g}", friction) : "";
-  fmt::format_to(out, "  {:<36}{}\n", "friction coefficient needed" + available, cell(friction_needed_, "{:.3f}", 1));
+  const Json margins = {
+      {{"words", "ZMP to edge of support polygon"}, {"cells", Json::array({cell(margin_, "{:.1f} mm", 1e3)})}},
+      {{"words", "friction coefficient needed" + available},
+       {"cells", Json::array({cell(friction_needed_, "{:.3f}", 1)})}}};
+  Json all = Json::array({{{"heading", "Worst margins while on its feet"}, {"columns", {""}}, {"rows", margins}}});
   const auto add_soles = [&](const char* heading, std::size_t first, std::size_t end) {
-    fmt::format_to(out, "{:<38}", heading);
-    for (const SoleSummary& sole : soles_) fmt::format_to(out, "{:>11}{:>9}", sole.body, "at [s]");
+    Json names = Json::array();
+    for (const SoleSummary& sole : soles_) names.push_back(sole.body);
+    Json rows = Json::array();
     for (std::size_t item = first; item < end; ++item) {
-      fmt::format_to(out, "\n  {:<36}", items[item].words);
-      for (const SoleSummary& sole : soles_) text += cell(sole.items[item], items[item].format, items[item].factor);
+      Json cells = Json::array();
+      for (const SoleSummary& sole : soles_) {
+        cells.push_back(cell(sole.items[item], items[item].format, items[item].factor));
+      }
+      rows.push_back({{"words", items[item].words}, {"cells", std::move(cells)}});
     }
-    text += '\n';
+    all.push_back({{"heading", heading}, {"columns", std::move(names)}, {"rows", std::move(rows)}});
   };
   add_soles("Soles while it is on its feet", most_load, slip);
   add_soles("Soles in contact, in all samples", slip, item_count);
+  return all;
+}
+
+std::string GroundSummary::margins_text() const {
+  std::string text;
+  const auto out = std::back_inserter(text);
+  for (const Json& table : tables()) {
+    fmt::format_to(out, "{:<38}", table["heading"].get<std::string>());
+    for (const Json& column : table["columns"]) fmt::format_to(out, "{:>11}{:>9}", column.get<std::string>(), "at [s]");
+    for (const Json& row : table["rows"]) {
+      fmt::format_to(out, "\n  {:<36}", row["words"].get<std::string>());
+      for (const Json& cell : row["cells"]) {
+        if (cell.is_null())
+          fmt::format_to(out, "{:>11}{:>9}", "-", "");
+        else
+          fmt::format_to(out, "{:>11}{:>9.3f}", cell["value"].get<std::string>(), cell["time"].get<double>());
+      }
+    }
+    text += '\n';
+  }
   return text;
 }
 
@@ -247,6 +277,12 @@ Json GroundSummary::json() const {
           {"cannot_stand", std::move(spans)},
           {"margins",
            {{"zmp_inside", margin_.json()}, {"least_friction", friction_needed_.json()}, {"soles", std::move(soles)}}}};
+}
+
+Json GroundSummary::json_with_words() const {
+  Json all = json();
+  all.update({{"verdict", headline()}, {"tables", tables()}});
+  return all;
 }
 
 }  // namespace korvel::host

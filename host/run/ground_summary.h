@@ -27,6 +27,8 @@ class GroundSummary {
   std::string margins_text() const;
   /// Both for programs.
   nlohmann::json json() const;
+  /// The same with the `verdict` and the `tables` of the margins in the words of the two texts, for the report.
+  nlohmann::json json_with_words() const;
 
  private:
   /// The largest or the smallest that was seen of something, and when.
@@ -75,6 +77,11 @@ class GroundSummary {
 
   /// A line, or nothing.
   std::string flight() const;
+  /// The verdict without its intervals.
+  std::string headline() const;
+  /// Tables of margins, each with its `heading`, the names of its `columns`, and `rows` of `words` and `cells`. A cell
+  /// is null, or has the `value` as text and its `time`.
+  nlohmann::json tables() const;
   void add_to_spans(const Standing& standing, double time);
   void add_to_margins(const Standing& standing, double time);
 

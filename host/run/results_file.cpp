@@ -48,8 +48,11 @@ Json run_description(tesk::RigidBodySystem& system, const Ground* ground, const 
   Json joints = Json::array();
   for (const Body& body : robot.bodies) {
     if (body.parent >= 0) joints.push_back({{"name", body.joint}, {"body", bodies.size()}});
-    bodies.push_back(
-        {{"name", body.name}, {"parent", body.parent}, {"mass", body.mass}, {"rest", json(body.position_root())}});
+    bodies.push_back({{"name", body.name},
+                      {"parent", body.parent},
+                      {"mass", body.mass},
+                      {"rest", json(body.position_root())},
+                      {"axis", json(body.rotation_root().col(2))}});
   }
   Json run{{"mass", robot.mass}, {"weight", weight}, {"bodies", std::move(bodies)}, {"joints", std::move(joints)}};
   if (ground != nullptr) run["ground"] = json(*ground);

@@ -16,10 +16,11 @@ namespace korvel::host {
 std::filesystem::path description_path(const std::filesystem::path& results);
 
 /// Describes a run, for a reader that has its results and not the module: `bodies` with `name`, `parent` (-1 for the
-/// root), `mass` [kg] and `rest`, the origin in the root at joint angles 0 [m]; `joints` with `name` and the index of
-/// the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if the robot stands, `ground` with its
-/// `height` in the world [m], the `level` above its lowest corner up to which a sole's corners are in contact [m], and
-/// `soles` with the index of their `body`, their `corners` in the body's frame [m] and their `friction`. With limits of
+/// root), `mass` [kg], and at joint angles 0 in the root `rest`, the origin [m], and `axis`, that of the joint;
+/// `joints` with `name` and the index of the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if
+/// the robot stands, `ground` with its `height` in the world [m], the `level` above its lowest corner up to which a
+/// sole's corners are in contact [m], and `soles` with the index of their `body`, their `corners` in the body's frame
+/// [m] and their `friction`; the caller adds the `summary` that GroundSummary::json_with_words makes. With limits of
 /// the joints, `limits` has those that each joint has, by its name. For results of a recording, the caller adds `gaps`:
 /// intervals `from` and `to` [s] with numbers that are not finite, and the `call` that brought these.
 ///

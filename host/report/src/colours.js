@@ -2,7 +2,8 @@
 import {element} from './dom.js';
 import {Value} from './state.js';
 
-const dark = matchMedia('(prefers-color-scheme: dark)');
+// Paper is light.
+const dark = matchMedia('screen and (prefers-color-scheme: dark)');
 export const scheme = new Value(dark.matches);
 dark.addEventListener('change', () => scheme.value = dark.matches);
 

@@ -4,23 +4,24 @@ import './parts.css';
 import './page.css';
 
 import {addControls, addTools} from './controls.js';
-import {addComCharts, addGroundCharts, addTorquePanels} from './curves/panels.js';
+import {addComCharts, addGroundCharts, addJointCharts, addTorquePanels} from './curves/panels.js';
 import {View} from './curves/view.js';
 import {readMotion} from './data/motion.js';
 import {visible, whole} from './data/numbers.js';
 import {element} from './dom.js';
 import {addFigure} from './figure/figure.js';
+import {addLink} from './link.js';
 import {addPeaks} from './peaks.js';
-import {Value} from './state.js';
+import {Value, watch} from './state.js';
 import {Timeline} from './timeline.js';
 import {addTopView} from './topview.js';
-import {addGaps, addVerdict} from './verdict.js';
+import {addGaps, addStanding, addVerdicts} from './verdict.js';
 
 // The elements of the page that have an id, by it.
 const parts = Object.fromEntries([...document.querySelectorAll('[id]')].map((part) => [part.id, part]));
 
-function showFacts({file, other, time, origin, samples, shown, stride, joints, bodies, mass, ground, standing}) {
-  const name = other ? `A ${visible(file)}, B ${visible(other.file)}` : visible(file);
+function showFacts({runs, other, time, origin, samples, shown, stride, joints, bodies, mass, floor, standing}) {
+  const name = other ? runs.map(({file}, i) => `${'AB'[i]} ${visible(file)}`).join(', ') : visible(runs[0].file);
   document.title = `${name} – motion report`;
   parts.file.textContent = name;
   const facts = {
@@ -32,7 +33,7 @@ function showFacts({file, other, time, origin, samples, shown, stride, joints, b
   };
   parts.facts.append(...Object.entries(facts).map(
       ([name, value]) => element('div', {}, element('dt', {}, name), element('dd', {}, String(value)))));
-  parts.ground.textContent = ground.text;
+  parts.ground.textContent = floor.text;
   if (shown < samples) {
     parts.between.textContent =
         `Shows ${whole(shown)} of ${whole(samples)} samples: one in ${stride}, and those of the peaks. Curves are drawn
@@ -41,38 +42,49 @@ function showFacts({file, other, time, origin, samples, shown, stride, joints, b
   parts.borne.textContent = standing ?
       'Torques of the robot on the ground, with the forces shown at its soles.' :
       'Torques of the motion in the air: gravity and inertia are borne at the root, no contact carries the feet.';
+  parts.ghost.hidden = !other;
 }
 
 // What only a run on the ground has.
 function addGround(page) {
   for (const part of document.querySelectorAll('.stands')) part.hidden = false;
-  addVerdict(parts, page);
   const charts = addGroundCharts(parts['ground-panels'], page);
   addTopView(parts['ground-panels'], page);
   return charts;
 }
 
+// Joints of small torques are folded away.
+function addFold({motion, folds}) {
+  const count = motion.joints.filter(({small}) => small).length;
+  parts.fold.closest('label').hidden = count === 0;
+  parts['fold-count'].textContent = `show ${count} joint${count === 1 ? '' : 's'} below 1 % of the largest torque`;
+  parts.fold.addEventListener('change', () => folds.value = !parts.fold.checked);
+  watch([folds], () => document.body.classList.toggle('folds', folds.value));
+}
+
 function show(motion) {
   const peaks = motion.joints.map(({peak}) => peak);
-  // `joint` is shown more than the others by figure, curves and table.
-  const page = {
-    motion,
-    timeline: new Timeline(motion.time),
-    view: new View(motion),
-    joint: new Value(peaks.indexOf(Math.max(...peaks))),
-  };
+  const timeline = new Timeline(motion.runs);
+  // `joint` is shown more than the others by figure, curves and table; `folds` says whether small ones are not shown.
+  const joint = new Value(peaks.indexOf(Math.max(...peaks)));
+  const page = {motion, timeline, view: new View(timeline), joint, folds: new Value(true)};
   showFacts(motion);
+  addVerdicts(parts.verdicts, page);
+  addStanding(parts, page);
   addControls(page, parts);
   addTools(page, parts);
+  addFold(page);
   addGaps(parts.gaps, page);
   const charts = [
     ...(motion.standing ? addGround(page) : []),
+    ...addJointCharts(parts['joint-panels'], parts['joint-title'], page),
     ...addTorquePanels(parts['torque-panels'], parts['same-scale'], page),
     ...addComCharts(parts['com-panel'], parts['same-length'], page),
   ];
   addPeaks(parts, page);
   const figure = addFigure(parts.stage, parts.views, page);
-  if (!matchMedia('(prefers-reduced-motion: reduce)').matches) page.timeline.play();
+  const linked = addLink(timeline);
+  if (!linked && !matchMedia('(prefers-reduced-motion: reduce)').matches) timeline.play();
   if (KORVEL_HOOKS) globalThis.korvel = {...page, charts, figure};
 }
 

@@ -1,28 +1,40 @@
-// Whether the robot stays on its feet: the intervals in which it does not, in a list and on the time line.
-import {visible, whole} from './data/numbers.js';
+// Whether the robot stays on its feet, in the words of the summary of `run`: in the header, in a list of the intervals in
+// which it does not, in tables of margins, and on the time line.
+import {three, visible} from './data/numbers.js';
 import {button, element} from './dom.js';
+import {watch} from './state.js';
+import {nearestSample} from './timeline.js';
 
-const most_listed = 12;
+const most_listed = 100;
 const marks = 1000;  // along the time line: spans closer than that are one mark
 
-const lengthOf = (spans) => spans.reduce((sum, {first, last}) => sum + last - first + 1, 0);
-
-// The verdict of a run, as in its summary. A robot is in flight if no sole is in contact and no force is required.
-export function verdictText({spans, flight}, {time, stride}) {
-  const all = `${whole(time.length)} samples${stride > 1 ? ' shown' : ''}`;
-  const [unborne, flying] = [spans, flight].map(lengthOf);
-  const parts = [];
-  if (flying === time.length) parts.push('The robot is in flight throughout: no sole is near the ground.');
-  else if (flying > 0) parts.push(`The robot is in flight in ${whole(flying)} of ${all}: no sole is near the ground.`);
-  if (unborne > 0) {
-    parts.push(`The robot cannot stay on its feet: ${whole(unborne)} of ${all}. Largest share of the weight that is unsupported:`);
-  } else if (flying < time.length) {
-    parts.push(`The robot stays on its feet ${flying > 0 ? 'in all other samples' : 'throughout'}.`);
-  }
-  return parts.join(' ');
+// Of a long list the first items.
+function listed(all, item) {
+  const more = all.length > most_listed ? [element('li', {}, `and ${all.length - most_listed} more`)] : [];
+  return [...all.slice(0, most_listed).map(item), ...more];
 }
 
-const between = ({first, last}, time) => [...new Set([first, last])].map((sample) => time[sample].toFixed(3)).join(' – ');
+const seconds = (time) => `${time.toFixed(3)}\u00a0s`;
+export const runName = (run, {runs}) => runs.length > 1 ? 'AB'[runs.indexOf(run)] : '';
+
+// One line for a run: the worst reason, or the margin.
+export function verdictText({ground, origin = 0}) {
+  if (!ground) return 'is held in the air, no ground contact';
+  const {cannot_stand: intervals, in_flight: flight, margins} = ground.summary;
+  if (intervals.length > 0) {
+    const {text, excess, missing} = intervals.reduce((a, b) => b.missing.value > a.missing.value ? b : a);
+    const count = `${intervals.length} interval${intervals.length > 1 ? 's' : ''}`;
+    return `${text} at ${seconds((excess ?? missing).time - origin)}, ${count}`;
+  }
+  if (!margins.zmp_inside) return 'is in flight throughout';
+  return `stays on its feet${flight ? ' in all other samples' : ''}, ${three(1000 * margins.zmp_inside.value)} mm of margin`;
+}
+
+const peakOf = ({joints}) => joints.reduce((a, b) => b.peak > a.peak ? b : a);
+export function peakText(run) {
+  const {name, peak, peakSample} = peakOf(run);
+  return `largest torque ${three(peak)} N m, ${name} at ${seconds(run.time[peakSample])}`;
+}
 
 // As shares of the time line, which goes by samples.
 export function marksOf(spans, last) {
@@ -39,20 +51,56 @@ export function marksOf(spans, last) {
 
 // The intervals with numbers that are not finite, and the calls that brought them.
 export function addGaps(list, {motion: {gaps, time}, timeline}) {
-  list.append(...gaps.slice(0, most_listed).map((gap) => element(
-      'li', {}, button({}, () => timeline.goTo(gap.first), `${between(gap, time)} s`), ` NaN or infinity: ${visible(gap.call)}`)));
-  if (gaps.length > most_listed) list.append(element('li', {}, `and ${whole(gaps.length - most_listed)} more`));
+  const between = ({first, last}) => [...new Set([first, last])].map((sample) => time[sample].toFixed(3)).join(' – ');
+  list.append(...listed(gaps, (gap) => element(
+      'li', {}, button({}, () => timeline.goToTime(time[gap.first]), `${between(gap)} s`), ` NaN or infinity: ${visible(gap.call)}`)));
 }
 
-export function addVerdict({verdict, spans: list, flags}, {motion, timeline}) {
-  const {standing: {spans, residual}, time} = motion;
-  verdict.textContent = verdictText(motion.standing, motion);
-  verdict.classList.toggle('unborne', spans.length > 0);
-  list.append(...spans.slice(0, most_listed).map((span) => {
-    const worst = Math.max(...residual.subarray(span.first, span.last + 1));
-    return element('li', {}, button({}, () => timeline.goTo(span.first), `${between(span, time)} s: ${(100 * worst).toFixed(1)} %`));
+export function addVerdicts(place, {motion, timeline}) {
+  place.append(...motion.runs.map((run) => {
+    const state = !run.ground ? 'held' : run.ground.summary.cannot_stand.length > 0 ? 'unborne' : 'borne';
+    const go = () => timeline.goToTime(run.time[peakOf(run).peakSample], run);
+    return element('li', {class: `verdict ${state}`}, element('b', {}, runName(run, motion) || 'The robot'),
+                   ` ${verdictText(run)}; `, button({}, go, peakText(run)));
   }));
-  if (spans.length > most_listed) list.append(element('li', {}, `and ${whole(spans.length - most_listed)} more`));
-  flags.append(...marksOf(spans, Math.max(timeline.last, 1)).map(
-      ({from, to}) => element('i', {style: `left: ${(100 * from) / marks}%; width: ${(100 * (to - from)) / marks}%`})));
+}
+
+function intervals(run, page) {
+  const {timeline} = page;
+  return element('ul', {class: 'spans'}, ...listed(run.ground.summary.cannot_stand, ({from, to, text, missing}) => {
+    const [first, last, worst] = [from, to, missing.time].map((time) => time - run.origin);
+    const words = `${first.toFixed(3)} to ${seconds(last)}  ${text}; ${
+        (100 * missing.value).toFixed(1)} % of the weight unsupported at ${seconds(worst)}`;
+    return element('li', {}, button({}, () => timeline.goToTime(worst, run), words));
+  }));
+}
+
+function table({heading, columns, rows}, run, {timeline}) {
+  const at = ({value, time}) =>
+      button({title: `at ${seconds(time - run.origin)}`}, () => timeline.goToTime(time - run.origin, run), value);
+  const cell = (found) => element('td', {class: 'number'}, found ? at(found) : '–');
+  return element('table', {},
+      element('thead', {}, element('tr', {}, element('th', {scope: 'col'}, heading),
+                                   ...columns.map((name) => element('th', {scope: 'col', class: 'number'}, name)))),
+      element('tbody', {}, ...rows.map(({words, cells}) => element(
+          'tr', {}, element('th', {scope: 'row'}, words), ...cells.map(cell)))));
+}
+
+// The verdict, intervals and margins of each run on the ground.
+export function addStanding({intervals: list, margins, flags}, page) {
+  const {motion, timeline} = page;
+  for (const run of motion.runs.filter(({ground}) => ground)) {
+    const name = runName(run, motion);
+    const title = () => name ? [element('b', {}, `${name} `)] : [];
+    const {verdict, tables} = run.ground.summary;
+    list.append(element('p', {}, ...title(), verdict.trim().replace(/\s+/g, ' ')), intervals(run, page));
+    margins.append(...title(), ...tables.map((one) => table(one, run, page)));
+  }
+  // What the ground cannot bear, on the time line.
+  watch([timeline.shift], () => flags.replaceChildren(...motion.runs.map((run) => {
+    const place = (sample) => nearestSample(timeline.time, run.time[sample] + timeline.shiftOf(run));
+    const spans = (run.standing?.spans ?? []).map(({first, last}) => ({first: place(first), last: place(last)}));
+    return element('div', {}, ...marksOf(spans, Math.max(timeline.last, 1)).map(({from, to}) => element(
+        'i', {style: `left: ${(100 * from) / marks}%; width: ${(100 * (to - from)) / marks}%`})));
+  })));
 }

@@ -5,8 +5,8 @@ import {readFileSync, statSync, writeFileSync} from 'node:fs';
 import {join} from 'node:path';
 import {test} from 'node:test';
 import {readMotion} from '../../../host/report/src/data/motion.js';
-import {verdictText} from '../../../host/report/src/verdict.js';
-import {motions, Report, textOf} from './report.mjs';
+import {peakText, verdictText} from '../../../host/report/src/verdict.js';
+import {inOneLine, motions, Report, textOf} from './report.mjs';
 
 const motionOf = (report) => readMotion(textOf(report));
 const removed = (t, report) => {
@@ -15,6 +15,11 @@ const removed = (t, report) => {
 };
 const expectColumns = ({columns}, found, names) =>
     found.forEach((column, i) => assert.deepEqual([...column], columns[names[i]], names[i]));
+// Of what is only drawn, to 4 um.
+const expectPlaces = ({columns}, found, names) => found.forEach((column, i) => {
+  assert.equal(column.length, columns[names[i]].length);
+  column.forEach((value, s) => assert.ok(Math.abs(value - columns[names[i]][s]) < 4e-6, `${names[i]}: ${value}`));
+});
 const axes = (name, parts = ['x', 'y', 'z']) => parts.map((part) => `${name}_${part}`);
 
 // Curves go to the ends of single precision.
@@ -37,8 +42,10 @@ test('bodies, joints and all numbers are those of module and file', async (t) =>
     const body = motion.bodies[b];
     assert.deepEqual([body.name, body.parent, Math.fround(body.mass)], [name, parent ?? -1, Math.fround(mass)]);
     body.rest.forEach((v, axis) => assert.ok(Math.abs(v - origin_root[axis]) < 1e-6));
-    expectColumns(report, body.origin, axes(name));
-    expectColumns(report, body.com, axes(`${name}_com`));
+    expectPlaces(report, body.origin, axes(name));
+    if (body.com) expectPlaces(report, body.com, axes(`${name}_com`));
+    assert.equal(Boolean(body.com), robot.bodies.every((child) => child.parent !== b), `${name} ends a limb`);
+    assert.equal(body.side ?? 'middle', {L: 'left', R: 'right'}[name[0]] ?? 'middle', name);
     const joint = motion.joints.find(({body}) => body === b);
     if (b > 0) expectColumns(report, [joint.torque.values], [`${name}_torque`]);
   });
@@ -55,20 +62,57 @@ test('of a run on the ground also what the ground does, and the curves of a seco
   const other = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
   const file = join(other.folder, 'wave-results.csv');
   const report = removed(t, Report.onGround(join(motions, 'weight_shift.csv'), [file]));
-  const {standing, bodies, joints} = await motionOf(report);
+  const {standing, bodies, joints, other: second} = await motionOf(report);
   const {zmp, margin, residual, spans} = standing;
-  expectColumns(report, [...zmp, margin.values, residual], ['zmp_x', 'zmp_y', 'zmp_margin', 'contact_residual']);
+  expectPlaces(report, zmp, ['zmp_x', 'zmp_y']);
+  expectColumns(report, [margin.values, residual], ['zmp_margin', 'contact_residual']);
   const unborne = spans.flatMap(({first, last}) => Array.from({length: last - first + 1}, (_, i) => first + i));
   assert.deepEqual(unborne, [...report.columns.feasible.keys()].filter((s) => report.columns.feasible[s] === 0));
   assert.deepEqual(standing.soles.map(({name}) => name), ['LAnkleRoll', 'RAnkleRoll']);
   for (const {name, body, load, shear, contact, pressure, orientation, corners} of standing.soles) {
     assert.equal(bodies[body].name, name);
-    expectColumns(report, [...shear, load.values], axes(`${name}_force`));
-    expectColumns(report, [contact, ...pressure], [`${name}_contact`, ...axes(`${name}_cop`, ['x', 'y'])]);
-    expectColumns(report, orientation, axes(name, ['qw', 'qx', 'qy', 'qz']));
+    expectPlaces(report, shear, axes(`${name}_force`));
+    expectColumns(report, [load.values, contact], [`${name}_force_z`, `${name}_contact`]);
+    expectPlaces(report, pressure, axes(`${name}_cop`, ['x', 'y']));
+    expectPlaces(report, orientation, axes(name, ['qw', 'qx', 'qy', 'qz']));
     assert.equal(corners.length, 4);
   }
   expectColumns(other, joints.map((joint) => joint.other.torque.values), joints.map(({name}) => `${name}_torque`));
+  for (const {name, origin} of second.bodies) expectPlaces(other, origin, axes(name));
+  assert.equal(second.standing, null);
+});
+
+// Everything that the page says of a run stands in the summary of the run, but for how the header begins and ends.
+test('verdict, reasons, margins, friction and slip are in the words of the terminal', async (t) => {
+  let reasons = 0;
+  for (const name of ['squat', 'fast_step', 'weight_shift', 'slow_step']) {
+    const report = removed(t, Report.onGround(join(motions, `${name}.csv`)));
+    const motion = await motionOf(report);
+    const {cannot_stand: intervals, verdict, tables, margins} = motion.ground.summary;
+    const found = (text) => assert.ok(report.words.includes(inOneLine(text)), `${text} in ${report.words}`);
+    found(verdict);
+    for (const {from, to, text, missing} of intervals) {
+      ++reasons;
+      found(`${from.toFixed(3)} to ${to.toFixed(3)} s ${text}; ${(100 * missing.value).toFixed(1)} % of the weight unsupported at ${missing.time.toFixed(3)} s`);
+    }
+    const words = verdictText(motion);
+    if (intervals.length > 0) {
+      found(words.split(' at ')[0]);
+    } else {
+      const least = Math.min(...report.columns.zmp_margin);
+      assert.ok(Math.abs(margins.zmp_inside.value - least) < 1e-6);
+      assert.equal(words, `stays on its feet, ${Number((1000 * least).toPrecision(3))} mm of margin`);
+    }
+    for (const {heading, columns, rows} of tables) {
+      found(heading + columns.map((column) => ` ${column} at [s]`).join(''));
+      for (const {words, cells} of rows) found(`${words} ${cells.map((cell) => cell ? `${cell.value} ${cell.time.toFixed(3)}` : '-').join(' ')}`);
+    }
+    const [, torque, joint, time] = peakText(motion).match(/^largest torque (\S+) N m, (\w+) at (\S+)\u00a0s$/);
+    const peak = Math.max(...motion.joints.flatMap(({name}) => report.columns[`${name}_torque`].map(Math.abs)));
+    assert.equal(torque, String(Number(peak.toPrecision(3))));
+    assert.equal(Math.abs(report.columns[`${joint}_torque`][report.columns.time.indexOf(Number(time))]), peak);
+  }
+  assert.ok(reasons > 3);
 });
 
 test('of a free fall the page says that the robot is in flight', async (t) => {
@@ -81,7 +125,36 @@ test('of a free fall the page says that the robot is in flight', async (t) => {
   const file = join(wave.folder, 'fall.csv');
   writeFileSync(file, [`${header},LAnkleRoll_contact,RAnkleRoll_contact`, ...rows, ''].join('\n'));
   const motion = await motionOf(removed(t, Report.onGround(file)));
-  assert.equal(verdictText(motion.standing, motion), 'The robot is in flight throughout: no sole is near the ground.');
+  assert.equal(verdictText(motion), 'is in flight throughout');
+  assert.equal(motion.ground.summary.verdict, 'in flight throughout: no sole is near the ground\n');
+});
+
+// Names that `run` writes beside the torque, and limits in the file beside the results.
+test('angles, speeds and powers of joints are read where the file has them, and limits', async (t) => {
+  const wave = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
+  const side = JSON.parse(wave.side);
+  const [header, ...rows] = wave.results.trim().split('\n');
+  const kinds = ['angle', 'speed', 'power'];
+  const names = side.joints.flatMap(({name}) => kinds.map((kind) => `${name}_${kind}`)).filter((name) => !header.includes(name));
+  const torques = header.split(',').flatMap((name, i) => name.endsWith('_torque') ? [[name.slice(0, -7), i]] : []);
+  const more = (row, s) => {
+    const speed = (j) => Math.fround((0.01 * s + j).toFixed(3));
+    const at = row.split(',');
+    return names.map((name) => {
+      const [joint, kind] = name.split('_');
+      const j = torques.findIndex(([one]) => one === joint);
+      return kind === 'power' ? Math.fround(Math.fround(at[torques[j][1]]) * speed(j)) : kind === 'speed' ? speed(j) : (0.01 * s - j).toFixed(3);
+    });
+  };
+  const results = [[header, ...names].join(','), ...rows.map((row, s) => [row, ...more(row, s)].join(',')), ''].join('\n');
+  side.limits = {LKneePitch: {lower: -0.1, upper: 2, torque: 3}};
+  const report = removed(t, new Report('more.csv', {results, side: JSON.stringify(side)}));
+  const {joints} = await motionOf(report);
+  for (const {name, ...joint} of joints) {
+    expectColumns(report, [joint.angle.values, joint.speed.values], [`${name}_angle`, `${name}_speed`]);
+    joint.power.values.forEach((power, s) => assert.ok(Math.abs(power - report.columns[`${name}_power`][s]) <= 1e-6 * Math.abs(power), name));
+    assert.deepEqual(joint.limits, name === 'LKneePitch' ? side.limits.LKneePitch : {});
+  }
 });
 
 // One knee has spikes between the samples that are shown evenly, and two samples cannot be borne. The last sample is no

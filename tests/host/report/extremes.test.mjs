@@ -54,18 +54,18 @@ onResults('the figure follows a walk', onCart(1), async (page) => {
   const follow = page.getByLabel('Follow');
   assert.ok(await follow.isChecked());
   const letters = () => page.locator('.letter').evaluateAll((all) => all.map((e) => e.getBoundingClientRect()).map(({x, y}) => [x, y]));
-  const tall = async () => {
-    const y = (await letters()).map((place) => place[1]);
-    return Math.max(...y) - Math.min(...y);
+  const wide = async () => {
+    const [[ax, ay], [bx, by]] = await letters();
+    return Math.hypot(ax - bx, ay - by);
   };
   await setSlider(page, 0);
   const first = await letters();
-  const followed = await tall();
+  const followed = await wide();
   await setSlider(page, last());
   (await letters()).flat().forEach((v, i) => assert.ok(Math.abs(v - first.flat()[i]) < 3, `${v}`));
   await follow.uncheck();
   await drawn(page);
-  assert.ok(await tall() < followed / 3);
+  assert.ok(await wide() < followed / 3);
   const far = await letters();
   await setSlider(page, 0);
   assert.ok(Math.abs((await letters())[0][0] - far[0][0]) > 100);
@@ -160,7 +160,7 @@ for (const [length, change] of Object.entries({
       await page.setViewportSize({width, height: 740});
       await drawn(page);
       const charts = await timeTexts(page);
-      assert.equal(charts.length, 6);
+      assert.ok(charts.length >= 6);
       for (const {texts, size} of charts) {
         assert.ok(texts.length > 1);
         assert.equal(new Set(texts.map(({text}) => text)).size, texts.length);

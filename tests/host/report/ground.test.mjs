@@ -1,59 +1,33 @@
-// The page of a run on the ground, of two runs, and what acts on all curves.
+// The page of a run on the ground, and what acts on all curves.
 import assert from 'node:assert/strict';
 import {readFileSync, writeFileSync} from 'node:fs';
 import {join} from 'node:path';
-import {after, before, test} from 'node:test';
-import {drawn, launch, open} from './browser.mjs';
+import {test} from 'node:test';
+import {drawn, open} from './browser.mjs';
 import {faint} from './contrast.mjs';
+import {at, browser, fast, feet, near, onPage, show} from './fast.mjs';
 import {motions, Report} from './report.mjs';
 
-let browser;
-let fast;  // a weight shift in which the robot falls
-const feet = ['LAnkleRoll', 'RAnkleRoll'];
-before(async () => {
-  browser = await launch();
-  const [header, ...rows] = readFileSync(join(motions, 'weight_shift.csv'), 'utf8').trim().split('\n');
-  const faster = rows.map((row) => row.replace(/^[^,]*/, (time) => (0.2 * time).toFixed(4)));
-  const wave = Report.ofMotion(join(motions, 'wave.csv'));
-  const motion = join(wave.folder, 'fast.csv');
-  writeFileSync(motion, [header, ...faster, ''].join('\n'));
-  fast = Report.onGround(motion);
-  wave.remove();
-});
-after(async () => {
-  await browser.close();
-  fast.remove();
-});
-
-const onPage = (name, options, body, report = () => fast) => test(name, async (t) => {
-  const page = await open(report(), browser, options);
-  t.after(() => page.context().close());
-  await body(page, report().columns);
-  assert.deepEqual(page.faults, []);
-});
-const show = async (page, sample) => {
-  await page.locator('#slider').fill(String(sample));
-  await drawn(page);
-};
 // Where things are drawn: the arrows, null where there is none, the corners of the soles, the zero moment point; and from
 // above the corners of the polygon.
 const placesOf = async (page) => {
   const places = await page.evaluate(() => {
-    const {arrows, outlines, point} = korvel.figure.feet;
+    const {robot: {plates}, feet: {arrows, point}} = korvel.figure;
+    const corner = point.position.clone();
+    const vertices = ({mesh}) => {
+      mesh.updateMatrixWorld();
+      const {position} = mesh.geometry.attributes;
+      return Array.from({length: position.count}, (_, i) => mesh.localToWorld(corner.fromBufferAttribute(position, i)).toArray());
+    };
     const base = ({shaft}) => shaft.localToWorld(shaft.position.clone().set(0, -0.5, 0)).toArray();
     return {
       arrows: arrows.map((arrow) => arrow.tip.visible ? [base(arrow), arrow.tip.position.toArray()] : null),
-      soles: outlines.map(({geometry}) => [...geometry.attributes.position.array]),
+      soles: plates.map(vertices),
       zmp: point.position.toArray(),
     };
   });
   const polygon = await page.locator('.top-view polygon.support').evaluate((e) => [...e.points].map((p) => [p.x, p.y]));
   return {...places, polygon};
-};
-const at = (columns, names, sample) => names.map((name) => columns[name][sample]);
-const near = (a, b, tolerance, what) => {
-  assert.equal(a.length, b.length, what);
-  a.forEach((v, i) => assert.ok(Math.abs(v - b[i]) < tolerance, `${what}: ${a} is not ${b}`));
 };
 // Sole by sole the corners in the world, by the rotation matrix of the file's quaternion.
 const soleRows = readFileSync(join(motions, 'soles.csv'), 'utf8').trim().split('\n').slice(1).map((row) => row.split(','));
@@ -93,12 +67,13 @@ onPage('arrows, soles, polygon and zero moment point are those of the file', {},
       const [from, to] = places.arrows[i];
       near(from, [...at(columns, [`${foot}_cop_x`, `${foot}_cop_y`], sample), 0], 2e-5, `foot of the arrow of ${foot}`);
       near(to.map((v, k) => v - from[k]), force.map((f) => 0.25 * f / weight), 2e-4, `arrow of ${foot}`);
+      // The plate of the foot stands on the sole, and rises from it.
       const points = corners(columns, foot, sample);
-      assert.equal(places.soles[i].length, 12);
-      for (let c = 0; c < 4; ++c) {
-        const found = places.soles[i].slice(3 * c, 3 * c + 3);
-        assert.ok(points.some((p) => Math.hypot(...p.map((v, k) => v - found[k])) < 3e-5), `corner of ${foot}`);
+      for (const corner of points) {
+        assert.ok(places.soles[i].some((p) => Math.hypot(...p.map((v, k) => v - corner[k])) < 3e-5), `corner of ${foot}`);
       }
+      const heights = [places.soles[i], points].map((all) => all.map(([, , z]) => z));
+      assert.ok(Math.min(...heights[0]) > Math.min(...heights[1]) - 3e-5 && Math.max(...heights[0]) > Math.max(...heights[1]));
     });
     // The polygon's corners are corners of soles that stand, and it covers all of these.
     const standing = feet.filter((foot) => columns[`${foot}_contact`][sample]).flatMap((foot) => bearing(columns, foot, sample));
@@ -145,30 +120,73 @@ test('of a tilted sole the polygon has the corners that bear', async (t) => {
   await page.context().close();
 });
 
-onPage('what cannot be borne is red, listed and gone to', {}, async (page, columns) => {
-  const spans = [];
-  columns.feasible.forEach((feasible, s) => {
-    if (feasible) return;
-    if (spans.at(-1)?.[1] === s - 1) spans.at(-1)[1] = s;
-    else spans.push([s, s]);
-  });
-  const count = columns.feasible.filter((feasible) => !feasible).length;
-  assert.ok(count > 20 && spans.length > 1);
-  assert.ok((await page.locator('#verdict').textContent()).includes(`cannot stay on its feet: ${count} of ${columns.time.length} samples`));
-  const buttons = page.locator('#spans button');
-  assert.equal(await buttons.count(), Math.min(spans.length, 12));
-  for (const i of [0, await buttons.count() - 1]) {
-    const [first, last] = spans[i];
-    const worst = Math.max(...columns.contact_residual.slice(first, last + 1));
-    const times = [...new Set(spans[i])].map((s) => columns.time[s].toFixed(3)).join(' – ');
-    assert.equal(await buttons.nth(i).textContent(), `${times} s: ${(100 * worst).toFixed(1)} %`);
+// What the page says is in the words of the terminal, and a press goes to the sample of the largest unsupported load.
+onPage('the header has the worst, what cannot be borne is listed and gone to', {}, async (page, columns) => {
+  const words = fast.words;
+  const buttons = page.locator('#intervals button');
+  const spans = [...fast.summary.matchAll(/^ {2}([\d.]+) to ([\d.]+) s /gm)].map(([, from, to]) => [from, to].map(Number));
+  assert.ok(spans.length > 1);
+  assert.equal(await buttons.count(), spans.length);
+  const listed = spans.flatMap(([from, to]) => [...columns.time.keys()].filter((s) => columns.time[s] >= from - 5e-4 && columns.time[s] <= to + 5e-4));
+  assert.deepEqual(listed, [...columns.time.keys()].filter((s) => columns.feasible[s] === 0));
+  assert.ok((await page.locator('#intervals p').innerText()).endsWith(`cannot stay on its feet: ${spans.length} intervals`));
+  const seen = (locator) => locator.innerText().then((text) => text.replace(/\s+/g, ' '));
+  let worst = {load: 0};
+  for (const [i, [from, to]] of spans.entries()) {
+    const text = await seen(buttons.nth(i));
+    assert.ok(words.includes(text), `${text} in ${words}`);
+    const inside = [...columns.time.keys()].filter((s) => columns.time[s] >= from - 5e-4 && columns.time[s] <= to + 5e-4);
+    const sample = inside.reduce((a, b) => columns.contact_residual[b] > columns.contact_residual[a] ? b : a);
     await buttons.nth(i).click();
-    assert.equal(Number(await page.locator('#slider').inputValue()), first);
+    assert.equal(Number(await page.locator('#slider').inputValue()), sample);
+    const load = columns.contact_residual[sample];
+    if (load > worst.load) worst = {load, reason: text.match(/ s (.*);/)[1], from, to};
+  }
+  const header = await seen(page.locator('header'));
+  const [, reason, time, count] = header.match(/The robot (.*?) at ([\d.]+) s, (\d+) intervals; largest torque/);
+  assert.equal(reason, worst.reason);
+  assert.equal(Number(count), spans.length);
+  assert.ok(Number(time) >= worst.from && Number(time) <= worst.to);
+  if (reason.startsWith('tips')) {
+    const outside = -columns.zmp_margin[columns.time.findIndex((t) => Math.abs(t - time) < 5e-4)];
+    assert.equal(reason.match(/by (\S+) mm/)[1], String(Number((1000 * outside).toPrecision(3))));
+  }
+  for (const row of await page.locator('#margins tbody tr').all()) {
+    const [name, ...cells] = await row.locator('th, td').allInnerTexts();
+    assert.ok(words.includes(name) && cells.every((cell) => words.includes(cell.replace('–', '-').trim())), `${name}: ${cells}`);
+  }
+});
+
+// The marks of the soles' first contacts are where the soles were, and one letter each stands on them.
+onPage('from above there are footprints, and letters of one size', {}, async (page, columns) => {
+  const prints = await page.locator('.top-view .print').evaluateAll(
+      (all) => all.map((e) => ({side: e.classList[1], points: [...e.points].map((p) => [p.x, p.y])})));
+  const landings = feet.flatMap((foot) => [...columns.time.keys()].filter(
+      (s) => columns[`${foot}_contact`][s] && !columns[`${foot}_contact`][s - 1]).map((s) => [foot, s]));
+  assert.equal(prints.length, landings.length);
+  landings.forEach(([foot, s], i) => {
+    assert.equal(prints[i].side, foot[0] === 'L' ? 'left' : 'right');
+    for (const [x, y] of corners(columns, foot, s)) {
+      assert.ok(prints[i].points.some((p) => Math.hypot(p[0] - x, p[1] - y) < 3e-5), `footprint of ${foot}`);
+    }
+  });
+  for (const width of [360, 768, 1440]) {
+    await page.setViewportSize({width, height: 740});
+    await drawn(page);
+    const heights = await page.locator('.top-view text').evaluateAll((all) => all.map((e) => [e.textContent, e.getBoundingClientRect().height]));
+    assert.deepEqual(heights.map(([text]) => text).sort(), ['10 cm', 'L', 'R']);
+    for (const [text, height] of heights) assert.ok(height > 11 && height < 22, `${text} is ${height} px high at ${width} px`);
+    // What is drawn reaches over more than half of the picture.
+    const share = await page.locator('.top-view svg').evaluate((svg) => {
+      const [all, drawing] = [svg, svg.firstChild].map((e) => e.getBoundingClientRect());
+      return [drawing.width / all.width, drawing.height / all.height];
+    });
+    assert.ok(share.every((part) => part > 0.5), `${share} at ${width} px`);
   }
 });
 
 onPage('a drag zooms all curves, a second cursor tells differences, curves are saved', {}, async (page, columns) => {
-  const over = page.locator('#torque-panels .u-over').first();
+  const over = page.locator('#torque-panels .panel', {hasText: 'Left leg'}).locator('.u-over');
   await over.scrollIntoViewIfNeeded();
   const box = await over.boundingBox();
   const last = columns.time.at(-1);
@@ -220,36 +238,6 @@ for (const colorScheme of ['light', 'dark']) {
     }
   });
 }
-
-test('two runs: values of both at one time, differences of the peaks, a shift', async (t) => {
-  const squat = Report.onGround(join(motions, 'squat.csv'));
-  const both = new Report('a.csv', fast, [join(squat.folder, 'squat-results.csv')]);
-  t.after(() => [squat, both].forEach((report) => report.remove()));
-  const page = await open(both, browser, {viewport: {width: 360, height: 740}});
-  assert.equal(await page.locator('h1').textContent(), 'A a.csv, B squat-results.csv');
-  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
-  const [a, b] = [both.columns, squat.columns];
-  const peak = (columns, joint) => Math.max(...columns[`${joint}_torque`].map(Math.abs));
-  for (const joint of ['LKneePitch', 'RHipRoll']) {
-    const d = peak(b, joint) - peak(a, joint);
-    assert.equal(await page.locator(`tr[data-joint=${joint}] .difference`).textContent(),
-                 `${d < 0 ? '−' : '+'}${Math.abs(d).toFixed(4)}`);
-  }
-  const value = () => page.locator('.entry[data-joint=LKneePitch] .value').textContent();
-  const sample = 300;
-  const expect = async (shift) => {
-    const t = a.time[sample] - shift;
-    const distances = b.time.map((one) => Math.abs(one - t));
-    const other = b.LKneePitch_torque[distances.indexOf(Math.min(...distances))];
-    assert.equal(await value(), `${a.LKneePitch_torque[sample].toFixed(4)} B ${other.toFixed(4)}`);
-  };
-  await show(page, sample);
-  await expect(0);
-  await page.locator('#shift').fill('0.2');
-  await expect(0.2);
-  assert.ok(Math.abs(await page.evaluate(() => korvel.view.span.value[1]) - Math.max(a.time.at(-1), b.time.at(-1) + 0.2)) < 1e-9);
-  assert.deepEqual(page.faults, []);
-});
 
 test('of a run in the air nothing of the ground is shown', async (t) => {
   const air = Report.ofMotion(join(motions, 'squat.csv'));

@@ -12,6 +12,7 @@ onPage('the header says what was run; nothing moves where motion is not wanted',
   for (const fact of [`Samples\n${last() + 1}`, `Duration\n${wave.columns.time[last()].toFixed(3)} s`, `Total mass\n${mass.toFixed(3)} kg`]) {
     assert.ok(facts.includes(fact), `${fact} in ${facts}`);
   }
+  assert.match(facts, /The robot is held in the air, no ground contact; largest torque /);
 });
 
 onPage('the slider moves figure, curves and numbers to the numbers of the file', {}, async (page) => {
@@ -21,8 +22,10 @@ onPage('the slider moves figure, curves and numbers to the numbers of the file',
   for (const sample of [last(), 0, 137, 300]) {
     await setSlider(page, sample);
     await expectTime(page, sample);
-    const spheres = await page.evaluate(() => korvel.figure.robot.bodies.map(({sphere}) => sphere.position.toArray()));
-    bodies.forEach((body, b) => near(spheres[b], wave.point(`${body}_com`, sample), body));
+    const balls = await page.evaluate(() => Object.fromEntries(korvel.figure.robot.limbs.flatMap(
+        ({parts}) => parts.map(({body, ball}) => [body.name, ball.position.toArray()]))));
+    assert.deepEqual(Object.keys(balls).sort(), bodies.slice(1).sort());
+    for (const [body, place] of Object.entries(balls)) near(place, wave.point(body, sample), body);
     pictures.set(sample, await picture(page));
   }
   await setSlider(page, 137);
@@ -33,18 +36,18 @@ onPage('the slider moves figure, curves and numbers to the numbers of the file',
   assert.ok(!pictures.get(137).equals(pictures.get(300)));
 });
 
-onPage('rods join the bodies, a ball and a ring are at the centre of mass and under it', {}, async (page) => {
+onPage('rods join the joints and are slim, a ball and a ring are at the centre of mass and under it', {}, async (page) => {
   assert.match(await page.locator('#ground').innerText(), /z = 0 of the world/);
   const bodies = await page.evaluate(() => korvel.motion.bodies.map(({name, parent}) => ({name, parent})));
   for (const sample of [0, 137, 300]) {
     await setSlider(page, sample);
-    // The ends of a rod, null where it is too short to be drawn.
-    const {rods, com} = await page.evaluate(() => {
+    // The ends of a rod, null where it is too short to be drawn, and its radius.
+    const {limbs, com} = await page.evaluate(() => {
       const ends = (mesh) => mesh.visible ?
           [-0.5, 0.5].map((y) => mesh.localToWorld(mesh.position.clone().set(0, y, 0)).toArray()) : null;
-      const {bodies, com: {ball, ring, drop}} = korvel.figure.robot;
+      const {robot: {limbs}, mass: {ball, ring, drop}} = korvel.figure;
       return {
-        rods: bodies.map(({rods}) => rods.map(ends)),
+        limbs: limbs.map(({parts}) => parts.map(({body, rods}) => ({name: body.name, rods: rods.map(ends), radii: rods.filter(({visible}) => visible).map(({scale}) => scale.x)}))),
         com: {ball: ball.position.toArray(), ring: ring.position.toArray(), drop: ends(drop)},
       };
     });
@@ -53,25 +56,49 @@ onPage('rods join the bodies, a ball and a ring are at the centre of mass and un
     near(com.ring, [x, y, 0], 'ring');
     near(com.drop.flat(), [x, y, 0, x, y, z], 'line between them');
     let drawn_rods = 0;
-    bodies.forEach(({name}, b) => {
-      const origin = wave.point(name, sample);
-      const to = [
-        wave.point(`${name}_com`, sample),
-        ...bodies.filter(({parent}) => parent === b).map((child) => wave.point(child.name, sample)),
-      ];
-      assert.equal(rods[b].length, to.length);
-      to.forEach((end, i) => {
-        const long = Math.hypot(...end.map((v, k) => v - origin[k])) > 1e-3;
-        if (long || rods[b][i]) near(rods[b][i].flat(), [...origin, ...end], name);
-        if (long) ++drawn_rods;
-      });
-    });
-    assert.ok(drawn_rods > 30);
+    for (const parts of limbs) {
+      let longest = 0;
+      for (const {name, rods} of parts) {
+        const origin = wave.point(name, sample);
+        const children = bodies.filter(({parent}) => bodies[parent]?.name === name).map((child) => wave.point(child.name, sample));
+        const to = children.length ? children : [wave.point(`${name}_com`, sample)];
+        assert.equal(rods.length, to.length);
+        to.forEach((end, i) => {
+          const length = Math.hypot(...end.map((v, k) => v - origin[k]));
+          longest = Math.max(longest, length);
+          if (length > 1e-3 || rods[i]) near(rods[i].flat(), [...origin, ...end], name);
+          if (length > 1e-3) ++drawn_rods;
+        });
+      }
+      for (const {radii, name} of parts) assert.ok(radii.every((radius) => radius < longest / 4), `${name} is thick`);
+    }
+    assert.ok(drawn_rods > 10);
   }
 });
 
-// Seen from the front the robot's left is on the right; the letters stand at the ends of the limbs.
-onPage('the figure stands upright, left and right are told', {}, async (page) => {
+// The torso, the face and the chest look where the robot does: along the cross product of up and left, of hips, shoulders
+// and neck.
+onPage('one can tell front from back', {}, async (page) => {
+  for (const sample of [0, 300]) {
+    await setSlider(page, sample);
+    const {forward, eyes, head} = await page.evaluate(() => {
+      const {torso, head} = korvel.figure.robot;
+      const along = (group) => group.localToWorld(group.position.clone().set(1, 0, 0)).sub(group.position).toArray();
+      head.group.updateMatrixWorld();
+      return {forward: along(torso), head: head.group.position.toArray(), eyes: head.group.children.slice(-2).map(
+          (eye) => eye.getWorldPosition(eye.position.clone()).toArray())};
+    });
+    const [left, right, neck] = ['LShoulderPitch', 'RShoulderPitch', 'HeadYaw'].map((body) => wave.point(body, sample));
+    const origin = wave.point('Torso', sample);
+    const [u, v] = [left.map((c, i) => c - right[i]), neck.map((c, i) => c - origin[i])];
+    const cross = [0, 1, 2].map((i) => u[(i + 1) % 3] * v[(i + 2) % 3] - u[(i + 2) % 3] * v[(i + 1) % 3]);
+    near(forward, cross.map((c) => c / Math.hypot(...cross)), 'forward');
+    for (const eye of eyes) assert.ok(eye.reduce((sum, c, i) => sum + (c - head[i]) * forward[i], 0) > 0.02, 'the face looks back');
+  }
+});
+
+// Seen from the front the robot's left is on the right; the letters stand at the feet.
+onPage('left and right are told', {}, async (page) => {
   const places = async (view) => {
     await page.locator('#views').getByRole('button', {name: view}).click();
     await drawn(page);
@@ -79,13 +106,15 @@ onPage('the figure stands upright, left and right are told', {}, async (page) =>
       const {x, y} = letter.getBoundingClientRect();
       return {side: letter.textContent, x, y};
     }));
-    return Object.fromEntries(letters.map(({side, x, y}, i) => [side + (i < 2 ? 'hand' : 'foot'), {x, y}]));
+    assert.deepEqual(letters.map(({side}) => side).sort(), ['L', 'R']);
+    return Object.fromEntries(letters.map(({side, ...place}) => [side, place]));
   };
   const front = await places('Front');
-  assert.ok(front.Lhand.x > front.Lfoot.x && front.Lfoot.x > front.Rfoot.x && front.Rfoot.x > front.Rhand.x);
-  assert.ok(front.Lhand.y < front.Lfoot.y && front.Rhand.y < front.Rfoot.y);
+  assert.ok(front.L.x > front.R.x + 5);
+  const bottom = await page.locator('.stage canvas').boundingBox().then(({y, height}) => y + height / 2);
+  assert.ok(front.L.y > bottom && front.R.y > bottom);
   const top = await places('Top');
-  assert.ok(top.Lhand.x < top.Lfoot.x && top.Lfoot.x < top.Rfoot.x && top.Rfoot.x < top.Rhand.x);
+  assert.ok(top.L.x < top.R.x - 5);
 });
 
 onPage('the pointer over a curve shows the time there, a press goes there', {}, async (page) => {
@@ -162,6 +191,57 @@ onPage('keys play, pause and step', {}, async (page) => {
   assert.ok(await sliderAt(page) < last() / 2);
 });
 
+onPage('a question mark lists the keys, which rest meanwhile', {}, async (page) => {
+  await setSlider(page, 50);
+  await page.locator('#slider').blur();
+  const list = page.locator('#keys');
+  await page.keyboard.press('?');
+  assert.match(await list.innerText(), /Space\s+play or pause/);
+  await page.keyboard.press('Home');
+  assert.equal(await sliderAt(page), 50);
+  await page.keyboard.press('Escape');
+  assert.ok(!await list.isVisible());
+  await page.getByRole('button', {name: 'Keys'}).click();
+  await page.getByRole('button', {name: 'Close'}).click();
+  assert.ok(!await list.isVisible());
+});
+
+onPage('the address has the time that is shown, and leads to it', {reducedMotion: 'no-preference'}, async (page) => {
+  await setSlider(page, 137);
+  await page.waitForFunction((t) => location.hash === `#t=${t}`, wave.columns.time[137]);
+  await page.evaluate((t) => location.hash = `#t=${t}`, wave.columns.time[300] + 0.001);
+  await page.waitForFunction(() => document.querySelector('#slider').value === '300');
+  await page.reload();
+  await page.waitForFunction(() => globalThis.korvel);
+  await page.waitForTimeout(100);
+  assert.equal(await sliderAt(page), 300);
+});
+
+onPage('joints of small torques are folded away', {}, async (page) => {
+  const sizes = Object.fromEntries(joints().map((joint) => [joint, Math.max(...wave.columns[`${joint}_torque`].map(Math.abs))]));
+  const large = joints().filter((joint) => sizes[joint] >= 0.01 * Math.max(...Object.values(sizes)));
+  const seen = async (part) => (await page.locator(part).evaluateAll(
+      (all) => all.filter((e) => e.checkVisibility()).map((e) => e.dataset.joint))).sort();
+  assert.ok(large.length < joints().length);
+  for (const part of ['.entry[data-joint]', '#peaks-body tr']) assert.deepEqual(await seen(part), large.toSorted(), part);
+  await page.locator('#fold').check();
+  for (const part of ['.entry[data-joint]', '#peaks-body tr']) assert.deepEqual(await seen(part), joints().sort(), part);
+});
+
+onPage('paper has all of the page and nothing to press', {}, async (page) => {
+  await page.emulateMedia({media: 'print', colorScheme: 'dark'});
+  await drawn(page);
+  assert.equal(await page.locator('.transport, #mark, .save >> visible=true').count(), 0);
+  assert.equal(await page.evaluate(() => getComputedStyle(document.documentElement).colorScheme), 'light');
+  const dots = await page.evaluate(() => {
+    const {width, height} = document.querySelector('.stage canvas');
+    const context = new OffscreenCanvas(width, height).getContext('2d');
+    context.drawImage(document.querySelector('.stage canvas'), 0, 0);
+    return new Set(new Uint32Array(context.getImageData(0, 0, width, height).data.buffer)).size;
+  });
+  assert.ok(dots > 100, 'the figure is not kept for the printer');
+});
+
 for (const width of [360, 1280]) {
   onPage(`everything that can be clicked is reached by Tab, and seen to be, at ${width} px`, {}, async (page) => {
     await page.setViewportSize({width, height: 740});
@@ -184,13 +264,14 @@ for (const width of [360, 1280]) {
       assert.ok(!hidden, `${name} is behind the playback`);
       names.add(name);
     }
-    for (const name of ['Top', 'one scale for all limbs', 'Sort by peak torque in N m', 'HeadYaw', 'Play', 'Time', 'Speed']) {
+    for (const name of ['Top', 'one scale for all limbs', 'Sort by peak torque in N m', 'HeadPitch', 'Keys', 'Play', 'Time', 'Speed']) {
       assert.ok([...names].some((one) => one.startsWith(name)), `${name} in ${[...names]}`);
     }
   });
 }
 
 onPage('the table has the peaks, and takes figure and curves to them', {}, async (page) => {
+  await page.locator('#fold').check();
   const rows = () => page.locator('#peaks-body tr').evaluateAll((all) => all.map((row) => row.dataset.joint));
   const peaks = joints().map((joint) => {
     const sizes = wave.columns[`${joint}_torque`].map(Math.abs);

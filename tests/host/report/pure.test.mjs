@@ -1,26 +1,27 @@
 // What the page computes from its data, without a browser.
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
+import {timeIn} from '../../../host/report/src/link.js';
 import {reading} from '../../../host/report/src/curves/reading.js';
 import {View} from '../../../host/report/src/curves/view.js';
 import {hull, spansOf} from '../../../host/report/src/data/contact.js';
 import {findLimbs} from '../../../host/report/src/data/limbs.js';
-import {single, text, tickTexts, visible} from '../../../host/report/src/data/numbers.js';
+import {single, text, three, tickTexts, visible} from '../../../host/report/src/data/numbers.js';
 import {watch} from '../../../host/report/src/state.js';
 import {nearestSample, sampleBefore, Timeline} from '../../../host/report/src/timeline.js';
 import {marksOf, verdictText} from '../../../host/report/src/verdict.js';
 
-// The first line of the summary of `run`, as a sentence.
-test('the verdict is that of the summary: in flight, borne, or in which samples not', () => {
-  const say = (spans, flight, stride = 1) => verdictText({spans, flight}, {time: new Float64Array(21), stride});
-  const all = [{first: 0, last: 20}];
-  assert.equal(say([], []), 'The robot stays on its feet throughout.');
-  assert.equal(say([], all), 'The robot is in flight throughout: no sole is near the ground.');
-  assert.equal(say([], [{first: 2, last: 4}]),
-               'The robot is in flight in 3 of 21 samples: no sole is near the ground. The robot stays on its feet in all other samples.');
-  assert.equal(say([{first: 0, last: 0}, {first: 5, last: 9}], [], 2),
-               'The robot cannot stay on its feet: 6 of 21 samples shown. Largest share of the weight that is unsupported:');
-  assert.match(say([{first: 0, last: 0}], [{first: 2, last: 4}]), /in flight in 3 of 21 .* cannot stay on its feet: 1 of 21/);
+test('the verdict of a run has the worst reason, or the margin', () => {
+  const say = (summary) => verdictText({ground: {summary}});
+  const margins = {zmp_inside: {value: 0.02406, time: 1}};
+  const span = (value, text, more = {}) => ({text, missing: {value, time: 0.5}, ...more});
+  assert.equal(say({cannot_stand: [], in_flight: null, margins}), 'stays on its feet, 24.1 mm of margin');
+  assert.equal(say({cannot_stand: [], in_flight: {}, margins}), 'stays on its feet in all other samples, 24.1 mm of margin');
+  assert.equal(say({cannot_stand: [], in_flight: {}, margins: {zmp_inside: null}}), 'is in flight throughout');
+  const tips = span(0.5, 'tips to the left by 145 mm', {excess: {value: 0.145, time: 0.6}});
+  assert.equal(say({cannot_stand: [span(0.2, 'slips'), tips], margins}), 'tips to the left by 145 mm at 0.600\u00a0s, 2 intervals');
+  assert.equal(say({cannot_stand: [span(0.2, 'slips')], margins}), 'slips at 0.500\u00a0s, 1 interval');
+  assert.equal(verdictText({}), 'is held in the air, no ground contact');
 });
 
 test('marks cover their spans, and close ones are one', () => {
@@ -37,7 +38,7 @@ test('samples before and nearest to a time', () => {
 });
 
 test('the pointer shows a sample and does not go there, steps end at the ends', () => {
-  const timeline = new Timeline(Float64Array.from([0, 1, 2, 3]));
+  const timeline = new Timeline([{time: Float64Array.from([0, 1, 2, 3])}]);
   const seen = [];
   watch([timeline.sample], () => seen.push(timeline.sample.value));
   timeline.goTo(1);
@@ -49,37 +50,60 @@ test('the pointer shows a sample and does not go there, steps end at the ends', 
   assert.deepEqual(seen, [0, 1, 3, 2, 3, 0]);
 });
 
+test('a time line covers two runs, a shift moves the second', () => {
+  const [a, b] = [{time: Float64Array.from([0, 1, 2])}, {time: Float64Array.from([0.5, 1.5, 2.5, 3.5])}];
+  const timeline = new Timeline([a, b]);
+  assert.deepEqual([...timeline.time], [0, 1, 2, 2.5, 3.5]);
+  timeline.goToTime(3.4);
+  assert.deepEqual([timeline.now, timeline.nearest(a), timeline.within(a), timeline.nearest(b), timeline.within(b)], [3.5, 2, undefined, 3, 3]);
+  timeline.goTo(0);
+  assert.deepEqual([timeline.within(a), timeline.nearest(b), timeline.within(b)], [0, 0, undefined]);
+  timeline.goTo(1);
+  timeline.shift.value = -2;
+  assert.deepEqual([[...timeline.time], timeline.now, timeline.nearest(b)], [[-1.5, -0.5, 0, 1, 2], 1, 2]);
+  timeline.goToTime(0.5, b);
+  assert.equal(timeline.now, -1.5);
+});
+
 test('a zoom stays within all of the times, which a shift of a second run makes others', () => {
-  const view = new View({time: Float64Array.from({length: 101}, (_, i) => i / 10), other: {time: [0, 5]}});
+  const timeline = new Timeline([{time: Float64Array.from({length: 101}, (_, i) => i / 10)}, {time: [0, 5]}]);
+  const view = new View(timeline);
   assert.deepEqual(view.span.value, [0, 10]);
-  view.shift.value = 7;
+  timeline.shift.value = 7;
   assert.deepEqual([view.span.value, view.zoomed], [[0, 12], false]);
   view.zoom(3, 3.1);
   assert.ok(view.zoomed && Math.abs(view.span.value[1] - view.span.value[0] - 0.4) < 1e-9);
-  view.shift.value = -3;
+  timeline.shift.value = -3;
   assert.ok(view.zoomed);
   view.zoom(-9, 2);
   assert.deepEqual(view.span.value, [-3, 2]);
   view.reset();
   assert.deepEqual(view.span.value, [-3, 10]);
-  assert.deepEqual(new View({time: [2.5]}).span.value, [2, 3]);
+  assert.deepEqual(new View(new Timeline([{time: [2.5]}])).span.value, [2, 3]);
 });
 
 test('a reading has the value, its change since the second cursor, and the second run where it has one', () => {
-  const motion = {time: [0, 1, 2], other: {time: [0, 1]}};
-  const view = new View(motion);
-  const timeline = new Timeline(motion.time);
-  const read = () => reading({values: [1, 2, 4], other: {values: [7, 8]}}, {motion, timeline, view});
+  const runs = [{time: [0, 1, 2]}, {time: [0, 1, 2, 3]}];
+  const timeline = new Timeline(runs);
+  const view = new View(timeline);
+  const read = () => reading({values: [1, 2, 4], other: {values: [7, 8, 9, 9.5]}}, {motion: {runs}, timeline, view});
   assert.equal(read(), '1.0000 B 7.0000');
   timeline.goTo(2);
   view.toggleMark(1);
+  assert.equal(read(), '4.0000 Δ +2.0000 B 9.0000');
+  timeline.goTo(3);
+  assert.equal(read(), '– B 9.5000');
+  timeline.shift.value = -1.1;
+  timeline.goTo(timeline.last);
   assert.equal(read(), '4.0000 Δ +2.0000 B –');
-  view.shift.value = 1.1;
-  assert.equal(read(), '4.0000 Δ +2.0000 B 8.0000');
+});
+
+test('the address of the page may have a time', () => {
+  assert.deepEqual(['#t=0.6', '#t=-2', '#t=0', '', '#t=', '#t=a', '#t=1.2.3'].map(timeIn), [0.6, -2, 0, ...Array(4).fill(undefined)]);
 });
 
 test('numbers as text do not grow long, ticks differ, and no name steers', () => {
-  assert.deepEqual([text(-0.12345), text(123456), text(3, 1)], ['-0.1235', '1.2346e5', '3.0']);
+  assert.deepEqual([text(-0.12345), text(123456), text(3, 1), three(145.3), three(1234)], ['-0.1235', '1.2346e5', '3.0', '145', '1230']);
   assert.deepEqual(tickTexts([0, 0.02, 0.04]), ['0.00', '0.02', '0.04']);
   assert.deepEqual(tickTexts([-2e11, 0, 2e11]), ['-2e11', '0', '2e11']);
   assert.deepEqual(tickTexts([1e6, 1.00001e6]), ['1.00000e6', '1.00001e6']);

@@ -9,22 +9,24 @@ const {KORVEL_HOST, KORVEL_MOTIONS} = process.env;
 export const motions = KORVEL_MOTIONS;
 
 const resultsName = (motion) => `${basename(motion, '.csv')}-results.csv`;
+export const inOneLine = (text) => text.replace(/\s+/g, ' ');
 const numbersOf = (line) => line.split(',').map(Number);
 
-// The texts of results and of the file beside them.
+// The texts of results and of the file beside them, and the summary in the terminal.
 function run(motion, more) {
   const folder = mkdtempSync(join(tmpdir(), 'korvel-'));
-  execFileSync(KORVEL_HOST, ['run', motion, ...more, '-o', join(folder, 'results.csv')], {stdio: ['ignore', 'ignore', 'ignore']});
+  const summary = execFileSync(
+      KORVEL_HOST, ['run', motion, ...more, '-o', join(folder, 'results.csv')], {stdio: ['ignore', 'pipe', 'ignore'], encoding: 'utf8'});
   const [results, side] = ['results.csv', 'results.json'].map((name) => readFileSync(join(folder, name), 'utf8'));
   rmSync(folder, {recursive: true});
-  return {results, side};
+  return {results, side, summary};
 }
 
 // The report of a run, in a file of this name; `more` are further arguments.
 export class Report {
-  constructor(name, {results, side}, more = []) {
+  constructor(name, {results, side, summary}, more = []) {
     this.folder = mkdtempSync(join(tmpdir(), 'korvel-'));
-    Object.assign(this, {results, side});
+    Object.assign(this, {results, side, summary, file: join(this.folder, name)});
     this.page = join(this.folder, 'page.html');
     writeFileSync(join(this.folder, name), results);
     writeFileSync(join(this.folder, name.replace(/\.csv$/, '.json')), side);
@@ -46,6 +48,10 @@ export class Report {
     return new Report(resultsName(motion), {results: [header, ...changed, ''].join('\n'), side: JSON.stringify({...JSON.parse(side), ...described})});
   }
 
+  // The terminal's summary in one line.
+  get words() {
+    return inOneLine(this.summary);
+  }
   // The numbers of the results by name, in single precision but for the time.
   get columns() {
     return this.numbers ??= this.#read();

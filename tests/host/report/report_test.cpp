@@ -59,8 +59,8 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
     std::string text = good;
     return text.replace(text.find(old), old.size(), now);
   };
-  write(directory_ / "lacks.csv", replaced(",HeadYaw_com_y,", ",Nose_com_y,"));
-  write(directory_ / "twice.csv", replaced(",HeadYaw_com_y,", ",com_y,HeadYaw_com_y,"));
+  write(directory_ / "lacks.csv", replaced(",HeadPitch_com_y,", ",Nose_com_y,"));
+  write(directory_ / "twice.csv", replaced(",HeadPitch_com_y,", ",com_y,HeadPitch_com_y,"));
   write(directory_ / "word.csv", replaced("\n2.6,", "\n2.6,none"));
   write(directory_ / "infinite.csv", replaced("\n2.6,", "\n1e999,"));
   write(directory_ / "shorter.csv", replaced("\n2.8,", "\n"));
@@ -102,7 +102,7 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
   const auto count = std::count(header.begin(), header.end(), ',');
   const std::pair<std::string, std::string> cases[] = {
       {"lacks.csv -o page.html",
-       "lacks.csv:1: expected the column 'HeadYaw_com_y' that 'korvel-host run' writes, found none"},
+       "lacks.csv:1: expected the column 'HeadPitch_com_y' that 'korvel-host run' writes, found none"},
       {"motion.csv -o old.html", "motion.csv:1: expected the column 'com_x' that 'korvel-host run' writes, found none"},
       {"twice.csv -o page.html", "twice.csv:1: expected each column once, found a second 'com_y'"},
       {"word.csv -o old.html", "word.csv:3: expected a number in column 'HeadYaw_torque', found 'none"},

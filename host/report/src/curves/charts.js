@@ -29,6 +29,8 @@ function widest(texts) {
 const interrupted = (drawn) =>
     drawn.some(Number.isNaN) ? Array.from(drawn, (value) => Number.isNaN(value) ? null : value) : drawn;
 
+const dataOf = ({drawnTime}, curves) => [drawnTime, ...curves.map(({drawn}) => interrupted(drawn))];
+
 const within = (value, low, high) => Math.min(Math.max(value, low), high);
 
 const axis = (more) => ({
@@ -67,7 +69,7 @@ function drawOther({ctx, bbox: {left, top, width, height}, valToPos}, curves, ti
 }
 
 // `curves`: `values` at the samples of the timeline, `drawn` at the times motion.drawnTime, those of the `other` run,
-// `name`, and `colour` in the style sheet; `range(low, high)` of the values. `strong` is the curve that is drawn stronger
+// `name`, `colour` in the style sheet, and perhaps `limits`; `range(low, high)` of the values. `strong` is the curve that is drawn stronger
 // than the others, or -1.
 export class Chart {
   #pressed = null;
@@ -78,7 +80,6 @@ export class Chart {
     this.soles = motion.standing?.soles ?? [];
     const bars = this.soles.length ? (this.soles.length + 1) * bar_height : 0;
     const height = inner_height + bars;
-    const others = extent(curves.flatMap(({other}) => other ? [other.drawn] : []));
     this.plot = new uPlot(
         {
           width: place.clientWidth || 300,
@@ -90,6 +91,7 @@ export class Chart {
           scales: {
             x: {time: false, range: () => view.span.value},
             y: {range: (_, low, high) => {
+              const others = extent(this.curves.flatMap(({other, limits = []}) => [other?.drawn ?? [], limits]));
               const all = [Math.min(low ?? Infinity, others[0]), Math.max(high ?? -Infinity, others[1])];
               return all[0] <= all[1] ? range(...all) : [0, 1];
             }},
@@ -114,7 +116,7 @@ export class Chart {
             return {stroke, width: 1.5, pxAlign: 0, points: {show: timeline.last === 0, fill: stroke}};
           })],
         },
-        [motion.drawnTime, ...curves.map(({drawn}) => interrupted(drawn))], place);
+        dataOf(motion, curves), place);
     const mark = (kind) => this.plot.over.appendChild(element('div', {class: kind}));
     [this.second, this.cursor, this.dot, this.selected] = ['second-cursor', 'cursor', 'mark', 'selected-time'].map(mark);
     this.selected.hidden = true;
@@ -125,7 +127,7 @@ export class Chart {
     }).observe(place);
     this.emphasize(strong);
     scheme.watch(() => this.plot.redraw());
-    watch([view.span, view.shift], () => this.rescale());
+    watch([view.span, timeline.shift], () => this.rescale());
     watch([timeline.sample, view.mark], () => this.#showTime());
   }
 
@@ -139,10 +141,19 @@ export class Chart {
     this.#showTime();
   }
 
+  // Hides some of the curves.
+  hide(hidden) {
+    hidden.forEach((is_hidden, i) => this.plot.setSeries(i + 1, {show: !is_hidden}));
+  }
+  // Draws these instead, as many and of the same colours.
+  show(curves) {
+    this.curves = curves;
+    this.plot.setData(dataOf(this.motion, curves));
+    this.#showTime();
+  }
   // After `range` has come to say something else.
   rescale() {
-    this.plot.setData(this.plot.data);
-    this.#showTime();
+    this.show(this.curves);
   }
 
   // Gaps, and the unsupported load.
@@ -152,22 +163,28 @@ export class Chart {
     plot.ctx.fillStyle = colour('unborne-band');
     fillSpans(plot, this.motion.time, this.motion.standing?.spans ?? [], plot.bbox.top, plot.bbox.height);
   }
-  // A bar for each sole below the curves, while it stands; and the second run.
+  // A bar for each sole below the curves, while it stands; limits; and the second run.
   #drawOver(plot) {
-    const {motion: {time, bodies, other}, view} = this;
+    const {motion: {time, bodies, other}, timeline} = this;
     const height = bar_height * devicePixelRatio;
     this.soles.forEach(({body, spans}, i) => {
       plot.ctx.fillStyle = colour(`side-${bodies[body].side}`);
       fillSpans(plot, time, spans, plot.bbox.top + plot.bbox.height + (0.75 + i) * height, 0.75 * height);
     });
-    if (other) drawOther(plot, this.curves, other.drawnTime, view.shift.value);
+    const {left, width} = plot.bbox;
+    plot.ctx.fillStyle = colour('unborne');
+    for (const limit of this.curves.flatMap(({limits = []}) => limits)) {
+      plot.ctx.fillRect(left, plot.valToPos(limit, 'y', true), width, devicePixelRatio);
+    }
+    if (other) drawOther(plot, this.curves.filter((_, i) => plot.series[i + 1].show), other.drawnTime, timeline.shift.value);
   }
 
   #showTime() {
-    this.#place(this.cursor, this.timeline.sample.value);
+    const sample = this.timeline.within(this.motion.runs[0]);
+    this.#place(this.cursor, this.timeline.now);
     this.#place(this.second, this.view.mark.value);
     const curve = this.curves[this.strong];
-    const value = curve?.values[this.timeline.sample.value];
+    const value = curve?.values[sample];
     this.dot.hidden = !Number.isFinite(value) || this.cursor.hidden;
     if (this.dot.hidden) return;
     const x = this.plot.valToPos(this.timeline.now, 'x');
@@ -175,11 +192,10 @@ export class Chart {
     Object.assign(this.dot.style, {transform: `translate(${x}px, ${y}px)`, background: `var(--${curve.colour})`});
   }
 
-  // Puts a cursor to a sample, if that is seen.
-  #place(cursor, sample) {
+  // Puts a cursor to a time, if there is one and it is seen.
+  #place(cursor, time) {
     const [low, high] = this.view.span.value;
-    const time = sample === null ? NaN : this.timeline.time[sample];
-    cursor.hidden = !(time >= low && time <= high);
+    cursor.hidden = time === null || time < low || time > high;
     if (!cursor.hidden) cursor.style.transform = `translateX(${this.plot.valToPos(time, 'x')}px)`;
   }
 
@@ -216,7 +232,7 @@ export class Chart {
       if (span) {
         this.view.zoom(...span.map(timeAt));
       } else if (event.shiftKey) {
-        this.view.mark.value = sampleAt(event);
+        this.view.mark.value = this.timeline.time[sampleAt(event)];
       } else {
         this.timeline.goTo(sampleAt(event));
       }

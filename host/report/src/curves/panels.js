@@ -1,5 +1,6 @@
 // The charts of the page, each with a heading and the values at the time shown.
 import {curveName} from '../colours.js';
+import {kinds} from '../data/motion.js';
 import {extent} from '../data/numbers.js';
 import {button, element} from '../dom.js';
 import {watch} from '../state.js';
@@ -36,31 +37,62 @@ const legendOf = (page, curves, entry) => element('div', {class: 'legend'}, ...c
 
 // A chart for each limb. An entry of a legend is a button that selects its joint.
 export function addTorquePanels(place, same_scale, page) {
-  const {motion, joint} = page;
+  const {motion, joint, folds} = page;
   const all = padded(...extent(allDrawn(motion.joints.map(({torque}) => torque))));
   const charts = motion.limbs.map(({name: limb, side, joints}) => {
     const curves = joints.map((j) => {
       const {name, level, torque} = motion.joints[j];
       return {...torque, name: `${name}_torque`, label: name, colour: curveName(level)};
     });
+    const small = joints.map((j) => motion.joints[j].small);
+    const fold = (is_small) => is_small ? 'small' : '';
     const {chart, place: chart_place, save} = makeChart(page, `Torques of ${limb}`, {
       height: side === 'middle' ? 96 : 134,
       curves,
       range: (low, high) => same_scale.checked ? all : padded(low, high),
     });
     const legend = legendOf(page, curves, (i, ...parts) =>
-      button({class: 'entry', 'data-joint': curves[i].label}, () => joint.value = joints[i], ...parts));
+      button({class: `entry ${fold(small[i])}`, 'data-joint': curves[i].label}, () => joint.value = joints[i], ...parts));
     watch([joint], () => {
       const selected = joints.indexOf(joint.value);
       [...legend.children].forEach((entry, i) => entry.setAttribute('aria-pressed', i === selected));
       chart.emphasize(selected);
     });
     const badge = side === 'middle' ? [] : [element('b', {class: `badge ${side}`, 'aria-hidden': true}, side[0].toUpperCase())];
-    place.append(element('section', {class: `panel ${side}`}, element('h3', {}, ...badge, limb, save), chart_place, legend));
+    watch([folds], () => chart.hide(small.map((is_small) => is_small && folds.value)));
+    place.append(element('section', {class: `panel ${side} ${fold(small.every(Boolean))}`}, element('h3', {}, ...badge, limb, save), chart_place, legend));
     return chart;
   });
   same_scale.addEventListener('change', () => charts.forEach((chart) => chart.rescale()));
   return charts;
+}
+
+// The torque of the selected joint, and its angle, speed and power where the results have them, against its limits.
+export function addJointCharts(place, title, page) {
+  const {motion, joint} = page;
+  const shown = Object.keys(kinds).filter((kind) => motion.joints.every((one) => one[kind]));
+  place.closest('section').hidden = shown.length < 2;
+  if (shown.length < 2) return [];
+  const curveOf = (kind) => {
+    const {name, limits, [kind]: curve} = motion.joints[joint.value];
+    const {lower, upper, speed, torque} = limits;
+    const ends = {angle: [lower, upper], speed: [-speed, speed], torque: [-torque, torque]}[kind] ?? [];
+    return {...curve, name: `${name}_${kind}`, colour: 'ink', limits: ends.filter(Number.isFinite)};
+  };
+  place.nextElementSibling.hidden = !motion.limits;
+  watch([joint], () => title.textContent = `Selected joint: ${motion.joints[joint.value].name}`);
+  return shown.map((kind) => {
+    const curve = curveOf(kind);
+    const {chart, place: chart_place, save} = makeChart(page, `Selected joint, ${kind}`, {height: 110, curves: [curve], range: padded, strong: 0, space: 15});
+    watch([joint], () => {
+      Object.assign(curve, {other: undefined}, curveOf(kind));
+      chart.show([curve]);
+    });
+    const heading = element('h3', {}, kind[0].toUpperCase() + kind.slice(1), element('small', {}, kinds[kind]), save);
+    place.append(element('section', {class: 'panel'}, heading, chart_place,
+                         element('div', {class: 'entry'}, makeValue(page, curve, {'data-joint-curve': kind}))));
+    return chart;
+  });
 }
 
 // One below the other on one time axis; on demand lengths are drawn to one scale.
@@ -92,12 +124,12 @@ export function addComCharts(panel, same_length, page) {
 export function addGroundCharts(place, page) {
   const {bodies, standing: {soles, margin}} = page.motion;
   const forces = soles.map(
-      ({name, body, load}) => ({...load, name: `${name}_force_z`, label: name, colour: `load-${bodies[body].side}`}));
+      ({name, body, load}) => ({...load, name: `${name}_force_z`, label: name, colour: `side-${bodies[body].side}`}));
   const zmp = {...margin, name: 'zmp_margin', label: 'zero moment point to the edge', colour: 'zmp'};
   return [['Vertical force', 'N', forces, -1], ['Margin', 'm', [zmp], 0]].map(([title, unit, curves, strong]) => {
     // The level at which a foot carries nothing, or the robot tips, is seen.
     const range = (low, high) => padded(Math.min(low, 0), Math.max(high, 0));
-    const {chart, place: chart_place, save} = makeChart(page, title, {height: 118, curves, range, strong});
+    const {chart, place: chart_place, save} = makeChart(page, title, {height: 112, curves, range, strong});
     const legend = legendOf(page, curves, (_, ...parts) => element('div', {class: 'entry'}, ...parts));
     place.append(element('section', {class: 'panel'}, element('h3', {}, title, element('small', {}, unit), save),
                          chart_place, legend));

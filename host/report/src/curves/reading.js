@@ -1,24 +1,17 @@
 // What a curve says at the time shown, as text: its value, how far that is from the value at the second cursor, and the
-// value of the second run.
+// value of the second run. A run that has no sample there has no value.
 import {signed, text} from '../data/numbers.js';
-import {nearestSample} from '../timeline.js';
 
-// The sample of the second run nearest to a time of the first; undefined before it begins or after its end.
-function sampleOfOther({time}, shift, now) {
-  const is_within = now >= time[0] + shift && now <= time.at(-1) + shift;
-  return is_within ? nearestSample(time, now - shift) : undefined;
-}
-
-export function reading({values, other}, {motion, timeline, view}) {
-  const value = values[timeline.sample.value];
-  const parts = [text(value)];
-  if (view.mark.value !== null) parts.push(`Δ ${signed(value - values[view.mark.value])}`);
-  if (other) {
-    const sample = sampleOfOther(motion.other, view.shift.value, timeline.now);
-    parts.push(`B ${sample === undefined ? '–' : text(other.values[sample])}`);
-  }
+export function reading({values, other}, {motion: {runs: [run, second]}, timeline, view}) {
+  const at = (run, values, time) => values[timeline.within(run, time)];
+  const shown = (value) => value === undefined ? '–' : text(value);
+  const value = at(run, values);
+  const parts = [shown(value)];
+  const marked = view.mark.value === null ? undefined : at(run, values, view.mark.value);
+  if (marked !== undefined && value !== undefined) parts.push(`Δ ${signed(value - marked)}`);
+  if (other) parts.push(`B ${shown(at(second, other.values))}`);
   return parts.join(' ');
 }
 
 // All that changes a reading.
-export const readingChanges = ({timeline, view}) => [timeline.sample, view.mark, view.shift];
+export const readingChanges = ({timeline, view, joint}) => [joint, timeline.sample, timeline.shift, view.mark];

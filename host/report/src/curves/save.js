@@ -16,12 +16,12 @@ function rows({time, origin}, curves, [low, high], run) {
 }
 
 // Of two runs each row says of which it is; times are those of its own file.
-export function csvOf({motion, view}, curves) {
+export function csvOf({motion, timeline, view}, curves) {
   const span = view.span.value;
   const all = [['time', ...curves.map(({name}) => name)], ...rows(motion, curves, span, motion.other ? ['A'] : [])];
   if (motion.other) {
     all[0].unshift('run');
-    all.push(...rows(motion.other, curves.map(({other}) => other), span.map((t) => t - view.shift.value), ['B']));
+    all.push(...rows(motion.other, curves.map(({other}) => other), span.map((t) => t - timeline.shift.value), ['B']));
   }
   return all.map((row) => `${row.join(',')}\n`).join('');
 }

@@ -6,6 +6,10 @@ import {extent, text} from './numbers.js';
 import {nearestSample} from '../timeline.js';
 
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
+const small = 0.01;         // of the largest torque: joints below it are folded away
+
+// The curves of a joint, with their units.
+export const kinds = {torque: 'N m', angle: 'rad', speed: 'rad/s', power: 'W'};
 
 // The sample of the largest magnitude; a gap has none.
 function peakOf(torque) {
@@ -20,7 +24,7 @@ function peakOf(torque) {
 // the origin has its feet below. Bodies are points, so that a foot on the ground is a few centimetres above it.
 function findGround(bodies, height) {
   if (height !== undefined) return {z: height, text: `The ground is z = ${height} m of the world.`};
-  const [lowest, highest] = extent(bodies.flatMap(({origin, com}) => [origin[2], com[2]]));
+  const [lowest, highest] = extent(bodies.flatMap(({origin, com}) => com ? [origin[2], com[2]] : [origin[2]]));
   const size = highest - lowest;
   if (lowest > -0.05 * size && lowest < 0.25 * size) return {z: 0, text: 'The ground is z = 0 of the world.'};
   return {
@@ -91,27 +95,42 @@ function readStanding({soles, level, margin, residual, feasible, zmp}, columns) 
   };
 }
 
-// What is drawn as curves of a run. Times and values are typed arrays, a number for each sample that the page has.
-async function readCurves(data) {
+// Torque times speed, in single precision as in the file. Between the samples that the page has it is not known.
+function powerOf({torque, speed}) {
+  const values = torque.values.map((value, sample) => value * speed.values[sample]);
+  const repeat = torque.drawn.length / values.length;
+  return {values, lows: values, drawn: repeat > 1 ? drawn(Float32Array, ...Array(repeat).fill(values)) : values};
+}
+
+// A run. Times and values are typed arrays, a number for each sample that the page has.
+async function readRun(data) {
   const columns = await readColumns(data);
-  data.shown = data.time.length;
-  Object.assign(data, readTimes(data, data.time));
+  Object.assign(data, readTimes(data, data.time), {shown: data.time.length, columns: null});
   data.comCurves = data.com.map((axis) => columns.curve(axis));
+  data.com = data.comCurves.map(({values}) => values);
   for (const joint of data.joints) {
-    joint.torque = columns.curve(joint.torque);
+    for (const kind of Object.keys(kinds)) if (kind in joint) joint[kind] = columns.curve(joint[kind]);
+    if (joint.speed) joint.power = powerOf(joint);
     joint.peakSample = peakOf(joint.torque.values);
     joint.peak = Math.abs(joint.torque.values[joint.peakSample]) || 0;
+    joint.limits = data.limits?.[joint.name] ?? {};
   }
   data.standing = data.ground ? readStanding(data.ground, columns) : null;
-  return columns;
+  for (const body of data.bodies) Object.assign(body, {origin: columns.others(body.origin), com: columns.others(body.com)});
+  data.limbs = findLimbs(data.bodies, data.joints);
+  for (const limb of data.limbs) {
+    limb.joints.forEach((j, level) => Object.assign(data.joints[j], {limb, level}));
+    limb.bodies.forEach((b) => data.bodies[b].side = limb.side);
+  }
+  return data;
 }
 
 // Joins the curves of a second run of the robot, where it has them, to those of the first.
-async function readOther(motion) {
-  if (!motion.other) return;
-  const {other} = motion;
-  await readCurves(other);
-  motion.joints.forEach((joint, j) => Object.assign(joint, {other: other.joints[j]}).torque.other = other.joints[j].torque);
+function join(motion, other) {
+  motion.joints.forEach((joint, j) => {
+    joint.other = other.joints[j];
+    for (const kind of Object.keys(kinds)) if (joint[kind]) joint[kind].other = joint.other[kind];
+  });
   motion.comCurves.forEach((curve, axis) => curve.other = other.comCurves[axis]);
   if (!motion.standing || !other.standing) return;
   motion.standing.margin.other = other.standing.margin;
@@ -119,19 +138,16 @@ async function readOther(motion) {
 }
 
 export async function readMotion(text) {
-  const motion = JSON.parse(text);
-  const columns = await readCurves(motion);
-  motion.com = motion.comCurves.map(({values}) => values);
-  for (const body of motion.bodies) {
-    Object.assign(body, {origin: columns.others(body.origin), com: columns.others(body.com)});
+  const motion = await readRun(JSON.parse(text));
+  motion.runs = [motion];
+  if (motion.other) {
+    join(motion, await readRun(motion.other));
+    motion.runs.push(motion.other);
   }
   const sampleAt = (time) => nearestSample(motion.time, time - motion.origin);
   motion.gaps = (motion.gaps ?? []).map(({from, to, call}) => ({first: sampleAt(from), last: sampleAt(to), call}));
-  await readOther(motion);
-  const limbs = findLimbs(motion.bodies, motion.joints);
-  for (const limb of limbs) {
-    limb.joints.forEach((j, level) => Object.assign(motion.joints[j], {limb, level}));
-    limb.bodies.forEach((b) => motion.bodies[b].side = limb.side);
-  }
-  return {...motion, columns: null, limbs, ground: findGround(motion.bodies, motion.ground?.height)};
+  const largest = Math.max(...motion.runs.flatMap(({joints}) => joints.map(({peak}) => peak)));
+  for (const joint of motion.joints) joint.small = Math.max(joint.peak, joint.other?.peak ?? 0) < small * largest;
+  motion.floor = findGround(motion.bodies, motion.ground?.height);
+  return motion;
 }

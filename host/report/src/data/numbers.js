@@ -9,6 +9,9 @@ export const text = (value, digits = 4) =>
 
 export const signed = (value) => (value < 0 ? '−' : '+') + text(Math.abs(value));
 
+// As the summary of `run` rounds: {:.3g}.
+export const three = (value) => String(Number(value.toPrecision(3)));
+
 export const whole = (value) => value.toLocaleString('en');
 
 // A name in which nothing is hidden or turns what stands around it.

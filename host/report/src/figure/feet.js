@@ -1,17 +1,7 @@
-// What the ground does to the robot: soles and what they span, the forces on them, the zero moment point and its trace.
-import {
-  BufferGeometry,
-  ConeGeometry,
-  DoubleSide,
-  Group,
-  LineBasicMaterial,
-  LineLoop,
-  Mesh,
-  MeshBasicMaterial,
-  Vector3,
-} from 'three';
+// What the ground does to the robot: what its soles span, the forces on them, the zero moment point and its trace.
+import {BufferGeometry, ConeGeometry, DoubleSide, Group, LineBasicMaterial, Mesh, MeshBasicMaterial, Vector3} from 'three';
 import {colour} from '../colours.js';
-import {cornersAt, forceAt, supportPolygon} from '../data/contact.js';
+import {forceAt, supportPolygon} from '../data/contact.js';
 import {overlay, positions, rod, span, sphere, trace, y_axis} from './scene.js';
 
 const weight_length = 0.25;  // m, of an arrow as strong as the robot's weight
@@ -45,7 +35,7 @@ class Arrow {
 export class Feet extends Group {
   constructor(motion) {
     super();
-    const {standing: {soles, zmp}, ground: {z}, weight} = motion;
+    const {standing: {soles, zmp}, floor: {z}, weight} = motion;
     Object.assign(this, {motion, z, weight});
     this.line = overlay(LineBasicMaterial, {opacity: 0.6});
     this.trace = trace(zmp, z, this.line);
@@ -53,13 +43,11 @@ export class Feet extends Group {
     this.point = sphere(this.solid, 0.011);
     this.area = new MeshBasicMaterial({transparent: true, opacity: 0.22, side: DoubleSide, depthWrite: false});
     this.polygon = new Mesh(new BufferGeometry(), this.area);
-    this.edge = overlay(LineBasicMaterial);
-    this.outlines = soles.map(() => new LineLoop(new BufferGeometry(), this.edge));
     this.arrows = soles.map(() => new Arrow());
-    [this.polygon, ...this.outlines, this.trace, this.point].forEach((mesh, i) => mesh.renderOrder = 1 + 0.1 * i);
-    this.add(this.polygon, ...this.outlines, this.trace, this.point, ...this.arrows.flatMap(({meshes}) => meshes));
+    [this.polygon, this.trace, this.point].forEach((mesh, i) => mesh.renderOrder = 1 + 0.1 * i);
+    this.add(this.polygon, this.trace, this.point, ...this.arrows.flatMap(({meshes}) => meshes));
     // What moves is seldom where it was when its bounds were found.
-    for (const mesh of [this.polygon, this.trace, ...this.outlines]) mesh.frustumCulled = false;
+    for (const mesh of [this.polygon, this.trace]) mesh.frustumCulled = false;
   }
 
   show(sample) {
@@ -69,10 +57,7 @@ export class Feet extends Group {
     const polygon = supportPolygon(motion, sample).map((corner) => [...corner, z]);
     const fan = polygon.slice(2).map((corner, i) => [polygon[0], polygon[i + 1], corner].flat());
     this.polygon.geometry.setAttribute('position', positions(fan));
-    soles.forEach((sole, i) => {
-      this.outlines[i].geometry.setAttribute('position', positions(cornersAt(motion, sole, sample)));
-      this.arrows[i].show(this.#ends(sole, sample));
-    });
+    soles.forEach((sole, i) => this.arrows[i].show(this.#ends(sole, sample)));
   }
   #ends(sole, sample) {
     const force = new Vector3(...forceAt(sole, sample)).divideScalar(this.weight);
@@ -84,8 +69,7 @@ export class Feet extends Group {
   recolour() {
     for (const material of [this.solid, this.line]) material.color.set(colour('zmp'));
     this.area.color.set(colour('support'));
-    this.edge.color.set(colour('muted'));
     this.motion.standing.soles.forEach(
-        ({body}, i) => this.arrows[i].material.color.set(colour(`load-${this.motion.bodies[body].side}`)));
+        ({body}, i) => this.arrows[i].material.color.set(colour(`side-${this.motion.bodies[body].side}`)));
   }
 }

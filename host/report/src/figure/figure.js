@@ -2,18 +2,19 @@
 import {DirectionalLight, HemisphereLight, Object3D, PerspectiveCamera, Scene, Vector3, WebGLRenderer} from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
 import {curveName, scheme} from '../colours.js';
-import {text} from '../data/numbers.js';
+import {reading, readingChanges} from '../curves/reading.js';
 import {button, element, onKeys} from '../dom.js';
 import {watch} from '../state.js';
 import {Feet} from './feet.js';
 import {bounds, Ground, rootOver, travel} from './ground.js';
-import {at, Robot} from './scene.js';
+import {Robot} from './robot.js';
+import {at, Mass} from './scene.js';
 
 const turn = Math.PI / 24;  // by a key
 const closer = 1 / 1.1;
 const long_travel = 1;  // m, of the root over the ground: from here on the camera follows
 const farthest = 1e6;  // m: single precision has no figure beyond, and drivers hang on what is far larger
-const margin = 0.05;  // m, for the spheres and letters around the points
+const margin = 0.06;  // m, for the head, soles and letters around the points
 
 Object3D.DEFAULT_UP.set(0, 0, 1);
 
@@ -37,24 +38,26 @@ class Figure {
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
     this.camera = new PerspectiveCamera(30, 1);
     this.robot = new Robot(motion);
+    this.ghost = motion.other ? new Robot(motion.other, true) : null;
+    this.mass = new Mass(motion);
     this.feet = motion.standing ? new Feet(motion) : null;
-    // Letters over the canvas, at the ends of the limbs.
-    this.letters = motion.limbs.filter(({side}) => side !== 'middle').map(({side, bodies}) => ({
+    // Letters over the canvas, at the feet.
+    this.letters = motion.limbs.filter(({side, height}) => side !== 'middle' && height <= 0).map(({side, bodies}) => ({
       columns: motion.bodies[bodies.at(-1)].com,
-      node: place.appendChild(element('span', {class: `letter ${side}`}, side[0].toUpperCase())),
+      node: place.appendChild(element('span', {class: `badge letter ${side}`}, side[0].toUpperCase())),
     }));
     this.scene = new Scene();
     const lamp = new DirectionalLight(0xffffff, 1.6);
     this.camera.add(lamp.translateX(-0.6).translateY(0.8));
-    if (this.feet) this.scene.add(this.feet);
-    this.scene.add(this.robot, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
+    for (const part of [this.feet, this.ghost]) if (part) this.scene.add(part);
+    this.scene.add(this.robot, this.mass, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
     this.controls = new OrbitControls(this.camera, canvas);
     // On a phone a vertical stroke scrolls the page, a horizontal one turns the figure.
     canvas.style.touchAction = 'pan-y';
     this.controls.addEventListener('change', () => this.draw());
     this.#resize();
     this.follow(travel(motion) > long_travel);
-    timeline.sample.watch(() => this.draw());
+    for (const value of [timeline.sample, timeline.shift]) value.watch(() => this.draw());
     watch([joint, scheme], () => this.#recolour());
     new ResizeObserver(() => this.#resize()).observe(place);
   }
@@ -65,7 +68,7 @@ class Figure {
     this.bounds = bounds(this.motion, follows);
     const {radius} = this.bounds;
     if (this.ground) this.scene.remove(this.ground);
-    this.ground = new Ground(this.bounds, this.motion.ground.z);
+    this.ground = new Ground(this.bounds, this.motion.floor.z);
     this.scene.add(this.ground);
     Object.assign(this.camera, {near: radius / 50, far: 100 * radius}).updateProjectionMatrix();
     this.#recolour();
@@ -100,8 +103,10 @@ class Figure {
     this.#drawing = true;
     requestAnimationFrame(() => {
       this.#drawing = false;
-      const sample = this.timeline.sample.value;
+      const sample = this.timeline.nearest(this.motion);
       this.robot.show(sample, this.joint.value);
+      this.ghost?.show(this.timeline.nearest(this.motion.other), this.joint.value);
+      this.mass.show(sample);
       this.feet?.show(sample);
       this.#move();
       this.renderer.render(this.scene, this.camera);
@@ -115,7 +120,7 @@ class Figure {
 
   #base() {
     if (!this.follows) return new Vector3();
-    const base = rootOver(this.motion, this.timeline.sample.value);
+    const base = rootOver(this.motion, this.timeline.nearest(this.motion));
     return Number.isFinite(base.length()) ? base : this.base ?? new Vector3();
   }
 
@@ -130,8 +135,7 @@ class Figure {
 
   #recolour() {
     this.ground.recolour();
-    this.robot.recolour(this.joint.value);
-    this.feet?.recolour();
+    for (const part of [this.robot, this.ghost, this.mass, this.feet]) part?.recolour(this.joint.value);
     this.draw();
   }
 
@@ -167,7 +171,8 @@ function makeFigure(stage, page) {
     tabindex: 0,
     'aria-label': 'The robot at the time shown: arrows turn it, plus and minus zoom',
   });
-  const context = canvas.getContext('webgl2', {antialias: true, alpha: true});
+  // What was drawn is kept for the printer.
+  const context = canvas.getContext('webgl2', {antialias: true, alpha: true, preserveDrawingBuffer: true});
   if (!context) return null;
   const place = stage.appendChild(element('div', {class: 'scene'}, canvas));
   try {
@@ -182,7 +187,7 @@ function makeFigure(stage, page) {
 
 // The figure, or a message in its place and null where the browser cannot draw it.
 export function addFigure(stage, buttons, page) {
-  const {motion, timeline, joint} = page;
+  const {motion, joint} = page;
   const figure = makeFigure(stage, page);
   if (!figure) {
     stage.replaceChildren(
@@ -197,10 +202,10 @@ export function addFigure(stage, buttons, page) {
   follow.addEventListener('change', () => figure.follow(follow.checked));
   buttons.append(...Object.entries(views).map(([name, direction]) => button({}, () => figure.look(direction), name)),
                  element('label', {class: 'check'}, follow, 'Follow'));
-  watch([timeline.sample, joint], () => {
+  watch(readingChanges(page), () => {
     const {name, torque, level} = motion.joints[joint.value];
     caption.replaceChildren(element('i', {class: 'swatch', style: `--curve: var(--${curveName(level)})`}), name,
-                            element('span', {class: 'value'}, `${text(torque.values[timeline.sample.value])} N m`));
+                            element('span', {class: 'value'}, `${reading(torque, page)} N m`));
   });
   return figure;
 }

@@ -12,13 +12,14 @@ export const rootOver = ({bodies}, sample) => at(bodies[0].origin, sample).setZ(
 
 // Points that the motion goes through, and the middle of the box around them; x and y from the root's if it is followed.
 export function bounds(motion, follows) {
-  const {time, bodies, ground} = motion;
   const points = [];
-  const stride = Math.ceil(time.length / most_samples);
-  for (let sample = 0; sample < time.length; sample += stride) {
-    const base = follows ? rootOver(motion, sample) : new Vector3();
-    for (const {com} of bodies) points.push(at(com, sample).sub(base));
-    points.push(at(bodies[0].com, sample).setZ(ground.z).sub(base));
+  for (const {time, bodies} of follows ? [motion] : motion.runs) {
+    const stride = Math.ceil(time.length / most_samples);
+    for (let sample = 0; sample < time.length; sample += stride) {
+      const base = follows ? rootOver(motion, sample) : new Vector3();
+      for (const {origin, com} of bodies) points.push(at(com ?? origin, sample).sub(base));
+      points.push(at(bodies[0].origin, sample).setZ(motion.floor.z).sub(base));
+    }
   }
   const finite = points.filter((point) => point.toArray().every(Number.isFinite));
   const box = new Box3().setFromPoints(finite.length ? finite : [new Vector3()]);
