@@ -105,7 +105,7 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
        "lacks.csv:1: expected the column 'HeadPitch_com_y' that 'korvel-host run' writes, found none"},
       {"motion.csv -o old.html", "motion.csv:1: expected the column 'com_x' that 'korvel-host run' writes, found none"},
       {"twice.csv -o page.html", "twice.csv:1: expected each column once, found a second 'com_y'"},
-      {"word.csv -o old.html", "word.csv:3: expected a number in column 'HeadYaw_torque', found 'none"},
+      {"word.csv -o old.html", "word.csv:3: expected a number in column 'HeadYaw_angle', found 'none"},
       {"infinite.csv -o page.html", "infinite.csv:3: expected a finite single-precision number in column"},
       {"shorter.csv -o page.html", fmt::format("shorter.csv:4: expected {} columns, found {}", count + 1, count)},
       {"backwards.csv -o page.html", "backwards.csv:4: expected times that increase, found 2.55 after 2.6"},
