@@ -204,6 +204,8 @@ void add_all(Json& data, Columns& columns) {
     } else {
       body["origin"] = columns.others(columns_of(quantities::origin, body.at("name")));
     }
+    const Names applied = columns_of(quantities::applied_force, body.at("name"));
+    if (columns.has(applied.front())) body["applied"] = columns.others(applied);
     // A limb ends there.
     if (!has_children[b]) body["com"] = columns.others(columns_of(quantities::body_com, body.at("name")));
   }

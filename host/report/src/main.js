@@ -43,6 +43,7 @@ function showFacts({runs, other, time, origin, samples, shown, stride, joints, b
       'Torques of the robot on the ground, with the forces shown at its soles.' :
       'Torques of the motion in the air: gravity and inertia are borne at the root, no contact carries the feet.';
   parts.ghost.hidden = !other;
+  parts.applied.hidden = !bodies.some(({applied}) => applied);
 }
 
 // What only a run on the ground has.

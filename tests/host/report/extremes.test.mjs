@@ -123,6 +123,32 @@ test('gaps interrupt the curves, have a mark, and name the call', async (t) => {
   assert.deepEqual(page.faults, []);
 });
 
+test('forces that the program set are arrows from the bodies', async (t) => {
+  const [header, ...rows] = wave.results.trim().split('\n');
+  const names = ['x', 'y', 'z'].map((axis) => `LWristYaw_applied_force_${axis}`);
+  const force = (sample) => sample % 2 ? [0, 0, 0] : [3, -4, 12 + sample / 100];
+  const results = [[header, ...names], ...rows.map((row, sample) => [row, ...force(sample)]), []].join('\n');
+  const report = new Report('pushed.csv', {...wave, results});
+  t.after(() => report.remove());
+  const page = await open(report, browser);
+  t.after(() => page.context().close());
+  assert.ok(await page.getByText('force set by the program').isVisible());
+  const weight = JSON.parse(wave.side).weight;
+  for (const sample of [0, 101, 300]) {
+    await page.evaluate((to) => korvel.timeline.sample.value = to, sample);
+    await drawn(page);
+    const {visible, tip, arrows} = await page.evaluate(() => {
+      const {arrow: {tip}} = korvel.figure.applied.forces[0];
+      return {visible: tip.visible, tip: tip.position.toArray(), arrows: korvel.figure.applied.forces.length};
+    });
+    assert.equal(arrows, 1);
+    assert.equal(visible, sample % 2 === 0);
+    const end = wave.point('LWristYaw', sample).map((place, axis) => place + 0.25 * force(sample)[axis] / weight);
+    if (visible) tip.forEach((place, axis) => assert.ok(Math.abs(place - end[axis]) < 1e-4, `${tip} for ${end}`));
+  }
+  assert.deepEqual(page.faults, []);
+});
+
 // The root stays at the origin, so that z = 0 is above the feet.
 test('one sample, and no ground at z = 0', async (t) => {
   const motion = join(wave.folder, 'one.csv');

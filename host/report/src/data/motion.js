@@ -116,7 +116,9 @@ async function readRun(data) {
     joint.limits = data.limits?.[joint.name] ?? {};
   }
   data.standing = data.ground ? readStanding(data.ground, columns) : null;
-  for (const body of data.bodies) Object.assign(body, {origin: columns.others(body.origin), com: columns.others(body.com)});
+  for (const body of data.bodies) {
+    for (const kind of ['origin', 'com', 'applied']) body[kind] = columns.others(body[kind]);
+  }
   data.limbs = findLimbs(data.bodies, data.joints);
   for (const limb of data.limbs) {
     limb.joints.forEach((j, level) => Object.assign(data.joints[j], {limb, level}));

@@ -1,36 +1,9 @@
 // What the ground does to the robot: what its soles span, the forces on them, the zero moment point and its trace.
-import {BufferGeometry, ConeGeometry, DoubleSide, Group, LineBasicMaterial, Mesh, MeshBasicMaterial, Vector3} from 'three';
+import {BufferGeometry, DoubleSide, Group, LineBasicMaterial, Mesh, MeshBasicMaterial, Vector3} from 'three';
 import {colour} from '../colours.js';
 import {forceAt, supportPolygon} from '../data/contact.js';
-import {overlay, positions, rod, span, sphere, trace, y_axis} from './scene.js';
-
-const weight_length = 0.25;  // m, of an arrow as strong as the robot's weight
-const least_share = 0.005;  // of the weight: weaker forces have no arrow
-const radius = 0.005;
-const head = new ConeGeometry(1, 1, 20).translate(0, -0.5, 0);  // its tip at the origin
-const head_length = 0.025;
-
-class Arrow {
-  constructor() {
-    this.material = overlay(MeshBasicMaterial);
-    this.shaft = new Mesh(rod, this.material);
-    this.tip = new Mesh(head, this.material);
-    this.meshes = [this.shaft, this.tip];
-    for (const mesh of this.meshes) mesh.renderOrder = 7;
-  }
-  // Null for none.
-  show(ends) {
-    for (const mesh of this.meshes) mesh.visible = ends !== null;
-    if (!ends) return;
-    const [from, to] = ends;
-    const along = to.clone().sub(from);
-    const length = Math.min(head_length, along.length() / 2);
-    span(this.shaft, from, to.clone().addScaledVector(along.normalize(), -length), radius);
-    this.tip.position.copy(to);
-    this.tip.quaternion.setFromUnitVectors(y_axis, along);
-    this.tip.scale.set(2.4 * radius, length, 2.4 * radius);
-  }
-}
+import {Arrow} from './forces.js';
+import {overlay, positions, sphere, trace} from './scene.js';
 
 export class Feet extends Group {
   constructor(motion) {
@@ -57,13 +30,10 @@ export class Feet extends Group {
     const polygon = supportPolygon(motion, sample).map((corner) => [...corner, z]);
     const fan = polygon.slice(2).map((corner, i) => [polygon[0], polygon[i + 1], corner].flat());
     this.polygon.geometry.setAttribute('position', positions(fan));
-    soles.forEach((sole, i) => this.arrows[i].show(this.#ends(sole, sample)));
-  }
-  #ends(sole, sample) {
-    const force = new Vector3(...forceAt(sole, sample)).divideScalar(this.weight);
-    if (force.length() < least_share) return null;
-    const from = new Vector3(...sole.pressure.map((column) => column[sample]), this.z);
-    return [from, from.clone().addScaledVector(force, weight_length)];
+    soles.forEach((sole, i) => {
+      const pressure = new Vector3(...sole.pressure.map((column) => column[sample]), z);
+      this.arrows[i].show(pressure, new Vector3(...forceAt(sole, sample)).divideScalar(this.weight));
+    });
   }
 
   recolour() {

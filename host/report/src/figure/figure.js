@@ -6,6 +6,7 @@ import {reading, readingChanges} from '../curves/reading.js';
 import {button, element, onKeys} from '../dom.js';
 import {watch} from '../state.js';
 import {Feet} from './feet.js';
+import {AppliedForces} from './forces.js';
 import {bounds, Ground, rootOver, travel} from './ground.js';
 import {Robot} from './robot.js';
 import {at, Mass} from './scene.js';
@@ -41,6 +42,7 @@ class Figure {
     this.ghost = motion.other ? new Robot(motion.other, true) : null;
     this.mass = new Mass(motion);
     this.feet = motion.standing ? new Feet(motion) : null;
+    this.applied = new AppliedForces(motion);
     // Letters over the canvas, at the feet.
     this.letters = motion.limbs.filter(({side, height}) => side !== 'middle' && height <= 0).map(({side, bodies}) => ({
       columns: motion.bodies[bodies.at(-1)].com,
@@ -50,7 +52,7 @@ class Figure {
     const lamp = new DirectionalLight(0xffffff, 1.6);
     this.camera.add(lamp.translateX(-0.6).translateY(0.8));
     for (const part of [this.feet, this.ghost]) if (part) this.scene.add(part);
-    this.scene.add(this.robot, this.mass, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
+    this.scene.add(this.robot, this.mass, this.applied, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
     this.controls = new OrbitControls(this.camera, canvas);
     // On a phone a vertical stroke scrolls the page, a horizontal one turns the figure.
     canvas.style.touchAction = 'pan-y';
@@ -108,6 +110,7 @@ class Figure {
       this.ghost?.show(this.timeline.nearest(this.motion.other), this.joint.value);
       this.mass.show(sample);
       this.feet?.show(sample);
+      this.applied.show(sample);
       this.#move();
       this.renderer.render(this.scene, this.camera);
       for (const {columns, node} of this.letters) {
@@ -135,7 +138,7 @@ class Figure {
 
   #recolour() {
     this.ground.recolour();
-    for (const part of [this.robot, this.ghost, this.mass, this.feet]) part?.recolour(this.joint.value);
+    for (const part of [this.robot, this.ghost, this.mass, this.feet, this.applied]) part?.recolour(this.joint.value);
     this.draw();
   }
 
