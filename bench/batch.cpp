@@ -148,9 +148,13 @@ void add_batch(const std::string& who, const Batch& batch, bool in_tiles, Arrays
   const auto ddq = [in_tiles, &a] { return input(in_tiles, a.ddq, coordinates); };
   const auto kinematics = [=, &a](bool jacobian) {
     return korvel_batch_kinematics_results{
-        output(in_tiles, a.poses_root, pose_numbers), output(in_tiles, a.poses_world, pose_numbers),
-        output(in_tiles, a.com_root, 3), output(in_tiles, a.com_world, 3),
-        jacobian ? output(in_tiles, a.jacobian, jacobian_numbers) : korvel_batch_output{}, nullptr, 0};
+        output(in_tiles, a.poses_root, pose_numbers),
+        output(in_tiles, a.poses_world, pose_numbers),
+        output(in_tiles, a.com_root, 3),
+        output(in_tiles, a.com_world, 3),
+        jacobian ? output(in_tiles, a.jacobian, jacobian_numbers) : korvel_batch_output{},
+        nullptr,
+        0};
   };
   add("kinematics/" + who, a.count, [=, &a, &batch] { batch.kinematics(a.count, q(), kinematics(false)); });
   add("kinematics-jacobian/" + who, a.count, [=, &a, &batch] { batch.kinematics(a.count, q(), kinematics(true)); });
