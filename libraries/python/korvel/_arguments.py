@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import ctypes
 from collections.abc import Mapping, Sequence
-from typing import Dict, Optional, Tuple
+from typing import Any, Dict, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
@@ -32,7 +32,7 @@ def body_numbers(names: Sequence[str]) -> ctypes.Array[ctypes.c_int]:
     return (ctypes.c_int * len(names))(*(body_number(name) for name in names))
 
 
-def lead_of(q: Array) -> Tuple[int, ...]:
+def lead_of(q: npt.NDArray[Any]) -> Tuple[int, ...]:
     """Returns the axes before the coordinates: the number of states, or nothing."""
     shape = q.shape
     if not 1 <= len(shape) <= 2 or shape[-1] != _coordinates:

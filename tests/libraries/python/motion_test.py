@@ -150,11 +150,24 @@ class Motions(unittest.TestCase):
             placed = korvel.place_on("LAnkleRoll", q, pose)
             after = batch.kinematics(placed)
             np.testing.assert_allclose(after.poses_world[:, foot], np.broadcast_to(expected, (50, 3, 4)), atol=2e-6)
-            np.testing.assert_array_equal(after.poses_root, before.poses_root)
+            np.testing.assert_array_equal(placed[:, 6:], q[:, 6:])
         np.testing.assert_allclose(korvel.place_on("Torso", q[0], np.eye(3, 4))[:6], 0, atol=1e-7)
-        for wrong, sentence in ((np.zeros((3, 4)), "rotation"), (-np.eye(3, 4), "rotation"), (np.eye(4), "shape")):
+        for wrong, sentence in ((np.zeros((3, 4)), "rotation"), (-np.eye(3, 4), "rotation"), (np.eye(4), "shape"),
+                                (np.eye(3, 4) + [0, 0, 0, np.nan], "finite")):
             with self.assertRaisesRegex(korvel.Error, sentence):
                 korvel.place_on("Torso", q, wrong)
+
+    def test_a_body_that_is_placed_does_not_accelerate(self):
+        time = np.linspace(0, 2, 2001)
+        q = np.zeros((2001, 30))
+        for number, coordinate in enumerate(korvel.COORDINATES[6:], 6):
+            q[:, number] = 0.3 * np.sin(np.pi * time + number)
+        motion, batch = korvel.Motion.of(time, korvel.place_on("RAnkleRoll", q)), korvel.Batch()
+        J = batch.body_jacobian(motion.q, "RAnkleRoll")
+        bias = batch.body_bias(motion.q, motion.dq, "RAnkleRoll")
+        inner = slice(50, -50)
+        self.assertLess(np.abs(np.einsum("nij,nj->ni", J, motion.dq))[inner].max(), 1e-5)
+        self.assertLess(np.abs(np.einsum("nij,nj->ni", J, motion.ddq) + bias)[inner].max(), 2e-3)
 
     def test_copies_are_the_same(self):
         motion = korvel.Motion.read(str(MOTIONS / "wave.csv"))
