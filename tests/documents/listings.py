@@ -29,7 +29,8 @@ void cycle(tesk::RigidBodySystem* robot, const QZ::Math::Transform& pose, const 
            const QZ::Math::Velocity6D& acceleration, const Eigen::ArrayXf& q, const Eigen::ArrayXf& dq, const Eigen::ArrayXf& ddq, unsigned long left_foot,
            const std::vector<float>& wrench) {""",
     "controller.md": """#include "korvel/batch.h"
-void forces_of(const korvel_batch* batch, const float* q, const float* dq, const float* ddq) {""",
+#include "plugin/rigid_body_system.h"
+void quantities(const tesk::RigidBodySystem& robot, const korvel_batch* batch, const float* q, const float* dq, const float* ddq) {""",
 }
 
 
