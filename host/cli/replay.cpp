@@ -255,8 +255,8 @@ void add_replay(CLI::App& app) {
 the module. Times are in seconds since the recording began. --stats and --csv
 do not replay the calls; --results replays them without comparing. Of several
 files, --cut, --csv and --results take the one whose object has the most calls.
-Exit status: 0 no difference, 1 a difference, or none for --cut, 2 the command
-or a file is unusable.
+Exit status: 0 no difference, 1 a difference, or no difference to cut, 2 the
+command or a file is unusable.
 
 Examples:
   korvel-host replay fall.rec
@@ -271,9 +271,9 @@ Examples:
   command->add_flag("--stats", options->stats,
                     "Print call counts, timing and misuse of the interface, without replaying");
   add_file_option(*command, "--csv", options->csv,
-                  "Write the positions an object was set to, as a motion file for run");
+                  "Write the positions that the program set, as a motion file for run");
   add_file_option(*command, "--results", options->results,
-                  "Write the results the module computes from them, for report");
+                  "Write the results the module computes from the recorded inputs, for report");
   command
       ->add_option("--object", options->object,
                    "Object number for --csv and --results (default: the one with most calls)")

@@ -146,7 +146,7 @@ class Stand(NamedTuple):
     zmp_margin: Array
     """``[n]``: from that point to the edge of the support polygon [m], negative outside; 0 without contact."""
     residual: Array
-    """``[n]``: the unsupported load as a share of the weight; above 0.001 the robot does not stand."""
+    """``[n]``: the unsupported weight as a share of the robot's weight; above 0.001 the robot does not stand."""
     verdict: npt.NDArray[np.int32]
     """``[n]``: the number of a ``Verdict`` each, int32."""
 
