@@ -135,8 +135,8 @@ class Stand(NamedTuple):
     NaN or infinity has the verdict ``NOT_FINITE``, and its other results are NaN."""
 
     forces: Array
-    """``[n, 30]``: generalized forces as of ``dynamics``, with the forces of the ground. The first six are the unsupported
-    load, which is near zero where the robot stands."""
+    """``[n, 30]``: generalized forces as of ``dynamics``, with the forces of the ground. The first six are the part
+    that the ground cannot supply, which is near zero where the robot stands."""
     loads: Array
     """``[n, soles, 6]``: on each body with a sole the force [N], then the moment about the body's origin [N m], in world axes."""
     pressure: Array
