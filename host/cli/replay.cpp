@@ -255,8 +255,8 @@ void add_replay(CLI::App& app) {
 the module. Times are in seconds since the recording began. --stats and --csv
 do not replay the calls; --results replays them without comparing. Of several
 files, --cut, --csv and --results take the one whose object has the most calls.
-Exit status: 0 no difference, 1 a difference, or no difference to cut, 2 the
-command or a file is unusable.
+Exit status: 0 no difference, 1 a difference, or none for --cut, 2 the command
+or a file is unusable.
 
 Examples:
   korvel-host replay fall.rec
