@@ -3,8 +3,8 @@
 /// Quantities that whole-body controllers need and that follow from the interface in a few lines.
 ///
 /// All of them are in world axes. Columns belong to the coordinates of the interface, whose first six are the rates of
-/// the root in its own frame, as setRootVelocity takes them. All read what computeFwdKinematics and
-/// computeGeneralizedMass have left. They return fixed-size matrices and allocate nothing.
+/// the root in its own frame, as setRootVelocity takes them. The jacobian of a body needs computeFwdKinematics, and the
+/// others also need computeGeneralizedMass. They return fixed-size matrices and allocate nothing.
 
 #include <vector>
 

@@ -1,4 +1,4 @@
-// Loads the module, bends a knee, and prints what the robot then weighs on. Usage: minimal_host MODULE
+// Loads the module, bends a knee, and prints mass, centre of mass and knee torque. Usage: minimal_host MODULE
 
 #include <dlfcn.h>
 
@@ -19,7 +19,7 @@ int main(int argc, char** argv) try {
   if (argc != 2) throw std::runtime_error("usage: minimal_host MODULE");
   const std::unique_ptr<void, int (*)(void*)> module(dlopen(argv[1], RTLD_NOW | RTLD_LOCAL), dlclose);
   if (module == nullptr) throw std::runtime_error(dlerror());
-  // Ends before the module is closed.
+  // The robot must be destroyed before the module is closed, so it is declared after the module.
   const std::unique_ptr<tesk::RigidBodySystem, decltype(&destroy)> robot(
       find<decltype(create)>(module.get(), "create")(), find<decltype(destroy)>(module.get(), "destroy"));
 

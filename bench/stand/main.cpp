@@ -41,7 +41,7 @@ void print_head(const Recording& recording) {
   std::string loads;
   for (const std::string& foot : recording.feet) loads += fmt::format(" load of {}: rms, largest |", foot);
   fmt::print(
-      "| motion | by its results | in MuJoCo | root off by [mm] |{} feedback [N m] | root force | joints [N m] |\n",
+      "| motion | verdict of korvel | in MuJoCo | root off by [mm] |{} feedback [N m] | root force | joints [N m] |\n",
       loads);
   fmt::print("|{}\n", fmt::join(std::vector<const char*>(7 + recording.feet.size(), " --- |"), ""));
 }

@@ -43,7 +43,8 @@ CLI::Validator positive_number() {
 CLI::Validator any_number() { return number_between(-largest_number, largest_number, "a number", "NUMBER"); }
 
 void add_module_option(CLI::App& command, std::filesystem::path& module) {
-  add_file_option(command, "--module", module, "Load this module (default: the installed libkorvel.so)");
+  add_file_option(command, "--module", module,
+                  "Load this module (default: the libkorvel.so beside the tool, or else the installed one)");
 }
 
 void add_jobs_option(CLI::App& command, unsigned& jobs, const char* help) {

@@ -54,7 +54,7 @@ void add_export(CLI::App& app) {
   command->add_option("--soles", options->soles, "Put the MuJoCo model on a floor, with these soles")
       ->type_name("SOLES")
       ->needs(mjcf);
-  command->add_option("--limits", options->limits, "Give the joints these limits, and the MuJoCo model motors")
+  command->add_option("--limits", options->limits, "Give the joints these limits, and add motors to the MuJoCo model")
       ->type_name("LIMITS");
   add_module_option(*command, options->module);
   command->footer(

@@ -136,7 +136,8 @@ int parse_and_run(CLI::App& app, int argc, char** argv) {
 
 int run_command(int argc, char** argv) {
   try {
-    CLI::App app{"Run motions through the korvel robot model, and check, export, record and\nreplay it", "korvel-host"};
+    CLI::App app{"Run motions through the korvel robot model, check and export the model, and\nreplay recordings",
+                 "korvel-host"};
     app.formatter(std::make_shared<HelpFormatter>());
     app.set_help_flag("-h,--help", "Show this help");
     app.set_version_flag("--version", KORVEL_VERSION, "Show the version");

@@ -271,9 +271,9 @@ Examples:
   command->add_flag("--stats", options->stats,
                     "Print call counts, timing and misuse of the interface, without replaying");
   add_file_option(*command, "--csv", options->csv,
-                  "Write the positions an object was set to, as a motion file for run");
+                  "Write the positions that the program set, as a motion file for run");
   add_file_option(*command, "--results", options->results,
-                  "Write the results the module computes from them, for report");
+                  "Write the results the module computes from the recorded inputs, for report");
   command
       ->add_option("--object", options->object,
                    "Object number for --csv and --results (default: the one with most calls)")

@@ -83,9 +83,10 @@ void add_report(CLI::App& app) {
   }
   command->footer(
       R"(RESULTS is a file of 'korvel-host run', with its NAME.json beside it. The page
-shows the verdict, the figure, the curves and peaks of the torques, and on the
-ground its forces, the zero moment point and the support polygon. Figure and
-curves of OTHER are drawn over those of RESULTS. The page works offline.
+shows the verdict, the figure, and the curves and peaks of the torques. For a
+robot on the ground it also shows the ground forces, the zero moment point and
+the support polygon. The figure and the curves of OTHER are drawn over those of
+RESULTS. The page works offline.
 
 Examples:
   korvel-host report squat-results.csv -o squat.html

@@ -120,7 +120,7 @@ Examples:
   CLI::Option* air = command->add_flag("--air", options->air, "Hold the robot by its torso, without ground contact");
   command
       ->add_flag("--root-from-feet", options->root_from_feet,
-                 "For files of joint angles only: place the torso so that the foot that stands stays on the ground")
+                 "For files of joint angles only: place the torso so that the supporting foot stays in place")
       ->excludes(air);
   command->add_option("--ground", options->ground_height, "Set the height of the ground in the world [m]")
       ->check(any_number())
@@ -130,7 +130,7 @@ Examples:
   for (const auto& [name, bound, help] :
        {std::tuple("--contact-height", &bounds.height, "Contact if the lowest corner is below this height [m]"),
         std::tuple("--contact-speed", &bounds.speed, "Contact if that corner is slower than this [m/s]"),
-        std::tuple("--contact-time", &bounds.duration, "Shortest contact, and shortest gap, to count [s]")}) {
+        std::tuple("--contact-time", &bounds.duration, "Ignore contacts and gaps shorter than this [s]")}) {
     command->add_option(name, *bound, help)->check(positive_number())->type_name("X")->capture_default_str();
   }
   command

@@ -162,7 +162,8 @@ Examples:
   korvel-host validate libkorvel.so
   korvel-host validate --level 5 --json -o outcomes.json)");
   const auto options = std::make_shared<ValidateOptions>();
-  command->add_option("MODULE", options->module, "Module to check (default: the installed libkorvel.so)");
+  command->add_option("MODULE", options->module,
+                      "Module to check (default: the libkorvel.so beside the tool, or else the installed one)");
   command->add_option("--level", options->level, "Run the levels up to this one, 1 to 5")
       ->check(whole_number(1, 5))
       ->type_name("N")

@@ -40,7 +40,7 @@ const Quantity power{
     [](const Sample& s, unsigned long j) { return s.system.getJointAngleTorque(j) * s.system.getJointAngleVel(j); }};
 const Quantity com{"com", "m", "centre of mass in the world", Owner::robot,
                    [](const Sample& s, unsigned long) { return s.system.getComPosition(); }};
-const Quantity com_root{"com_root", "m", "centre of mass in the root", Owner::robot,
+const Quantity com_root{"com_root", "m", "centre of mass in the axes of the root", Owner::robot,
                         [](const Sample& s, unsigned long) { return s.system.getComPositionInRoot(); }};
 const Quantity origin{"BODY", "m", "the body's origin in the world", Owner::body,
                       [](const Sample& s, unsigned long b) { return translation(s.system.getPose(b)); }};
@@ -57,23 +57,23 @@ const Quantity force{"BODY_force", "N", "force of the ground on the body, in the
                      [](const Sample& s, unsigned long i) { return load(s, i).wrench_world.force; }};
 const Quantity moment{"BODY_moment", "N m", "moment of that force about the body's origin, in the world", Owner::sole,
                       [](const Sample& s, unsigned long i) { return load(s, i).wrench_world.moment; }};
-const Quantity contact{"BODY_contact", "1", "1 while the sole is in contact, else 0", Owner::sole,
+const Quantity contact{"BODY_contact", "-", "1 while the sole is in contact, else 0", Owner::sole,
                        [](const Sample& s, unsigned long i) { return s.standing->soles[i].contact ? 1.0F : 0.0F; }};
 const Quantity pressure{
-    "BODY_cop", "m", "centre of pressure in the world; the sole's centre without load", Owner::sole,
+    "BODY_cop", "m", "centre of pressure in the world; the sole's centre while it carries no load", Owner::sole,
     [](const Sample& s, unsigned long i) { return s.standing->in_world(load(s, i).pressure_world); }};
 const Quantity orientation{
-    "BODY", "1", "the body's orientation in the world, a quaternion", Owner::sole,
+    "BODY", "-", "the body's orientation in the world, a quaternion", Owner::sole,
     [](const Sample& s, unsigned long i) { return quaternion(s.standing->soles[i].pose_world); }};
 const Quantity zero_moment_point{
-    "zmp", "m", "zero moment point of the motion in the world, on the ground", Owner::ground,
+    "zmp", "m", "zero moment point on the ground, in the axes of the world", Owner::ground,
     [](const Sample& s, unsigned long) { return s.standing->in_world(s.standing->stance.zmp_world); }};
 const Quantity margin{"zmp_margin", "m", "distance of that point to the edge of the support polygon, negative outside",
                       Owner::ground,
                       [](const Sample& s, unsigned long) { return static_cast<float>(s.standing->stance.margin); }};
-const Quantity residual{"contact_residual", "1", "unsupported load, as a share of the weight", Owner::ground,
+const Quantity residual{"contact_residual", "-", "unsupported weight, as a share of the robot's weight", Owner::ground,
                         [](const Sample& s, unsigned long) { return static_cast<float>(s.standing->stance.residual); }};
-const Quantity feasible{"feasible", "1", "1 if the unsupported load is at most 0.001, else 0", Owner::ground,
+const Quantity feasible{"feasible", "-", "1 if the unsupported weight is at most 0.001, else 0", Owner::ground,
                         [](const Sample& s, unsigned long) {
                           return s.standing->stance.residual <= contact::feasible_residual ? 1.0F : 0.0F;
                         }};

@@ -26,10 +26,12 @@ INCLUDES = ["-I" + str(SOURCE / directory) for directory in ("module", "librarie
 FRAGMENTS = {
     "README.md": """#include "plugin/rigid_body_system.h"
 void cycle(tesk::RigidBodySystem* robot, const QZ::Math::Transform& pose, const QZ::Math::Velocity6D& velocity,
-           const Eigen::ArrayXf& q, const Eigen::ArrayXf& dq, const Eigen::ArrayXf& ddq, unsigned long left_foot,
-           const std::vector<float>& wrench) {""",
+           const QZ::Math::Velocity6D& acceleration, const Eigen::ArrayXf& q, const Eigen::ArrayXf& dq,
+           const Eigen::ArrayXf& ddq, unsigned long left_foot, const std::vector<float>& wrench) {""",
     "controller.md": """#include "korvel/batch.h"
-void forces_of(const korvel_batch* batch, const float* q, const float* dq, const float* ddq) {""",
+#include "plugin/rigid_body_system.h"
+void quantities(const tesk::RigidBodySystem& robot, const korvel_batch* batch, const float* q, const float* dq,
+                const float* ddq) {""",
 }
 
 

@@ -224,13 +224,13 @@ typedef enum korvel_batch_verdict {
 
 /* Numbers of a state, in world axes, with positions in the world. They are NaN for a state with a non-finite input.
  *   forces      30: generalized forces as of korvel_batch_dynamics, with the forces of the ground. The first six are the
- *               unsupported load, which is near zero where the robot stands
+ *               part that the ground cannot supply, which is near zero where the robot stands
  *   loads       6 a sole: force [N] on its body, then moment [N m] about the body's origin; 0 for a lifted sole
  *   pressure    2 a sole: centre of pressure x, y [m]; the sole's centre without load
  *   zmp         2: zero moment point x, y [m]; below the centre of mass if almost no force is required
  *   zmp_margin  1: from that point to the edge of the support polygon [m], negative outside; 0 without contact
- *   residual    1: the unsupported load as a share of the weight, moments divided by 0.1 m; above 0.001 it is more than
- *               rounding, and the verdict says why
+ *   residual    1: the unsupported weight as a share of the robot's weight, moments divided by 0.1 m; above 0.001 it is
+ *               more than rounding, and the verdict says why
  *   verdict     1: a korvel_batch_verdict */
 typedef struct korvel_batch_stand_results {
   korvel_batch_output forces;

@@ -135,8 +135,8 @@ class Stand(NamedTuple):
     NaN or infinity has the verdict ``NOT_FINITE``, and its other results are NaN."""
 
     forces: Array
-    """``[n, 30]``: generalized forces as of ``dynamics``, with the forces of the ground. The first six are the unsupported
-    load, which is near zero where the robot stands."""
+    """``[n, 30]``: generalized forces as of ``dynamics``, with the forces of the ground. The first six are the part
+    that the ground cannot supply, which is near zero where the robot stands."""
     loads: Array
     """``[n, soles, 6]``: on each body with a sole the force [N], then the moment about the body's origin [N m], in world axes."""
     pressure: Array
@@ -146,7 +146,7 @@ class Stand(NamedTuple):
     zmp_margin: Array
     """``[n]``: from that point to the edge of the support polygon [m], negative outside; 0 without contact."""
     residual: Array
-    """``[n]``: the unsupported load as a share of the weight; above 0.001 the robot does not stand."""
+    """``[n]``: the unsupported weight as a share of the robot's weight; above 0.001 the robot does not stand."""
     verdict: npt.NDArray[np.int32]
     """``[n]``: the number of a ``Verdict`` each, int32."""
 

@@ -120,7 +120,7 @@ test('of a tilted sole the polygon has the corners that bear', async (t) => {
   await page.context().close();
 });
 
-// What the page says is in the words of the terminal, and a press goes to the sample of the largest unsupported load.
+// What the page says is in the words of the terminal, and a press goes to the sample of the largest unsupported weight.
 onPage('the header has the worst, what cannot be borne is listed and gone to', {}, async (page, columns) => {
   const words = fast.words;
   const buttons = page.locator('#intervals button');

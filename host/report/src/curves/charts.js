@@ -156,7 +156,7 @@ export class Chart {
     this.show(this.curves);
   }
 
-  // Gaps, and the unsupported load.
+  // Gaps, and the unsupported weight.
   #drawBehind(plot) {
     plot.ctx.fillStyle = colour('grid');
     fillSpans(plot, this.motion.time, this.motion.gaps, plot.bbox.top, plot.bbox.height);
