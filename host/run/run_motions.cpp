@@ -231,6 +231,7 @@ std::vector<RunOutcome> run_motions(const RunOptions& options, Outputs& outputs,
     nlohmann::json description =
         run_description(*make_system(module), task.is_on_ground() ? stands_on : nullptr, limits);
     if (task.is_on_ground()) description["ground"]["summary"] = task.outcome.ground_summary->json_with_words();
+    if (options.limits) description["limits_summary"] = task.outcome.summary.limits_summary();
     task.results->describe(description);
   }
   std::vector<RunOutcome> outcomes;

@@ -25,12 +25,14 @@ class Summary {
 
   /// The number of limits that a sample exceeds.
   std::size_t exceeded_limits() const { return exceeded_limits_; }
-  /// Returns a line about them, or nothing without limits.
+  /// Returns a line about them.
   std::string limits_verdict_text() const;
   /// Returns a table of the limits with the largest shares, or of all. After at least one sample, as all that follows.
   std::string limits_text(bool all) const;
   /// Returns a table of the joints with the largest torques, or of all, and the largest step between samples.
   std::string peaks_text(bool all) const;
+  /// Returns the `verdict` of the limits in the words of the terminal and the `exceeded` ones, for the report.
+  nlohmann::json limits_summary() const;
   /// Returns where the centre of mass was, how many samples there were and how long they took.
   std::string run_text() const;
   /// Returns all of it for programs.
@@ -68,6 +70,7 @@ class Summary {
     std::optional<double> share() const;
   };
 
+  nlohmann::json limits_json(bool only_exceeded) const;
   double rms_torque(const Effort& effort) const;
 
   std::vector<Effort> efforts_;
