@@ -222,6 +222,7 @@ Json report_data(const std::filesystem::path& path) try {
   Json data = read_run(path);
   data["file"] = path.filename().string();
   if (data.contains("ground")) static_cast<void>(data.at("ground").at("summary").at("tables"));
+  if (data.contains("limits")) static_cast<void>(data.at("limits_summary").at("exceeded"));
   Columns columns(path);
   columns.read(data, [&] { add_all(data, columns); });
   return data;

@@ -21,7 +21,8 @@ std::filesystem::path description_path(const std::filesystem::path& results);
 /// the robot stands, `ground` with its `height` in the world [m], the `level` above its lowest corner up to which a
 /// sole's corners are in contact [m], and `soles` with the index of their `body`, their `corners` in the body's frame
 /// [m] and their `friction`; the caller adds the `summary` that GroundSummary::json_with_words makes. With limits of
-/// the joints, `limits` has those that each joint has, by its name. For results of a recording, the caller adds `gaps`:
+/// the joints, `limits` has those that each joint has, by its name; the caller adds the `limits_summary` that
+/// Summary::limits_summary makes. For results of a recording, the caller adds `gaps`:
 /// intervals `from` and `to` [s] with numbers that are not finite, and the `call` that brought these.
 ///
 /// `system` has its initial values, and gets stored poses that mean nothing.
