@@ -199,10 +199,6 @@ std::string GroundSummary::verdict_text() const {
 }
 
 std::vector<GroundSummary::Table> GroundSummary::tables() const {
-  const auto cell = [](const Extreme& extreme, const char* format, double factor) -> std::optional<Cell> {
-    if (!extreme.seen) return std::nullopt;
-    return Cell{fmt::format(fmt::runtime(format), factor * extreme.value), extreme.time};
-  };
   const double friction = soles_.front().friction;
   const bool same = std::all_of(soles_.begin(), soles_.end(), [&](const SoleSummary& sole) {
     return !(sole.friction < friction || sole.friction > friction);
@@ -210,21 +206,24 @@ std::vector<GroundSummary::Table> GroundSummary::tables() const {
   const std::string available = same ? fmt::format(", of {:.3g}", friction) : "";
   std::vector<Table> all{{"Worst margins while on its feet",
                           {""},
-                          {{"ZMP to edge of support polygon", {cell(margin_, "{:.1f} mm", 1e3)}},
-                           {"friction coefficient needed" + available, {cell(friction_needed_, "{:.3f}", 1)}}}}};
+                          {{"ZMP to edge of support polygon", "{:.1f} mm", 1e3, {margin_}},
+                           {"friction coefficient needed" + available, "{:.3f}", 1, {friction_needed_}}}}};
   const auto add_soles = [&](const char* heading, std::size_t first, std::size_t end) {
     Table& table = all.emplace_back(Table{heading, {}, {}});
     for (const SoleSummary& sole : soles_) table.columns.push_back(sole.body);
     for (std::size_t item = first; item < end; ++item) {
-      Table::Row& row = table.rows.emplace_back(Table::Row{items[item].words, {}});
-      for (const SoleSummary& sole : soles_) {
-        row.cells.push_back(cell(sole.items[item], items[item].format, items[item].factor));
-      }
+      const auto& [key, words, format, factor] = items[item];
+      Table::Row& row = table.rows.emplace_back(Table::Row{words, format, factor, {}});
+      for (const SoleSummary& sole : soles_) row.cells.push_back(sole.items[item]);
     }
   };
   add_soles("Soles while it is on its feet", most_load, slip);
   add_soles("Soles in contact, in all samples", slip, item_count);
   return all;
+}
+
+std::string GroundSummary::Table::Row::text(const Extreme& cell) const {
+  return fmt::format(fmt::runtime(format), factor * cell.value);
 }
 
 std::string GroundSummary::margins_text() const {
@@ -235,9 +234,9 @@ std::string GroundSummary::margins_text() const {
     for (const std::string& column : table.columns) fmt::format_to(out, "{:>11}{:>9}", column, "at [s]");
     for (const Table::Row& row : table.rows) {
       fmt::format_to(out, "\n  {:<36}", row.words);
-      for (const std::optional<Cell>& cell : row.cells) {
-        if (cell)
-          fmt::format_to(out, "{:>11}{:>9.3f}", cell->value, cell->time);
+      for (const Extreme& cell : row.cells) {
+        if (cell.seen)
+          fmt::format_to(out, "{:>11}{:>9.3f}", row.text(cell), cell.time);
         else
           fmt::format_to(out, "{:>11}{:>9}", "-", "");
       }
@@ -251,8 +250,8 @@ Json GroundSummary::Table::json() const {
   Json all = Json::array();
   for (const Row& row : rows) {
     Json cells = Json::array();
-    for (const std::optional<Cell>& cell : row.cells) {
-      cells.push_back(cell ? Json{{"value", cell->value}, {"time", cell->time}} : Json());
+    for (const Extreme& cell : row.cells) {
+      cells.push_back(cell.seen ? Json{{"value", row.text(cell)}, {"time", cell.time}} : Json());
     }
     all.push_back({{"words", row.words}, {"cells", std::move(cells)}});
   }

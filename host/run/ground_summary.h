@@ -2,7 +2,6 @@
 
 #include <array>
 #include <nlohmann/json_fwd.hpp>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -72,16 +71,15 @@ class GroundSummary {
     nlohmann::json json() const;
   };
 
-  /// A number with its unit, and when it was seen [s].
-  struct Cell {
-    std::string value;
-    double time;
-  };
-  /// A table of margins for people. A cell is empty where nothing was seen.
+  /// A table of margins for people. The numbers of a row are multiplied by a factor and have one format.
   struct Table {
     struct Row {
       std::string words;
-      std::vector<std::optional<Cell>> cells;
+      const char* format;
+      double factor;
+      std::vector<Extreme> cells;
+
+      std::string text(const Extreme& cell) const;
     };
     std::string heading;
     std::vector<std::string> columns;
