@@ -196,16 +196,14 @@ void add_all(Json& data, Columns& columns) {
   for (Json& body : bodies) {
     Json origin;
     if (const int parent = body.at("parent"); parent != -1) {
+      // A parent that does not stand before the body has no origin yet, and throws.
       const auto place = static_cast<std::size_t>(parent);
-      // Where a body turns about the point that its parent turns about, the page has it once. A parent that does not
-      // stand before the body has no origin yet, and throws.
-      const Json& above = bodies.at(place);
-      origin = above.at("origin");
-      if (above.at("rest") != body.at("rest")) origin = Json();
+      const Json above = bodies.at(place).at("origin");
+      // Where a body turns about the point that its parent turns about, the page has it once.
+      if (bodies.at(place).at("rest") == body.at("rest")) origin = above;
       has_children[place] = true;
     }
-    if (origin.is_null()) origin = columns.others(columns_of(quantities::origin, body.at("name")));
-    body["origin"] = origin;
+    body["origin"] = origin.is_null() ? columns.others(columns_of(quantities::origin, body.at("name"))) : origin;
     const Names applied = columns_of(quantities::applied_force, body.at("name"));
     if (columns.has(applied.front())) body["applied"] = columns.others(applied);
   }
@@ -222,7 +220,7 @@ Json report_data(const std::filesystem::path& path) try {
   Json data = read_run(path);
   data["file"] = path.filename().string();
   if (data.contains("ground")) static_cast<void>(data.at("ground").at("summary").at("tables"));
-  if (data.contains("limits")) static_cast<void>(data.at("limits_summary").at("exceeded"));
+  if (data.contains("limits")) static_cast<void>(data.at("limits").at("uses"));
   Columns columns(path);
   columns.read(data, [&] { add_all(data, columns); });
   return data;

@@ -148,23 +148,8 @@ std::string Summary::run_text() const {
 
 nlohmann::json Summary::Peak::json() const { return {{"joint", joint}, {"torque", torque}, {"time", time}}; }
 
-nlohmann::json Summary::limits_json(bool only_exceeded) const {
-  nlohmann::json uses = nlohmann::json::array();
-  for (const Use& use : uses_) {
-    if (only_exceeded && use.samples == 0) continue;
-    uses.push_back({{"joint", efforts_[use.joint].peak.joint},
-                    {"limit", limit::kinds[use.kind].name},
-                    {"value", use.limit},
-                    {"reached", use.reached},
-                    {"share", use.share().value_or(std::nan(""))},  // which is written as null
-                    {"samples", use.samples},
-                    {"first", use.first}});
-  }
-  return uses;
-}
-
-nlohmann::json Summary::limits_summary() const {
-  return {{"verdict", limits_verdict_text()}, {"exceeded", limits_json(true)}};
+nlohmann::json Summary::limits_json_with_words() const {
+  return {{"verdict", limits_verdict_text()}, {"uses", json().at("limits")}};
 }
 
 nlohmann::json Summary::json() const {
@@ -173,12 +158,22 @@ nlohmann::json Summary::json() const {
     peaks.push_back(effort.peak.json());
     peaks.back().update({{"rms_torque", rms_torque(effort)}, {"speed", effort.speed}, {"power", effort.power}});
   }
+  nlohmann::json uses = nlohmann::json::array();
+  for (const Use& use : uses_) {
+    uses.push_back({{"joint", efforts_[use.joint].peak.joint},
+                    {"limit", limit::kinds[use.kind].name},
+                    {"value", use.limit},
+                    {"reached", use.reached},
+                    {"share", use.share().value_or(std::nan(""))},  // which is written as null
+                    {"samples", use.samples},
+                    {"first", use.first}});
+  }
   const auto box = [](const Eigen::Vector3f& corner) { return nlohmann::json{corner.x(), corner.y(), corner.z()}; };
   return {{"samples", samples_},
           {"duration", last_time_ - first_time_},
           {"com", {{"least", box(com_world_.min())}, {"most", box(com_world_.max())}}},
           {"peaks", std::move(peaks)},
-          {"limits", limits_json(false)},
+          {"limits", std::move(uses)},
           {"largest_torque_change", largest_change_.json()}};
 }
 

@@ -31,12 +31,12 @@ class Summary {
   std::string limits_text(bool all) const;
   /// Returns a table of the joints with the largest torques, or of all, and the largest step between samples.
   std::string peaks_text(bool all) const;
-  /// Returns the `verdict` of the limits in the words of the terminal and the `exceeded` ones, for the report.
-  nlohmann::json limits_summary() const;
   /// Returns where the centre of mass was, how many samples there were and how long they took.
   std::string run_text() const;
   /// Returns all of it for programs.
   nlohmann::json json() const;
+  /// Returns the `verdict` about the limits in the words of the text, and all `uses` of limits, for the report.
+  nlohmann::json limits_json_with_words() const;
 
  private:
   /// The largest magnitude of a joint's torque, or of its change from one sample to the next.
@@ -70,7 +70,6 @@ class Summary {
     std::optional<double> share() const;
   };
 
-  nlohmann::json limits_json(bool only_exceeded) const;
   double rms_torque(const Effort& effort) const;
 
   std::vector<Effort> efforts_;

@@ -30,10 +30,10 @@ function groundText({ground, origin = 0}) {
   return `stays on its feet${flight ? ' in all other samples' : ''}, ${three(1000 * margins.zmp_inside.value)} mm of margin`;
 }
 
-const exceededBy = ({limits_summary: summary}) => summary?.exceeded ?? [];
+const exceededBy = ({limits}) => limits?.uses.filter(({samples}) => samples > 0) ?? [];
 
 // Returns one line for a run.
-export const verdictText = (run) => [groundText(run), run.limits_summary?.verdict.trim()].filter(Boolean).join('; ');
+export const verdictText = (run) => [groundText(run), run.limits?.verdict.trim()].filter(Boolean).join('; ');
 
 const peakOf = ({joints}) => joints.reduce((a, b) => b.peak > a.peak ? b : a);
 export function peakText(run) {

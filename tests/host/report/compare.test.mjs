@@ -70,7 +70,7 @@ test('charts of the selected joint have its limits, and a press on an exceeded l
       assert.equal(await page.locator(`[data-joint-curve=${kind}]`).textContent(), columns[`${joint}_${kind}`][100].toFixed(4), kind);
     }
   }
-  const {lower, upper} = JSON.parse(report.side).limits.LKneePitch;
+  const [lower, upper] = ['lower', 'upper'].map((end) => JSON.parse(report.side).limits.uses.find(({joint, limit}) => joint === 'LKneePitch' && limit === end).value);
   const scale = await page.evaluate(() => {
     const {plot} = korvel.charts.find(({curves}) => curves[0].name === 'LKneePitch_angle');
     return [plot.scales.y.min, plot.scales.y.max];

@@ -112,7 +112,8 @@ async function readRun(data) {
     joint.power = powerOf(joint);
     joint.peakSample = peakOf(joint.torque.values);
     joint.peak = Math.abs(joint.torque.values[joint.peakSample]) || 0;
-    joint.limits = data.limits?.[joint.name] ?? {};
+    const limits = data.limits?.uses.filter((use) => use.joint === joint.name) ?? [];
+    joint.limits = Object.fromEntries(limits.map(({limit, value}) => [limit, value]));
   }
   data.standing = data.ground ? readStanding(data.ground, columns) : null;
   for (const body of data.bodies) {
