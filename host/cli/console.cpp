@@ -29,7 +29,7 @@ constexpr struct {
 } highlights[] = {
     {"stays on its feet throughout\n", "32"},
     {"the robot cannot stay on its feet", "1;31"},
-    {"stays within all limits\n", "32"},
+    {"stays within all", "32"},
     {"exceeds limits", "1;31"},
     {"no difference\n", "32"},
     {"First difference", "1;31"},

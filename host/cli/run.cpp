@@ -27,7 +27,7 @@ struct RunCommand {
 std::string text_of(const RunOutcome& outcome, const RunCommand& command) {
   // The verdict comes first, and what torques leave out stands above them.
   std::string text = outcome.ground_summary ? outcome.ground_summary->verdict_text() : outcome.held;
-  text += outcome.summary.limits_verdict_text();
+  if (command.options.limits) text += outcome.summary.limits_verdict_text();
   text += '\n' + outcome.summary.peaks_text(command.all) + '\n';
   if (command.options.limits) text += outcome.summary.limits_text(command.all) + '\n';
   if (outcome.ground_summary) text += outcome.ground_summary->margins_text() + '\n';

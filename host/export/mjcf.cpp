@@ -71,7 +71,7 @@ void append_sole(xml_node body, xml_node assets, const std::string& name, const 
   set(geom, {{"type", "mesh"}, {"mesh", name + "Sole"}});
 }
 
-std::string range(double lower, double upper) { return fmt::format("{} {}", lower, upper); }
+std::string range(double lower, double upper) { return all_digits(lower) + ' ' + all_digits(upper); }
 
 /// A range for the joint, and a motor whose control is the torque.
 void append_limits(xml_node joint, xml_node motors, const JointLimits& limits) {

@@ -66,7 +66,7 @@ class Columns {
     return all;
   }
   /// The column has only zeros and ones.
-  void require_flag(const std::string& name) { flags_.push_back({name, place_of(name)}); }
+  void require_flag(const std::string& name) { flags_.emplace_back(name, place_of(name)); }
 
   /// Adds to the data what is in the file, after `ask` has asked for columns.
   void read(Json& data, const std::function<void()>& ask) {
@@ -157,7 +157,7 @@ class Columns {
 
 /// Asks for the columns of the ground and its soles.
 void add_ground(Json& data, Columns& columns) {
-  Json& ground = data["ground"];
+  Json& ground = data.at("ground");
   for (Json& sole : ground.at("soles")) {
     const std::string name = data.at("bodies").at(sole.at("body").get<std::size_t>()).at("name");
     Names force = columns_of(quantities::force, name);
@@ -183,30 +183,33 @@ void add_ground(Json& data, Columns& columns) {
 void add_all(Json& data, Columns& columns) {
   data["com"] = columns.curves(columns_of(quantities::com));
   for (Json& joint : data.at("joints")) {
-    const std::string name = joint.at("name");
-    joint["torque"] = columns.curve(columns_of(quantities::torque, name).front());
-    for (const char* more : {"angle", "speed"}) {
-      const std::string column = fmt::format("{}_{}", name, more);
-      if (columns.has(column)) joint[more] = columns.curve(column);
-    }
+    const auto add = [&](const char* key, const Quantity& quantity) {
+      joint[key] = columns.curve(columns_of(quantity, joint.at("name")).front());
+    };
+    add("torque", quantities::torque);
+    add("angle", quantities::angle);
+    add("speed", quantities::speed);
   }
   if (data.contains("ground")) add_ground(data, columns);
-  std::vector<bool> has_children(data.at("bodies").size());
-  for (const Json& body : data["bodies"]) {
-    if (body.at("parent") >= 0) has_children.at(body["parent"]) = true;
-  }
-  for (std::size_t b = 0; b < has_children.size(); ++b) {
-    Json& body = data["bodies"][b];
-    // Where a body turns about the point that its parent turns about, the page has it once.
-    const Json parent = body["parent"] >= 0 ? data["bodies"][body["parent"].get<std::size_t>()] : Json();
-    if (!parent.is_null() && parent.at("rest") == body.at("rest")) {
-      body["origin"] = parent["origin"];
-    } else {
-      body["origin"] = columns.others(columns_of(quantities::origin, body.at("name")));
+  Json& bodies = data.at("bodies");
+  std::vector<bool> has_children(bodies.size());
+  for (Json& body : bodies) {
+    Json origin;
+    if (const int parent = body.at("parent"); parent != -1) {
+      // A parent that does not stand before the body has no origin yet, and throws.
+      const auto place = static_cast<std::size_t>(parent);
+      const Json above = bodies.at(place).at("origin");
+      // Where a body turns about the point that its parent turns about, the page has it once.
+      if (bodies.at(place).at("rest") == body.at("rest")) origin = above;
+      has_children[place] = true;
     }
+    body["origin"] = origin.is_null() ? columns.others(columns_of(quantities::origin, body.at("name"))) : origin;
     const Names applied = columns_of(quantities::applied_force, body.at("name"));
     if (columns.has(applied.front())) body["applied"] = columns.others(applied);
+  }
+  for (std::size_t b = 0; b < bodies.size(); ++b) {
     // A limb ends there.
+    Json& body = bodies.at(b);
     if (!has_children[b]) body["com"] = columns.others(columns_of(quantities::body_com, body.at("name")));
   }
 }
@@ -216,7 +219,8 @@ void add_all(Json& data, Columns& columns) {
 Json report_data(const std::filesystem::path& path) try {
   Json data = read_run(path);
   data["file"] = path.filename().string();
-  if (data.contains("ground")) static_cast<void>(data["ground"].at("summary").at("tables"));
+  if (data.contains("ground")) static_cast<void>(data.at("ground").at("summary").at("tables"));
+  if (data.contains("limits")) static_cast<void>(data.at("limits").at("uses"));
   Columns columns(path);
   columns.read(data, [&] { add_all(data, columns); });
   return data;

@@ -9,7 +9,7 @@ namespace korvel::host {
 /// results. `file`, their name; `samples`, how many they have; `time`, for each of them that is shown the time since
 /// the first [s]: one in `stride`, the last and those of the peaks; `start`, the time of the first [s]; `com`, the
 /// centre of mass in the world; for each of the `bodies` in the world the `origin`, and the `com` of those at the end
-/// of a limb; for each of the `joints` its `torque`, and if the file has them its `angle` and `speed`;
+/// of a limb; for each of the `joints` its `torque`, `angle` and `speed`;
 /// `columns`, the packed columns.
 ///
 /// `gaps` of a recording are those of the description, and numbers in them may be NaN.

@@ -71,6 +71,23 @@ class GroundSummary {
     nlohmann::json json() const;
   };
 
+  /// A table of margins for people. The numbers of a row are multiplied by a factor and have one format.
+  struct Table {
+    struct Row {
+      std::string words;
+      const char* format;
+      double factor;
+      std::vector<Extreme> cells;
+
+      std::string text(const Extreme& cell) const;
+    };
+    std::string heading;
+    std::vector<std::string> columns;
+    std::vector<Row> rows;
+
+    nlohmann::json json() const;
+  };
+
   /// Soles that count as on the ground and are too far from it to be. [m] from the sole up to the ground.
   static constexpr double off_the_ground = 0.02;
   std::vector<const SoleSummary*> soles_off_the_ground() const;
@@ -79,9 +96,7 @@ class GroundSummary {
   std::string flight() const;
   /// The verdict without its intervals.
   std::string headline() const;
-  /// Tables of margins, each with its `heading`, the names of its `columns`, and `rows` of `words` and `cells`. A cell
-  /// is null, or has the `value` as text and its `time`.
-  nlohmann::json tables() const;
+  std::vector<Table> tables() const;
   void add_to_spans(const Standing& standing, double time);
   void add_to_margins(const Standing& standing, double time);
 

@@ -41,7 +41,7 @@ std::filesystem::path description_path(const std::filesystem::path& results) {
   return std::filesystem::path(results).replace_extension(".json");
 }
 
-Json run_description(tesk::RigidBodySystem& system, const Ground* ground, const std::vector<JointLimits>& limits) {
+Json run_description(tesk::RigidBodySystem& system, const Ground* ground) {
   const double weight = weight_of(system);
   const Robot robot = read_robot(system);
   Json bodies = Json::array();
@@ -56,12 +56,6 @@ Json run_description(tesk::RigidBodySystem& system, const Ground* ground, const 
   }
   Json run{{"mass", robot.mass}, {"weight", weight}, {"bodies", std::move(bodies)}, {"joints", std::move(joints)}};
   if (ground != nullptr) run["ground"] = json(*ground);
-  for (std::size_t joint = 0; joint < limits.size(); ++joint) {
-    for (std::size_t kind = 0; kind < limit::count; ++kind) {
-      const std::optional<double>& value = limits[joint][kind];
-      if (value) run["limits"][system.getJointAngleName(joint)][limit::kinds[kind].name] = *value;
-    }
-  }
   return run;
 }
 

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "host/process/output_file.h"
-#include "host/robot/limits.h"
 #include "host/run/columns.h"
 
 namespace korvel::host {
@@ -20,13 +19,13 @@ std::filesystem::path description_path(const std::filesystem::path& results);
 /// `joints` with `name` and the index of the `body` that they turn; `mass` [kg] and `weight` [N] of the robot; and if
 /// the robot stands, `ground` with its `height` in the world [m], the `level` above its lowest corner up to which a
 /// sole's corners are in contact [m], and `soles` with the index of their `body`, their `corners` in the body's frame
-/// [m] and their `friction`; the caller adds the `summary` that GroundSummary::json_with_words makes. With limits of
-/// the joints, `limits` has those that each joint has, by its name. For results of a recording, the caller adds `gaps`:
-/// intervals `from` and `to` [s] with numbers that are not finite, and the `call` that brought these.
+/// [m] and their `friction`; the caller adds the `summary` that GroundSummary::json_with_words makes. With limits
+/// of the joints, the caller adds the `limits` that Summary::limits_json_with_words makes. For results of a recording,
+/// the caller adds `gaps`: intervals `from` and `to` [s] with numbers that are not finite, and the `call` that brought
+/// these.
 ///
 /// `system` has its initial values, and gets stored poses that mean nothing.
-nlohmann::json run_description(tesk::RigidBodySystem& system, const Ground* ground,
-                               const std::vector<JointLimits>& limits = {});
+nlohmann::json run_description(tesk::RigidBodySystem& system, const Ground* ground);
 
 /// Results, and their description in a file beside them.
 class ResultsFile {

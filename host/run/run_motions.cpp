@@ -228,9 +228,9 @@ std::vector<RunOutcome> run_motions(const RunOptions& options, Outputs& outputs,
   run_all(tasks, workers, stands_on, progress);
   // An object of its own: what is asked of it is no part of a motion, in a recording for instance.
   for (Task& task : tasks) {
-    nlohmann::json description =
-        run_description(*make_system(module), task.is_on_ground() ? stands_on : nullptr, limits);
+    nlohmann::json description = run_description(*make_system(module), task.is_on_ground() ? stands_on : nullptr);
     if (task.is_on_ground()) description["ground"]["summary"] = task.outcome.ground_summary->json_with_words();
+    if (options.limits) description["limits"] = task.outcome.summary.limits_json_with_words();
     task.results->describe(description);
   }
   std::vector<RunOutcome> outcomes;

@@ -18,6 +18,9 @@ namespace {
 /// Rows of a table that are shown without --all.
 constexpr std::size_t shown_first = 5;
 
+/// Without what rounding leaves of joints at rest, and without the sign of zero.
+double rounded(double value, double per_unit = 1e9) { return std::round(value * per_unit) / per_unit + 0.0; }
+
 }  // namespace
 
 Summary::Summary(const tesk::RigidBodySystem& system, const std::vector<JointLimits>& limits) {
@@ -76,8 +79,7 @@ std::optional<double> Summary::Use::share() const {
 }
 
 std::string Summary::limits_verdict_text() const {
-  if (uses_.empty()) return "";
-  if (exceeded_limits_ == 0) return "stays within all limits\n";
+  if (exceeded_limits_ == 0) return fmt::format("stays within all {} limits\n", uses_.size());
   return fmt::format("exceeds limits: {} of {}\n", exceeded_limits_, uses_.size());
 }
 
@@ -86,21 +88,20 @@ std::string Summary::limits_text(bool all) const {
   std::vector<Use> sorted = uses_;
   std::stable_sort(sorted.begin(), sorted.end(), [&](const Use& a, const Use& b) { return key(a) > key(b); });
   std::string text = fmt::format("{:<26}{:>9}{:>9}{:>15}{:>12}{:>9}\n", "Use of the limits", "reached", "limit",
-                                 "share", "exceeding", "from [s]");
+                                 "share", "samples", "from [s]");
   const auto out = std::back_inserter(text);
   std::size_t shown = 0;
   for (const Use& use : sorted) {
     if (!all && use.samples == 0 && shown >= shown_first) break;
     ++shown;
     const std::string name = fmt::format("{} {}", efforts_[use.joint].peak.joint, limit::kinds[use.kind].name);
-    const std::string share = use.share() ? fmt::format("{:.3g} %", 100 * *use.share()) : "-";
-    fmt::format_to(out, "  {:<24}{:>#9.3g}{:>#9.3g} {:<5}{:>9}", name, use.reached, use.limit,
+    const std::string share = use.share() ? fmt::format("{:.1f} %", rounded(100 * *use.share(), 10)) : "-";
+    fmt::format_to(out, "  {:<24}{:>#9.3g}{:>#9.3g} {:<5} {:>8}", name, rounded(use.reached), use.limit,
                    limit::kinds[use.kind].unit, share);
     if (use.samples > 0) fmt::format_to(out, "{:>12}{:>9.3f}", use.samples, use.first);
     text += '\n';
   }
-  if (shown < uses_.size())
-    fmt::format_to(out, "  {} more limits, of which less is used (--all)\n", uses_.size() - shown);
+  if (shown < uses_.size()) fmt::format_to(out, "  {} more limits (--all)\n", uses_.size() - shown);
   return text;
 }
 
@@ -113,8 +114,6 @@ std::string Summary::peaks_text(bool all) const {
   std::vector<Effort> sorted = efforts_;
   std::stable_sort(sorted.begin(), sorted.end(),
                    [](const Effort& a, const Effort& b) { return a.peak.torque > b.peak.torque; });
-  // Without what rounding leaves of joints at rest.
-  const auto rounded = [](double value) { return std::round(value * 1e9) / 1e9; };
   const std::size_t shown = all ? sorted.size() : std::min(sorted.size(), shown_first);
   std::string text = fmt::format("{:<26}{:>9}{:>9}{:>11}{:>14}{:>10}\n", "Joints", "peak N m", "at [s]", "rms N m",
                                  "peak rad/s", "peak W");
@@ -148,6 +147,10 @@ std::string Summary::run_text() const {
 }
 
 nlohmann::json Summary::Peak::json() const { return {{"joint", joint}, {"torque", torque}, {"time", time}}; }
+
+nlohmann::json Summary::limits_json_with_words() const {
+  return {{"verdict", limits_verdict_text()}, {"uses", json().at("limits")}};
+}
 
 nlohmann::json Summary::json() const {
   nlohmann::json peaks = nlohmann::json::array();

@@ -25,7 +25,7 @@ class Summary {
 
   /// The number of limits that a sample exceeds.
   std::size_t exceeded_limits() const { return exceeded_limits_; }
-  /// Returns a line about them, or nothing without limits.
+  /// Returns a line about them.
   std::string limits_verdict_text() const;
   /// Returns a table of the limits with the largest shares, or of all. After at least one sample, as all that follows.
   std::string limits_text(bool all) const;
@@ -35,6 +35,8 @@ class Summary {
   std::string run_text() const;
   /// Returns all of it for programs.
   nlohmann::json json() const;
+  /// Returns the `verdict` about the limits in the words of the text, and all `uses` of limits, for the report.
+  nlohmann::json limits_json_with_words() const;
 
  private:
   /// The largest magnitude of a joint's torque, or of its change from one sample to the next.

@@ -47,7 +47,7 @@ struct Call {
   Input positions;
 };
 
-/// Those of computations with velocities and wrenches.
+/// Holds the arguments of computations with velocities and wrenches, too.
 struct MovingCall : Call {
   MovingCall(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q, const korvel_batch_input* dq,
              const korvel_batch_wrench* wrenches, std::ptrdiff_t wrench_count)

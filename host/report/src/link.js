@@ -1,12 +1,13 @@
 // A link to a time of the page.
 
-// The time in `#t=0.6` at the end of the page's address. Returns whether there is one.
+// Returns the time in `#t=0.6` at the end of the page's address, or undefined.
 export const timeIn = (hash) => {
   const time = Number(/^#t=(-?[\d.]+)$/.exec(hash)?.[1]);
   return Number.isFinite(time) ? time : undefined;
 };
 
-// Goes to the time of the page's address, and keeps the address at the time that is shown while nothing plays.
+// Goes to the time of the page's address, and keeps the address at the time that is shown while nothing plays. Returns
+// whether the address had a time.
 export function addLink(timeline) {
   const follow = () => {
     const time = timeIn(location.hash);

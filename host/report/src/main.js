@@ -15,7 +15,7 @@ import {addPeaks} from './peaks.js';
 import {Value, watch} from './state.js';
 import {Timeline} from './timeline.js';
 import {addTopView} from './topview.js';
-import {addGaps, addStanding, addVerdicts} from './verdict.js';
+import {addExceeded, addGaps, addStanding, addVerdicts} from './verdict.js';
 
 // The elements of the page that have an id, by it.
 const parts = Object.fromEntries([...document.querySelectorAll('[id]')].map((part) => [part.id, part]));
@@ -72,6 +72,7 @@ function show(motion) {
   showFacts(motion);
   addVerdicts(parts.verdicts, page);
   addStanding(parts, page);
+  addExceeded(parts.limits, page);
   addControls(page, parts);
   addTools(page, parts);
   addFold(page);

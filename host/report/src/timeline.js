@@ -1,23 +1,6 @@
 // The time that all parts of the page show: always that of a sample, so that every number shown is one of the files.
+import {nearestSample, sampleBefore} from './data/numbers.js';
 import {Value} from './state.js';
-
-// The last of increasing times that is not later than `time`, or the first.
-export function sampleBefore(times, time) {
-  let low = 0;
-  let high = times.length - 1;
-  while (low < high) {
-    const middle = Math.ceil((low + high) / 2);
-    if (times[middle] <= time) low = middle;
-    else high = middle - 1;
-  }
-  return low;
-}
-
-export function nearestSample(times, time) {
-  const sample = sampleBefore(times, time);
-  const next = Math.min(sample + 1, times.length - 1);
-  return times[next] - time < time - times[sample] ? next : sample;
-}
 
 // The times of the first run, and of a second one those before and after.
 export function joined([{time}, other], shift) {

@@ -1,14 +1,14 @@
-// Whether the robot stays on its feet, in the words of the summary of `run`: in the header, in a list of the intervals in
-// which it does not, in tables of margins, and on the time line.
-import {three, visible} from './data/numbers.js';
+// These functions show whether the robot stays on its feet and within its limits, in the words of the summary of `run`: in
+// the header, in lists of intervals and of limits, in tables of margins, and on the time line.
+import {kinds} from './data/motion.js';
+import {nearestSample, three, visible} from './data/numbers.js';
 import {button, element} from './dom.js';
 import {watch} from './state.js';
-import {nearestSample} from './timeline.js';
 
 const most_listed = 100;
 const marks = 1000;  // along the time line: spans closer than that are one mark
 
-// Of a long list the first items.
+// Returns the first items of a long list, and how many follow.
 function listed(all, item) {
   const more = all.length > most_listed ? [element('li', {}, `and ${all.length - most_listed} more`)] : [];
   return [...all.slice(0, most_listed).map(item), ...more];
@@ -17,8 +17,8 @@ function listed(all, item) {
 const seconds = (time) => `${time.toFixed(3)}\u00a0s`;
 export const runName = (run, {runs}) => runs.length > 1 ? 'AB'[runs.indexOf(run)] : '';
 
-// One line for a run: the worst reason, or the margin.
-export function verdictText({ground, origin = 0}) {
+// Returns the worst reason, or the margin.
+function groundText({ground, origin = 0}) {
   if (!ground) return 'is held in the air, no ground contact';
   const {cannot_stand: intervals, in_flight: flight, margins} = ground.summary;
   if (intervals.length > 0) {
@@ -29,6 +29,11 @@ export function verdictText({ground, origin = 0}) {
   if (!margins.zmp_inside) return 'is in flight throughout';
   return `stays on its feet${flight ? ' in all other samples' : ''}, ${three(1000 * margins.zmp_inside.value)} mm of margin`;
 }
+
+const exceededBy = ({limits}) => limits?.uses.filter(({samples}) => samples > 0) ?? [];
+
+// Returns one line for a run.
+export const verdictText = (run) => [groundText(run), run.limits?.verdict.trim()].filter(Boolean).join('; ');
 
 const peakOf = ({joints}) => joints.reduce((a, b) => b.peak > a.peak ? b : a);
 export function peakText(run) {
@@ -58,11 +63,29 @@ export function addGaps(list, {motion: {gaps, time}, timeline}) {
 
 export function addVerdicts(place, {motion, timeline}) {
   place.append(...motion.runs.map((run) => {
-    const state = !run.ground ? 'held' : run.ground.summary.cannot_stand.length > 0 ? 'unborne' : 'borne';
+    const fails = run.ground?.summary.cannot_stand.length > 0 || exceededBy(run).length > 0;
+    const state = fails ? 'unborne' : run.ground ? 'borne' : 'held';
     const go = () => timeline.goToTime(run.time[peakOf(run).peakSample], run);
     return element('li', {class: `verdict ${state}`}, element('b', {}, runName(run, motion) || 'The robot'),
                    ` ${verdictText(run)}; `, button({}, go, peakText(run)));
   }));
+}
+
+// Lists the exceeded limits of each run. A press selects the joint and goes to the first sample that exceeds the limit.
+export function addExceeded(place, {motion, timeline, joint: selected}) {
+  place.hidden = !motion.runs.some(({limits}) => limits);
+  place.append(...motion.runs.map((run) => element('ul', {class: 'spans'}, ...listed(
+      exceededBy(run), ({joint, limit, value, reached, samples, first}) => {
+        const unit = kinds[limit] ?? kinds.angle;
+        const time = first - run.origin;
+        const go = () => {
+          selected.value = run.joints.findIndex(({name}) => name === joint);
+          timeline.goToTime(time, run);
+        };
+        const words = `${joint} ${limit} reaches ${three(reached)} ${unit}, limit ${three(value)} ${unit}; ${
+            samples} sample${samples > 1 ? 's' : ''} from ${seconds(time)}`;
+        return element('li', {}, element('b', {}, runName(run, motion)), ' ', button({}, go, words));
+      }))));
 }
 
 function intervals(run, page) {

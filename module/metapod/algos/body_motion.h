@@ -25,7 +25,7 @@ struct RoomFor {
   };
 };
 
-/// What an algorithm keeps of a node's body, with the transform to it from its parent.
+/// Joins what an algorithm keeps of a node's body and the transform to it from its parent.
 template <typename Node, typename Body>
 struct RecordOf : Body {
   RoomFor<typename Node::ParentToBody> iXp;

@@ -57,31 +57,39 @@ test('two runs: both verdicts and figures, one time line, values of both at one 
   assert.deepEqual(page.faults, []);
 });
 
-// A chart for each quantity that the results have, of the joint that is selected, with the limits of the side file.
-test('angle, speed and power of the selected joint stand beside its torque', async (t) => {
-  const side = JSON.parse(fast.side);
-  const [header, ...rows] = fast.results.trim().split('\n');
-  const kinds = ['angle', 'speed', 'power'];
-  const names = side.joints.flatMap(({name}) => ['angle', 'speed'].map((kind) => `${name}_${kind}`)).filter((name) => !header.includes(name));
-  const results = [[header, ...names].join(','), ...rows.map((row, s) => [row, ...names.map((_, i) => (0.001 * s + i).toFixed(3))].join(',')), ''].join('\n');
-  side.limits = {LKneePitch: {lower: -90.5, upper: 200.5}};
-  const report = new Report('more.csv', {...fast, results, side: JSON.stringify(side)});
+// The joints of the fast step are within their limits of the angle, which the charts leave room for, and beyond others.
+test('charts of the selected joint have its limits, and a press on an exceeded limit goes there', async (t) => {
+  const report = Report.withLimits(join(motions, 'fast_step.csv'));
   t.after(() => report.remove());
+  const {columns} = report;
   const page = await open(report, browser);
-  await show(page, 100);
   for (const joint of ['RHipRoll', 'LKneePitch']) {
     await page.locator(`tr[data-joint=${joint}] button`).click();
     await show(page, 100);
-    for (const kind of ['torque', ...kinds]) {
-      const [torque, speed] = ['torque', 'speed'].map((one) => report.columns[`${joint}_${one}`][100]);
-      const value = kind === 'power' ? Math.fround(torque * speed) : report.columns[`${joint}_${kind}`][100];
-      assert.equal(await page.locator(`[data-joint-curve=${kind}]`).textContent(), value.toFixed(4), kind);
+    for (const kind of ['torque', 'angle', 'speed', 'power']) {
+      assert.equal(await page.locator(`[data-joint-curve=${kind}]`).textContent(), columns[`${joint}_${kind}`][100].toFixed(4), kind);
     }
   }
+  const [lower, upper] = ['lower', 'upper'].map((end) => JSON.parse(report.side).limits.uses.find(({joint, limit}) => joint === 'LKneePitch' && limit === end).value);
   const scale = await page.evaluate(() => {
     const {plot} = korvel.charts.find(({curves}) => curves[0].name === 'LKneePitch_angle');
     return [plot.scales.y.min, plot.scales.y.max];
   });
-  assert.ok(scale[0] < -90.5 && scale[1] > 200.5, `${scale} has no room for the limits`);
+  assert.ok(scale[0] < lower && scale[1] > upper, `${scale} has no room for the limits`);
+  const header = page.locator('#verdicts li');
+  assert.match(await header.innerText(), /exceeds limits: 2 of 96; largest torque/);
+  assert.match(await header.getAttribute('class'), /unborne/);
+  const rows = [...report.summary.matchAll(/^  (\w+) (\w+) +([\d.]+) .* %  +(\d+) +([\d.]+)$/gm)];
+  const buttons = page.locator('#limits button');
+  assert.equal(rows.length, 2);
+  assert.equal(await buttons.count(), rows.length);
+  for (const [, joint, limit, reached, samples, time] of rows) {
+    const press = buttons.filter({hasText: `${joint} ${limit}`});
+    assert.ok((await press.innerText()).startsWith(`${joint} ${limit} reaches ${reached} `));
+    assert.ok((await press.innerText()).endsWith(`; ${samples} samples from ${time}\u00a0s`), await press.innerText());
+    await press.click();
+    assert.match(await page.locator('#clock').textContent(), new RegExp(`^${time} /`));
+    assert.equal(await page.locator('#joint-title').textContent(), `Selected joint: ${joint}`);
+  }
   assert.deepEqual(page.faults, []);
 });

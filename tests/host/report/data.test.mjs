@@ -129,32 +129,37 @@ test('of a free fall the page says that the robot is in flight', async (t) => {
   assert.equal(motion.ground.summary.verdict, 'in flight throughout: no sole is near the ground\n');
 });
 
-// Names that `run` writes beside the torque, and limits in the file beside the results.
-test('angles, speeds and powers of joints are read where the file has them, and limits', async (t) => {
-  const wave = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
-  const side = JSON.parse(wave.side);
-  const [header, ...rows] = wave.results.trim().split('\n');
-  const kinds = ['angle', 'speed', 'power'];
-  const names = side.joints.flatMap(({name}) => kinds.map((kind) => `${name}_${kind}`)).filter((name) => !header.includes(name));
-  const torques = header.split(',').flatMap((name, i) => name.endsWith('_torque') ? [[name.slice(0, -7), i]] : []);
-  const more = (row, s) => {
-    const speed = (j) => Math.fround((0.01 * s + j).toFixed(3));
-    const at = row.split(',');
-    return names.map((name) => {
-      const [joint, kind] = name.split('_');
-      const j = torques.findIndex(([one]) => one === joint);
-      return kind === 'power' ? Math.fround(Math.fround(at[torques[j][1]]) * speed(j)) : kind === 'speed' ? speed(j) : (0.01 * s - j).toFixed(3);
-    });
-  };
-  const results = [[header, ...names].join(','), ...rows.map((row, s) => [row, ...more(row, s)].join(',')), ''].join('\n');
-  side.limits = {LKneePitch: {lower: -0.1, upper: 2, torque: 3}};
-  const report = removed(t, new Report('more.csv', {results, side: JSON.stringify(side)}));
-  const {joints} = await motionOf(report);
-  for (const {name, ...joint} of joints) {
-    expectColumns(report, [joint.angle.values, joint.speed.values], [`${name}_angle`, `${name}_speed`]);
-    joint.power.values.forEach((power, s) => assert.ok(Math.abs(power - report.columns[`${name}_power`][s]) <= 1e-6 * Math.abs(power), name));
-    assert.deepEqual(joint.limits, name === 'LKneePitch' ? side.limits.LKneePitch : {});
+// What is exceeded follows from the columns, in single precision like them.
+test('angles, speeds, powers and limits of joints, and the limits that the motion exceeds', async (t) => {
+  for (const options of [[], ['--air']]) {
+    const report = removed(t, Report.withLimits(join(motions, 'fast_step.csv'), options));
+    const motion = await motionOf(report);
+    const {columns} = report;
+    const exceeded = [];
+    for (const {name, ...joint} of motion.joints) {
+      expectColumns(report, [joint.angle.values, joint.speed.values], [`${name}_angle`, `${name}_speed`]);
+      joint.power.values.forEach((power, s) => assert.ok(Math.abs(power - columns[`${name}_power`][s]) <= 1e-6 * Math.abs(power), name));
+      const {lower, upper, speed, torque} = joint.limits;
+      const isBeyond = {
+        lower: (s) => columns[`${name}_angle`][s] < Math.fround(lower),
+        upper: (s) => columns[`${name}_angle`][s] > Math.fround(upper),
+        speed: (s) => Math.abs(columns[`${name}_speed`][s]) > Math.fround(speed),
+        torque: (s) => Math.abs(columns[`${name}_torque`][s]) > Math.fround(torque),
+      };
+      for (const [limit, test] of Object.entries(isBeyond)) {
+        const samples = [...columns.time.keys()].filter(test);
+        if (samples.length > 0) exceeded.push([name, limit, samples.length, columns.time[samples[0]]]);
+      }
+    }
+    assert.ok(exceeded.length > 0);
+    const found = motion.limits.uses.filter(({samples}) => samples > 0).map(({joint, limit, samples, first}) => [joint, limit, samples, first]);
+    assert.deepEqual(found, exceeded);
+    const words = `exceeds limits: ${exceeded.length} of 96`;
+    assert.ok(verdictText(motion).endsWith(`; ${words}`), verdictText(motion));
+    assert.ok(report.words.includes(words));
   }
+  const within = await motionOf(removed(t, Report.withLimits(join(motions, 'squat.csv'))));
+  assert.match(verdictText(within), /^stays on its feet, .* mm of margin; stays within all 96 limits$/);
 });
 
 // One knee has spikes between the samples that are shown evenly, and two samples cannot be borne. The last sample is no

@@ -6,9 +6,9 @@ import {reading} from '../../../host/report/src/curves/reading.js';
 import {View} from '../../../host/report/src/curves/view.js';
 import {hull, spansOf} from '../../../host/report/src/data/contact.js';
 import {findLimbs} from '../../../host/report/src/data/limbs.js';
-import {single, text, three, tickTexts, visible} from '../../../host/report/src/data/numbers.js';
+import {nearestSample, sampleBefore, single, text, three, tickTexts, visible} from '../../../host/report/src/data/numbers.js';
 import {watch} from '../../../host/report/src/state.js';
-import {nearestSample, sampleBefore, Timeline} from '../../../host/report/src/timeline.js';
+import {Timeline} from '../../../host/report/src/timeline.js';
 import {marksOf, verdictText} from '../../../host/report/src/verdict.js';
 
 test('the verdict of a run has the worst reason, or the margin', () => {

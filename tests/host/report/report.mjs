@@ -38,6 +38,11 @@ export class Report {
     return new Report(resultsName(motion), run(motion, []), more);
   }
 
+  // Of a motion that is compared with examples/limits.csv.
+  static withLimits(motion, options = []) {
+    return new Report(resultsName(motion), run(motion, ['--limits', join(motions, '..', 'limits.csv'), ...options]));
+  }
+
   // Of a motion. `change` may say what else stands in its results: (name, value) to value; `described` is added to their
   // description.
   static ofMotion(motion, change = (_, value) => value, described = {}) {

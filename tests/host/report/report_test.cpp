@@ -88,6 +88,18 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
   write(directory_ / "text.json", "{\"bodies\":");
   write(directory_ / "other.csv", good);
   write(directory_ / "other.json", R"({"mass":1,"weight":9.81,"bodies":[],"joints":[{"name":3}]})");
+  const auto describe = [&](const std::string& name, const std::string& pointer, const Json& value) {
+    Json description = Json::parse(read(directory_ / "results.json"));
+    description[Json::json_pointer(pointer)] = value;
+    write(directory_.path() / (name + ".csv"), good);
+    write(directory_.path() / (name + ".json"), description.dump());
+  };
+  // Each body but the first has a parent before it.
+  for (const int parent : {-2, 5, 99}) describe(fmt::format("parent{}", parent), "/bodies/5/parent", parent);
+  describe("orphan", "/bodies/5", {{"name", "LElbowYaw"}, {"rest", {0, 0, 0}}});
+  describe("unused", "/limits", {{"HeadYaw", {{"lower", -1}}}});
+  write(directory_ / "slow.csv", replaced(",HeadPitch_speed,", ",HeadPitch_pace,"));
+  std::filesystem::copy(directory_ / "results.json", directory_ / "slow.json");
   write(directory_ / "old.html", "old page\n");
   const std::vector<std::string> before = files();
 
@@ -116,6 +128,12 @@ TEST_F(Report, UnusableInputIsRefusedAndLeavesNothingBehind) {
       {"text.csv -o page.html",
        "text.json: expected the description of results that 'korvel-host run' of this version"},
       {"other.csv -o page.html", "other.json: expected the description of results"},
+      {"parent-2.csv -o page.html", "parent-2.json: expected the description of results"},
+      {"parent5.csv -o page.html", "parent5.json: expected the description of results"},
+      {"parent99.csv -o page.html", "parent99.json: expected the description of results"},
+      {"orphan.csv -o page.html", "orphan.json: expected the description of results"},
+      {"unused.csv -o page.html", "unused.json: expected the description of results"},
+      {"slow.csv -o page.html", "slow.csv:1: expected the column 'HeadPitch_speed' that 'korvel-host run' writes"},
       {"results.csv -o results.json", "results.json: cannot write: would replace the description of the results"},
       {"air.csv -o page.html", "air.csv:1: expected the column 'LAnkleRoll_force_z' that"},
       {"half.csv -o page.html", "half.csv:2: expected 0 or 1 in column 'RAnkleRoll_contact', found "},

@@ -1,5 +1,7 @@
 #include <cmath>
 #include <numeric>
+#include <regex>
+#include <sstream>
 
 #include "host/robot/robot.h"
 #include "tests/host/run/standing.h"
@@ -114,14 +116,22 @@ TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
     EXPECT_EQ(found.at(kept).at("samples"), 0) << kept;
     EXPECT_TRUE(found.at(kept).at("first").is_null()) << kept;
   }
-  EXPECT_EQ(Json::parse(read(directory_ / "results.json")).at("limits"),
-            Json::parse(R"({"LShoulderPitch": {"lower": -0.4, "upper": 0.6, "speed": 3.0, "torque": 1000.0},
-                            "HeadYaw": {"upper": 0.1}, "HeadPitch": {"torque": 0.5}})"));
+  for (const auto& [name, value] : {std::pair(shoulder + " lower", -0.4),
+                                    {shoulder + " upper", 0.6},
+                                    {shoulder + " speed", 3.0},
+                                    {shoulder + " torque", 1000.0},
+                                    {"HeadYaw upper", 0.1},
+                                    {"HeadPitch torque", 0.5}}) {
+    EXPECT_EQ(found.at(name).at("value"), value) << name;
+  }
+  // For the report.
+  const Json described = Json::parse(read(directory_ / "results.json")).at("limits");
+  EXPECT_EQ(described, Json({{"verdict", "exceeds limits: 2 of 6\n"}, {"uses", run.at("limits")}}));
 
   const std::string text = host("run motion.csv -o results.csv --air --limits limits.csv").out;
   EXPECT_NE(text.find("\nexceeds limits: 2 of 6\n\n"), std::string::npos) << text;
   const std::size_t row = text.find("  " + shoulder + " lower");
-  EXPECT_NE(text.substr(row, 81).find(fmt::format(" 120 %{:>12}{:>9.3f}\n", lower.first, lower.second)),
+  EXPECT_NE(text.substr(row, 81).find(fmt::format(" 120.0 %{:>12}{:>9.3f}\n", lower.first, lower.second)),
             std::string::npos)
       << text;
 }
@@ -130,8 +140,27 @@ TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
 TEST_F(Limits, AJointAtItsLimitIsWithinIt) {
   write(directory_ / "motion.csv", "time,HeadYaw\n0,0.1\n1,0.1\n2,0.1\n");
   const std::string text = host("run motion.csv -o results.csv --air " + limits("HeadYaw,-0.1,0.1,,\n")).out;
-  EXPECT_NE(text.find("\nstays within all limits\n"), std::string::npos) << text;
-  EXPECT_NE(text.find(" 100 %\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\nstays within all 2 limits\n"), std::string::npos) << text;
+  EXPECT_NE(text.find(" 100.0 %\n"), std::string::npos) << text;
+}
+
+// Whatever is computed of a joint at rest, the columns of the table stay apart, and no zero has a sign.
+TEST_F(Limits, TheTableIsReadableForJointsAtRest) {
+  const std::string run = fmt::format("run '{}/fast_step.csv' -o results.csv ", KORVEL_MOTIONS);
+  const std::string text = host(run + "--all --limits " KORVEL_MOTIONS "/../limits.csv").out;
+  std::istringstream lines(text.substr(text.find("Use of the limits")));
+  std::string line;
+  std::getline(lines, line);
+  EXPECT_EQ(line.substr(line.size() - 17), " samples from [s]");
+  const std::string number = R"( +(?!-0\.0+ )-?[\d.]+)";
+  const std::regex row(R"(  \w+ (lower|upper|speed|torque))" + number + number + " (rad|rad/s|N m)" + number +
+                       R"( %( +\d+ +[\d.]+)?)");
+  std::size_t rows = 0;
+  for (; std::getline(lines, line) && !line.empty(); ++rows) EXPECT_TRUE(std::regex_match(line, row)) << line;
+  EXPECT_EQ(rows, 96U);
+  // An angle with one limit alone has no share, however much of it is used.
+  const std::string few = host(run + limits("HeadYaw,,0.001,,\nHeadPitch,-1,1,1,1\nLHipRoll,-1,1,,\n")).out;
+  EXPECT_NE(few.find("\n  2 more limits (--all)\n"), std::string::npos) << few;
 }
 
 TEST_F(Limits, AMotionIsFeasibleWithinThem) {
@@ -149,6 +178,7 @@ TEST_F(Limits, FilesThatAreWrongAreRefusedByFileAndLine) {
       {"", "1: expected a header row, found an empty file"},
       {"# joint,lower\n", "1: expected a header row, found an empty file"},
       {head, "2: expected a joint, found the end of the file"},
+      {head + "HeadYaw,,,,\nHeadPitch,,,,\n", " expected a limit of a joint, found only empty fields"},
       {"joint,lower,upper,speed\n", "1: expected the columns joint, lower, upper, speed, torque, found no 'torque'"},
       {"joint,lower,upper,velocity,torque\n",
        "1: expected the columns joint, lower, upper, speed, torque, found 'velocity'"},

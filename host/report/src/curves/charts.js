@@ -1,10 +1,9 @@
 // One chart of curves over the time of the page.
 import uPlot from 'uplot';
 import {colour, scheme} from '../colours.js';
-import {extent, tickTexts} from '../data/numbers.js';
+import {extent, nearestSample, tickTexts} from '../data/numbers.js';
 import {element} from '../dom.js';
 import {watch} from '../state.js';
-import {nearestSample} from '../timeline.js';
 
 const font = '12px system-ui, sans-serif';
 // px, of the axes.

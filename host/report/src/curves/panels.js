@@ -67,21 +67,17 @@ export function addTorquePanels(place, same_scale, page) {
   return charts;
 }
 
-// The torque of the selected joint, and its angle, speed and power where the results have them, against its limits.
+// The torque of the selected joint, and its angle, speed and power, against its limits.
 export function addJointCharts(place, title, page) {
   const {motion, joint} = page;
-  const shown = Object.keys(kinds).filter((kind) => motion.joints.every((one) => one[kind]));
-  place.closest('section').hidden = shown.length < 2;
-  if (shown.length < 2) return [];
   const curveOf = (kind) => {
     const {name, limits, [kind]: curve} = motion.joints[joint.value];
     const {lower, upper, speed, torque} = limits;
     const ends = {angle: [lower, upper], speed: [-speed, speed], torque: [-torque, torque]}[kind] ?? [];
     return {...curve, name: `${name}_${kind}`, colour: 'ink', limits: ends.filter(Number.isFinite)};
   };
-  place.nextElementSibling.hidden = !motion.limits;
   watch([joint], () => title.textContent = `Selected joint: ${motion.joints[joint.value].name}`);
-  return shown.map((kind) => {
+  return Object.keys(kinds).map((kind) => {
     const curve = curveOf(kind);
     const {chart, place: chart_place, save} = makeChart(page, `Selected joint, ${kind}`, {height: 110, curves: [curve], range: padded, strong: 0, space: 15});
     watch([joint], () => {

@@ -2,8 +2,7 @@
 import {unpack} from './columns.js';
 import {spansOf} from './contact.js';
 import {findLimbs} from './limbs.js';
-import {extent, text} from './numbers.js';
-import {nearestSample} from '../timeline.js';
+import {extent, nearestSample, text} from './numbers.js';
 
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
 const small = 0.01;         // of the largest torque: joints below it are folded away
@@ -109,11 +108,12 @@ async function readRun(data) {
   data.comCurves = data.com.map((axis) => columns.curve(axis));
   data.com = data.comCurves.map(({values}) => values);
   for (const joint of data.joints) {
-    for (const kind of Object.keys(kinds)) if (kind in joint) joint[kind] = columns.curve(joint[kind]);
-    if (joint.speed) joint.power = powerOf(joint);
+    for (const kind of ['torque', 'angle', 'speed']) joint[kind] = columns.curve(joint[kind]);
+    joint.power = powerOf(joint);
     joint.peakSample = peakOf(joint.torque.values);
     joint.peak = Math.abs(joint.torque.values[joint.peakSample]) || 0;
-    joint.limits = data.limits?.[joint.name] ?? {};
+    const limits = data.limits?.uses.filter((use) => use.joint === joint.name) ?? [];
+    joint.limits = Object.fromEntries(limits.map(({limit, value}) => [limit, value]));
   }
   data.standing = data.ground ? readStanding(data.ground, columns) : null;
   for (const body of data.bodies) {
@@ -127,11 +127,11 @@ async function readRun(data) {
   return data;
 }
 
-// Joins the curves of a second run of the robot, where it has them, to those of the first.
+// Joins the curves of a second run of the robot to those of the first.
 function join(motion, other) {
   motion.joints.forEach((joint, j) => {
     joint.other = other.joints[j];
-    for (const kind of Object.keys(kinds)) if (joint[kind]) joint[kind].other = joint.other[kind];
+    for (const kind of Object.keys(kinds)) joint[kind].other = joint.other[kind];
   });
   motion.comCurves.forEach((curve, axis) => curve.other = other.comCurves[axis]);
   if (!motion.standing || !other.standing) return;

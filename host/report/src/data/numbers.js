@@ -1,4 +1,4 @@
-// Numbers and names as text. Numbers are of any size in single precision and do not grow long.
+// Numbers and names as text, and places in columns of numbers. Numbers are of any size in single precision and do not grow long.
 
 const longest = 1e5;  // from here on with an exponent
 
@@ -51,4 +51,22 @@ export function extent(columns) {
     }
   }
   return [low, high];
+}
+
+// The last of increasing times that is not later than `time`, or the first.
+export function sampleBefore(times, time) {
+  let low = 0;
+  let high = times.length - 1;
+  while (low < high) {
+    const middle = Math.ceil((low + high) / 2);
+    if (times[middle] <= time) low = middle;
+    else high = middle - 1;
+  }
+  return low;
+}
+
+export function nearestSample(times, time) {
+  const sample = sampleBefore(times, time);
+  const next = Math.min(sample + 1, times.length - 1);
+  return times[next] - time < time - times[sample] ? next : sample;
 }

@@ -1,4 +1,4 @@
-// What is drawn in the world, z up, in metres: spheres, rods, lines, and the centre of mass.
+// These functions draw spheres, rods, lines and the centre of mass in the world, z up, in metres.
 import {
   BufferGeometry,
   CylinderGeometry,
