@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
@@ -42,24 +43,35 @@ struct ReplayOptions {
   bool compares() const { return cut ? !cuts_part() : !(stats || takes_object()); }
 };
 
-/// Intervals of samples with NaN or infinity, and the calls that brought them.
+/// Finds the intervals of samples with NaN or infinity.
 class Gaps {
  public:
-  void follow(double time, bool is_finite, const std::string& call) {
-    if (!is_finite && !is_in_gap_) all_.push_back({{"from", time}, {"call", call}});
-    if (!is_finite) all_.back()["to"] = time;
+  void follow(const RecordedSample& sample, bool is_finite) {
+    if (!is_finite && !is_in_gap_) {
+      const NamedCall& call = sample.brought_by;
+      all_.push_back({sample.time, 0, fmt::format("{}, {}", call.operation, in_words(call.at))});
+    }
+    if (!is_finite) all_.back().to = sample.time;
     is_in_gap_ = !is_finite;
   }
   std::string text() const {
     if (all_.empty()) return {};
+    const auto& [from, to, call] = all_.front();
     return fmt::format("NaN or infinity in {}; the first is from {:.6f} s to {:.6f} s, brought by\n  {}\n",
-                       counted(all_.size(), "gap"), all_[0]["from"].get<double>(), all_[0]["to"].get<double>(),
-                       all_[0]["call"].get<std::string>());
+                       counted(all_.size(), "gap"), from, to, call);
   }
-  const nlohmann::json& json() const { return all_; }
+  nlohmann::json json() const {
+    nlohmann::json all = nlohmann::json::array();
+    for (const auto& [from, to, call] : all_) all.push_back({{"from", from}, {"to", to}, {"call", call}});
+    return all;
+  }
 
  private:
-  nlohmann::json all_ = nlohmann::json::array();
+  struct Gap {
+    double from, to;  // [s]
+    std::string call;
+  };
+  std::vector<Gap> all_;
   bool is_in_gap_ = false;
 };
 
@@ -102,8 +114,7 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
     const Module module(options.module);
     Gaps gaps;
     const auto add = [&](const RecordedSample& sample) {
-      const bool is_finite = !file.add({*sample.robot, sample.time, nullptr, nullptr, &sample.wrenches});
-      gaps.follow(sample.time, is_finite, sample.brought_by);
+      gaps.follow(sample, !file.add({*sample.robot, sample.time, nullptr, nullptr, &sample.wrenches}));
     };
     RecordedSamples samples(recording, object, module, options.window(), add);
     for_each_call(recording, options.window(), [&](const RecordedCall& call, bool) {
