@@ -189,7 +189,7 @@ bool replay_one(const std::filesystem::path& path, const ReplayOptions& options,
       json.update(in_json(recording));
       json["statistics"] = statistics.json();
     }
-    const std::uint32_t object = options.object != 0 ? options.object : statistics.busiest_object().first;
+    const std::uint32_t object = statistics.object(options.object).first;
     if (csv) text += write_motion(recording, window, object, *csv);
     if (results) text += write_results(path, options, object, *results);
   }
@@ -209,7 +209,7 @@ std::filesystem::path busiest(const ReplayOptions& options) {
   for (const std::filesystem::path& path : options.recordings) {
     try {
       const RecordingFile recording(path);
-      const auto found = statistics_of(recording, options.window(), [](const RecordedCall&) {}).busiest_object();
+      const auto found = statistics_of(recording, options.window(), [](const RecordedCall&) {}).object(options.object);
       if (found.second <= most.second) continue;
       taken = path;
       most = found;

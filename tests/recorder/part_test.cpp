@@ -50,6 +50,7 @@ TEST_F(Part, HasTheCallsOfItsTimeAndReplaysWithoutADifference) {
                                                                          {"clones 100 4", ""}}) {
     SCOPED_TRACE(host);
     ASSERT_EQ(record(host, settings), 0);
+    stretch(recording());
     const std::vector<double> at = times(recording(), {0, 0.3, 0.55, 0.8, 1});
     for (std::size_t i = 0; i + 1 < at.size(); ++i) {
       const std::string window = fmt::format("--from {:.17g} --to {:.17g}", at[i], at[i + 1]);
