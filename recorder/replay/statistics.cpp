@@ -177,10 +177,7 @@ std::string Statistics::text() const {
     places += durations.place_of_longest(name);
   };
   for (std::size_t i = 0; i < took_.size(); ++i) add(took_[i], recording::all_operations[i].name);
-  if (!begin_with_.empty()) {
-    text += fmt::format("\nA cycle begins with the first input that the host sets, here\n{}.\n",
-                        fmt::join(begin_with_, " or "));
-  }
+  if (!begin_with_.empty()) text += fmt::format("\nA cycle begins with {}.\n", fmt::join(begin_with_, " or "));
   add(cycles_, "time of a cycle's calls");
   add(periods_, "from cycle to cycle");
   return text + places;

@@ -49,7 +49,7 @@ class Recorded : public CommandTest {
     return nlohmann::json::parse(outcome.out, nullptr, false)["recordings"][0];
   }
 
-  static constexpr std::uint64_t stretched = 100'000;
+  static constexpr int stretched = 100'000;
   /// Makes a recording say that it lasted `stretched` times as long; the times of its calls stay.
   static void stretch(const std::filesystem::path& file) {
     std::string bytes = read(file);
