@@ -223,7 +223,10 @@ std::filesystem::path busiest(const ReplayOptions& options, std::size_t& unusabl
       tell_error(error.what());
     }
   }
-  if (taken.empty()) throw Error(fmt::format("no call is recorded in {} recordings", options.recordings.size()));
+  if (taken.empty()) {
+    const std::string object = options.object != 0 ? fmt::format(" of object {}", options.object) : "";
+    throw Error(fmt::format("no call{} is recorded in {} recordings", object, options.recordings.size()));
+  }
   tell_note(fmt::format("taking {} of {} recordings: its object {} has the most calls, {}", taken.string(),
                         options.recordings.size(), most.first, most.second));
   return taken;
