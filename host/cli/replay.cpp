@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
@@ -42,32 +43,39 @@ struct ReplayOptions {
   bool compares() const { return cut ? !cuts_part() : !(stats || takes_object()); }
 };
 
-/// Intervals of samples with NaN or infinity, and the calls that brought them.
+/// Finds the intervals of samples with NaN or infinity.
 class Gaps {
  public:
-  void follow(double time, bool is_finite, const std::string& call) {
-    if (!is_finite && !is_in_gap_) all_.push_back({{"from", time}, {"call", call}});
-    if (!is_finite) all_.back()["to"] = time;
+  void follow(const RecordedSample& sample, bool is_finite) {
+    if (!is_finite && !is_in_gap_) {
+      const NamedCall& call = sample.brought_by;
+      all_.push_back({sample.time, 0, fmt::format("{}, {}", call.operation, in_words(call.at))});
+    }
+    if (!is_finite) all_.back().to = sample.time;
     is_in_gap_ = !is_finite;
   }
   std::string text() const {
     if (all_.empty()) return {};
+    const auto& [from, to, call] = all_.front();
     return fmt::format("NaN or infinity in {}; the first is from {:.6f} s to {:.6f} s, brought by\n  {}\n",
-                       counted(all_.size(), "gap"), all_[0]["from"].get<double>(), all_[0]["to"].get<double>(),
-                       all_[0]["call"].get<std::string>());
+                       counted(all_.size(), "gap"), from, to, call);
   }
-  const nlohmann::json& json() const { return all_; }
+  nlohmann::json json() const {
+    nlohmann::json all = nlohmann::json::array();
+    for (const auto& [from, to, call] : all_) all.push_back({{"from", from}, {"to", to}, {"call", call}});
+    return all;
+  }
 
  private:
-  nlohmann::json all_ = nlohmann::json::array();
+  struct Gap {
+    double from, to;  // [s]
+    std::string call;
+  };
+  std::vector<Gap> all_;
   bool is_in_gap_ = false;
 };
 
-Error nothing_of(std::uint32_t object, const RecordingFile& recording, const Window& window) {
-  const bool is_all = window.from <= 0 && std::isinf(window.to);
-  return Error(fmt::format("{}: no computation of object {} is recorded{}", recording.path().string(), object,
-                           is_all ? "" : fmt::format(" from {} s to {} s", window.from, window.to)));
-}
+std::string computation_of(std::uint32_t object) { return fmt::format("computation of object {}", object); }
 
 /// Writes the positions that an object was set to. Returns the line for the user, as the others do.
 std::string write_motion(const RecordingFile& recording, const Window& window, std::uint32_t object,
@@ -88,7 +96,7 @@ std::string write_motion(const RecordingFile& recording, const Window& window, s
     if (row != RecordedMotion::Row::unchanged && motion.time() >= window.from) last = motion.row();
   });
   write_last();
-  if (rows == 0) throw nothing_of(object, recording, window);
+  if (rows == 0) throw none_in(recording, window, computation_of(object));
   file.commit();
   return fmt::format("{}, ", counted(rows, "row")) + wrote(path.named);
 }
@@ -102,8 +110,7 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
     const Module module(options.module);
     Gaps gaps;
     const auto add = [&](const RecordedSample& sample) {
-      const bool is_finite = !file.add({*sample.robot, sample.time, nullptr, nullptr, &sample.wrenches});
-      gaps.follow(sample.time, is_finite, sample.brought_by);
+      gaps.follow(sample, !file.add({*sample.robot, sample.time, nullptr, nullptr, &sample.wrenches}));
     };
     RecordedSamples samples(recording, object, module, options.window(), add);
     for_each_call(recording, options.window(), [&](const RecordedCall& call, bool) {
@@ -111,7 +118,7 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
       samples.add(call);
     });
     samples.end();
-    if (samples.count() == 0) throw nothing_of(object, recording, options.window());
+    if (samples.count() == 0) throw none_in(recording, options.window(), computation_of(object));
     nlohmann::json description = run_description(*make_system(module), nullptr);
     description["gaps"] = gaps.json();
     file.describe(description);
@@ -138,22 +145,31 @@ Statistics statistics_of(const RecordingFile& recording, const Window& window, c
   return statistics;
 }
 
-/// Writes the first difference, if there is one, or a part. Returns what there is to say.
-std::string write_cut(const std::filesystem::path& path, const ReplayOptions& options, const Playback* playback,
-                      const OutputPath& to, nlohmann::json& json) {
-  if (playback != nullptr && !playback->first) {
+std::string wrote_calls(std::size_t calls, const OutputPath& to) {
+  return fmt::format("{}, ", counted(calls, "call")) + wrote(to.named);
+}
+
+/// Writes the calls of the window. Returns what there is to say.
+std::string write_part(const std::filesystem::path& path, const ReplayOptions& options, const OutputPath& to,
+                       nlohmann::json& json) {
+  const std::size_t calls = cut(path, options.module, options.window(), to);
+  json = {{"calls", calls}};
+  return wrote_calls(calls, to);
+}
+
+/// Writes the first difference, if there is one. Returns what there is to say.
+std::string write_difference(const std::filesystem::path& path, const ReplayOptions& options, const Playback& playback,
+                             const OutputPath& to, nlohmann::json& json) {
+  if (!playback.first) {
     json = {{"calls", 0}};
     return fmt::format("did not write {}: no result differs; --from and --to cut a part\n", to.named.string());
   }
-  const std::size_t calls =
-      playback != nullptr ? cut(path, options.module, *playback, to) : cut(path, options.module, options.window(), to);
-  json = {{"calls", calls}};
-  std::string text = fmt::format("{}, ", counted(calls, "call")) + wrote(to.named);
-  if (playback == nullptr) return text;
+  const std::size_t calls = cut(path, options.module, playback, to);
   // That the shorter one differs is a claim, too.
   const bool holds = play(to.named, options.module, {}).first.has_value();
-  json["differs"] = holds;
-  return text + (holds ? "" : "the short recording shows no difference: something else must contribute to it\n");
+  json = {{"calls", calls}, {"differs", holds}};
+  return wrote_calls(calls, to) +
+         (holds ? "" : "the short recording shows no difference: something else must contribute to it\n");
 }
 
 /// Does what was asked for with one recording, and adds to text and JSON. Returns whether a result differs, or a
@@ -178,38 +194,51 @@ bool replay_one(const std::filesystem::path& path, const ReplayOptions& options,
       json.update(in_json(recording));
       json["statistics"] = statistics.json();
     }
-    const std::uint32_t object = options.object != 0 ? options.object : statistics.busiest_object().first;
+    const std::uint32_t object = statistics.object(options.object).first;
     if (csv) text += write_motion(recording, window, object, *csv);
     if (results) text += write_results(path, options, object, *results);
   }
-  if (options.cuts_part()) text += write_cut(path, options, nullptr, *cut_file, json["cut"]);
+  if (options.cuts_part()) text += write_part(path, options, *cut_file, json["cut"]);
   if (!options.compares()) return false;
   const Playback playback = play(path, options.module, window, options.verbose, show_place);
   text += playback.text;
   json.update(playback.json);
-  if (cut_file) text += write_cut(path, options, &playback, *cut_file, json["cut"]);
+  if (cut_file) text += write_difference(path, options, playback, *cut_file, json["cut"]);
   return playback.first.has_value() || cut_file;
 }
 
-/// Of several recordings, finds the one with the object that has the most calls.
-std::filesystem::path busiest(const ReplayOptions& options) {
+/// Finds, among several recordings, the one whose object has the most calls, and counts those that are unusable.
+std::filesystem::path busiest(const ReplayOptions& options, std::size_t& unusable) {
   std::filesystem::path taken;
   std::pair<std::uint32_t, std::size_t> most;
   for (const std::filesystem::path& path : options.recordings) {
     try {
       const RecordingFile recording(path);
-      const auto found = statistics_of(recording, options.window(), [](const RecordedCall&) {}).busiest_object();
+      const auto found = statistics_of(recording, options.window(), [](const RecordedCall&) {}).object(options.object);
       if (found.second <= most.second) continue;
       taken = path;
       most = found;
     } catch (const Error& error) {
-      tell_warning(error.what());
+      ++unusable;
+      tell_error(error.what());
     }
   }
-  if (taken.empty()) throw Error(fmt::format("no call is recorded in {} recordings", options.recordings.size()));
+  if (taken.empty()) {
+    const std::string object = options.object != 0 ? fmt::format(" of object {}", options.object) : "";
+    throw Error(fmt::format("no call{} is recorded in {} recordings", object, options.recordings.size()));
+  }
   tell_note(fmt::format("taking {} of {} recordings: its object {} has the most calls, {}", taken.string(),
                         options.recordings.size(), most.first, most.second));
   return taken;
+}
+
+/// Throws Error if the busiest recording is not enough: the first difference may be in any, and statistics are of all.
+void require_one_recording(const ReplayOptions& options) {
+  const char* asked = options.stats        ? "--stats with --cut, --csv or --results"
+                      : options.compares() ? "--cut without --from or --to"
+                                           : nullptr;
+  if (asked == nullptr) return;
+  throw Error(fmt::format("{}: expected one recording, found {}", asked, options.recordings.size()));
 }
 
 void replay(ReplayOptions& options) {
@@ -220,11 +249,15 @@ void replay(ReplayOptions& options) {
   Outputs outputs = outputs_beside(options.module);
   for (const std::filesystem::path& recording : options.recordings) outputs.keep(recording, "a recording");
   if (options.compares() || options.results || options.cut) require_module_file(options.module);
-  if (options.recordings.size() > 1 && (options.cut || options.takes_object())) options.recordings = {busiest(options)};
+  const std::size_t given = options.recordings.size();
+  std::size_t unusable = 0;
+  if (given > 1 && (options.cut || options.takes_object())) {
+    require_one_recording(options);
+    options.recordings = {busiest(options, unusable)};
+  }
   Destination destination;
   nlohmann::json all = nlohmann::json::array();
   bool differs = false;
-  std::size_t unusable = 0;
   for (const std::filesystem::path& path : options.recordings) {
     std::string text;
     nlohmann::json json{{"recording", path.string()}};
@@ -242,7 +275,7 @@ void replay(ReplayOptions& options) {
   }
   if (options.json) destination.write(json_text(nlohmann::json{{"recordings", all}}));
   destination.commit();
-  if (unusable > 0) throw Error(fmt::format("{} of {} recordings are unusable", unusable, options.recordings.size()));
+  if (unusable > 0) throw Error(fmt::format("{} of {} recordings are unusable", unusable, given));
   if (differs) throw Findings();
 }
 
@@ -254,9 +287,10 @@ void add_replay(CLI::App& app) {
       R"(RECORDING is a file of libkorvel_record.so, which a program loads instead of
 the module. Times are in seconds since the recording began. --stats and --csv
 do not replay the calls; --results replays them without comparing. Of several
-files, --cut, --csv and --results take the one whose object has the most calls.
-Exit status: 0 no difference, 1 a difference, or none for --cut, 2 the command
-or a file is unusable.
+files, --csv, --results and --cut with times take the one whose object has the
+most calls.
+Exit status: 0 no difference, 1 a difference, 2 the command or a file is
+unusable. Without a difference, --cut writes no file. The status is 1 then, too.
 
 Examples:
   korvel-host replay fall.rec

@@ -1,11 +1,10 @@
 #include "host/run/columns.h"
 
-#include <fmt/format.h>
-
 #include <cmath>
-#include <iterator>
 #include <string_view>
 #include <type_traits>
+
+#include "motion/csv/csv_numbers.h"
 
 namespace korvel::host {
 
@@ -139,14 +138,9 @@ std::vector<const char*> endings(Read<Value> /*read*/) {
 template <typename Number>
 void add(Row& row, Number value) {
   if constexpr (std::is_arithmetic_v<Number>) {
-    const bool is_finite = std::isfinite(value);
-    if (!is_finite && !row.first_not_finite) row.first_not_finite = row.count;
+    if (!std::isfinite(value) && !row.first_not_finite) row.first_not_finite = row.count;
     if (row.count++ > 0) row.text += ',';
-    if (is_finite) {
-      fmt::format_to(std::back_inserter(row.text), "{}", value);
-    } else {
-      row.text += "nan";
-    }
+    append_number(row.text, value);
   } else {
     for (const double number : value) add(row, static_cast<float>(number));
   }

@@ -28,6 +28,12 @@ bool TimeHistogram::add(std::int64_t ns, std::uint64_t place) noexcept {
   return is_longest;
 }
 
+void TimeHistogram::add(const TimeHistogram& other) {
+  bins_ += other.bins_;
+  if (count_ == 0 || other.largest_.ns > largest_.ns) largest_ = other.largest_;
+  count_ += other.count_;
+}
+
 double TimeHistogram::percentile(double share) const {
   const auto largest = static_cast<double>(largest_.ns);
   const Axis& axis = bins_.axis();

@@ -26,6 +26,8 @@ class TimeHistogram {
 
   /// Allocates nothing. True if there was none as long.
   bool add(std::int64_t ns, std::uint64_t place) noexcept;  // NOLINT(bugprone-exception-escape): as at its body
+  /// Adds the times of another one.
+  void add(const TimeHistogram& other);
 
   std::uint64_t count() const { return count_; }
   /// Zero, at place zero, of an empty histogram.

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+
 #include "recorder/replay/apart.h"
 #include "recorder/replay/player.h"
 #include "recorder/replay/slice.h"
@@ -47,17 +49,23 @@ std::size_t written(const std::filesystem::path& path, const OutputPath& to, con
 
 }  // namespace
 
-void require_calls(const RecordingFile& recording, const Window& window) {
+Error none_in(const RecordingFile& recording, const Window& window, const std::string& what) {
+  const std::string none = fmt::format("{}: no {}", recording.path().string(), what);
+  if (window.from <= 0 && std::isinf(window.to)) return Error(none + " is recorded");
+  const std::string times = std::isinf(window.to) ? fmt::format("after {} s", window.from)
+                                                  : fmt::format("from {} s to {} s", window.from, window.to);
   double last = 0;
+  for_each_call(recording, {}, [&](const RecordedCall& call, bool) { last = call.time; });
+  return Error(fmt::format("{} {}: the recording ends at {:.6f} s; choose other times", none, times, last));
+}
+
+void require_calls(const RecordingFile& recording, const Window& window) {
   bool has_call = false;
   recording.for_each([&](const RecordedCall& call) {
-    last = call.time;
     has_call = !call.has(recording::restated) && call.time >= window.from && call.time <= window.to;
     return !has_call;
   });
-  if (has_call) return;
-  throw Error(fmt::format("{}: no call from {} s to {} s: the recording ends at {:.6f} s; choose other times",
-                          recording.path().string(), window.from, window.to, last));
+  if (!has_call) throw none_in(recording, window, "call");
 }
 
 Playback play(const std::filesystem::path& recording, const std::filesystem::path& module, const Window& window,

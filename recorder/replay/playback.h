@@ -28,7 +28,10 @@ void for_each_call(const RecordingFile& recording, const Window& window, const V
   });
 }
 
-/// Throws Error if the recording has no call in the window.
+/// Says that a recording has none of `what` in a window.
+Error none_in(const RecordingFile& recording, const Window& window, const std::string& what);
+
+/// Throws that Error if the recording has no call in the window.
 void require_calls(const RecordingFile& recording, const Window& window);
 
 /// Outcome of playing a recording.

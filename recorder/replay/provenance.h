@@ -65,7 +65,7 @@ class Provenance {
     std::uint32_t object, next_call;
     std::vector<Source> setters;
   };
-  /// These objects, if sources are kept.
+  /// Returns these objects, if sources are kept.
   std::vector<Known> known_objects() const;
 
  private:

@@ -7,11 +7,16 @@
 #include <set>
 
 #include "host/robot/frames.h"
-#include "recorder/replay/words.h"
+#include "motion/csv/csv_numbers.h"
 
 namespace korvel::host {
 
 namespace {
+
+/// Objects share inertias, so that a call of any changes those of all.
+bool changes_inertias(const RecordedCall& call) {
+  return call.operation.writes.has(Resource::inertias) && !call.has(recording::restated);
+}
 
 bool sets_wrench(const RecordedCall& call) { return call.operation.writes.has(Resource::wrenches); }
 
@@ -36,27 +41,22 @@ std::string RecordedMotion::header(const RecordingFile& recording) {
 }
 
 std::string RecordedMotion::row() const {
+  std::string text = fmt::format("{:.9f}", time_);
+  const auto add = [&](float number) {
+    text += ',';
+    append_number(text, number);
+  };
   const Eigen::Quaterniond q = orientation(root_);
-  return fmt::format("{:.9f},{},{},{},{:.9g},{:.9g},{:.9g},{:.9g},{}\n", time_, root_.tx, root_.ty, root_.tz, q.w(),
-                     q.x(), q.y(), q.z(), fmt::join(joints_, ","));
-}
-
-const std::string& RecordedMotion::brought_by() const {
-  const auto earlier = [](const auto& a, const auto& b) { return a.second.first < b.second.first; };
-  const auto first = std::min_element(set_by_.begin(), set_by_.end(), earlier);
-  return first == set_by_.end() ? computed_by_ : first->second.second;
+  for (const float number : {root_.tx, root_.ty, root_.tz}) add(number);
+  for (const double number : {q.w(), q.x(), q.y(), q.z()}) add(static_cast<float>(number));
+  for (const float number : joints_) add(number);
+  return text + '\n';
 }
 
 RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
+  if (changes_inertias(call)) joints_have_moved_ = true;
   if (call.header.object != object_ || call.has(recording::incomplete_inputs) || !call.has_returned()) {
     return Row::unchanged;
-  }
-  const auto name_call = [&] { return fmt::format("{}, {}", call.operation.name, in_words(call.position())); };
-  const Resources sets = call.operation.writes & recording::inputs_of_object;
-  if (!sets.empty() && !sets.has(Resource::volatile_poses)) {
-    const std::pair input{call.header.operation, call.index()};
-    set_by_.erase(input);
-    if (!call.has_finite_arguments(size_)) set_by_[input] = {call.time, name_call()};
   }
   const auto set = [](bool& has_moved, auto* held, const char* values, std::size_t size) {
     has_moved = has_moved || std::memcmp(held, values, size) != 0;
@@ -84,7 +84,6 @@ RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
   } else if (computes.has(Resource::torques)) {
     time_ = std::max(call.time, time_);
   }
-  if (begins || computes.has(Resource::torques)) computed_by_ = name_call();
   computed_ = begins ? computes : computed_ | computes;
   root_has_moved_ = joints_have_moved_ = false;
   return begins ? Row::begun : Row::extended;
@@ -93,6 +92,7 @@ RecordedMotion::Row RecordedMotion::add(const RecordedCall& call) {
 RecordedSamples::RecordedSamples(const RecordingFile& recording, std::uint32_t object, const Module& module,
                                  const Window& window, Take take)
     : object_(object),
+      size_(recording.size()),
       from_(window.from),
       take_(std::move(take)),
       motion_(recording, object),
@@ -102,37 +102,63 @@ RecordedSamples::RecordedSamples(const RecordingFile& recording, std::uint32_t o
 
 void RecordedSamples::find_bodies(const RecordingFile& recording, const Window& window) {
   std::set<unsigned long> bodies;
-  for_each_call(recording, window, [&](const RecordedCall& call, bool) {
-    const bool sets = call.header.object == object_ && sets_wrench(call) && call.has_valid_index(recording.size());
-    if (sets && !wrench_of(call).isZero(0)) bodies.insert(call.index());
+  for_each_call(recording, window, [&](const RecordedCall& call, bool is_within) {
+    if (call.header.object != object_ || !sets_wrench(call) || !call.has_valid_index(size_)) return;
+    if (!wrench_of(call).isZero(0)) {
+      bodies.insert(call.index());
+    } else if (!is_within) {
+      bodies.erase(call.index());
+    }
   });
   for (const unsigned long body : bodies) wrenches_.emplace_back(body, Eigen::Matrix<double, 6, 1>::Zero());
 }
 
-void RecordedSamples::keep_wrench(const RecordedCall& call) {
-  const bool sets = call.header.object == object_ && sets_wrench(call) && call.has_returned();
-  if (!sets || call.has(recording::incomplete_inputs)) return;
+void RecordedSamples::keep_inputs(const RecordedCall& call) {
+  constexpr Resources of_joints{Resource::positions, Resource::velocities, Resource::accelerations};
+  constexpr Resources kept = of_joints | Resources{Resource::root_pose, Resource::root_velocity,
+                                                   Resource::root_acceleration, Resource::wrenches, Resource::inertias};
+  const Resources sets = call.operation.writes & kept;
+  const bool counts = call.header.object == object_ || sets.has(Resource::inertias);
+  const bool is_valid = !call.has(recording::incomplete_inputs) && call.has_valid_index(size_);
+  if (sets.empty() || !counts || !is_valid || !call.has_returned()) return;
+  const auto keep = [&](Resource input, std::uint64_t index, bool is_finite) {
+    if (is_finite) {
+      set_by_.erase({input, index});
+    } else {
+      set_by_.try_emplace({input, index}, NamedCall{call.operation.name, call.position()});
+    }
+  };
+  sets.for_each([&](Resource input) {
+    const bool sets_all = of_joints.has(input) && call.operation.index == IndexKind::none;
+    if (!sets_all) return keep(input, call.index(), call.has_finite_arguments(size_));
+    const std::size_t joints = count_of(IndexKind::joint, size_);
+    for (std::size_t j = 0; j < joints; ++j) keep(input, j, all_finite(call.arguments + j * sizeof(float), 1));
+  });
+  if (!sets_wrench(call)) return;
   for (auto& [body, wrench] : wrenches_) {
     if (body == call.index()) wrench = wrench_of(call);
   }
 }
 
 void RecordedSamples::add(const RecordedCall& call) {
+  // The last sample reads the inertias when it is taken.
+  if (changes_inertias(call)) end();
   player_.play(call, false);
-  keep_wrench(call);
+  keep_inputs(call);
   const RecordedMotion::Row row = motion_.add(call);
   if (row == RecordedMotion::Row::unchanged) return;
   if (row == RecordedMotion::Row::begun) end();
   // Hosts set rates and wrenches before or after they compute where the bodies are: those of the dynamics count.
   const bool has_torques = call.is<&Interface::computeInverseDynamics>();
-  if (motion_.time() >= from_ && (has_torques || !last_ || !last_->has_torques)) {
-    last_ = sample(motion_.time(), has_torques);
-  }
+  if (motion_.time() >= from_ && (has_torques || !last_ || !last_->has_torques)) last_ = sample(call);
 }
 
-RecordedSample RecordedSamples::sample(double time, bool has_torques) const {
+RecordedSample RecordedSamples::sample(const RecordedCall& call) const {
+  const auto earlier = [](const auto& a, const auto& b) { return a.second.at.time < b.second.at.time; };
+  const auto first = std::min_element(set_by_.begin(), set_by_.end(), earlier);
   // Results come from another object: the host may have computed less, or stored poses of its own.
-  RecordedSample sample{time, player_.copy(object_), has_torques, wrenches_, motion_.brought_by()};
+  RecordedSample sample{motion_.time(), player_.copy(object_), call.is<&Interface::computeInverseDynamics>(), wrenches_,
+                        first != set_by_.end() ? first->second : NamedCall{call.operation.name, call.position()}};
   sample.robot->computeFwdKinematics();
   sample.robot->computeInverseDynamics();
   for (auto& [body, wrench] : sample.wrenches) {

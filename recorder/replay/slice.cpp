@@ -71,7 +71,7 @@ class Blocks {
   std::set<std::uint32_t> objects_;  ///< that have not ended
 };
 
-/// What a block of an object begins with before a call, as the recorder writes it.
+/// Adds the records with which the recorder begins a block of an object before a call.
 void add_restated(const Provenance::Known& known, const RecordHeader& next, std::optional<float> total_mass,
                   Blocks& blocks) {
   RecordHeader header{};
@@ -166,7 +166,6 @@ std::size_t write_window(const RecordingFile& recording, const Module& module, c
     calls += call.has(recording::restated) ? 0U : 1U;
     blocks.add(call.header, {call.arguments, call.header.size - sizeof(call.header)});
   });
-  if (calls == 0) throw Error(recording.path().string() + ": there is no call to cut");
   blocks.write(recording, file);
   return calls;
 }

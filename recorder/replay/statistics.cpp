@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "motion/csv/printable.h"
 #include "recorder/replay/words.h"
@@ -31,16 +32,24 @@ std::string in_microseconds(double ns) {
   return fmt::format("{:>8.{}f}", us, us < 10 ? 2 : us < 100 ? 1 : 0);
 }
 
-/// How fast a recording has grown; 2^20 bytes are a megabyte, as KORVEL_RECORD_LIMIT counts them.
-double megabytes_per_minute(const RecordingFile& recording) {
+/// Returns how fast a recording has grown; 2^20 bytes are a megabyte, as KORVEL_RECORD_LIMIT counts them. Each object
+/// has at least one block, which says nothing of how fast a short recording would grow.
+std::optional<double> megabytes_per_minute(const RecordingFile& recording) {
+  constexpr double shortest = 10;  // [s]
   constexpr double megabytes = static_cast<double>(recording::block_size) / (1 << 20);
-  return static_cast<double>(recording.last_block()) * megabytes / std::max(recording.duration(), 1e-3) * 60;
+  if (recording.duration() < shortest) return {};
+  return static_cast<double>(recording.last_block()) * megabytes / recording.duration() * 60;
 }
 
 }  // namespace
 
 void Statistics::Durations::add(double seconds, const CallPosition& at) {
   if (times.add(std::llround(seconds * 1e9), at.offset)) longest_at = at;
+}
+
+void Statistics::Durations::add(const Durations& other) {
+  if (times.count() == 0 || other.times.largest().ns > times.largest().ns) longest_at = other.longest_at;
+  times.add(other.times);
 }
 
 std::string Statistics::Durations::row(const std::string& name) const {
@@ -75,9 +84,13 @@ void Statistics::remark(const std::string& what, const RecordedCall& call) {
 void Statistics::add(const RecordedCall& call, bool counts) {
   const Provenance::Followed followed = provenance_.follow(call);
   if (call.has(recording::restated)) return;
-  follow_cycle(objects_[call.header.object], call);
+  follow_cycle(objects_[call.header.object], call, counts);
+  if (call.is<&::destroy>()) {
+    end_cycles(objects_[call.header.object]);
+    objects_.erase(call.header.object);
+  }
   if (!counts) return;
-  if (calls_++ == 0) first_time_ = call.time;
+  ++calls_;
   ++calls_of_[call.header.object];
   lost_ += followed.lost;
   last_time_ = call.time;
@@ -87,34 +100,44 @@ void Statistics::add(const RecordedCall& call, bool counts) {
   look_at_order(call, followed.reads_early);
 }
 
-void Statistics::follow_cycle(Object& object, const RecordedCall& call) {
+void Statistics::follow_cycle(Object& object, const RecordedCall& call, bool counts) {
   if (call.operation.writes.meets(inputs)) {
+    Cycles& cycles = object.cycles[call.header.operation];
+    const Beginning& last = cycles.last;
+    if (cycles.count == 0) cycles.first = call.time;
     // Setting several joints one after the other begins one cycle.
-    std::vector<Beginning>& all = object.setters[call.header.operation];
-    const bool begins = all.empty() || object.computations > all.back().computations;
-    if (begins) all.push_back({call.position(), object.spent, object.computations});
+    if (cycles.count == 0 || object.computations > last.computations) {
+      if (last.counts) {
+        cycles.took.add(object.spent - last.spent, last.at);
+        cycles.periods.add(call.time - last.at.time, last.at);
+      }
+      ++cycles.count;
+      cycles.last = {call.position(), object.spent, object.computations, counts};
+    }
   }
   if (!call.operation.stages.empty()) ++object.computations;
   if (call.has_returned()) object.spent += call.took;
 }
 
-void Statistics::end() {
-  for (const auto& [number, object] : objects_) {
-    std::size_t most = 0;
-    for (const auto& [operation, all] : object.setters) most = std::max(most, all.size());
-    const std::vector<Beginning>* first = nullptr;
-    for (const auto& [operation, all] : object.setters) {
-      const bool is_earlier = first == nullptr || all.front().at.time < first->front().at.time;
-      if (all.size() * seldom >= most && is_earlier) first = &all;
-    }
-    for (std::size_t i = 0; first != nullptr && i < first->size(); ++i) {
-      const auto& [at, spent, computations] = (*first)[i];
-      if (at.time < first_time_) continue;
-      const bool is_last = i + 1 == first->size();
-      cycles_.add((is_last ? object.spent : (*first)[i + 1].spent) - spent, at);
-      if (!is_last) periods_.add((*first)[i + 1].at.time - at.time, at);
-    }
+void Statistics::end_cycles(Object& object) {
+  std::size_t most = 0;
+  for (const auto& [operation, cycles] : object.cycles) most = std::max(most, cycles.count);
+  std::pair<const std::uint16_t, Cycles>* first = nullptr;
+  for (auto& each : object.cycles) {
+    const bool is_earlier = first == nullptr || each.second.first < first->second.first;
+    if (each.second.count * seldom >= most && is_earlier) first = &each;
   }
+  if (first == nullptr) return;
+  auto& [operation, cycles] = *first;
+  if (cycles.last.counts) cycles.took.add(object.spent - cycles.last.spent, cycles.last.at);
+  if (cycles.took.times.count() == 0) return;
+  begin_with_.insert(recording::all_operations[operation].name);
+  cycles_.add(cycles.took);
+  periods_.add(cycles.periods);
+}
+
+void Statistics::end() {
+  for (auto& [number, object] : objects_) end_cycles(object);
   objects_.clear();
 }
 
@@ -139,7 +162,9 @@ std::string Statistics::text() const {
   std::string text = in_words(recording_);
   text += fmt::format("{} of {} up to {:.3f} s\n", counted(calls_, "call"), counted(calls_of_.size(), "object"),
                       last_time_);
-  text += fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", megabytes_per_minute(recording_));
+  if (const auto rate = megabytes_per_minute(recording_)) {
+    text += fmt::format("{:.1f} MB a minute, for the choice of KORVEL_RECORD_LIMIT\n", *rate);
+  }
   if (lost_ > 0) text += fmt::format("{} missing between the recorded ones, or before them\n", counted(lost_, "call"));
   for (const auto& [what, remark] : remarks_)
     text += fmt::format("{} {}; the first is\n  {}\n", remark.count, what, remark.first);
@@ -152,7 +177,7 @@ std::string Statistics::text() const {
     places += durations.place_of_longest(name);
   };
   for (std::size_t i = 0; i < took_.size(); ++i) add(took_[i], recording::all_operations[i].name);
-  if (cycles_.times.count() > 0) text += "\nA cycle begins with the setter that begins the first one.\n";
+  if (!begin_with_.empty()) text += fmt::format("\nA cycle begins with {}.\n", fmt::join(begin_with_, " or "));
   add(cycles_, "time of a cycle's calls");
   add(periods_, "from cycle to cycle");
   return text + places;
@@ -167,22 +192,18 @@ nlohmann::json Statistics::json() const {
   for (const auto& [what, remark] : remarks_) {
     remarks.push_back({{"what", what}, {"count", remark.count}, {"first", remark.first}});
   }
-  return {{"calls", calls_},
-          {"objects", calls_of_.size()},
-          {"seconds", last_time_},
-          {"missing", lost_},
-          {"megabytes_per_minute", megabytes_per_minute(recording_)},
-          {"remarks", remarks},
-          {"operations", operations},
-          {"cycle", cycles_.json()},
-          {"from_cycle_to_cycle", periods_.json()}};
+  nlohmann::json json{{"calls", calls_},         {"objects", calls_of_.size()},
+                      {"seconds", last_time_},   {"missing", lost_},
+                      {"remarks", remarks},      {"operations", operations},
+                      {"cycle", cycles_.json()}, {"from_cycle_to_cycle", periods_.json()}};
+  if (const auto rate = megabytes_per_minute(recording_)) json["megabytes_per_minute"] = *rate;
+  return json;
 }
 
-std::pair<std::uint32_t, std::size_t> Statistics::busiest_object() const {
+std::pair<std::uint32_t, std::size_t> Statistics::object(std::uint32_t number) const {
   const auto fewer = [](const auto& a, const auto& b) { return a.second < b.second; };
-  const auto most = std::max_element(calls_of_.begin(), calls_of_.end(), fewer);
-  if (most == calls_of_.end()) return {};
-  return *most;
+  const auto found = number != 0 ? calls_of_.find(number) : std::max_element(calls_of_.begin(), calls_of_.end(), fewer);
+  return found != calls_of_.end() ? *found : std::pair<const std::uint32_t, std::size_t>(number, 0);
 }
 
 }  // namespace korvel::host

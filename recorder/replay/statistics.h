@@ -3,9 +3,9 @@
 #include <array>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "host/timing/time_histogram.h"
 #include "recorder/replay/provenance.h"
@@ -24,8 +24,8 @@ class Statistics {
 
   std::string text() const;
   nlohmann::json json() const;
-  /// The object with the most calls, and how many it has; zeros if there is none.
-  std::pair<std::uint32_t, std::size_t> busiest_object() const;
+  /// Returns an object and how many calls it has: the one with this number, or, if it is 0, the one with most calls.
+  std::pair<std::uint32_t, std::size_t> object(std::uint32_t number) const;
 
  private:
   struct Durations {
@@ -33,20 +33,29 @@ class Statistics {
     CallPosition longest_at{};
 
     void add(double seconds, const CallPosition& at);
+    void add(const Durations& other);
     std::string row(const std::string& name) const;
     std::string place_of_longest(const std::string& name) const;
     nlohmann::json json() const;
   };
-  /// A call with which a cycle may begin, and what the object had done before.
+  /// A call with which a cycle begins, and what the object had done before.
   struct Beginning {
     CallPosition at;
     double spent;
     std::size_t computations;
+    bool counts;
+  };
+  /// The cycles of an object if they begin with one of its setters.
+  struct Cycles {
+    double first = 0;  ///< when the first one began
+    std::size_t count = 0;
+    Beginning last{};
+    Durations took, periods;  ///< of those that count
   };
   struct Object {
     double spent = 0;  ///< in calls
     std::size_t computations = 0;
-    std::map<std::uint16_t, std::vector<Beginning>> setters;  ///< by operation
+    std::map<std::uint16_t, Cycles> cycles;  ///< by the operation with which they begin
   };
   /// Something to look at, with its first place.
   struct Remark {
@@ -54,7 +63,9 @@ class Statistics {
     std::string first;
   };
 
-  static void follow_cycle(Object& object, const RecordedCall& call);
+  static void follow_cycle(Object& object, const RecordedCall& call, bool counts);
+  /// Chooses the setter with which the cycles of an object begin.
+  void end_cycles(Object& object);
   void remark(const std::string& what, const RecordedCall& call);
   void look_at_order(const RecordedCall& call, bool reads_early);
   void look_at_numbers(const RecordedCall& call);
@@ -63,11 +74,12 @@ class Statistics {
   Provenance provenance_;
   std::array<Durations, operation_count> took_;
   Durations cycles_, periods_;
+  std::set<std::string> begin_with_;  ///< the setters with which cycles begin
   std::map<std::uint32_t, Object> objects_;
   std::map<std::uint32_t, std::size_t> calls_of_;  ///< by object
   std::map<std::string, Remark> remarks_;
   std::size_t calls_ = 0, lost_ = 0;
-  double first_time_ = 0, last_time_ = 0;
+  double last_time_ = 0;
 };
 
 }  // namespace korvel::host

@@ -50,6 +50,7 @@ TEST_F(Part, HasTheCallsOfItsTimeAndReplaysWithoutADifference) {
                                                                          {"clones 100 4", ""}}) {
     SCOPED_TRACE(host);
     ASSERT_EQ(record(host, settings), 0);
+    stretch(recording());
     const std::vector<double> at = times(recording(), {0, 0.3, 0.55, 0.8, 1});
     for (std::size_t i = 0; i + 1 < at.size(); ++i) {
       const std::string window = fmt::format("--from {:.17g} --to {:.17g}", at[i], at[i + 1]);
@@ -94,7 +95,7 @@ TEST_F(Part, IsNotWrittenForTimesWithoutCallsOrWithoutADifference) {
   const double end = times(recording(), {1}).front();
   const std::string ends = fmt::format("the recording ends at {:.6f} s", end);
   const std::pair<const char*, std::string> cases[] = {
-      {"--from 1e9", recording().string() + ": no call from 1000000000 s to inf s: " + ends + "; choose other times"},
+      {"--from 1e9", recording().string() + ": no call after 1000000000 s: " + ends + "; choose other times"},
       {"--from -2 --to -1", "no call from -2 s to -1 s: " + ends},
       {"--from 1e-12 --to 2e-12", "no call from 1e-12 s to 2e-12 s: " + ends},
       {"--from 2 --to 1", "--from 2 --to 1: expected an end after the beginning"},
@@ -134,7 +135,8 @@ TEST_F(Part, OfSeveralRecordingsOneIsTaken) {
   }
   for (const auto& [option, written] : {std::pair("--results", "results.csv"), {"--csv", "motion.csv"}}) {
     const Outcome outcome = host(fmt::format("replay {} {} {}", all, option, written));
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.status, 2) << "as without the option";
+    EXPECT_NE(outcome.err.find("1 of 5 recordings are unusable\n"), std::string::npos) << outcome.err;
     EXPECT_NE(outcome.err.find(fmt::format("taking {} of 5 recordings: its object 1 has the most calls, {}\n",
                                            busiest.string(), most)),
               std::string::npos)
@@ -142,6 +144,41 @@ TEST_F(Part, OfSeveralRecordingsOneIsTaken) {
     EXPECT_EQ(columns_in(written).at("time").size(), 2002U) << "the computations of uneven";
   }
   EXPECT_EQ(host("replay text.rec text.rec --csv motion.csv").status, 2);
+}
+
+TEST_F(Part, OfSeveralRecordingsTheOneWithMostCallsOfTheChosenObjectIsTaken) {
+  ASSERT_EQ(record("clones 1 5"), 0);
+  const std::filesystem::path clones = recording();
+  ASSERT_EQ(record("motion 30"), 0);
+  std::string both;
+  for (const std::filesystem::path& file : recordings()) both += '\'' + file.string() + "' ";
+  for (const char* option : {"--csv motion.csv", "--results results.csv", "--cut part.rec --from 0"}) {
+    const Outcome outcome = host(fmt::format("replay {} {} --object 2", both, option));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.err.find("taking " + clones.string() + " of 2 recordings: its object 2 has the most calls, "),
+              std::string::npos)
+        << outcome.err;
+  }
+}
+
+// The first difference may be in any, and statistics of one would pass for those of all.
+TEST_F(Part, OfSeveralRecordingsNoDifferenceIsCutAndNoneIsCounted) {
+  for (const char* host : {"motion 9", "motion 3"}) ASSERT_EQ(record(host), 0);
+  std::string both;
+  for (const std::filesystem::path& file : recordings()) both += '\'' + file.string() + "' ";
+  const std::pair<const char*, const char*> cases[] = {
+      {"--cut x.rec", "--cut without --from or --to: expected one recording, found 2"},
+      {"--cut x.rec --csv x.csv", "--cut without --from or --to: expected one recording, found 2"},
+      {"--stats --cut x.rec --from 0", "--stats with --cut, --csv or --results: expected one recording, found 2"},
+      {"--stats --csv x.csv", "--stats with --cut, --csv or --results: expected one recording, found 2"},
+      {"--stats --results x.csv", "--stats with --cut, --csv or --results: expected one recording, found 2"}};
+  for (const auto& [options, words] : cases) {
+    const Outcome outcome = host(fmt::format("replay {} {}", both, options));
+    EXPECT_EQ(outcome.status, 2) << options;
+    EXPECT_NE(outcome.err.find(words), std::string::npos) << options << '\n' << outcome.err;
+    expect_one_line(outcome.err, options);
+    EXPECT_TRUE(files().empty()) << options;
+  }
 }
 
 }  // namespace

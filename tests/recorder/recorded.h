@@ -49,6 +49,20 @@ class Recorded : public CommandTest {
     return nlohmann::json::parse(outcome.out, nullptr, false)["recordings"][0];
   }
 
+  static constexpr int stretched = 100'000;
+  /// Makes a recording say that it lasted `stretched` times as long; the times of its calls stay.
+  static void stretch(const std::filesystem::path& file) {
+    std::string bytes = read(file);
+    recording::FileHeader header;
+    std::memcpy(&header, bytes.data(), sizeof(header));
+    header.last.ticks = header.start.ticks + (header.last.ticks - header.start.ticks) * stretched;
+    header.last.monotonic_ns =
+        header.start.monotonic_ns + (header.last.monotonic_ns - header.start.monotonic_ns) * stretched;
+    std::memcpy(bytes.data(), &header, sizeof(header));
+    seal(bytes);
+    write(file, bytes);
+  }
+
   TemporaryDirectory recordings_;
 };
 

@@ -137,6 +137,32 @@ void gaps(const Module& module) {
   }
 }
 
+/// Seven samples. Every other one has a number that is not finite; another setter sets it anew.
+void cured(const Module& module) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const System robot = module.create();
+  const auto sample = [&] {
+    robot->computeInverseDynamics();
+    usleep(1000);
+  };
+  robot->setJointAnglePos(3, nan);
+  sample();
+  robot->setJointAnglesPos(Eigen::ArrayXf::Zero(24));
+  sample();
+  robot->setExternalWrench(5, {nan, 0, 0, 0, 0, 0});
+  sample();
+  robot->setExternalWrench(5, {1, 0, 0, 0, 0, 0}, {});
+  sample();
+  robot->setJointAnglesVel(Eigen::ArrayXf::Constant(24, nan));
+  sample();
+  for (unsigned long j = 0; j < 24; ++j) robot->setJointAngleVel(j, 0);
+  robot->setExternalWrench(5, {0, 0, 0, 0, 0, 0});
+  sample();
+  const auto other = robot->clone();
+  other->setBodyInertia(7, 1, {nan, 0, 0}, Eigen::Matrix3f::Zero());
+  sample();
+}
+
 /// Three cycles, of which the second computes for long.
 void uneven(const Module& module) {
   const System robot = module.create();
@@ -217,6 +243,7 @@ int main(int argc, char** argv) {
   if (what == "mistakes") mistakes(module);
   if (what == "uneven") uneven(module);
   if (what == "gaps") gaps(module);
+  if (what == "cured") cured(module);
   if (what == "stages") stages(module, static_cast<unsigned long>(std::atol(argv[3])));
   if (what == "denormals") denormals(module);
   if (what == "root") root_motion(module);

@@ -58,11 +58,27 @@ TEST_F(Samples, NumbersThatAreNotFiniteAreGaps) {
   EXPECT_EQ(rows_of("motion.csv").size(), 1U + 6);
   const Outcome run = host("run motion.csv -o again.csv");
   EXPECT_EQ(run.status, 2);
-  EXPECT_NE(run.err.find("motion.csv:5: expected a finite single-precision number in column 'x', found 'inf'"),
+  EXPECT_NE(run.err.find("motion.csv:5: expected a finite single-precision number in column 'x', found 'nan'"),
             std::string::npos)
       << run.err;
   // The page has the gaps, too.
   EXPECT_EQ(host("report results.csv -o page.html").status, std::filesystem::exists(KORVEL_REPORT_PAGE) ? 0 : 2);
+}
+
+// A setter that has cured a number of another setter, or of an overload, is not to blame, nor is the cured one. What
+// all objects share may be set by any of them.
+TEST_F(Samples, AGapHasTheLastSetterOfItsNumber) {
+  ASSERT_EQ(record("cured"), 0);
+  ASSERT_EQ(replay(recording(), "--results results.csv").status, 0);
+  const nlohmann::json gaps = nlohmann::json::parse(read(directory_ / "results.json"))["gaps"];
+  std::vector<std::string> setters;
+  for (const nlohmann::json& gap : gaps) {
+    const std::string call = gap["call"];
+    setters.push_back(call.substr(0, call.find(',')));
+    EXPECT_EQ(gap["from"], gap["to"]);
+  }
+  EXPECT_EQ(setters,
+            (std::vector<std::string>{"setJointAnglePos", "setExternalWrench", "setJointAnglesVel", "setBodyInertia"}));
 }
 
 // In the world, about the origins of the bodies.
@@ -99,6 +115,25 @@ TEST_F(Samples, WrenchesThatAProgramSetAreColumns) {
   std::size_t applied = 0;
   for (const auto& [name, values] : columns) applied += name.find("_applied_") != std::string::npos ? 1U : 0U;
   EXPECT_EQ(applied, 12U) << "other bodies have none";
+}
+
+// A wrench that vanished before has no columns, neither of the times nor of the part that is cut from them.
+TEST_F(Samples, APartHasTheColumnsOfItsTimes) {
+  ASSERT_EQ(record("cured"), 0);
+  double vanished = 0;
+  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+    if (call.is<&Interface::clone>()) vanished = call.time;
+    return true;
+  });
+  const auto columns = [&](const std::filesystem::path& file, const std::string& options) {
+    EXPECT_EQ(replay(file, "--object 1 --results results.csv " + options).status, 0);
+    std::vector<std::string> names;
+    for (const auto& [name, values] : columns_in("results.csv")) names.push_back(name);
+    return names;
+  };
+  const std::string window = fmt::format("--from {:.17g}", vanished);
+  ASSERT_EQ(replay(recording(), "--cut part.rec " + window).status, 0);
+  EXPECT_EQ(columns("part.rec", ""), columns(recording(), window));
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 #include "motion/csv/csv_numbers.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <limits>
 
 namespace korvel::host {

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <fmt/format.h>
+
+#include <cmath>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -18,7 +22,17 @@ std::string_view without_plus(const std::string& field);
 double read_number(const std::filesystem::path& path, std::size_t line, const std::string& column,
                    const std::string& field);
 
-/// How results say that a number is not finite.
+/// Results have this text for a number that is not finite.
 inline constexpr std::string_view not_finite = "nan";
+
+/// Appends a number with as many digits as give the same value back, or `not_finite`.
+template <typename Number>
+void append_number(std::string& text, Number number) {
+  if (std::isfinite(number)) {
+    fmt::format_to(std::back_inserter(text), "{}", number);
+  } else {
+    text += not_finite;
+  }
+}
 
 }  // namespace korvel::host
