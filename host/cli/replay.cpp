@@ -149,14 +149,6 @@ std::string wrote_calls(std::size_t calls, const OutputPath& to) {
   return fmt::format("{}, ", counted(calls, "call")) + wrote(to.named);
 }
 
-/// Writes the calls of the window. Returns what there is to say.
-std::string write_part(const std::filesystem::path& path, const ReplayOptions& options, const OutputPath& to,
-                       nlohmann::json& json) {
-  const std::size_t calls = cut(path, options.module, options.window(), to);
-  json = {{"calls", calls}};
-  return wrote_calls(calls, to);
-}
-
 /// Writes the first difference, if there is one. Returns what there is to say.
 std::string write_difference(const std::filesystem::path& path, const ReplayOptions& options, const Playback& playback,
                              const OutputPath& to, nlohmann::json& json) {
@@ -198,7 +190,11 @@ bool replay_one(const std::filesystem::path& path, const ReplayOptions& options,
     if (csv) text += write_motion(recording, window, object, *csv);
     if (results) text += write_results(path, options, object, *results);
   }
-  if (options.cuts_part()) text += write_part(path, options, *cut_file, json["cut"]);
+  if (options.cuts_part()) {
+    const std::size_t calls = cut(path, options.module, window, *cut_file);
+    json["cut"] = {{"calls", calls}};
+    text += wrote_calls(calls, *cut_file);
+  }
   if (!options.compares()) return false;
   const Playback playback = play(path, options.module, window, options.verbose, show_place);
   text += playback.text;
