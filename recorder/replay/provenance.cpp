@@ -258,7 +258,8 @@ Provenance::Followed Provenance::follow(const RecordedCall& call) {
 
 std::vector<Provenance::Known> Provenance::known_objects() const {
   std::vector<Known> all;
-  for (const auto& [number, object] : objects_) {
+  for (const auto& entry : objects_) {
+    const Object& object = entry.second;
     bool is_known = !object.is_overlapped;
     const auto earlier = [](const Source& a, const Source& b) { return a->order < b->order; };
     std::set<Source, decltype(earlier)> setters(earlier);
@@ -268,7 +269,7 @@ std::vector<Provenance::Known> Provenance::known_objects() const {
         if (value.source) setters.insert(value.source);
       }
     });
-    if (is_known) all.push_back({number, object.next_call, {setters.begin(), setters.end()}});
+    if (is_known) all.push_back({entry.first, object.next_call, {setters.begin(), setters.end()}});
   }
   return all;
 }
