@@ -166,6 +166,7 @@ std::size_t write_window(const RecordingFile& recording, const Module& module, c
     calls += call.has(recording::restated) ? 0U : 1U;
     blocks.add(call.header, {call.arguments, call.header.size - sizeof(call.header)});
   });
+  if (!begun) throw none_in(recording, window, "call");
   blocks.write(recording, file);
   return calls;
 }
