@@ -52,8 +52,7 @@ TEST_F(StatisticsOfARecording, ACycleBeginsWithTheSetterThatBeginsTheFirstOne) {
   EXPECT_EQ(longest.substr(0, longest.find(',')), fmt::format("call {} of object 1", 2 + 3 * 6 + 1));
   EXPECT_GE(statistics["cycle"]["longest"].get<double>(),
             5000 * statistics["operations"]["computeFwdKinematics"]["p50"].get<double>() / 2);
-  EXPECT_NE(replay(recording(), "--stats").out.find("\nA cycle begins with setJointAnglesPos.\n"),
-            std::string::npos);
+  EXPECT_NE(replay(recording(), "--stats").out.find("\nA cycle begins with setJointAnglesPos.\n"), std::string::npos);
 }
 
 // Also where new blocks have replaced older ones. A short recording has whole blocks as well, and would seem to grow
