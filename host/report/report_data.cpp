@@ -28,8 +28,7 @@ using Names = std::vector<std::string>;
 /// Up to here every sample is in the page. Of more, half as many at least are: several for each pixel of a curve.
 constexpr std::size_t most_samples = 20000;
 
-/// What is only drawn is rounded, to 8 um where it is a place, because the last digits of a place take most of its
-/// room.
+/// Rounds a number that is only drawn, a place to 8 um: its last digits would take most of the room in the page.
 double rounded(double value) { return std::nearbyint(value * 0x1p17) / 0x1p17; }
 
 /// Reads the description beside results.

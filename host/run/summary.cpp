@@ -61,8 +61,9 @@ void Summary::add(const tesk::RigidBodySystem& system, double time, std::chrono:
       return use.kind == limit::lower ? value < static_cast<float>(than) : value > static_cast<float>(than);
     };
     if (samples_ == 0 || is_beyond(use.reached)) use.reached = static_cast<double>(value);
-    if (!is_beyond(use.limit)) continue;
-    if (use.samples++ == 0) use.first = time, ++exceeded_limits_;
+    if (!is_beyond(use.limit) || use.samples++ > 0) continue;
+    use.first = time;
+    ++exceeded_limits_;
   }
   const QZ::Math::Position3D& com = system.getComPosition();
   com_world_.extend(Eigen::Vector3f(com.x, com.y, com.z));

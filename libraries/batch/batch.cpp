@@ -158,9 +158,11 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
       batch->threads.for_each_stretch(n, [&](const Stretch& states) {
         for_each_tile(states, [&](const Stretch& tile) {
           PosesOfTile poses_root, poses_world;
-          kernels.kinematics(*call.masses, {0, tile.last - tile.first}, from(call.positions, tile.first),
-                             {poses_root.all(), poses_world.all(), from(wanted.com_root, tile.first),
-                              from(wanted.com_world, tile.first), from(wanted.jacobian, tile.first)});
+          kernels.kinematics(
+              *call.masses, {0, tile.last - tile.first}, from(call.positions, tile.first),
+              {has_data(wanted.poses_root) ? poses_root.all() : Output{},
+               has_data(wanted.poses_world) ? poses_world.all() : Output{}, from(wanted.com_root, tile.first),
+               from(wanted.com_world, tile.first), from(wanted.jacobian, tile.first)});
           poses_root.copy(bodies, wanted.poses_root, tile);
           poses_world.copy(bodies, wanted.poses_world, tile);
         });

@@ -81,7 +81,7 @@ class RecordingFile {
   bool header_damaged() const { return header_damaged_; }
   /// How many blocks of records there are.
   std::size_t blocks() const { return blocks_; }
-  /// How many there were, with those that were written over or cut off.
+  /// Returns how many there were, with those that were written over or cut off.
   std::uint64_t last_block() const { return std::max(last_block_, header_.last_block); }
 
   /// From the beginning to the last time at which the recorder has written [s].

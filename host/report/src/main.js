@@ -46,7 +46,7 @@ function showFacts({runs, other, time, origin, samples, shown, stride, joints, b
   parts.applied.hidden = !bodies.some(({applied}) => applied);
 }
 
-// What only a run on the ground has.
+// Shows the parts that only a run on the ground has.
 function addGround(page) {
   for (const part of document.querySelectorAll('.stands')) part.hidden = false;
   const charts = addGroundCharts(parts['ground-panels'], page);

@@ -119,7 +119,7 @@ export function addStanding({intervals: list, margins, flags}, page) {
     list.append(element('p', {}, ...title(), verdict.trim().replace(/\s+/g, ' ')), intervals(run, page));
     margins.append(...title(), ...tables.map((one) => table(one, run, page)));
   }
-  // What the ground cannot bear, on the time line.
+  // Marks the intervals that the ground cannot bear on the time line.
   watch([timeline.shift], () => flags.replaceChildren(...motion.runs.map((run) => {
     const place = (sample) => nearestSample(timeline.time, run.time[sample] + timeline.shiftOf(run));
     const spans = (run.standing?.spans ?? []).map(({first, last}) => ({first: place(first), last: place(last)}));

@@ -41,7 +41,8 @@ export function hull(points) {
   return sorted.length < 3 ? sorted : [...chain(sorted), ...chain(sorted.reverse())];
 }
 
-// What the soles in contact span on the ground: the corners that are hardly above the lowest one of their sole.
+// Returns the support polygon, which the soles in contact span: by the corners that are hardly above the lowest one of
+// their sole.
 export function supportPolygon({bodies, standing: {soles, level}}, sample) {
   return hull(soles.filter(({contact}) => contact[sample]).flatMap((sole) => {
     const corners = cornersAt({bodies}, sole, sample);

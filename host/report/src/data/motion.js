@@ -5,7 +5,7 @@ import {findLimbs} from './limbs.js';
 import {extent, nearestSample, text} from './numbers.js';
 
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
-const small = 0.01;         // of the largest torque: joints below it are folded away
+const small = 0.01;         // joints below this share of the largest torque are folded away
 
 // The curves of a joint, with their units.
 export const kinds = {torque: 'N m', angle: 'rad', speed: 'rad/s', power: 'W'};
@@ -67,7 +67,7 @@ async function readColumns({columns, curves, stride, time}) {
   };
 }
 
-// What the ground does: of each sole its curve and its contacts, and the spans of samples that cannot be borne and of
+// Reads what the ground does: the curve and the contacts of each sole, the spans of samples that cannot be borne and
 // those in flight.
 function readStanding({soles, level, margin, residual, feasible, zmp}, columns) {
   const all = soles.map(({load, contact, shear, pressure, orientation, ...sole}) => {

@@ -9,7 +9,7 @@ export const text = (value, digits = 4) =>
 
 export const signed = (value) => (value < 0 ? '−' : '+') + text(Math.abs(value));
 
-// As the summary of `run` rounds: {:.3g}.
+// Rounds as the summary of `run` does: {:.3g}.
 export const three = (value) => String(Number(value.toPrecision(3)));
 
 export const whole = (value) => value.toLocaleString('en');

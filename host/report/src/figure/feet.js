@@ -1,4 +1,5 @@
-// What the ground does to the robot: what its soles span, the forces on them, the zero moment point and its trace.
+// Draws what the ground does to the robot: the support polygon, the forces on the soles, the zero moment point and its
+// trace.
 import {BufferGeometry, DoubleSide, Group, LineBasicMaterial, Mesh, MeshBasicMaterial, Vector3} from 'three';
 import {colour} from '../colours.js';
 import {forceAt, supportPolygon} from '../data/contact.js';

@@ -174,7 +174,7 @@ function makeFigure(stage, page) {
     tabindex: 0,
     'aria-label': 'The robot at the time shown: arrows turn it, plus and minus zoom',
   });
-  // What was drawn is kept for the printer.
+  // The printer needs the drawing after it was shown.
   const context = canvas.getContext('webgl2', {antialias: true, alpha: true, preserveDrawingBuffer: true});
   if (!context) return null;
   const place = stage.appendChild(element('div', {class: 'scene'}, canvas));
