@@ -88,7 +88,7 @@ constexpr Matrix3T<Scalar> rotated_back(const RotationMatrixAboutZT<Scalar>& R, 
           R.applyTransposed(T.column2)};
 }
 
-/// From B to A: T turned, and [r]x [Q]x added, where [a]x [b]x = b a^T - (a b) 1.
+/// Transforms from B to A: turns T and adds [r]x [Q]x, where [a]x [b]x = b a^T - (a b) 1.
 template <typename R, typename Translation>
 constexpr auto applyInv(const TransformT<R, Translation>& X, const VelocityProductT<typename R::Scalar>& C) noexcept {
   using Scalar = typename R::Scalar;
