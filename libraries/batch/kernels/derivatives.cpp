@@ -2,7 +2,6 @@
 
 #include "batch/kernels/derivatives.h"
 
-#include "batch/kernels/derivative_entries.h"
 #include "batch/kernels/dynamics.h"
 #include "metapod/algos/rnea_derivatives.h"
 
@@ -36,30 +35,19 @@ template <int n>
                                                                          motion.ddq, motion.external, results);
 }
 
-template <int n>
-void write_derivatives(const Block<n>& block, const Output& packed, const Output& dense, int count,
-                       const PackOf<n>* entries, const DerivativePlaces& places) noexcept {
-  if (packed.data != nullptr) write_numbers<n>(packed, block, 0, count, entries);
-  if (dense.data != nullptr) {
-    write_numbers_at<n>(dense, block, coordinate_count * coordinate_count, entries, places.of_entry[0].data());
-  }
-}
-
 template <>
-void derivatives<KORVEL_LANES>(const Masses& masses, const Stretch& states, const Input& q, const Input& dq,
-                               const Input& ddq, const Wrenches& wrenches, const DerivativeResults& wanted) noexcept {
+void derivatives<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
+                               const DerivativeResults& wanted) noexcept {
   constexpr int n = KORVEL_LANES;
-  MotionInLanes<n> motion(wrenches);
+  MotionInLanes<n> motion(given.wrenches);
   PackedDerivatives<n> results;
   results.position[position_entry_count] = results.velocity[velocity_entry_count] = PackOf<n>{};
   for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, q, dq, ddq);
+    motion.take(block, given);
     compute_derivatives<n>(masses, motion, results);
-    if (wanted.forces.data != nullptr) write_numbers<n>(wanted.forces, block, 0, coordinate_count, results.forces);
-    write_derivatives<n>(block, wanted.position_packed, wanted.position, position_entry_count, results.position,
-                         position_places);
-    write_derivatives<n>(block, wanted.velocity_packed, wanted.velocity, velocity_entry_count, results.velocity,
-                         velocity_places);
+    write_numbers<n>(wanted.forces, block, 0, coordinate_count, results.forces);
+    write_entries<n>(wanted.position_packed, wanted.position, block, results.position, position_places);
+    write_entries<n>(wanted.velocity_packed, wanted.velocity, block, results.velocity, velocity_places);
   });
 }
 

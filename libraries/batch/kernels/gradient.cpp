@@ -15,21 +15,18 @@ template <int n>
 }
 
 template <>
-void gradient<KORVEL_LANES>(const Masses& masses, const Stretch& states, const Input& q, const Input& dq,
-                            const Input& ddq, const Input& weights, const Wrenches& wrenches,
+void gradient<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
                             const GradientResults& wanted) noexcept {
   constexpr int n = KORVEL_LANES;
-  MotionInLanes<n> motion(wrenches);
-  PackOf<n> weights_in_lanes[coordinate_count];
+  MotionInLanes<n> motion(given.wrenches);
+  PackOf<n> weights[coordinate_count];
   PackOf<n> results[4][coordinate_count];
-  const Output* const outputs[]{&wanted.forces, &wanted.by_position, &wanted.by_velocity, &wanted.by_acceleration};
+  const Output outputs[]{wanted.forces, wanted.by_position, wanted.by_velocity, wanted.by_acceleration};
   for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, q, dq, ddq);
-    read_numbers<n, coordinate_count>(weights, block, weights_in_lanes);
-    compute_gradient<n>(masses, motion, weights_in_lanes, {results[0], results[1], results[2], results[3]});
-    for (int k = 0; k < 4; ++k) {
-      if (outputs[k]->data != nullptr) write_numbers<n>(*outputs[k], block, 0, coordinate_count, results[k]);
-    }
+    motion.take(block, given);
+    read_numbers<n, coordinate_count>(given.of_forces, block, weights);
+    compute_gradient<n>(masses, motion, weights, {results[0], results[1], results[2], results[3]});
+    for (int k = 0; k < 4; ++k) write_numbers<n>(outputs[k], block, 0, coordinate_count, results[k]);
   });
 }
 

@@ -7,6 +7,7 @@
 #include "batch/kernels/forward.h"
 #include "batch/kernels/kinematics.h"
 #include "batch/kernels/mass.h"
+#include "batch/kernels/momentum.h"
 #include "batch/kernels/sines.h"
 #include "batch/kernels/standing.h"
 
@@ -15,9 +16,9 @@ namespace korvel::batch {
 template <>
 const KernelSet& kernel_set<KORVEL_LANES>() noexcept {
   constexpr int n = KORVEL_LANES;
-  static constexpr KernelSet set{
-      n,           take_sines<n>,      kinematics<n>, mass<n>, dynamics<n>, stand<n>, derivatives<n>,
-      gradient<n>, forward_dynamics<n>};
+  static constexpr KernelSet set{n,           take_sines<n>,  kinematics<n>, mass<n>,
+                                 dynamics<n>, derivatives<n>, gradient<n>,   forward_dynamics<n>,
+                                 momentum<n>, points<n>,      stand<n>};
   return set;
 }
 

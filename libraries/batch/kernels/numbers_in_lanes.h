@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "batch/kernels/kernels.h"
+#include "batch/kernels/entries.h"
 #include "metapod/spatial/pack.h"
 #include "metapod/spatial/unrolled.h"
 
@@ -129,17 +129,22 @@ void write_packs(const Output& output, const Block<n>& block, std::ptrdiff_t fir
   }
 }
 
+/// Nothing without data.
 template <int n>
 [[gnu::noinline]] void write_numbers(const Output& output, const Block<n>& block, std::ptrdiff_t first, int count,
                                      const PackOf<n>* numbers) noexcept {
+  if (output.data == nullptr) return;
   write_packs(output, block, first, count, [numbers](int k) -> const PackOf<n>& { return numbers[k]; });
 }
 
-/// The numbers at these places.
-template <int n, typename Place>
-[[gnu::noinline]] void write_numbers_at(const Output& output, const Block<n>& block, int count,
-                                        const PackOf<n>* numbers, const Place* places) noexcept {
-  write_packs(output, block, 0, count, [=](int k) -> const PackOf<n>& { return numbers[places[k]]; });
+/// The entries of a matrix: those that are kept, and all of them, with a zero behind those that are kept.
+template <int n>
+[[gnu::noinline]] void write_entries(const Output& packed, const Output& dense, const Block<n>& block,
+                                     const PackOf<n>* entries, const EntryPlaces& places) noexcept {
+  write_numbers<n>(packed, block, 0, places.count, entries);
+  if (dense.data == nullptr) return;
+  write_packs(dense, block, 0, coordinate_count * coordinate_count,
+              [entries, of_entry = places.row(0)](int k) -> const PackOf<n>& { return entries[of_entry[k]]; });
 }
 
 }  // namespace korvel::batch
