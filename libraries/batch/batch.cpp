@@ -29,15 +29,14 @@ constexpr int pose_numbers = pose_size * body_count;
 constexpr int jacobian_numbers = 6 * coordinate_count;
 constexpr int matrix_numbers = coordinate_count * coordinate_count;
 
-/// The numbers of the bodies whose poses are wanted; empty for all.
-std::vector<int> checked_bodies(const korvel_batch_kinematics_results& results) {
-  if (results.bodies == nullptr) return {};
+/// How many poses of a state are wanted.
+int checked_body_count(const korvel_batch_kinematics_results& results) {
+  if (results.bodies == nullptr) return body_count;
   if (results.body_count < 1 || results.body_count > body_count) {
     refuse(KORVEL_BATCH_COUNT, "body_count is ", results.body_count, ": there may be 1 to ", body_count, " bodies");
   }
-  std::vector<int> bodies(results.bodies, results.bodies + results.body_count);
-  std::for_each(bodies.begin(), bodies.end(), require_body);
-  return bodies;
+  std::for_each(results.bodies, results.bodies + results.body_count, require_body);
+  return static_cast<int>(results.body_count);
 }
 
 korvel_batch_force_sums folded(const ForceSums& sums) noexcept {
@@ -153,21 +152,21 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
   return status_of([&] {
     Call call(batch, n, q);
     require_pointer(results, "results");
-    const std::vector<int> bodies = checked_bodies(*results);
-    const int numbers = bodies.empty() ? pose_numbers : pose_size * static_cast<int>(bodies.size());
+    const int* const bodies = results->bodies;
+    const int numbers = pose_size * checked_body_count(*results);
     const KinematicsResults wanted{call.output(&results->poses_root, "poses_root", numbers),
                                    call.output(&results->poses_world, "poses_world", numbers),
                                    call.output(&results->com_root, "com_root", 3),
                                    call.output(&results->com_world, "com_world", 3),
                                    call.output(&results->jacobian, "jacobian", jacobian_numbers)};
-    if (bodies.empty() && !is_beyond_caches(n, {{&wanted.poses_root, pose_numbers},
-                                                {&wanted.poses_world, pose_numbers},
-                                                {&wanted.jacobian, jacobian_numbers}})) {
+    if (bodies == nullptr && !is_beyond_caches(n, {{&wanted.poses_root, pose_numbers},
+                                                   {&wanted.poses_world, pose_numbers},
+                                                   {&wanted.jacobian, jacobian_numbers}})) {
       return call.run(&KernelSet::kinematics, wanted);
     }
     call.for_each_stretch([&](const Stretch& states) {
-      RowsInOrder<pose_numbers, pose_size> poses_root(wanted.poses_root, bodies);
-      RowsInOrder<pose_numbers, pose_size> poses_world(wanted.poses_world, bodies);
+      RowsInOrder<pose_numbers, pose_size> poses_root(wanted.poses_root, bodies, results->body_count);
+      RowsInOrder<pose_numbers, pose_size> poses_world(wanted.poses_world, bodies, results->body_count);
       RowsInOrder<jacobian_numbers> jacobian(wanted.jacobian);
       const KinematicsResults in_order{poses_root.room(), poses_world.room(), wanted.com_root, wanted.com_world,
                                        jacobian.room()};

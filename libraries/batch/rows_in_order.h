@@ -4,7 +4,6 @@
 #include <cstring>
 #include <initializer_list>
 #include <utility>
-#include <vector>
 
 #include "batch/kernels/kernels.h"
 
@@ -27,11 +26,12 @@ inline bool is_beyond_caches(std::ptrdiff_t n, std::initializer_list<std::pair<c
 template <int numbers, int part = numbers>
 class RowsInOrder {
  public:
-  /// The numbers of the wanted parts; empty for all of them, in their order.
-  explicit RowsInOrder(const Output& output, std::vector<int> parts = {})
+  /// The wanted parts stay the caller's; null for all of them, in their order.
+  explicit RowsInOrder(const Output& output, const int* parts = nullptr, std::ptrdiff_t part_count = 0) noexcept
       : to_(output),
-        parts_(std::move(parts)),
-        is_used_(output.data != nullptr && (!parts_.empty() || output.number == 1)) {}
+        parts_(parts),
+        part_count_(part_count),
+        is_used_(output.data != nullptr && (parts != nullptr || output.number == 1)) {}
 
   /// Where a kernel writes any tile.
   Output room() noexcept { return is_used_ ? Output{room_, numbers, 1, 0} : to_; }
@@ -39,20 +39,21 @@ class RowsInOrder {
     if (!is_used_) return;
     const std::ptrdiff_t count = tile.last - tile.first;
     // In one piece where there are no gaps: at its end alone a line of the cache is not whole.
-    const std::ptrdiff_t in_a_row = parts_.empty() && to_.state == numbers ? count : 1;
+    const std::ptrdiff_t in_a_row = parts_ == nullptr && to_.state == numbers ? count : 1;
     for (std::ptrdiff_t s = 0; s < count; s += in_a_row) {
       float* to = to_.of_state(tile.first + s);
       const float* from = room_ + s * numbers;
-      if (parts_.empty()) std::memcpy(to, from, static_cast<std::size_t>(in_a_row * numbers) * sizeof(float));
-      for (const int chosen : parts_) {
-        for (int k = 0; k < part; ++k, to += to_.number) *to = from[part * chosen + k];
+      if (parts_ == nullptr) std::memcpy(to, from, static_cast<std::size_t>(in_a_row * numbers) * sizeof(float));
+      for (std::ptrdiff_t i = 0; parts_ != nullptr && i < part_count_; ++i) {
+        for (int k = 0; k < part; ++k, to += to_.number) *to = from[part * parts_[i] + k];
       }
     }
   }
 
  private:
   Output to_;
-  std::vector<int> parts_;
+  const int* parts_;
+  std::ptrdiff_t part_count_;
   bool is_used_;
   alignas(64) float room_[static_cast<std::size_t>(tile_size * numbers)];
 };
