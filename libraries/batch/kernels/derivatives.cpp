@@ -7,11 +7,14 @@
 
 namespace korvel::batch {
 
+/// From column 3 on. In both matrices the entries of a row have the same order there.
 template <int n>
 struct RowOfEntries {
-  PackOf<n>& operator[](int column) const noexcept { return entries[places[column]]; }
+  PackOf<n>& position(int column) const noexcept { return positions[places[column]]; }
+  PackOf<n>& velocity(int column) const noexcept { return velocities[places[column]]; }
 
-  PackOf<n>* entries;
+  PackOf<n>* positions;
+  PackOf<n>* velocities;
   const std::uint16_t* places;
 };
 
@@ -19,8 +22,8 @@ struct RowOfEntries {
 template <int n>
 struct PackedDerivatives {
   PackOf<n>& force(int row) noexcept { return forces[row]; }
-  auto position_row(int row) noexcept { return RowOfEntries<n>{position, position_places.row(row)}; }
-  auto velocity_row(int row) noexcept { return RowOfEntries<n>{velocity, velocity_places.row(row)}; }
+  /// Up to its end, a row of velocities has three columns more than that of positions.
+  RowOfEntries<n> row(int row) noexcept { return {position, velocity + 3 * (row + 1), position_places.row(row)}; }
 
   PackOf<n> forces[coordinate_count];
   PackOf<n> position[position_entry_count + 1];
@@ -30,9 +33,7 @@ struct PackedDerivatives {
 template <int n>
 [[gnu::flatten]] void compute_derivatives(const Masses& masses, const MotionInLanes<n>& motion,
                                           PackedDerivatives<n>& results) noexcept {
-  const StatesInLanes<n> model(masses);
-  metapod::rnea_derivatives<StatesInLanes<n>, PackedDerivatives<n>>::run(model, motion.q, motion.angles, motion.dq,
-                                                                         motion.ddq, motion.external, results);
+  metapod::rnea_derivatives<StatesInLanes<n>, PackedDerivatives<n>>::run(StatesInLanes<n>(masses), motion, results);
 }
 
 template <>

@@ -9,9 +9,7 @@ namespace korvel::batch {
 template <int n>
 [[gnu::flatten]] void compute_gradient(const Masses& masses, const MotionInLanes<n>& motion, const PackOf<n>* weights,
                                        const typename metapod::rnea_gradient<StatesInLanes<n>>::Results& to) noexcept {
-  const StatesInLanes<n> model(masses);
-  metapod::rnea_gradient<StatesInLanes<n>>::run(model, motion.q, motion.angles, motion.dq, motion.ddq, weights,
-                                                motion.external, to);
+  metapod::rnea_gradient<StatesInLanes<n>>::run(StatesInLanes<n>(masses), motion, weights, to);
 }
 
 template <>
