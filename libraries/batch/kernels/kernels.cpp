@@ -2,13 +2,11 @@
 
 #include "batch/kernels/kernels.h"
 
-#include "batch/kernels/derivatives.h"
 #include "batch/kernels/dynamics.h"
 #include "batch/kernels/forward.h"
 #include "batch/kernels/kinematics.h"
 #include "batch/kernels/mass.h"
 #include "batch/kernels/momentum.h"
-#include "batch/kernels/sines.h"
 #include "batch/kernels/standing.h"
 
 namespace korvel::batch {

@@ -213,12 +213,14 @@ struct rnea_derivatives {
     internal::write_vector(root.f.f, &results.force(0));
     internal::write_vector(root.f.n, &results.force(3));
     Spatial::unrolled<3>([&](auto k) {
-      constexpr int column = static_cast<int>(decltype(k)::value);
-      const auto w_e = cross_unit<column>(w);
-      position_rows.write(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, cross_unit<column>(g)}, 3 + column);
-      velocity_rows.write(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, w_e}, column);
-      velocity_rows.write(
-          velocity_column<column>(root.C) + root.I.value * Spatial::MotionOf{w_e, cross_unit<column>(v)}, 3 + column);
+      constexpr int axis = static_cast<int>(decltype(k)::value);
+      const auto w_e = column<axis>(cross_matrix(w));
+      position_rows.write(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, column<axis>(cross_matrix(g))},
+                          3 + axis);
+      velocity_rows.write(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, w_e}, axis);
+      const Spatial::ForceT<Scalar> C_e{column<axis>(root.C.T),
+                                        Spatial::dense<Scalar>(column<axis>(cross_matrix(root.C.Q)))};
+      velocity_rows.write(C_e + root.I.value * Spatial::MotionOf{w_e, column<axis>(cross_matrix(v))}, 3 + axis);
     });
   }
 
@@ -239,26 +241,22 @@ struct rnea_derivatives {
     std::ptrdiff_t distance;
   };
 
-  /// x times the unit vector along axis k.
-  template <int k>
-  static auto cross_unit(const Spatial::Vector3T<Scalar>& x) noexcept {
+  /// [x]x, whose columns are x times the unit vectors.
+  static auto cross_matrix(const Spatial::Vector3T<Scalar>& x) noexcept {
     using Spatial::VectorOf;
     using Spatial::Zero;
-    if constexpr (k == 0) {
-      return VectorOf{Zero{}, x.z, -x.y};
-    } else if constexpr (k == 1) {
-      return VectorOf{-x.z, Zero{}, x.x};
-    } else {
-      return VectorOf{x.y, -x.x, Zero{}};
-    }
+    return Spatial::MatrixOf{VectorOf{Zero{}, x.z, -x.y}, VectorOf{-x.z, Zero{}, x.x}, VectorOf{x.y, -x.x, Zero{}}};
   }
 
-  /// C times the rotation about axis k.
-  template <int k>
-  static Spatial::ForceT<Scalar> velocity_column(const Spatial::VelocityProductT<Scalar>& C) noexcept {
-    const auto& T = C.T;
-    const auto& column = k == 0 ? T.column0 : k == 1 ? T.column1 : T.column2;
-    return {column, Spatial::dense<Scalar>(cross_unit<k>(C.Q))};
+  template <int k, typename Matrix>
+  static constexpr auto column(const Matrix& M) noexcept {
+    if constexpr (k == 0) {
+      return M.column0;
+    } else if constexpr (k == 1) {
+      return M.column1;
+    } else {
+      return M.column2;
+    }
   }
 };
 
