@@ -150,14 +150,12 @@ struct Matrices {
       : forces(static_cast<std::size_t>(n)), count(n), position(forces.size() * forces.size()), velocity(position) {}
 
   Dual& force(int row) { return forces[static_cast<std::size_t>(row)]; }
-  auto row(int row) {
-    struct Row {
-      Dual& position(int column) const { return positions[column]; }
-      Dual& velocity(int column) const { return velocities[column]; }
-      Dual *positions, *velocities;
-    };
-    return Row{position.data() + row * count, velocity.data() + row * count};
-  }
+  struct Row {
+    Dual& position(int column) const { return positions[column]; }
+    Dual& velocity(int column) const { return velocities[column]; }
+    Dual *positions, *velocities;
+  };
+  Row row(int row) { return {position.data() + row * count, velocity.data() + row * count}; }
 
   static Eigen::MatrixXd values(const std::vector<Dual>& numbers, Eigen::Index rows) {
     Eigen::MatrixXd matrix(rows, static_cast<Eigen::Index>(numbers.size()) / rows);
