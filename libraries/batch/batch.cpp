@@ -135,6 +135,8 @@ int korvel_batch_set_inertias(korvel_batch* batch, const float* numbers) {
 
 const char* korvel_batch_version(void) { return KORVEL_VERSION; }
 
+const char* korvel_batch_error(void) { return last_sentence; }
+
 const char* korvel_batch_body_name(int body) {
   return body < 0 || body >= body_count ? nullptr : Robot::bodies[body].name;
 }

@@ -13,20 +13,16 @@ struct PackedMass {
   void scatter(const Columns& block) noexcept {
     metapod::Spatial::unrolled<I::Joint::dof>([&](auto c) {
       metapod::Spatial::unrolled<J::Joint::dof>([&](auto r) {
-        constexpr int place = place_of<J::dof_index + static_cast<int>(decltype(r)::value),
-                                       I::dof_index + static_cast<int>(decltype(c)::value)>;
-        if constexpr (place < mass_entry_count) values[place] = block[c][r];
+        constexpr int row = J::dof_index + static_cast<int>(decltype(r)::value);
+        constexpr int column = I::dof_index + static_cast<int>(decltype(c)::value);
+        // Those below the diagonal are the same.
+        if constexpr (row <= column) values[places.of_entry[row][column]] = block[c][r];
       });
     });
   }
 
-  PackOf<n> values[mass_entry_count + 1];
-
- private:
-  /// Of an entry above the diagonal or on it; of those below nothing is kept.
   static constexpr EntryPlaces places = tabulated_places<true>();
-  template <int row, int column>
-  static constexpr int place_of = row <= column ? places.of_entry[row][column] : mass_entry_count;
+  PackOf<n> values[mass_entry_count + 1];
 };
 
 template <int n>

@@ -58,14 +58,12 @@ def by_euler(q: npt.ArrayLike, by_q: npt.ArrayLike) -> npt.NDArray[np.float64]:
     coordinates, derivatives = np.asarray(q, np.float64), np.array(by_q, np.float64)
     if derivatives.shape[-1:] != (_coordinates,) or derivatives.shape[:coordinates.ndim - 1] != coordinates.shape[:-1]:
         raise Error(f"by_q: expected dense derivatives of these states, found an array of shape {list(derivatives.shape)}")
-    roll, pitch = coordinates[..., 3], coordinates[..., 4]
+    axes = tuple(range(coordinates.ndim - 1, derivatives.ndim - 1))
+    roll, pitch = (np.expand_dims(coordinates[..., k], axes) for k in (3, 4))
     s3, c3, s4, c4 = np.sin(roll), np.cos(roll), np.sin(pitch), np.cos(pitch)
-    zero = np.zeros_like(s3)
-    rates = np.stack([np.stack([zero + 1, zero, -s4], -1), np.stack([zero, c3, s3 * c4], -1),
-                      np.stack([zero, -s3, c3 * c4], -1)], -2)
-    turns = derivatives[..., 3:6]
-    rates = rates.reshape(rates.shape[:-2] + (1,) * (turns.ndim - rates.ndim + 1) + (3, 3))
-    derivatives[..., 3:6] = (turns[..., None, :] @ rates)[..., 0, :]
+    x, y, z = np.moveaxis(derivatives[..., 3:6].copy(), -1, 0)
+    derivatives[..., 4] = c3 * y - s3 * z
+    derivatives[..., 5] = s3 * c4 * y + c3 * c4 * z - s4 * x
     return derivatives
 
 
