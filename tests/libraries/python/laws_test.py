@@ -9,7 +9,6 @@ from support import EPSILON, GRAVITY, HOST, np, random_states
 import korvel
 
 
-
 def described_bodies():
     return json.loads(subprocess.run([HOST, "info", "--json"], check=True, capture_output=True).stdout)["bodies"]
 
