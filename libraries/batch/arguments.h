@@ -19,8 +19,8 @@ Input checked_input(const korvel_batch_input* input, const char* name, std::ptrd
 /// Null, or without data, if it is not wanted.
 Output checked_output(const korvel_batch_output* output, const char* name, std::ptrdiff_t n, int count);
 
-/// The masses with rotor inertias, which must not be negative; null for none. They stay the caller's.
-Masses with_armature(const Masses& masses, const float* armature);
+/// The rotor inertias of all joints, which must not be negative; null for none.
+const float* checked_armature(const float* armature);
 
 std::vector<Wrench> checked_wrenches(const korvel_batch_wrench* wrenches, std::ptrdiff_t count, std::ptrdiff_t n);
 

@@ -38,11 +38,6 @@ struct VelocityProductT {
   }
 };
 
-template <typename Function, typename Scalar, typename... Others>
-constexpr auto map(const Function& f, const VelocityProductT<Scalar>& C, const Others&... others) noexcept {
-  return VelocityProductT<Scalar>(map(f, C.T, others.T...), map(f, C.Q, others.Q...));
-}
-
 template <typename Scalar>
 constexpr void put_in(VelocityProductT<Scalar>& to, const VelocityProductT<Scalar>& from) noexcept {
   put_in(to.T.column0, from.T.column0);

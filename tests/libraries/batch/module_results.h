@@ -27,23 +27,25 @@ struct Rows {
 
 /// States as arrays, wrenches on all bodies among them.
 struct States {
-  explicit States(std::ptrdiff_t n);
+  explicit States(std::ptrdiff_t n) : count(n) {}
 
   std::ptrdiff_t count;
-  Rows q, dq, ddq, wrenches;
+  Rows q{count, coordinates}, dq{count, coordinates}, ddq{count, coordinates}, wrenches{count, 6 * bodies};
   /// Of which the module makes the root's coordinates.
   std::vector<QZ::Math::Transform> root_poses;
 };
 
 /// What there is to compute of n states.
 struct Results {
-  explicit Results(std::ptrdiff_t n);
+  explicit Results(std::ptrdiff_t count) : n(count) {}
 
   std::array<const Rows*, 7> all() const {
     return {&poses_root, &poses_world, &com_root, &com_world, &jacobian, &mass, &forces};
   }
 
-  Rows poses_root, poses_world, com_root, com_world, jacobian, mass, forces;
+  std::ptrdiff_t n;
+  Rows poses_root{n, 12 * bodies}, poses_world{n, 12 * bodies}, com_root{n, 3}, com_world{n, 3};
+  Rows jacobian{n, 6 * coordinates}, mass{n, coordinates*coordinates}, forces{n, coordinates};
 };
 
 /// Random states; the root's coordinates are those that the module makes of its pose.
