@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "validator/allocations/allocations.h"
-#include "validator/real_time/real_time.h"
+#include "validator/core/check.h"
 
 namespace korvel::validate {
 
@@ -157,6 +157,8 @@ std::string needs_little_stack(const Subject& subject) {
   return fmt::format("at most {} bytes, by {}, bound {}", most, by, bound);
 }
 
+}  // namespace
+
 Checks side_effect_checks() {
   return {
       {"real-time.allocates-nothing", "No operation of a control cycle touches the heap.", allocates_nothing, 10s},
@@ -169,9 +171,5 @@ Checks side_effect_checks() {
        needs_little_stack, 10s},
   };
 }
-
-}  // namespace
-
-Checks real_time_checks() { return joined({side_effect_checks, fault_checks, floating_point_checks}); }
 
 }  // namespace korvel::validate
