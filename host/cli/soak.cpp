@@ -18,7 +18,6 @@
 #include "host/robot/json_text.h"
 #include "host/robot/module.h"
 #include "host/soak/control_loop.h"
-#include "host/soak/real_time.h"
 #include "motion/csv/printable.h"
 
 namespace korvel::host {
@@ -176,14 +175,8 @@ Examples:
   command->add_option_function<std::string>("--period", set_period, "Cycle period, such as 250us or 2.5ms")
       ->type_name("TIME")
       ->default_str("1ms");
-  command->add_option("--cycles", options->cycles, "Number of cycles")
-      ->check(whole_number(1, 1'000'000'000'000))
-      ->type_name("N")
-      ->capture_default_str();
-  command->add_option("--priority", options->priority, "SCHED_FIFO priority, 1 to 99")
-      ->check(whole_number(1, 99))
-      ->type_name("N")
-      ->capture_default_str();
+  add_number_option(*command, "--cycles", options->cycles, "Number of cycles", whole_number(1, 1'000'000'000'000));
+  add_number_option(*command, "--priority", options->priority, "SCHED_FIFO priority, 1 to 99", whole_number(1, 99));
   add_module_option(*command, options->module);
   command->add_flag("--json", options->json, "Print the results as JSON");
   command->callback([options] { soak(*options); });
