@@ -5,9 +5,9 @@
 #include <fcntl.h>
 #include <link.h>
 #include <sys/mman.h>
+#include <sys/sendfile.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -45,11 +45,8 @@ std::string absolute(const std::string& path) {
 void* open_copy(const std::string& path) {
   const int from = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   const int copy = memfd_create("korvel", MFD_CLOEXEC);
-  std::array<char, 1 << 16> bytes;
-  ssize_t n = from < 0 || copy < 0 ? -1 : 0;
-  while (n >= 0 && (n = read(from, bytes.data(), bytes.size())) > 0) {
-    if (::write(copy, bytes.data(), static_cast<std::size_t>(n)) != n) n = -1;
-  }
+  ssize_t n = 1;
+  while (n > 0) n = sendfile(copy, from, nullptr, 1 << 30);
   void* library = nullptr;
   if (n == 0) library = dlopen(("/proc/self/fd/" + std::to_string(copy)).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (from >= 0) close(from);
