@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <functional>
@@ -50,7 +49,7 @@ class Columns {
  public:
   explicit Columns(const std::filesystem::path& path) : path_(path) {}
 
-  bool has(const std::string& name) const { return std::find(header_.begin(), header_.end(), name) != header_.end(); }
+  bool has(const std::string& name) const { return index_in(header_, name).has_value(); }
   /// A column that is drawn as a curve, or must not be missed between the samples that are shown. Returns its index.
   Json curve(const std::string& name) { return added(curves_, name); }
   Json curves(const Names& names) {
@@ -112,12 +111,9 @@ class Columns {
   }
 
   std::size_t place_of(const std::string& name) const {
-    const auto found = std::find(header_.begin(), header_.end(), name);
-    if (found == header_.end()) {
-      throw error_at(path_, line_,
-                     fmt::format("expected the column '{:.40}' that 'korvel-host run' writes, found none", name));
-    }
-    return static_cast<std::size_t>(found - header_.begin());
+    if (const auto place = index_in(header_, name)) return *place;
+    throw error_at(path_, line_,
+                   fmt::format("expected the column '{:.40}' that 'korvel-host run' writes, found none", name));
   }
 
   void check_flags(const SampleRow& row) const {
@@ -172,7 +168,6 @@ void add_ground(Json& data, Columns& columns) {
   }
   const std::string feasible = columns_of(quantities::feasible).front();
   ground["margin"] = columns.curve(columns_of(quantities::margin).front());
-  ground["residual"] = columns.curve(columns_of(quantities::residual).front());
   ground["feasible"] = columns.curve(feasible);
   columns.require_flag(feasible);
   ground["zmp"] = columns.others(columns_of(quantities::zero_moment_point));
