@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <cmath>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>

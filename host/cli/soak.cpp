@@ -1,15 +1,13 @@
 #include <fmt/format.h>
+#include <re2/re2.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <string_view>
-#include <utility>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
@@ -39,14 +37,10 @@ volatile std::sig_atomic_t stop = 0;
 
 /// Reads a time with its unit. Throws what was expected instead.
 nanoseconds period_of(const std::string& text) {
-  constexpr std::pair<std::string_view, double> units[] = {{"us", 1e3}, {"ms", 1e6}, {"s", 1e9}};
   double value{};
-  const char* const end = text.data() + text.size();
-  const auto [number_end, status] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
-  for (const auto& [unit, nanoseconds_of_unit] : units) {
-    if (status != std::errc{} || std::string_view(number_end, static_cast<std::size_t>(end - number_end)) != unit)
-      continue;
-    const double ns = std::round(value * nanoseconds_of_unit);
+  std::string unit;
+  if (RE2::FullMatch(text, R"((\d+\.?\d*|\.\d+)(us|ms|s))", &value, &unit)) {
+    const double ns = std::round(value * (unit == "us" ? 1e3 : unit == "ms" ? 1e6 : 1e9));
     if (ns >= 1e4 && ns <= 1e9) return nanoseconds(static_cast<std::int64_t>(ns));
   }
   throw CLI::ValidationError(
