@@ -10,7 +10,6 @@
 #include <fmt/format.h>
 
 #include "bench/program.h"
-#include "bench/stand/recording.h"
 #include "bench/stand/simulation.h"
 
 namespace {

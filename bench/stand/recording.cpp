@@ -1,10 +1,8 @@
-#include "bench/stand/recording.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 
+#include "bench/stand/simulation.h"
 #include "motion/csv/samples.h"
 #include "motion/motion.h"
 
