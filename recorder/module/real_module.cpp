@@ -89,24 +89,16 @@ std::unique_ptr<tesk::RigidBodySystem> RealModule::create() const {
 }
 
 void RealModule::read_notes() {
-  struct Search {
-    RealModule& module;
-    const char* start;
-  };
   Dl_info info{};
   if (dladdr(reinterpret_cast<void*>(create_), &info) == 0) return;
-  Search search{*this, static_cast<const char*>(info.dli_fbase)};
-  const auto visit = [](dl_phdr_info* library, std::size_t, void* data) {
-    auto& [module, start] = *static_cast<Search*>(data);
-    if (library->dlpi_addr != reinterpret_cast<ElfW(Addr)>(start)) return 0;
-    for (int i = 0; i < library->dlpi_phnum; ++i) {
-      const ElfW(Phdr)& segment = library->dlpi_phdr[i];
-      const char* const notes = start + segment.p_vaddr;
-      if (segment.p_type == PT_NOTE) module.read_notes(notes, notes + segment.p_memsz);
-    }
-    return 1;
-  };
-  dl_iterate_phdr(visit, &search);
+  // The headers of a library are at the beginning of what is loaded.
+  const auto* const start = static_cast<const char*>(info.dli_fbase);
+  const auto& header = *reinterpret_cast<const ElfW(Ehdr)*>(start);
+  const auto* const segments = reinterpret_cast<const ElfW(Phdr)*>(start + header.e_phoff);
+  for (const ElfW(Phdr)* segment = segments; segment != segments + header.e_phnum; ++segment) {
+    const char* const notes = start + segment->p_vaddr;
+    if (segment->p_type == PT_NOTE) read_notes(notes, notes + segment->p_memsz);
+  }
 }
 
 void RealModule::read_notes(const char* at, const char* end) {
