@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <tuple>
 #include <type_traits>
 #include <vector>

@@ -5,7 +5,6 @@
 #include <boost/histogram/storage_adaptor.hpp>
 #include <cstdint>
 #include <tuple>
-#include <vector>
 
 namespace korvel::host {
 

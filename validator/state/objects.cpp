@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <limits>
 
 #include "validator/core/check.h"
