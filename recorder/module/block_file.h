@@ -4,8 +4,8 @@
 
 #include <array>
 #include <atomic>
+#include <boost/circular_buffer.hpp>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -116,8 +116,7 @@ class BlockFile {
   std::vector<Block> blocks_;
   std::vector<Block*> free_;  ///< where not all stay
   /// Indexes of a ring's finished blocks, the first one in front; memory is there for what has been written to.
-  std::unique_ptr<std::uint32_t[], void (*)(void*)> finished_;
-  std::size_t first_finished_ = 0, finished_count_ = 0;
+  boost::circular_buffer<std::uint32_t> finished_;
   recording::FileHeader* header_ = nullptr;
   int descriptor_ = -1;
   dev_t device_ = 0;  ///< with `inode_` what tells the file from others
