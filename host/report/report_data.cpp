@@ -50,19 +50,11 @@ class Columns {
   explicit Columns(const std::filesystem::path& path) : path_(path) {}
 
   bool has(const std::string& name) const { return index_in(header_, name).has_value(); }
-  /// A column that is drawn as a curve, or must not be missed between the samples that are shown. Returns its index.
-  Json curve(const std::string& name) { return added(curves_, name); }
-  Json curves(const Names& names) {
-    Json all = Json::array();
-    for (const std::string& name : names) all.push_back(curve(name));
-    return all;
-  }
+  /// Columns that are drawn as curves, or must not be missed between the samples that are shown. Returns their indexes.
+  Json curves(const Names& names) { return added(curves_, names); }
+  Json curve(const std::string& name) { return curves({name}).front(); }
   /// Columns that are shown otherwise. Returns their indexes, from 0 behind those of the curves.
-  Json others(const Names& names) {
-    Json all = Json::array();
-    for (const std::string& name : names) all.push_back(added(others_, name));
-    return all;
-  }
+  Json others(const Names& names) { return added(others_, names); }
   /// The column has only zeros and ones.
   void require_flag(const std::string& name) { flags_.emplace_back(name, place_of(name)); }
 
@@ -105,9 +97,13 @@ class Columns {
   }
 
  private:
-  Json added(std::vector<std::size_t>& places, const std::string& name) const {
-    places.push_back(place_of(name));
-    return places.size() - 1;
+  Json added(std::vector<std::size_t>& places, const Names& names) const {
+    Json indexes = Json::array();
+    for (const std::string& name : names) {
+      indexes.push_back(places.size());
+      places.push_back(place_of(name));
+    }
+    return indexes;
   }
 
   std::size_t place_of(const std::string& name) const {
