@@ -7,11 +7,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <iostream>
 #include <map>
-#include <stdexcept>
 
 #include "bench/peers/module_peer.h"
+#include "bench/program.h"
 
 namespace {
 
@@ -53,14 +52,15 @@ std::vector<bench::PeerEntry> chosen(const std::vector<std::string>& names) {
   return entries;
 }
 
-bool run(const std::string& module, const std::vector<std::string>& names) {
+bool run(const std::vector<std::string>& arguments) {
+  if (arguments.empty()) throw std::invalid_argument("expected MODULE [NAME]...");
   const bench::LoadedInstants states = bench::seeded_instants(state_count);
-  bench::ModulePeer reference(host::Module(module), states);
+  bench::ModulePeer reference(host::Module(arguments.front()), states);
   std::printf("| library, file |");
   for (const char* quantity : quantities) std::printf(" %s |", quantity);
   std::puts("\n| --- | --- | --- | --- | --- | --- | --- |");
   bool within = true;
-  for (const bench::PeerEntry& entry : chosen(names)) {
+  for (const bench::PeerEntry& entry : chosen({arguments.begin() + 1, arguments.end()})) {
     for (const std::string& format : entry.formats) {
       const auto peer = entry.read(states, bench::exported_robot(format));
       within = print_row(entry.name + ' ' + entry.version + ", " + format, *peer, reference) && within;
@@ -72,15 +72,4 @@ bool run(const std::string& module, const std::vector<std::string>& names) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  if (argc < 2) {
-    std::cerr << "korvel-cross-check MODULE [NAME]...\n";
-    return 2;
-  }
-  try {
-    return run(argv[1], {argv + 2, argv + argc}) ? 0 : 1;
-  } catch (const std::exception& error) {
-    std::cerr << "korvel-cross-check: " << error.what() << '\n';
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return korvel::bench::run_program(argc, argv, run); }

@@ -2,7 +2,6 @@
 ///
 ///   KORVEL_RECORD_TO=FOLDER korvel-record-bench [options of Google Benchmark]
 
-#include <filesystem>
 #include <thread>
 
 #include "bench/jobs.h"

@@ -24,45 +24,6 @@ class Hash {
   std::uint64_t value_ = 0xcbf29ce484222325U;
 };
 
-/// Everything that is computed for a state, and everything that an object shows after it.
-class Results {
- public:
-  explicit Results(tesk::RigidBodySystem& robot) : robot_(robot) {}
-
-  void add(unsigned long seed) {
-    compute(random_state(seed, robot_), robot_);
-    read_everything(robot_, shown_);
-    for (const float value : shown_) hash_.add(value);
-    for (unsigned long b = 0; b < robot_.getNbBodies(); ++b) {
-      add(robot_.computePartialComPositionInRoot(b));
-      add(robot_.getComPosition(b));
-    }
-    robot_.computePartialComJacobian(seed % robot_.getNbBodies(), J_);
-    for (const float value : J_.reshaped()) hash_.add(value);
-    add_framed_wrench(seed);
-  }
-
-  std::uint64_t hash() const noexcept { return hash_.value(); }
-
- private:
-  void add(const QZ::Math::Position3D& p) {
-    for (const float value : {p.x, p.y, p.z}) hash_.add(value);
-  }
-
-  void add_framed_wrench(unsigned long seed) {
-    const State other = random_state(seed + 1, robot_);
-    const unsigned long b = seed % robot_.getNbBodies();
-    robot_.setExternalWrench(b, other.wrench(b), other.root_pose());
-    robot_.computeInverseDynamics();
-    for (const float torque : robot_.getJointAnglesTorque()) hash_.add(torque);
-  }
-
-  tesk::RigidBodySystem& robot_;
-  Hash hash_;
-  std::vector<float> shown_;
-  tesk::RigidBodySystem::ComJacobian J_;
-};
-
 void set_random_inertias(tesk::RigidBodySystem& robot) {
   Random random(0);
   for (unsigned long b = 0; b < robot.getNbBodies(); ++b) {
@@ -78,11 +39,33 @@ void set_random_inertias(tesk::RigidBodySystem& robot) {
 }  // namespace
 
 std::uint64_t bit_hash(tesk::RigidBodySystem& robot) {
-  Results results(robot);
-  for (unsigned long seed = 0; seed < 10000; ++seed) results.add(seed);
+  Hash hash;
+  std::vector<float> shown;
+  tesk::RigidBodySystem::ComJacobian J;
+  const auto add = [&](const QZ::Math::Position3D& p) {
+    for (const float value : {p.x, p.y, p.z}) hash.add(value);
+  };
+  // Everything that is computed for a state, and everything that an object shows after it.
+  const auto add_state = [&](unsigned long seed) {
+    compute(random_state(seed, robot), robot);
+    read_everything(robot, shown);
+    for (const float value : shown) hash.add(value);
+    for (unsigned long b = 0; b < robot.getNbBodies(); ++b) {
+      add(robot.computePartialComPositionInRoot(b));
+      add(robot.getComPosition(b));
+    }
+    const unsigned long body = seed % robot.getNbBodies();
+    robot.computePartialComJacobian(body, J);
+    for (const float value : J.reshaped()) hash.add(value);
+    const State other = random_state(seed + 1, robot);
+    robot.setExternalWrench(body, other.wrench(body), other.root_pose());
+    robot.computeInverseDynamics();
+    for (const float torque : robot.getJointAnglesTorque()) hash.add(torque);
+  };
+  for (unsigned long seed = 0; seed < 10000; ++seed) add_state(seed);
   set_random_inertias(robot);
-  for (unsigned long seed = 0; seed < 100; ++seed) results.add(seed);
-  return results.hash();
+  for (unsigned long seed = 0; seed < 100; ++seed) add_state(seed);
+  return hash.value();
 }
 
 bool has_recorded_bits(const tesk::RigidBodySystem& robot) {

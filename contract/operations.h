@@ -3,9 +3,9 @@
 /// The operations of the interface, once. Their numbers, names, records, forwarders and calls by tests derive from
 /// here.
 
+#include <boost/callable_traits.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <tuple>
 #include <type_traits>
 #include <vector>
@@ -208,25 +208,16 @@ inline constexpr Operation operation_of = [] {
   return found ? Operation{number} : throw "the table has no such operation";
 }();
 
+template <typename Object, typename... Arguments>
+std::tuple<std::decay_t<Arguments>...> without_object(std::tuple<Object, Arguments...>*);
+
 /// The types in the declaration of a member function, without references.
-template <typename Method>
-struct Signature;
-template <typename Returned, typename... Arguments>
-struct Signature<Returned (Interface::*)(Arguments...)> {
-  using Result = std::decay_t<Returned>;
-  using Values = std::tuple<std::decay_t<Arguments>...>;
-  static constexpr bool is_noexcept = false;
-};
-template <typename Returned, typename... Arguments>
-struct Signature<Returned (Interface::*)(Arguments...) const> : Signature<Returned (Interface::*)(Arguments...)> {};
-template <typename Returned, typename... Arguments>
-struct Signature<Returned (Interface::*)(Arguments...) noexcept> : Signature<Returned (Interface::*)(Arguments...)> {
-  static constexpr bool is_noexcept = true;
-};
-template <typename Returned, typename... Arguments>
-struct Signature<Returned (Interface::*)(Arguments...) const noexcept>
-    : Signature<Returned (Interface::*)(Arguments...) noexcept> {};
 template <auto method>
-using SignatureOf = Signature<std::decay_t<decltype(method)>>;
+struct SignatureOf {
+  using Method = std::decay_t<decltype(method)>;
+  using Result = std::decay_t<boost::callable_traits::return_type_t<Method>>;
+  using Values = decltype(without_object(static_cast<boost::callable_traits::args_t<Method>*>(nullptr)));
+  static constexpr bool is_noexcept = boost::callable_traits::is_noexcept_v<Method>;
+};
 
 }  // namespace korvel

@@ -7,11 +7,18 @@
 
 namespace korvel::validate {
 
+namespace {
+
+constexpr std::pair<int, Checks (*)()> groups[] = {
+    {1, loading_checks},        {2, answer_checks},      {2, object_checks},      {3, laws::positions},
+    {3, laws::dynamics},        {3, laws::known_bodies}, {4, side_effect_checks}, {4, fault_checks},
+    {4, floating_point_checks}, {5, fuzz_checks}};
+
+}  // namespace
+
 Checks all_checks() {
   Checks all;
-  int level = 0;
-  for (const auto& group : {loading_checks, state_checks, law_checks, real_time_checks, fuzz_checks}) {
-    ++level;
+  for (const auto& [level, group] : groups) {
     for (Check& check : group()) {
       if (check.level == 0) check.level = level;
       all.push_back(std::move(check));

@@ -9,9 +9,7 @@
 
 #include <fmt/format.h>
 
-#include <iostream>
-
-#include "bench/stand/recording.h"
+#include "bench/program.h"
 #include "bench/stand/simulation.h"
 
 namespace {
@@ -61,12 +59,15 @@ bool print_row(const std::string& name, const Recording& recording, const Played
   return as_expected && inverse.joints <= most_joint_torque;
 }
 
-bool run(const char* model_file, const std::vector<std::string>& files) {
-  const MujocoModel model = load_mujoco(model_file);
+bool run(const std::vector<std::string>& files) {
+  if (files.size() < 3 || files.size() % 2 == 0) {
+    throw std::invalid_argument("expected MODEL.xml [MOTION.csv RESULTS.csv]...");
+  }
+  const MujocoModel model = load_mujoco(files.front());
   bool as_expected = true;
-  for (std::size_t i = 0; i < files.size(); i += 2) {
+  for (std::size_t i = 1; i < files.size(); i += 2) {
     const Recording recording = read_recording(files[i], files[i + 1], joints_of(*model));
-    if (i == 0) print_head(recording);
+    if (i == 1) print_head(recording);
     const std::string name = std::filesystem::path(files[i]).stem();
     if (print_row(name, recording, play(*model, recording), compare_inverse(*model, recording))) continue;
     std::cerr << "korvel-stand: not as it should be: " << name << '\n';
@@ -77,15 +78,4 @@ bool run(const char* model_file, const std::vector<std::string>& files) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  if (argc < 4 || argc % 2 != 0) {
-    std::cerr << "korvel-stand MODEL.xml [MOTION.csv RESULTS.csv]...\n";
-    return 2;
-  }
-  try {
-    return run(argv[1], {argv + 2, argv + argc}) ? 0 : 1;
-  } catch (const std::exception& error) {
-    std::cerr << "korvel-stand: " << error.what() << '\n';
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return korvel::bench::run_program(argc, argv, run); }

@@ -1,10 +1,8 @@
-#include "bench/stand/recording.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
 
+#include "bench/stand/simulation.h"
 #include "motion/csv/samples.h"
 #include "motion/motion.h"
 
@@ -22,11 +20,11 @@ class Table {
 
   const host::Samples& samples() const { return samples_; }
   Eigen::Map<const Eigen::RowVectorXd> row(const std::string& name) const {
-    const auto found = std::find(samples_.names.begin(), samples_.names.end(), name);
-    if (found == samples_.names.end()) {
+    const auto place = host::index_in(samples_.names, name);
+    if (!place) {
       throw host::error_at(path_, 1, fmt::format("expected results of a run with soles, found no column '{}'", name));
     }
-    const auto& column = samples_.columns[static_cast<std::size_t>(found - samples_.names.begin())];
+    const auto& column = samples_.columns[*place];
     return {column.data(), static_cast<Eigen::Index>(column.size())};
   }
   /// The names of columns that end so, without the end.

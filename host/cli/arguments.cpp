@@ -49,7 +49,7 @@ void add_module_option(CLI::App& command, std::filesystem::path& module) {
 
 void add_jobs_option(CLI::App& command, unsigned& jobs, const char* help) {
   jobs = std::max(1U, std::thread::hardware_concurrency());
-  command.add_option("-j,--jobs", jobs, help)->check(whole_number(1, 64))->type_name("N")->capture_default_str();
+  add_number_option(command, "-j,--jobs", jobs, help, whole_number(1, 64));
 }
 
 void add_output_option(CLI::App& command, std::optional<std::filesystem::path>& output) {

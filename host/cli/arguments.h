@@ -18,10 +18,18 @@ CLI::Validator positive_number();
 /// A number within single precision.
 CLI::Validator any_number();
 
-/// Adds an option that names a file.
+/// Adds an option that names a file, which help calls by its type.
 template <typename Path>
-CLI::Option* add_file_option(CLI::App& command, const char* name, Path& file, const char* help) {
-  return command.add_option(name, file, help)->type_name("FILE");
+CLI::Option* add_file_option(CLI::App& command, const char* name, Path& file, const char* help,
+                             const char* type = "FILE") {
+  return command.add_option(name, file, help)->type_name(type);
+}
+
+/// Adds an option for a number that `check` accepts; help shows its default.
+template <typename Number>
+CLI::Option* add_number_option(CLI::App& command, const char* name, Number& number, const char* help,
+                               const CLI::Validator& check, const char* type = "N") {
+  return command.add_option(name, number, help)->check(check)->type_name(type)->capture_default_str();
 }
 
 /// Adds the option that names the module; `module` has the default and outlives the parsing.

@@ -20,9 +20,6 @@ inline constexpr AddCommand* commands[] = {add_info,   add_run,  add_report,  ad
 /// The command did its work and has already told of what it found wrong.
 class Findings : public std::exception {};
 
-/// A file that belongs to the executable: beside it as built, in the folder `installed` of the prefix as installed.
-std::filesystem::path own_file(const char* name, const char* installed);
-
 /// The module that is loaded unless another one is named: beside the executable as built, or as installed.
 std::filesystem::path default_module();
 

@@ -2,9 +2,9 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <re2/re2.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -23,37 +23,18 @@ void write_to(std::FILE* stream, std::string_view text, const char* name) {
   throw StreamError(fmt::format("cannot write to the standard {}: {}", name, std::generic_category().message(errno)));
 }
 
-constexpr struct {
-  std::string_view words;
-  const char* colour;
-} highlights[] = {
-    {"stays on its feet throughout\n", "32"},
-    {"the robot cannot stay on its feet", "1;31"},
-    {"stays within all", "32"},
-    {"exceeds limits", "1;31"},
-    {"no difference\n", "32"},
-    {"First difference", "1;31"},
-    {"FAIL", "1;31"},
+/// Patterns of a line's beginning or end, and their colours.
+constexpr std::pair<const char*, const char*> highlights[] = {
+    {"(?m)(stays on its feet throughout|no difference)$", "32"},
+    {"(?m)^(stays within all)", "32"},
+    {"(?m)^(the robot cannot stay on its feet|exceeds limits|First difference|FAIL)", "1;31"},
 };
 
-/// Colours these words where a line begins with them, or ends with them if they include its end.
-std::string coloured(const std::string& text) {
-  std::string result;
-  for (std::size_t start = 0; start < text.size();) {
-    const std::size_t end = std::min(text.find('\n', start), text.size() - 1) + 1;
-    std::string line = text.substr(start, end - start);
-    for (const auto& [words, colour] : highlights) {
-      const bool is_at_end = words.back() == '\n';
-      const std::size_t at = is_at_end ? line.size() - std::min(line.size(), words.size()) : 0;
-      if (line.compare(at, words.size(), words) != 0) continue;
-      line.insert(at + words.size() - (is_at_end ? 1 : 0), "\x1b[0m");
-      line.insert(at, fmt::format("\x1b[{}m", colour));
-      break;
-    }
-    result += line;
-    start = end;
+std::string coloured(std::string text) {
+  for (const auto& [words, colour] : highlights) {
+    RE2::GlobalReplace(&text, words, fmt::format("\x1b[{}m\\1\x1b[0m", colour));
   }
-  return result;
+  return text;
 }
 
 bool shows_colours() {

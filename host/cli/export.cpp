@@ -51,11 +51,10 @@ void add_export(CLI::App& app) {
   const auto options = std::make_shared<ExportOptions>();
   add_file_option(*command, "--urdf", options->urdf, "Write a model for ROS");
   CLI::Option* mjcf = add_file_option(*command, "--mjcf", options->mjcf, "Write a model for MuJoCo");
-  command->add_option("--soles", options->soles, "Put the MuJoCo model on a floor, with these soles")
-      ->type_name("SOLES")
+  add_file_option(*command, "--soles", options->soles, "Put the MuJoCo model on a floor, with these soles", "SOLES")
       ->needs(mjcf);
-  command->add_option("--limits", options->limits, "Give the joints these limits, and add motors to the MuJoCo model")
-      ->type_name("LIMITS");
+  add_file_option(*command, "--limits", options->limits,
+                  "Give the joints these limits, and add motors to the MuJoCo model", "LIMITS");
   add_module_option(*command, options->module);
   command->footer(
       "Examples:\n  korvel-host export --urdf robot.urdf --mjcf robot.xml\n"

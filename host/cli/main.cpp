@@ -4,12 +4,12 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
-#include "host/cli/help.h"
 #include "motion/csv/error.h"
 #include "motion/csv/names.h"
 
@@ -19,13 +19,14 @@ namespace {
 
 const char* const self = "/proc/self/exe";
 
-}  // namespace
-
+/// A file that belongs to the executable: beside it as built, in the folder `installed` of the prefix as installed.
 std::filesystem::path own_file(const char* name, const char* installed) {
   const std::filesystem::path directory = std::filesystem::read_symlink(self).parent_path();
   const std::filesystem::path built = directory / name;
   return std::filesystem::exists(built) ? built : directory.parent_path() / installed / name;
 }
+
+}  // namespace
 
 std::filesystem::path default_module() { return own_file("libkorvel.so", KORVEL_MODULE_DIRECTORY); }
 
@@ -56,17 +57,12 @@ int report(const std::string& line, int status) {
   return status;
 }
 
-std::vector<std::string> command_names(const CLI::App& app) {
+std::string unknown_command(const CLI::App& app, const std::string& name) {
   std::vector<std::string> names;
   for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
     names.push_back(each->get_name());
   }
-  return names;
-}
-
-std::string unknown_command(const CLI::App& app, const std::string& name) {
-  return fmt::format("unknown command '{:.40}'{}; see 'korvel-host --help'", name,
-                     did_you_mean(name, command_names(app)));
+  return fmt::format("unknown command '{:.40}'{}; see 'korvel-host --help'", name, did_you_mean(name, names));
 }
 
 /// Rewords the parser's errors about known options.
@@ -101,6 +97,41 @@ std::string words(const CLI::App& app, const CLI::ParseError& error) {
   }
   return chosen.empty() ? unknown_command(app, word) : fmt::format("{}unexpected argument '{:.40}'{}", of, word, help);
 }
+
+constexpr std::size_t help_width = 80;
+constexpr std::size_t description_column = 26;
+
+/// Breaks text at spaces into lines that fit beside the names of options.
+std::string wrapped(const std::string& text) {
+  std::istringstream words(text);
+  std::string lines;
+  std::size_t length = 0;
+  for (std::string word; words >> word; length += word.size() + 1) {
+    const bool breaks = length + word.size() > help_width - description_column;
+    if (length > 0) lines += breaks ? '\n' : ' ';
+    if (breaks) length = 0;
+    lines += word;
+  }
+  return lines;
+}
+
+/// Help of at most 80 columns: an option with its type, then its description and its default. Constraints of values
+/// stand in descriptions where users need them.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  HelpFormatter() {
+    column_width(description_column);
+    label("SUBCOMMAND", "COMMAND");
+  }
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string type = option->get_type_name();
+    return option->get_positional() || option->get_type_size() == 0 ? "" : " " + type.substr(0, type.find(':'));
+  }
+  std::string make_option_desc(const CLI::Option* option) const override {
+    const std::string standard = option->get_default_str();
+    return wrapped(option->get_description() + (standard.empty() ? "" : fmt::format(" (default: {})", standard)));
+  }
+};
 
 /// Adds `help COMMAND`, which shows what `COMMAND --help` does.
 void add_help(CLI::App& app) {

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <cmath>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -43,37 +42,19 @@ struct ReplayOptions {
   bool compares() const { return cut ? !cuts_part() : !(stats || takes_object()); }
 };
 
-/// Finds the intervals of samples with NaN or infinity.
-class Gaps {
- public:
-  void follow(const RecordedSample& sample, bool is_finite) {
-    if (!is_finite && !is_in_gap_) {
-      const NamedCall& call = sample.brought_by;
-      all_.push_back({sample.time, 0, fmt::format("{}, {}", call.operation, in_words(call.at))});
-    }
-    if (!is_finite) all_.back().to = sample.time;
-    is_in_gap_ = !is_finite;
-  }
-  std::string text() const {
-    if (all_.empty()) return {};
-    const auto& [from, to, call] = all_.front();
-    return fmt::format("NaN or infinity in {}; the first is from {:.6f} s to {:.6f} s, brought by\n  {}\n",
-                       counted(all_.size(), "gap"), from, to, call);
-  }
-  nlohmann::json json() const {
-    nlohmann::json all = nlohmann::json::array();
-    for (const auto& [from, to, call] : all_) all.push_back({{"from", from}, {"to", to}, {"call", call}});
-    return all;
-  }
+/// Says how many intervals of samples with NaN or infinity there are, and which call brought the first.
+std::string gaps_in_words(const nlohmann::json& gaps) {
+  if (gaps.empty()) return {};
+  const nlohmann::json& first = gaps.front();
+  return fmt::format("NaN or infinity in {}; the first is from {:.6f} s to {:.6f} s, brought by\n  {}\n",
+                     counted(gaps.size(), "gap"), first["from"].get<double>(), first["to"].get<double>(),
+                     first["call"].get<std::string>());
+}
 
- private:
-  struct Gap {
-    double from, to;  // [s]
-    std::string call;
-  };
-  std::vector<Gap> all_;
-  bool is_in_gap_ = false;
-};
+/// "9 rows, wrote FILE, 1.2 MB\n".
+std::string wrote_counted(std::size_t count, const char* noun, const std::filesystem::path& file) {
+  return fmt::format("{}, ", counted(count, noun)) + wrote(file);
+}
 
 std::string computation_of(std::uint32_t object) { return fmt::format("computation of object {}", object); }
 
@@ -98,7 +79,7 @@ std::string write_motion(const RecordingFile& recording, const Window& window, s
   write_last();
   if (rows == 0) throw none_in(recording, window, computation_of(object));
   file.commit();
-  return fmt::format("{}, ", counted(rows, "row")) + wrote(path.named);
+  return wrote_counted(rows, "row", path.named);
 }
 
 /// Writes the samples of an object as the module makes them, in a process of its own. Returns what there is to say.
@@ -108,9 +89,16 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
     const RecordingFile recording(path);
     ResultsFile file(to);
     const Module module(options.module);
-    Gaps gaps;
+    nlohmann::json gaps = nlohmann::json::array();
+    bool is_in_gap = false;
     const auto add = [&](const RecordedSample& sample) {
-      gaps.follow(sample, !file.add({*sample.robot, sample.time, nullptr, nullptr, &sample.wrenches}));
+      const bool is_finite = !file.add({*sample.robot, sample.time, nullptr, nullptr, &sample.wrenches});
+      const bool was_in_gap = std::exchange(is_in_gap, !is_finite);
+      if (is_finite) return;
+      const NamedCall& call = sample.brought_by;
+      const std::string words = fmt::format("{}, {}", call.operation, in_words(call.at));
+      if (!was_in_gap) gaps.push_back({{"from", sample.time}, {"call", words}});
+      gaps.back()["to"] = sample.time;
     };
     RecordedSamples samples(recording, object, module, options.window(), add);
     for_each_call(recording, options.window(), [&](const RecordedCall& call, bool) {
@@ -120,12 +108,12 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
     samples.end();
     if (samples.count() == 0) throw none_in(recording, options.window(), computation_of(object));
     nlohmann::json description = run_description(*make_system(module), nullptr);
-    description["gaps"] = gaps.json();
+    description["gaps"] = gaps;
     file.describe(description);
     file.commit();
     const std::string missing = fmt::format("; calls are missing in {}", counted(samples.gaps(), "place"));
     return fmt::format("{}{}, ", counted(samples.count(), "sample"), samples.gaps() > 0 ? missing : "") +
-           wrote(file.path()) + gaps.text();
+           wrote(file.path()) + gaps_in_words(gaps);
   });
   if (const Crash* crash = std::get_if<Crash>(&outcome)) {
     throw Error(fmt::format("{}: the module failed: {}: {}", path.string(), in_words(crash->call), crash->words));
@@ -145,10 +133,6 @@ Statistics statistics_of(const RecordingFile& recording, const Window& window, c
   return statistics;
 }
 
-std::string wrote_calls(std::size_t calls, const OutputPath& to) {
-  return fmt::format("{}, ", counted(calls, "call")) + wrote(to.named);
-}
-
 /// Writes the first difference, if there is one. Returns what there is to say.
 std::string write_difference(const std::filesystem::path& path, const ReplayOptions& options, const Playback& playback,
                              const OutputPath& to, nlohmann::json& json) {
@@ -160,7 +144,7 @@ std::string write_difference(const std::filesystem::path& path, const ReplayOpti
   // That the shorter one differs is a claim, too.
   const bool holds = play(to.named, options.module, {}).first.has_value();
   json = {{"calls", calls}, {"differs", holds}};
-  return wrote_calls(calls, to) +
+  return wrote_counted(calls, "call", to.named) +
          (holds ? "" : "the short recording shows no difference: something else must contribute to it\n");
 }
 
@@ -193,7 +177,7 @@ bool replay_one(const std::filesystem::path& path, const ReplayOptions& options,
   if (options.cuts_part()) {
     const std::size_t calls = cut(path, options.module, window, *cut_file);
     json["cut"] = {{"calls", calls}};
-    text += wrote_calls(calls, *cut_file);
+    text += wrote_counted(calls, "call", cut_file->named);
   }
   if (!options.compares()) return false;
   const Playback playback = play(path, options.module, window, options.verbose, show_place);
@@ -294,8 +278,8 @@ Examples:
   korvel-host replay fall.rec --cut part.rec --from 2.5 --to 4)");
   const auto options = std::make_shared<ReplayOptions>();
   command->add_option("RECORDING", options->recordings, "Recordings")->required();
-  command->add_option("--from", options->from, "Start comparing at this time [s]")->check(any_number())->type_name("T");
-  command->add_option("--to", options->to, "Stop replaying at this time [s]")->check(any_number())->type_name("T");
+  add_number_option(*command, "--from", options->from, "Start comparing at this time [s]", any_number(), "T");
+  add_number_option(*command, "--to", options->to, "Stop replaying at this time [s]", any_number(), "T");
   add_file_option(*command, "--cut", options->cut,
                   "Write a short recording that reproduces the first difference, or the part from --from to --to");
   command->add_flag("--stats", options->stats,
@@ -304,11 +288,10 @@ Examples:
                   "Write the positions that the program set, as a motion file for run");
   add_file_option(*command, "--results", options->results,
                   "Write the results the module computes from the recorded inputs, for report");
-  command
-      ->add_option("--object", options->object,
-                   "Object number for --csv and --results (default: the one with most calls)")
-      ->check(whole_number(1, std::numeric_limits<std::uint32_t>::max()))
-      ->type_name("N");
+  add_number_option(*command, "--object", options->object,
+                    "Object number for --csv and --results (default: the one with most calls)",
+                    whole_number(1, std::numeric_limits<std::uint32_t>::max()))
+      ->default_str("");
   command->add_flag("-v,--verbose", options->verbose, "Print every operation, not only those with a difference");
   command->add_flag("--json", options->json, "Print JSON");
   add_module_option(*command, options->module);

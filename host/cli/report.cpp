@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
 #include "host/process/output_file.h"
@@ -46,10 +47,9 @@ std::string script_text(const nlohmann::json& data) {
 
 void report(const ReportOptions& options) {
   Outputs outputs = outputs_beside(default_module());
-  for (const auto& results : {std::optional(options.results), options.other}) {
-    if (!results) continue;
-    outputs.keep(*results, "the results");
-    outputs.keep(description_path(*results), "the description of the results");
+  for (const std::filesystem::path& results : {options.results, options.other.value_or(options.results)}) {
+    outputs.keep(results, "the results");
+    outputs.keep(description_path(results), "the description of the results");
   }
   OutputFile page(outputs.claim(options.page));
   write_page(options.results, options.other, page);
@@ -94,7 +94,7 @@ Examples:
   const auto options = std::make_shared<ReportOptions>();
   command->add_option("RESULTS", options->results, "Results file of korvel-host run")->required();
   command->add_option("OTHER", options->other, "Second results file, drawn over the first");
-  command->add_option("-o,--output", options->page, "Write the page to this file")->type_name("PAGE")->required();
+  add_file_option(*command, "-o,--output", options->page, "Write the page to this file", "PAGE")->required();
   command->callback([options] { report(*options); });
 }
 

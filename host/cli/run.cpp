@@ -105,33 +105,29 @@ Examples:
   RunOptions* const options = &all->options;
   options->module = default_module();
   command->add_option("MOTION", options->motion_files, "Motion files")->required();
-  command
-      ->add_option("-o,--output", options->output,
-                   "Write the results to this file, or into this directory (default: MOTION-results.csv here)")
-      ->type_name("RESULTS");
-  command->add_option("--report", all->page, "Also write the report of the results to this page")->type_name("PAGE");
-  command
-      ->add_option("--cutoff", options->cutoff,
-                   "Low-pass filter the motion; half-power frequency in Hz. For measured or rounded data")
-      ->check(positive_number())
-      ->type_name("HZ");
-  command->add_option("--soles", options->soles, "Stand the robot on these soles")->type_name("SOLES");
-  command->add_option("--limits", options->limits, "Compare the joints with these limits")->type_name("LIMITS");
+  add_file_option(*command, "-o,--output", options->output,
+                  "Write the results to this file, or into this directory (default: MOTION-results.csv here)",
+                  "RESULTS");
+  add_file_option(*command, "--report", all->page, "Also write the report of the results to this page", "PAGE");
+  add_number_option(*command, "--cutoff", options->cutoff,
+                    "Low-pass filter the motion; half-power frequency in Hz. For measured or rounded data",
+                    positive_number(), "HZ");
+  add_file_option(*command, "--soles", options->soles, "Stand the robot on these soles", "SOLES");
+  add_file_option(*command, "--limits", options->limits, "Compare the joints with these limits", "LIMITS");
   CLI::Option* air = command->add_flag("--air", options->air, "Hold the robot by its torso, without ground contact");
   command
       ->add_flag("--root-from-feet", options->root_from_feet,
                  "For files of joint angles only: place the torso so that the supporting foot stays in place")
       ->excludes(air);
-  command->add_option("--ground", options->ground_height, "Set the height of the ground in the world [m]")
-      ->check(any_number())
-      ->type_name("Z")
+  add_number_option(*command, "--ground", options->ground_height, "Set the height of the ground in the world [m]",
+                    any_number(), "Z")
       ->default_str("0");
   contact::ContactBounds& bounds = options->bounds;
   for (const auto& [name, bound, help] :
        {std::tuple("--contact-height", &bounds.height, "Contact if the lowest corner is below this height [m]"),
         std::tuple("--contact-speed", &bounds.speed, "Contact if that corner is slower than this [m/s]"),
         std::tuple("--contact-time", &bounds.duration, "Ignore contacts and gaps shorter than this [s]")}) {
-    command->add_option(name, *bound, help)->check(positive_number())->type_name("X")->capture_default_str();
+    add_number_option(*command, name, *bound, help, positive_number(), "X");
   }
   command
       ->add_flag("--require-feasible", all->require_feasible,

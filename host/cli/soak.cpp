@@ -1,15 +1,13 @@
 #include <fmt/format.h>
+#include <re2/re2.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <string_view>
-#include <utility>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
@@ -18,7 +16,6 @@
 #include "host/robot/json_text.h"
 #include "host/robot/module.h"
 #include "host/soak/control_loop.h"
-#include "host/soak/real_time.h"
 #include "motion/csv/printable.h"
 
 namespace korvel::host {
@@ -40,14 +37,10 @@ volatile std::sig_atomic_t stop = 0;
 
 /// Reads a time with its unit. Throws what was expected instead.
 nanoseconds period_of(const std::string& text) {
-  constexpr std::pair<std::string_view, double> units[] = {{"us", 1e3}, {"ms", 1e6}, {"s", 1e9}};
   double value{};
-  const char* const end = text.data() + text.size();
-  const auto [number_end, status] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
-  for (const auto& [unit, nanoseconds_of_unit] : units) {
-    if (status != std::errc{} || std::string_view(number_end, static_cast<std::size_t>(end - number_end)) != unit)
-      continue;
-    const double ns = std::round(value * nanoseconds_of_unit);
+  std::string unit;
+  if (RE2::FullMatch(text, R"((\d+\.?\d*|\.\d+)(us|ms|s))", &value, &unit)) {
+    const double ns = std::round(value * (unit == "us" ? 1e3 : unit == "ms" ? 1e6 : 1e9));
     if (ns >= 1e4 && ns <= 1e9) return nanoseconds(static_cast<std::int64_t>(ns));
   }
   throw CLI::ValidationError(
@@ -176,14 +169,8 @@ Examples:
   command->add_option_function<std::string>("--period", set_period, "Cycle period, such as 250us or 2.5ms")
       ->type_name("TIME")
       ->default_str("1ms");
-  command->add_option("--cycles", options->cycles, "Number of cycles")
-      ->check(whole_number(1, 1'000'000'000'000))
-      ->type_name("N")
-      ->capture_default_str();
-  command->add_option("--priority", options->priority, "SCHED_FIFO priority, 1 to 99")
-      ->check(whole_number(1, 99))
-      ->type_name("N")
-      ->capture_default_str();
+  add_number_option(*command, "--cycles", options->cycles, "Number of cycles", whole_number(1, 1'000'000'000'000));
+  add_number_option(*command, "--priority", options->priority, "SCHED_FIFO priority, 1 to 99", whole_number(1, 99));
   add_module_option(*command, options->module);
   command->add_flag("--json", options->json, "Print the results as JSON");
   command->callback([options] { soak(*options); });

@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 #include <re2/re2.h>
 
+#include <array>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <memory>
@@ -24,6 +26,7 @@ namespace {
 
 using validate::Check;
 using validate::Checks;
+using validate::CheckVerdict;
 using validate::Outcome;
 
 struct ValidateOptions {
@@ -56,24 +59,20 @@ Checks chosen(const ValidateOptions& options) {
   return checks;
 }
 
-using validate::CheckVerdict;
-
-/// The words for people, and for programs.
-struct Words {
+/// By verdict the words for people, and for programs.
+constexpr struct {
   const char* text;
   const char* json;
-};
-Words words_of(CheckVerdict verdict) {
-  if (verdict == CheckVerdict::held) return {"pass", "held"};
-  return verdict == CheckVerdict::finding ? Words{"FAIL", "FINDING"} : Words{"skipped", "not possible"};
-}
+} words[] = {{"pass", "held"}, {"FAIL", "FINDING"}, {"skipped", "not possible"}};
+
+std::size_t place_of(CheckVerdict verdict) { return static_cast<std::size_t>(verdict); }
 
 nlohmann::json json_of(const Check& check) {
   return {{"id", check.id}, {"promise", check.promise}, {"level", check.level}};
 }
 
 std::string text_of(const Check& check, const Outcome& outcome, const ValidateOptions& options) {
-  std::string text = fmt::format("{:<8}{}\n", words_of(outcome.verdict).text, check.id);
+  std::string text = fmt::format("{:<8}{}\n", words[place_of(outcome.verdict)].text, check.id);
   if (!outcome.text.empty()) text += fmt::format("{:8}{}\n", "", printable(outcome.text));
   if (outcome.verdict == CheckVerdict::finding) {
     text += fmt::format("{:8}guarantee: {}\n{:8}rerun: korvel-host validate {} --level {} --only '^{}$' --seed {}\n",
@@ -83,14 +82,11 @@ std::string text_of(const Check& check, const Outcome& outcome, const ValidateOp
 }
 
 /// How many checks of a group, or of all, passed, failed and were skipped.
-struct Counts {
-  std::size_t passed = 0, failed = 0, skipped = 0;
+using Counts = std::array<std::size_t, std::size(words)>;
 
-  void add(CheckVerdict verdict) {
-    ++(verdict == CheckVerdict::held ? passed : verdict == CheckVerdict::finding ? failed : skipped);
-  }
-  std::string text() const { return fmt::format("{} passed, {} failed, {} skipped", passed, failed, skipped); }
-};
+std::string text_of(const Counts& counts) {
+  return fmt::format("{} passed, {} failed, {} skipped", counts[0], counts[1], counts[2]);
+}
 
 void list(const ValidateOptions& options, const Checks& checks, Destination& destination) {
   nlohmann::json all = nlohmann::json::array();
@@ -113,7 +109,7 @@ void validate_module(const ValidateOptions& options) {
     if (!options.json) destination.write_text(text);
   };
   const Identity module = identity(options.module);
-  Counts counts;
+  Counts counts{};
   std::map<std::string, Counts> groups;
   nlohmann::json outcomes = nlohmann::json::array();
   write_text(lines_of(module));
@@ -121,32 +117,32 @@ void validate_module(const ValidateOptions& options) {
   validate::validate(
       checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
       [&](const Check& check, const Outcome& outcome) {
-        counts.add(outcome.verdict);
+        ++counts[place_of(outcome.verdict)];
         progress.show(static_cast<double>(outcomes.size() + 1) / static_cast<double>(checks.size()));
-        groups[check.id.substr(0, check.id.find('.'))].add(outcome.verdict);
+        ++groups[check.id.substr(0, check.id.find('.'))][place_of(outcome.verdict)];
         if (options.verbose || outcome.verdict == CheckVerdict::finding) {
           progress.clear();
           write_text(text_of(check, outcome, options));
         }
         outcomes.push_back(json_of(check));
         outcomes.back().update(
-            {{"verdict", words_of(outcome.verdict).json}, {"text", outcome.text}, {"seconds", outcome.seconds}});
+            {{"verdict", words[place_of(outcome.verdict)].json}, {"text", outcome.text}, {"seconds", outcome.seconds}});
       });
   progress.clear();
-  for (const auto& [group, of_group] : groups) write_text(fmt::format("  {:<18}{}\n", group, of_group.text()));
-  write_text(fmt::format("{} checks: {} (seed {})\n", checks.size(), counts.text(), options.seed));
+  for (const auto& [group, of_group] : groups) write_text(fmt::format("  {:<18}{}\n", group, text_of(of_group)));
+  write_text(fmt::format("{} checks: {} (seed {})\n", checks.size(), text_of(counts), options.seed));
   const nlohmann::json all{{"module", options.module.string()},
                            {"version", module.version},
                            {"build_id", module.build_id},
                            {"seed", options.seed},
                            {"level", level_of(options)},
-                           {"held", counts.passed},
-                           {"findings", counts.failed},
-                           {"not_possible", counts.skipped},
+                           {"held", counts[0]},
+                           {"findings", counts[1]},
+                           {"not_possible", counts[2]},
                            {"checks", outcomes}};
   if (options.json) destination.write(json_text(all));
   destination.commit();
-  if (counts.failed > 0) throw Findings();
+  if (counts[1] > 0) throw Findings();
 }
 
 }  // namespace
@@ -164,16 +160,12 @@ Examples:
   const auto options = std::make_shared<ValidateOptions>();
   command->add_option("MODULE", options->module,
                       "Module to check (default: the libkorvel.so beside the tool, or else the installed one)");
-  command->add_option("--level", options->level, "Run the levels up to this one, 1 to 5")
-      ->check(whole_number(1, 5))
-      ->type_name("N")
+  add_number_option(*command, "--level", options->level, "Run the levels up to this one, 1 to 5", whole_number(1, 5))
       ->default_str("4");
   command->add_option("--only", options->only, "Run only checks whose id matches this regular expression")
       ->type_name("REGEX");
-  command->add_option("--seed", options->seed, "Seed of the random numbers")
-      ->type_name("N")
-      ->check(whole_number(0, std::numeric_limits<std::uint64_t>::max()))
-      ->capture_default_str();
+  add_number_option(*command, "--seed", options->seed, "Seed of the random numbers",
+                    whole_number(0, std::numeric_limits<std::uint64_t>::max()));
   add_jobs_option(*command, options->jobs, "Number of checks to run in parallel, 1 to 64");
   command->add_flag("-v,--verbose", options->verbose, "Print every check, not only those that failed");
   command->add_flag("--json", options->json, "Print the outcomes as JSON");

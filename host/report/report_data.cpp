@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <functional>
@@ -50,20 +49,12 @@ class Columns {
  public:
   explicit Columns(const std::filesystem::path& path) : path_(path) {}
 
-  bool has(const std::string& name) const { return std::find(header_.begin(), header_.end(), name) != header_.end(); }
-  /// A column that is drawn as a curve, or must not be missed between the samples that are shown. Returns its index.
-  Json curve(const std::string& name) { return added(curves_, name); }
-  Json curves(const Names& names) {
-    Json all = Json::array();
-    for (const std::string& name : names) all.push_back(curve(name));
-    return all;
-  }
+  bool has(const std::string& name) const { return index_in(header_, name).has_value(); }
+  /// Columns that are drawn as curves, or must not be missed between the samples that are shown. Returns their indexes.
+  Json curves(const Names& names) { return added(curves_, names); }
+  Json curve(const std::string& name) { return curves({name}).front(); }
   /// Columns that are shown otherwise. Returns their indexes, from 0 behind those of the curves.
-  Json others(const Names& names) {
-    Json all = Json::array();
-    for (const std::string& name : names) all.push_back(added(others_, name));
-    return all;
-  }
+  Json others(const Names& names) { return added(others_, names); }
   /// The column has only zeros and ones.
   void require_flag(const std::string& name) { flags_.emplace_back(name, place_of(name)); }
 
@@ -106,18 +97,19 @@ class Columns {
   }
 
  private:
-  Json added(std::vector<std::size_t>& places, const std::string& name) const {
-    places.push_back(place_of(name));
-    return places.size() - 1;
+  Json added(std::vector<std::size_t>& places, const Names& names) const {
+    Json indexes = Json::array();
+    for (const std::string& name : names) {
+      indexes.push_back(places.size());
+      places.push_back(place_of(name));
+    }
+    return indexes;
   }
 
   std::size_t place_of(const std::string& name) const {
-    const auto found = std::find(header_.begin(), header_.end(), name);
-    if (found == header_.end()) {
-      throw error_at(path_, line_,
-                     fmt::format("expected the column '{:.40}' that 'korvel-host run' writes, found none", name));
-    }
-    return static_cast<std::size_t>(found - header_.begin());
+    if (const auto place = index_in(header_, name)) return *place;
+    throw error_at(path_, line_,
+                   fmt::format("expected the column '{:.40}' that 'korvel-host run' writes, found none", name));
   }
 
   void check_flags(const SampleRow& row) const {
@@ -172,7 +164,6 @@ void add_ground(Json& data, Columns& columns) {
   }
   const std::string feasible = columns_of(quantities::feasible).front();
   ground["margin"] = columns.curve(columns_of(quantities::margin).front());
-  ground["residual"] = columns.curve(columns_of(quantities::residual).front());
   ground["feasible"] = columns.curve(feasible);
   columns.require_flag(feasible);
   ground["zmp"] = columns.others(columns_of(quantities::zero_moment_point));

@@ -14,12 +14,12 @@ namespace korvel::host {
 ///
 /// `gaps` of a recording are those of the description, and numbers in them may be NaN.
 ///
-/// `ground`, if there is one, has `zmp`, its `margin`, `residual` and `feasible`. Each of its `soles` has its `name`,
+/// `ground`, if there is one, has `zmp`, its `margin` and `feasible`. Each of its `soles` has its `name`,
 /// the vertical `load`, the horizontal `shear` and the `pressure` in the world, `contact`, and the `orientation` of its
 /// body, a quaternion from w on.
 ///
 /// Quantities that change over time are given by the index of their column. Those of joints, `com`, `margin`,
-/// `residual`, `load` and `feasible` are curves, of which there are `curves`. The packed columns have these first;
+/// `load` and `feasible` are curves, of which there are `curves`. The packed columns have these first;
 /// then, if samples are left out, the lowest values of each curve from each sample to before the next, and the highest;
 /// then the columns of all else, rounded to multiples of 2^-17, whose indexes begin at 0 again. Points in space are x,
 /// y and z [m].

@@ -4,7 +4,6 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "host/process/output_file.h"
 #include "host/run/columns.h"

@@ -1,19 +1,10 @@
 #include "host/timing/time_histogram.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <boost/histogram/make_histogram.hpp>
 #include <cmath>
 
 namespace korvel::host {
-
-std::string time_in_words(double ns) {
-  if (ns < 1e3) return fmt::format("{:.0f} ns", ns);
-  if (ns < 1e6) return fmt::format("{:.1f} us", ns / 1e3);
-  if (ns < 1e9) return fmt::format("{:.2f} ms", ns / 1e6);
-  return fmt::format("{:.2f} s", ns / 1e9);
-}
 
 TimeHistogram::TimeHistogram()
     : bins_(boost::histogram::make_histogram_with(

@@ -4,14 +4,9 @@
 #include <boost/histogram/histogram.hpp>
 #include <boost/histogram/storage_adaptor.hpp>
 #include <cstdint>
-#include <string>
 #include <tuple>
-#include <vector>
 
 namespace korvel::host {
-
-/// "250 ns", "1.5 us", "2.50 ms", "3.00 s".
-std::string time_in_words(double ns);
 
 /// How long many things took, each counted as one of `bins_per_decade` lengths per power of ten from 1 ns to 100 s, so
 /// that a percentile is at most 1 % too long. The longest is kept exactly.

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "motion/csv/csv_reader.h"
 #include "motion/csv/printable.h"
 #include "motion/spline.h"
 
@@ -21,23 +22,18 @@ double mean_step(const Motion& motion) {
   return steps > 0 ? motion.elapsed[steps] / static_cast<double>(steps) : 0;
 }
 
-bool has_column(const Motion& motion, const std::string& name) {
-  return std::find(motion.columns.begin(), motion.columns.end(), name) != motion.columns.end();
-}
-
 /// The joint of the other side, which differs in the first letter of its name; the joint itself if there is none.
 std::size_t twin_of(std::size_t joint, const Names& joint_names) {
   std::string name = joint_names[joint];
   name.front() = name.front() == 'L' ? 'R' : 'L';
-  const auto twin = std::find(joint_names.begin(), joint_names.end(), name);
-  return twin == joint_names.end() ? joint : static_cast<std::size_t>(twin - joint_names.begin());
+  return index_in(joint_names, name).value_or(joint);
 }
 
 /// Joints without a column, if joints of the same limb before and behind them have one, or if most of the limb and
 /// their twin of the other side have one. Motions may leave out the ends of limbs, and limbs that rest.
 void add_missing_joints(const Motion& motion, const Names& joint_names, const std::vector<int>& limbs, Names& doubts) {
   std::vector<bool> given;
-  for (const std::string& name : joint_names) given.push_back(has_column(motion, name));
+  for (const std::string& name : joint_names) given.push_back(index_in(motion.columns, name).has_value());
   Names missing;
   for (std::size_t j = 0; j < joint_names.size(); ++j) {
     std::size_t before = 0, behind = 0, all = 0;

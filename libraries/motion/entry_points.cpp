@@ -54,17 +54,13 @@ int status_of(const Work& work) noexcept {
 
 using Names = std::vector<std::string>;
 
-Names body_names() {
+/// A joint has the name of the body that it carries.
+Names body_names(std::size_t first = 0) {
   Names names;
   for (const auto& body : metapod::models::KorvelRobot::bodies) names.emplace_back(body.name);
-  return names;
+  return {names.begin() + static_cast<std::ptrdiff_t>(first), names.end()};
 }
-
-Names joint_names() {
-  Names names = body_names();
-  names.erase(names.begin());
-  return names;
-}
+Names joint_names() { return body_names(1); }
 
 static_assert(KORVEL_MOTION_COORDINATES == 6 + std::size(metapod::models::KorvelRobot::bodies) - 1);
 

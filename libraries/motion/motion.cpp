@@ -22,10 +22,6 @@ const Names position_names{"x", "y", "z"};
 const Names angle_names{"roll", "pitch", "yaw"};
 const Names quaternion_names{"qw", "qx", "qy", "qz"};
 
-bool contains(const Names& names, const std::string& name) {
-  return std::find(names.begin(), names.end(), name) != names.end();
-}
-
 const std::string contact_suffix = "_contact";
 
 /// The body whose contact with the ground a column gives; none for other columns.
@@ -40,15 +36,15 @@ std::optional<std::string> body_of_contact(const std::string& column) {
 void check_names(const std::filesystem::path& path, const CsvRow& header, const Names& joint_names,
                  const Names& soles) {
   const Names& fields = header.fields;
-  const auto has = [&](const std::string& name) { return contains(fields, name); };
+  const auto has = [&](const std::string& name) { return index_in(fields, name).has_value(); };
   Names known{"time"};
   for (const Names* names : {&position_names, &angle_names, &quaternion_names, &joint_names}) {
     known.insert(known.end(), names->begin(), names->end());
   }
   for (const std::string& field : fields) {
-    if (contains(known, field)) continue;
+    if (index_in(known, field)) continue;
     if (const std::optional<std::string> body = body_of_contact(field)) {
-      if (contains(soles, *body)) continue;
+      if (index_in(soles, *body)) continue;
       Names columns;
       for (const std::string& sole : soles) columns.push_back(sole + contact_suffix);
       throw error_at(path, header.line,
@@ -77,30 +73,22 @@ void check_names(const std::filesystem::path& path, const CsvRow& header, const 
 /// The columns of these names side by side, taken out of the samples one by one; zeros where there is none.
 Eigen::ArrayXXd take_columns(Samples& samples, const Names& names) {
   const auto count = static_cast<Eigen::Index>(samples.count());
-  Eigen::ArrayXXd result(count, static_cast<Eigen::Index>(names.size()));
+  Eigen::ArrayXXd result = Eigen::ArrayXXd::Zero(count, static_cast<Eigen::Index>(names.size()));
   for (std::size_t i = 0; i < names.size(); ++i) {
-    const auto name = std::find(samples.names.begin(), samples.names.end(), names[i]);
-    auto column = result.col(static_cast<Eigen::Index>(i));
-    if (name == samples.names.end()) {
-      column.setZero();
-      continue;
-    }
-    std::vector<double>& values = samples.columns[static_cast<std::size_t>(name - samples.names.begin())];
-    column = Eigen::Map<const Eigen::ArrayXd>(values.data(), count);
+    const auto place = index_in(samples.names, names[i]);
+    if (!place) continue;
+    std::vector<double>& values = samples.columns[*place];
+    result.col(static_cast<Eigen::Index>(i)) = Eigen::Map<const Eigen::ArrayXd>(values.data(), count);
     std::vector<double>().swap(values);
   }
   return result;
 }
 
-Eigen::Quaterniond rotation(double roll, double pitch, double yaw) {
+Eigen::Vector4d quaternion(double roll, double pitch, double yaw) {
   using Eigen::AngleAxisd;
   using Eigen::Vector3d;
-  return AngleAxisd(yaw, Vector3d::UnitZ()) * AngleAxisd(pitch, Vector3d::UnitY()) *
-         AngleAxisd(roll, Vector3d::UnitX());
-}
-
-Eigen::Vector4d quaternion(double roll, double pitch, double yaw) {
-  const Eigen::Quaterniond r = rotation(roll, pitch, yaw);
+  const Eigen::Quaterniond r =
+      AngleAxisd(yaw, Vector3d::UnitZ()) * AngleAxisd(pitch, Vector3d::UnitY()) * AngleAxisd(roll, Vector3d::UnitX());
   return {r.w(), r.x(), r.y(), r.z()};
 }
 
@@ -119,7 +107,7 @@ void make_continuous(Eigen::ArrayX4d& quaternions) {
 Eigen::ArrayX4d take_orientation(const std::filesystem::path& path, Samples& samples) {
   // Rounding to two decimals, or to single precision by way of a few products, leaves less.
   constexpr double tolerance = 0.02;
-  const bool by_quaternion = contains(samples.names, "qw");
+  const bool by_quaternion = index_in(samples.names, "qw").has_value();
   const Eigen::ArrayXXd given = take_columns(samples, by_quaternion ? quaternion_names : angle_names);
   Eigen::ArrayX4d result(given.rows(), 4);
   for (Eigen::Index s = 0; s < given.rows(); ++s) {
@@ -219,7 +207,7 @@ Motion motion_of(const Eigen::ArrayXd& time, const Eigen::ArrayXXd& coordinates)
 
 bool Motion::has_root() const {
   const auto is_root = [](const std::string& name) {
-    return contains(position_names, name) || contains(angle_names, name) || contains(quaternion_names, name);
+    return index_in(position_names, name) || index_in(angle_names, name) || index_in(quaternion_names, name);
   };
   return std::any_of(columns.begin(), columns.end(), is_root);
 }

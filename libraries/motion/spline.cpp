@@ -61,21 +61,22 @@ Spline::Spline(const ArrayXd& time, double penalty) : steps_(time.tail(time.size
   is_defined_ = system_.info() == Eigen::Success && (system_.vectorD().array() > 0).all();
 }
 
-Curve Spline::through(const ArrayXd& values) const {
-  const Index n = values.size();
-  Curve curve{values, ArrayXd::Zero(n), ArrayXd::Zero(n)};
-  auto& [g, dg, ddg] = curve;
-  if (n < 2) return curve;
+Curves Spline::through(const Eigen::ArrayXXd& values) const {
+  const Index n = values.rows();
+  const Eigen::ArrayXXd zero = Eigen::ArrayXXd::Zero(n, values.cols());
+  Curves curves{values, zero, zero};
+  auto& [g, dg, ddg] = curves;
+  if (n < 2) return curves;
   if (n > 2) {
-    ddg.segment(1, n - 2) = system_.solve(differences_ * values.matrix()).array();
-    g -= weights_ * (differences_.transpose() * ddg.segment(1, n - 2).matrix()).array();
-    ddg[0] = ddg[1];
-    ddg[n - 1] = ddg[n - 2];
+    ddg.middleRows(1, n - 2) = system_.solve(differences_ * values.matrix()).array();
+    g -= (differences_.transpose() * ddg.middleRows(1, n - 2).matrix()).array().colwise() * weights_;
+    ddg.row(0) = ddg.row(1);
+    ddg.row(n - 1) = ddg.row(n - 2);
   }
-  const ArrayXd slopes = (g.tail(n - 1) - g.head(n - 1)) / steps_;
-  dg.head(n - 1) = slopes - steps_ * (2 * ddg.head(n - 1) + ddg.tail(n - 1)) / 6;
-  dg[n - 1] = slopes[n - 2] + steps_[n - 2] * (ddg[n - 2] + 2 * ddg[n - 1]) / 6;
-  return curve;
+  const Eigen::ArrayXXd slopes = (g.bottomRows(n - 1) - g.topRows(n - 1)).colwise() / steps_;
+  dg.topRows(n - 1) = slopes - (2 * ddg.topRows(n - 1) + ddg.bottomRows(n - 1)).colwise() * steps_ / 6;
+  dg.row(n - 1) = slopes.row(n - 2) + steps_[n - 2] * (ddg.row(n - 2) + 2 * ddg.row(n - 1)) / 6;
+  return curves;
 }
 
 // The response falls by a factor e within the root of two times the fourth root of the penalty.

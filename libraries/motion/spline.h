@@ -5,11 +5,9 @@
 
 namespace korvel::host {
 
-/// A quantity over time at the samples, with its first and second derivative.
-struct Curve {
-  Eigen::ArrayXd value;
-  Eigen::ArrayXd first;
-  Eigen::ArrayXd second;
+/// Quantities over time, a row for each sample and a column for each quantity, with first and second derivatives.
+struct Curves {
+  Eigen::ArrayXXd value, first, second;
 };
 
 /// The penalised cubic spline of samples y_i at times t_i: of all cubic splines g, twice continuously differentiable,
@@ -37,8 +35,8 @@ class Spline {
   /// False where the steps differ so much that double precision does not define the spline.
   bool is_defined() const { return is_defined_; }
 
-  /// The spline of one value per sample. The spline is defined.
-  Curve through(const Eigen::ArrayXd& values) const;
+  /// The splines of the columns, which have one value per sample. The spline is defined.
+  Curves through(const Eigen::ArrayXXd& values) const;
 
  private:
   using Banded = Eigen::SparseMatrix<double>;

@@ -1,7 +1,6 @@
 #include "motion/trajectory.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -12,29 +11,10 @@ namespace korvel::host {
 
 namespace {
 
-/// The splines of some rows of a table's columns.
 template <int n>
-class Curves {
- public:
-  template <typename Table>
-  Curves(const Spline& spline, const Table& rows) {
-    for (Eigen::Index d = 0; d < n; ++d) curves_[static_cast<std::size_t>(d)] = spline.through(rows.col(d));
-  }
-
-  Moving<n> at(Eigen::Index row) const {
-    Moving<n> moving;
-    for (Eigen::Index d = 0; d < n; ++d) {
-      const Curve& curve = curves_[static_cast<std::size_t>(d)];
-      moving.value[d] = curve.value[row];
-      moving.first[d] = curve.first[row];
-      moving.second[d] = curve.second[row];
-    }
-    return moving;
-  }
-
- private:
-  std::array<Curve, std::size_t{n}> curves_;
-};
+Moving<n> moving(const Curves& curves, Eigen::Index row) {
+  return {curves.value.row(row).transpose(), curves.first.row(row).transpose(), curves.second.row(row).transpose()};
+}
 
 /// Long enough that what a piece needs of its neighbours is not much more than itself.
 Eigen::Index length_of_pieces(const Eigen::ArrayXd& elapsed, double reach) {
@@ -93,23 +73,18 @@ Trajectory::Piece Trajectory::piece(Eigen::Index first, Eigen::Index last) const
 
   Piece result;
   result.first = first;
-  const Curves<3> position(spline, motion_.position.middleRows(from, count));
-  const Curves<4> orientation(spline, motion_.orientation.middleRows(from, count));
+  const Curves position = spline.through(motion_.position.middleRows(from, count));
+  const Curves orientation = spline.through(motion_.orientation.middleRows(from, count));
   for (Eigen::Index row = first - from; row < last - from; ++row) {
-    result.root.push_back(root_motion(position.at(row), orientation.at(row)));
+    result.root.push_back(root_motion(moving<3>(position, row), moving<4>(orientation, row)));
   }
-  for (Eigen::ArrayXXf* table : {&result.pos, &result.vel, &result.acc}) {
-    table->resize(motion_.joints.cols(), last - first);
-  }
-  for (Eigen::Index j = 0; j < motion_.joints.cols(); ++j) {
-    const Curve curve = spline.through(motion_.joints.col(j).segment(from, count));
-    const auto row = [&](const Eigen::ArrayXd& values) {
-      return values.segment(first - from, last - first).cast<float>().transpose();
-    };
-    result.pos.row(j) = row(curve.value);
-    result.vel.row(j) = row(curve.first);
-    result.acc.row(j) = row(curve.second);
-  }
+  const Curves joints = spline.through(motion_.joints.middleRows(from, count));
+  const auto of_piece = [&](const Eigen::ArrayXXd& values) -> Eigen::ArrayXXf {
+    return values.middleRows(first - from, last - first).cast<float>().transpose();
+  };
+  result.pos = of_piece(joints.value);
+  result.vel = of_piece(joints.first);
+  result.acc = of_piece(joints.second);
   return result;
 }
 

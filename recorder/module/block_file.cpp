@@ -10,10 +10,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <new>
 #include <utility>
 
 #include "recorder/format/hash.h"
@@ -49,11 +47,7 @@ void save_folder(const char* folder) noexcept {
 }  // namespace
 
 BlockFile::BlockFile(std::uint64_t most_bytes)
-    : ring_(blocks_in(most_bytes)),
-      blocks_(ring_ == 0 ? most_blocks : std::min(ring_, most_blocks)),
-      finished_(static_cast<std::uint32_t*>(std::calloc(std::max<std::size_t>(ring_, 1), sizeof(std::uint32_t))),
-                std::free) {
-  if (!finished_) throw std::bad_alloc();
+    : ring_(blocks_in(most_bytes)), blocks_(ring_ == 0 ? most_blocks : std::min(ring_, most_blocks)), finished_(ring_) {
   if (all_stay()) return;
   for (Block& block : blocks_) free_.push_back(&block);
 }
@@ -136,8 +130,8 @@ Block* BlockFile::next() noexcept {
   if (descriptor() < 0) return nullptr;
   const bool is_new = (ring_ == 0 || made_ < ring_) && lengthen();
   // A file that can become no longer is a shorter ring.
-  if (!is_new && finished_count_ == 0) return nullptr;
-  const std::uint32_t index = is_new ? made_ + 1 : finished_[first_finished_];
+  if (!is_new && finished_.empty()) return nullptr;
+  const std::uint32_t index = is_new ? made_ + 1 : finished_.front();
   if (!all_stay() && free_.empty()) return nullptr;
   Block* block = all_stay() ? &blocks_[index - 1] : free_.back();
   if (!map(*block, index)) return nullptr;
@@ -145,8 +139,7 @@ Block* BlockFile::next() noexcept {
   if (is_new) {
     made_ = index;
   } else {
-    first_finished_ = (first_finished_ + 1) % ring_;
-    --finished_count_;
+    finished_.pop_front();
     --kept_count_;
   }
   return block;
@@ -209,7 +202,7 @@ void BlockFile::finish(Block& block) noexcept {
   // On its way to the disk: what a loss of power takes is what is younger.
   sync_file_range(descriptor(), offset_of(block.index), block_size, SYNC_FILE_RANGE_WRITE);
   block.state.store(Block::unused, std::memory_order_relaxed);
-  if (ring_ != 0) finished_[(first_finished_ + finished_count_++) % ring_] = block.index;
+  if (ring_ != 0) finished_.push_back(block.index);
   if (all_stay()) return;
   munmap(block.header, block_size);
   block.header = nullptr;

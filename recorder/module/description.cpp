@@ -1,5 +1,5 @@
-#include <algorithm>
 #include <array>
+#include <boost/locale/utf.hpp>
 #include <charconv>
 #include <cmath>
 #include <string_view>
@@ -10,28 +10,16 @@ namespace korvel::record {
 
 namespace {
 
-/// Returns how many bytes the UTF-8 character at the front of `text` has, 0 if there is none.
-std::size_t character_length(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned first = byte(0);
-  const std::size_t length = first < 0x80 ? 1 : first < 0xc2 ? 0 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
-  if (first >= 0xf5 || length > text.size()) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0U) != 0x80) return 0;
-  }
-  // Longer forms of characters that have a shorter one, halves of a pair, and numbers above the last character.
-  const bool is_wrong = (first == 0xe0 && byte(1) < 0xa0) || (first == 0xed && byte(1) >= 0xa0) ||
-                        (first == 0xf0 && byte(1) < 0x90) || (first == 0xf4 && byte(1) >= 0x90);
-  return is_wrong ? 0 : length;
-}
-
 /// The text as JSON. A byte that is not UTF-8 becomes the four characters `\xff`.
 std::string quoted(std::string_view text) {
   std::string result = "\"";
   while (!text.empty()) {
-    const std::size_t length = character_length(text);
+    auto end = text.begin();
+    const auto character = boost::locale::utf::utf_traits<char>::decode(end, text.end());
+    const bool is_utf8 = boost::locale::utf::is_valid_codepoint(character);
+    const std::size_t length = is_utf8 ? static_cast<std::size_t>(end - text.begin()) : 1;
     const auto first = static_cast<unsigned char>(text.front());
-    if (length == 0) {
+    if (!is_utf8) {
       result += "\\\\x" + hexadecimal(first, 2);
     } else if (first < ' ') {
       result += "\\u" + hexadecimal(first, 4);
@@ -39,7 +27,7 @@ std::string quoted(std::string_view text) {
       if (first == '"' || first == '\\') result += '\\';
       result += text.substr(0, length);
     }
-    text.remove_prefix(std::max<std::size_t>(length, 1));
+    text.remove_prefix(length);
   }
   return result + '"';
 }

@@ -4,7 +4,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <vector>
 
 #include "recorder/module/inputs.h"
 #include "recorder/module/real_module.h"

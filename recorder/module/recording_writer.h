@@ -3,7 +3,6 @@
 #include <pthread.h>
 #include <semaphore.h>
 
-#include <array>
 #include <atomic>
 #include <cstdint>
 #include <string>

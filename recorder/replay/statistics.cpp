@@ -15,7 +15,7 @@ namespace {
 
 using recording::NumberType;
 
-constexpr std::array shares{0.5, 0.9, 0.99, 0.999};
+constexpr std::pair<const char*, double> shares[] = {{"p50", 0.5}, {"p90", 0.9}, {"p99", 0.99}, {"p99.9", 0.999}};
 
 // With one of these a cycle begins.
 constexpr Resources inputs{Resource::root_pose, Resource::root_velocity, Resource::root_acceleration,
@@ -54,7 +54,7 @@ void Statistics::Durations::add(const Durations& other) {
 
 std::string Statistics::Durations::row(const std::string& name) const {
   std::string text = fmt::format("{:<31}{:>9}", name, times.count());
-  for (const double share : shares) text += in_microseconds(times.percentile(share));
+  for (const auto& [key, share] : shares) text += in_microseconds(times.percentile(share));
   return text + in_microseconds(static_cast<double>(times.largest().ns)) + '\n';
 }
 
@@ -64,14 +64,11 @@ std::string Statistics::Durations::place_of_longest(const std::string& name) con
 }
 
 nlohmann::json Statistics::Durations::json() const {
-  const auto seconds = [&](double share) { return times.percentile(share) * 1e-9; };
-  return {{"count", times.count()},
-          {"p50", seconds(0.5)},
-          {"p90", seconds(0.9)},
-          {"p99", seconds(0.99)},
-          {"p99.9", seconds(0.999)},
-          {"longest", static_cast<double>(times.largest().ns) * 1e-9},
-          {"longest_at", in_words(longest_at)}};
+  nlohmann::json all{{"count", times.count()},
+                     {"longest", static_cast<double>(times.largest().ns) * 1e-9},
+                     {"longest_at", in_words(longest_at)}};
+  for (const auto& [key, share] : shares) all[key] = times.percentile(share) * 1e-9;
+  return all;
 }
 
 Statistics::Statistics(const RecordingFile& recording) : recording_(recording), provenance_(recording) {}

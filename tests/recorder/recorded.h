@@ -24,6 +24,10 @@ class Recorded : public CommandTest {
     EXPECT_EQ(outcome.err, "");
     return outcome;
   }
+  /// The same in a shell that says what becomes of it, and may redirect what the host says.
+  Outcome shell_of_host(const std::string& arguments, const std::string& settings = "") const {
+    return shell(environment(settings) + fmt::format("'{}' '{}' {}", KORVEL_RECORDED_HOST, KORVEL_RECORDER, arguments));
+  }
   std::string environment(const std::string& settings) const {
     return fmt::format("export KORVEL_RECORD_TO='{}' {}; ", recordings_.path().string(), settings);
   }
@@ -66,12 +70,19 @@ class Recorded : public CommandTest {
   TemporaryDirectory recordings_;
 };
 
+template <typename Visit>
+void each_call(const std::filesystem::path& file, const Visit& visit) {
+  RecordingFile(file).for_each([&](const RecordedCall& call) {
+    visit(call);
+    return true;
+  });
+}
+
 /// How often each operation is in a file, what is restated left out.
 inline std::map<std::string, std::size_t> calls_in(const std::filesystem::path& file) {
   std::map<std::string, std::size_t> calls;
-  RecordingFile(file).for_each([&](const RecordedCall& call) {
+  each_call(file, [&](const RecordedCall& call) {
     if (!call.has(recording::restated)) ++calls[call.operation.name];
-    return true;
   });
   return calls;
 }

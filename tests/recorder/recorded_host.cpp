@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <thread>
 
 #include "recorder/format/denormals.h"
@@ -237,28 +238,28 @@ int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
   const Module module(argv[1]);
   const std::string what = argv[2];
+  using namespace korvel::recorded;
+  const std::map<std::string, void (*)(const Module&)> without_arguments{{"mistakes", mistakes},
+                                                                         {"uneven", uneven},
+                                                                         {"gaps", gaps},
+                                                                         {"cured", cured},
+                                                                         {"denormals", denormals},
+                                                                         {"root", root_motion},
+                                                                         {"not finite", not_finite},
+                                                                         {"daemon", as_a_daemon},
+                                                                         {"scarce", when_memory_is_scarce},
+                                                                         {"global", with_a_global_object},
+                                                                         {"crash", in_a_call}};
+  if (const auto found = without_arguments.find(what); found != without_arguments.end()) found->second(module);
   if (what == "operations") every_operation(module, static_cast<unsigned>(std::atoi(argv[3])));
   if (what == "cycles")
     cycles(module, argv[3], argc > 4 ? static_cast<std::uint64_t>(std::atoll(argv[4])) : ~std::uint64_t{0});
-  if (what == "mistakes") mistakes(module);
-  if (what == "uneven") uneven(module);
-  if (what == "gaps") gaps(module);
-  if (what == "cured") cured(module);
   if (what == "stages") stages(module, static_cast<unsigned long>(std::atol(argv[3])));
-  if (what == "denormals") denormals(module);
-  if (what == "root") root_motion(module);
-  if (what == "not finite") not_finite(module);
   if (what == "motion") motion(module, static_cast<unsigned long>(std::atol(argv[3])));
   if (what == "standing") standing(module, static_cast<unsigned long>(std::atol(argv[3])));
-  if (what == "daemon") korvel::recorded::as_a_daemon(module);
-  if (what == "overlapping") korvel::recorded::overlapping(module, std::atoi(argv[3]));
-  if (what == "clones") {
-    korvel::recorded::short_clones(module, static_cast<std::size_t>(std::atoi(argv[3])), std::atoi(argv[4]));
-  }
-  if (what == "scarce") korvel::recorded::when_memory_is_scarce(module);
-  if (what == "global") korvel::recorded::with_a_global_object(module);
-  if (what == "closing") korvel::recorded::closing_descriptors(module, argv[3]);
-  if (what == "exit") korvel::recorded::calling_at_exit(module, argv[3]);
-  if (what == "crash") korvel::recorded::in_a_call(module);
+  if (what == "overlapping") overlapping(module, std::atoi(argv[3]));
+  if (what == "clones") short_clones(module, static_cast<std::size_t>(std::atoi(argv[3])), std::atoi(argv[4]));
+  if (what == "closing") closing_descriptors(module, argv[3]);
+  if (what == "exit") calling_at_exit(module, argv[3]);
   return 0;
 }

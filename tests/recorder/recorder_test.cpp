@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <set>
 
 #include "contract/states.h"
 #include "host/robot/module.h"
@@ -27,9 +26,8 @@ class Recorder : public Recorded {
   }
   static std::uint32_t last_call(const std::filesystem::path& file) {
     std::uint32_t last = 0;
-    RecordingFile(file).for_each([&](const RecordedCall& call) {
+    each_call(file, [&](const RecordedCall& call) {
       if (call.header.object == 1) last = std::max(last, call.header.call);
-      return true;
     });
     return last;
   }
@@ -88,15 +86,13 @@ TEST_F(Recorder, EndsWhileObjectsAreThereAndThreadsCallThem) {
 
 TEST_F(Recorder, HasTheCallThatAProcessEndsIn) {
   // A shell says what has become of it.
-  const Outcome outcome =
-      shell(environment("") + fmt::format("'{}' '{}' crash 2>/dev/null", KORVEL_RECORDED_HOST, KORVEL_RECORDER));
+  const Outcome outcome = shell_of_host("crash 2>/dev/null");
   EXPECT_NE(outcome.status, 0);
   std::vector<std::string> names;
   std::size_t not_returned = 0;
-  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+  each_call(recording(), [&](const RecordedCall& call) {
     names.emplace_back(call.operation.name);
     not_returned += call.has_returned() ? 0U : 1U;
-    return true;
   });
   EXPECT_EQ(names, (std::vector<std::string>{"create", "computeFwdKinematics", "getPose"}));
   EXPECT_EQ(not_returned, 1U);
@@ -143,9 +139,8 @@ TEST_F(Recorder, HasObjectsThatCouldNotBeMade) {
 #endif
   ASSERT_EQ(record("scarce"), 0);
   std::map<std::string, int> made, failed;
-  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+  each_call(recording(), [&](const RecordedCall& call) {
     ++(call.has(recording::out_of_memory) ? failed : made)[call.operation.name];
-    return true;
   });
   // Of itself and of what the module allocates; the first create is that of the object that is cloned.
   EXPECT_GT(failed["clone"], 0);
@@ -159,9 +154,8 @@ TEST_F(Recorder, CallsThatOverlapAreMissingAndWhatTheirObjectHoldsIsNotKnown) {
   ASSERT_EQ(record("overlapping 2"), 0);
   EXPECT_EQ(RecordingFile(recording()).header().overlapped, 1U);
   std::vector<std::uint32_t> overlapped;
-  RecordingFile(recording()).for_each([&](const RecordedCall& call) {
+  each_call(recording(), [&](const RecordedCall& call) {
     if (call.has(recording::overlapped)) overlapped.push_back(call.header.call);
-    return true;
   });
   // A call that is not recorded overlaps the fifth, and all that follow have the flag.
   EXPECT_EQ(overlapped, (std::vector<std::uint32_t>{5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15}));
@@ -194,11 +188,10 @@ TEST_F(Recorder, SaysHowMuchAFullDiskHasNoRoomFor) {
 }
 
 TEST_F(Recorder, ForkedChildrenAreNotRecordedAndTheFirstSaysSo) {
-  const Outcome outcome =
-      shell(environment("") + fmt::format("'{}' '{}' daemon 3>&1", KORVEL_RECORDED_HOST, KORVEL_RECORDER));
+  const Outcome outcome = shell_of_host("daemon 3>&1");
   EXPECT_EQ(outcome.status, 0);
   expect_one_line(outcome.err, "two children");
-  EXPECT_NE(outcome.err.find("its children are not recorded"), std::string::npos) << outcome.err;
+  expect_has(outcome.err, "its children are not recorded");
   ASSERT_EQ(recordings().size(), 1U);
   EXPECT_TRUE(RecordingFile(recording()).ended());
   // The parent calls before and after the fork, and destroys its object.
@@ -207,8 +200,7 @@ TEST_F(Recorder, ForkedChildrenAreNotRecordedAndTheFirstSaysSo) {
 }
 
 TEST_F(Recorder, LeavesAloneWhatAHostOpensUnderTheNumberOfItsFile) {
-  const Outcome outcome =
-      shell(environment("") + fmt::format("'{}' '{}' closing own 3>&1", KORVEL_RECORDED_HOST, KORVEL_RECORDER));
+  const Outcome outcome = shell_of_host("closing own 3>&1");
   EXPECT_EQ(outcome.status, 0);
   expect_one_line(outcome.err, "a closed descriptor");
   EXPECT_TRUE(read(directory_ / "own") == std::string(1 << 20, 'x'));
@@ -221,7 +213,7 @@ TEST_F(Recorder, LeavesAloneWhatAHostOpensUnderTheNumberOfItsFile) {
 TEST_F(Recorder, NoLibraryReadsTheEnvironmentOfAPrivilegedHost) {
   const Outcome symbols = shell("nm -D --undefined-only " KORVEL_LIBRARIES);
   ASSERT_EQ(symbols.status, 0) << symbols.err;
-  EXPECT_NE(symbols.out.find(" malloc"), std::string::npos);
+  expect_has(symbols.out, " malloc");
   EXPECT_EQ(symbols.out.find(" getenv"), std::string::npos);
 }
 
@@ -260,13 +252,12 @@ TEST_F(Recorder, AModuleThatMakesNothingIsAnError) {
       shell(environment(settings) + fmt::format("'{}' run '{}/squat.csv' -o results.csv --module '{}'",
                                                 KORVEL_HOST_EXECUTABLE, KORVEL_MOTIONS, KORVEL_RECORDER));
   EXPECT_EQ(outcome.status, 2);
-  EXPECT_NE(outcome.err.find("made no object"), std::string::npos) << outcome.err;
+  expect_has(outcome.err, "made no object");
 }
 
 TEST_F(Recorder, SaysOnceThatNothingIsRecordedAndHandsCallsOn) {
   for (const char* settings : {"KORVEL_RECORD_TO=", "KORVEL_RECORD_TO=/nowhere", "KORVEL_RECORD_LIMIT=-1"}) {
-    const Outcome outcome =
-        shell(environment(settings) + fmt::format("'{}' '{}' operations 2", KORVEL_RECORDED_HOST, KORVEL_RECORDER));
+    const Outcome outcome = shell_of_host("operations 2", settings);
     EXPECT_EQ(outcome.status, 0) << settings;
     expect_one_line(outcome.err, settings);
   }

@@ -52,7 +52,7 @@ TEST_F(StatisticsOfARecording, ACycleBeginsWithTheSetterThatBeginsTheFirstOne) {
   EXPECT_EQ(longest.substr(0, longest.find(',')), fmt::format("call {} of object 1", 2 + 3 * 6 + 1));
   EXPECT_GE(statistics["cycle"]["longest"].get<double>(),
             5000 * statistics["operations"]["computeFwdKinematics"]["p50"].get<double>() / 2);
-  EXPECT_NE(replay(recording(), "--stats").out.find("\nA cycle begins with setJointAnglesPos.\n"), std::string::npos);
+  expect_has(replay(recording(), "--stats").out, "\nA cycle begins with setJointAnglesPos.\n");
 }
 
 // Also where new blocks have replaced older ones. A short recording has whole blocks as well, and would seem to grow
@@ -64,13 +64,12 @@ TEST_F(StatisticsOfARecording, TellHowFastAFileGrows) {
     std::size_t count = 0;
     std::uint32_t last_call = 0;
     double last = 0;
-    RecordingFile(recording()).for_each([&](const RecordedCall& call) {
-      if (call.header.object != 1) return true;
+    each_call(recording(), [&](const RecordedCall& call) {
+      if (call.header.object != 1) return;
       bytes += call.header.size;
       count += call.has(recording::restated) ? 0U : 1U;
       last_call = call.header.call;
       last = call.time;
-      return true;
     });
     EXPECT_EQ(replay(recording(), "--stats").out.find("MB a minute"), std::string::npos);
     EXPECT_FALSE(replayed(recording(), "--stats")["statistics"].contains("megabytes_per_minute"));
@@ -78,8 +77,7 @@ TEST_F(StatisticsOfARecording, TellHowFastAFileGrows) {
     const double megabytes = static_cast<double>(bytes) / static_cast<double>(count) * last_call / (1 << 20);
     const nlohmann::json statistics = replayed(recording(), "--stats")["statistics"];
     EXPECT_NEAR(statistics["megabytes_per_minute"].get<double>() * last * stretched / 60 / megabytes, 1, 0.25) << limit;
-    EXPECT_NE(replay(recording(), "--stats").out.find(" MB a minute, for the choice of KORVEL_RECORD_LIMIT\n"),
-              std::string::npos);
+    expect_has(replay(recording(), "--stats").out, " MB a minute, for the choice of KORVEL_RECORD_LIMIT\n");
     std::filesystem::remove(recording());
   }
 }

@@ -131,30 +131,33 @@ TEST(RunChecks, ReportsWhateverAChildDoesInItsTurn) {
   }
 }
 
+int next_descriptor() {
+  const int next = dup(0);
+  close(next);
+  return next;
+}
+
+void expect_nothing_is_left(int descriptor_before) {
+  EXPECT_EQ(next_descriptor(), descriptor_before);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process is left";
+}
+
 // Neither descriptors nor processes are left: a thousand checks would use them up.
 TEST(RunChecks, LeavesNothingBehind) {
-  const int before = dup(0);
-  close(before);
+  const int before = next_descriptor();
   run_checks(checks_of(std::vector<Case>(1000, cases[1])), {"m.so", 7}, 8, [](const Check&, const Outcome& outcome) {
     ASSERT_EQ(outcome.verdict, CheckVerdict::held) << outcome.text;
   });
-  const int after = dup(0);
-  close(after);
-  EXPECT_EQ(after, before);
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process is left";
+  expect_nothing_is_left(before);
 }
 
 // A report that throws ends the checks that still run, although one of them never would.
 TEST(RunChecks, EndsWithItsReport) {
-  const int before = dup(0);
-  close(before);
+  const int before = next_descriptor();
   Checks checks = checks_of({cases[1], cases[0]});
   checks[1].limit = 1h;
   EXPECT_THROW(run_checks(checks, {"m.so", 7}, 2, [](const Check&, const Outcome&) { throw 42; }), int);
-  const int after = dup(0);
-  close(after);
-  EXPECT_EQ(after, before);
-  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a process is left";
+  expect_nothing_is_left(before);
 }
 
 /// Memory that all processes share: who has been left.

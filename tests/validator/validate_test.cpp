@@ -16,8 +16,7 @@ class Validate : public host::CommandTest {
 
 TEST_F(Validate, TheModulesKeepTheirPromises) {
   for (const char* module : {KORVEL_MODULE, KORVEL_PER_BODY_MODULE}) {
-    const Outcome outcome = host(fmt::format("validate {} --level 2 --jobs 3 --json -o out.json", module));
-    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    succeeded(fmt::format("validate {} --level 2 --jobs 3 --json -o out.json", module));
     const auto all = outcomes();
     EXPECT_EQ(all["module"], module);
     EXPECT_EQ(all["level"], 2);
@@ -69,7 +68,7 @@ TEST_F(Validate, AFindingIsReportedInFull) {
         fmt::format("rerun: korvel-host validate {} --level 1 --only '^loading.loads$' --seed 3\n", module),
         std::string("  loading           0 passed, 1 failed, 1 skipped\n"),
         std::string("2 checks: 0 passed, 1 failed, 1 skipped (seed 3)\n")}) {
-    EXPECT_NE(outcome.out.find(words), std::string::npos) << words << outcome.out;
+    expect_has(outcome.out, words);
   }
   EXPECT_EQ(outcome.out.find(module + ": version "), 0U) << outcome.out;
   const auto all = nlohmann::json::parse(host(arguments + " --json", fault).out);
@@ -92,9 +91,7 @@ TEST_F(Validate, AModuleThatDoesNotLoadIsFoundOnce) {
     for (const auto& check : all["checks"]) {
       const bool is_first = check == all["checks"][0];
       EXPECT_EQ(check["verdict"], is_first ? "FINDING" : "not possible") << check;
-      EXPECT_NE(check["text"].get<std::string>().find(is_first ? words : "not tried: it does not load"),
-                std::string::npos)
-          << check;
+      expect_has(check["text"].get<std::string>(), is_first ? words : "not tried: it does not load");
     }
   };
   const std::string faulty = KORVEL_FAULTY_MODULES "on_request.so";
@@ -110,7 +107,7 @@ TEST_F(Validate, AModuleThatDoesNotLoadIsFoundOnce) {
   }
   // Whoever asks for other checks is told, too.
   const std::string found = host("validate cut.so --only '^laws'").out;
-  EXPECT_NE(found.find("loading.loads: the file is cut short\n"), std::string::npos) << found;
+  expect_has(found, "loading.loads: the file is cut short\n");
 }
 
 // No folder is needed, and none has anything left in it, by a module that crashes either.
@@ -118,8 +115,7 @@ TEST_F(Validate, LeavesTheTemporaryFolderAlone) {
   std::filesystem::create_directory(directory_ / "temporary");
   const std::string arguments = "validate " KORVEL_FAULTY_MODULES "on_request.so --level 1 ";
   for (const char* preparation : {"export TMPDIR=none", "export TMPDIR=/dev/full", "export TMPDIR=/proc"}) {
-    const Outcome outcome = host(arguments, preparation);
-    EXPECT_EQ(outcome.status, 0) << preparation << outcome.out;
+    succeeded(arguments, preparation);
   }
   for (const char* fault : {"aborts at load", "copies abort"}) {
     EXPECT_EQ(host(arguments, fmt::format("export TMPDIR=$PWD/temporary KORVEL_FAULT='{}'", fault)).status, 1);
@@ -138,14 +134,14 @@ TEST_F(Validate, SeedsRepeatChecks) {
   const std::string fault = "export KORVEL_FAULT='armature'";
   const std::string faulty = "validate " KORVEL_FAULTY_MODULES "on_request.so --only '^laws' ";
   const std::string found = host(faulty + "--seed 5", fault).out;
-  EXPECT_NE(found.find("of state 5: entry"), std::string::npos) << found;
+  expect_has(found, "of state 5: entry");
   EXPECT_EQ(host(faulty + "--seed 5", fault).out, found);
   EXPECT_NE(host(faulty + "--seed 6", fault).out, found);
   // The command that a finding ends with gives the finding again.
   std::smatch again;
   ASSERT_TRUE(
       std::regex_search(found, again, std::regex("(FAIL [^\n]*\n[^\n]*)\n[^\n]*\n *rerun: korvel-host ([^\n]*)\n")));
-  EXPECT_NE(host(again[2].str(), fault).out.find('\n' + again[1].str()), std::string::npos) << again[0];
+  expect_has(host(again[2].str(), fault).out, '\n' + again[1].str());
 }
 
 }  // namespace

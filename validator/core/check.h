@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -44,7 +43,7 @@ struct Check {
   /// Runs in a process of its own that has not loaded the module yet. Returns the figure that was observed. Throws
   /// Finding or NotPossible; whatever else happens to the process is a finding too.
   std::string (*run)(const Subject& subject);
-  std::chrono::seconds limit = std::chrono::seconds(30);
+  std::chrono::seconds limit = std::chrono::seconds(60);
   /// 1 loads, 2 state, 3 laws, 4 real time and faults, 5 fuzz; 0 stands for that of the group.
   int level = 0;
 };
@@ -54,21 +53,20 @@ using Checks = std::vector<Check>;
 /// An object of the module that is being checked; it keeps the module loaded.
 inline host::System create(const Subject& subject) { return host::Module(subject.module).create(); }
 
-// The groups, by level. Each has a directory.
-Checks loading_checks();    ///< the file, its entry points, what it leaves behind
-Checks state_checks();      ///< inputs, results and objects are as documented
-Checks law_checks();        ///< the laws of mechanics
-Checks real_time_checks();  ///< what a control loop relies on
-Checks fuzz_checks();       ///< random calls beside a model of what every object holds
-
-/// The checks of some groups, one group after the other.
-inline Checks joined(std::initializer_list<Checks (*)()> groups) {
-  Checks all;
-  for (const auto& group : groups) {
-    const Checks checks = group();
-    all.insert(all.end(), checks.begin(), checks.end());
-  }
-  return all;
+/// Calls with as many seeds, so far apart from one another; says so.
+template <typename Function>
+std::string with_seeds(const Subject& subject, std::uint64_t states, Function f, std::uint64_t apart = 1) {
+  for (std::uint64_t s = 0; s < states; ++s) f(subject.seed + apart * s);
+  return fmt::format("{} states", states);
 }
+
+// The groups, a file each. Those of a level have a directory.
+Checks loading_checks();                  ///< the file, its entry points, what it leaves behind
+Checks answer_checks(), object_checks();  ///< inputs, results and objects are as documented
+namespace laws {
+Checks positions(), dynamics(), known_bodies();  ///< the laws of mechanics
+}
+Checks side_effect_checks(), fault_checks(), floating_point_checks();  ///< what a control loop relies on
+Checks fuzz_checks();  ///< random calls beside a model of what every object holds
 
 }  // namespace korvel::validate

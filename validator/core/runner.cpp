@@ -14,18 +14,19 @@ namespace korvel::validate {
 
 namespace {
 
-/// The verdict and the text, as the child sends them: one letter and the rest.
+/// Returns the verdict and the text, as the child sends them: one character and the rest.
 std::string run_here(const Check& check, const Subject& subject) {
+  const auto sent = [](CheckVerdict verdict, const std::string& text) { return static_cast<char>(verdict) + text; };
   try {
-    return 'h' + check.run(subject);
+    return sent(CheckVerdict::held, check.run(subject));
   } catch (const Finding& finding) {
-    return std::string("f") + finding.what();
+    return sent(CheckVerdict::finding, finding.what());
   } catch (const NotPossible& reason) {
-    return std::string("n") + reason.what();
+    return sent(CheckVerdict::not_possible, reason.what());
   } catch (const std::exception& error) {
-    return fmt::format("fan exception escaped: {}", error.what());
+    return sent(CheckVerdict::finding, fmt::format("an exception escaped: {}", error.what()));
   } catch (...) {
-    return "fan exception escaped that is no std::exception";
+    return sent(CheckVerdict::finding, "an exception escaped that is no std::exception");
   }
 }
 
@@ -43,11 +44,7 @@ class Running {
     if (!end) return std::nullopt;
     const double seconds = std::chrono::duration<double>(Clock::now() - start_).count();
     if (!end->answered) return Outcome{CheckVerdict::finding, end->text, seconds};
-    const char letter = end->text[0];
-    const CheckVerdict verdict = letter == 'h'   ? CheckVerdict::held
-                                 : letter == 'n' ? CheckVerdict::not_possible
-                                                 : CheckVerdict::finding;
-    return Outcome{verdict, end->text.substr(1), seconds};
+    return Outcome{static_cast<CheckVerdict>(end->text[0]), end->text.substr(1), seconds};
   }
 
  private:

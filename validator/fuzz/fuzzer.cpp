@@ -51,12 +51,6 @@ unsigned long Fuzzer::no_body() {
   return indices[index(indices.size())];
 }
 
-Transform Fuzzer::any_pose() {
-  Transform pose;
-  std::generate_n(&pose.r00, sizeof(pose) / sizeof(float), [this] { return value(2); });
-  return pose;
-}
-
 /// Any rotation, the poles of its angles included.
 Transform Fuzzer::rigid_pose() {
   const float pole = one_in(2) ? 0x1.921fb6p+0F : -0x1.921fb6p+0F;
@@ -125,7 +119,7 @@ void Fuzzer::call_once() {
   while (left >= call->weight) left -= (call++)->weight;
   const std::size_t i = index(objects_.size());
   Object& object = objects_[i];
-  done_[static_cast<std::size_t>(calls_) % done_.size()] = {call->name, i};
+  done_.push_back({call->name, i});
   ++calls_;
   call->call(*this, object);
   expect_unchanged(object);
@@ -148,9 +142,7 @@ void Fuzzer::run(long calls) {
 
 std::string Fuzzer::last_calls() const {
   std::string text;
-  const auto kept = static_cast<long>(done_.size());
-  for (long call = std::max(0L, calls_ - kept); call < calls_; ++call) {
-    const Done& done = done_[static_cast<std::size_t>(call % kept)];
+  for (const Done& done : done_) {
     text += fmt::format("{} {} (object {})", text.empty() ? ":" : ",", done.call, done.object);
   }
   return text;

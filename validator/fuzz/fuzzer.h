@@ -1,6 +1,7 @@
 #pragma once
 
-#include <array>
+#include <algorithm>
+#include <boost/circular_buffer.hpp>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -48,7 +49,13 @@ class Fuzzer {
   unsigned long any_joint() { return index(masses_.size() - 1); }
   bool one_in(unsigned long n) { return index(n) == 0; }
   unsigned long no_body();
-  QZ::Math::Transform any_pose();
+  /// A struct of floats.
+  template <typename Floats>
+  Floats any() {
+    Floats all;
+    std::generate_n(reinterpret_cast<float*>(&all), sizeof(all) / sizeof(float), [this] { return value(2); });
+    return all;
+  }
   QZ::Math::Transform rigid_pose();
   const Object& any_object() { return objects_[index(objects_.size())]; }
 
@@ -92,7 +99,7 @@ class Fuzzer {
   long inertia_changes_ = 0;
   long calls_ = 0;
   long repeated_ = 0;
-  std::array<Done, 8> done_{};  ///< the last calls
+  boost::circular_buffer<Done> done_{8};  ///< the last calls
   std::vector<float> seen_, expected_;
 };
 

@@ -30,7 +30,7 @@ float distance(const Transform& a, const Transform& b) {
 
 void setRootPose(Fuzzer& fuzzer, Object& object) {
   const bool rigid = !fuzzer.one_in(8);
-  const Transform pose = rigid ? fuzzer.rigid_pose() : fuzzer.any_pose();
+  const Transform pose = rigid ? fuzzer.rigid_pose() : fuzzer.any<Transform>();
   object.robot->setRootPose(pose);
   object.model.root_pose = pose;
   const Transform stored = object.robot->getRootPose();
@@ -43,8 +43,7 @@ void setRootPose(Fuzzer& fuzzer, Object& object) {
 }
 
 void set_root_rates(Fuzzer& fuzzer, Object& object) {
-  const QZ::Math::Velocity6D rates(fuzzer.value(2), fuzzer.value(2), fuzzer.value(2), fuzzer.value(2), fuzzer.value(2),
-                                   fuzzer.value(2));
+  const auto rates = fuzzer.any<QZ::Math::Velocity6D>();
   const bool velocity = fuzzer.one_in(2);
   velocity ? object.robot->setRootVelocity(rates) : object.robot->setRootAcceleration(rates);
   object.model.expect(rates, velocity ? Result::root_velocity : Result::root_acceleration);
@@ -83,20 +82,20 @@ void setExternalWrench(Fuzzer& fuzzer, Object& object) {
 void set_external_wrench_in_frame(Fuzzer& fuzzer, Object& object) {
   const unsigned long b = fuzzer.any_body();
   const std::vector<float> wrench = fuzzer.values(4, 6);
-  const Transform frame = fuzzer.one_in(4) ? fuzzer.any_pose() : fuzzer.rigid_pose();
+  const Transform frame = fuzzer.one_in(4) ? fuzzer.any<Transform>() : fuzzer.rigid_pose();
   object.robot->setExternalWrench(b, wrench, frame);
   object.model.loads[b] = [=](RigidBodySystem& robot) { robot.setExternalWrench(b, first_six(wrench), frame); };
 }
 
 void setPose(Fuzzer& fuzzer, Object& object) {
   const unsigned long b = fuzzer.any_body();
-  const Transform pose = fuzzer.any_pose();
+  const Transform pose = fuzzer.any<Transform>();
   object.robot->setPose(b, pose);
   object.model.expect(pose, Result::poses, b);
 }
 
 void setVolatilePose(Fuzzer& fuzzer, Object& object) {
-  const Transform pose = fuzzer.any_pose();
+  const Transform pose = fuzzer.any<Transform>();
   object.robot->setVolatilePose(0, pose);
   object.model.expect(pose, Result::volatile_poses);
 }

@@ -4,15 +4,7 @@
 
 #include <algorithm>
 
-namespace korvel::validate {
-
-Checks law_checks() {
-  Checks all = joined({laws::positions, laws::dynamics, laws::known_bodies});
-  for (Check& check : all) check.limit = std::chrono::minutes(1);
-  return all;
-}
-
-namespace laws {
+namespace korvel::validate::laws {
 
 Matrix3d cross(const Vector3d& a) {
   Matrix3d m;
@@ -154,6 +146,4 @@ Joints Specimen::torque_scale(const State& state) const {
   return joints_of(sum);
 }
 
-}  // namespace laws
-
-}  // namespace korvel::validate
+}  // namespace korvel::validate::laws

@@ -187,8 +187,4 @@ MatrixXd derivative_of_second_degree(const State& state, int j, Function f) {
   return (M_SQRT1_2 + 1) / 2 * eighth + (M_SQRT1_2 - 1) / 2 * central_difference(state, j, 3 * M_PI / 4, f);
 }
 
-Checks positions();
-Checks dynamics();
-Checks known_bodies();
-
 }  // namespace korvel::validate::laws

@@ -165,21 +165,20 @@ std::string names(const Subject& subject) {
   const host::System first = module.create();
   host::System robot = module.create();
   std::vector<const std::string*> kept{&robot->getRootName()};
-  std::set<std::string> bodies;
-  std::set<std::string> joints;
-  for (unsigned long b = 0; b < robot->getNbBodies(); ++b) {
-    const std::string& name = robot->getBodyName(b);
-    require(!name.empty() && bodies.insert(name).second, "body {} has no name of its own: '{}'", b, name);
-    require(robot->getBodyId(name) == b, "'{}' is found at {} instead of {}", name, robot->getBodyId(name), b);
-    kept.push_back(&name);
-  }
-  for (unsigned long j = 0; j < robot->getNbJointAngles(); ++j) {
-    const std::string& name = robot->getJointAngleName(j);
-    require(!name.empty() && joints.insert(name).second, "joint angle {} has no name of its own: '{}'", j, name);
-    require(robot->getJointAngleId(name) == j, "'{}' is found at {} instead of {}", name, robot->getJointAngleId(name),
-            j);
-    kept.push_back(&name);
-  }
+  const auto looked_at = [&](const char* what, unsigned long count, auto name_of, auto id_of) {
+    std::set<std::string> names;
+    for (unsigned long i = 0; i < count; ++i) {
+      const std::string& name = ((*robot).*name_of)(i);
+      require(!name.empty() && names.insert(name).second, "{} {} has no name of its own: '{}'", what, i, name);
+      const unsigned long found = ((*robot).*id_of)(name);
+      require(found == i, "'{}' is found at {} instead of {}", name, found, i);
+      kept.push_back(&name);
+    }
+    return names;
+  };
+  looked_at("body", robot->getNbBodies(), &Robot::getBodyName, &Robot::getBodyId);
+  const std::set<std::string> joints =
+      looked_at("joint angle", robot->getNbJointAngles(), &Robot::getJointAngleName, &Robot::getJointAngleId);
   require(!robot->getRootName().empty() && joints.count(robot->getRootName()) == 0,
           "the root's joint has no name of its own: '{}'", robot->getRootName());
   require(robot->getName().empty(), "the object is called '{}', expected an empty name", robot->getName());

@@ -3,19 +3,15 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <semaphore.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
+#include <boost/algorithm/string/erase.hpp>
+#include <boost/interprocess/anonymous_shared_memory.hpp>
 #include <csignal>
 #include <cstring>
 #include <new>
-#include <system_error>
 
+#include "host/process/child_process.h"
 #include "validator/core/check.h"
 
 namespace korvel::validate {
@@ -28,8 +24,6 @@ struct Progress {
   std::size_t arguments;
   bool ended;  ///< all calls came back
 };
-
-enum Exit : int { finished, was_refused };
 
 void call(tesk::RigidBodySystem& robot, std::vector<Arguments>& arguments, volatile Progress& progress) noexcept {
   const std::vector<RealTimeOperation>& operations = real_time_operations();
@@ -61,32 +55,22 @@ int counted(std::atomic<int (*)(Lock*)>& original, const char* name, Lock* lock)
 
 void call_in_child(tesk::RigidBodySystem& robot, std::vector<Arguments> arguments, bool (*prepare)(),
                    const char* refused) {
-  void* shared = mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (shared == MAP_FAILED) throw std::system_error(errno, std::generic_category(), "mmap");
-  auto* progress = new (shared) Progress{};
-  real_time_operations();  // made now: the child may not have memory for them
-  const pid_t child = fork();
-  if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
-  if (child == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const bool prepared = prepare();
-    if (prepared) call(robot, arguments, *progress);
-    // All threads: a module may have made one in the child.
-    syscall(SYS_exit_group, prepared ? finished : was_refused);
-  }
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  const Progress last = *progress;
-  munmap(shared, sizeof(Progress));
-  const char* const operation = real_time_operations()[last.operation].name;
-  if (WIFSIGNALED(status)) {
-    const int signal = WTERMSIG(status);
-    throw Finding(fmt::format("{}, state {}: {}", operation, last.arguments,
-                              signal == SIGSYS ? "makes a system call" : strsignal(signal)));
-  }
-  if (WEXITSTATUS(status) == was_refused) throw NotPossible(refused);
-  require(last.ended, "{} ends the process", operation);
+  const auto memory = boost::interprocess::anonymous_shared_memory(sizeof(Progress));
+  auto& progress = *new (memory.get_address()) Progress{};
+  const std::vector<RealTimeOperation>& operations = real_time_operations();  // the child may not have memory for them
+  host::ChildProcess child(
+      [&] {
+        if (prepare()) call(robot, arguments, progress);
+        return std::string();
+      },
+      std::chrono::minutes(1));
+  const host::ChildProcess::End end = child.wait();
+  // The answer itself takes system calls, which the child may be killed for.
+  if (progress.ended) return;
+  if (end.answered) throw NotPossible(refused);
+  const std::string words = boost::erase_first_copy(end.text, "it crashed: ");
+  throw Finding(fmt::format("{}, state {}: {}", operations[progress.operation].name, progress.arguments,
+                            words == strsignal(SIGSYS) ? "makes a system call" : words));
 }
 
 long locks_taken() noexcept { return count.load(std::memory_order_relaxed); }

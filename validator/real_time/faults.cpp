@@ -8,7 +8,7 @@
 #include "contract/calls.h"
 #include "contract/shown.h"
 #include "validator/allocations/allocations.h"
-#include "validator/real_time/real_time.h"
+#include "validator/core/check.h"
 
 namespace korvel::validate {
 

@@ -4,13 +4,10 @@
 #include <cfenv>
 #include <cmath>
 
-#if defined(__x86_64__)
-#include <xmmintrin.h>
-#endif
-
+#include "contract/float_control.h"
 #include "contract/shown.h"
+#include "validator/core/check.h"
 #include "validator/observe/side_effects.h"
-#include "validator/real_time/real_time.h"
 
 namespace korvel::validate {
 
@@ -20,25 +17,6 @@ using namespace std::chrono_literals;
 
 // A valid call has no reason to raise these. It may round, and numbers may underflow.
 constexpr int grave = FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW;
-
-/// The control register without the flags: rounding, traps, treatment of denormal numbers.
-#if defined(__x86_64__)
-constexpr unsigned flush_to_zero = 0x8040;
-unsigned control() { return _mm_getcsr() & ~0x3fU; }
-void set_control(unsigned bits) { _mm_setcsr(bits); }
-#elif defined(__aarch64__)
-constexpr unsigned long flush_to_zero = 1UL << 24;
-unsigned long control() {
-  unsigned long bits = 0;
-  asm volatile("mrs %0, fpcr" : "=r"(bits));
-  return bits;
-}
-void set_control(unsigned long bits) { asm volatile("msr fpcr, %0" : : "r"(bits)); }
-#else
-constexpr int flush_to_zero = 0;
-int control() { return std::fegetround(); }
-void set_control(int) { throw NotPossible("no way is known to flush denormal numbers on this machine"); }
-#endif
 
 std::string names(int flags) {
   return fmt::format("{}{}{}", (flags & FE_INVALID) != 0 ? " invalid" : "",
@@ -68,11 +46,11 @@ std::string raises_nothing(const Subject& subject) {
 }
 
 std::string keeps_control(const Subject& subject) {
-  const auto before = control();
+  const std::uint64_t before = float_control();
   const host::System robot = create(subject);
   Arguments arguments(random_state(subject.seed, *robot), *robot);
   const auto expect_kept = [&](const char* operation) {
-    require(control() == before, "{}: control register {:#x}, it was {:#x}", operation, control(), before);
+    require(float_control() == before, "{}: control register {:#x}, it was {:#x}", operation, float_control(), before);
   };
   expect_kept("loading and create");
   for (const RealTimeOperation& operation : real_time_operations()) {
@@ -83,21 +61,22 @@ std::string keeps_control(const Subject& subject) {
 }
 
 /// Everything for all states, computed with these bits in the control register.
-template <typename Bits>
-std::vector<float> computed_with(Bits bits, const host::Module& module, const std::vector<State>& states) {
-  const auto before = control();
-  set_control(bits);
+std::vector<float> computed_with(std::uint64_t bits, const host::Module& module, const std::vector<State>& states) {
+  const std::uint64_t before = float_control();
+  set_float_control(bits);
   std::vector<float> all = everything_after_each(states, *module.create());
-  set_control(before);
+  set_float_control(before);
   return all;
 }
 
 std::string bears_flush_to_zero(const Subject& subject) {
   constexpr double bound = 1e-6;
+  constexpr std::uint64_t flush_to_zero = results_to_zero | inputs_to_zero;
+  if (flush_to_zero == 0) throw NotPossible("no way is known to flush denormal numbers on this machine");
   const host::Module module(subject.module);
   const std::vector<State> states = varied_states(subject.seed, 32, *module.create());
-  const std::vector<float> expected = computed_with(control(), module, states);
-  const std::vector<float> flushed = computed_with(control() | flush_to_zero, module, states);
+  const std::vector<float> expected = computed_with(float_control(), module, states);
+  const std::vector<float> flushed = computed_with(float_control() | flush_to_zero, module, states);
   const std::size_t per_state = expected.size() / states.size();
   double largest = 0;
   for (std::size_t i = 0; i < expected.size(); ++i) {

@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "validator/allocations/allocations.h"
-#include "validator/real_time/real_time.h"
+#include "validator/core/check.h"
 
 namespace korvel::validate {
 
@@ -109,32 +109,25 @@ std::string faults_no_page(const Subject& subject) {
   return fmt::format("no page fault in {} calls of each of {} operations", calls, real_time_operations().size());
 }
 
-/// A stack that shows how far down it has been written.
-class PaintedStack {
- public:
-  /// Bytes that a call needs, with the some hundred that it takes to get there.
-  std::size_t needed(const std::function<void()>& call) {
-    std::fill(stack_.begin(), stack_.end(), paint);
-    ucontext_t here{};
-    ucontext_t there{};
-    getcontext(&there);
-    there.uc_stack.ss_sp = stack_.data();
-    there.uc_stack.ss_size = stack_.size();
-    there.uc_link = &here;
-    current_ = &call;
-    makecontext(
-        &there, [] { (*current_)(); }, 0);
-    swapcontext(&here, &there);
-    const auto touched = std::find_if(stack_.begin(), stack_.end(), [](unsigned char byte) { return byte != paint; });
-    return static_cast<std::size_t>(stack_.end() - touched);
-  }
-
- private:
-  static constexpr unsigned char paint = 0xa5;
-  static inline const std::function<void()>* current_ = nullptr;  // contexts take no pointers
-
-  std::vector<unsigned char> stack_ = std::vector<unsigned char>(1 << 18);
-};
+/// Returns the bytes of a stack that a call needs, with the some hundred that it takes to get there.
+std::size_t stack_of(const std::function<void()>& call) {
+  constexpr unsigned char paint = 0xa5;
+  static std::vector<unsigned char> stack(1 << 18);
+  static const std::function<void()>* current = nullptr;  // contexts take no pointers
+  std::fill(stack.begin(), stack.end(), paint);
+  ucontext_t here{};
+  ucontext_t there{};
+  getcontext(&there);
+  there.uc_stack.ss_sp = stack.data();
+  there.uc_stack.ss_size = stack.size();
+  there.uc_link = &here;
+  current = &call;
+  makecontext(
+      &there, [] { (*current)(); }, 0);
+  swapcontext(&here, &there);
+  const auto touched = std::find_if(stack.begin(), stack.end(), [](unsigned char byte) { return byte != paint; });
+  return static_cast<std::size_t>(stack.end() - touched);
+}
 
 std::string needs_little_stack(const Subject& subject) {
 #ifdef KORVEL_SANITIZED
@@ -143,11 +136,10 @@ std::string needs_little_stack(const Subject& subject) {
   constexpr std::size_t bound = 16 << 10;
   const host::System robot = create(subject);
   Arguments arguments(random_state(subject.seed, *robot), *robot);
-  PaintedStack stack;
   std::size_t most = 0;
   const char* by = "";
   for (const RealTimeOperation& operation : real_time_operations()) {
-    const std::size_t needed = stack.needed([&] { operation.call(*robot, arguments); });
+    const std::size_t needed = stack_of([&] { operation.call(*robot, arguments); });
     if (needed > most) {
       most = needed;
       by = operation.name;
@@ -156,6 +148,8 @@ std::string needs_little_stack(const Subject& subject) {
   require(most <= bound, "{} needs {} bytes of stack, bound {}", by, most, bound);
   return fmt::format("at most {} bytes, by {}, bound {}", most, by, bound);
 }
+
+}  // namespace
 
 Checks side_effect_checks() {
   return {
@@ -169,9 +163,5 @@ Checks side_effect_checks() {
        needs_little_stack, 10s},
   };
 }
-
-}  // namespace
-
-Checks real_time_checks() { return joined({side_effect_checks, fault_checks, floating_point_checks}); }
 
 }  // namespace korvel::validate

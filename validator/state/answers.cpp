@@ -1,8 +1,8 @@
 #include <set>
 #include <typeinfo>
 
+#include "validator/core/check.h"
 #include "validator/observe/require_same.h"
-#include "validator/state/state.h"
 
 namespace korvel::validate {
 
@@ -103,6 +103,8 @@ std::string live_views(const Subject& subject) {
   });
 }
 
+}  // namespace
+
 Checks answer_checks() {
   return {
       {"state.initial-values", "A new object holds zeros and identities.", initial_values},
@@ -110,9 +112,5 @@ Checks answer_checks() {
       {"state.live-views", "Views and references keep their address and show later values.", live_views},
   };
 }
-
-}  // namespace
-
-Checks state_checks() { return joined({answer_checks, object_checks}); }
 
 }  // namespace korvel::validate

@@ -1,8 +1,7 @@
-#include <algorithm>
 #include <limits>
 
+#include "validator/core/check.h"
 #include "validator/observe/require_same.h"
-#include "validator/state/state.h"
 
 namespace korvel::validate {
 

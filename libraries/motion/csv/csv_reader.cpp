@@ -3,6 +3,7 @@
 #include <csv.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <new>
@@ -90,6 +91,11 @@ class Parser {
 };
 
 }  // namespace
+
+std::optional<std::size_t> index_in(const std::vector<std::string>& names, const std::string& name) {
+  const auto found = std::find(names.begin(), names.end(), name);
+  return found == names.end() ? std::nullopt : std::optional(static_cast<std::size_t>(found - names.begin()));
+}
 
 void read_csv(const std::filesystem::path& path, const std::function<void(const CsvRow&)>& on_row) {
   // A pipe that the caller has opened has no path. Opening one that has a path would wait for a writer.

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,9 @@ struct CsvRow {
   std::size_t line{};
   std::vector<std::string> fields;
 };
+
+/// The index of a name among others, if it is one of them.
+std::optional<std::size_t> index_in(const std::vector<std::string>& names, const std::string& name);
 
 /// Calls on_row with each row of a CSV file, unquoted fields without surrounding blanks. Blank lines and
 /// lines that begin with # are no rows; quoted fields may span lines. Lines end in LF or CR LF, a UTF-8 byte order mark

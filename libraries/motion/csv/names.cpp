@@ -56,7 +56,7 @@ Error unknown_column(const std::filesystem::path& path, const CsvRow& header, co
     return error(fmt::format("expected a header row with the names of the columns, found '{:.40}'", column));
   }
   const std::string name = column.substr(0, column.find_first_of(" [("));
-  if (name != column && std::find(names.begin(), names.end(), name) != names.end()) {
+  if (name != column && index_in(names, name)) {
     return error(fmt::format("expected '{}' without its unit, found '{:.40}'", name, column));
   }
   return error(fmt::format("expected {}, found '{:.40}'{}", expected, column, did_you_mean(column, names)));
@@ -67,29 +67,22 @@ std::vector<std::size_t> places_of_columns(const std::filesystem::path& path, co
   const std::string expected = fmt::format("the columns {}", fmt::join(columns, ", "));
   check_names_differ(path, header);
   for (const std::string& field : header.fields) {
-    if (std::find(columns.begin(), columns.end(), field) == columns.end()) {
-      throw unknown_column(path, header, field, columns, expected);
-    }
+    if (!index_in(columns, field)) throw unknown_column(path, header, field, columns, expected);
   }
   std::vector<std::size_t> places;
   for (const std::string& name : columns) {
-    const auto place = std::find(header.fields.begin(), header.fields.end(), name);
-    if (place == header.fields.end()) {
-      throw error_at(path, header.line, fmt::format("expected {}, found no '{}'", expected, name));
-    }
-    places.push_back(static_cast<std::size_t>(place - header.fields.begin()));
+    const auto place = index_in(header.fields, name);
+    if (!place) throw error_at(path, header.line, fmt::format("expected {}, found no '{}'", expected, name));
+    places.push_back(*place);
   }
   return places;
 }
 
 std::size_t index_of_name(const std::filesystem::path& path, std::size_t line, const std::string& field,
                           const std::vector<std::string>& names, const char* what) {
-  const auto place = std::find(names.begin(), names.end(), field);
-  if (place == names.end()) {
-    throw error_at(path, line,
-                   fmt::format("expected the name of {}, found '{:.40}'{}", what, field, did_you_mean(field, names)));
-  }
-  return static_cast<std::size_t>(place - names.begin());
+  if (const auto place = index_in(names, field)) return *place;
+  throw error_at(path, line,
+                 fmt::format("expected the name of {}, found '{:.40}'{}", what, field, did_you_mean(field, names)));
 }
 
 }  // namespace korvel::host

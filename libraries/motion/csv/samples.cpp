@@ -19,10 +19,8 @@ using Decimal = boost::multiprecision::cpp_dec_float_50;
 /// The field of the header that is the time.
 std::size_t time_column(const std::filesystem::path& path, const CsvRow& header) {
   check_names_differ(path, header);
-  const auto& names = header.fields;
-  const auto time = std::find(names.begin(), names.end(), "time");
-  if (time == names.end()) throw error_at(path, header.line, "expected a column 'time', found none");
-  return static_cast<std::size_t>(time - names.begin());
+  if (const auto time = index_in(header.fields, "time")) return *time;
+  throw error_at(path, header.line, "expected a column 'time', found none");
 }
 
 /// Digits after the point, less the exponent.

@@ -45,7 +45,7 @@ TEST_F(Streams, APipeThatNobodyReadsIsAFailure) {
         fmt::format("mkfifo pipe; exec 3<>pipe 4>pipe 3<&-; rm pipe; '{}' {} >&4", KORVEL_HOST_EXECUTABLE, arguments);
     const Outcome ignored = shell("trap '' PIPE; " + command);
     EXPECT_EQ(ignored.status, 1) << arguments;
-    EXPECT_NE(ignored.err.find("cannot write to the standard output: Broken pipe\n"), std::string::npos) << arguments;
+    expect_has(ignored.err, "cannot write to the standard output: Broken pipe\n");
     EXPECT_EQ(shell(command).status, 128 + SIGPIPE) << arguments;
   }
 }

@@ -22,8 +22,7 @@ class Export : public CommandTest {
  protected:
   /// The robot as both files have it.
   std::array<FileBodies, 2> exported() const {
-    const Outcome outcome = host("export --urdf robot.urdf --mjcf robot.xml");
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const Outcome outcome = succeeded("export --urdf robot.urdf --mjcf robot.xml");
     EXPECT_EQ(outcome.err, "");
     return {read_urdf(read(directory_ / "robot.urdf")), read_mjcf(read(directory_ / "robot.xml"))};
   }
@@ -40,9 +39,8 @@ FreshSystem fresh_module() {
 // The corners of the file of soles are corners of what stands for a sole; only that and the ground can touch.
 TEST_F(Export, SolesOfTheModelForMuJoCoStandOnThePlane) {
   const std::string soles = fmt::format("'{}/soles.csv'", KORVEL_MOTIONS);
-  ASSERT_EQ(host("export --mjcf robot.xml").status, 0);
-  const Outcome outcome = host("export --mjcf standing.xml --soles " + soles);
-  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  succeeded("export --mjcf robot.xml");
+  succeeded("export --mjcf standing.xml --soles " + soles);
   pugi::xml_document document;
   ASSERT_TRUE(document.load_file((directory_ / "standing.xml").c_str()));
   int touching = 0;
@@ -86,7 +84,7 @@ TEST_F(Export, SolesOfTheModelForMuJoCoStandOnThePlane) {
   EXPECT_EQ(with.str(), without.str());
 
   write(directory_ / "hull.csv", "body,x,y,z,friction\nLAnkleRoll,0,0,0,1\nLAnkleRoll,0,1,0,1\nLAnkleRoll,0,0,1,1\n");
-  ASSERT_EQ(host("export --mjcf hull.xml --soles hull.csv").status, 0);
+  succeeded("export --mjcf hull.xml --soles hull.csv");
   ASSERT_TRUE(document.load_file((directory_ / "hull.xml").c_str()));
   EXPECT_EQ(document.select_nodes("//mesh").size(), 1U);
   // Soles are for this model alone, and no output replaces them.
@@ -101,8 +99,7 @@ TEST_F(Export, LimitsAreStopsAndMotors) {
   write(directory_ / "limits.csv",
         "# Numbers of a test.\njoint,torque,lower,upper,speed\nLElbowRoll,0.7,-1.25,0.5,3\nHeadYaw,,-0.3,,\n"
         "RKneePitch,,,,2.5\n");
-  const Outcome outcome = host("export --urdf limited.urdf --mjcf limited.xml --limits limits.csv");
-  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  succeeded("export --urdf limited.urdf --mjcf limited.xml --limits limits.csv");
   const auto loaded = [&](const char* file) {
     auto document = std::make_unique<pugi::xml_document>();
     EXPECT_TRUE(document->load_file((directory_ / file).c_str()));
@@ -208,7 +205,7 @@ TEST_F(Export, InertiasAreTheLeastThatEnginesTake) {
   }
   for (const char* file : {"robot.urdf", "robot.xml"}) {
     const std::string text = read(directory_ / file);
-    EXPECT_NE(text.find("25 of 25 bodies have none, to within rounding"), std::string::npos) << text.substr(0, 500);
+    expect_has(text, "25 of 25 bodies have none, to within rounding");
   }
 }
 
@@ -269,7 +266,7 @@ TEST_F(Export, FilesAreReplacedTogetherOrNotAtAll) {
 TEST_F(Export, OtherProgramsAcceptTheUrdf) {
   if (!is_installed("check_urdf")) GTEST_SKIP() << "needs check_urdf";
   exported();
-  ASSERT_EQ(host(fmt::format("export --urdf limited.urdf --limits '{}/../limits.csv'", KORVEL_MOTIONS)).status, 0);
+  succeeded(fmt::format("export --urdf limited.urdf --limits '{}/../limits.csv'", KORVEL_MOTIONS));
   for (const char* file : {"robot.urdf", "limited.urdf"}) {
     EXPECT_EQ(shell(fmt::format("check_urdf {}", file)).status, 0) << file;
   }

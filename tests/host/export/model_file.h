@@ -5,7 +5,6 @@
 #include <pugixml.hpp>
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace korvel::host {
 

@@ -14,39 +14,39 @@
 #include <cerrno>
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "tests/host/support/files.h"
 
 namespace korvel::host {
 namespace {
 
-bool restrict_calls(sock_fprog filter) {
+bool restrict_calls(std::vector<sock_filter> program) {
+  sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
   return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }
 
 /// From here on this process finds no file system that can hold a file without a name.
 bool forbid_files_without_names() {
   constexpr unsigned tmpfile = O_TMPFILE & ~static_cast<unsigned>(O_DIRECTORY);
-  sock_filter program[] = {
+  return restrict_calls({
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat, 0, 3),
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args) + 2 * sizeof(std::uint64_t)),
       BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, tmpfile, 0, 1),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  return restrict_calls({static_cast<unsigned short>(std::size(program)), program});
+  });
 }
 
 /// From here on the disk of this process is full, which is seen when a file is synchronised.
 bool forbid_synchronising() {
-  sock_filter program[] = {
+  return restrict_calls({
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fsync, 0, 1),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSPC),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  return restrict_calls({static_cast<unsigned short>(std::size(program)), program});
+  });
 }
 
 enum class Kind { without_name, with_name };

@@ -1,40 +1,24 @@
 // What the tests of the page share: the page of the wave, and what it shows.
 import assert from 'node:assert/strict';
 import {join} from 'node:path';
-import {after, before, test} from 'node:test';
-import {drawn, launch, open} from './browser.mjs';
+import {after, before} from 'node:test';
+import * as pages from './pages.mjs';
 import {motions, Report} from './report.mjs';
 
-export let browser;
+export {browser, show as setSlider} from './pages.mjs';
 export let wave;
-before(async () => {
-  browser = await launch();
-  wave = Report.ofMotion(join(motions, 'wave.csv'));
-});
-after(async () => {
-  await browser.close();
-  wave.remove();
-});
+before(() => wave = Report.ofMotion(join(motions, 'wave.csv')));
+after(() => wave.remove());
 
-// A test on an open page, which must not have asked for anything or reported an error.
-export const onPage = (name, options, body) => test(name, async (t) => {
-  const page = await open(wave, browser, options);
-  t.after(() => page.context().close());
-  await body(page);
-  assert.deepEqual(page.faults, []);
-});
+export const onPage = pages.onPageOf(() => wave);
 
 export const joints = () => Object.keys(wave.columns).filter((name) => name.endsWith('_torque')).map((name) => name.slice(0, -7));
 export const torque = (joint, sample) => wave.columns[`${joint}_torque`][sample].toFixed(4);
 export const last = () => wave.columns.time.length - 1;
 export const sliderAt = async (page) => Number(await page.locator('#slider').inputValue());
-export const setSlider = async (page, sample) => {
-  await page.locator('#slider').fill(String(sample));
-  await drawn(page);
-};
 export const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
 // Points of the figure, in single precision.
-export const near = (a, b, what) => a.forEach((v, i) => assert.ok(Math.abs(v - b[i]) < 1e-5, `${what}: ${a} is not ${b}`));
+export const near = (a, b, what) => pages.near(a, b, 1e-5, what);
 // Of the scene alone, without the letters over it.
 export const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter { visibility: hidden }'});
 export async function plot(page, limb) {

@@ -1,5 +1,4 @@
 #include <cmath>
-#include <numeric>
 #include <regex>
 #include <sstream>
 
@@ -27,8 +26,7 @@ class Limits : public StandingTest {
   }
 
   Json summary(const std::string& options) const {
-    const Outcome outcome = host("run motion.csv -o results.csv --json " + options);
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const Outcome outcome = succeeded("run motion.csv -o results.csv --json " + options);
     return outcome.status == 0 ? Json::parse(outcome.out).at("motions").at(0) : Json();
   }
 
@@ -129,19 +127,17 @@ TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
   EXPECT_EQ(described, Json({{"verdict", "exceeds limits: 2 of 6\n"}, {"uses", run.at("limits")}}));
 
   const std::string text = host("run motion.csv -o results.csv --air --limits limits.csv").out;
-  EXPECT_NE(text.find("\nexceeds limits: 2 of 6\n\n"), std::string::npos) << text;
+  expect_has(text, "\nexceeds limits: 2 of 6\n\n");
   const std::size_t row = text.find("  " + shoulder + " lower");
-  EXPECT_NE(text.substr(row, 81).find(fmt::format(" 120.0 %{:>12}{:>9.3f}\n", lower.first, lower.second)),
-            std::string::npos)
-      << text;
+  expect_has(text.substr(row, 81), fmt::format(" 120.0 %{:>12}{:>9.3f}\n", lower.first, lower.second));
 }
 
 // The number in the file and the same number in single precision are one.
 TEST_F(Limits, AJointAtItsLimitIsWithinIt) {
   write(directory_ / "motion.csv", "time,HeadYaw\n0,0.1\n1,0.1\n2,0.1\n");
   const std::string text = host("run motion.csv -o results.csv --air " + limits("HeadYaw,-0.1,0.1,,\n")).out;
-  EXPECT_NE(text.find("\nstays within all 2 limits\n"), std::string::npos) << text;
-  EXPECT_NE(text.find(" 100.0 %\n"), std::string::npos) << text;
+  expect_has(text, "\nstays within all 2 limits\n");
+  expect_has(text, " 100.0 %\n");
 }
 
 // Whatever is computed of a joint at rest, the columns of the table stay apart, and no zero has a sign.
@@ -160,12 +156,12 @@ TEST_F(Limits, TheTableIsReadableForJointsAtRest) {
   EXPECT_EQ(rows, 96U);
   // An angle with one limit alone has no share, however much of it is used.
   const std::string few = host(run + limits("HeadYaw,,0.001,,\nHeadPitch,-1,1,1,1\nLHipRoll,-1,1,,\n")).out;
-  EXPECT_NE(few.find("\n  2 more limits (--all)\n"), std::string::npos) << few;
+  expect_has(few, "\n  2 more limits (--all)\n");
 }
 
 TEST_F(Limits, AMotionIsFeasibleWithinThem) {
   const std::string run = fmt::format("run '{}/squat.csv' -o results.csv --require-feasible ", KORVEL_MOTIONS);
-  EXPECT_EQ(host(run + limits("LHipPitch,,,,1.8\n")).status, 0);
+  succeeded(run + limits("LHipPitch,,,,1.8\n"));
   const Outcome exceeded = host(run + limits("LHipPitch,,,,1.6\n"));
   EXPECT_EQ(exceeded.status, 1);
   EXPECT_EQ(exceeded.out.rfind("stays on its feet throughout\nexceeds limits: 1 of 1\n", 0), 0U) << exceeded.out;
@@ -195,13 +191,9 @@ TEST_F(Limits, FilesThatAreWrongAreRefusedByFileAndLine) {
       {head + "HeadYaw,0,1,fast,\n", "2: expected a number in column 'speed', found 'fast'"}};
   for (const auto& [text, message] : cases) {
     write(directory_ / "limits.csv", text);
-    const auto before = contents();
     for (const char* command : {"run motion.csv -o results.csv", "export --urdf robot.urdf --mjcf robot.xml"}) {
-      const Outcome outcome = host(fmt::format("{} --limits limits.csv", command));
-      EXPECT_EQ(outcome.status, 2) << text;
-      EXPECT_EQ(outcome.out, "") << text;
-      EXPECT_EQ(outcome.err, fmt::format("korvel-host: error: limits.csv:{}\n", message)) << command;
-      EXPECT_EQ(contents(), before) << text;
+      expect_refused(fmt::format("{} --limits limits.csv", command),
+                     fmt::format("korvel-host: error: limits.csv:{}\n", message));
     }
   }
   EXPECT_EQ(host("run motion.csv -o limits.csv --limits limits.csv").status, 2);

@@ -34,8 +34,8 @@ class Unprepared : public CommandTest {
 
 TEST_F(Unprepared, RobotsStandOnTheSolesOfTheExamples) {
   const std::string squat = fmt::format("run '{}/squat.csv' ", KORVEL_MOTIONS);
-  ASSERT_EQ(host(squat).status, 0);
-  ASSERT_EQ(host(fmt::format("{} --soles '{}/soles.csv' -o named.csv", squat, KORVEL_MOTIONS)).status, 0);
+  succeeded(squat);
+  succeeded(fmt::format("{} --soles '{}/soles.csv' -o named.csv", squat, KORVEL_MOTIONS));
   EXPECT_EQ(read(directory_ / "squat-results.csv"), read(directory_ / "named.csv"));
   EXPECT_EQ(read(directory_ / "squat-results.json"), read(directory_ / "named.json"));
 }
@@ -69,8 +69,8 @@ TEST_F(Unprepared, JointsAloneStandAsTheyDoWithTheRoot) {
 TEST_F(Unprepared, MotionsDoNotLoadOneAnother) {
   std::filesystem::create_directory(directory_ / "all");
   write(directory_ / "motion.csv", "time,LKneePitch\n0,0.2\n1,0.3\n");
-  ASSERT_EQ(host("run motion.csv -o alone.csv").status, 0);
-  ASSERT_EQ(host(fmt::format("run '{}/squat.csv' motion.csv -j 1 -o all", KORVEL_MOTIONS)).status, 0);
+  succeeded("run motion.csv -o alone.csv");
+  succeeded(fmt::format("run '{}/squat.csv' motion.csv -j 1 -o all", KORVEL_MOTIONS));
   EXPECT_EQ(read(directory_ / "all/motion-results.csv"), read(directory_ / "alone.csv"));
 }
 

@@ -29,6 +29,13 @@ class CommandTest : public testing::Test {
     return shell(fmt::format("{} && '{}' {}", preparation, executable, arguments));
   }
 
+  /// The same of a command that succeeds.
+  Outcome succeeded(const std::string& arguments, const std::string& preparation = ":") const {
+    Outcome outcome = host(arguments, preparation);
+    EXPECT_EQ(outcome.status, 0) << arguments << outcome.err;
+    return outcome;
+  }
+
   /// Runs a shell's command in `directory_`. A signal that ends the last program is a status above 128.
   Outcome shell(const std::string& command) const {
     const TemporaryDirectory streams;
@@ -46,6 +53,22 @@ class CommandTest : public testing::Test {
       all[entry.path().lexically_relative(directory_.path())] = is_file ? read(entry.path()) : std::string();
     }
     return all;
+  }
+
+  static void expect_has(const std::string& text, const std::string& words) {
+    EXPECT_NE(text.find(words), std::string::npos) << words << "\n" << text;
+  }
+
+  /// Status 2, one line with these words, and the directory as it was.
+  void expect_refused(const std::string& arguments, const std::string& words,
+                      const std::string& preparation = ":") const {
+    const auto before = contents();
+    const Outcome outcome = host(arguments, preparation);
+    EXPECT_EQ(outcome.status, 2) << arguments << preparation << outcome.err;
+    EXPECT_EQ(outcome.out, "") << arguments << preparation;
+    expect_has(outcome.err, words);
+    expect_one_line(outcome.err, arguments + preparation);
+    EXPECT_EQ(contents(), before) << arguments << preparation;
   }
 
   /// Exactly one line for a person, which no terminal can be steered by.
@@ -68,8 +91,7 @@ class CommandTest : public testing::Test {
 
   /// Results of `motion.csv`: the column of each name.
   std::map<std::string, std::vector<float>> results() const {
-    const Outcome outcome = host("run motion.csv -o results.csv --air");
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    succeeded("run motion.csv -o results.csv --air");
     return columns_in("results.csv");
   }
 

@@ -27,16 +27,16 @@ TEST(Spline, FollowsASinusoidWithinTheBoundsOfInterpolation) {
   constexpr double step = 0.01;
   constexpr double frequency = 4;
   const Eigen::ArrayXd time = uneven_times(count, step);
-  const Curve curve = Spline(time).through((frequency * time).sin());
+  const Curves curve = Spline(time).through((frequency * time).sin());
 
   const double h = 1.6 * step;
   const double ends = std::ldexp(h * std::pow(frequency, 3), -static_cast<int>(margin));
   const double first_bound = std::pow(h, 3) * std::pow(frequency, 4) / 24 + ends * h;
   const double second_bound = 3 * h * h * std::pow(frequency, 4) / 8 + ends;
   for (Eigen::Index i = margin; i < count - margin; ++i) {
-    EXPECT_NEAR(curve.value[i], std::sin(frequency * time[i]), 1e-15);
-    EXPECT_NEAR(curve.first[i], frequency * std::cos(frequency * time[i]), first_bound);
-    EXPECT_NEAR(curve.second[i], -frequency * frequency * std::sin(frequency * time[i]), second_bound);
+    EXPECT_NEAR(curve.value(i), std::sin(frequency * time[i]), 1e-15);
+    EXPECT_NEAR(curve.first(i), frequency * std::cos(frequency * time[i]), first_bound);
+    EXPECT_NEAR(curve.second(i), -frequency * frequency * std::sin(frequency * time[i]), second_bound);
   }
 }
 
@@ -49,7 +49,7 @@ TEST(Spline, LeavesPolynomialsAsTheyAre) {
       const double c = count > 2 && penalty < 1e-9 ? 5 : 0;
       const Eigen::ArrayXd time = uneven_times(count, 0.1);
       const Eigen::ArrayXd values = 3 + b * time + c * time.square();
-      const Curve curve = Spline(time, penalty).through(values);
+      const Curves curve = Spline(time, penalty).through(values);
       ASSERT_EQ(curve.first.size(), count);
       ASSERT_EQ(curve.second.size(), count);
       // Rounding of values up to 120, divided by steps of 0.04 once and twice.
@@ -83,7 +83,7 @@ TEST(Spline, MinimisesDistanceAndRoughness) {
   const Eigen::MatrixXd distance = weights.matrix().asDiagonal();
   const Eigen::VectorXd samples = (7 * time).sin() + Eigen::ArrayXd::Random(count);
   const Eigen::VectorXd best = (distance + penalty * roughness).ldlt().solve(distance * samples);
-  const Curve curve = Spline(time, penalty).through(samples);
+  const Curves curve = Spline(time, penalty).through(samples);
   EXPECT_LT((curve.value.matrix() - best).cwiseAbs().maxCoeff(), 1e-9);
   EXPECT_LT((curve.second.matrix() - second * best).cwiseAbs().maxCoeff(), 1e-6);
 }
@@ -96,12 +96,14 @@ TEST(Spline, PassesHalfThePowerAtTheCutoff) {
     const double w = 2 * std::acos(-1.0) * frequency;
     const double passed = 1 / (1 + (std::sqrt(2.0) - 1) * std::pow(frequency / cutoff, 4));
     const Eigen::ArrayXd even = Eigen::ArrayXd::LinSpaced(4001, 0, 8);
-    const Curve on_even = Spline(even, penalty_of_cutoff(cutoff)).through((w * even).sin());
-    EXPECT_LT((on_even.value - passed * (w * even).sin()).segment(1500, 1000).abs().maxCoeff(), 1e-4) << frequency;
-    EXPECT_LT((on_even.second + w * w * passed * (w * even).sin()).segment(1500, 1000).abs().maxCoeff(), 1e-3 * w * w);
+    const Curves on_even = Spline(even, penalty_of_cutoff(cutoff)).through((w * even).sin());
+    EXPECT_LT((on_even.value - passed * (w * even).sin()).middleRows(1500, 1000).abs().maxCoeff(), 1e-4) << frequency;
+    EXPECT_LT((on_even.second + w * w * passed * (w * even).sin()).middleRows(1500, 1000).abs().maxCoeff(),
+              1e-3 * w * w);
     const Eigen::ArrayXd uneven = uneven_times(4001, 0.002);
-    const Curve on_uneven = Spline(uneven, penalty_of_cutoff(cutoff)).through((w * uneven).sin());
-    EXPECT_LT((on_uneven.value - passed * (w * uneven).sin()).segment(1500, 1000).abs().maxCoeff(), 0.01) << frequency;
+    const Curves on_uneven = Spline(uneven, penalty_of_cutoff(cutoff)).through((w * uneven).sin());
+    EXPECT_LT((on_uneven.value - passed * (w * uneven).sin()).middleRows(1500, 1000).abs().maxCoeff(), 0.01)
+        << frequency;
   }
   EXPECT_NEAR(1 / std::pow(1 + (std::sqrt(2.0) - 1), 2), 0.5, 1e-15);
 }

@@ -222,14 +222,14 @@ TEST(LongTrajectories, ShowTheSplinesOfTheWhole) {
     motion.joints = Eigen::ArrayXXd::NullaryExpr(count, 1, [&] { return noise(random); });
     for (const double cutoff : {0.0, 300.0, 20.0, 3.0, 0.05}) {
       const double penalty = cutoff > 0 ? penalty_of_cutoff(cutoff) : 0;
-      const Curve whole = Spline(motion.elapsed, penalty).through(motion.joints.col(0));
+      const Curves whole = Spline(motion.elapsed, penalty).through(motion.joints.col(0));
       const Trajectory trajectory(motion, penalty);
       // Within rounding to single precision, of the largest of its kind.
       Eigen::Array3d largest(0, 0, 0);
       const auto compare = [&](Eigen::Index s) {
         const Instant instant = trajectory.at(s);
         const Eigen::Array3f seen(instant.joint_pos[0], instant.joint_vel[0], instant.joint_acc[0]);
-        const Eigen::Array3d expected(whole.value[s], whole.first[s], whole.second[s]);
+        const Eigen::Array3d expected(whole.value(s), whole.first(s), whole.second(s));
         largest = largest.max((seen.cast<double>() - expected).abs());
       };
       for (Eigen::Index s = 0; s < count; ++s) compare(s);

@@ -67,9 +67,8 @@ async function readColumns({columns, curves, stride, time}) {
   };
 }
 
-// Reads what the ground does: the curve and the contacts of each sole, the spans of samples that cannot be borne and
-// those in flight.
-function readStanding({soles, level, margin, residual, feasible, zmp}, columns) {
+// Reads what the ground does: the curve and the contacts of each sole, and the spans of samples that cannot be borne.
+function readStanding({soles, level, margin, feasible, zmp}, columns) {
   const all = soles.map(({load, contact, shear, pressure, orientation, ...sole}) => {
     const [contacts] = columns.others(contact);
     return {
@@ -82,15 +81,12 @@ function readStanding({soles, level, margin, residual, feasible, zmp}, columns) 
       orientation: columns.others(orientation),
     };
   });
-  const borne = columns.curve(feasible).lows;
   return {
     level,
     soles: all,
     margin: columns.curve(margin),
-    residual: columns.curve(residual).values,
     zmp: columns.others(zmp),
-    spans: spansOf(borne, 0),
-    flight: spansOf(borne.map((flag, sample) => flag && all.every(({contact}) => !contact[sample])), 1),
+    spans: spansOf(columns.curve(feasible).lows, 0),
   };
 }
 

@@ -1,17 +1,6 @@
 // These functions draw spheres, rods, lines and the centre of mass in the world, z up, in metres.
-import {
-  BufferGeometry,
-  CylinderGeometry,
-  Float32BufferAttribute,
-  Group,
-  Line,
-  LineBasicMaterial,
-  Mesh,
-  MeshBasicMaterial,
-  RingGeometry,
-  SphereGeometry,
-  Vector3,
-} from 'three';
+import {BufferGeometry, CylinderGeometry, Float32BufferAttribute, Group, Line, LineBasicMaterial, Mesh,
+  MeshBasicMaterial, RingGeometry, SphereGeometry, Vector3} from 'three';
 import {colour} from '../colours.js';
 
 const com_radius = 0.013;
