@@ -36,7 +36,7 @@ def in_c(batch, n, function, *arguments):
 
 
 def operations(n):
-    """Of each operation the ways to have it done."""
+    """Returns the ways to do each operation."""
     batch = korvel.Batch(1)
     q, dq, ddq = states(n)
     k, H, f = batch.kinematics(q), batch.mass(q), batch.dynamics(q, dq, ddq)

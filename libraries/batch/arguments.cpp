@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::ptrdiff_t float_size = sizeof(float);
 
-/// No process has more on 64-bit processors.
+/// The last address that a process can have on 64-bit processors.
 constexpr std::uintptr_t last_address = std::numeric_limits<std::uintptr_t>::max() >> (sizeof(void*) == 8 ? 8 : 0);
 
 /// A stride and how often it is taken, less one.

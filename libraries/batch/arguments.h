@@ -1,6 +1,6 @@
 #pragma once
 
-/// What callers give, checked, in the form that kernels take. Everything here throws Refusal.
+/// Checks the arguments of callers and converts them to the form that kernels take. Everything here throws Refusal.
 
 #include <string>
 #include <vector>
@@ -13,7 +13,7 @@ namespace korvel::batch {
 void require_count(std::ptrdiff_t n);
 void require_body(int body);
 
-/// Of n states with `count` numbers each; `name` is the argument's.
+/// Checks an input of n states with `count` numbers each; `name` is the argument's.
 Input checked_input(const korvel_batch_input* input, const char* name, std::ptrdiff_t n, int count);
 
 /// Null, or without data, if it is not wanted.

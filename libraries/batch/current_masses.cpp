@@ -76,7 +76,7 @@ void CurrentMasses::set_one(int body, float mass, const float* com, const float*
   require_finite(inertia, 6, "inertia");
   replace([&](Masses& masses) {
     auto& of_body = masses.of_body[static_cast<std::size_t>(body)];
-    // As the module does it.
+    // The module adds in this order, too.
     masses.total = (mass - of_body.inertia.m) + masses.total;
     of_body.inertia = Inertia::from_center_of_mass(
         mass, {com[0], com[1], com[2]}, {inertia[0], inertia[1], inertia[2], inertia[3], inertia[4], inertia[5]});

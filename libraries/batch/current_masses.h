@@ -12,7 +12,8 @@ class CurrentMasses {
 
   Masses get() const;
 
-  // As korvel_batch_set_inertia, korvel_batch_get_inertias and korvel_batch_set_inertias; these throw Refusal.
+  // These do what korvel_batch_set_inertia, korvel_batch_get_inertias and korvel_batch_set_inertias do, and throw
+  // Refusal.
   void set_one(int body, float mass, const float* com, const float* inertia);
   void copy_to(float* numbers) const;
   void set_all(const float* numbers);

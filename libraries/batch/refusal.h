@@ -38,7 +38,7 @@ inline korvel_batch_status remember(korvel_batch_status status, const char* sent
   return status;
 }
 
-/// What a call returns: 0 if work() ends, the status of what it throws otherwise.
+/// Returns what a call returns: 0 if work() ends, or the status of what it throws.
 template <typename Work>
 int status_of(const Work& work) noexcept {
   try {

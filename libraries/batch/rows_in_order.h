@@ -9,9 +9,9 @@
 
 namespace korvel::batch {
 
-/// Of what no cache holds, it is rows one after the other that memory takes quickly. Kernels write a few numbers of
-/// many rows in turn, which then takes up to three times as long; so they write a tile of states into room on the
-/// stack, and its rows are copied from there. What a cache holds is a tenth faster without.
+/// Memory takes results that no cache holds quickly only as rows, one after the other. Kernels write a few numbers of
+/// many rows in turn, which then takes up to three times as long. They therefore write a tile of states into room on
+/// the stack, and its rows are copied from there. Results that a cache holds are a tenth faster without.
 inline bool is_beyond_caches(std::ptrdiff_t n, std::initializer_list<std::pair<const Output*, int>> results) noexcept {
   constexpr std::ptrdiff_t most_in_caches = 8 << 20;  // bytes
   std::ptrdiff_t numbers = 0;
@@ -38,7 +38,7 @@ class RowsInOrder {
   void copy(const Stretch& tile) const noexcept {
     if (!is_used_) return;
     const std::ptrdiff_t count = tile.last - tile.first;
-    // In one piece where there are no gaps: at its end alone a line of the cache is not whole.
+    // Rows without gaps are copied in one piece, so that only its last line of the cache is not whole.
     const std::ptrdiff_t in_a_row = parts_ == nullptr && to_.state == numbers ? count : 1;
     for (std::ptrdiff_t s = 0; s < count; s += in_a_row) {
       float* to = to_.of_state(tile.first + s);

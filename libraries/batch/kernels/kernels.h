@@ -1,7 +1,7 @@
 #pragma once
 
-/// What one instruction set computes, for a stretch of states. Everything here is compiled for the baseline, and holds
-/// no code: an instruction set's own files see it, and nothing of theirs may serve another one.
+/// Declares what one instruction set computes for a stretch of states. Everything here is compiled for the baseline and
+/// has no code, because the files of an instruction set include it, and none of their code may serve another set.
 
 #include <array>
 #include <cstddef>
@@ -44,7 +44,7 @@ struct Masses {
   const float* armature;  ///< of a call that adds rotor inertias: one for each joint [kg m^2]
 };
 
-/// On one body: force, then moment.
+/// A wrench on one body: force, then moment.
 struct Wrench {
   int body;
   Input values;
@@ -62,8 +62,8 @@ struct MotionInput {
   Wrenches wrenches;
 };
 
-/// Of each state 300 numbers, the rows of [R | t] of one body after the other, three for a centre of mass, and 180 of a
-/// jacobian, row by row.
+/// Each state has 300 numbers of poses, the rows of [R | t] of one body after the other, three of a centre of mass, and
+/// 180 of a jacobian, row by row.
 struct KinematicsResults {
   Output poses_root, poses_world, com_root, com_world, jacobian;
 };
@@ -72,8 +72,8 @@ struct MassResults {
   Output packed, dense;
 };
 
-/// Of generalized forces over states, by the place of a state in its tile: the bits of the largest magnitude, which are
-/// ordered like the magnitudes, with what is no number above all; and the sum of squares.
+/// Sums up generalized forces over states, by the place of a state in its tile: the bits of the largest magnitude,
+/// which are ordered like the magnitudes, with NaN above all; and the sum of squares.
 struct ForceSums {
   std::uint32_t largest[coordinate_count][tile_size];
   double squares[coordinate_count][tile_size];
@@ -122,7 +122,7 @@ using Kernel = void (*)(const Masses&, const Stretch&, const MotionInput&, const
 
 struct KernelSet {
   int lanes;
-  /// Of sine_count * lanes consecutive angles.
+  /// Computes sines and cosines of sine_count * lanes consecutive angles.
   void (*sine_cosine)(const float* angles, float* sines, float* cosines) noexcept;
   Kernel<KinematicsResults> kinematics;
   Kernel<MassResults> mass;

@@ -41,7 +41,7 @@ struct JacobianRows : SixRows<n> {
   }
 };
 
-/// Where no jacobian is wanted.
+/// Takes the place of a jacobian that is not wanted.
 struct NoJacobian {
   template <typename Node, typename Motion>
   void scatter(const Motion&) noexcept {}
@@ -73,7 +73,8 @@ void write_pose(const Output& output, const Block<n>& block, int body,
   if (output.data != nullptr) write_numbers<n>(output, block, 12 * body, 12, numbers);
 }
 
-/// As the module's computeFwdKinematics: the root's pose from its coordinates, all others from their transforms.
+/// Computes what the module's computeFwdKinematics computes: the root's pose from its coordinates, all others from
+/// their transforms.
 template <int n, typename Jacobian>
 [[gnu::flatten]] void compute_kinematics(const Masses& masses, const Block<n>& block, const Input& input,
                                          const KinematicsResults& results, Jacobian& jacobian) noexcept {

@@ -16,7 +16,7 @@ namespace korvel::batch {
 using metapod::Spatial::PackOf;
 using metapod::Spatial::unrolled;
 
-/// As many states as there are lanes, from one on. Beyond the last state it is taken again.
+/// As many consecutive states as there are lanes. Beyond the last state it is repeated.
 template <int n>
 struct Block {
   std::ptrdiff_t first;
@@ -34,7 +34,7 @@ void for_each_block(const Stretch& states, const Work& work) noexcept {
   }
 }
 
-/// Where the numbers of each lane's state begin.
+/// The addresses at which the numbers of each lane's state begin.
 template <int n, typename Float>
 struct RowsOf {
   RowsOf(const NumbersOf<Float>& numbers, std::ptrdiff_t first) noexcept

@@ -91,7 +91,7 @@ class Batch(Dynamics):
         pointer = ctypes.c_void_p()
         library.check(library.create(pointer, self._asked[0] or 0, named))
         self._pointer = pointer.value
-        # Not when the interpreter ends, because threads that it does not wait for may be at work.
+        # Batches are not destroyed when the interpreter ends, because threads that it does not wait for may be at work.
         weakref.finalize(self, library.destroy, pointer.value).atexit = False
 
     @property

@@ -125,7 +125,7 @@ class Arguments : public testing::Test {
     }
   }
 
-  /// What can be wrong with an array that is read.
+  /// Returns what can be wrong with an array that is read.
   static std::vector<Fault> input_faults(korvel_batch_input Call::*of) {
     std::vector<Fault> faults;
     for (const int bytes : {1, 2, 3}) {
@@ -154,7 +154,7 @@ class Arguments : public testing::Test {
     return {"no data", [=](Call& c) { (c.*of).data = nullptr; }, KORVEL_BATCH_NULL, "data"};
   }
 
-  /// What can be wrong with an array that is written.
+  /// Returns what can be wrong with an array that is written.
   static std::vector<Fault> output_faults(std::ptrdiff_t numbers, korvel_batch_output Call::*of) {
     std::vector<Fault> faults{
         {"it begins between floats",

@@ -39,7 +39,7 @@ class DynamicsDerivatives : public testing::Test {
   const Batch batch{1};
 };
 
-// Of other bits are only signs of zeros.
+// The bits may differ in signs of zeros only.
 TEST_F(DynamicsDerivatives, HaveTheSameBitsWithEveryInstructionSetAndNumberOfStates) {
   const States states = lively(500);
   const DynamicsResults expected = dynamics_results(Batch(1, "baseline"), states);

@@ -44,7 +44,7 @@ struct DynamicsResults {
   Rows jacobian{n, 180}, jacobian_bias{n, 6};
 };
 
-/// With wrenches on all bodies. The accelerations serve as weights and as forces too.
+/// Computes with wrenches on all bodies. The accelerations serve as weights and as forces too.
 inline DynamicsResults dynamics_results(const Batch& batch, const States& states) {
   const std::ptrdiff_t n = states.count;
   DynamicsResults results(n);

@@ -31,11 +31,11 @@ struct States {
 
   std::ptrdiff_t count;
   Rows q{count, coordinates}, dq{count, coordinates}, ddq{count, coordinates}, wrenches{count, 6 * bodies};
-  /// Of which the module makes the root's coordinates.
+  /// The poses from which the module takes the root's coordinates.
   std::vector<QZ::Math::Transform> root_poses;
 };
 
-/// What there is to compute of n states.
+/// All results of n states.
 struct Results {
   explicit Results(std::ptrdiff_t count) : n(count) {}
 
@@ -51,11 +51,11 @@ struct Results {
 /// Random states; the root's coordinates are those that the module makes of its pose.
 States random_states(std::ptrdiff_t n, std::uint64_t first_seed);
 
-/// By the module, one state after the other, with a wrench on each body. It does not show the root's forces: those are
-/// by the algorithm that it runs, on one body per node.
+/// Computes results by the module, one state after the other, with a wrench on each body. The module does not show the
+/// root's forces: those come from its algorithm, run on one body per node.
 Results module_results(const States& states, tesk::RigidBodySystem& robot);
 
-/// By the library, from and to rows.
+/// Computes results by the library, from and to rows.
 Results batch_results(const Batch& batch, const States& states);
 
 /// The wrenches on all bodies as the library takes them.
