@@ -16,7 +16,8 @@ namespace korvel::host {
 struct Standing {
   contact::Stance stance;
   std::vector<contact::SoleState> soles;
-  Eigen::Isometry3d root;  ///< in the world
+  Eigen::Isometry3d root;          ///< in the world
+  contact::Wrench required_world;  ///< that the motion requires, about the root's origin
 
   /// A point of the stance, which has it from the root's origin, in the world.
   Eigen::Vector2d in_world(const Eigen::Vector2d& point) const { return root.translation().head<2>() + point; }

@@ -222,8 +222,7 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
   return status_of([&] {
     Call call(batch, n, q, dq, nullptr, 0);
     call.given.ddq = call.coordinates(ddq, "ddq");
-    const std::shared_ptr<const Ground> stood_on = checked_ground(ground, n);
-    const GroundTable table = table_of(*stood_on);
+    const GroundTable table = checked_ground(ground, n);
     const int soles = static_cast<int>(ground->sole_count);
     const korvel_batch_stand_results none{};
     const korvel_batch_stand_results& r = results == nullptr ? none : *results;

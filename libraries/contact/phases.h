@@ -15,7 +15,7 @@ struct ContactBounds {
   /// A lowest corner that is so high and so fast.
   template <typename Number>
   MaskOf<Number> allow(const Number& corner_height, const Number& corner_speed) const noexcept {
-    return both(corner_height <= Number(height), corner_speed < Number(speed));
+    return corner_height <= Number(height) && corner_speed < Number(speed);
   }
 };
 

@@ -3,7 +3,7 @@
 #include <Eigen/Geometry>
 #include <vector>
 
-#include "contact/distribution.h"
+#include "contact/nearest_forces.h"
 #include "contact/sole.h"
 #include "contact/wrench.h"
 
@@ -32,7 +32,7 @@ struct SoleLoad {
 /// A robot on the ground at one instant. World axes, from the root's origin; positions in the ground by x and y.
 struct Stance {
   Verdict verdict = Verdict::stands;
-  double residual = 0;          ///< of Distribution; at most feasible_residual where it stands or is in flight
+  double residual = 0;  ///< unsupported share of the weight; at most feasible_residual where it stands or is in flight
   std::vector<SoleLoad> soles;  ///< in the order of the soles
   /// The point about which the required wrench has no horizontal moment, at the mean height of the corners that bear,
   /// or on the ground if none does; below the centre of mass where hardly anything is required.
@@ -42,9 +42,7 @@ struct Stance {
   double margin = 0;
   /// From the polygon to the zero moment point, where that is outside [m].
   Eigen::Vector2d excess_world = Eigen::Vector2d::Zero();
-  /// The wrench about the origin of `points`, and the corners that bear: what `least_friction` needs.
-  Wrench required_world;
-  std::vector<ContactPoint> points;
+  Loads<double> loads;  ///< of the corners, with a compliance for those that bear
 };
 
 /// A robot on the ground at one instant: what its motion requires and what there is to give it. Positions are from the
@@ -63,5 +61,9 @@ struct StanceProblem {
 /// contact times its weight in the affine combination of the soles' centres that comes nearest to that point; with two
 /// soles, the nearness along the line between them.
 Stance stance(const StanceProblem& problem);
+
+/// The least coefficient of friction, the same at all points, with which the ground would bear a load, to three digits.
+/// Infinite if none does. It is at least `known`, where that is known from elsewhere: that is tried first.
+double least_friction(Loads<double> loads, double known = 0);
 
 }  // namespace korvel::contact

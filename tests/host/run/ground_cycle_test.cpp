@@ -71,9 +71,9 @@ TEST_F(OnGround, RequiredWrenchIsTheRootForceOfTheTextbook) {
     const tests::Truth truth(state);
     const Eigen::VectorXd forces = truth.forces(state);
     const Matrix3d to_world = truth.pose(0).linear();
-    const contact::Stance stance = run(state, false, false).stance;
-    EXPECT_LT((stance.required_world.force - to_world * forces.head(3)).norm(), 3e-6 * weight()) << seed;
-    EXPECT_LT((stance.required_world.moment - to_world * forces.segment(3, 3)).norm(), 3e-6 * weight() * 0.1) << seed;
+    const auto [stance, soles, root, required] = run(state, false, false);
+    EXPECT_LT((required.force - to_world * forces.head(3)).norm(), 3e-6 * weight()) << seed;
+    EXPECT_LT((required.moment - to_world * forces.segment(3, 3)).norm(), 3e-6 * weight() * 0.1) << seed;
     EXPECT_EQ(stance.verdict, contact::Verdict::nothing_bears);
     for (const contact::SoleLoad& load : stance.soles)
       EXPECT_EQ(load.wrench_world.force.norm() + load.wrench_world.moment.norm(), 0);
