@@ -32,7 +32,7 @@ constexpr int dense_numbers = coordinates * coordinates;
 constexpr std::ptrdiff_t in_cache = 256;
 constexpr std::ptrdiff_t in_memory = 65536;
 
-/// On lines of the cache, so that no wide register falls on two.
+/// The numbers begin at a line of the cache, so that no wide register crosses two.
 using Numbers = std::vector<float, boost::alignment::aligned_allocator<float, 64>>;
 
 /// States, and room for what is computed of them.
@@ -83,7 +83,7 @@ void add(const std::string& name, std::ptrdiff_t count, const std::function<void
   benchmark::internal::Benchmark* timed = benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& timer) {
     while (timer.KeepRunningBatch(count)) work();
   });
-  // That of all threads.
+  // This is the time of all threads.
   if (count == in_memory) timed->UseRealTime();
 }
 
@@ -94,7 +94,7 @@ void add_module(tesk::RigidBodySystem& robot, Arrays& a) {
     };
   };
   const auto copy_poses = [](tesk::RigidBodySystem& r, Arrays& to, std::ptrdiff_t s) {
-    // Those of all bodies stand side by side.
+    // The poses of all bodies stand side by side.
     std::memcpy(to.poses_root.data() + s * pose_numbers, &r.getPoseInRoot(0), pose_numbers * sizeof(float));
     std::memcpy(to.poses_world.data() + s * pose_numbers, &r.getPose(0), pose_numbers * sizeof(float));
     std::memcpy(to.com_root.data() + s * 3, &r.getComPositionInRoot(), 3 * sizeof(float));
@@ -194,8 +194,8 @@ void add_batch(const std::string& who, const Batch& batch, bool in_tiles, Arrays
     batch.forward_dynamics(a.count, q(), dq(), ddq(), {output(in_tiles, a.forces, coordinates), {}}, rotors.data(),
                            feet(in_tiles, a));
   });
-  // On both feet, wherever they are: most of these lively motions the ground cannot bear, which takes longest. At rest
-  // it can, and no corner is near slipping.
+  // The robot is on both feet, wherever they are. The ground cannot supply what most of these lively motions require,
+  // which takes longest to compute. At rest it can, and no corner is near slipping.
   static const float corners[]{-0.045F, 0.04F,  0.1F,   -0.045F, -0.04F, 0.1F,
                                -0.045F, -0.04F, -0.05F, -0.045F, 0.04F,  -0.05F};
   static const korvel_batch_sole soles[]{{static_cast<int>(bench::feet[0]), 0.6F, corners, 4},
@@ -223,7 +223,7 @@ class PeerOnThreads {
     }
   }
 
-  /// That many states in all, long enough for what it takes to start threads.
+  /// Returns the number of all states. It is large enough to hide the time that threads take to start.
   std::ptrdiff_t count() const { return rounds * static_cast<std::ptrdiff_t>(states_ * peers_.size()); }
 
   void run(void (bench::Peer::*compute)(std::size_t)) {
@@ -244,7 +244,7 @@ class PeerOnThreads {
   std::vector<std::unique_ptr<bench::Peer>> peers_;
 };
 
-/// Beside those on as many threads.
+/// Adds the peers with the same number of threads.
 void add_peers(const bench::LoadedInstants& states, int threads) {
   for (const bench::PeerEntry& entry : bench::peers()) {
     const auto peer = std::make_shared<PeerOnThreads>(entry, states, threads);

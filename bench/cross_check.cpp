@@ -25,7 +25,7 @@ bool print_row(const std::string& name, bench::Peer& peer, bench::Peer& referenc
   std::map<std::string, double> largest;
   bool within = true;
   bench::compare(peer, reference, state_count, [&](const char* quantity, std::size_t, double deviation) {
-    // Not a number is over the bound, and stays.
+    // NaN counts as over the bound.
     within = within && deviation <= bound;
     double& so_far = largest[quantity];
     if (!(deviation <= so_far)) so_far = deviation;

@@ -22,7 +22,7 @@ class Source {
   }
 
  private:
-  // Not std::uniform_real_distribution, which every library makes in its own way.
+  // std::uniform_real_distribution would differ from library to library.
   double value() { return 2 * static_cast<double>(generator_()) / static_cast<double>(std::mt19937::max()) - 1; }
   Eigen::ArrayXd values(Eigen::Index count) {
     return Eigen::ArrayXd::NullaryExpr(count, [this] { return value(); });

@@ -16,7 +16,7 @@ inline constexpr std::array<std::size_t, 2> feet{13, 19};
 
 /// The inputs of one call of anything that is measured.
 struct LoadedInstant : host::Instant {
-  /// On each of `feet`: force [N], then moment about the origin of the body [N m], in its frame.
+  /// The wrench on each of `feet`: force [N], then moment about the origin of the body [N m], in its frame.
   std::array<std::vector<float>, 2> wrenches;
   /// The body that partial centres of mass leave out: every one but the root in turn.
   unsigned long body;

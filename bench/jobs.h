@@ -16,19 +16,19 @@ struct Job {
   void (*pass)(tesk::RigidBodySystem& robot, const LoadedInstants& states);
 };
 
-/// Those that the peers can do too.
+/// Jobs that the peers can do too.
 inline constexpr const char* kinematics = "kinematics";
 inline constexpr const char* mass_from_angles = "mass-from-angles";
 inline constexpr const char* dynamics = "dynamics";
-/// What a controller asks in every cycle.
+/// The job that a controller does in every cycle.
 inline constexpr const char* cycle = "cycle";
 
 extern const std::array<Job, 8> jobs;
 
-/// What the jobs on joints find already set.
+/// Sets what the jobs on joints find already set.
 void set_root_and_wrenches(tesk::RigidBodySystem& robot, const LoadedInstant& state);
 
-/// What is asked of the peers too.
+/// Computes what the peers compute too.
 void compute_kinematics(tesk::RigidBodySystem& robot, const LoadedInstant& state);
 void compute_mass_from_angles(tesk::RigidBodySystem& robot, const LoadedInstant& state);
 void compute_dynamics(tesk::RigidBodySystem& robot, const LoadedInstant& state);

@@ -36,7 +36,7 @@ def in_c(batch, n, function, *arguments):
 
 
 def operations(n):
-    """Of each operation the ways to have it done."""
+    """Returns the ways to do each operation."""
     batch = korvel.Batch(1)
     q, dq, ddq = states(n)
     k, H, f = batch.kinematics(q), batch.mass(q), batch.dynamics(q, dq, ddq)
@@ -44,7 +44,7 @@ def operations(n):
     poses = (View * 5)(*(view(array, axes=array.ndim - 1) for array in k[:4]))
     return {
         "kinematics": {"new arrays": lambda: batch.kinematics(q), "out=": lambda: batch.kinematics(q, out=k),
-                       "C": in_c(batch, n, library.kinematics, motion[0], poses)},
+                       "C": in_c(batch, n, library.kinematics, motion[0], library.KinematicsResults(poses, None, 0))},
         "mass matrix, dense": {"new arrays": lambda: batch.mass(q), "out=": lambda: batch.mass(q, out=H),
                                "C": in_c(batch, n, library.mass, motion[0], None, None, view(H, axes=2))},
         "inverse dynamics": {"new arrays": lambda: batch.dynamics(q, dq, ddq),

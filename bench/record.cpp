@@ -16,7 +16,7 @@ using namespace korvel;
 using Call = void (*)(tesk::RigidBodySystem&, const bench::LoadedInstant&);
 
 void add(const std::string& name, tesk::RigidBodySystem& robot, const bench::LoadedInstants& states, Call call) {
-  // As a host has it: some calls, then a pause in which blocks are made ready, so that there always are.
+  // A host makes some calls and then pauses. New blocks are made in the pause, so that there always are some.
   constexpr int in_a_row = 2;
   constexpr int rows = 16;
   const auto batch = in_a_row * static_cast<benchmark::IterationCount>(states.size());

@@ -47,7 +47,7 @@ def print_threads(real_times, cpu_times):
 
 
 def print_notes(runs):
-    """What the operations call, and how the other libraries are used."""
+    """Returns a text that says what the operations call and how the other libraries are used."""
     reference = runs[0]["who"]
     notes = {}
     for run in (run for run in runs if "label" in run):
@@ -68,7 +68,7 @@ def main():
     runs.sort(key=lambda run: run["family_index"])
     for run in runs:
         run["operation"], run["who"] = run["run_name"].split("/real_time")[0].split("/", 1)
-        # Of work on several threads the processor's time is that of the first alone.
+        # The processor's time of work on several threads is that of the first thread alone.
         run["time"] = run["real_time" if run["run_name"].endswith("/real_time") else "cpu_time"]
 
     print_table(summary(runs, "time"))

@@ -54,7 +54,8 @@ void call(Interface& robot, Arguments& with, const std::tuple<Values...>*) {
 
 const std::string unknown(64, '?');
 
-/// As a search for a name that does not exist, or with a jacobian of another size.
+/// Calls the operation in a way that throws or allocates: with a name that does not exist, or with a jacobian of
+/// another size.
 template <auto method, typename... Values>
 void call_to_allocate(Interface& robot, Interface::ComJacobian& J, const std::tuple<Values...>*) {
   if constexpr (std::is_same_v<std::tuple<Values...>, std::tuple<std::string>>) {

@@ -7,20 +7,19 @@
 
 namespace korvel {
 
-// Where things stand in a list of coordinates: first the root's six, then one of each joint angle, which belongs to the
-// body of the next index.
+// A list of coordinates begins with the root's six. One of each joint angle follows; angle j belongs to body j + 1.
 inline constexpr int root_coordinates = 6;
 constexpr int coordinate_of_joint(int j) { return root_coordinates + j; }
 /// Coordinate of the joint that carries a body; for the root, the first one.
 constexpr int coordinate_of(int b) { return b == 0 ? 0 : coordinate_of_joint(b - 1); }
 
-/// How large a robot is.
+/// The numbers of bodies and coordinates of a robot.
 struct RobotSize {
   int bodies;
   int joints;  ///< joint angles
   int volatile_frames;
 
-  /// Also by conversion: wherever a size is asked for, a robot gives its own.
+  /// A conversion, so that a robot can be passed wherever its size is asked for.
   RobotSize(const tesk::RigidBodySystem& robot)
       : bodies(static_cast<int>(robot.getNbBodies())),
         joints(static_cast<int>(robot.getNbJointAngles())),
@@ -31,7 +30,7 @@ struct RobotSize {
   int coordinates() const { return coordinate_of_joint(joints); }
 };
 
-/// How many numbers or pieces a robot of that size has of something.
+/// Returns how many numbers or pieces of something a robot of that size has.
 using Count = int (*)(const RobotSize&);
 inline int body_count(const RobotSize& size) { return size.bodies; }
 inline int joint_count(const RobotSize& size) { return size.joints; }

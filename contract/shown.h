@@ -50,7 +50,7 @@ extern const std::array<ResultEntry, 13> all_results;
 
 inline const ResultEntry& entry(Result result) { return all_results[static_cast<std::size_t>(result)]; }
 
-/// How many numbers the results of these stages have.
+/// Returns how many numbers the results of these stages have.
 int shown_numbers(Stages stages, const RobotSize& size) noexcept;
 /// Reads the results of these stages, one after the other.
 void read_shown(const tesk::RigidBodySystem& robot, Stages stages, const RobotSize& size, float* to) noexcept;
@@ -63,7 +63,7 @@ struct Stretch {
   std::ptrdiff_t first, last;
 };
 
-/// Where the results of a robot stand in that list.
+/// The places of a robot's results in that list.
 class Layout {
  public:
   explicit Layout(const RobotSize& size);

@@ -14,7 +14,7 @@ class Random {
   explicit Random(std::uint64_t seed) : state_(seed) {}
 
   std::uint64_t integer() noexcept;
-  /// In [-1, 1), a multiple of 2^-23.
+  /// Returns a number in [-1, 1), a multiple of 2^-23.
   float unit() noexcept {
     return static_cast<float>(static_cast<std::int64_t>(integer() >> 40) - (1 << 23)) * 0x1p-23F;
   }

@@ -40,14 +40,14 @@ BINS = 200
 
 
 class Answer(NamedTuple):
-    """What is kept of candidates."""
+    """Results of candidates that can be combined without rounding."""
 
     best: Tuple[float, int]
     """The least peak torque of the knees [N m] of those that stand with a margin, and which it is."""
     stand: int
-    """How many those are."""
+    """Number of these candidates."""
     peaks: Tuple[int, ...]
-    """How many of them have a peak torque in each bin."""
+    """Number of candidates with a peak torque in each bin."""
     states: int
 
     def __add__(self, other: Answer) -> Answer:  # type: ignore[override]
@@ -74,7 +74,7 @@ def search() -> squat.Squats:
 
 
 def evaluate(seed: int, first: int, last: int, at_once: int = 64) -> Tuple[Answer, float]:
-    """Of candidates first to last - 1, and the seconds that it took."""
+    """Evaluates the candidates first to last - 1. Returns their results and the seconds that it took."""
     start = time.perf_counter()
     answer = NOTHING
     for begin in range(first, last, at_once):

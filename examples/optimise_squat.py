@@ -33,7 +33,7 @@ Array = npt.NDArray[np.float64]
 Floats = npt.NDArray[np.float32]
 
 HERE = pathlib.Path(__file__).resolve().parent
-# In the source, or where both are installed.
+# The motions are beside this file in the source, and elsewhere when both are installed.
 MOTIONS = next(folder for folder in (HERE / "motions", HERE.parents[2] / "korvel" / "motions") if folder.is_dir())
 # The robot's legs [m], as examples/motions/generate.py has them.
 HIP_HEIGHT_IN_TORSO, THIGH, SHANK, ANKLE_HEIGHT, STANDING = -0.085, 0.1, 0.1029, 0.045, 0.195
@@ -53,7 +53,7 @@ KNEES = [korvel.COORDINATES.index(side + "KneePitch") for side in "LR"]
 
 
 def glide(share: Array) -> Array:
-    """From 0 to 1, at rest at both ends."""
+    """Goes from 0 to 1, at rest at both ends."""
     s = np.clip(share, 0, 1)
     return s**3 * (10 - 15 * s + 6 * s**2)
 
@@ -72,7 +72,7 @@ def spline_weights(knots: Tuple[float, ...], at: Tuple[float, ...], derivative: 
 
 
 def curves(candidates: Array, t: Array) -> Dict[str, Array]:
-    """What is free, ``[candidates, times]`` each, of candidates ``[candidates, 3 * knots]``."""
+    """Returns the three free courses, ``[candidates, times]`` each, of candidates ``[candidates, 3 * knots]``."""
     values = candidates.reshape(len(candidates), len(NAMES), len(KNOTS))
     weights = spline_weights(tuple(KNOTS), tuple(np.maximum(mirrored(t), DOWN)), 0, "clamped")
     return {name: values[:, i] @ weights.T for i, name in enumerate(NAMES)}
@@ -83,7 +83,7 @@ def coordinates(candidates: Array, t: Array) -> Array:
     free = curves(candidates, t)
     lean, forward = free["lean"], free["forward"]
     height = STANDING - DEPTH * (glide((t - DOWN) / (LOW - DOWN)) - glide((t - UP) / (END - UP)))
-    # From hip to ankle, in the torso.
+    # The vector from hip to ankle, in the torso's axes.
     ankle_x = height * np.sin(lean) - forward * np.cos(lean)
     length = height * np.cos(lean) + forward * np.sin(lean)
     bend = (ankle_x**2 + length**2 - THIGH**2 - SHANK**2) / (2 * THIGH * SHANK)
@@ -102,7 +102,7 @@ def coordinates(candidates: Array, t: Array) -> Array:
     for name, value in values.items():
         for column in [name] if name in korvel.COORDINATES else ["L" + name, "R" + name]:
             q[:, :, korvel.COORDINATES.index(column)] = value
-    # Where legs are too short, nothing is to be found.
+    # Legs that are too short have no solution.
     q[np.abs(bend) > 1] = np.nan
     return q
 
@@ -134,7 +134,7 @@ def states(candidates: Array, t: Array) -> Tuple[Floats, Floats, Floats]:
 
 
 class Squats:
-    """What candidates cost; counts the states that were evaluated."""
+    """Computes the cost of candidates, and counts the evaluated states."""
 
     def __init__(self, batch: korvel.Batch, ground: korvel.Ground, t: Array) -> None:
         self.batch, self.ground, self.t, self.states = batch, ground, t, 0
@@ -214,7 +214,7 @@ def main(arguments: List[str]) -> int:
                           bounds=(repeated(LOWEST), repeated(HIGHEST)), ftol=1e-2)
     seconds = time.perf_counter() - start
 
-    # As korvel-host runs it.
+    # The samples are those that korvel-host runs.
     fine = Squats(search.batch, ground, np.arange(0, DURATION + 0.005, 0.01))
     for name, candidate in (("examples/motions/squat.csv", example()), ("found", found.x)):
         stand = fine.stands(candidate[None])

@@ -74,12 +74,10 @@ def cost(torques: Array, limits: Array) -> Tuple[float, Array]:
 
 
 def draw(path: pathlib.Path, t: Array, before: Array, after: Array, limits: Array) -> None:
-    import matplotlib
-    matplotlib.use("Agg")
-    import matplotlib.pyplot as plt
+    from matplotlib.figure import Figure
 
-    figure, axes = plt.subplots(1, 2, figsize=(10, 3), sharey=True, layout="constrained")
-    for axis, torques, title in zip(axes, (before, after), ("before", "found")):
+    figure = Figure(figsize=(10, 3), layout="constrained")
+    for axis, torques, title in zip(figure.subplots(1, 2, sharey=True), (before, after), ("before", "found")):
         axis.plot(t, torques / limits, linewidth=0.8)
         axis.axhspan(-1, 1, color="tab:green", alpha=0.12)
         axis.set(title=title, xlabel="time [s]", ylabel="torque / limit, 24 joints")

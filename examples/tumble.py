@@ -98,11 +98,11 @@ def main(arguments: List[str]) -> int:
     print(f"{len(states) - 1} steps, {seconds:.1f} s")
     print(f"energy {energy[0].sum():.2f} J, {energy[0, 0]:.2f} J of it kinetic; the sum drifts by {100 * drift:.4f} % of that")
     if options.picture:
-        import matplotlib
-        matplotlib.use("Agg")
-        import matplotlib.pyplot as plt
+        from matplotlib.figure import Figure
+
         t = np.arange(len(states)) * STEP
-        figure, axes = plt.subplots(1, 3, figsize=(11, 3), layout="constrained")
+        figure = Figure(figsize=(11, 3), layout="constrained")
+        axes = figure.subplots(1, 3)
         axes[0].plot(t, np.column_stack([energy, energy.sum(1)]), label=["kinetic", "potential", "sum"])
         axes[1].plot(t, momentum, label=["x", "y", "z"])
         axes[2].plot(t, q[:, 6:])

@@ -65,7 +65,7 @@ void compare(Peer& peer, Peer& reference, std::size_t state_count, const Compare
 void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count) {
   constexpr double tolerance = 1e-4;
   compare(peer, reference, state_count, [&](const char* quantity, std::size_t state, double deviation) {
-    // Not a number is no agreement either.
+    // NaN is no agreement either.
     if (deviation <= tolerance) return;
     std::ostringstream text;
     text << name << " does not agree with the module: " << quantity << ", state " << state << ", off by " << deviation

@@ -165,7 +165,7 @@ class DartPeer final : public Peer {
   std::vector<BodyNode*> bodies_;
   std::vector<Input> inputs_;
   Eigen::Vector3d com_ = Eigen::Vector3d::Zero();
-  /// Of the jacobian, world axes, the point at the root's origin.
+  /// Columns of the jacobian, in world axes, with the point at the root's origin.
   Eigen::MatrixXd columns_ = Eigen::MatrixXd::Zero(6, static_cast<Eigen::Index>(joint_count));
 };
 

@@ -13,7 +13,7 @@ namespace korvel::bench {
 using MujocoModel = std::unique_ptr<mjModel, decltype(&mj_deleteModel)>;
 using MujocoData = std::unique_ptr<mjData, decltype(&mj_deleteData)>;
 
-/// From a file. Throws std::runtime_error with what MuJoCo says.
+/// Reads a model from a file. Throws std::runtime_error with MuJoCo's message.
 MujocoModel load_mujoco(const std::string& file);
 MujocoData make_data(const mjModel& model);
 
@@ -26,9 +26,9 @@ struct MujocoState {
   Eigen::VectorXd q, dq, ddq;
 };
 
-/// From generalized forces what a force and a moment about the body's origin contribute, world axes. Its functions for
-/// inverse dynamics leave external wrenches to this, and its external wrenches are told about the centre of mass.
-/// After  mj_kinematics, mj_comPos
+/// Subtracts from generalized forces what a force and a moment about the body's origin contribute, in world axes.
+/// MuJoCo's inverse dynamics leaves out external wrenches, and its own are about the centre of mass. Needs
+/// mj_kinematics and mj_comPos before.
 void subtract_wrench(const mjModel& model, mjData& data, int body, const Eigen::Vector3d& force,
                      const Eigen::Vector3d& moment, Eigen::VectorXd& forces);
 

@@ -70,7 +70,7 @@ class MujocoPeer final : public Peer {
     mj_solveM(model_.get(), data_.get(), accelerations_.data(), forces_.data(), 1);
   }
 
-  // By its own differences, of the step of its simulation.
+  // MuJoCo differentiates the step of its simulation by differences.
   void compute_derivatives(std::size_t state) override {
     mju_copy(data_->qpos + 7, inputs_[state].q.data() + 7, model_->nq - 7);
     mju_copy(data_->qvel + 6, inputs_[state].dq.data() + 6, model_->nv - 6);
@@ -108,7 +108,7 @@ class MujocoPeer final : public Peer {
   Eigen::VectorXd torques() const override { return forces_.tail(model_->nv - 6); }
 
  private:
-  /// From the forces what a wrench in a body's frame contributes.
+  /// Subtracts from the forces what a wrench in a body's frame contributes.
   void subtract(const Eigen::Matrix<double, 6, 1>& wrench, int body) {
     const Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>> R_WB(data_->xmat + 9 * body);
     subtract_wrench(*model_, *data_, body, R_WB * wrench.head<3>(), R_WB * wrench.tail<3>(), forces_);

@@ -24,13 +24,15 @@ class Peer {
   /// The root's pose and rates and the wrenches on the feet, which stay until they are set again.
   virtual void set_root_and_wrenches(std::size_t state) = 0;
 
-  /// From the joint angles: the world poses of all bodies, the robot's centre of mass, the jacobian of the joints.
+  /// Computes from the joint angles the world poses of all bodies, the robot's centre of mass and the jacobian of the
+  /// joints.
   virtual void compute_kinematics(std::size_t state) = 0;
-  /// From the joint angles, whatever kinematics it takes: the dense mass matrix.
+  /// Computes from the joint angles, kinematics included, the dense mass matrix.
   virtual void compute_mass(std::size_t state) = 0;
-  /// From joint angles, velocities and accelerations: the joint torques.
+  /// Computes the joint torques from joint angles, velocities and accelerations.
   virtual void compute_dynamics(std::size_t state) = 0;
-  /// From joint angles and velocities, for joint torques of zero: the accelerations. The module has no such operation.
+  /// Computes the accelerations from joint angles and velocities, for joint torques of zero. The module has no such
+  /// operation.
   virtual void compute_forward_dynamics(std::size_t) {}
   /// Derivatives of the dynamics by all positions and velocities.
   virtual void compute_derivatives(std::size_t) {}
@@ -39,9 +41,9 @@ class Peer {
   virtual Eigen::Vector3d com() const = 0;
   /// 6 x joints, in the module's form: root axes, angular rows first, the point at the root's origin.
   virtual Eigen::MatrixXd jacobian() const = 0;
-  /// Of each body [kg].
+  /// Returns the mass of each body [kg].
   virtual std::vector<double> masses() const = 0;
-  /// In the module's coordinates.
+  /// Returns the mass matrix in the module's coordinates.
   virtual Eigen::MatrixXd mass() const = 0;
   virtual Eigen::VectorXd torques() const = 0;
 

@@ -39,7 +39,7 @@ struct Deviation {
   double largest = 0;
 };
 
-/// What became of a robot that was left to a motion's torques.
+/// The outcome for a robot that gets only the torques of a motion.
 struct Played {
   double drift = 0;              ///< largest distance of the root from where the motion has it [m]
   double lowest = 1;             ///< height of the root, as a share of what the motion has

@@ -99,7 +99,7 @@ def wave(t):
 
 
 def weight_shift(t):
-    """From both legs onto the left one, over to the right one, and back."""
+    """Moves the weight from both legs onto the left one, over to the right one, and back."""
     sway = glide([(0.5, 0), (2.0, 1), (2.5, 1), (5.0, -1), (5.5, -1), (7.0, 0)], t)
     return stand(left=0.066 * sway, height=0.185)
 

@@ -13,7 +13,7 @@ namespace korvel::host {
 using AddCommand = void(CLI::App& app);
 AddCommand add_info, add_export, add_replay, add_report, add_run, add_soak, add_validate;
 
-/// In the order in which help lists them.
+/// The commands, in the order in which help lists them.
 inline constexpr AddCommand* commands[] = {add_info,   add_run,  add_report,  add_replay,
                                            add_export, add_soak, add_validate};
 

@@ -51,7 +51,7 @@ class ProgressLine {
 /// Returns "wrote FILE, 1.2 MB\n". The file exists.
 std::string wrote(const std::filesystem::path& file);
 
-/// Where the text of a command goes: the standard output, or a file that the user named.
+/// The destination of a command's text: the standard output, or a file that the user named.
 class Destination {
  public:
   Destination() = default;

@@ -141,7 +141,7 @@ std::string write_difference(const std::filesystem::path& path, const ReplayOpti
     return fmt::format("did not write {}: no result differs; --from and --to cut a part\n", to.named.string());
   }
   const std::size_t calls = cut(path, options.module, playback, to);
-  // That the shorter one differs is a claim, too.
+  // The shorter recording must differ, too.
   const bool holds = play(to.named, options.module, {}).first.has_value();
   json = {{"calls", calls}, {"differs", holds}};
   return wrote_counted(calls, "call", to.named) +

@@ -26,7 +26,7 @@ struct ReportOptions {
   std::filesystem::path page;
 };
 
-/// Where the data go in the template.
+/// The text of the template that the data replace.
 constexpr std::string_view placeholder = "@KORVEL_REPORT_DATA@";
 
 std::string read_template() {
@@ -76,7 +76,7 @@ void write_page(const std::filesystem::path& results, const std::optional<std::f
 void add_report(CLI::App& app) {
   CLI::App* command = app.add_subcommand("report", "Write an HTML page that shows the results of a motion");
   if (!std::filesystem::exists(report_template())) {
-    // Not offered, and whoever knows it learns what is missing, whatever the arguments.
+    // Help does not list the command. A user who gives it all the same learns what is missing, whatever the arguments.
     command->description(not_built);
     command->group("")->allow_extras()->callback([] { throw Error(not_built); });
     return;

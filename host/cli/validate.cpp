@@ -81,7 +81,7 @@ std::string text_of(const Check& check, const Outcome& outcome, const ValidateOp
   return text;
 }
 
-/// How many checks of a group, or of all, passed, failed and were skipped.
+/// The numbers of checks of a group, or of all, that passed, failed and were skipped.
 using Counts = std::array<std::size_t, std::size(words)>;
 
 std::string text_of(const Counts& counts) {

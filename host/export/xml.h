@@ -21,7 +21,7 @@ std::string numbers(double value);
 std::string numbers(const Eigen::Vector3d& v);
 std::string numbers(const Eigen::Quaterniond& q);  ///< w first
 
-/// For what may be smaller: as many digits as give the same value back.
+/// Writes a number that may be small with as many digits as give the same value back.
 std::string all_digits(double value);
 std::string all_digits(const Eigen::Vector3d& v);
 

@@ -64,7 +64,7 @@ int only_open(int channel) {
   const std::string answer = token + task() + token;
   // A module may have forked, and this be its child.
   if (getpid() == self) send(kept, answer);
-  // No destructors and no handlers of the module or of this program.
+  // _exit runs no destructors and no handlers of the module or of this program.
   _exit(0);
 }
 

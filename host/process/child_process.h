@@ -27,27 +27,28 @@ class ChildProcess {
   /// Ends the process if it still runs.
   ~ChildProcess();
 
-  // For who waits for several: poll `channel` for input no longer than `pause`, `receive` what there is, ask for the
-  // end.
+  // To wait for several processes, poll `channel` for input no longer than `pause`, `receive` what there is, and ask
+  // for the end.
 
   /// -1 once the process has closed it, mostly by its end.
   int channel() const { return channel_; }
   std::chrono::milliseconds pause() const;
   void receive();
-  /// Nothing while the process runs.
+  /// Returns nothing while the process runs.
   std::optional<End> end();
 
-  /// For who waits for this one.
+  /// Waits for this process alone.
   End wait();
 
  private:
   using Clock = std::chrono::steady_clock;
 
   void stop();
-  /// Nothing if the task has not been heard, or somebody else beside it.
+  /// Returns nothing if the task has sent no answer, or if somebody else has written too.
   std::optional<std::string> answer() const;
 
-  /// Before and after the answer. Only the task knows it: a module may write to all that it finds open.
+  /// The token stands before and after the answer. Only the task knows it, because a module may write to every
+  /// descriptor that it finds open.
   std::string token_;
   std::chrono::seconds limit_;
   Clock::time_point start_;

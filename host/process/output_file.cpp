@@ -112,7 +112,7 @@ OutputFile::OutputFile(OutputPath path) : OutputFile(std::move(path), NotOpened{
   if (file_ == nullptr) ::close(descriptor);
   require(file_ != nullptr);
   if (!old) return;
-  // Only the system's administrator may set some owners; the permissions matter more.
+  // Some owners can be set by the system's administrator only; the permissions matter more.
   if (fchown(descriptor, old->st_uid, old->st_gid) != 0) {
     static_cast<void>(fchown(descriptor, static_cast<uid_t>(-1), old->st_gid) == 0);
   }

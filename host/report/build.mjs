@@ -19,14 +19,14 @@ const {outputFiles, metafile} = await build({
 });
 const output = (ending) => outputFiles.find(({path}) => path.endsWith(ending)).text;
 
-// What the HTML parser would take for markup inside an element of script or style.
+// Escapes what the HTML parser would take for markup inside an element of script or style.
 function inElement(text) {
   const markup = text.match(/<\/(script|style)|<!--|<script/i);
   if (markup) throw new Error(`expected code without '${markup[0]}', which would end its element`);
   return text.trim();
 }
 
-// Of every library that is in a bundle.
+// Returns the licence of every library in a bundle.
 function licenses({inputs}) {
   const names = Object.keys(inputs).map((path) => path.match(/^node_modules\/((@[^/]+\/)?[^/]+)/)?.[1]);
   return [...new Set(names.filter(Boolean))].sort().map(license).join('\n\n');

@@ -189,7 +189,7 @@ void add_all(Json& data, Columns& columns) {
       // A parent that does not stand before the body has no origin yet, and throws.
       const auto place = static_cast<std::size_t>(parent);
       const Json above = bodies.at(place).at("origin");
-      // Where a body turns about the point that its parent turns about, the page has it once.
+      // If a body turns about the same point as its parent, the page has that point once.
       if (bodies.at(place).at("rest") == body.at("rest")) origin = above;
       has_children[place] = true;
     }

@@ -11,7 +11,7 @@ namespace {
 /// The lowest and highest values of a kept sample come to hold for another one, too.
 void extend(KeptSample& kept, const KeptSample& other) {
   for (std::size_t c = 0; c < kept.lows.size(); ++c) {
-    // Those of the numbers: a gap has none.
+    // A gap is NaN and has no extremes; fmin and fmax ignore it.
     kept.lows[c] = std::fmin(kept.lows[c], other.lows[c]);
     kept.highs[c] = std::fmax(kept.highs[c], other.highs[c]);
   }

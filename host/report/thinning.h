@@ -25,7 +25,7 @@ class Thinning {
   /// Takes the next sample, at a time since the first one [s]; its values start with those of the curves.
   void add(double elapsed, const std::vector<float>& values);
 
-  /// How many have been added.
+  /// Returns the number of samples that have been added.
   std::size_t count() const { return count_; }
   /// Every how many are kept.
   std::size_t stride() const { return stride_; }

@@ -29,7 +29,7 @@ struct ElfFile {
   explicit ElfFile(const std::filesystem::path& path);
 
   int bits = 0;  ///< 32 or 64
-  /// Whether it is a library, or a program that may be loaded at any address.
+  /// True for a library, and for a program that can be loaded at any address.
   bool is_shared = false;
   /// False if the file ends before the segments or the table of sections that it speaks of.
   bool is_whole = true;

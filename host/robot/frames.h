@@ -17,7 +17,7 @@ inline Eigen::Matrix<double, 6, 1> vector(const QZ::Math::Velocity6D& v) {
   return (Eigen::Matrix<float, 6, 1>() << v.x, v.y, v.z, v.wx, v.wy, v.wz).finished().cast<double>();
 }
 
-/// As orthonormal as the pose is.
+/// The result is as orthonormal as the pose.
 inline Eigen::Isometry3d isometry(const QZ::Math::Transform& pose) {
   Eigen::Isometry3f result = Eigen::Isometry3f::Identity();
   result.matrix().topRows<3>() << pose.r00, pose.r01, pose.r02, pose.tx,  //

@@ -12,7 +12,7 @@ namespace limit {
 
 enum Kind : std::size_t { lower, upper, speed, torque, count };
 
-/// By kind: the name, as the column and the key in files, and the unit.
+/// The name of each kind, which is the column and the key in files, and its unit.
 inline constexpr struct {
   const char* name;
   const char* unit;

@@ -39,7 +39,7 @@ class Module {
   /// an entry point is missing.
   explicit Module(const std::filesystem::path& path);
 
-  /// As it was given.
+  /// Returns the path as it was given.
   const std::filesystem::path& path() const { return path_; }
 
   /// A robot with its initial values. Throws what the module's `create` throws: std::bad_alloc.

@@ -45,7 +45,7 @@ std::vector<int> limbs_of(const tesk::RigidBodySystem& system);
 /// The robot of a module. `system` has its initial values, and gets stored poses that mean nothing.
 Robot read_robot(tesk::RigidBodySystem& system);
 
-/// Where a body's frame stands in its parent's at a joint angle of zero; the identity for the root.
+/// The pose of a body's frame in its parent's at a joint angle of zero; the identity for the root.
 struct Placement {
   Eigen::Quaterniond rotation;
   Eigen::Vector3d translation;

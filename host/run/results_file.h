@@ -29,19 +29,19 @@ nlohmann::json run_description(tesk::RigidBodySystem& system, const Ground* grou
 /// Results, and their description in a file beside them.
 class ResultsFile {
  public:
-  /// Where both files go.
+  /// The paths of both files.
   struct Paths {
     OutputPath results, description;
   };
   /// Throws Error as Outputs::claim does, and if the description would replace a file that is none.
   static Paths claim(const std::filesystem::path& results, Outputs& outputs);
 
-  /// Whether a description of results stands beside them.
+  /// Returns whether a description stands beside these results.
   static bool is_described(const std::filesystem::path& results);
 
   explicit ResultsFile(const Paths& paths) : paths_(paths), results_(paths.results) {}
 
-  /// As the user named it.
+  /// Returns the path as the user named it.
   const std::filesystem::path& path() const { return paths_.results.named; }
 
   /// Writes the row of a sample, below the header if it is the first one. Returns the name of the first column whose

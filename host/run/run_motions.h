@@ -39,7 +39,7 @@ struct RunOutcome {
   std::optional<GroundSummary> ground_summary;  ///< none if the robot was held by its root
   std::string held;                             ///< why it was held by its root, in lines for the user
 
-  /// Whether the ground bears the robot and its joints keep their limits.
+  /// Returns whether the ground supports the robot and its joints keep their limits.
   bool is_feasible() const {
     return ground_summary && ground_summary->is_borne_throughout() && summary.exceeded_limits() == 0;
   }

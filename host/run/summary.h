@@ -48,7 +48,7 @@ class Summary {
     nlohmann::json json() const;
   };
 
-  /// What a joint delivers. All are magnitudes.
+  /// The largest values of a joint. All are magnitudes.
   struct Effort {
     Peak peak;
     double last_torque = 0;  // [N m]
@@ -56,7 +56,7 @@ class Summary {
     double speed = 0;        // [rad/s]
     double power = 0;        // [W]
   };
-  /// How far a joint makes use of a limit.
+  /// The share of a limit that a joint uses.
   struct Use {
     unsigned long joint;
     limit::Kind kind;

@@ -29,7 +29,8 @@ double TimeHistogram::percentile(double share) const {
   const auto largest = static_cast<double>(largest_.ns);
   const Axis& axis = bins_.axis();
   double not_longer = 0;
-  // From what is shorter than the first bin; what is longer than the last one has no upper end but the largest.
+  // Bin -1 has what is shorter than the first bin. What is longer than the last bin has only the largest as its upper
+  // end.
   for (int bin = -1; bin < axis.size(); ++bin) {
     not_longer += static_cast<double>(bins_.at(bin));
     if (not_longer >= share * static_cast<double>(count_)) return std::min(axis.value(bin + 1), largest);

@@ -8,8 +8,8 @@
 
 namespace korvel::host {
 
-/// How long many things took, each counted as one of `bins_per_decade` lengths per power of ten from 1 ns to 100 s, so
-/// that a percentile is at most 1 % too long. The longest is kept exactly.
+/// Counts durations in `bins_per_decade` bins per power of ten from 1 ns to 100 s, so that a percentile is at most 1 %
+/// too long. The longest is kept exactly.
 class TimeHistogram {
  public:
   struct Largest {

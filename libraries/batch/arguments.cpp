@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::ptrdiff_t float_size = sizeof(float);
 
-/// No process has more on 64-bit processors.
+/// The last address that a process can have on 64-bit processors.
 constexpr std::uintptr_t last_address = std::numeric_limits<std::uintptr_t>::max() >> (sizeof(void*) == 8 ? 8 : 0);
 
 /// A stride and how often it is taken, less one.
@@ -72,9 +72,12 @@ void require_apart(const char* name, std::array<Dimension, 3> dimensions) {
   }
 }
 
+/// Without tiles, those of sixteen states follow each other like the states; of fewer there is only one.
 template <typename Numbers, typename Array>
-Numbers in_floats(const Array& array) {
-  return {array.data, array.state / float_size, array.number / float_size, array.tile / float_size};
+Numbers in_floats(const Array& array, std::ptrdiff_t n) {
+  const std::ptrdiff_t state = array.state / float_size;
+  const std::ptrdiff_t of_states = n > tile_size ? tile_size * state : 0;
+  return {array.data, state, array.number / float_size, array.tile != 0 ? array.tile / float_size : of_states};
 }
 
 }  // namespace
@@ -96,7 +99,7 @@ Input checked_input(const korvel_batch_input* input, const char* name, std::ptrd
   require_pointer(input, name);
   if (input->data == nullptr) refuse(KORVEL_BATCH_NULL, name, " has no data");
   require_addresses(*input, name, dimensions(*input, n, count));
-  return in_floats<Input>(*input);
+  return in_floats<Input>(*input, n);
 }
 
 Output checked_output(const korvel_batch_output* output, const char* name, std::ptrdiff_t n, int count) {
@@ -104,19 +107,16 @@ Output checked_output(const korvel_batch_output* output, const char* name, std::
   const auto strides = dimensions(*output, n, count);
   require_addresses(*output, name, strides);
   require_apart(name, strides);
-  return in_floats<Output>(*output);
+  return in_floats<Output>(*output, n);
 }
 
-Masses with_armature(const Masses& masses, const float* armature) {
-  Masses result = masses;
-  result.armature = armature;
-  if (armature == nullptr) return result;
-  for (int joint = 0; joint < coordinate_count - first_joint; ++joint) {
+const float* checked_armature(const float* armature) {
+  for (int joint = 0; armature != nullptr && joint < coordinate_count - first_joint; ++joint) {
     if (!std::isfinite(armature[joint]) || armature[joint] < 0) {
       refuse(KORVEL_BATCH_VALUE, "armature of joint ", joint, " is negative or not finite");
     }
   }
-  return result;
+  return armature;
 }
 
 std::vector<Wrench> checked_wrenches(const korvel_batch_wrench* wrenches, std::ptrdiff_t count, std::ptrdiff_t n) {

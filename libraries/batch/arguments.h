@@ -1,6 +1,6 @@
 #pragma once
 
-/// What callers give, checked, in the form that kernels take. Everything here throws Refusal.
+/// Checks the arguments of callers and converts them to the form that kernels take. Everything here throws Refusal.
 
 #include <string>
 #include <vector>
@@ -13,14 +13,14 @@ namespace korvel::batch {
 void require_count(std::ptrdiff_t n);
 void require_body(int body);
 
-/// Of n states with `count` numbers each; `name` is the argument's.
+/// Checks an input of n states with `count` numbers each; `name` is the argument's.
 Input checked_input(const korvel_batch_input* input, const char* name, std::ptrdiff_t n, int count);
 
 /// Null, or without data, if it is not wanted.
 Output checked_output(const korvel_batch_output* output, const char* name, std::ptrdiff_t n, int count);
 
-/// The masses with rotor inertias, which must not be negative; null for none. They stay the caller's.
-Masses with_armature(const Masses& masses, const float* armature);
+/// The rotor inertias of all joints, which must not be negative; null for none.
+const float* checked_armature(const float* armature);
 
 std::vector<Wrench> checked_wrenches(const korvel_batch_wrench* wrenches, std::ptrdiff_t count, std::ptrdiff_t n);
 

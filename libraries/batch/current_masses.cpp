@@ -49,27 +49,24 @@ void require_possible(const Masses& masses) {
 
 /// Sums masses as the module does when it is loaded.
 CurrentMasses::CurrentMasses() {
-  const auto masses = std::make_shared<Masses>();
-  for (std::size_t b = 0; b < masses->of_body.size(); ++b) {
+  for (std::size_t b = 0; b < masses_.of_body.size(); ++b) {
     const Inertia& inertia = metapod::models::KorvelRobot::bodies[b].inertia;
-    masses->of_body[b] = {inertia, inertia.center_of_mass()};
-    masses->total += inertia.m;
+    masses_.of_body[b] = {inertia, inertia.center_of_mass()};
+    masses_.total += inertia.m;
   }
-  masses_ = masses;
 }
 
-std::shared_ptr<const Masses> CurrentMasses::get() const {
+Masses CurrentMasses::get() const {
   const std::lock_guard<std::mutex> lock(taken_before_forks);
   return masses_;
 }
 
 template <typename Change>
 void CurrentMasses::replace(Change change) {
-  const auto changed = std::make_shared<Masses>();
   const std::lock_guard<std::mutex> lock(taken_before_forks);
-  *changed = *masses_;
-  change(*changed);
-  require_possible(*changed);
+  Masses changed = masses_;
+  change(changed);
+  require_possible(changed);
   masses_ = changed;
 }
 
@@ -79,7 +76,7 @@ void CurrentMasses::set_one(int body, float mass, const float* com, const float*
   require_finite(inertia, 6, "inertia");
   replace([&](Masses& masses) {
     auto& of_body = masses.of_body[static_cast<std::size_t>(body)];
-    // As the module does it.
+    // The module adds in this order, too.
     masses.total = (mass - of_body.inertia.m) + masses.total;
     of_body.inertia = Inertia::from_center_of_mass(
         mass, {com[0], com[1], com[2]}, {inertia[0], inertia[1], inertia[2], inertia[3], inertia[4], inertia[5]});
@@ -89,12 +86,12 @@ void CurrentMasses::set_one(int body, float mass, const float* com, const float*
 
 void CurrentMasses::copy_to(float* numbers) const {
   require_pointer(numbers, "numbers");
-  const auto masses = get();
-  for (const auto& of_body : masses->of_body) {
+  const Masses masses = get();
+  for (const auto& of_body : masses.of_body) {
     std::memcpy(numbers, &of_body.inertia, sizeof(Inertia));
     numbers += inertia_numbers;
   }
-  *numbers = masses->total;
+  *numbers = masses.total;
 }
 
 void CurrentMasses::set_all(const float* numbers) {

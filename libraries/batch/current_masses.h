@@ -1,20 +1,19 @@
 #pragma once
 
-#include <memory>
-
 #include "batch/kernels/kernels.h"
 
 namespace korvel::batch {
 
 /// The mass properties that an object computes with; at first the robot's own. Threads may change them while others
-/// compute, because each call takes them once, and a change replaces all of them.
+/// compute, because each call takes a copy of them.
 class CurrentMasses {
  public:
   CurrentMasses();
 
-  std::shared_ptr<const Masses> get() const;
+  Masses get() const;
 
-  // As korvel_batch_set_inertia, korvel_batch_get_inertias and korvel_batch_set_inertias; these throw Refusal.
+  // These do what korvel_batch_set_inertia, korvel_batch_get_inertias and korvel_batch_set_inertias do, and throw
+  // Refusal.
   void set_one(int body, float mass, const float* com, const float* inertia);
   void copy_to(float* numbers) const;
   void set_all(const float* numbers);
@@ -23,7 +22,7 @@ class CurrentMasses {
   template <typename Change>
   void replace(Change change);
 
-  std::shared_ptr<const Masses> masses_;
+  Masses masses_{};
 };
 
 }  // namespace korvel::batch

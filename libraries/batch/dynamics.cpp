@@ -1,57 +1,52 @@
-// Derivatives of inverse dynamics, and forward dynamics.
+// Derivatives of inverse dynamics, forward dynamics, momentum and jacobians of points.
 
-#include "batch/kernels/derivative_entries.h"
+#include <cmath>
+
+#include "batch/kernels/entries.h"
 #include "batch/korvel/batch_dynamics.h"
 #include "batch/object.h"
 
 using namespace korvel::batch;
 
-static_assert(KORVEL_BATCH_JOINTS == coordinate_count - first_joint &&
-              KORVEL_BATCH_POSITION_ENTRIES == position_entry_count &&
-              KORVEL_BATCH_VELOCITY_ENTRIES == velocity_entry_count);
-
 namespace {
 
 constexpr int dense_numbers = coordinate_count * coordinate_count;
+constexpr int six_rows = 6 * coordinate_count;
+
+std::vector<Point> checked_points(Call& call, const korvel_batch_point* points, std::ptrdiff_t count) {
+  if (count < 1) refuse(KORVEL_BATCH_COUNT, "point_count is ", count, ": there must be at least one point");
+  require_pointer(points, "points");
+  std::vector<Point> checked;
+  for (std::ptrdiff_t i = 0; i < count; ++i) {
+    const auto& [body, place, jacobian, bias] = points[i];
+    require_body(body);
+    for (const float x : place) {
+      if (!std::isfinite(x)) refuse(KORVEL_BATCH_VALUE, "the place of a point is not finite");
+    }
+    checked.push_back({body, place, call.output(&jacobian, "jacobian", six_rows), call.output(&bias, "bias", 6)});
+    if (checked.back().jacobian.data == nullptr && checked.back().bias.data == nullptr) {
+      refuse(KORVEL_BATCH_NULL, "a point has no result with data");
+    }
+  }
+  return checked;
+}
 
 }  // namespace
-
-int korvel_batch_derivative_entry(int of_velocity, int entry, int* row, int* column) {
-  return status_of([&] {
-    const DerivativePlaces& places = of_velocity == 0 ? position_places : velocity_places;
-    if (entry < 0 || entry >= places.count) {
-      refuse(KORVEL_BATCH_COUNT, "no entry ", entry, ": they are numbered from 0 to ", places.count - 1);
-    }
-    if (row == nullptr || column == nullptr) refuse(KORVEL_BATCH_NULL, "row or column is null");
-    for (int r = 0; r < coordinate_count; ++r) {
-      for (int c = 0; c < coordinate_count; ++c) {
-        if (places.row(r)[c] != entry) continue;
-        *row = r;
-        *column = c;
-      }
-    }
-  });
-}
 
 int korvel_batch_dynamics_derivatives(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
                                       const korvel_batch_input* dq, const korvel_batch_input* ddq,
                                       const korvel_batch_wrench* wrenches, ptrdiff_t wrench_count,
                                       const korvel_batch_derivative_results* results) {
   return status_of([&] {
-    const MovingCall call(batch, n, q, dq, wrenches, wrench_count);
-    const Input accelerations = checked_input(ddq, "ddq", n, coordinate_count);
+    Call call(batch, n, q, dq, wrenches, wrench_count);
+    call.given.ddq = call.coordinates(ddq, "ddq");
     require_pointer(results, "results");
-    const DerivativeResults wanted{
-        checked_output(&results->forces, "forces", n, coordinate_count),
-        checked_output(&results->position_packed, "position_packed", n, position_entry_count),
-        checked_output(&results->velocity_packed, "velocity_packed", n, velocity_entry_count),
-        checked_output(&results->position, "position", n, dense_numbers),
-        checked_output(&results->velocity, "velocity", n, dense_numbers)};
-    require_a_result(wanted.forces, wanted.position_packed, wanted.velocity_packed, wanted.position, wanted.velocity);
-    const auto compute = call.kernels().derivatives;
-    call.object.threads.for_each_stretch(n, [&](const Stretch& states) {
-      compute(*call.masses, states, call.positions, call.velocities, accelerations, call.external(), wanted);
-    });
+    call.run(&KernelSet::derivatives,
+             DerivativeResults{call.output(&results->forces, "forces", coordinate_count),
+                               call.output(&results->position_packed, "position_packed", position_entry_count),
+                               call.output(&results->velocity_packed, "velocity_packed", velocity_entry_count),
+                               call.output(&results->position, "position", dense_numbers),
+                               call.output(&results->velocity, "velocity", dense_numbers)});
   });
 }
 
@@ -60,19 +55,14 @@ int korvel_batch_dynamics_gradient(const korvel_batch* batch, ptrdiff_t n, const
                                    const korvel_batch_input* weights, const korvel_batch_wrench* wrenches,
                                    ptrdiff_t wrench_count, const korvel_batch_gradient_results* results) {
   return status_of([&] {
-    const MovingCall call(batch, n, q, dq, wrenches, wrench_count);
-    const Input accelerations = checked_input(ddq, "ddq", n, coordinate_count);
-    const Input factors = checked_input(weights, "weights", n, coordinate_count);
+    Call call(batch, n, q, dq, wrenches, wrench_count);
+    call.given.ddq = call.coordinates(ddq, "ddq");
+    call.given.of_forces = call.coordinates(weights, "weights");
     require_pointer(results, "results");
-    const GradientResults wanted{checked_output(&results->forces, "forces", n, coordinate_count),
-                                 checked_output(&results->by_q, "by_q", n, coordinate_count),
-                                 checked_output(&results->by_dq, "by_dq", n, coordinate_count),
-                                 checked_output(&results->by_ddq, "by_ddq", n, coordinate_count)};
-    require_a_result(wanted.forces, wanted.by_position, wanted.by_velocity, wanted.by_acceleration);
-    const auto compute = call.kernels().gradient;
-    call.object.threads.for_each_stretch(n, [&](const Stretch& states) {
-      compute(*call.masses, states, call.positions, call.velocities, accelerations, factors, call.external(), wanted);
-    });
+    call.run(&KernelSet::gradient, GradientResults{call.output(&results->forces, "forces", coordinate_count),
+                                                   call.output(&results->by_q, "by_q", coordinate_count),
+                                                   call.output(&results->by_dq, "by_dq", coordinate_count),
+                                                   call.output(&results->by_ddq, "by_ddq", coordinate_count)});
   });
 }
 
@@ -81,16 +71,38 @@ int korvel_batch_forward_dynamics(const korvel_batch* batch, ptrdiff_t n, const 
                                   const korvel_batch_wrench* wrenches, ptrdiff_t wrench_count, const float* armature,
                                   const korvel_batch_forward_results* results) {
   return status_of([&] {
-    const MovingCall call(batch, n, q, dq, wrenches, wrench_count);
-    const Input given = checked_input(forces, "forces", n, coordinate_count);
-    const Masses masses = with_armature(*call.masses, armature);
+    Call call(batch, n, q, dq, wrenches, wrench_count);
+    call.given.of_forces = call.coordinates(forces, "forces");
+    call.masses.armature = checked_armature(armature);
     require_pointer(results, "results");
-    const Output accelerations = checked_output(&results->ddq, "ddq", n, coordinate_count);
-    const Output residual = checked_output(&results->residual, "residual", n, coordinate_count);
-    require_a_result(accelerations, residual);
-    const auto compute = call.kernels().forward_dynamics;
-    call.object.threads.for_each_stretch(n, [&](const Stretch& states) {
-      compute(masses, states, call.positions, call.velocities, given, call.external(), accelerations, residual);
-    });
+    call.run(&KernelSet::forward_dynamics,
+             ForwardResults{call.output(&results->ddq, "ddq", coordinate_count),
+                            call.output(&results->residual, "residual", coordinate_count)});
+  });
+}
+
+int korvel_batch_momentum(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
+                          const korvel_batch_input* dq, const korvel_batch_input* ddq,
+                          const korvel_batch_momentum_results* results) {
+  return status_of([&] {
+    Call call(batch, n, q, dq, nullptr, 0);
+    require_pointer(results, "results");
+    const MomentumResults wanted{call.output(&results->matrix, "matrix", six_rows),
+                                 call.output(&results->momentum, "momentum", 6), call.output(&results->rate, "rate", 6),
+                                 call.output(&results->bias, "bias", 6)};
+    if (wanted.rate.data != nullptr) call.given.ddq = call.coordinates(ddq, "ddq");
+    call.run(&KernelSet::momentum, wanted);
+  });
+}
+
+int korvel_batch_body_jacobians(const korvel_batch* batch, ptrdiff_t n, const korvel_batch_input* q,
+                                const korvel_batch_input* dq, const korvel_batch_point* points, ptrdiff_t point_count) {
+  return status_of([&] {
+    Call call(batch, n, q);
+    const std::vector<Point> wanted = checked_points(call, points, point_count);
+    const bool wants_bias =
+        std::any_of(wanted.begin(), wanted.end(), [](const Point& p) { return p.bias.data != nullptr; });
+    if (wants_bias) call.given.dq = call.coordinates(dq, "dq");
+    call.run(&KernelSet::points, PointResults{wanted.data(), static_cast<int>(wanted.size())});
   });
 }

@@ -5,7 +5,7 @@
 namespace korvel::batch {
 
 #if defined(KORVEL_BATCH_WIDE)
-/// What the kernels of eight and of sixteen lanes are compiled for, and this processor has.
+/// Return whether this processor has what the kernels of eight and of sixteen lanes are compiled for.
 inline bool has_avx2() noexcept { return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0; }
 inline bool has_avx512() noexcept {
   return has_avx2() && __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512dq") != 0 &&
@@ -19,7 +19,7 @@ struct InstructionSet {
   bool (*is_there)() noexcept;  ///< on this processor
 };
 
-/// What the calls of an object are computed with.
+/// The instruction set with which the calls of an object are computed.
 class ChosenSet {
  public:
   /// The one of that name; for null the one that KORVEL_INSTRUCTION_SET names or, without it, the best that is there.
@@ -28,8 +28,8 @@ class ChosenSet {
 
   const char* name() const noexcept { return set_->name; }
 
-  /// For n states. All states in a block of lanes take as long as one: unless a set was named, few states get a set
-  /// with as few lanes as hold them.
+  /// Returns the kernels for n states. All states in a block of lanes take as long as one. Unless a set was named, few
+  /// states therefore get a set with as few lanes as hold them.
   const KernelSet& kernels(std::ptrdiff_t n) const noexcept;
 
  private:

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <vector>
 
 #include "batch/arguments.h"
@@ -24,41 +23,56 @@ Batch& checked(Batch* batch) {
   return *batch;
 }
 
-inline bool has_data(const Output& output) noexcept { return output.data != nullptr; }
-
-template <typename... Outputs>
-void require_a_result(const Outputs&... outputs) {
-  if (!(has_data(outputs) || ...)) refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
-}
-
-/// The arguments that all computations have.
+/// A call of an operation: its arguments, checked in the order of its members, and the masses that the object had when
+/// it started.
 struct Call {
   Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q)
       : object(checked(batch)),
         masses(object.masses.get()),
         count((require_count(n), n)),
-        positions(checked_input(q, "q", n, coordinate_count)) {}
+        given{coordinates(q, "q"), {}, {}, {}, {}} {}
+  Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q, const korvel_batch_input* dq,
+       const korvel_batch_wrench* wrenches, std::ptrdiff_t wrench_count)
+      : Call(batch, n, q) {
+    given.dq = coordinates(dq, "dq");
+    loads = checked_wrenches(wrenches, wrench_count, n);
+    given.wrenches = {loads.data(), static_cast<int>(loads.size())};
+  }
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+
+  Input coordinates(const korvel_batch_input* input, const char* name) const {
+    return checked_input(input, name, count, coordinate_count);
+  }
+  /// Null, or without data, if it is not wanted.
+  Output output(const korvel_batch_output* output, const char* name, int numbers) {
+    const Output result = checked_output(output, name, count, numbers);
+    has_result = has_result || result.data != nullptr;
+    return result;
+  }
 
   const KernelSet& kernels() const noexcept { return object.set.kernels(count); }
 
+  void require_a_result() const {
+    if (!has_result) refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
+  }
+  template <typename Work>
+  void for_each_stretch(const Work& work) const {
+    require_a_result();
+    object.threads.for_each_stretch(count, work);
+  }
+  template <typename Results>
+  void run(Kernel<Results> KernelSet::*kernel, const Results& wanted) const {
+    const auto compute = kernels().*kernel;
+    for_each_stretch([&](const Stretch& states) { compute(masses, states, given, wanted); });
+  }
+
   const korvel_batch& object;
-  std::shared_ptr<const Masses> masses;
+  Masses masses;
   std::ptrdiff_t count;
-  Input positions;
-};
-
-/// Holds the arguments of computations with velocities and wrenches, too.
-struct MovingCall : Call {
-  MovingCall(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q, const korvel_batch_input* dq,
-             const korvel_batch_wrench* wrenches, std::ptrdiff_t wrench_count)
-      : Call(batch, n, q),
-        velocities(checked_input(dq, "dq", n, coordinate_count)),
-        loads(checked_wrenches(wrenches, wrench_count, n)) {}
-
-  Wrenches external() const noexcept { return {loads.data(), static_cast<int>(loads.size())}; }
-
-  Input velocities;
   std::vector<Wrench> loads;
+  MotionInput given;
+  bool has_result = false;
 };
 
 }  // namespace korvel::batch

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <string>
@@ -29,10 +30,15 @@ inline void require_pointer(const void* pointer, const char* name) {
   if (pointer == nullptr) refuse(KORVEL_BATCH_NULL, name, " is null");
 }
 
-/// Keeps the sentence for korvel_batch_error.
-korvel_batch_status remember(korvel_batch_status status, const char* sentence) noexcept;
+/// For korvel_batch_error; of fixed size, so that remembering needs no memory.
+inline thread_local char last_sentence[256] = "";
 
-/// What a call returns: 0 if work() ends, the status of what it throws otherwise.
+inline korvel_batch_status remember(korvel_batch_status status, const char* sentence) noexcept {
+  std::strncpy(last_sentence, sentence, sizeof last_sentence - 1);
+  return status;
+}
+
+/// Returns what a call returns: 0 if work() ends, or the status of what it throws.
 template <typename Work>
 int status_of(const Work& work) noexcept {
   try {

@@ -9,9 +9,9 @@
 
 namespace korvel::batch {
 
-/// Of what no cache holds, it is rows one after the other that memory takes quickly. Kernels write a few numbers of
-/// many rows in turn, which then takes up to three times as long; so they write a tile of states into room on the
-/// stack, and its rows are copied from there. What a cache holds is a tenth faster without.
+/// Memory takes results that no cache holds quickly only as rows, one after the other. Kernels write a few numbers of
+/// many rows in turn, which then takes up to three times as long. They therefore write a tile of states into room on
+/// the stack, and its rows are copied from there. Results that a cache holds are a tenth faster without.
 inline bool is_beyond_caches(std::ptrdiff_t n, std::initializer_list<std::pair<const Output*, int>> results) noexcept {
   constexpr std::ptrdiff_t most_in_caches = 8 << 20;  // bytes
   std::ptrdiff_t numbers = 0;
@@ -21,35 +21,40 @@ inline bool is_beyond_caches(std::ptrdiff_t n, std::initializer_list<std::pair<c
   return numbers * static_cast<std::ptrdiff_t>(sizeof(float)) > most_in_caches / n;
 }
 
-/// What is read or written from a state on that begins a tile, as if that were the first.
-template <typename Float>
-NumbersOf<Float> from(const NumbersOf<Float>& numbers, std::ptrdiff_t state) noexcept {
-  if (numbers.data == nullptr) return numbers;
-  return {numbers.of_state(state), numbers.state, numbers.number, numbers.tile};
-}
-
-/// Room for the rows of one result and a tile of states. What has another layout is written where it belongs.
-template <int numbers>
+/// Room for the rows of one result and a tile of states. What has another layout is written where it belongs, unless
+/// only some of the parts that a row consists of are wanted.
+template <int numbers, int part = numbers>
 class RowsInOrder {
  public:
-  RowsInOrder(const Output& output, const Stretch& tile) noexcept
-      : to_(from(output, tile.first)), count_(tile.last - tile.first) {}
+  /// The wanted parts stay the caller's; null for all of them, in their order.
+  explicit RowsInOrder(const Output& output, const int* parts = nullptr, std::ptrdiff_t part_count = 0) noexcept
+      : to_(output),
+        parts_(parts),
+        part_count_(part_count),
+        is_used_(output.data != nullptr && (parts != nullptr || output.number == 1)) {}
 
-  /// Where a kernel writes.
-  Output room() noexcept { return has_rows() ? Output{room_, numbers, 1, 0} : to_; }
-  void copy() const noexcept {
-    if (!has_rows()) return;
-    // In one piece where there are no gaps: at its end alone a line of the cache is not whole.
-    const std::ptrdiff_t in_a_row = to_.state == numbers ? count_ : 1;
-    const std::size_t bytes = static_cast<std::size_t>(in_a_row * numbers) * sizeof(float);
-    for (std::ptrdiff_t s = 0; s < count_; s += in_a_row) std::memcpy(to_.of_state(s), room_ + s * numbers, bytes);
+  /// Where a kernel writes any tile.
+  Output room() noexcept { return is_used_ ? Output{room_, numbers, 1, 0} : to_; }
+  void copy(const Stretch& tile) const noexcept {
+    if (!is_used_) return;
+    const std::ptrdiff_t count = tile.last - tile.first;
+    // Rows without gaps are copied in one piece, so that only its last line of the cache is not whole.
+    const std::ptrdiff_t in_a_row = parts_ == nullptr && to_.state == numbers ? count : 1;
+    for (std::ptrdiff_t s = 0; s < count; s += in_a_row) {
+      float* to = to_.of_state(tile.first + s);
+      const float* from = room_ + s * numbers;
+      if (parts_ == nullptr) std::memcpy(to, from, static_cast<std::size_t>(in_a_row * numbers) * sizeof(float));
+      for (std::ptrdiff_t i = 0; parts_ != nullptr && i < part_count_; ++i) {
+        for (int k = 0; k < part; ++k, to += to_.number) *to = from[part * parts_[i] + k];
+      }
+    }
   }
 
  private:
-  bool has_rows() const noexcept { return to_.data != nullptr && to_.number == 1 && to_.tile == 0; }
-
   Output to_;
-  std::ptrdiff_t count_;
+  const int* parts_;
+  std::ptrdiff_t part_count_;
+  bool is_used_;
   alignas(64) float room_[static_cast<std::size_t>(tile_size * numbers)];
 };
 

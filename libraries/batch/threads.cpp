@@ -24,7 +24,7 @@ int usable_processors() noexcept {
 
 namespace {
 
-/// How many forks lie between this process and the one that loaded the library.
+/// The number of forks between this process and the one that loaded the library.
 std::atomic<int> forks{0};
 
 /// Twice what a call needs, whatever the process gives other threads.
@@ -150,7 +150,7 @@ Threads::Threads(int count) {
 }
 
 Threads::~Threads() {
-  // In the child of a fork the pool's destructor would wait for threads that do not exist.
+  // The pool's destructor would wait for threads that do not exist in the child of a fork.
   if (works_alone()) static_cast<void>(pool_.release());
 }
 

@@ -43,15 +43,15 @@ class Threads {
     run(cut.parts, [&](std::ptrdiff_t part) { work(cut.stretch(part)); });
   }
 
-  /// The sum of sum_of(stretch) over all states. How they are cut and in which order sums are added depends on n alone.
-  template <typename Sum, typename SumOf>
-  Sum sum(std::ptrdiff_t n, const SumOf& sum_of, std::ptrdiff_t worth = shortest) const {
+  /// The sum of sum_of(stretch) over all states by add(sum, total). How they are cut and in which order sums are added
+  /// depends on n alone.
+  template <typename SumOf, typename Add>
+  auto sum(std::ptrdiff_t n, const SumOf& sum_of, const Add& add, std::ptrdiff_t worth = shortest) const {
     const Cut cut(n, worth);
-    std::vector<Sum> sums(static_cast<std::size_t>(cut.parts));
+    std::vector<decltype(sum_of(cut.stretch(0)))> sums(static_cast<std::size_t>(cut.parts));
     run(cut.parts, [&](std::ptrdiff_t part) { sums[static_cast<std::size_t>(part)] = sum_of(cut.stretch(part)); });
-    Sum total = sums.front();
-    std::for_each(sums.begin() + 1, sums.end(), [&total](const Sum& next) { total = total + next; });
-    return total;
+    std::for_each(sums.begin() + 1, sums.end(), [&](const auto& next) { add(next, sums.front()); });
+    return sums.front();
   }
 
  private:

@@ -72,7 +72,7 @@ void put(const Velocity6D& root, const Eigen::ArrayXf& joints, Eigen::Index samp
   std::copy(joints.begin(), joints.end(), row);
 }
 
-/// As the module takes them from a pose.
+/// Takes the root's coordinates from a pose as the module does.
 Velocity6D coordinates(const QZ::Math::Transform& pose) noexcept {
   const QZ::Math::Position6D p = QZ::Math::position6DFromTransform(pose);
   return {p.x, p.y, p.z, p.ax, p.ay, p.az};

@@ -92,8 +92,8 @@ Eigen::Vector4d quaternion(double roll, double pitch, double yaw) {
   return {r.w(), r.x(), r.y(), r.z()};
 }
 
-/// Of the two quaternions that stand for an orientation each is the one nearer to the one before, so that neither
-/// wrapped angles nor angles that flip at the pole, nor signs that do, turn the root.
+/// Two quaternions stand for each orientation. This takes the one nearer to the previous one, so that neither wrapped
+/// angles nor angles or signs that flip at the pole turn the root.
 void make_continuous(Eigen::ArrayX4d& quaternions) {
   Eigen::Vector4d last(1, 0, 0, 0);
   for (Eigen::Index s = 0; s < quaternions.rows(); ++s) {
@@ -147,7 +147,7 @@ std::map<std::string, std::vector<bool>> read_contacts(const std::filesystem::pa
   return contacts;
 }
 
-/// Only columns that change count.
+/// Returns the fewest decimals of a column. Columns that do not change are ignored.
 int fewest_decimals(const Samples& samples) {
   int fewest = std::numeric_limits<int>::max();
   for (std::size_t i = 0; i < samples.names.size(); ++i) {

@@ -22,7 +22,7 @@ struct Motion {
   std::vector<std::size_t> lines;    ///< of the file, where each sample starts
   int decimals = 0;                  ///< the fewest with which a number that changes is written
 
-  /// Whether the file gives any coordinate of the root.
+  /// Returns whether the file has any coordinate of the root.
   bool has_root() const;
 };
 

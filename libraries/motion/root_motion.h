@@ -19,9 +19,10 @@ struct Moving {
   Eigen::Matrix<double, n, 1> value, first, second;
 };
 
-/// From the root's position in the world, and a quaternion w, x, y, z that stands for its orientation whatever its
-/// length is, zero apart. Source: with p the quaternion and p^-1 p' = s + w/2, the angular velocity in the root is w,
-/// and its derivative 2 vec(p^-1 p'') - 2 s w; J. B. Kuipers, Quaternions and Rotation Sequences, 1999, ch. 11.
+/// Computes the root's motion from its position in the world and from a quaternion w, x, y, z that stands for its
+/// orientation. The quaternion may have any length but zero. Source: with p the quaternion and p^-1 p' = s + w/2, the
+/// angular velocity in the root is w, and its derivative 2 vec(p^-1 p'') - 2 s w; J. B. Kuipers, Quaternions and
+/// Rotation Sequences, 1999, ch. 11.
 RootMotion root_motion(const Moving<3>& position, const Moving<4>& quaternion);
 
 }  // namespace korvel::host

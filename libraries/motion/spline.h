@@ -48,9 +48,9 @@ class Spline {
   Eigen::SimplicialLDLT<Banded, Eigen::Lower, Eigen::NaturalOrdering<int>> system_;
 };
 
-/// What is farther away from a sample than so many samples and so much time [s] has no influence on the spline there
-/// that a double can hold. Without a penalty it falls by half and more from sample to sample, whatever the steps, for
-/// the system is diagonally dominant; with one it falls as the solutions of g + penalty d^4 g / dt^4 = 0 do.
+/// Samples beyond this number of samples and this time [s] influence a spline by less than a double can hold. Without a
+/// penalty the influence falls by half and more from sample to sample, whatever the steps, because the system is
+/// diagonally dominant; with one it falls as the solutions of g + penalty d^4 g / dt^4 = 0 do.
 constexpr Eigen::Index reach_in_samples = 64;
 double reach(double penalty);
 

@@ -53,7 +53,7 @@ Error Trajectory::error_at_sample(Eigen::Index sample, std::string_view text) co
 }
 
 Trajectory::Piece Trajectory::piece(Eigen::Index first, Eigen::Index last) const {
-  // With all samples that its splines depend on.
+  // The piece includes all samples that its splines depend on.
   const Eigen::ArrayXd& elapsed = motion_.elapsed;
   const Eigen::Index near_first =
       std::lower_bound(elapsed.begin(), elapsed.end(), elapsed[first] - reach_) - elapsed.begin();

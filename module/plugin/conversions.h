@@ -1,7 +1,7 @@
 #pragma once
 
-/// Between the spatial transforms of the model and the host's poses. A transform X = (E, r) turns coordinates of a
-/// first frame into those of a second; a host pose [R | t] maps points. Pure functions of their arguments.
+/// Converts between the spatial transforms of the model and the host's poses. A transform X = (E, r) turns coordinates
+/// of a first frame into those of a second; a host pose [R | t] maps points. All are pure functions of their arguments.
 
 #include "metapod/spatial/pose.h"
 #include "qzmath/qzmath.h"

@@ -80,7 +80,8 @@ QZ::Math::Velocity6D MetapodRigidBodySystem<Model>::getRootAcceleration() const 
 
 template <typename Model>
 void MetapodRigidBodySystem<Model>::set_joints(Coordinates& coordinates, const JointValues& values) noexcept {
-  // By way of registers, for they may overlap: a host may hand back what getJointAngles... shows.
+  // The copy goes through registers because the arrays may overlap: a host may pass the view that getJointAngles...
+  // returned.
   std::array<float, joint_count> all;
   std::copy_n(values.data(), joint_count, all.data());
   std::copy_n(all.data(), joint_count, coordinates.data() + root_dof);

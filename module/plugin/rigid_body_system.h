@@ -199,13 +199,13 @@ class RigidBodySystem {
 
   // ---- Computations -------------------------------------------------------------------------------------------
 
-  /// From the joint angles: poses in the root, jacobian in the root, centre of mass in the root, and the state
-  /// that the mass matrix, the partial centre of mass and computeFwdKinematicsOnlyRoot read.
+  /// Computes from the joint angles: poses, jacobian and centre of mass in the root, and the state that the mass
+  /// matrix, the partial centre of mass and computeFwdKinematicsOnlyRoot read.
   virtual void computeFwdKinematicsExceptRoot() noexcept = 0;
-  /// From the root's coordinates and the last computeFwdKinematicsExceptRoot: poses and centre of mass in the
-  /// world. Enough by itself after setRootPose.
+  /// Computes poses and centre of mass in the world, from the root's coordinates and the last
+  /// computeFwdKinematicsExceptRoot. This call alone is enough after setRootPose.
   virtual void computeFwdKinematicsOnlyRoot() noexcept = 0;
-  /// Both of the above, in that order.
+  /// Calls both of the above, in that order.
   virtual void computeFwdKinematics() noexcept {
     computeFwdKinematicsExceptRoot();
     computeFwdKinematicsOnlyRoot();

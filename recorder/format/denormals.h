@@ -5,7 +5,8 @@
 
 namespace korvel::recording {
 
-/// How this thread treats denormal numbers is part of a call's inputs: it changes results. As flags of its record.
+/// The treatment of denormal numbers by this thread changes results, so it is part of a call's inputs: flags of its
+/// record.
 inline std::uint16_t denormal_flags() noexcept {
   const std::uint64_t control = float_control();
   return static_cast<std::uint16_t>(((control & results_to_zero) != 0 ? int{flushes_denormals} : 0) |

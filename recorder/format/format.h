@@ -1,6 +1,6 @@
 #pragma once
 
-/// How a recording lies in its file; docs/recording.md tells it in words. All numbers are little-endian.
+/// The layout of a recording in its file; docs/recording.md describes it in words. All numbers are little-endian.
 
 #include <array>
 #include <cstddef>
@@ -23,7 +23,7 @@ struct Instant {
   std::int64_t unix_ns;
 };
 
-/// At the start of the file; `text_size` bytes of JSON follow.
+/// The start of the file; `text_size` bytes of JSON follow.
 struct FileHeader {
   std::uint64_t magic;
   std::uint32_t version;
@@ -54,7 +54,7 @@ struct Check {
   std::uint64_t checksum;
 };
 
-/// At the start of a block; records follow. Blocks of a stream follow one another in time, and so do the records.
+/// The start of a block; records follow. The blocks of a stream are in the order of time, and so are their records.
 struct BlockHeader {
   std::uint32_t magic;
   std::uint32_t stream;

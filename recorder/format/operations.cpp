@@ -41,7 +41,7 @@ auto next(const char*& from, const RobotSize& size) {
 template <auto method, typename... Values>
 void call(Interface& robot, const RobotSize& size, const char* arguments, char* result, const std::tuple<Values...>*) {
   using Result = typename SignatureOf<method>::Result;
-  // In braces: one after the other.
+  // Braces evaluate their elements one after the other.
   const std::tuple<decltype(next<Values>(arguments, size))...> values{next<Values>(arguments, size)...};
   std::apply(
       [&](const auto&... value) {
@@ -68,7 +68,7 @@ template <auto method>
 constexpr OperationEntry entry_of(const OperationRow<method>& row) {
   constexpr Operation number = operation_of<method>;
   if constexpr (number == operation_of<&Interface::clone>) {
-    // From which object, and the number of that one's next call.
+    // The arguments are the original object and the number of its next call.
     return {row, number, {shape_of<unsigned long>, shape_of<unsigned long>}, {}, nullptr};
   } else if constexpr (!std::is_member_function_pointer_v<decltype(row.method)>) {
     return {row, number, {}, {}, nullptr};

@@ -39,7 +39,7 @@ struct OperationEntry : OperationData {
 extern const std::array<OperationEntry, operation_count> all_operations;
 inline const OperationEntry& entry(Operation operation) { return all_operations[static_cast<std::size_t>(operation)]; }
 
-/// Whether a block may begin with it: creation, the sum of masses, and inputs.
+/// Returns whether a block may begin with this operation: creation, the sum of masses, and inputs.
 inline bool is_restated(const OperationEntry& operation) {
   return operation.number == operation_of<&::create> || operation.number == operation_of<mass_of_robot> ||
          operation.writes.meets(restated_inputs);

@@ -1,6 +1,6 @@
 #pragma once
 
-/// How the values that cross the interface stand in a record: which numbers, and how many.
+/// The representation of the interface's values in a record: which numbers, and how many.
 
 #include <algorithm>
 #include <cstdint>

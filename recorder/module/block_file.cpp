@@ -199,7 +199,7 @@ void BlockFile::keep(const Block& block) noexcept {
 void BlockFile::finish(Block& block) noexcept {
   check(block);
   keep(block);
-  // On its way to the disk: what a loss of power takes is what is younger.
+  // The block starts on its way to the disk, so that a loss of power takes only what is younger.
   sync_file_range(descriptor(), offset_of(block.index), block_size, SYNC_FILE_RANGE_WRITE);
   block.state.store(Block::unused, std::memory_order_relaxed);
   if (ring_ != 0) finished_.push_back(block.index);
@@ -213,8 +213,8 @@ void BlockFile::save() noexcept {
   if (!is_longer_) return;
   const std::int64_t time = nanoseconds(CLOCK_MONOTONIC);
   if (time < next_save_) return;
-  // With one page goes all that the file system knows of the file. The pages of blocks are left alone: whoever writes
-  // to a page that was just saved has to ask for it again, and waits.
+  // Saving this page also saves the file's metadata. The pages of blocks are left alone, because a thread that writes
+  // to a page that was just saved incurs a page fault and waits.
   msync(header(), block_size, MS_SYNC);
   is_longer_ = false;
   next_save_ = nanoseconds(CLOCK_MONOTONIC) + second;

@@ -72,7 +72,7 @@ class BlockFile {
   explicit BlockFile(std::uint64_t most_bytes);
   BlockFile(const BlockFile&) = delete;
   BlockFile& operator=(const BlockFile&) = delete;
-  /// Nothing is in memory any more.
+  /// Removes the blocks from memory.
   ~BlockFile();
 
   /// Makes the file, with `text` in its header. False, and errno, if that fails.
@@ -82,22 +82,22 @@ class BlockFile {
 
   /// Blocks of a file that is not to become longer, else 0.
   std::size_t ring() const noexcept { return ring_; }
-  /// How many there are in memory at most.
+  /// Returns the largest number of blocks in memory.
   std::size_t most_in_memory() const noexcept { return blocks_.size(); }
 
   /// A block to write to, empty, or none: the next of the file, or the one that was finished first.
   Block* next() noexcept;
   /// Writes the checksum of what is complete.
   static void check(Block& block) noexcept;
-  /// Nothing more is written to the block.
+  /// Call this when nothing more is written to the block.
   void finish(Block& block) noexcept;
   /// Makes the header and the file's entry in its directory survive a loss of power. Waits for the disk, and no
   /// longer than once a second.
   void save() noexcept;
-  /// That block is part of the file when it has ended. Once for each block that was taken.
+  /// Makes the block part of the file. Call it once for each block that was taken.
   void keep(const Block& block) noexcept;
-  /// Nothing is made any more; `ended` if nothing is written any more either. What is in memory stays there.
-  /// `last_block` is the largest number that a block was given.
+  /// Stops making blocks. `ended` says that nothing is written any more either. What is in memory stays there.
+  /// `last_block` is the largest number of a block.
   void end(bool ended, std::uint64_t last_block) noexcept;
 
  private:

@@ -41,7 +41,7 @@ std::uint64_t limit() {
 Recorder& Recorder::get() { return lasting.recorder; }
 
 Recorder::Recorder() {
-  // No thread is in the middle of making a recording when the process is copied.
+  // The mutex ensures that no thread is making a recording when the process is copied.
   pthread_atfork([] { get().mutex_.lock(); },
                  [] {
                    get().has_forked_ = get().has_forked_ || get().writer() != nullptr;

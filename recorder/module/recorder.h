@@ -36,7 +36,7 @@ class Recorder {
   std::unique_ptr<tesk::RigidBodySystem> create() const { return module_->create(); }
   const RobotSize& size() const noexcept { return *size_; }
 
-  /// Nothing if nothing is recorded.
+  /// Returns null if nothing is recorded.
   RecordingWriter* writer() const noexcept { return recording_.load(std::memory_order_acquire); }
   std::uint32_t next_number() noexcept { return numbers_.fetch_add(1, std::memory_order_relaxed) + 1; }
   std::uint32_t next_stream() noexcept { return streams_.fetch_add(1, std::memory_order_relaxed) + 1; }

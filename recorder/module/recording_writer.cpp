@@ -90,7 +90,7 @@ Block* RecordingWriter::take(std::uint32_t stream) noexcept {
 // ---- Of the thread that writes --------------------------------------------------------------------------------------
 
 bool RecordingWriter::start_thread() noexcept {
-  // No signal of the host's is to end up there, nor that of a file that has become too long.
+  // The thread must not receive the host's signals, nor the one for a file that is too long.
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
@@ -117,7 +117,7 @@ void RecordingWriter::run() noexcept {
   failure_ = errno;
   if (made) {
     refill();
-    // With the start, which is some milliseconds ago, how fast the counter is.
+    // Together with the start, which is some milliseconds ago, this gives the speed of the counter.
     file_.header()->last = now();
   }
   sem_post(&tried_);

@@ -29,7 +29,7 @@ class RecordingWriter {
 
   /// A block with its header filled, or none. One atomic exchange, most times.
   Block* take(std::uint32_t stream) noexcept;
-  /// Nothing more will be written to the block.
+  /// Call this when nothing more will be written to the block.
   static void leave(Block& block) noexcept { block.state.store(Block::left, std::memory_order_release); }
   /// A block that an object has left partly written goes on with the next object.
   Block* take_spare() noexcept { return spare_.take(); }

@@ -91,7 +91,7 @@ std::size_t Tape::bytes_to_restate() const noexcept {
 void Tape::restate_clone() noexcept {
   if (block_ == nullptr) return;
   if (used_ + bytes_to_restate() <= recording::records_per_block) return restate_all(next_call());
-  // With the next call, in a block of its own.
+  // The next call begins a new block.
   RecordingWriter::leave(*block_);
   block_ = nullptr;
 }
@@ -104,7 +104,7 @@ void Tape::restate_all(std::uint32_t before_call) noexcept {
   };
   restate(operation_of<&::create>, nullptr, 0, time);
   recorder_.inertias().for_each(size_, restate_input);
-  // No setter, but what the sum of masses has been rounded to.
+  // No setter restores the rounding of the sum of masses, so its value is recorded.
   auto* record = reinterpret_cast<RecordHeader*>(block_->records() + used_);
   restate(operation_of<mass_of_robot>, nullptr, 0, time);
   const float mass = real_->getMass();

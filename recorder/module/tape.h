@@ -12,8 +12,8 @@
 
 namespace korvel::record {
 
-/// Where the calls of one object are recorded. The object belongs to one thread at a time. A call that overlaps another
-/// one breaks this rule: it is counted and not recorded, and all later records of the object have a flag.
+/// Records the calls of one object. The object belongs to one thread at a time. A call that overlaps another one breaks
+/// this rule: it is counted and not recorded, and all later records of the object have a flag.
 class Tape {
  public:
   explicit Tape(const RobotSize& size);
@@ -28,7 +28,7 @@ class Tape {
   /// The object that is recorded, once it is there and as long as it is.
   void follow(const tesk::RigidBodySystem& real) noexcept { real_ = &real; }
 
-  /// Whether the call is recorded; it has to leave then.
+  /// Returns whether the call is recorded; if so, it has to leave.
   bool enter() noexcept {
     RecordingWriter* writer = recorder_.writer();
     if (writer == nullptr) return false;
@@ -67,7 +67,7 @@ class Tape {
     __builtin_prefetch(block_->records() + used_ + 256, to_write);
   }
 
-  /// After the record of a clone: what it was cloned from may be lost to who reads this.
+  /// Call this after the record of a clone, because a reader may not have the original's calls.
   void restate_clone() noexcept;
   std::uint32_t next_call() const noexcept { return call_ + 1; }
 

@@ -12,12 +12,12 @@
 namespace korvel::host {
 
 std::variant<std::string, Crash> apart(const std::function<std::string(CallPosition& now)>& task) {
-  // As long as it takes: what hangs here the user ends.
+  // There is no real limit: the user ends a call that hangs.
   constexpr std::chrono::hours limit{24 * 365};
   constexpr char good = '+';
   constexpr char bad = '-';
   constexpr char thrown = '!';
-  // Both processes see it.
+  // Both processes see this memory.
   const auto memory = boost::interprocess::anonymous_shared_memory(sizeof(CallPosition));
   auto& now = *new (memory.get_address()) CallPosition{};
   ChildProcess child(

@@ -18,7 +18,7 @@ namespace {
 
 using recording::NumberType;
 
-/// As a record has it.
+/// Returns the number as a record has it.
 std::uint64_t word_of(float number) { return recording::result_word(NumberType::real, &number, sizeof(number)); }
 
 std::string with_bits(float value) {

@@ -65,7 +65,7 @@ class Player {
   void restate_total_mass(const RecordedCall& call);
   /// False if it threw.
   bool perform(tesk::RigidBodySystem& robot, const RecordedCall& call);
-  /// In words how the result differs, if it does.
+  /// Returns in words how the result differs, if it does.
   std::optional<std::string> compare(const RecordedCall& call, bool threw) const;
   void set_first_difference(const RecordedCall& call, const std::string& results);
 

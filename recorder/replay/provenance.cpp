@@ -90,7 +90,7 @@ Provenance::Step Provenance::make(const RecordedCall& call) {
     return Step::make;
   }
   const auto original = objects_.find(cloned_object(call));
-  // Otherwise calls of the original are missing.
+  // If this does not hold, calls of the original are missing.
   if (original == objects_.end() || original->second.next_call != second_argument(call)) return Step::none;
   Object copy{original->second.values, call.header.call + 1};
   copy.is_overlapped = original->second.is_overlapped || call.has(recording::overlapped);
@@ -230,7 +230,7 @@ Provenance::Followed Provenance::follow(const RecordedCall& call) {
   }
   Object& object = object_of(call);
   object.takes_restated = false;
-  // Where the first block after lost calls has been lost, too.
+  // The first block after lost calls may have been lost, too.
   if (call.header.call != object.next_call) lose(object, call.header.call);
   object.next_call = call.header.call + 1;
   object.is_overlapped = object.is_overlapped || call.has(recording::overlapped);

@@ -56,7 +56,7 @@ class Provenance {
 
   bool knows_total_mass() const { return knows_all(Resource::total_mass); }
   void know_total_mass() { know(Resource::total_mass, true); }
-  /// How often calls of an object were missing.
+  /// Returns the number of gaps in the calls of objects.
   std::size_t gaps() const { return gaps_; }
   /// The last call that was performed.
   const Source& last() const { return last_; }
@@ -74,7 +74,8 @@ class Provenance {
     bool is_written = false;  ///< by a call
     Source source = {};
   };
-  /// By resource: one, or one for each body, joint or frame. Those of inertias and of their sum are the module's.
+  /// The values by resource: one, or one for each body, joint or frame. Those of inertias and of their sum are the
+  /// module's.
   using Values = std::array<std::vector<Value>, resource_kinds>;
   struct Object {
     Values values;
@@ -116,7 +117,7 @@ class Provenance {
   Source last_;
 };
 
-/// From which object a call clones.
+/// Returns the object that a call clones.
 std::uint32_t cloned_object(const RecordedCall& call);
 
 }  // namespace korvel::host

@@ -80,7 +80,7 @@ class RecordedSamples {
   void end();
 
   std::size_t count() const { return count_; }
-  /// How often calls are missing.
+  /// Returns the number of gaps in the calls.
   std::size_t gaps() const { return player_.gaps(); }
 
  private:

@@ -179,7 +179,8 @@ class RecordingFile::Cursor {
   /// When the next record was written; of one in a block that has not been read yet, no earlier than this.
   std::uint64_t ticks() const { return at_ < end_ ? header().ticks : blocks_[next_].header.ticks; }
   bool at_end() const { return at_ == end_ && next_ == blocks_.size(); }
-  /// Whether there is a record; reads the next block if this one has no more. False also after a block without records.
+  /// Returns whether there is a record; reads the next block if this one has no more. Also false after a block without
+  /// records.
   bool ready() {
     if (at_ == end_) read_block(blocks_[next_++]);
     return at_ < end_;

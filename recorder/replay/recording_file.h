@@ -14,7 +14,7 @@
 
 namespace korvel::host {
 
-/// Where a call is.
+/// The place of a call.
 struct CallPosition {
   std::uint32_t object, call;
   double time;           ///< since the recording began [s]
@@ -45,7 +45,7 @@ struct RecordedCall {
     return has_one ? recording::take<std::uint64_t>(arguments, 0) : 0;
   }
   bool has_finite_arguments(const RobotSize& size) const;
-  /// Whether the operation takes this index. Of those that take one of no body, getPose takes ~0 alone.
+  /// Returns whether the operation takes this index. Only getPose takes one of no body, ~0.
   bool has_valid_index(const RobotSize& size) const {
     const IndexKind kind = operation.index;
     if (kind == IndexKind::none || kind == IndexKind::root || index() < count_of(kind, size)) return true;
@@ -76,15 +76,15 @@ class RecordingFile {
   /// The JSON of the file.
   const std::string& description() const { return text_; }
   bool ended() const { return header_.ended != 0; }
-  /// Whether the recording was closed and the end of its header does not have its checksum. Times and counters of lost
-  /// and overlapping calls are uncertain then.
+  /// Returns whether the recording was closed and the end of its header does not have its checksum. Times and counters
+  /// of lost and overlapping calls are uncertain then.
   bool header_damaged() const { return header_damaged_; }
-  /// How many blocks of records there are.
+  /// Returns the number of blocks of records.
   std::size_t blocks() const { return blocks_; }
   /// Returns how many there were, with those that were written over or cut off.
   std::uint64_t last_block() const { return std::max(last_block_, header_.last_block); }
 
-  /// From the beginning to the last time at which the recorder has written [s].
+  /// Returns the time from the beginning to the last writing of the recorder [s].
   double duration() const { return seconds(header_.last.ticks - header_.start.ticks); }
 
   /// Calls `visit` with every record in the order of time, until it returns false. What it is handed lives until it

@@ -17,7 +17,7 @@ using recording::NumberType;
 
 constexpr std::pair<const char*, double> shares[] = {{"p50", 0.5}, {"p90", 0.9}, {"p99", 0.99}, {"p99.9", 0.999}};
 
-// With one of these a cycle begins.
+// A cycle begins with one of these inputs.
 constexpr Resources inputs{Resource::root_pose, Resource::root_velocity, Resource::root_acceleration,
                            Resource::positions, Resource::velocities,    Resource::accelerations,
                            Resource::wrenches};

@@ -26,7 +26,8 @@ Names recorded_operations() {
   return names;
 }
 
-/// Where a host finds a virtual function: its pointer has the offset in the table, on some machines and one.
+/// Returns where a host finds a virtual function: a pointer to it holds the offset in the table, plus one on some
+/// machines.
 template <typename Method>
 std::size_t position(Method method) {
   std::size_t offset = 0;

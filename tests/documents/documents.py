@@ -45,7 +45,7 @@ def tracked():
 
 
 def place(directory):
-    """Where an included directory stands: at the root, below module/ or below libraries/."""
+    """Returns the place of an included directory: at the root, below module/ or below libraries/."""
     return next(str(root.relative_to(ROOT) / directory) for root in (ROOT, ROOT / "module", ROOT / "libraries")
                 if (root / directory).is_dir())
 

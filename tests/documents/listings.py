@@ -36,7 +36,7 @@ void quantities(const tesk::RigidBodySystem& robot, const korvel_batch* batch, c
 
 
 def matches(shown, printed):
-    """Whether lines that are shown, with "..." for any lines, are those that were printed."""
+    """Returns whether the shown lines, with "..." for any lines, are those that were printed."""
     parts = [re.escape(part) for part in ("\n" + shown).split("\n...")]
     return re.fullmatch(r"(?:\n.*)*".join(parts) + r"\n*", "\n" + printed.rstrip("\n")) is not None
 
@@ -102,7 +102,7 @@ class Listings(unittest.TestCase):
 
 
     def test_a_host_brings_its_own_math_types(self):
-        """By the header that the guide shows, and a library that has the types alone."""
+        """Builds a host with the header that the guide shows and a library that has only the types."""
         guide = (SOURCE / "docs" / "embedding.md").read_text()
         header = next(text for name, _, text in BLOCK.findall(guide) if name == "my_include/qzmath/qzmath.h")
         (self.folder / "my_include" / "qzmath").mkdir(parents=True)

@@ -11,7 +11,7 @@ namespace {
 
 void* library = nullptr;
 
-/// What a host puts in the place of a module in its tests.
+/// The object that a host uses in its tests in place of a module's.
 class Mock : public korvel::faulty::Forwarder {
  public:
   std::unique_ptr<RigidBodySystem> clone() const override { return std::make_unique<Mock>(*this); }

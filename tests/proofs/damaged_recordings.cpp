@@ -37,7 +37,7 @@ bool is_read(const std::filesystem::path& path, const char* module, const std::f
   statistics.end();
   statistics.text();
   statistics.json();
-  // In this process, where memory is watched.
+  // The player runs in this process, where memory is watched.
   Player player(recording, Module(module), true);
   bool is_cut = false;
   recording.for_each([&](const RecordedCall& call) {

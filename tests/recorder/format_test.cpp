@@ -32,7 +32,7 @@ TEST_F(Format, ARecordingOfTheFirstVersionReplaysAsBefore) {
   for (std::size_t i = 0; i < time.size(); ++i) EXPECT_NEAR(time[i], time_before[i], 1e-3) << "row " << i;
 }
 
-// What recorders once wrote under a locale with a decimal comma, or of a path that is not UTF-8.
+// Recorders once wrote such text under a locale with a decimal comma, or for a path that is not UTF-8.
 TEST_F(Format, AMemberOfTheDescriptionThatCannotBeParsedTakesNoOtherWithIt) {
   ASSERT_EQ(record("uneven"), 0);
   std::string bytes = read(recording());
@@ -109,7 +109,7 @@ TEST_F(Format, ARecordingWithADamagedEndOfItsHeaderIsReadAsOneThatWasNotClosed) 
   }
 }
 
-/// Whether a byte says something: of the header and its text, of a block's header and its records.
+/// Returns whether a byte has a meaning: in the header and its text, or in a block's header and its records.
 bool says_something(const std::string& bytes, std::size_t at) {
   const std::size_t in_block = at % recording::block_size;
   if (at < recording::block_size) {

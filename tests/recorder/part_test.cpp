@@ -55,7 +55,7 @@ TEST_F(Part, HasTheCallsOfItsTimeAndReplaysWithoutADifference) {
         for (const auto& operation : json["operations"]) all += operation["compared"].get<std::size_t>();
         return all;
       };
-      // What was computed before and is only read is not known.
+      // Results that were computed before and are only read cannot be compared.
       EXPECT_GE(compared(replayed(directory_ / "part.rec")), compared(replayed(recording(), window)) * 8 / 10);
       const auto rate = [&](const std::filesystem::path& file) -> double {
         return replayed(file, "--stats")["statistics"]["megabytes_per_minute"];

@@ -78,7 +78,7 @@ void each_call(const std::filesystem::path& file, const Visit& visit) {
   });
 }
 
-/// How often each operation is in a file, what is restated left out.
+/// Returns how often each operation is in a file, without restated calls.
 inline std::map<std::string, std::size_t> calls_in(const std::filesystem::path& file) {
   std::map<std::string, std::size_t> calls;
   each_call(file, [&](const RecordedCall& call) {

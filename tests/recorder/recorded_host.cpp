@@ -34,7 +34,7 @@ void every_operation(const Module& module, unsigned threads) {
       std::vector<korvel::Arguments> arguments = korvel::varied_arguments(*robots[i], i + 1, 4);
       for (korvel::Arguments& with : arguments) {
         for (const korvel::RealTimeOperation& operation : korvel::real_time_operations()) {
-          // What all objects share overlaps no other call.
+          // An operation on what all objects share must not overlap any other call.
           if (threads == 1 || std::strcmp(operation.name, "setBodyInertia") != 0) operation.call(*robots[i], with);
         }
         let_the_recorder_work();
@@ -66,7 +66,7 @@ void cycles(const Module& module, const char* counter, std::uint64_t count) {
   korvel::recorded::say_saves();
 }
 
-/// What does not move is set once.
+/// Records a motion; inputs that do not change are set once.
 void motion(const Module& module, unsigned long steps) {
   const System robot = module.create();
   const korvel::Arguments with(korvel::random_state(1, *robot), *robot);
@@ -216,7 +216,7 @@ void denormals(const Module& module) {
   set_denormal_flags(0);
 }
 
-/// What the contract does not allow, and does no harm.
+/// Makes harmless calls that the contract does not allow.
 void mistakes(const Module& module) {
   const System robot = module.create();
   robot->getJointAngleTorque(3);

@@ -43,7 +43,7 @@ inline std::atomic<std::uint64_t>& counter_in(const char* counter) {
 /// asleep, has woken up, and is asleep again. There may be no such thread.
 void let_the_recorder_work();
 
-// What becomes of hosts, in recorded_mishaps.cpp.
+// These ends of hosts are in recorded_mishaps.cpp.
 
 /// A child that goes to another folder, and one that never calls.
 void as_a_daemon(const host::Module& module);

@@ -23,7 +23,7 @@ std::atomic<int> saves{0}, saves_in_main{0};
 
 }  // namespace
 
-/// In front of the C library's.
+/// Takes the place of the C library's function.
 extern "C" [[gnu::visibility("default")]] int msync(void* start, std::size_t size, int flags) {
   ++(getpid() == gettid() ? saves_in_main : saves);
   return static_cast<int>(syscall(SYS_msync, start, size, flags));

@@ -1,4 +1,4 @@
-// What the recorder leaves when its process, its disk or its file comes to an end.
+// Tests what the recorder leaves when its process, its disk or its file comes to an end.
 
 #include <sys/wait.h>
 #include <unistd.h>

@@ -121,6 +121,16 @@ struct DualState {
   Eigen::MatrixXd wrenches;
 };
 
+/// The motion of a state, as the algorithms ask for it.
+template <typename Robot, typename Dual>
+struct DualMotion {
+  explicit DualMotion(const DualState<Robot, Dual>& state)
+      : q(state.q), dq(state.dq), ddq(state.ddq), angles(state), external(state) {}
+
+  const Dual *q, *dq, *ddq;
+  const DualState<Robot, Dual>&angles, &external;
+};
+
 /// Derivatives of the forces of `rnea` in the directions that are set.
 template <typename Robot, typename Dual>
 Eigen::VectorXd force_derivative(const DualState<Robot, Dual>& state) {
@@ -140,8 +150,12 @@ struct Matrices {
       : forces(static_cast<std::size_t>(n)), count(n), position(forces.size() * forces.size()), velocity(position) {}
 
   Dual& force(int row) { return forces[static_cast<std::size_t>(row)]; }
-  Dual* position_row(int row) { return position.data() + row * count; }
-  Dual* velocity_row(int row) { return velocity.data() + row * count; }
+  struct Row {
+    Dual& position(int column) const { return positions[column]; }
+    Dual& velocity(int column) const { return velocities[column]; }
+    Dual *positions, *velocities;
+  };
+  Row row(int row) { return {position.data() + row * count, velocity.data() + row * count}; }
 
   static Eigen::MatrixXd values(const std::vector<Dual>& numbers, Eigen::Index rows) {
     Eigen::MatrixXd matrix(rows, static_cast<Eigen::Index>(numbers.size()) / rows);
@@ -161,7 +175,7 @@ template <typename Robot, typename Dual>
 Matrices<Dual> differentiated(const DualState<Robot, Dual>& state) {
   using Model = DualModel<Robot, Dual>;
   Matrices<Dual> results(DualState<Robot, Dual>::count);
-  metapod::rnea_derivatives<Model, Matrices<Dual>>::run(Model{}, state.q, state, state.dq, state.ddq, state, results);
+  metapod::rnea_derivatives<Model, Matrices<Dual>>::run(Model{}, DualMotion<Robot, Dual>(state), results);
   return results;
 }
 

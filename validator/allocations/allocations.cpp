@@ -21,7 +21,7 @@ namespace korvel {
 
 namespace {
 
-// Also threads of a check allocate, but none while failures are planned.
+// Threads of a check allocate too, but not while failures are planned.
 std::atomic<long> made{0};
 std::atomic<long> live{0};
 long until_failure = 0;  // 0: none is planned

@@ -38,7 +38,7 @@ class Running {
   std::size_t index() const { return index_; }
   host::ChildProcess& child() { return child_; }
 
-  /// Nothing while it runs.
+  /// Returns nothing while the check runs.
   std::optional<Outcome> outcome() {
     const auto end = child_.end();
     if (!end) return std::nullopt;

@@ -100,7 +100,7 @@ void Fuzzer::expect_unchanged(const Object& object) {
 
 float Fuzzer::sum_of_masses() const { return static_cast<float>(std::accumulate(masses_.begin(), masses_.end(), 0.0)); }
 
-/// After the masses have changed: their sum, but for a rounding of each change. Takes note of it.
+/// Expects the sum of the masses after they have changed, except for a rounding of each change, and keeps it.
 void Fuzzer::expect_total_mass(const tesk::RigidBodySystem& robot) {
   const float sum = sum_of_masses();
   total_mass_ = robot.getMass();

@@ -66,8 +66,8 @@ class Fuzzer {
   float sum_of_masses() const;
   float total_mass() const { return total_mass_; }
   long inertia_changes() const { return inertia_changes_; }
-  /// After a computation: what it wrote must be what `repeat` makes of a fresh object. Then that is what the object
-  /// shows.
+  /// Call this after a computation: it must have written what `repeat` makes of a fresh object. That is then what the
+  /// object shows.
   void expect_repeated(Object& object, const std::vector<Stretch>& written,
                        const std::function<void(tesk::RigidBodySystem&)>& repeat);
 

@@ -11,7 +11,7 @@
 
 namespace korvel::validate {
 
-/// In words what stands at a place of all that an object shows, such as "number 3 of the world pose of body 7".
+/// Names the number at a place of all that an object shows, such as "number 3 of the world pose of body 7".
 std::string shown_name(const Layout& layout, std::ptrdiff_t place);
 
 /// The first of `count` numbers that differs in its bits, or `count`. One that is not a number is like any other: which
@@ -49,9 +49,9 @@ struct ObjectModel {
   std::vector<std::function<void(tesk::RigidBodySystem&)>> loads;  ///< by body what last set its wrench
   std::vector<Past> history;                                       ///< the last of each, in the order in which they ran
 
-  /// Where a piece of a result stands among all that is shown.
+  /// Returns the place of a piece of a result among all that is shown.
   float* place(Result result, unsigned long piece = 0);
-  /// From now on the object must show this.
+  /// Makes this what the object must show from now on.
   template <typename Value>
   void expect(const Value& value, Result result, unsigned long piece = 0) {
     std::memcpy(place(result, piece), &value, sizeof(value));

@@ -61,7 +61,7 @@ struct Motions {
   std::vector<Rates> velocities, accelerations;
 };
 
-/// From the root outwards. A column moves with the body before its joint.
+/// Goes from the root outwards. A column moves with the body before its joint.
 Motions motions(const Specimen& robot, const State& state) {
   const Jacobian J = robot.jacobian();
   const Coordinates dq = state.dq.cast<double>();

@@ -79,10 +79,10 @@ class Specimen {
   const Coordinates& arms(int b) const { return of(b).arms; }
   /// Bound for the distance of any part from the root.
   double reach() const;
-  /// For each coordinate, the square root of the inertia that it would move if the limbs were stretched. The product of
-  /// two of them bounds the terms of an entry of the mass matrix.
+  /// Returns, for each coordinate, the square root of the inertia that it would move if the limbs were stretched. The
+  /// product of two of them bounds the terms of an entry of the mass matrix.
   Coordinates inertia_roots() const;
-  /// For each joint, the magnitudes of all forces and moments that are summed up for its torque.
+  /// Returns, for each joint, the magnitudes of all forces and moments that are summed up for its torque.
   Joints torque_scale(const State& state) const;
 
  private:

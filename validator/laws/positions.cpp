@@ -103,7 +103,7 @@ void jacobian_is_derivative(const Specimen& robot, const State& state, Deviation
   }
 }
 
-// To the last bit: none of it reads the root.
+// The results must agree to the last bit, because none of them reads the root.
 void root_leaves_what_is_relative_to_it(const Specimen& robot, const State& state, Deviations& deviations) {
   State moved = state;
   const State other = random_state(deviations.seed() + 128, robot.size());

@@ -22,7 +22,7 @@ using Robot = tesk::RigidBodySystem;
 
 // ---- The file -----------------------------------------------------------------------------------------------------
 
-/// As this machine's loader would read it.
+/// Reads the file as this machine's loader would.
 ElfFile file_of(const Subject& subject) try {
   ElfFile file(subject.module);
   require(file.bits == 8 * sizeof(void*), "not for this machine: {} bits", file.bits);

@@ -18,7 +18,7 @@ namespace korvel::validate {
 
 namespace {
 
-/// In memory that both processes share: a system call may be what the child must not make.
+/// The progress is in memory that both processes share, because the child may not be allowed a system call.
 struct Progress {
   std::size_t operation;
   std::size_t arguments;

@@ -29,7 +29,7 @@ std::vector<Allocating> all_allocating(const host::Module& module, Robot& robot)
   return all;
 }
 
-/// How an operation ended.
+/// The end of an operation.
 enum class End { returned, bad_alloc, out_of_range, other };
 
 End end_of(const Allocating& operation, ComJacobian& J) {

@@ -54,7 +54,7 @@ std::string allocates_nothing(const Subject& subject) {
 std::string locks_nothing(const Subject& subject) {
   return never_counts(subject, "locks", locks_taken, [](tesk::RigidBodySystem&) {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-    // As the loader finds it for a module.
+    // The function is found as the loader finds it for a module.
     reinterpret_cast<decltype(&pthread_mutex_lock)>(dlsym(RTLD_DEFAULT, "pthread_mutex_lock"))(&mutex);
     pthread_mutex_unlock(&mutex);
   });

@@ -83,7 +83,8 @@ std::vector<float> partial_com_jacobians(Robot& robot) {
   return all;
 }
 
-/// Which joint angles and which root each result is of, when joint angles, root and computations do not go together.
+/// Checks from which joint angles and root each result comes, when joint angles, root and computations do not go
+/// together.
 std::string last_inputs(const Subject& subject) {
   const auto compare = [&](std::uint64_t first_seed) {
     const std::string seed = fmt::format(", seed {}", first_seed);

@@ -34,7 +34,7 @@ export function addControls({timeline, view}, {play, back, forward, slider, cloc
     '?': () => list.showModal(),
     Escape: () => view.reset(),
   };
-  // Where a key has a meaning of its own it keeps that: arrows in a list, space on a button.
+  // A key keeps a meaning of its own, such as arrows in a list and space on a button.
   onKeys(document, keys, ({key, target}) => target !== slider &&
       (list.open || target.closest('select, input') || (key === ' ' && target.closest('button'))));
 }

@@ -1,4 +1,4 @@
-// What the parts of the page show together.
+// State that the parts of the page share.
 
 // A value that is watched.
 export class Value {

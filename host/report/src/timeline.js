@@ -48,7 +48,7 @@ export class Timeline {
     return own >= run.time[0] && own <= run.time.at(-1) ? nearestSample(run.time, own) : undefined;
   }
 
-  // To a time of a run.
+  // Goes to a time of a run.
   goToTime(time, run = this.runs[0]) {
     this.goTo(nearestSample(this.time, time + this.shiftOf(run)));
   }

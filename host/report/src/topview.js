@@ -13,13 +13,13 @@ const most_footprints = 200;
 const slimmest = 0.5;  // height by width of the picture, or the other way around
 const far = 0.15;      // m: what goes further than that beyond the rest is cut off
 
-// From metres in the world to millimetres of the picture.
+// Maps metres in the world to millimetres of the picture.
 const to_picture = 'matrix(0 -1000 -1000 0 0 0)';
 const pointsOf = (points) => points.map(([x, y]) => `${x.toFixed(5)},${y.toFixed(5)}`).join(' ');
 const at = ([x, y], sample) => [x[sample], y[sample]];
 
-// Where all soles, centres of pressure, the centre of mass and the zero moment point go: the centre and the half sizes,
-// x and y [m].
+// Returns the bounds of all soles, centres of pressure, the centre of mass and the zero moment point: centre and half
+// sizes, x and y [m].
 function boundsOf({time, com, bodies, standing}) {
   const points = [];
   const stride = Math.ceil(time.length / most_samples);
@@ -43,7 +43,7 @@ export function addTopView(panels, {motion, timeline}) {
   const {standing, com, bodies} = motion;
   const {follows, centre, half} = boundsOf(motion);
   const polygon = shape('polygon', {class: 'support'});
-  // Where each sole came to the ground.
+  // The places where each sole touched down.
   const prints = standing.soles.flatMap((sole) => sole.spans.slice(0, most_footprints).map(({first}) => shape(
       'polygon', {class: `print ${bodies[sole.body].side}`, points: pointsOf(cornersAt(motion, sole, first))})));
   const soles = standing.soles.map(({name, body}) => {
@@ -94,7 +94,7 @@ export function addTopView(panels, {motion, timeline}) {
       set(outline, {points: pointsOf(corners)});
       set(arrow, {x1: x, y1: y, x2: x + per_newton * fx, y2: y + per_newton * fy});
       set(dot, {cx: x, cy: y});
-      // Beside the first corner, because an unloaded sole has its pressure point in the middle.
+      // The letter is beside the first corner, because an unloaded sole has its pressure point in the middle.
       const [cx, cy] = [0, 1].map((axis) =>
         [...corners, ...Array(3).fill(corners[0])].reduce((sum, corner) => sum + corner[axis], 0) / (corners.length + 3));
       set(letter, {x: -1000 * (cy - dy), y: -1000 * (cx - dx)});

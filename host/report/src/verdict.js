@@ -41,7 +41,7 @@ export function peakText(run) {
   return `largest torque ${three(peak)} N m, ${name} at ${seconds(run.time[peakSample])}`;
 }
 
-// As shares of the time line, which goes by samples.
+// Returns the spans as shares of the time line, which goes by samples.
 export function marksOf(spans, last) {
   const all = [];
   for (const span of spans) {

@@ -1,18 +1,19 @@
 // Compiled once for each instruction set, with KORVEL_LANES.
 
-#include "batch/kernels/derivatives.h"
-
-#include "batch/kernels/derivative_entries.h"
 #include "batch/kernels/dynamics.h"
 #include "metapod/algos/rnea_derivatives.h"
+#include "metapod/algos/rnea_gradient.h"
 
 namespace korvel::batch {
 
+/// From column 3 on. In both matrices the entries of a row have the same order there.
 template <int n>
 struct RowOfEntries {
-  PackOf<n>& operator[](int column) const noexcept { return entries[places[column]]; }
+  PackOf<n>& position(int column) const noexcept { return positions[places[column]]; }
+  PackOf<n>& velocity(int column) const noexcept { return velocities[places[column]]; }
 
-  PackOf<n>* entries;
+  PackOf<n>* positions;
+  PackOf<n>* velocities;
   const std::uint16_t* places;
 };
 
@@ -20,8 +21,8 @@ struct RowOfEntries {
 template <int n>
 struct PackedDerivatives {
   PackOf<n>& force(int row) noexcept { return forces[row]; }
-  auto position_row(int row) noexcept { return RowOfEntries<n>{position, position_places.row(row)}; }
-  auto velocity_row(int row) noexcept { return RowOfEntries<n>{velocity, velocity_places.row(row)}; }
+  /// Up to its end, a row of velocities has three columns more than that of positions.
+  RowOfEntries<n> row(int row) noexcept { return {position, velocity + 3 * (row + 1), position_places.row(row)}; }
 
   PackOf<n> forces[coordinate_count];
   PackOf<n> position[position_entry_count + 1];
@@ -31,35 +32,44 @@ struct PackedDerivatives {
 template <int n>
 [[gnu::flatten]] void compute_derivatives(const Masses& masses, const MotionInLanes<n>& motion,
                                           PackedDerivatives<n>& results) noexcept {
-  const StatesInLanes<n> model(masses);
-  metapod::rnea_derivatives<StatesInLanes<n>, PackedDerivatives<n>>::run(model, motion.q, motion.angles, motion.dq,
-                                                                         motion.ddq, motion.external, results);
-}
-
-template <int n>
-void write_derivatives(const Block<n>& block, const Output& packed, const Output& dense, int count,
-                       const PackOf<n>* entries, const DerivativePlaces& places) noexcept {
-  if (packed.data != nullptr) write_numbers<n>(packed, block, 0, count, entries);
-  if (dense.data != nullptr) {
-    write_numbers_at<n>(dense, block, coordinate_count * coordinate_count, entries, places.of_entry[0].data());
-  }
+  metapod::rnea_derivatives<StatesInLanes<n>, PackedDerivatives<n>>::run(StatesInLanes<n>(masses), motion, results);
 }
 
 template <>
-void derivatives<KORVEL_LANES>(const Masses& masses, const Stretch& states, const Input& q, const Input& dq,
-                               const Input& ddq, const Wrenches& wrenches, const DerivativeResults& wanted) noexcept {
+void derivatives<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
+                               const DerivativeResults& wanted) noexcept {
   constexpr int n = KORVEL_LANES;
-  MotionInLanes<n> motion(wrenches);
+  MotionInLanes<n> motion(given.wrenches);
   PackedDerivatives<n> results;
   results.position[position_entry_count] = results.velocity[velocity_entry_count] = PackOf<n>{};
   for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, q, dq, ddq);
+    motion.take(block, given);
     compute_derivatives<n>(masses, motion, results);
-    if (wanted.forces.data != nullptr) write_numbers<n>(wanted.forces, block, 0, coordinate_count, results.forces);
-    write_derivatives<n>(block, wanted.position_packed, wanted.position, position_entry_count, results.position,
-                         position_places);
-    write_derivatives<n>(block, wanted.velocity_packed, wanted.velocity, velocity_entry_count, results.velocity,
-                         velocity_places);
+    write_numbers<n>(wanted.forces, block, 0, coordinate_count, results.forces);
+    write_entries<n>(wanted.position_packed, wanted.position, block, results.position, position_places);
+    write_entries<n>(wanted.velocity_packed, wanted.velocity, block, results.velocity, velocity_places);
+  });
+}
+
+template <int n>
+[[gnu::flatten]] void compute_gradient(const Masses& masses, const MotionInLanes<n>& motion, const PackOf<n>* weights,
+                                       const typename metapod::rnea_gradient<StatesInLanes<n>>::Results& to) noexcept {
+  metapod::rnea_gradient<StatesInLanes<n>>::run(StatesInLanes<n>(masses), motion, weights, to);
+}
+
+template <>
+void gradient<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
+                            const GradientResults& wanted) noexcept {
+  constexpr int n = KORVEL_LANES;
+  MotionInLanes<n> motion(given.wrenches);
+  PackOf<n> weights[coordinate_count];
+  PackOf<n> results[4][coordinate_count];
+  const Output outputs[]{wanted.forces, wanted.by_position, wanted.by_velocity, wanted.by_acceleration};
+  for_each_block<n>(states, [&](const auto& block) {
+    motion.take(block, given);
+    read_numbers<n, coordinate_count>(given.of_forces, block, weights);
+    compute_gradient<n>(masses, motion, weights, {results[0], results[1], results[2], results[3]});
+    for (int k = 0; k < 4; ++k) write_numbers<n>(outputs[k], block, 0, coordinate_count, results[k]);
   });
 }
 

@@ -62,15 +62,14 @@ template <int n>
 struct MotionInLanes {
   explicit MotionInLanes(const Wrenches& wrenches) noexcept : external(wrenches) {}
 
-  void take(const Block<n>& block, const Input& positions, const Input& velocities,
-            const Input& accelerations) noexcept {
-    take(block, positions, velocities);
-    read_numbers<n, coordinate_count>(accelerations, block, ddq);
-  }
-  /// All but the accelerations.
-  void take(const Block<n>& block, const Input& positions, const Input& velocities) noexcept {
-    read_numbers<n, coordinate_count>(positions, block, q);
-    read_numbers<n, coordinate_count>(velocities, block, dq);
+  void take(const Block<n>& block, const MotionInput& given) noexcept {
+    const auto read = [&block](const Input& input, PackOf<n>* numbers) {
+      if (input.data != nullptr) return read_numbers<n, coordinate_count>(input, block, numbers);
+      std::fill_n(numbers, coordinate_count, PackOf<n>{});
+    };
+    read(given.q, q);
+    read(given.dq, dq);
+    read(given.ddq, ddq);
     external.take(block);
     angles.take(q);
   }
@@ -97,15 +96,15 @@ void compute_dynamics(const Masses& masses, const MotionInLanes<n>& motion, Pack
 }
 
 template <int n>
-void dynamics(const Masses& masses, const Stretch& states, const Input& q, const Input& dq, const Input& ddq,
-              const Wrenches& wrenches, const Output& forces, ForceSums* sums) noexcept {
-  MotionInLanes<n> motion(wrenches);
-  PackOf<n> results[coordinate_count];
+void dynamics(const Masses& masses, const Stretch& states, const MotionInput& given,
+              const DynamicsResults& wanted) noexcept {
+  MotionInLanes<n> motion(given.wrenches);
+  PackOf<n> forces[coordinate_count];
   for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, q, dq, ddq);
-    compute_dynamics<n>(masses, motion, results);
-    if (forces.data != nullptr) write_numbers<n>(forces, block, 0, coordinate_count, results);
-    if (sums != nullptr) add<n>(block, results, *sums);
+    motion.take(block, given);
+    compute_dynamics<n>(masses, motion, forces);
+    write_numbers<n>(wanted.forces, block, 0, coordinate_count, forces);
+    if (wanted.sums != nullptr) add<n>(block, forces, *wanted.sums);
   });
 }
 

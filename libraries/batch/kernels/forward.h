@@ -48,33 +48,32 @@ struct FactorisedMass : PackedMass<n> {
 
   Column column_of(int k) noexcept {
     const auto c = static_cast<std::size_t>(k);
-    return {this->values + packed_columns.first[c], packed_columns.rows[c].data(), packed_columns.count[c]};
+    const int first = packed_columns.first[c];
+    return {this->values + first, packed_columns.row.data() + first, packed_columns.first[c + 1] - first - 1};
   }
 };
 
 /// The residual is that of the equation of motion: forces less those that inverse dynamics gives for the accelerations.
 template <int n>
-void forward_dynamics(const Masses& masses, const Stretch& states, const Input& q, const Input& dq, const Input& forces,
-                      const Wrenches& wrenches, const Output& ddq, const Output& residual) noexcept {
-  MotionInLanes<n> motion(wrenches);
-  PackOf<n> given[coordinate_count];
+void forward_dynamics(const Masses& masses, const Stretch& states, const MotionInput& given,
+                      const ForwardResults& wanted) noexcept {
+  MotionInLanes<n> motion(given.wrenches);
+  PackOf<n> forces[coordinate_count];
   PackOf<n> found[coordinate_count];
   FactorisedMass<n> mass;
   for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, q, dq);
-    for (PackOf<n>& value : motion.ddq) value = PackOf<n>{};
-    read_numbers<n, coordinate_count>(forces, block, given);
+    motion.take(block, given);
+    read_numbers<n, coordinate_count>(given.of_forces, block, forces);
     compute_dynamics<n>(masses, motion, found);
-    for (int k = 0; k < coordinate_count; ++k) motion.ddq[k] = given[k] - found[k];
+    for (int k = 0; k < coordinate_count; ++k) motion.ddq[k] = forces[k] - found[k];
     compute_mass<n>(masses, motion.q, motion.angles, mass);
     mass.factorise();
     mass.solve(motion.ddq);
-    if (ddq.data != nullptr) write_numbers<n>(ddq, block, 0, coordinate_count, motion.ddq);
-    if (residual.data != nullptr) {
-      compute_dynamics<n>(masses, motion, found);
-      for (int k = 0; k < coordinate_count; ++k) found[k] = given[k] - found[k];
-      write_numbers<n>(residual, block, 0, coordinate_count, found);
-    }
+    write_numbers<n>(wanted.accelerations, block, 0, coordinate_count, motion.ddq);
+    if (wanted.residual.data == nullptr) return;
+    compute_dynamics<n>(masses, motion, found);
+    for (int k = 0; k < coordinate_count; ++k) found[k] = forces[k] - found[k];
+    write_numbers<n>(wanted.residual, block, 0, coordinate_count, found);
   });
 }
 

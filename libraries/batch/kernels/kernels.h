@@ -1,7 +1,7 @@
 #pragma once
 
-/// What one instruction set computes, for a stretch of states. Everything here is compiled for the baseline, and holds
-/// no code: an instruction set's own files see it, and nothing of theirs may serve another one.
+/// Declares what one instruction set computes for a stretch of states. Everything here is compiled for the baseline and
+/// has no code, because the files of an instruction set include it, and none of their code may serve another set.
 
 #include <array>
 #include <cstddef>
@@ -19,18 +19,15 @@ inline constexpr int coordinate_count = metapod::models::dof_count_of<metapod::m
 /// Stretches begin at multiples of this, which every number of lanes divides; so do tiles.
 inline constexpr std::ptrdiff_t tile_size = 16;
 
-/// Number k of state s stands at data[s * state + k * number]; with tiles at
-/// data[s / 16 * tile + s % 16 * state + k * number]. Without data nothing is wanted.
+/// Number k of state s stands at data[s / 16 * tile + s % 16 * state + k * number]. Without data nothing is wanted.
 template <typename Float>
 struct NumbersOf {
   Float* data;
   std::ptrdiff_t state;
   std::ptrdiff_t number;
-  std::ptrdiff_t tile;  ///< 0 without tiles
+  std::ptrdiff_t tile;
 
-  Float* of_state(std::ptrdiff_t s) const noexcept {
-    return tile == 0 ? data + s * state : data + s / tile_size * tile + s % tile_size * state;
-  }
+  Float* of_state(std::ptrdiff_t s) const noexcept { return data + s / tile_size * tile + s % tile_size * state; }
 };
 using Input = NumbersOf<const float>;
 using Output = NumbersOf<float>;
@@ -47,13 +44,7 @@ struct Masses {
   const float* armature;  ///< of a call that adds rotor inertias: one for each joint [kg m^2]
 };
 
-/// Of each state 300 numbers, the rows of [R | t] of one body after the other, three for a centre of mass, and 180 of a
-/// jacobian, row by row.
-struct KinematicsResults {
-  Output poses_root, poses_world, com_root, com_world, jacobian;
-};
-
-/// On one body: force, then moment.
+/// A wrench on one body: force, then moment.
 struct Wrench {
   int body;
   Input values;
@@ -63,11 +54,34 @@ struct Wrenches {
   int count;
 };
 
-/// Of generalized forces over states, by the place of a state in its tile: the bits of the largest magnitude, which are
-/// ordered like the magnitudes, with what is no number above all; and the sum of squares.
+/// The states of a motion, argument by argument; without data where an operation does not take one. Without
+/// accelerations they are zero.
+struct MotionInput {
+  Input q, dq, ddq;
+  Input of_forces;  ///< a number for each force: its weight, or the force that moves the robot
+  Wrenches wrenches;
+};
+
+/// Each state has 300 numbers of poses, the rows of [R | t] of one body after the other, three of a centre of mass, and
+/// 180 of a jacobian, row by row.
+struct KinematicsResults {
+  Output poses_root, poses_world, com_root, com_world, jacobian;
+};
+
+struct MassResults {
+  Output packed, dense;
+};
+
+/// Sums up generalized forces over states, by the place of a state in its tile: the bits of the largest magnitude,
+/// which are ordered like the magnitudes, with NaN above all; and the sum of squares.
 struct ForceSums {
   std::uint32_t largest[coordinate_count][tile_size];
   double squares[coordinate_count][tile_size];
+};
+
+struct DynamicsResults {
+  Output forces;
+  ForceSums* sums;  ///< null if they are not wanted
 };
 
 /// Forces and their derivatives: each entry that can differ from zero once, or all entries row by row.
@@ -79,34 +93,64 @@ struct GradientResults {
   Output forces, by_position, by_velocity, by_acceleration;
 };
 
-struct MotionInput;
+struct ForwardResults {
+  Output accelerations, residual;
+};
+
+struct MomentumResults {
+  Output matrix, momentum, rate, bias;
+};
+
+/// A point that is fixed in a body, and its results.
+struct Point {
+  int body;
+  const float* place;
+  Output jacobian, bias;
+};
+struct PointResults {
+  const Point* first;
+  int count;
+};
+
 struct GroundTable;
 struct StandResults;
 struct StandSums;
 
+/// What an operation is for one instruction set: it computes the results of a stretch of states.
+template <typename Results>
+using Kernel = void (*)(const Masses&, const Stretch&, const MotionInput&, const Results&) noexcept;
+
 struct KernelSet {
   int lanes;
-  /// Of sine_count * lanes consecutive angles.
+  /// Computes sines and cosines of sine_count * lanes consecutive angles.
   void (*sine_cosine)(const float* angles, float* sines, float* cosines) noexcept;
-  void (*kinematics)(const Masses&, const Stretch&, const Input& q, const KinematicsResults&) noexcept;
-  void (*mass)(const Masses&, const Stretch&, const Input& q, const Output& packed, const Output& dense) noexcept;
-  void (*dynamics)(const Masses&, const Stretch&, const Input& q, const Input& dq, const Input& ddq, const Wrenches&,
-                   const Output& forces, ForceSums* sums) noexcept;
+  Kernel<KinematicsResults> kinematics;
+  Kernel<MassResults> mass;
+  Kernel<DynamicsResults> dynamics;
+  Kernel<DerivativeResults> derivatives;
+  Kernel<GradientResults> gradient;
+  Kernel<ForwardResults> forward_dynamics;
+  Kernel<MomentumResults> momentum;
+  Kernel<PointResults> points;
   /// Allocates.
   void (*stand)(const Masses&, const Stretch&, const MotionInput&, const GroundTable&, const StandResults&,
                 StandSums* sums);
-  void (*derivatives)(const Masses&, const Stretch&, const Input& q, const Input& dq, const Input& ddq, const Wrenches&,
-                      const DerivativeResults&) noexcept;
-  void (*gradient)(const Masses&, const Stretch&, const Input& q, const Input& dq, const Input& ddq,
-                   const Input& weights, const Wrenches&, const GradientResults&) noexcept;
-  void (*forward_dynamics)(const Masses&, const Stretch&, const Input& q, const Input& dq, const Input& forces,
-                           const Wrenches&, const Output& ddq, const Output& residual) noexcept;
 };
 
 /// The root's three angles and those of all joints.
 inline constexpr int first_angle = metapod::FreeFlyerBodyJoint::first_angle;
 inline constexpr int first_joint = metapod::FreeFlyerBodyJoint::dof;
 inline constexpr int sine_count = coordinate_count - first_angle;
+
+/// Each is compiled from a file of its own.
+template <int lanes>
+void take_sines(const float* angles, float* sines, float* cosines) noexcept;
+template <int lanes>
+void derivatives(const Masses& masses, const Stretch& states, const MotionInput& given,
+                 const DerivativeResults& wanted) noexcept;
+template <int lanes>
+void gradient(const Masses& masses, const Stretch& states, const MotionInput& given,
+              const GradientResults& wanted) noexcept;
 
 /// The one with that many lanes: 4 for the baseline, 8 for AVX2 with FMA, 16 for AVX-512.
 template <int lanes>

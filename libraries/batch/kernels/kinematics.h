@@ -7,34 +7,41 @@
 
 namespace korvel::batch {
 
-/// The jacobian row by row, columns of the root's own motion included.
+/// A matrix with six rows, row by row: its columns are motions.
 template <int n>
-struct JacobianRows {
-  static constexpr int rows = 6;
-
-  JacobianRows() noexcept {
-    for (PackOf<n>& value : values) value = PackOf<n>{};
-    // Coordinates 0 to 2 are linear, rows 3 to 5, and 3 to 5 are angular.
-    for (int d = 0; d < rows; ++d) at((d + 3) % rows, d) = PackOf<n>(1);
-  }
+struct SixRows {
+  using Motion = metapod::Spatial::MotionT<PackOf<n>>;
 
   PackOf<n>& at(int row, int column) noexcept { return values[coordinate_count * row + column]; }
+  const PackOf<n>& at(int row, int column) const noexcept { return values[coordinate_count * row + column]; }
+  Motion column(int d) const noexcept { return {{at(0, d), at(1, d), at(2, d)}, {at(3, d), at(4, d), at(5, d)}}; }
+  void put_column(int d, const Motion& motion) noexcept {
+    at(0, d) = motion.w.x;
+    at(1, d) = motion.w.y;
+    at(2, d) = motion.w.z;
+    at(3, d) = motion.v.x;
+    at(4, d) = motion.v.y;
+    at(5, d) = motion.v.z;
+  }
+
+  PackOf<n> values[6 * coordinate_count];
+};
+
+/// The jacobian, columns of the root's own motion included.
+template <int n>
+struct JacobianRows : SixRows<n> {
+  JacobianRows() noexcept : SixRows<n>{} {
+    // Coordinates 0 to 2 are linear, rows 3 to 5, and 3 to 5 are angular.
+    for (int d = 0; d < first_joint; ++d) this->at((d + 3) % first_joint, d) = PackOf<n>(1);
+  }
 
   template <typename Node>
   void scatter(const metapod::Spatial::MotionT<PackOf<n>>& motion) noexcept {
-    constexpr int column = Node::dof_index;
-    at(0, column) = motion.w.x;
-    at(1, column) = motion.w.y;
-    at(2, column) = motion.w.z;
-    at(3, column) = motion.v.x;
-    at(4, column) = motion.v.y;
-    at(5, column) = motion.v.z;
+    this->put_column(Node::dof_index, motion);
   }
-
-  PackOf<n> values[rows * coordinate_count];
 };
 
-/// Where no jacobian is wanted.
+/// Takes the place of a jacobian that is not wanted.
 struct NoJacobian {
   template <typename Node, typename Motion>
   void scatter(const Motion&) noexcept {}
@@ -66,7 +73,8 @@ void write_pose(const Output& output, const Block<n>& block, int body,
   if (output.data != nullptr) write_numbers<n>(output, block, 12 * body, 12, numbers);
 }
 
-/// As the module's computeFwdKinematics: the root's pose from its coordinates, all others from their transforms.
+/// Computes what the module's computeFwdKinematics computes: the root's pose from its coordinates, all others from
+/// their transforms.
 template <int n, typename Jacobian>
 [[gnu::flatten]] void compute_kinematics(const Masses& masses, const Block<n>& block, const Input& input,
                                          const KinematicsResults& results, Jacobian& jacobian) noexcept {
@@ -106,17 +114,17 @@ template <int n, typename Jacobian>
 }
 
 template <int n>
-void kinematics(const Masses& masses, const Stretch& states, const Input& q,
+void kinematics(const Masses& masses, const Stretch& states, const MotionInput& given,
                 const KinematicsResults& results) noexcept {
   if (results.jacobian.data == nullptr) {
     NoJacobian none;
-    for_each_block<n>(states, [&](const auto& block) { compute_kinematics<n>(masses, block, q, results, none); });
+    for_each_block<n>(states, [&](const auto& block) { compute_kinematics<n>(masses, block, given.q, results, none); });
     return;
   }
   JacobianRows<n> jacobian;
   for_each_block<n>(states, [&](const auto& block) {
-    compute_kinematics<n>(masses, block, q, results, jacobian);
-    write_numbers<n>(results.jacobian, block, 0, JacobianRows<n>::rows * coordinate_count, jacobian.values);
+    compute_kinematics<n>(masses, block, given.q, results, jacobian);
+    write_numbers<n>(results.jacobian, block, 0, 6 * coordinate_count, jacobian.values);
   });
 }
 

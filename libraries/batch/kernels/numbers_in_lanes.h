@@ -7,15 +7,16 @@
 #include <algorithm>
 #include <utility>
 
-#include "batch/kernels/kernels.h"
+#include "batch/kernels/entries.h"
 #include "metapod/spatial/pack.h"
 #include "metapod/spatial/unrolled.h"
 
 namespace korvel::batch {
 
 using metapod::Spatial::PackOf;
+using metapod::Spatial::unrolled;
 
-/// As many states as there are lanes, from one on. Beyond the last state it is taken again.
+/// As many consecutive states as there are lanes. Beyond the last state it is repeated.
 template <int n>
 struct Block {
   std::ptrdiff_t first;
@@ -33,7 +34,7 @@ void for_each_block(const Stretch& states, const Work& work) noexcept {
   }
 }
 
-/// Where the numbers of each lane's state begin.
+/// The addresses at which the numbers of each lane's state begin.
 template <int n, typename Float>
 struct RowsOf {
   RowsOf(const NumbersOf<Float>& numbers, std::ptrdiff_t first) noexcept
@@ -45,24 +46,19 @@ struct RowsOf {
   std::ptrdiff_t state;
 };
 
-/// Four numbers of lane i, i + 4, and so on, from k on.
-template <int n, int i>
-PackOf<n> every_fourth_row(const RowsOf<n, const float>& rows, int k) noexcept {
-  using metapod::Spatial::joined;
-  using metapod::Spatial::load;
+/// Four numbers, from k on, of every fourth lane from lane i on.
+template <int n, int lanes = n>
+PackOf<n> every_fourth_row(const RowsOf<lanes, const float>& rows, int i, int k) noexcept {
   if constexpr (n == 4) {
-    return load(rows[i] + k);
-  } else if constexpr (n == 8) {
-    return joined(load(rows[i] + k), load(rows[i + 4] + k));
+    return metapod::Spatial::load(rows[i] + k);
   } else {
-    return joined(joined(load(rows[i] + k), load(rows[i + 4] + k)),
-                  joined(load(rows[i + 8] + k), load(rows[i + 12] + k)));
+    return metapod::Spatial::joined(every_fourth_row<n / 2>(rows, i, k), every_fourth_row<n / 2>(rows, i + n / 2, k));
   }
 }
 
 /// The opposite.
-template <int n, int i>
-void put_every_fourth_row(const RowsOf<n, float>& rows, std::ptrdiff_t k, const PackOf<n>& pack) noexcept {
+template <int n>
+void put_every_fourth_row(const RowsOf<n, float>& rows, int i, std::ptrdiff_t k, const PackOf<n>& pack) noexcept {
   float numbers[std::size_t{n}];
   metapod::Spatial::store(numbers, pack);
   for (int lane = 0; lane < n; lane += 4) {
@@ -82,15 +78,10 @@ template <int n, int count>
     // The last four overlap with those before if the count is no multiple.
     for (int four = 0; four < (count + 3) / 4; ++four) {
       const int k = std::min(4 * four, count - 4);
-      PackOf<n> a = every_fourth_row<n, 0>(rows, k);
-      PackOf<n> b = every_fourth_row<n, 1>(rows, k);
-      PackOf<n> c = every_fourth_row<n, 2>(rows, k);
-      PackOf<n> d = every_fourth_row<n, 3>(rows, k);
-      metapod::Spatial::transpose(a, b, c, d);
-      numbers[k] = a;
-      numbers[k + 1] = b;
-      numbers[k + 2] = c;
-      numbers[k + 3] = d;
+      PackOf<n> packs[4];
+      unrolled<4>([&](auto i) { packs[i] = every_fourth_row<n>(rows, i, k); });
+      metapod::Spatial::transpose(packs[0], packs[1], packs[2], packs[3]);
+      unrolled<4>([&](auto i) { numbers[k + static_cast<int>(i)] = packs[i]; });
     }
   } else {
     for (int lane = 0; lane < n; ++lane) {
@@ -111,15 +102,10 @@ void write_packs(const Output& output, const Block<n>& block, std::ptrdiff_t fir
     const RowsOf<n, float> rows(output, block.first);
     for (int four = 0; four < (count + 3) / 4; ++four) {
       const int k = std::min(4 * four, count - 4);
-      PackOf<n> a = pack_of(k);
-      PackOf<n> b = pack_of(k + 1);
-      PackOf<n> c = pack_of(k + 2);
-      PackOf<n> d = pack_of(k + 3);
-      metapod::Spatial::transpose(a, b, c, d);
-      put_every_fourth_row<n, 0>(rows, first + k, a);
-      put_every_fourth_row<n, 1>(rows, first + k, b);
-      put_every_fourth_row<n, 2>(rows, first + k, c);
-      put_every_fourth_row<n, 3>(rows, first + k, d);
+      PackOf<n> packs[4];
+      unrolled<4>([&](auto i) { packs[i] = pack_of(k + static_cast<int>(i)); });
+      metapod::Spatial::transpose(packs[0], packs[1], packs[2], packs[3]);
+      unrolled<4>([&](auto i) { put_every_fourth_row(rows, i, first + k, packs[i]); });
     }
   } else {
     for (int lane = 0; lane < block.count; ++lane) {
@@ -132,14 +118,18 @@ void write_packs(const Output& output, const Block<n>& block, std::ptrdiff_t fir
 template <int n>
 [[gnu::noinline]] void write_numbers(const Output& output, const Block<n>& block, std::ptrdiff_t first, int count,
                                      const PackOf<n>* numbers) noexcept {
+  if (output.data == nullptr) return;
   write_packs(output, block, first, count, [numbers](int k) -> const PackOf<n>& { return numbers[k]; });
 }
 
-/// The numbers at these places.
-template <int n, typename Place>
-[[gnu::noinline]] void write_numbers_at(const Output& output, const Block<n>& block, int count,
-                                        const PackOf<n>* numbers, const Place* places) noexcept {
-  write_packs(output, block, 0, count, [=](int k) -> const PackOf<n>& { return numbers[places[k]]; });
+/// The entries of a matrix: those that are kept, and all of them, with a zero behind those that are kept.
+template <int n>
+[[gnu::noinline]] void write_entries(const Output& packed, const Output& dense, const Block<n>& block,
+                                     const PackOf<n>* entries, const EntryPlaces& places) noexcept {
+  write_numbers<n>(packed, block, 0, places.count, entries);
+  if (dense.data == nullptr) return;
+  write_packs(dense, block, 0, coordinate_count * coordinate_count,
+              [entries, of_entry = places.row(0)](int k) -> const PackOf<n>& { return entries[of_entry[k]]; });
 }
 
 }  // namespace korvel::batch

@@ -1,7 +1,7 @@
 // Compiled once for each instruction set, with KORVEL_LANES, and with contraction where the set has fused multiply-add:
 // no bit of a sine or a cosine changes by it, which sine_sets_walk proves for every float.
 
-#include "batch/kernels/sines.h"
+#include "batch/kernels/kernels.h"
 
 #include "metapod/spatial/sine_cosine_of_width.h"
 

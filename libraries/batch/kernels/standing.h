@@ -26,11 +26,6 @@ struct StandSums {
   std::ptrdiff_t unbearable;
 };
 
-/// The states of a motion, argument by argument.
-struct MotionInput {
-  Input q, dq, ddq;
-};
-
 /// How the states of a stretch stand on the ground. The wrench that a motion requires is the force on the root of
 /// inverse dynamics without the ground; distributed over the soles, it goes into inverse dynamics once more. Adds to
 /// `sums` unless null. Allocates.

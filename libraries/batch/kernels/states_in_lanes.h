@@ -3,7 +3,6 @@
 /// The robot for the algorithms, with one state in each lane.
 
 #include "batch/kernels/numbers_in_lanes.h"
-#include "batch/kernels/sines.h"
 #include "metapod/algos/gather_scatter.h"
 #include "metapod/models/model.h"
 

@@ -68,7 +68,8 @@ class Parser {
     parser.inside_row_ = false;
   }
 
-  /// Not from within the parser, which is written in C: the function may throw. A line ends one row at most.
+  /// Hands the row over outside of the parser, which is written in C, because the function may throw. A line ends one
+  /// row at most.
   void hand_over() {
     if (complete_) hand_over_(std::exchange(row_, {}));
     complete_ = false;

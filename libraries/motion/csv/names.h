@@ -17,7 +17,8 @@ std::string did_you_mean(const std::string& word, const std::vector<std::string>
 Error unknown_column(const std::filesystem::path& path, const CsvRow& header, const std::string& column,
                      const std::vector<std::string>& names, const std::string& expected);
 
-/// Where each of the `columns` stands in a header that has these, in any order, and no others. Throws Error.
+/// Returns the place of each of the `columns` in a header that must have these, in any order, and no others. Throws
+/// Error.
 std::vector<std::size_t> places_of_columns(const std::filesystem::path& path, const CsvRow& header,
                                            const std::vector<std::string>& columns);
 

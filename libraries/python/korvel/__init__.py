@@ -15,10 +15,9 @@ of threads.
 (1000, 3)
 """
 
-from korvel._batch import Batch, ForceSums
+from korvel._batch import Batch, ForceSums, Kinematics
 from korvel._dynamics import Derivatives, Gradient, Momentum, by_euler
 from korvel._errors import Error
-from korvel._kinematics import Kinematics
 from korvel._motion import Motion
 from korvel._place import place_on
 from korvel._recording import Calls, Recording
@@ -26,30 +25,6 @@ from korvel._robot import BODIES, COORDINATES, JOINTS, MASS_ENTRIES, PARENTS, PO
 from korvel._stand import Ground, Sole, Stand, StandSums, Verdict
 from korvel._version import VERSION as __version__
 
-__all__ = [
-    "BODIES",
-    "Batch",
-    "COORDINATES",
-    "Calls",
-    "Derivatives",
-    "Error",
-    "ForceSums",
-    "Gradient",
-    "Ground",
-    "JOINTS",
-    "Kinematics",
-    "MASS_ENTRIES",
-    "Momentum",
-    "Motion",
-    "PARENTS",
-    "POSITION_ENTRIES",
-    "Recording",
-    "Sole",
-    "Stand",
-    "StandSums",
-    "VELOCITY_ENTRIES",
-    "Verdict",
-    "__version__",
-    "by_euler",
-    "place_on",
-]
+__all__ = ["BODIES", "Batch", "COORDINATES", "Calls", "Derivatives", "Error", "ForceSums", "Gradient", "Ground",
+           "JOINTS", "Kinematics", "MASS_ENTRIES", "Momentum", "Motion", "PARENTS", "POSITION_ENTRIES", "Recording",
+           "Sole", "Stand", "StandSums", "VELOCITY_ENTRIES", "Verdict", "__version__", "by_euler", "place_on"]

@@ -80,10 +80,6 @@ def address(array: npt.NDArray[Any]) -> int:
         return array.ctypes.data
 
 
-def address_or_none(array: Optional[npt.NDArray[Any]]) -> Optional[int]:
-    return None if array is None else address(array)
-
-
 def view(array: Array, name: str = "", axes: int = 1) -> View:
     """Returns the view of an array whose last axes are the numbers of a state."""
     strides = array.strides
@@ -91,6 +87,14 @@ def view(array: Array, name: str = "", axes: int = 1) -> View:
         if strides[axis] != strides[-1] * math.prod(array.shape[axis + 1:]):
             raise Error(f"{name}: expected the numbers of a state at even distances")
     return View(address(array), strides[0] if array.ndim > axes else 0, strides[-1] if axes else FLOAT32.itemsize, 0)
+
+
+def output_of(out: Optional[Array], shape: Tuple[int, ...], others: Iterable[Array], name: str = "out") -> Array:
+    """Returns an array for a result: a new one or ``out``, which must not overlap ``others``."""
+    if out is None:
+        return new_array(shape)
+    require_output(out, name, shape, others)
+    return out
 
 
 def results_of(kind: Type[_Results], out: Optional[_Results], shapes: Sequence[Optional[Tuple[int, ...]]],

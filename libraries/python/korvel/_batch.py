@@ -11,12 +11,10 @@ import numpy.typing as npt
 
 from korvel import _batch_library as library
 from korvel import _checks as checks
-from korvel._arguments import armature_of, body_number, body_numbers, lead_of, loads_of, motion_of, wrenches_of
-from korvel._arrays import FLOAT32, Array, View, address_or_none, as_float32, require_output, require_shape, results_of, view
+from korvel._arguments import Given, Wrenches, armature_of, body_number, body_numbers, given_of, loaded_of
+from korvel._arrays import FLOAT32, Array, as_float32, output_of, require_shape, results_of, view
 from korvel._dynamics import Dynamics
 from korvel._errors import Error
-from korvel._kinematics import Kinematics
-from korvel._memory import new_array
 from korvel._robot import BODIES, COORDINATES, MASS_ENTRIES
 from korvel._stand import Ground, Stand, StandSums, Verdict, shares_of
 
@@ -29,6 +27,24 @@ _stand_sums = np.dtype([("forces", _force_sums), ("least_margin", np.float32), (
 
 
 Contact = Union[npt.ArrayLike, Mapping[str, npt.ArrayLike]]
+
+
+class Kinematics(NamedTuple):
+    """Poses of bodies and centres of mass. A single state has no first axis."""
+
+    poses_root: Array
+    """``[n, 25, 3, 4]``: the pose [R | t] of each body in the root, t in m; the root's own is the identity. With
+    ``bodies`` the second axis has the chosen bodies."""
+    poses_world: Array
+    """``[n, 25, 3, 4]``: the same in the world."""
+    com_root: Array
+    """``[n, 3]``: the robot's centre of mass in the root [m]."""
+    com: Array
+    """``[n, 3]``: the robot's centre of mass in the world [m]."""
+    jacobian: Optional[Array] = None
+    """``[n, 6, 30]`` if it was requested. Column 6 + j is the motion of the bodies below joint j against the root per
+    unit of its velocity, in root axes: rows 0 to 2 angular [-], rows 3 to 5 the linear motion of the point at the root's
+    origin [m]. Columns 0 to 5 are the root's own motion and never change."""
 
 
 class ForceSums(NamedTuple):
@@ -75,7 +91,7 @@ class Batch(Dynamics):
         pointer = ctypes.c_void_p()
         library.check(library.create(pointer, self._asked[0] or 0, named))
         self._pointer = pointer.value
-        # Not when the interpreter ends, because threads that it does not wait for may be at work.
+        # Batches are not destroyed when the interpreter ends, because threads that it does not wait for may be at work.
         weakref.finalize(self, library.destroy, pointer.value).atexit = False
 
     @property
@@ -112,8 +128,8 @@ class Batch(Dynamics):
         centre, about_centre = _numbers(com, "com", 3), _numbers(inertia, "inertia", 6)
         library.check(library.set_inertia(self._pointer, number, kilograms, centre.ctypes.data, about_centre.ctypes.data))
 
-    def _compute(self, operation: Callable[..., int], q: Array, *arguments: Any) -> None:
-        library.check(operation(self._pointer, q.shape[0] if q.ndim > 1 else 1, view(q), *arguments))
+    def _compute(self, operation: Callable[..., int], given: Given, *arguments: Any) -> None:
+        library.check(operation(self._pointer, given.shape[0] if given.lead else 1, *given.views(), *arguments))
 
     def kinematics(self, q: npt.ArrayLike, jacobian: bool = False, out: Optional[Kinematics] = None, *,
                    bodies: Optional[Sequence[str]] = None, strict: bool = False) -> Kinematics:
@@ -123,13 +139,11 @@ class Batch(Dynamics):
         ``out`` is the result of another call for as many states and bodies: its arrays are overwritten, including a
         jacobian if it has one, and it is returned.
         """
-        q = as_float32(q, "q", strict)
-        lead = lead_of(q)
-        chosen = None if bodies is None else body_numbers(bodies)
+        given, chosen = given_of(strict, q=q), None if bodies is None else body_numbers(bodies)
         poses = (len(BODIES) if chosen is None else len(chosen), 3, 4)
         shapes = [poses, poses, (3,), (3,), _jacobian if jacobian or getattr(out, "jacobian", None) is not None else None]
-        out, views = results_of(Kinematics, out, shapes, lead, [q])
-        self._compute(library.kinematics, q, library.KinematicsResults(views, chosen, len(chosen or ())))
+        out, views = results_of(Kinematics, out, shapes, given.lead, given.arrays)
+        self._compute(library.kinematics, given, library.KinematicsResults(views, chosen, len(chosen or ())))
         return out
 
     def mass(self, q: npt.ArrayLike, packed: bool = False, out: Optional[Array] = None, *,
@@ -140,20 +154,14 @@ class Batch(Dynamics):
         ``MASS_ENTRIES``. Units are kg, kg m and kg m^2, depending on the coordinates. ``armature`` has the rotor inertia
         of each joint, ``[24]`` or one number for all [kg m^2], which is added to the diagonal.
         """
-        q = as_float32(q, "q", strict)
-        lead = lead_of(q)
-        shape = lead + ((_entries,) if packed else (_coordinates, _coordinates))
-        if out is None:
-            out = new_array(shape)
-        else:
-            require_output(out, "out", shape, (q,))
+        given = given_of(strict, q=q)
+        out = output_of(out, given.lead + ((_entries,) if packed else (_coordinates, _coordinates)), given.arrays)
         wanted = view(out, "out", 1 if packed else 2)
-        rotors = armature_of(armature)
-        self._compute(library.mass, q, address_or_none(rotors), wanted if packed else None, None if packed else wanted)
+        self._compute(library.mass, given, armature_of(armature), wanted if packed else None, None if packed else wanted)
         return out
 
     def dynamics(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike,
-                 wrenches: Optional[Mapping[str, npt.ArrayLike]] = None, out: Optional[Array] = None, *,
+                 wrenches: Optional[Wrenches] = None, out: Optional[Array] = None, *,
                  armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> Array:
         """Computes generalized forces ``[n, 30]`` of a motion under gravity: the force [N] and the moment [N m] on the root
         in its frame, then the torques of the joints [N m].
@@ -166,31 +174,20 @@ class Batch(Dynamics):
         ``armature``
             Rotor inertia of each joint, ``[24]`` or one number for all [kg m^2]: its torque is added.
         """
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        loads = loads_of(wrenches, q.shape[:-1], strict)
-        if out is None:
-            out = new_array(q.shape)
-        else:
-            require_output(out, "out", q.shape, (q, dq, ddq, *loads.values()))
-        self._dynamics(q, dq, ddq, loads, armature, view(out), None)
+        given = loaded_of(strict, wrenches, q=q, dq=dq, ddq=ddq)
+        out = output_of(out, given.shape, given.arrays)
+        self._compute(library.dynamics, given, armature_of(armature), view(out), None)
         return out
 
     def dynamics_sums(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike,
-                      wrenches: Optional[Mapping[str, npt.ArrayLike]] = None, *,
+                      wrenches: Optional[Wrenches] = None, *,
                       armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> ForceSums:
         """Computes the largest magnitudes and the sums of squares of the forces that ``dynamics`` would return, over all
         states. They need no memory per state."""
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        loads = loads_of(wrenches, q.shape[:-1], strict)
+        given = loaded_of(strict, wrenches, q=q, dq=dq, ddq=ddq)
         both = np.empty(1, _force_sums)
-        self._dynamics(q, dq, ddq, loads, armature, None, both.ctypes.data)
+        self._compute(library.dynamics, given, armature_of(armature), None, both.ctypes.data)
         return ForceSums(both["largest"][0], both["squares"][0])
-
-    def _dynamics(self, q: Array, dq: Array, ddq: Array, loads: Mapping[int, Array], armature: Optional[npt.ArrayLike],
-                  forces: Optional[View], sums: Optional[int]) -> None:
-        rotors = armature_of(armature)
-        self._compute(library.dynamics, q, view(dq), view(ddq), wrenches_of(loads), len(loads), address_or_none(rotors),
-                      forces, sums)
 
     def stand(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
               contact: Optional[Contact] = None, out: Optional[Stand] = None, *, strict: bool = False) -> Stand:
@@ -205,13 +202,13 @@ class Batch(Dynamics):
         ``out``
             The result of another call for as many states and the same soles: its arrays are overwritten.
         """
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        lead, soles = q.shape[:-1], len(checks.instance(ground, Ground, "ground").bodies)
-        shares = shares_of(contact, ground, lead, strict)
+        given, soles = given_of(strict, q=q, dq=dq, ddq=ddq), len(checks.instance(ground, Ground, "ground").bodies)
+        shares = shares_of(contact, ground, given.lead, strict)
         shapes = ((_coordinates,), (soles, 6), (soles, 2), (2,), (), (), ())
         floats = out if out is None else checks.instance(out, Stand, "out")._replace(verdict=_as_floats(out.verdict))
-        floats, views = results_of(Stand, floats, shapes, lead, [q, dq, ddq] if shares is None else [q, dq, ddq, shares])
-        self._compute(library.stand, q, view(dq), view(ddq), ground.described(shares), views, None)
+        taken = given.arrays if shares is None else [*given.arrays, shares]
+        floats, views = results_of(Stand, floats, shapes, given.lead, taken)
+        self._compute(library.stand, given, ground.described(shares), views, None)
         verdict = floats.verdict.view(np.int32)
         verdict[...] = np.nan_to_num(floats.verdict, nan=Verdict.NOT_FINITE)
         return floats._replace(verdict=verdict) if out is None else out
@@ -219,10 +216,9 @@ class Batch(Dynamics):
     def stand_sums(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
                    contact: Optional[Contact] = None, *, strict: bool = False) -> StandSums:
         """Computes sums over all states of the results that ``stand`` would return. They need no memory per state."""
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        sums = np.empty(1, _stand_sums)
-        shares = shares_of(contact, checks.instance(ground, Ground, "ground"), q.shape[:-1], strict)
-        self._compute(library.stand, q, view(dq), view(ddq), ground.described(shares), None, sums.ctypes.data)
+        given, sums = given_of(strict, q=q, dq=dq, ddq=ddq), np.empty(1, _stand_sums)
+        shares = shares_of(contact, checks.instance(ground, Ground, "ground"), given.lead, strict)
+        self._compute(library.stand, given, ground.described(shares), None, sums.ctypes.data)
         all_of = sums[0]
         return StandSums(all_of["forces"]["largest"], all_of["forces"]["squares"], float(all_of["least_margin"]),
                          int(all_of["unbearable"]))

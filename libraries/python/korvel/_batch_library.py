@@ -3,6 +3,8 @@
 from __future__ import annotations
 
 import ctypes
+from typing import Any, Callable
+
 from korvel._arrays import View
 from korvel._libraries import Library
 
@@ -41,32 +43,31 @@ class KinematicsResults(ctypes.Structure):
     _fields_ = [("views", View * 5), ("bodies", ctypes.POINTER(ctypes.c_int)), ("body_count", _size)]
 
 
-_view = ctypes.POINTER(View)
+def _operation(name: str, *arguments: Any) -> Callable[..., int]:
+    """Declares an operation on states: of an object, for a number of states, with their coordinates."""
+    return _library.function(name, _int, _address, _size, _view, *arguments)
+
+
+_int, _view, _place = ctypes.c_int, ctypes.POINTER(View), [ctypes.POINTER(ctypes.c_int)] * 2
+_wrenches = ctypes.POINTER(Wrench), _size
 check = _library.check
-create = _library.function("create", ctypes.c_int, ctypes.POINTER(_address), ctypes.c_int, ctypes.c_char_p)
+create = _library.function("create", _int, ctypes.POINTER(_address), _int, ctypes.c_char_p)
 destroy = _library.function("destroy", None, _address)
 instruction_set = _library.function("instruction_set", ctypes.c_char_p, _address)
-threads = _library.function("threads", ctypes.c_int, _address)
-set_inertia = _library.function("set_inertia", ctypes.c_int, _address, ctypes.c_int, ctypes.c_float, _address, _address)
-get_inertias = _library.function("get_inertias", ctypes.c_int, _address, _address)
-set_inertias = _library.function("set_inertias", ctypes.c_int, _address, _address)
-body_name = _library.function("body_name", ctypes.c_char_p, ctypes.c_int)
-parent = _library.function("parent", ctypes.c_int, ctypes.c_int)
-mass_entry = _library.function("mass_entry", ctypes.c_int, ctypes.c_int, *[ctypes.POINTER(ctypes.c_int)] * 2)
-kinematics = _library.function("kinematics", ctypes.c_int, _address, _size, _view, ctypes.POINTER(KinematicsResults))
-mass = _library.function("mass", ctypes.c_int, _address, _size, _view, _address, _view, _view)
-_wrenches = ctypes.POINTER(Wrench), _size
-dynamics = _library.function("dynamics", ctypes.c_int, _address, _size, _view, _view, _view, *_wrenches, _address, _view,
-                             _address)
-derivative_entry = _library.function("derivative_entry", ctypes.c_int, ctypes.c_int, ctypes.c_int,
-                                     *[ctypes.POINTER(ctypes.c_int)] * 2)
-dynamics_derivatives = _library.function("dynamics_derivatives", ctypes.c_int, _address, _size, _view, _view, _view,
-                                         *_wrenches, _view)
-dynamics_gradient = _library.function("dynamics_gradient", ctypes.c_int, _address, _size, _view, _view, _view, _view,
-                                      *_wrenches, _view)
-forward_dynamics = _library.function("forward_dynamics", ctypes.c_int, _address, _size, _view, _view, _view, *_wrenches,
-                                     _address, _view)
-momentum = _library.function("momentum", ctypes.c_int, _address, _size, _view, _view, _view, _view)
-body_jacobians = _library.function("body_jacobians", ctypes.c_int, _address, _size, _view, _view, ctypes.POINTER(Point),
-                                   _size)
-stand = _library.function("stand", ctypes.c_int, _address, _size, _view, _view, _view, ctypes.POINTER(Ground), _view, _address)
+threads = _library.function("threads", _int, _address)
+set_inertia = _library.function("set_inertia", _int, _address, _int, ctypes.c_float, _address, _address)
+get_inertias = _library.function("get_inertias", _int, _address, _address)
+set_inertias = _library.function("set_inertias", _int, _address, _address)
+body_name = _library.function("body_name", ctypes.c_char_p, _int)
+parent = _library.function("parent", _int, _int)
+mass_entry = _library.function("mass_entry", _int, _int, *_place)
+derivative_entry = _library.function("derivative_entry", _int, _int, _int, *_place)
+kinematics = _operation("kinematics", ctypes.POINTER(KinematicsResults))
+mass = _operation("mass", _address, _view, _view)
+dynamics = _operation("dynamics", _view, _view, *_wrenches, _address, _view, _address)
+dynamics_derivatives = _operation("dynamics_derivatives", _view, _view, *_wrenches, _view)
+dynamics_gradient = _operation("dynamics_gradient", _view, _view, _view, *_wrenches, _view)
+forward_dynamics = _operation("forward_dynamics", _view, _view, *_wrenches, _address, _view)
+momentum = _operation("momentum", _view, _view, _view)
+body_jacobians = _operation("body_jacobians", _view, ctypes.POINTER(Point), _size)
+stand = _operation("stand", _view, _view, ctypes.POINTER(Ground), _view, _address)

@@ -28,7 +28,7 @@ _NOT_RETURNED = 0xFFFFFFFF
  OVERLAPPED, TAKES_DENORMALS_AS_ZERO) = (1 << i for i in range(9))
 """Bits of ``flags``."""
 
-# What a block begins with.
+# The operations that a block may begin with.
 _INPUTS = frozenset(["create", "getMass", "setBodyInertia", "setRootPose", "setRootVelocity", "setRootAcceleration",
                      "setJointAnglesPos", "setJointAnglesVel", "setJointAnglesAcc", "setJointAnglePos", "setJointAngleVel",
                      "setJointAngleAcc", "setExternalWrench", "setExternalWrench (in a frame)", "setVolatilePose"])
@@ -232,7 +232,7 @@ class Recording:
         for name in ("operation", "flags", "object", "number", "thread", "shared", "result"):
             calls[name] = headers[name]
         calls["offset"] = offsets
-        # What a block restates are no calls of the host.
+        # The inputs that a block restates are no calls of the host.
         calls = calls[(calls["flags"] & RESTATED) == 0]
         return calls[np.argsort(calls["time"], kind="stable")]
 

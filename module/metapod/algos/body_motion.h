@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <new>
 
 #include "metapod/algos/jcalc.h"
@@ -42,20 +43,28 @@ template <typename Transform, typename Scalar>
   put_in(own.a, iXp * parent.a + S * Spatial::CoordinatesT<Scalar, 1>{ddq} + cross(v, vj));
 }
 
-/// The transform, the velocity and the acceleration of a node's body, with the bits of `rnea`.
-template <typename Node, typename Record, typename Parent, typename Number, typename Angles>
-void place(Record& own, const Parent& parent, const Number* q, const Angles& angles, const Number* dq,
-           const Number* ddq) noexcept {
+/// The transform, the velocity and the acceleration of a node's body, with the bits of `rnea`. A motion has q, dq and
+/// ddq with one number for each coordinate, and the sines and cosines of the angles.
+template <typename Node, typename Record, typename Parent, typename Motion>
+void place(Record& own, const Parent& parent, const Motion& motion) noexcept {
   static_assert(Node::bodies.count == 1, "one body for each node");
   typename Node::Joint joint;
-  joint.jcalcPos(angles.template of<Node>(q));
+  joint.jcalcPos(motion.angles.template of<Node>(motion.q));
   const auto& iXp = *new (&own.iXp.value) typename Node::ParentToBody(joint.Xj * Node::Xt);
   if constexpr (Node::parent == models::no_parent) {
-    put_in(own.v, joint.S * gather_coordinates<Node>(dq));
-    put_in(own.a, iXp * to_child<typename Node::Scalar>(minus_g) + joint.S * gather_coordinates<Node>(ddq));
+    put_in(own.v, joint.S * gather_coordinates<Node>(motion.dq));
+    put_in(own.a, iXp * to_child<typename Node::Scalar>(minus_g) + joint.S * gather_coordinates<Node>(motion.ddq));
   } else {
-    move(iXp, parent, own, dq[Node::dof_index], ddq[Node::dof_index]);
+    move(iXp, parent, own, motion.dq[Node::dof_index], motion.ddq[Node::dof_index]);
   }
+}
+
+/// Three consecutive numbers of an array, or numbers at the same distance.
+template <typename Scalar>
+void write_vector(const Spatial::Vector3T<Scalar>& x, Scalar* to, std::ptrdiff_t distance = 1) noexcept {
+  to[0] = x.x;
+  to[distance] = x.y;
+  to[2 * distance] = x.z;
 }
 
 }  // namespace metapod::internal

@@ -19,7 +19,7 @@ class ExternalForces {
     set_on_nodes(body, force, std::make_integer_sequence<int, Model::node_count>{});
   }
 
-  /// On the bodies of node i.
+  /// Returns the external forces on the bodies of node i.
   template <int i>
   const auto& on() const noexcept {
     return at<i>(forces_);

@@ -32,7 +32,7 @@ class FirstMoments {
     version_ = Model::inertia_version();
   }
 
-  /// Whether the table of inertias is still the one that they were computed with.
+  /// Returns whether the moments belong to the present table of inertias.
   bool are_current() const noexcept { return version_ == Model::inertia_version(); }
 
   Spatial::Vector3 sum() const noexcept { return up_to_[body_count - 1].unpacked(); }

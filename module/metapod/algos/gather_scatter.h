@@ -1,7 +1,7 @@
 #pragma once
 
-/// Where the numbers of a node stand in vectors and matrices over all coordinates or bodies: gather and scatter. A body
-/// owns Joint::dof consecutive coordinates. Matrices are stored column by column, without gaps.
+/// Gathers the numbers of a node from vectors over all coordinates or bodies, and scatters them into such vectors and
+/// matrices. A body owns Joint::dof consecutive coordinates. Matrices are stored column by column, without gaps.
 
 #include <array>
 #include <cstddef>
@@ -84,7 +84,7 @@ void scatter_columns(float* matrix, const Spatial::Vector3T<Spatial::Pack>& v, i
   });
 }
 
-/// Where the algorithms put their results, so that they do not know how those are laid out.
+/// Sinks take the results of the algorithms, so that these do not know how results are laid out.
 
 /// A symmetric matrix over coordinates.
 template <int rows>

@@ -11,7 +11,7 @@
 
 namespace metapod {
 
-/// Whether the visits of an algorithm begin with those of a joint pass, or a joint pass has run before it.
+/// Says whether the visits of an algorithm begin with those of a joint pass, or a joint pass has run before it.
 inline constexpr bool with_jcalc = true;
 inline constexpr bool after_jcalc = false;
 
@@ -34,7 +34,7 @@ class SinesAndCosines {
   }
 
   void take_joints(const float* q) noexcept {
-    // With few joints, angles of the root are computed again.
+    // If there are few joints, angles of the root are computed again.
     constexpr int count = std::max(Model::dof_count - Root::dof, 2 * Spatial::Pack::lanes);
     constexpr int first = Model::dof_count - count;
     Spatial::sine_cosine<count>(q + first, sine_ + first, cosine_ + first);

@@ -23,28 +23,25 @@ namespace metapod {
 /// changes no force) and turns about them.
 ///
 /// Frames  node quantities in the node's own frame
-/// Shapes  dq, ddq one number for each coordinate; results of all pairs of coordinates of which one carries the other
-/// Reads   q with its sines and cosines, the inertias
-/// Writes  results.force(d), results.position_row(d)[c], results.velocity_row(d)[c] of force d and coordinate c; not by
-///         the root's positions 0 to 2. In the root's rows neighbours are at the same distance for all c, and in a row
-///         the root's columns are neighbours
+/// Shapes  results of all pairs of coordinates of which one carries the other
+/// Reads   motion.q with its sines and cosines motion.angles, motion.dq, motion.ddq, motion.external, the inertias
+/// Writes  results.force(d), results.row(d).position(c) and .velocity(c) of force d and coordinate c; not by the root's
+///         positions 0 to 2, and velocities 0 to 2 in front of 3. In a row the root's columns are neighbours; in the
+///         root's rows all columns are, and the rows are at the same distance
 /// Source  J. Carpentier, N. Mansard, Analytical Derivatives of Rigid Body Dynamics Algorithms, 2018; S. Singh,
 ///         R. Russell, P. Wensing, Efficient Analytical Derivatives of Rigid-Body Dynamics using Spatial Vector
 ///         Algebra, 2022
 template <typename Model, typename Results>
 struct rnea_derivatives {
-  using Row = decltype(std::declval<Results&>().position_row(0));
+  using Row = decltype(std::declval<Results&>().row(0));
   using Scalar = typename NodeOf<Model, 0>::Scalar;
-  using Number = typename NodeOf<Model, 0>::Number;
 
-  template <typename Angles, typename Forces>
-  static void run(const Model& model, const Number* q, const Angles& angles, const Number* dq, const Number* ddq,
-                  const Forces& fext, Results& results) noexcept {
+  template <typename Motion>
+  static void run(const Model& model, const Motion& motion, Results& results) noexcept {
     internal::World world;
     Columns columns;
     columns.end = columns.all;
-    internal::depth_first_traversal_with_records<DftVisitor, Model, 0>::run(model, world, q, angles, dq, ddq, fext,
-                                                                            columns, results);
+    internal::depth_first_traversal_with_records<DftVisitor, Model, 0>::run(model, world, motion, columns, results);
   }
 
   /// What moves with the coordinate of one joint. U, G and H are forces on the body that the walk to the root has
@@ -53,7 +50,7 @@ struct rnea_derivatives {
     Spatial::ForceT<Scalar> U, G, H;
     Spatial::Vector3T<Scalar> SC;
     int coordinate;
-    Row position_row, velocity_row;  ///< of the results for the force of the same coordinate
+    Row row;  ///< of the results for the force of the same coordinate
   };
 
   /// The columns of the subtrees that are not finished, each subtree's at the end, and what they meet at the root.
@@ -80,20 +77,20 @@ struct rnea_derivatives {
 
     using Record = internal::RecordOf<Node, Body>;
 
-    template <typename Parent, typename Angles, typename Forces>
-    static void discover(const Model& model, Parent& parent, Record& own, const Number* q, const Angles& angles,
-                         const Number* dq, const Number* ddq, const Forces& fext, Columns& columns, Results&) noexcept {
+    template <typename Parent, typename Motion>
+    static void discover(const Model& model, Parent& parent, Record& own, const Motion& motion, Columns& columns,
+                         Results&) noexcept {
       own.first = columns.end;
       own.coordinate = Node::dof_index;
-      internal::place<Node>(own, parent, q, angles, dq, ddq);
+      internal::place<Node>(own, parent, motion);
       if constexpr (is_root) put_in(columns.g, (own.iXp.value * to_child<Scalar>(minus_g)).v);
       put_in(own.I.value, model.template inertia<i>());
-      load(fext.template on<i>(), own);
+      load(motion.external.template on<i>(), own);
     }
 
-    template <typename Parent, typename Angles, typename Forces>
-    static void finish(const Model&, Parent& parent, Record& own, const Number*, const Angles&, const Number*,
-                       const Number*, const Forces&, Columns& columns, Results& results) noexcept {
+    template <typename Parent, typename Motion>
+    static void finish(const Model&, Parent& parent, Record& own, const Motion&, Columns& columns,
+                       Results& results) noexcept {
       if constexpr (is_root) {
         write_root(own, columns.g, results);
       } else {
@@ -110,8 +107,7 @@ struct rnea_derivatives {
     }
   };
 
-  // ---- Steps, which many nodes share: called, because inlined they would be 200 KB of code
-  // ---------------------------
+  // ---- Steps, which many nodes share: called, because inlined they would be 200 KB of code --------------------------
 
   /// Force on the body, velocity product, and how its joint's axis moves.
   [[gnu::noinline, gnu::flatten]] static void load(const Spatial::ForceT<Scalar>& external, Body& own) noexcept {
@@ -128,21 +124,18 @@ struct rnea_derivatives {
 
   /// The column of the body's own joint, and the pair that it is with itself.
   [[gnu::noinline, gnu::flatten]] static void begin_column(const Body& own, Column& column, Results& results) noexcept {
-    const Scalar two(2);
-    const auto G = own.C * own.dS + own.I.value * own.aS + cross(S, own.f);
-    const auto doubled = map([&](const auto& x) { return two * x; }, own.dS);
-    const auto H = own.C * S + own.I.value * doubled;
     put_in(column.U, (own.I.value * S)[0]);
-    put_in(column.G, G);
-    put_in(column.H, H);
     put_in(column.SC, S.transpose() * own.C);
+    put_in(column.G, own.C * own.dS + own.I.value * own.aS + cross(S, own.f));
+    const Scalar two(2);
+    const auto doubled = map([&](const auto& x) { return two * x; }, own.dS);
+    put_in(column.H, own.C * S + own.I.value * doubled);
     const int i = own.coordinate;
     column.coordinate = i;
-    column.position_row = results.position_row(i);
-    column.velocity_row = results.velocity_row(i);
+    column.row = results.row(i);
     results.force(i) = own.f.n.z;
-    column.position_row[i] = G.n.z;
-    column.velocity_row[i] = H.n.z;
+    column.row.position(i) = column.G.n.z;
+    column.row.velocity(i) = column.H.n.z;
   }
 
   template <typename Transform>
@@ -173,8 +166,7 @@ struct rnea_derivatives {
   [[gnu::noinline, gnu::flatten]] static void write_pairs(const Body& body, const Column* first, const Column* end,
                                                           Results& results) noexcept {
     const int j = body.coordinate;
-    const Row position_row = results.position_row(j);
-    const Row velocity_row = results.velocity_row(j);
+    const Row row = results.row(j);
     decltype(body.dS) dS;
     put_in(dS, body.dS);
     Spatial::MotionT<Scalar> aS;
@@ -183,10 +175,10 @@ struct rnea_derivatives {
     for (; first != end; ++first) {
       const Column& column = *first;
       const auto& U = column.U;
-      position_row[column.coordinate] = column.G.n.z;
-      velocity_row[column.coordinate] = column.H.n.z;
-      column.position_row[j] = dot(column.SC, dS.w) + dot(aS, U);
-      column.velocity_row[j] = column.SC.z + two * dot(dS, U);
+      row.position(column.coordinate) = column.G.n.z;
+      row.velocity(column.coordinate) = column.H.n.z;
+      column.row.position(j) = dot(column.SC, dS.w) + dot(aS, U);
+      column.row.velocity(j) = column.SC.z + two * dot(dS, U);
     }
   }
 
@@ -196,18 +188,18 @@ struct rnea_derivatives {
                                                                     const Column* first, const Column* end,
                                                                     Results& results) noexcept {
     const auto& [w, v] = root.v;
-    const Row position_rows[]{results.position_row(0), results.position_row(1)};
-    const Row velocity_rows[]{results.velocity_row(0), results.velocity_row(1)};
+    const RootRows position_rows(results.row(0).position(3), results.row(1).position(3));
+    const RootRows velocity_rows(results.row(0).velocity(3), results.row(1).velocity(3));
     for (; first != end; ++first) {
       const Column& column = *first;
       const auto& U = column.U;
-      write_root_force(column.G, position_rows, column.coordinate);
-      write_root_force(column.H, velocity_rows, column.coordinate);
-      Scalar* position = &column.position_row[3];
-      Scalar* velocity = &column.velocity_row[0];
-      write_vector(cross(U.f, g), position, 1);
-      write_vector(cross(U.f, w), velocity, 1);
-      write_vector(column.SC + cross(U.n, w) + cross(U.f, v), velocity + 3, 1);
+      position_rows.write(column.G, column.coordinate);
+      velocity_rows.write(column.H, column.coordinate);
+      Scalar* position = &column.row.position(3);
+      Scalar* velocity = &column.row.velocity(3) - 3;
+      internal::write_vector(cross(U.f, g), position);
+      internal::write_vector(cross(U.f, w), velocity);
+      internal::write_vector(column.SC + cross(U.n, w) + cross(U.f, v), velocity + 3);
     }
   }
 
@@ -216,58 +208,55 @@ struct rnea_derivatives {
                                                          Results& results) noexcept {
     const auto& w = root.v.w;
     const auto& v = root.v.v;
-    const Row position_rows[]{results.position_row(0), results.position_row(1)};
-    const Row velocity_rows[]{results.velocity_row(0), results.velocity_row(1)};
-    write_vector(root.f.f, &results.force(0), 1);
-    write_vector(root.f.n, &results.force(3), 1);
+    const RootRows position_rows(results.row(0).position(3), results.row(1).position(3));
+    const RootRows velocity_rows(results.row(0).velocity(3), results.row(1).velocity(3));
+    internal::write_vector(root.f.f, &results.force(0));
+    internal::write_vector(root.f.n, &results.force(3));
     Spatial::unrolled<3>([&](auto k) {
-      constexpr int column = static_cast<int>(decltype(k)::value);
-      const auto w_e = cross_unit<column>(w);
-      write_root_force(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, cross_unit<column>(g)}, position_rows,
-                       3 + column);
-      write_root_force(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, w_e}, velocity_rows, column);
-      write_root_force(velocity_column<column>(root.C) + root.I.value * Spatial::MotionOf{w_e, cross_unit<column>(v)},
-                       velocity_rows, 3 + column);
+      constexpr int axis = static_cast<int>(decltype(k)::value);
+      const auto w_e = column<axis>(cross_matrix(w));
+      position_rows.write(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, column<axis>(cross_matrix(g))},
+                          3 + axis);
+      velocity_rows.write(root.I.value * Spatial::MotionOf{Spatial::ZeroVector{}, w_e}, axis);
+      const Spatial::ForceT<Scalar> C_e{column<axis>(root.C.T),
+                                        Spatial::dense<Scalar>(column<axis>(cross_matrix(root.C.Q)))};
+      velocity_rows.write(C_e + root.I.value * Spatial::MotionOf{w_e, column<axis>(cross_matrix(v))}, 3 + axis);
     });
   }
 
  private:
   static constexpr Spatial::ConstraintMotionAboutZT<Scalar> S{};
 
-  static void write_vector(const Spatial::Vector3T<Scalar>& x, Scalar* to, std::ptrdiff_t distance) noexcept {
-    to[0] = x.x;
-    to[distance] = x.y;
-    to[2 * distance] = x.z;
-  }
+  /// The root's six rows of a matrix, of which the first two are given by their entries in column 3.
+  struct RootRows {
+    RootRows(Scalar& row0, Scalar& row1) noexcept : in_column_3(&row0), distance(&row1 - &row0) {}
 
-  /// In a column of the root's six rows, of which the first two are given.
-  static void write_root_force(const Spatial::ForceT<Scalar>& force, const Row (&rows)[2], int column) noexcept {
-    Scalar* to = &rows[0][column];
-    const std::ptrdiff_t distance = &rows[1][column] - to;
-    write_vector(force.f, to, distance);
-    write_vector(force.n, to + 3 * distance, distance);
-  }
+    void write(const Spatial::ForceT<Scalar>& force, int column) const noexcept {
+      Scalar* to = in_column_3 + (column - 3);
+      internal::write_vector(force.f, to, distance);
+      internal::write_vector(force.n, to + 3 * distance, distance);
+    }
 
-  /// x times the unit vector along axis k.
-  template <int k>
-  static auto cross_unit(const Spatial::Vector3T<Scalar>& x) noexcept {
+    Scalar* in_column_3;
+    std::ptrdiff_t distance;
+  };
+
+  /// [x]x, whose columns are x times the unit vectors.
+  static auto cross_matrix(const Spatial::Vector3T<Scalar>& x) noexcept {
     using Spatial::VectorOf;
     using Spatial::Zero;
-    if constexpr (k == 0) {
-      return VectorOf{Zero{}, x.z, -x.y};
-    } else if constexpr (k == 1) {
-      return VectorOf{-x.z, Zero{}, x.x};
-    } else {
-      return VectorOf{x.y, -x.x, Zero{}};
-    }
+    return Spatial::MatrixOf{VectorOf{Zero{}, x.z, -x.y}, VectorOf{-x.z, Zero{}, x.x}, VectorOf{x.y, -x.x, Zero{}}};
   }
 
-  /// C times the rotation about axis k.
-  template <int k>
-  static Spatial::ForceT<Scalar> velocity_column(const Spatial::VelocityProductT<Scalar>& C) noexcept {
-    const auto& T = C.T;
-    const auto& column = k == 0 ? T.column0 : k == 1 ? T.column1 : T.column2;
-    return {column, Spatial::dense<Scalar>(cross_unit<k>(C.Q))};
+  template <int k, typename Matrix>
+  static constexpr auto column(const Matrix& M) noexcept {
+    if constexpr (k == 0) {
+      return M.column0;
+    } else if constexpr (k == 1) {
+      return M.column1;
+    } else {
+      return M.column2;
+    }
   }
 };
 

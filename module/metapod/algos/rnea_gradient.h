@@ -15,8 +15,8 @@ namespace metapod {
 ///   by ddq_i  y S_i
 ///
 /// Frames  node quantities in the node's own frame; the root's coordinates as for `rnea_derivatives`
-/// Shapes  dq, ddq, weights and all results one number for each coordinate
-/// Reads   q with its sines and cosines, the inertias
+/// Shapes  weights and all results one number for each coordinate
+/// Reads   the motion as `rnea_derivatives` does, the inertias
 /// Writes  all of results.forces, by_position, by_velocity, by_acceleration
 /// Source  the sources of `rnea_derivatives`, transposed
 template <typename Model>
@@ -31,12 +31,10 @@ struct rnea_gradient {
     Number* by_acceleration;
   };
 
-  template <typename Angles, typename Forces>
-  static void run(const Model& model, const Number* q, const Angles& angles, const Number* dq, const Number* ddq,
-                  const Number* weights, const Forces& fext, const Results& results) noexcept {
+  template <typename Motion>
+  static void run(const Model& model, const Motion& motion, const Number* weights, const Results& results) noexcept {
     internal::World world;
-    internal::depth_first_traversal_with_records<DftVisitor, Model, 0>::run(model, world, q, angles, dq, ddq, weights,
-                                                                            fext, results);
+    internal::depth_first_traversal_with_records<DftVisitor, Model, 0>::run(model, world, motion, weights, results);
   }
 
   struct Body : internal::BodyMotion<Scalar> {
@@ -52,23 +50,22 @@ struct rnea_gradient {
 
     using Record = internal::RecordOf<Node, Body>;
 
-    template <typename Parent, typename Angles, typename Forces>
-    static void discover(const Model& model, Parent& parent, Record& own, const Number* q, const Angles& angles,
-                         const Number* dq, const Number* ddq, const Number* weights, const Forces& fext,
+    template <typename Parent, typename Motion>
+    static void discover(const Model& model, Parent& parent, Record& own, const Motion& motion, const Number* weights,
                          const Results&) noexcept {
-      internal::place<Node>(own, parent, q, angles, dq, ddq);
+      internal::place<Node>(own, parent, motion);
       const auto x = typename Node::Joint{}.S * internal::gather_coordinates<Node>(weights);
       if constexpr (is_root) {
         put_in(own.x, x);
       } else {
         put_in(own.x, own.iXp.value * parent.x + x);
       }
-      load(model.template body_inertia<i>(), fext.template on<i>(), own);
+      load(model.template body_inertia<i>(), motion.external.template on<i>(), own);
     }
 
-    template <typename Parent, typename Angles, typename Forces>
-    static void finish(const Model&, Parent& parent, Record& own, const Number*, const Angles&, const Number*,
-                       const Number*, const Number*, const Forces&, const Results& results) noexcept {
+    template <typename Parent, typename Motion>
+    static void finish(const Model&, Parent& parent, Record& own, const Motion&, const Number*,
+                       const Results& results) noexcept {
       if constexpr (is_root) {
         write_root(own, Spatial::MotionT<Scalar>(own.iXp.value * to_child<Scalar>(minus_g)).v, results);
       } else {
@@ -129,12 +126,8 @@ struct rnea_gradient {
 
   static void write_vectors(const Spatial::Vector3T<Scalar>& linear, const Spatial::Vector3T<Scalar>& angular,
                             Number* to) noexcept {
-    to[0] = linear.x;
-    to[1] = linear.y;
-    to[2] = linear.z;
-    to[3] = angular.x;
-    to[4] = angular.y;
-    to[5] = angular.z;
+    internal::write_vector(linear, to);
+    internal::write_vector(angular, to + 3);
   }
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 
-/// Where bodies meet the lanes of a node's scalar, and where a node of packs meets a parent of floats. The algorithms
-/// are written without lanes. Lanes are bodies only in a node of several; where a pack is the number of one body, its
-/// lanes are states, and nothing here takes them apart.
+/// Converts between bodies and the lanes of a node's scalar, and between a node of packs and a parent of floats. The
+/// algorithms are written without lanes. Lanes are bodies only in a node of several bodies. If a pack is the number of
+/// one body, its lanes are states, and nothing here takes them apart.
 
 #include "metapod/models/partition.h"
 #include "metapod/spatial/transform.h"
@@ -73,7 +73,7 @@ Value without(const Value& value, int k) noexcept {
 
 // ---- A node of packs below a parent of floats -----------------------------------------------------------------------
 
-/// To child: what a parent has, in the scalar of its child, the same in every lane.
+/// To child: copies a parent's value into every lane of its child's scalar.
 template <typename Scalar, typename Value>
 constexpr auto to_child(const Value& value) noexcept {
   return Spatial::map([](const auto& x) { return Scalar(x); }, value);

@@ -66,8 +66,8 @@ class Tree {
   PerNode<Self> nodes;
 };
 
-/// With the tables that describe the robot. They are shared by all objects of the class; only set_inertia writes them,
-/// and there is no lock.
+/// A robot with the tables that describe it. All objects of the class share them; only set_inertia writes them, and
+/// there is no lock.
 template <typename Robot, typename Partition>
 class Model : public Tree<Robot, Partition> {
   using Base = Tree<Robot, Partition>;

@@ -48,8 +48,8 @@ struct RotationColumn {
   static constexpr auto& of(const BodyDescription& body) noexcept { return body.rotation.*column; }
 };
 
-/// From the parents' frames to the frames of the node's joints at zero. The rotation is of the kind that the robot's
-/// table allows.
+/// The tree transform: from the parents' frames to the frames of the node's joints at zero. Its rotation has the kind
+/// that the robot's table allows.
 template <typename Robot, typename Node>
 constexpr auto tree_transform() noexcept {
   using Scalar = typename Node::Scalar;

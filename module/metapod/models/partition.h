@@ -1,8 +1,8 @@
 #pragma once
 
-/// How the bodies of a robot are divided among the nodes of a computation: one body for each, or limbs of one shape
-/// side by side in the lanes of a pack. A partition is a type with a constexpr table `nodes` in which every node comes
-/// after the one that holds its bodies' parents, and with the Number that coordinates and results are made of.
+/// Divides the bodies of a robot among the nodes of a computation: one body for each node, or limbs of one shape side
+/// by side in the lanes of a pack. A partition is a type with a constexpr table `nodes` in which every node comes after
+/// the one that holds its bodies' parents, and with the Number that coordinates and results are made of.
 
 #include "metapod/models/topology.h"
 #include "metapod/spatial/pack.h"

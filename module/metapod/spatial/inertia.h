@@ -30,7 +30,7 @@ struct InertiaT {
              Ic.zx - m * c.x * c.z, Ic.zy - m * c.y * c.z, Ic.zz + m * (c.x * c.x + c.y * c.y)}};
   }
 
-  /// Not finite for a massless body.
+  /// The result is not finite for a massless body.
   constexpr Vector center_of_mass() const noexcept { return h / m; }
 };
 using Inertia = InertiaT<float>;

@@ -69,7 +69,7 @@ void store(float* to, const PackOf<n>& pack) noexcept {
 
 namespace internal {
 
-/// Where a lane of the result comes from: those of b follow those of a.
+/// The template arguments say where each lane of the result comes from: the lanes of b are counted after those of a.
 template <int n, int i, int j, int k, int l>
 constexpr int source_of_lane(int lane) noexcept {
   constexpr int within[]{i, j, k + n, l + n};

@@ -39,7 +39,7 @@ struct RotationOf {
     if constexpr (about_z != 0) E.column2.z = select<about_z>(Scalar(1), Scalar{});
   }
   explicit constexpr RotationOf(const Matrix& matrix) noexcept : E(matrix) {}
-  /// From a kind that knows more.
+  /// Converts from a more special kind.
   template <typename M, unsigned lanes>
   explicit constexpr RotationOf(const RotationOf<Scalar, M, lanes>& R) noexcept : E(dense<Scalar>(R.E)) {}
   explicit constexpr RotationOf(const RotationMatrixAboutZT<Scalar>& R) noexcept

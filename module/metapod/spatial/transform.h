@@ -23,15 +23,15 @@ struct TransformT {
   constexpr TransformT() noexcept = default;
   constexpr TransformT(const Rotation& rotation, const Translation& translation) noexcept
       : E(rotation), r(translation) {}
-  /// From a kind that knows more.
+  /// Converts from a more special kind.
   template <typename Q, typename S>
   explicit constexpr TransformT(const TransformT<Q, S>& X) noexcept : E(X.E), r(dense<Scalar>(X.r)) {}
 
-  /// From A to B: motion, force.
+  /// These transform a motion and a force from A to B.
   constexpr Motion apply(const Motion& a) const noexcept { return {E * a.w, E * (a.v - cross(r, a.w))}; }
   constexpr Force apply(const Force& a) const noexcept { return {E * (a.n - cross(r, a.f)), E * a.f}; }
 
-  /// From B to A: motion, force, inertia, point.
+  /// These transform a motion, a force, an inertia and a point from B to A.
   constexpr Motion applyInv(const Motion& b) const noexcept {
     const Vector w = E.applyTransposed(b.w);
     return {w, E.applyTransposed(b.v) + cross(r, w)};

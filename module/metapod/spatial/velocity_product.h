@@ -38,11 +38,6 @@ struct VelocityProductT {
   }
 };
 
-template <typename Function, typename Scalar, typename... Others>
-constexpr auto map(const Function& f, const VelocityProductT<Scalar>& C, const Others&... others) noexcept {
-  return VelocityProductT<Scalar>(map(f, C.T, others.T...), map(f, C.Q, others.Q...));
-}
-
 template <typename Scalar>
 constexpr void put_in(VelocityProductT<Scalar>& to, const VelocityProductT<Scalar>& from) noexcept {
   put_in(to.T.column0, from.T.column0);
@@ -88,7 +83,7 @@ constexpr Matrix3T<Scalar> rotated_back(const RotationMatrixAboutZT<Scalar>& R, 
           R.applyTransposed(T.column2)};
 }
 
-/// From B to A: T turned, and [r]x [Q]x added, where [a]x [b]x = b a^T - (a b) 1.
+/// Transforms from B to A: turns T and adds [r]x [Q]x, where [a]x [b]x = b a^T - (a b) 1.
 template <typename R, typename Translation>
 constexpr auto applyInv(const TransformT<R, Translation>& X, const VelocityProductT<typename R::Scalar>& C) noexcept {
   using Scalar = typename R::Scalar;

@@ -9,7 +9,7 @@ namespace {
 
 using Words = std::set<std::string>;
 
-/// What is written about the command, beside what it says of itself.
+/// Compares what is written about the command with what it says of itself.
 class Documents : public CommandTest {
  protected:
   static Words all_of(const std::string& text, const char* pattern) {
@@ -30,7 +30,7 @@ class Documents : public CommandTest {
     return all_of(host(command + " --help").out, "^ +(?:-[a-z],)?(--[a-z-]+)");
   }
 
-  /// What completion offers for the last of the words.
+  /// Returns what completion offers for the last of the words.
   Words completions(const std::vector<std::string>& words) const {
     std::string quoted;
     for (const std::string& word : words) quoted += fmt::format(" '{}'", word);

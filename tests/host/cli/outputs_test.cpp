@@ -52,12 +52,12 @@ TEST_F(Outputs, NoneReplacesAnInput) {
     refused(arguments, "way/bin/report.html", "the page of the report\n");
   }
   refused("info --module mine.so -o", "way/bin/libkorvel.so", "the installed module\n");
-  // Not an input, and yet surely not meant.
+  // This file is no input, but nobody means to overwrite it.
   refused("info -o", "mine.so", "a program or library\n");
   EXPECT_EQ(contents(), before);
 }
 
-// Where the standard output goes is written already.
+// The file behind the standard output is already being written.
 TEST_F(Outputs, NoneReplacesTheStandardOutput) {
   write(directory_ / "motion.csv", "time\n0\n1\n");
   for (const char* arguments : {"run motion.csv -o said", "run motion.csv -o /dev/stdout", "info -o said",
@@ -121,7 +121,7 @@ TEST_F(Outputs, JsonMeansTheSameEverywhere) {
   EXPECT_EQ(host("validate mine.so" + only).out.find("mine.so: "), 0U);
 }
 
-// Who could read the old file can read the new one, and nobody else.
+// Users who could read the old file can read the new one, and nobody else can.
 TEST_F(Outputs, AFileThatIsReplacedKeepsItsModeAndOwner) {
   write(directory_ / "motion.csv", "time\n0\n");
   const std::filesystem::path results = write(directory_ / "results.csv", "old");
@@ -160,7 +160,7 @@ TEST_F(Outputs, LongNamesWorkOrAreRefused) {
   expect_refused(fmt::format("run {} -o all", longest), "File name too long\n");
 }
 
-// What a name does to a terminal is not done by the tool: names of motions, of outputs, and words of the user.
+// Names of motions and outputs, and words of the user, must not send control characters to the terminal.
 TEST_F(Outputs, NamesNeverSteerTheTerminal) {
   const std::string name = "a\n\x1b[31m\xe2\x80\xae\x9b\xff.csv";
   const std::string shown = R"(a\x0a\x1b[31m\xe2\x80\xae\x9b\xff.csv)";

@@ -50,7 +50,7 @@ TEST_F(Streams, APipeThatNobodyReadsIsAFailure) {
   }
 }
 
-// What was wrong decides, whether or not it could be told.
+// The first error decides on the status, whether or not its message could be written.
 TEST_F(Streams, AnErrorThatCannotBeToldKeepsItsStatus) {
   for (const char* redirection : {"2>/dev/full", "2>&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
     for (const char* arguments : {"run none.csv -o results.csv", "info --module none.so", "nonsense", "--nonsense"}) {

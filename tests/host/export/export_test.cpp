@@ -61,7 +61,7 @@ TEST_F(Export, SolesOfTheModelForMuJoCoStandOnThePlane) {
     const Eigen::Quaterniond turn(q.at(0), q.at(1), q.at(2), q.at(3));
     const Eigen::Vector3d half = Eigen::Map<const Eigen::Vector3d>(numbers("size").data());
     const Eigen::Vector3d centre = Eigen::Map<const Eigen::Vector3d>(numbers("pos").data());
-    // Of both feet: x is upwards, so that the lowest corners are at -0.045.
+    // The x axis of both feet points upwards, so that the lowest corners are at -0.045.
     for (const double y : {-0.04, 0.04}) {
       for (const double z : {-0.05, 0.1}) {
         const Eigen::Vector3d inside = turn.inverse() * (Eigen::Vector3d(-0.045, y, z) - centre);
@@ -209,7 +209,7 @@ TEST_F(Export, InertiasAreTheLeastThatEnginesTake) {
   }
 }
 
-// What the module says in its mass matrix is what it was told, where it is more than rounding.
+// Inertias that were set are found in the mass matrix, if they are more than rounding.
 TEST_F(Export, InertiasThatAModuleHasAreRecovered) {
   Eigen::Matrix3f told;
   told << 4e-3F, 3e-4F, -2e-4F, 3e-4F, 5e-3F, 1e-4F, -2e-4F, 1e-4F, 6e-3F;
@@ -236,8 +236,8 @@ TEST_F(Export, InertiasThatAModuleHasAreRecovered) {
   }
 }
 
-// No body has an inertia that is larger than the sum of the other two, but rounding can say so of a flat plate. The
-// file then has one nearby that engines take.
+// No principal inertia exceeds the sum of the other two, but rounding can make that of a flat plate do so. The file
+// then has a nearby one that engines accept.
 TEST_F(Export, RecoveredInertiasAreThoseOfBodies) {
   const Robot robot = read_robot(*fresh_module()());
   constexpr unsigned long foot = 13;

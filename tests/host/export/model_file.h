@@ -18,7 +18,7 @@ struct FileBody {
   Eigen::Matrix3d inertia;
 };
 
-/// By name.
+/// The bodies by name.
 using FileBodies = std::map<std::string, FileBody>;
 
 template <int Count>

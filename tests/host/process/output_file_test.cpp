@@ -26,7 +26,7 @@ bool restrict_calls(std::vector<sock_filter> program) {
   return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }
 
-/// From here on this process finds no file system that can hold a file without a name.
+/// Makes this process find no file system that can hold a file without a name.
 bool forbid_files_without_names() {
   constexpr unsigned tmpfile = O_TMPFILE & ~static_cast<unsigned>(O_DIRECTORY);
   return restrict_calls({
@@ -39,7 +39,7 @@ bool forbid_files_without_names() {
   });
 }
 
-/// From here on the disk of this process is full, which is seen when a file is synchronised.
+/// Makes the disk of this process full, which shows when a file is synchronised.
 bool forbid_synchronising() {
   return restrict_calls({
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),

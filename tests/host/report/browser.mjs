@@ -39,6 +39,6 @@ export async function open(report, browser, options = {}, before) {
   return page;
 }
 
-// After the figure has been drawn again.
+// Waits until the figure has been drawn again.
 export const drawn = (page) =>
     page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));

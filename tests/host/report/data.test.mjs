@@ -1,4 +1,4 @@
-// What the page reads from its data, without a browser.
+// Tests what the page reads from its data, without a browser.
 import assert from 'node:assert/strict';
 import {execFileSync} from 'node:child_process';
 import {readFileSync, statSync, writeFileSync} from 'node:fs';
@@ -15,7 +15,7 @@ const removed = (t, report) => {
 };
 const expectColumns = ({columns}, found, names) =>
     found.forEach((column, i) => assert.deepEqual([...column], columns[names[i]], names[i]));
-// Of what is only drawn, to 4 um.
+// Numbers that are only drawn agree to 4 um.
 const expectPlaces = ({columns}, found, names) => found.forEach((column, i) => {
   assert.equal(column.length, columns[names[i]].length);
   column.forEach((value, s) => assert.ok(Math.abs(value - columns[names[i]][s]) < 4e-6, `${names[i]}: ${value}`));
@@ -129,7 +129,7 @@ test('of a free fall the page says that the robot is in flight', async (t) => {
   assert.equal(motion.ground.summary.verdict, 'in flight throughout: no sole is near the ground\n');
 });
 
-// What is exceeded follows from the columns, in single precision like them.
+// The exceeded limits follow from the columns, in single precision.
 test('angles, speeds, powers and limits of joints, and the limits that the motion exceeds', async (t) => {
   for (const options of [[], ['--air']]) {
     const report = removed(t, Report.withLimits(join(motions, 'fast_step.csv'), options));

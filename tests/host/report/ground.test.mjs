@@ -8,8 +8,8 @@ import {faint} from './contrast.mjs';
 import {at, browser, fast, feet, near, onPage, show} from './fast.mjs';
 import {motions, Report} from './report.mjs';
 
-// Where things are drawn: the arrows, null where there is none, the corners of the soles, the zero moment point; and from
-// above the corners of the polygon.
+// Returns the places at which things are drawn: the arrows, or null, the corners of the soles, the zero moment point,
+// and the corners of the polygon in the view from above.
 const placesOf = async (page) => {
   const places = await page.evaluate(() => {
     const {robot: {plates}, feet: {arrows, point}} = korvel.figure;
@@ -42,7 +42,7 @@ function corners(columns, foot, sample) {
   return soleRows.filter(([body]) => body === foot).map(
       ([, ...c]) => R.map((row, i) => origin[i] + row.reduce((sum, r, k) => sum + r * Number(c[k]), 0)));
 }
-// Those that bear: up to 5 mm above the lowest one.
+// Returns the corners that carry load: those up to 5 mm above the lowest one.
 function bearing(columns, foot, sample) {
   const all = corners(columns, foot, sample);
   return all.filter(([, , z]) => z <= Math.min(...all.map((corner) => corner[2])) + 0.005);
@@ -120,7 +120,7 @@ test('of a tilted sole the polygon has the corners that bear', async (t) => {
   await page.context().close();
 });
 
-// What the page says is in the words of the terminal, and a press goes to the sample of the largest unsupported weight.
+// The page uses the words of the terminal, and a press goes to the sample with the largest unsupported weight.
 onPage('the header has the worst, what cannot be borne is listed and gone to', {}, async (page, columns) => {
   const words = fast.words;
   const buttons = page.locator('#intervals button');
@@ -176,7 +176,7 @@ onPage('from above there are footprints, and letters of one size', {}, async (pa
     const heights = await page.locator('.top-view text').evaluateAll((all) => all.map((e) => [e.textContent, e.getBoundingClientRect().height]));
     assert.deepEqual(heights.map(([text]) => text).sort(), ['10 cm', 'L', 'R']);
     for (const [text, height] of heights) assert.ok(height > 11 && height < 22, `${text} is ${height} px high at ${width} px`);
-    // What is drawn reaches over more than half of the picture.
+    // The drawing covers more than half of the picture in both directions.
     const share = await page.locator('.top-view svg').evaluate((svg) => {
       const [all, drawing] = [svg, svg.firstChild].map((e) => e.getBoundingClientRect());
       return [drawing.width / all.width, drawing.height / all.height];
@@ -196,7 +196,7 @@ onPage('a drag zooms all curves, a second cursor tells differences, curves are s
   await page.mouse.up();
   const spans = () => page.evaluate(() => korvel.charts.map(({plot}) => [plot.scales.x.min, plot.scales.x.max]));
   for (const span of await spans()) near(span, [0.25 * last, 0.5 * last], 0.01 * last, 'zoomed');
-  // What is saved is what is seen.
+  // The saved numbers are the ones in view.
   const [download] = await Promise.all([
     page.waitForEvent('download'), page.getByRole('button', {name: 'Save Vertical force as CSV'}).click(),
   ]);

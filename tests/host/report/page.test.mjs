@@ -182,7 +182,7 @@ onPage('keys play, pause and step', {}, async (page) => {
   const stopped = await sliderAt(page);
   await page.waitForTimeout(100);
   assert.equal(await sliderAt(page), stopped);
-  // To the end, and from the start again.
+  // Playing stops at the end and begins again from the start.
   await setSlider(page, last() - 5);
   await page.locator('#play').press('Space');
   await page.waitForFunction((end) => Number(document.querySelector('#slider').value) === end, last());

@@ -1,4 +1,4 @@
-// What the page computes from its data, without a browser.
+// Tests what the page computes from its data, without a browser.
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 import {timeIn} from '../../../host/report/src/link.js';

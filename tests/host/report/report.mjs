@@ -33,18 +33,18 @@ export class Report {
     execFileSync(KORVEL_HOST, ['report', join(this.folder, name), ...more, '-o', this.page]);
   }
 
-  // Of a motion on the ground.
+  // Makes the report of a motion on the ground.
   static onGround(motion, more) {
     return new Report(resultsName(motion), run(motion, []), more);
   }
 
-  // Of a motion that is compared with examples/limits.csv.
+  // Makes the report of a motion that is compared with examples/limits.csv.
   static withLimits(motion, options = []) {
     return new Report(resultsName(motion), run(motion, ['--limits', join(motions, '..', 'limits.csv'), ...options]));
   }
 
-  // Of a motion. `change` may say what else stands in its results: (name, value) to value; `described` is added to their
-  // description.
+  // Makes the report of a motion in the air. `change` may replace numbers of its results: (name, value) to value.
+  // `described` is added to their description.
   static ofMotion(motion, change = (_, value) => value, described = {}) {
     const {results, side} = run(motion, ['--air']);
     const [header, ...rows] = results.trim().split('\n');

@@ -40,7 +40,7 @@ TEST_F(Report, ColumnsComeInAnyOrder) {
   EXPECT_EQ(page_data("page.html"), page_data("reversed.html"));
 }
 
-// Nothing in a name of a file is taken for markup, or lost.
+// No part of a file's name is taken for markup or lost.
 TEST_F(Report, NamesStayText) {
   const std::string name = R"(<!--<script>"&amp;\.csv)";
   std::filesystem::rename(directory_ / "results.csv", directory_.path() / name);
@@ -106,7 +106,7 @@ TEST_F(Report, UnusableResultsAreRefused) {
   expect_refused("report results.csv results.csv results.csv -o page.html", "unexpected argument 'results.csv'");
   expect_refused("report results.csv -o results.json",
                  "results.json: cannot write: would replace the description of the results");
-  // What the page does not show may be missing.
+  // Columns that the page does not show may be missing.
   write_odd(replaced(standing, "com_root_x", "com_root_w"), on_ground.dump());
   succeeded("report odd.csv -o older.html");
 }

@@ -1,4 +1,4 @@
-// What the tests of the page share: the page of the wave, and what it shows.
+// The tests of the page share the page of the wave, and these views of it.
 import assert from 'node:assert/strict';
 import {join} from 'node:path';
 import {after, before} from 'node:test';
@@ -19,7 +19,7 @@ export const sliderAt = async (page) => Number(await page.locator('#slider').inp
 export const valueOf = (page, joint) => page.locator(`.entry[data-joint=${joint}] .value`).textContent();
 // Points of the figure, in single precision.
 export const near = (a, b, what) => pages.near(a, b, 1e-5, what);
-// Of the scene alone, without the letters over it.
+// Takes a picture of the scene alone, without the letters over it.
 export const picture = (page) => page.locator('.stage canvas').screenshot({style: '.letter { visibility: hidden }'});
 export async function plot(page, limb) {
   const over = page.locator('.panel', {hasText: limb}).locator('.u-over');

@@ -54,7 +54,7 @@ TEST_F(ContactTest, BoundsOfContactAreOptions) {
   }
 }
 
-// Nothing jumps: not in a step, and not where a foot is taken off the ground that still bears a tenth of the weight.
+// No load jumps, neither in a step nor when a foot is lifted that still carries a tenth of the weight.
 TEST_F(ContactTest, LoadGoesFromFootToFootSmoothly) {
   write(directory_ / "slow_step.csv", read(KORVEL_MOTIONS "/slow_step.csv"));
   write_changed(

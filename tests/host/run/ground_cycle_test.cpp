@@ -23,7 +23,7 @@ class OnGround : public testing::Test {
  protected:
   OnGround() { stand_on(0.1, 0.05, 0.04, 0.6); }
 
-  /// Both feet, with these lengths to the front, the back and the sides [m].
+  /// Puts the robot on both feet, with these lengths to the front, the back and the sides [m].
   void stand_on(double toe, double heel, double side, double friction) {
     ground_.soles.clear();
     for (const char* foot : {"LAnkleRoll", "RAnkleRoll"}) {
@@ -80,8 +80,8 @@ TEST_F(OnGround, RequiredWrenchIsTheRootForceOfTheTextbook) {
   }
 }
 
-// With the reported wrenches nothing is left for the root to give. The soles are so large, so rough and so near the
-// ground with every corner that they bear all of it, however the robot lies.
+// The reported wrenches leave no force for the root. The soles are so large and rough, and all corners are so near the
+// ground, that they support the robot in any pose.
 TEST_F(OnGround, WhatTheSolesGiveIsWhatIsRequired) {
   stand_on(5, 5, 5, 10);
   ground_.bounds.height = 100;

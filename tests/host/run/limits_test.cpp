@@ -94,7 +94,7 @@ TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
   EXPECT_EQ(found.at(shoulder + " lower").at("first"), lower.second);
   EXPECT_EQ(found.at(shoulder + " speed").at("samples"), speed.first);
   EXPECT_EQ(found.at(shoulder + " speed").at("first"), speed.second);
-  // From the middle, 0.1: 0.6 of 0.5, and 0.4 of 0.5.
+  // The middle is 0.1. The angles reach 0.6 and 0.4 of the 0.5 on either side.
   EXPECT_NEAR(found.at(shoulder + " lower").at("share"), 1.2, 1e-3);
   EXPECT_NEAR(found.at(shoulder + " upper").at("share"), 0.8, 1e-3);
   EXPECT_NEAR(found.at(shoulder + " speed").at("share"), amplitude * frequency / 3, 2e-3);
@@ -111,7 +111,7 @@ TEST_F(Limits, WhatExceedsThemIsNamedWithItsFirstTimeAndItsSamples) {
                                     {"HeadPitch torque", 0.5}}) {
     EXPECT_EQ(found.at(name).at("value"), value) << name;
   }
-  // For the report.
+  // The report reads the limits from the description.
   const Json described = Json::parse(read(directory_ / "results.json")).at("limits");
   EXPECT_EQ(described, Json({{"verdict", "exceeds limits: 2 of 6\n"}, {"uses", run.at("limits")}}));
 

@@ -18,7 +18,7 @@ using Values = std::map<std::string, double>;
 class StandingTest : public CommandTest {
  protected:
   void SetUp() override {
-    // As squat.csv begins: upright with bent knees, feet flat on the ground.
+    // The pose is that at the beginning of squat.csv: upright with bent knees, feet flat on the ground.
     read_csv(KORVEL_MOTIONS "/squat.csv", [&](const CsvRow& row) {
       if (names_.empty()) {
         names_ = row.fields;
@@ -66,7 +66,7 @@ class StandingTest : public CommandTest {
                 {",LAnkleRoll_contact,RAnkleRoll_contact", contact ? ",1,1" : ",0,0"});
   }
 
-  /// What the command says of motion.csv.
+  /// Returns what the command says about motion.csv.
   Json ground(const std::string& options) {
     const Outcome outcome = host("run motion.csv -o results.csv --json " + options);
     EXPECT_EQ(outcome.status, 0) << outcome.err;

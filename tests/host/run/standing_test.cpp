@@ -32,7 +32,7 @@ TEST_F(StandingTest, AtRestTheGroundBearsTheWeightBelowTheCentreOfMass) {
   }
 }
 
-// By the columns alone, where motions pause: on one foot, on both of them, on one that is ahead of the other.
+// The columns alone are checked, where motions pause: on one foot, on both feet, on one foot ahead of the other.
 TEST_F(StandingTest, WrenchesOfTheFileBalanceTheWeight) {
   const std::pair<const char*, double> pauses[] = {
       {"weight_shift", 2.25}, {"weight_shift", 5.25}, {"squat", 3}, {"slow_step", 0}, {"slow_step", 7}};
@@ -100,7 +100,7 @@ TEST_F(StandingTest, AccelerationOfFrictionTimesGravityIsTheEdgeOfSlipping) {
     const Json within = ground(options);
     EXPECT_EQ(within.at("stands_throughout"), true) << angle;
     EXPECT_NEAR(within.at("margins").at("least_friction").at("value").get<double>(), 0.999 * friction, 2e-4) << angle;
-    // What is missing counts from a thousandth of the weight on.
+    // Unsupported weight counts from a thousandth on.
     write_accelerated((1.001 * friction + 1e-3) * 9.81 * direction);
     const Json beyond = ground(options);
     ASSERT_EQ(beyond.at("stands_throughout"), false) << angle;

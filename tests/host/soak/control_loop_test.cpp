@@ -103,7 +103,7 @@ TEST(ControlLoop, CountsEveryCycleOnce) {
   }
   EXPECT_GE(report.both.largest().ns, std::max(report.latency.largest().ns, report.computing.largest().ns));
   EXPECT_LE(report.both.largest().ns, report.latency.largest().ns + report.computing.largest().ns);
-  // Whether or not the machine was busy: late is what took longer than a period.
+  // A cycle is late if it took longer than a period, whether or not the machine was busy.
   constexpr std::int64_t period = 1'000'000;
   EXPECT_EQ(report.late > 0, report.both.largest().ns > period);
   EXPECT_EQ(report.skipped > 0, report.both.largest().ns >= period);

@@ -45,7 +45,7 @@ class CommandTest : public testing::Test {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read(streams / "out"), read(streams / "err")};
   }
 
-  /// What stands in `directory_`: regular files by name.
+  /// Returns the regular files in `directory_` by name.
   std::map<std::string, std::string> contents() const {
     std::map<std::string, std::string> all;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(directory_.path())) {

@@ -9,8 +9,8 @@
 namespace korvel::host {
 namespace {
 
-// Of times spread over all decades, few or many, sorted: by nearest rank, and by no more than the width of a bin too
-// long. Those that another histogram has counted are among them.
+// Percentiles are those of the sorted times by nearest rank, at most the width of a bin too long, for few and for many
+// times over all decades. Times that another histogram has counted are among them.
 TEST(TimeHistogram, PercentilesAreThoseOfSortedTimes) {
   std::mt19937 generator(1);
   std::uniform_real_distribution<double> exponent(0, 11);
@@ -42,7 +42,7 @@ TEST(TimeHistogram, PercentilesAreThoseOfSortedTimes) {
   }
 }
 
-// What is shorter or longer than any bin counts too.
+// Times shorter or longer than any bin count too.
 TEST(TimeHistogram, TimesBeyondTheBinsAreCounted) {
   TimeHistogram histogram;
   EXPECT_EQ(histogram.percentile(0.5), 0);

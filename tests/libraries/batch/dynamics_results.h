@@ -28,24 +28,7 @@ inline constexpr float place[3] = {0.05F, -0.02F, 0.1F};
 
 /// Results of the operations of batch_dynamics.h.
 struct DynamicsResults {
-  explicit DynamicsResults(std::ptrdiff_t n)
-      : forces(n, 30),
-        position_packed(n, 360),
-        velocity_packed(n, 450),
-        position(n, 900),
-        velocity(n, 900),
-        weighted(n, 30),
-        by_q(n, 30),
-        by_dq(n, 30),
-        by_ddq(n, 30),
-        ddq(n, 30),
-        residual(n, 30),
-        matrix(n, 180),
-        momentum(n, 6),
-        rate(n, 6),
-        bias(n, 6),
-        jacobian(n, 180),
-        jacobian_bias(n, 6) {}
+  explicit DynamicsResults(std::ptrdiff_t count) : n(count) {}
 
   std::array<const Rows*, 17> all() const {
     return {
@@ -53,11 +36,15 @@ struct DynamicsResults {
         &ddq,    &residual,        &matrix,          &momentum, &rate,     &bias,     &jacobian, &jacobian_bias};
   }
 
-  Rows forces, position_packed, velocity_packed, position, velocity, weighted, by_q, by_dq, by_ddq, ddq, residual,
-      matrix, momentum, rate, bias, jacobian, jacobian_bias;
+  std::ptrdiff_t n;
+  Rows forces{n, 30}, position_packed{n, 360}, velocity_packed{n, 450}, position{n, 900}, velocity{n, 900};
+  Rows weighted{n, 30}, by_q{n, 30}, by_dq{n, 30}, by_ddq{n, 30};
+  Rows ddq{n, 30}, residual{n, 30};
+  Rows matrix{n, 180}, momentum{n, 6}, rate{n, 6}, bias{n, 6};
+  Rows jacobian{n, 180}, jacobian_bias{n, 6};
 };
 
-/// With wrenches on all bodies. The accelerations serve as weights and as forces too.
+/// Computes with wrenches on all bodies. The accelerations serve as weights and as forces too.
 inline DynamicsResults dynamics_results(const Batch& batch, const States& states) {
   const std::ptrdiff_t n = states.count;
   DynamicsResults results(n);

@@ -1,4 +1,4 @@
-// What becomes of calls when the system refuses what they need.
+// Tests calls for which the system refuses memory, threads or stack.
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -158,7 +158,7 @@ TEST(Failures, OfStacksAndSignalsOfTheProcessDoNotReachThreads) {
             0);
 }
 
-// As much as the header says, where results go through the stack, which is beyond what caches hold.
+// The stack is as large as the header says, for results that no cache holds, which go through the stack.
 TEST(Failures, OfStacksDoNotHappenWithAsMuchAsIsPromised) {
   static const States states = random_states(3300, 60);
   for (const std::string& set : instruction_sets()) {

@@ -18,8 +18,8 @@ constexpr bool is_sanitized = __has_feature(address_sanitizer) || __has_feature(
 constexpr bool is_sanitized = false;
 #endif
 
-/// Whether a child, which a signal ends if it hangs, gives the expected results by an object of its parent and by one
-/// of its own, and can end both.
+/// Returns whether a child computes the expected results with an object of its parent and with one of its own, and can
+/// destroy both. A signal ends a child that hangs.
 bool child_computes(std::unique_ptr<Batch>& of_parent, const States& states, const Results& expected) {
   constexpr unsigned seconds = 120;
   const pid_t child = fork();

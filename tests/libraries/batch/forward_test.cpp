@@ -1,9 +1,6 @@
-// Forward dynamics, momentum and jacobians of points, and arguments of the operations of batch_dynamics.h.
+// Forward dynamics, momentum and jacobians of points.
 
 #include <gtest/gtest.h>
-
-#include <functional>
-#include <limits>
 
 #include "support/expect.h"
 #include "support/truth.h"
@@ -71,10 +68,6 @@ TEST_F(Dynamics, RotorsAddToTheDiagonalAndToTorques) {
   }
   EXPECT_EQ(count_different(with_rotors, plain), 0U);
   EXPECT_EQ(count_different(heavier, forces), 0U);
-  const auto sums = batch.force_sums(states.count, in(states.q), in(states.dq), in(states.ddq), {}, rotors().data());
-  float largest = 0;
-  for (std::ptrdiff_t s = 0; s < states.count; ++s) largest = std::max(largest, std::abs(forces.of_state(s)[29]));
-  EXPECT_EQ(sums.largest[29], largest);
 }
 
 // The rate is the force and the moment on the root that inverse dynamics gives, less the weight.
@@ -124,95 +117,6 @@ TEST_F(Dynamics, JacobiansAreThoseOfTheTextbookModel) {
     });
     EXPECT_TRUE(near(vector_of(results.jacobian_bias, s), bias, 1e-5 * bias.norm()));
   }
-}
-
-/// Every operation of the header with good arguments, until one is spoilt.
-struct Calls {
-  explicit Calls(const States& states, Rows& to)
-      : q(rows_of(states.q.values.data(), coordinates)),
-        dq(q),
-        ddq(q),
-        weights(q),
-        n(states.count),
-        output(rows_to(to.values.data(), to.numbers)),
-        point{hand, {place[0], place[1], place[2]}, output, {}} {}
-
-  std::array<int, 5> run(const korvel_batch* batch) const {
-    const korvel_batch_derivative_results derivatives{output, {}, {}, {}, {}};
-    const korvel_batch_gradient_results gradient{output, {}, {}, {}};
-    const korvel_batch_forward_results forward{output, {}};
-    const korvel_batch_momentum_results momentum{output, {}, output, {}};
-    const korvel_batch_wrench wrench{body, q};
-    return {korvel_batch_dynamics_derivatives(batch, n, &q, &dq, &ddq, &wrench, 1, &derivatives),
-            korvel_batch_dynamics_gradient(batch, n, &q, &dq, &ddq, &weights, &wrench, 1, &gradient),
-            korvel_batch_forward_dynamics(batch, n, &q, &dq, &ddq, &wrench, 1, armature, &forward),
-            korvel_batch_momentum(batch, n, &q, &dq, &ddq, &momentum),
-            korvel_batch_body_jacobians(batch, n, &q, &dq, &point, points)};
-  }
-
-  korvel_batch_input q, dq, ddq, weights;
-  std::ptrdiff_t n;
-  korvel_batch_output output;
-  korvel_batch_point point;
-  std::ptrdiff_t points = 1;
-  int body = 3;
-  const float* armature = nullptr;
-};
-
-TEST_F(Dynamics, RefusesWhatIsNoArgument) {
-  korvel_batch* object = nullptr;
-  ASSERT_EQ(korvel_batch_create(&object, 1, nullptr), KORVEL_BATCH_OK);
-  std::vector<float> rotors_with_one(KORVEL_BATCH_JOINTS);
-  const auto spoilt_rotor = [&](float value) {
-    return [&rotors_with_one, value](Calls& c) {
-      rotors_with_one.back() = value;
-      c.armature = rotors_with_one.data();
-    };
-  };
-  constexpr int ok = KORVEL_BATCH_OK;
-  struct Fault {
-    const char* name;
-    std::function<void(Calls&)> spoil;
-    std::array<int, 5> statuses;  ///< of derivatives, gradient, forward dynamics, momentum, jacobians
-  };
-  const Fault faults[]{
-      {"no fault", [](Calls&) {}, {ok, ok, ok, ok, ok}},
-      {"no states", [](Calls& c) { c.n = 0; }, {2, 2, 2, 2, 2}},
-      {"no positions", [](Calls& c) { c.q.data = nullptr; }, {1, 1, 1, 1, 1}},
-      {"no velocities", [](Calls& c) { c.dq.data = nullptr; }, {1, 1, 1, 1, ok}},
-      {"no accelerations", [](Calls& c) { c.ddq.data = nullptr; }, {1, 1, 1, 1, ok}},
-      {"no weights", [](Calls& c) { c.weights.data = nullptr; }, {ok, 1, ok, ok, ok}},
-      {"stride of no float", [](Calls& c) { c.q.state = 6; }, {3, 3, 3, 3, 3}},
-      {"no body for a wrench", [](Calls& c) { c.body = 25; }, {4, 4, 4, ok, ok}},
-      {"negative rotor", spoilt_rotor(-1e-6F), {ok, ok, 5, ok, ok}},
-      {"rotor that is no number", spoilt_rotor(std::numeric_limits<float>::quiet_NaN()), {ok, ok, 5, ok, ok}},
-      {"no point", [](Calls& c) { c.points = 0; }, {ok, ok, ok, ok, 2}},
-      {"no body for a point", [](Calls& c) { c.point.body = -1; }, {ok, ok, ok, ok, 4}},
-      {"place that is infinite",
-       [](Calls& c) { c.point.place[1] = std::numeric_limits<float>::infinity(); },
-       {ok, ok, ok, ok, 5}},
-      {"bias without velocities",
-       [](Calls& c) {
-         c.point.bias = c.output;
-         c.dq.data = nullptr;
-       },
-       {1, 1, 1, 1, 1}},
-      {"results on one another", [](Calls& c) { c.output.state = c.point.jacobian.state = 4; }, {3, 3, 3, 3, 3}},
-      {"no results", [](Calls& c) { c.output.data = c.point.jacobian.data = nullptr; }, {1, 1, 1, 1, 1}},
-  };
-  Rows to(states.count, 180);
-  for (const Fault& fault : faults) {
-    Calls calls(states, to);
-    fault.spoil(calls);
-    std::fill(to.values.begin(), to.values.end(), 77.0F);
-    const auto statuses = calls.run(object);
-    EXPECT_EQ(statuses, fault.statuses) << fault.name << ": " << korvel_batch_error();
-    const bool all_refused = std::find(statuses.begin(), statuses.end(), ok) == statuses.end();
-    const auto untouched = std::count(to.values.begin(), to.values.end(), 77.0F);
-    EXPECT_TRUE(!all_refused || untouched == static_cast<std::ptrdiff_t>(to.values.size())) << fault.name;
-    EXPECT_EQ(calls.run(nullptr), (std::array<int, 5>{1, 1, 1, 1, 1})) << fault.name;
-  }
-  korvel_batch_destroy(object);
 }
 
 }  // namespace

@@ -12,18 +12,6 @@
 
 namespace korvel::tests {
 
-States::States(std::ptrdiff_t n)
-    : count(n), q(n, coordinates), dq(n, coordinates), ddq(n, coordinates), wrenches(n, 6 * bodies) {}
-
-Results::Results(std::ptrdiff_t n)
-    : poses_root(n, 12 * bodies),
-      poses_world(n, 12 * bodies),
-      com_root(n, 3),
-      com_world(n, 3),
-      jacobian(n, 6 * coordinates),
-      mass(n, coordinates * coordinates),
-      forces(n, coordinates) {}
-
 namespace {
 
 State state_of(const States& states, std::ptrdiff_t s, const RobotSize& size) {

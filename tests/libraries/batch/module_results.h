@@ -27,33 +27,35 @@ struct Rows {
 
 /// States as arrays, wrenches on all bodies among them.
 struct States {
-  explicit States(std::ptrdiff_t n);
+  explicit States(std::ptrdiff_t n) : count(n) {}
 
   std::ptrdiff_t count;
-  Rows q, dq, ddq, wrenches;
-  /// Of which the module makes the root's coordinates.
+  Rows q{count, coordinates}, dq{count, coordinates}, ddq{count, coordinates}, wrenches{count, 6 * bodies};
+  /// The poses from which the module takes the root's coordinates.
   std::vector<QZ::Math::Transform> root_poses;
 };
 
-/// What there is to compute of n states.
+/// All results of n states.
 struct Results {
-  explicit Results(std::ptrdiff_t n);
+  explicit Results(std::ptrdiff_t count) : n(count) {}
 
   std::array<const Rows*, 7> all() const {
     return {&poses_root, &poses_world, &com_root, &com_world, &jacobian, &mass, &forces};
   }
 
-  Rows poses_root, poses_world, com_root, com_world, jacobian, mass, forces;
+  std::ptrdiff_t n;
+  Rows poses_root{n, 12 * bodies}, poses_world{n, 12 * bodies}, com_root{n, 3}, com_world{n, 3};
+  Rows jacobian{n, 6 * coordinates}, mass{n, coordinates*coordinates}, forces{n, coordinates};
 };
 
 /// Random states; the root's coordinates are those that the module makes of its pose.
 States random_states(std::ptrdiff_t n, std::uint64_t first_seed);
 
-/// By the module, one state after the other, with a wrench on each body. It does not show the root's forces: those are
-/// by the algorithm that it runs, on one body per node.
+/// Computes results by the module, one state after the other, with a wrench on each body. The module does not show the
+/// root's forces: those come from its algorithm, run on one body per node.
 Results module_results(const States& states, tesk::RigidBodySystem& robot);
 
-/// By the library, from and to rows.
+/// Computes results by the library, from and to rows.
 Results batch_results(const Batch& batch, const States& states);
 
 /// The wrenches on all bodies as the library takes them.

@@ -82,7 +82,7 @@ TEST(MotionFile, ErrorsNameLineAndExpectation) {
   for (const auto& [text, error] : cases) EXPECT_EQ(error_of(text), error) << text;
 }
 
-// In double precision the equations of a smoothing spline through such samples are singular, or not definite.
+// The equations of a smoothing spline through such samples are singular or indefinite in double precision.
 TEST(MotionFile, StepsThatDifferTooMuchAreNotSmoothed) {
   for (const char* text : {"time\n0\n1e-8\n1.0000000001e-8\n2e-8\n",
                            "time\n0\n1e-4\n1.000000001e-4\n1.00000001e-4\n1.1e-3\n1.100001e-3\n"}) {
@@ -112,7 +112,8 @@ TEST(MotionFile, ColumnsComeInAnyOrderAndMissingOnesAreZero) {
             1e-15);
 }
 
-// What looks like degrees or milliseconds, jumps, or is missing is told with its column; what a humanoid does is not.
+// Columns that look like degrees or milliseconds, jump, or are missing are named; motions of a humanoid cause no
+// warning.
 TEST(MotionFile, MistakesAreSuspected) {
   const TemporaryDirectory directory;
   const std::vector<std::string> leg{"Torso2", "LHip", "LKnee", "LAnkle", "RHip", "RKnee", "RAnkle"};

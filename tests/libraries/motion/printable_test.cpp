@@ -14,7 +14,8 @@ TEST(Printable, TextStaysAndWhatSteersIsShown) {
   EXPECT_EQ(printable_lines("a\nb\r\n"), "a\nb\\x0d\n");
   // A control character of two bytes, an override of direction, a separator of lines.
   EXPECT_EQ(printable("\xc2\x9b\xe2\x80\xae\xe2\x80\xa8"), R"(\xc2\x9b\xe2\x80\xae\xe2\x80\xa8)");
-  // Not UTF-8: alone, cut short, longer than needed, half of a pair, beyond the last character.
+  // These bytes are not UTF-8: a byte alone, a sequence cut short, one longer than needed, half of a pair, one beyond
+  // the last character.
   EXPECT_EQ(printable("\x80|\xe6\x97|\xc0\x8a|\xe0\x80\x8a|\xed\xa0\x80|\xf4\x90\x80\x80"),
             R"(\x80|\xe6\x97|\xc0\x8a|\xe0\x80\x8a|\xed\xa0\x80|\xf4\x90\x80\x80)");
 }

@@ -88,7 +88,7 @@ TEST(Spline, MinimisesDistanceAndRoughness) {
   EXPECT_LT((curve.second.matrix() - second * best).cwiseAbs().maxCoeff(), 1e-6);
 }
 
-// Of a sinusoid in the middle of a long run the amplitude is what the docstring says, on even and on uneven samples.
+// The amplitude of a sinusoid in the middle of a long run is what the docstring says, on even and on uneven samples.
 TEST(Spline, PassesHalfThePowerAtTheCutoff) {
   constexpr double cutoff = 5;
   EXPECT_NEAR(cutoff_of_penalty(penalty_of_cutoff(cutoff)), cutoff, 1e-12);

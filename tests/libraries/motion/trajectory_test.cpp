@@ -35,7 +35,7 @@ struct ClosedForm {
   std::function<Vector3d(double)> knee = angle;
 };
 
-/// How a file may say it.
+/// The ways in which a file may give the orientation.
 enum class Orientation { angles, flipped_angles, quaternion };
 
 /// a + b t, a + b t + c t^2 / 2, b sin(w t): with both derivatives.
@@ -89,7 +89,7 @@ class Trajectories : public testing::Test {
     return Eigen::Map<const Eigen::ArrayXf>(all.begin(), static_cast<Eigen::Index>(all.size()));
   }
 
-  /// What the robot is to be told at a time, from the closed form.
+  /// Returns the robot's inputs at a time, from the closed form.
   Instant exact(const ClosedForm& motion, double t) const {
     const Vector3d angle = motion.angle(t);
     const Vector3d height = motion.height(t);
@@ -241,7 +241,7 @@ TEST(LongTrajectories, ShowTheSplinesOfTheWhole) {
   }
 }
 
-// What is kept of a motion is a double for each number of the file, and little beside, also while it is read.
+// A motion keeps a double for each number of the file and little else, also while it is read.
 TEST_F(Trajectories, ALongOneTakesLittleMoreThanItsNumbers) {
 #ifdef KORVEL_SANITIZED
   GTEST_SKIP() << "a sanitizer keeps what is freed";

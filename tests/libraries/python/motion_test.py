@@ -116,17 +116,6 @@ class Motions(unittest.TestCase):
                 for found, expected in ((made.q, read.q), (made.dq, read.dq), (made.ddq, read.ddq)):
                     np.testing.assert_allclose(found, expected, atol=1e-6 * np.abs(expected).max())
 
-    def test_rates_of_the_root_are_in_its_frame(self):
-        time = np.linspace(0, 1, 201)
-        q = np.zeros((201, 30))
-        q[:, 0], q[:, 5], q[:, 9] = time**2, 0.5 * time**2, np.sin(3 * time)   # x, yaw and a joint
-        motion = korvel.Motion.of(time, q)
-        inner, t, yaw = slice(20, -20), time[20:-20], 0.5 * time[20:-20]**2
-        expected = {0: 2 * t * np.cos(yaw), 1: -2 * t * np.sin(yaw), 5: t, 9: 3 * np.cos(3 * t)}
-        for coordinate, rate in expected.items():
-            np.testing.assert_allclose(motion.dq[inner, coordinate], rate, atol=2e-5)
-            np.testing.assert_allclose(motion.ddq[inner, coordinate], np.gradient(rate, t, edge_order=2), atol=2e-2)
-
     def test_unusable_arrays_are_refused(self):
         time, q = np.arange(5.0), np.zeros((5, 30))
         far, back, nan = q.copy(), time.copy(), q.copy()

@@ -28,7 +28,7 @@ def instruction_sets():
 
 @contextlib.contextmanager
 def switching_after(seconds):
-    """For so long the interpreter keeps to a thread that does not give its lock back."""
+    """Sets how long the interpreter stays with a thread that does not release its lock."""
     before = sys.getswitchinterval()
     sys.setswitchinterval(seconds)
     try:

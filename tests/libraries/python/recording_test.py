@@ -170,7 +170,7 @@ def returned_calls(counter):
 
 
 class CutShort(unittest.TestCase):
-    """Of a process that was not ended there is what the reference host finds, with the checksums and without."""
+    """A recording of a process that was killed has what the reference host finds, with checksums and without."""
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()

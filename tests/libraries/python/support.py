@@ -1,4 +1,4 @@
-"""What tests of the Python package share."""
+"""Helpers that the tests of the Python package share."""
 
 import os
 import sys

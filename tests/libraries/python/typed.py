@@ -1,4 +1,4 @@
-"""What a user may write, for the type checker."""
+"""Calls that a user may write, for the type checker."""
 
 import numpy as np
 import numpy.typing as npt

@@ -100,7 +100,7 @@ TYPED_TEST(Derivatives, GradientIsWeightsTimesMatrices) {
     std::vector<Dual> acceleration(weights.size());
     const DualModel<TypeParam, Dual> model;
     metapod::rnea_gradient<DualModel<TypeParam, Dual>>::run(
-        model, state.q, state, state.dq, state.ddq, weights.data(), state,
+        model, DualMotion<TypeParam, Dual>(state), weights.data(),
         {forces.data(), position.data(), velocity.data(), acceleration.data()});
     const auto matrices = differentiated(state);
     const auto row = [](const std::vector<Dual>& numbers) { return Matrices<Dual>::values(numbers, 1); };
@@ -110,7 +110,8 @@ TYPED_TEST(Derivatives, GradientIsWeightsTimesMatrices) {
     EXPECT_LT(this->largest_error(row(velocity), row(weights) * Matrices<Dual>::values(matrices.velocity, count)),
               1e-11);
 
-    // By accelerations: how the weighted forces change with them, which is exact because forces are linear there.
+    // The derivative by accelerations is a difference of weighted forces, which is exact because forces are linear
+    // there.
     Exact<TypeParam> faster = state;
     for (int c = 0; c < count; ++c) faster.ddq[c].d = row(weights)(c);
     const Eigen::VectorXd mass_times_weights = force_derivative(faster);

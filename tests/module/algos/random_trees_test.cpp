@@ -1,5 +1,4 @@
-// What holds of this robot holds of others: of it, and of chains, stars and trees whose numbers are drawn when they are
-// compiled.
+// Tests the algorithms on this robot, and on chains, stars and trees whose numbers are drawn when they are compiled.
 
 #include "contract/states.h"
 #include "metapod/algos/partial_com_jacobian.h"
@@ -24,7 +23,7 @@ using metapod::Spatial::Vector3;
 class Draw {
  public:
   constexpr explicit Draw(unsigned seed) : state_(seed * 2654435761U + 1) {}
-  /// From -8 to 8.
+  /// Returns a number from -8 to 8.
   constexpr int operator()() {
     state_ = state_ * 1664525U + 1013904223U;
     return static_cast<int>((state_ >> 16) % 17) - 8;
@@ -136,7 +135,7 @@ class Trees : public testing::Test {
     return s;
   }
 
-  /// By the operations of the interface.
+  /// Computes by the operations of the interface.
   void compute(const State& s) {
     system.setRootPose(s.root_pose());
     system.setRootVelocity(s.root_velocity());
@@ -150,7 +149,7 @@ class Trees : public testing::Test {
     system.computeInverseDynamics();
   }
 
-  /// By the algorithms alone. The root's forces are no result of an operation, nor is any partial mass matrix.
+  /// Computes by the algorithms alone. The root's forces and the partial mass matrices are no results of an operation.
   void run_joint_pass(const State& s) {
     angles.take_root(s.q[3], s.q[4], s.q[5]);
     metapod::jcalc<Model>::run(model, s.q.data(), angles, s.dq.data());
@@ -215,7 +214,7 @@ TYPED_TEST(Trees, MassMatrixAndForcesAreThoseOfTheTextbook) {
   }
 }
 
-// What is no body leaves nothing out.
+// An index that is no body leaves nothing out.
 TYPED_TEST(Trees, PartialMassMatrixIsThatOfTheTextbookWithoutTheBody) {
   for (int b = 0; b <= this->bodies; ++b) {
     const State state = this->draw_state();

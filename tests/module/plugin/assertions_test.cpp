@@ -5,7 +5,7 @@ namespace {
 
 #ifdef NDEBUG
 
-// Nothing of the checks is left: not even their texts.
+// The checks leave nothing behind, not even their texts.
 TEST(Assertions, AreCompiledOut) {
   const std::string module = text_of(module_path());
   ASSERT_NE(module.find("RWristYaw"), std::string::npos);

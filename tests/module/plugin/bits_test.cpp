@@ -6,7 +6,7 @@ namespace {
 
 class Bits : public ModuleTest {};
 
-// Of a change that nothing else notices, the last bit tells.
+// The last bit shows a change that nothing else notices.
 TEST_F(Bits, OfAllResultsAreThoseThatWereRecorded) { EXPECT_EQ(bit_hash(*robot), recorded_bit_hash); }
 
 }  // namespace

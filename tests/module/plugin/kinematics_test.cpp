@@ -5,8 +5,8 @@ namespace {
 
 class Kinematics : public ModuleTest {};
 
-// To the bit: moments are added in body order and multiplied by the reciprocal of the mass. At zero all places are
-// exact but those of the legs, which weigh next to nothing here.
+// The bits agree: moments are added in body order and multiplied by the reciprocal of the mass. All places are exact at
+// zero except those of the legs, which weigh next to nothing here.
 TEST_F(Kinematics, CentreOfMassIsASumInBodyOrderTimesTheReciprocalOfTheMass) {
   Random random(9);
   for (int round = 0; round < 20; ++round) {

@@ -18,7 +18,7 @@ Transform random_pose(Random& random, float pitch) {
   return QZ::Math::transformFromPosition6D({1, 2, 3, random(3.2F), pitch, random(3.2F)});
 }
 
-/// Of the rotation that has undone the angle about z as it is rounded.
+/// Returns the angle about x of the rotation that is left after undoing the rounded angle about z.
 float angle_about_x(const Transform& R, float az) {
   const Real s = std::sin(Real{az});
   const Real c = std::cos(Real{az});
@@ -47,7 +47,7 @@ TEST(PoseAngles, AreTheNearestToTheTruth) {
   }
 }
 
-// Where x and z turn about one axis, or nearly, any split between them gives the rotation back.
+// If x and z turn about one axis, or nearly, any split between them gives the rotation back.
 TEST(PoseAngles, RebuildThePoseAtThePoles) {
   Random random(2);
   for (const float pitch : {1.5707964F, -1.5707964F, 1.5707F, 1.57079F, -1.570796F}) {

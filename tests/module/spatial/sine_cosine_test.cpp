@@ -50,8 +50,8 @@ void expect_of_counts_from_eight(const std::array<float, 40>& angles, std::integ
   (expect_those_of_the_runtime<8 + more>(angles), ...);
 }
 
-// Of any count, also if it is no multiple of the lanes and so that the last pack stands alone; beside an angle that
-// goes to the runtime, wherever it is, they are the same.
+// The count may be any number, a multiple of the lanes or not. An angle that goes to the runtime, wherever it is, does
+// not change its neighbours.
 TEST(SineAndCosine, OfBatchesAreThoseOfTheRuntime) {
   Random random(1);
   for (std::size_t large = 0; large < 41; ++large) {

@@ -7,7 +7,7 @@ namespace {
 
 namespace Spatial = metapod::Spatial;
 
-/// For a few products and sums of numbers of the order of 1.
+/// The tolerance of a few products and sums of numbers of the order of 1.
 constexpr double algebraic = 16 * eps;
 
 Eigen::Matrix<float, 6, 1> vector(const Spatial::Vector3& angular, const Spatial::Vector3& linear) {

@@ -150,7 +150,7 @@ export class Chart {
     this.plot.setData(dataOf(this.motion, curves));
     this.#showTime();
   }
-  // After `range` has come to say something else.
+  // Call this after the result of `range` has changed.
   rescale() {
     this.show(this.curves);
   }
@@ -204,7 +204,7 @@ export class Chart {
     const left = ({clientX}) => within(clientX - over.getBoundingClientRect().left, 0, over.clientWidth);
     const timeAt = (x) => this.plot.posToVal(x, 'x');
     const sampleAt = (event) => nearestSample(this.timeline.time, timeAt(left(event)));
-    // From and to where the pointer was dragged; nothing for a press.
+    // Returns both ends of the drag; nothing for a press.
     const dragged = (event) => {
       if (this.#pressed === null || Math.abs(left(event) - this.#pressed) < least_drag) return null;
       return [this.#pressed, left(event)].sort((a, b) => a - b);

@@ -1,5 +1,5 @@
-// What a curve says at the time shown, as text: its value, how far that is from the value at the second cursor, and the
-// value of the second run. A run that has no sample there has no value.
+// Returns the text of a curve at the time shown: its value, the difference from the value at the second cursor, and the
+// value of the second run. A run without a sample there has no value.
 import {signed, text} from '../data/numbers.js';
 
 export function reading({values, other}, {motion: {runs: [run, second]}, timeline, view}) {

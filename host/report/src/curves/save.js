@@ -15,7 +15,7 @@ function rows({time, origin}, curves, [low, high], run) {
       (sample) => [...run, origin + time[sample], ...curves.map((curve) => curve ? single(curve.values[sample]) : '')]);
 }
 
-// Of two runs each row says of which it is; times are those of its own file.
+// If there are two runs, each row names its run. Times are those of its own file.
 export function csvOf({motion, timeline, view}, curves) {
   const span = view.span.value;
   const all = [['time', ...curves.map(({name}) => name)], ...rows(motion, curves, span, motion.other ? ['A'] : [])];

@@ -14,7 +14,7 @@ export class View {
   constructor(timeline) {
     this.#full = fullSpan(timeline);
     this.span = new Value(this.#full);
-    // Of a few samples, and far enough from where numbers end.
+    // The smallest span has a few samples, and more than single precision resolves.
     this.least = (this.#full[1] - this.#full[0]) * Math.min(1, 4 / Math.max(timeline.last, 1));
     timeline.shift.watch(() => {
       const {zoomed} = this;

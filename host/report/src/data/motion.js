@@ -33,8 +33,8 @@ function findGround(bodies, height) {
   };
 }
 
-// Where samples are left out, a curve is drawn from each that is shown through the lowest and the highest value on the
-// way to the next. What is drawn takes the first number of each series, then the second of each, and so on.
+// If samples are left out, a curve is drawn from each that is shown through the lowest and the highest value on the way
+// to the next. The drawn values are the first number of each series, then the second of each, and so on.
 function drawn(Type, ...series) {
   const all = new Type(series.length * series[0].length);
   series.forEach((values, s) => values.forEach((value, i) => all[series.length * i + s] = value));

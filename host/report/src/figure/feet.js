@@ -20,7 +20,7 @@ export class Feet extends Group {
     this.arrows = soles.map(() => new Arrow());
     [this.polygon, this.trace, this.point].forEach((mesh, i) => mesh.renderOrder = 1 + 0.1 * i);
     this.add(this.polygon, this.trace, this.point, ...this.arrows.flatMap(({meshes}) => meshes));
-    // What moves is seldom where it was when its bounds were found.
+    // Three.js would cull by the bounds of the first sample, but these move.
     for (const mesh of [this.polygon, this.trace]) mesh.frustumCulled = false;
   }
 

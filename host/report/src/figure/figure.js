@@ -19,7 +19,7 @@ const margin = 0.06;  // m, for the head, soles and letters around the points
 
 Object3D.DEFAULT_UP.set(0, 0, 1);
 
-// From where the camera looks, for a robot that faces x.
+// The directions from which the camera looks, for a robot that faces x.
 const views = {
   Oblique: [1, 0.75, 0.45],
   Front: [1, 0, 0],
@@ -54,7 +54,7 @@ class Figure {
     for (const part of [this.feet, this.ghost]) if (part) this.scene.add(part);
     this.scene.add(this.robot, this.mass, this.applied, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
     this.controls = new OrbitControls(this.camera, canvas);
-    // On a phone a vertical stroke scrolls the page, a horizontal one turns the figure.
+    // A vertical stroke on a phone scrolls the page, a horizontal one turns the figure.
     canvas.style.touchAction = 'pan-y';
     this.controls.addEventListener('change', () => this.draw());
     this.#resize();
@@ -64,7 +64,7 @@ class Figure {
     new ResizeObserver(() => this.#resize()).observe(place);
   }
 
-  // Whether the camera goes with the root over the ground. Looks anew.
+  // Makes the camera go with the root over the ground, or not, and looks anew.
   follow(follows) {
     this.follows = follows;
     this.bounds = bounds(this.motion, follows);
@@ -88,7 +88,7 @@ class Figure {
     camera.position.set(...direction).normalize().add(middle);
     controls.update();
     camera.updateMatrixWorld();
-    // How far back a point with its margin needs the camera, which is 1 m from the middle.
+    // The distance at which the camera sees a point with its margin; it is now 1 m from the middle.
     const slope = Math.tan((camera.fov * Math.PI) / 360);
     const needs = points.map((point) => {
       const {x, y, z} = point.clone().add(this.base).applyMatrix4(camera.matrixWorldInverse);
@@ -99,7 +99,7 @@ class Figure {
     this.draw();
   }
 
-  // At most once for each frame of the screen.
+  // Draws at most once for each frame of the screen.
   draw() {
     if (this.#drawing) return;
     this.#drawing = true;

@@ -1,4 +1,4 @@
-// Where a motion takes place: its bounds, how far its root goes, and the grid below it.
+// The place of a motion: its bounds, the distance that its root travels, and the grid below it.
 import {Box3, GridHelper, Vector3} from 'three';
 import {colour} from '../colours.js';
 import {at} from './scene.js';
@@ -7,7 +7,7 @@ const least_cell = 0.1;  // m, of the grid
 const most_cells = 100;
 const most_samples = 200;  // for the bounds of a long motion
 
-// Where the root is over the ground.
+// Returns the point of the ground below the root.
 export const rootOver = ({bodies}, sample) => at(bodies[0].origin, sample).setZ(0);
 
 // Points that the motion goes through, and the middle of the box around them; x and y from the root's if it is followed.
@@ -47,7 +47,7 @@ export class Ground extends GridHelper {
   }
 }
 
-// How far the root gets from where it begins.
+// Returns the largest distance of the root from its first place.
 export function travel(motion) {
   const start = rootOver(motion, 0);
   return motion.time.reduce((most, _, sample) => Math.max(most, rootOver(motion, sample).distanceTo(start) || 0), 0);
