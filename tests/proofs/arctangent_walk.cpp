@@ -8,11 +8,10 @@
 
 #include <mpfr.h>
 
-#include <algorithm>
+#include <array>
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <limits>
 
 #include "contract/states.h"
@@ -24,23 +23,14 @@ namespace {
 using namespace QZ::Math::internal;
 using korvel::bits_of;
 
-struct Counts {
-  std::uint64_t compared = 0;
-  std::uint64_t by_mpfr = 0;
-  std::uint64_t not_nearest = 0;
-
-  void add(const Counts& other) {
-    compared += other.compared;
-    by_mpfr += other.by_mpfr;
-    not_nearest += other.not_nearest;
-  }
-};
+enum : std::uint8_t { compared, by_mpfr, not_nearest };
+using Counts = std::array<std::uint64_t, 3>;
 
 struct Point {
   float y, x;
 };
 
-float by_mpfr(const Point& point) {
+float mpfr_result(const Point& point) {
   mpfr_t y;
   mpfr_t x;
   mpfr_inits2(24, y, x, nullptr);  // a float's digits
@@ -65,13 +55,13 @@ void compare(const Point (&points)[4], Counts& counts) {
     constexpr long double slack = 8 * std::numeric_limits<long double>::epsilon();
     auto nearest = static_cast<float>(truth * (1 - slack));
     if (bits_of(nearest) != bits_of(static_cast<float>(truth * (1 + slack)))) {
-      ++counts.by_mpfr;
-      nearest = by_mpfr(points[i]);
+      ++counts[by_mpfr];
+      nearest = mpfr_result(points[i]);
     }
-    ++counts.compared;
+    ++counts[compared];
     if (bits_of(angle) == bits_of(nearest)) continue;
     std::printf("the angle of (x, y) = (%a, %a) is not nearest to the truth\n", xs(i), ys(i));
-    ++counts.not_nearest;
+    ++counts[not_nearest];
   }
 }
 
@@ -98,22 +88,19 @@ void compare_random(std::uint32_t seed, Counts& counts) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long stride = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 1;
-  if (argc > 2 || stride < 1) {
-    std::fputs("usage: arctangent_walk [STRIDE], a whole number from 1 on\n", stderr);
-    return 2;
-  }
+  const std::uint64_t step = korvel::stride_of(argc, argv);
   constexpr std::uint32_t exponents = 7;
   constexpr std::uint32_t seeds = 65536;
-  const auto step = static_cast<std::uint64_t>(std::min(stride, 1L << 20));
-  auto sum =
-      korvel::of_floats<Counts>(exponents * dense, step, [](std::uint32_t which, std::uint32_t sign, Counts& counts) {
-        if (sign == 0) compare_quotients_of(which, counts);
-      });
-  sum.add(korvel::of_floats<Counts>(seeds, step, [](std::uint32_t seed, std::uint32_t sign, Counts& counts) {
-    compare_random(seed ^ sign, counts);
-  }));
+  // The seeds are walked after the dense quotients, which have one sign.
+  const auto sum = korvel::of_floats<Counts>(exponents * dense + seeds, step,
+                                             [](std::uint32_t i, std::uint32_t sign, Counts& counts) {
+                                               if (i >= exponents * dense) {
+                                                 compare_random((i - exponents * dense) ^ sign, counts);
+                                               } else if (sign == 0) {
+                                                 compare_quotients_of(i, counts);
+                                               }
+                                             });
   std::printf("%" PRIu64 " angles, %" PRIu64 " decided by MPFR, %" PRIu64 " are not nearest to the truth\n",
-              sum.compared, sum.by_mpfr, sum.not_nearest);
-  return sum.not_nearest == 0 ? 0 : 1;
+              sum[compared], sum[by_mpfr], sum[not_nearest]);
+  return sum[not_nearest] == 0 ? 0 : 1;
 }

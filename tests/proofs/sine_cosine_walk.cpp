@@ -9,12 +9,11 @@
 
 #include <mpfr.h>
 
-#include <algorithm>
+#include <array>
 #include <cinttypes>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 
 #include "metapod/spatial/sine_cosine.h"
 #include "tests/proofs/every_float.h"
@@ -27,25 +26,13 @@ using metapod::Spatial::Pack;
 
 constexpr float nearest_bound = 8192;
 
-struct Counts {
-  std::uint64_t compared = 0;   ///< values, two for each angle
-  std::uint64_t different = 0;  ///< from the runtime's
-  std::uint64_t within = 0;     ///< the bound of the second claim
-  std::uint64_t by_mpfr = 0;
-  std::uint64_t not_nearest = 0;
-
-  void add(const Counts& other) {
-    compared += other.compared;
-    different += other.different;
-    within += other.within;
-    by_mpfr += other.by_mpfr;
-    not_nearest += other.not_nearest;
-  }
-};
+/// Values, two for each angle; those that are not the runtime's; those within the bound of the second claim.
+enum : std::uint8_t { compared, different, within, by_mpfr, not_nearest };
+using Counts = std::array<std::uint64_t, 5>;
 
 using MpfrFunction = int(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
 
-float by_mpfr(MpfrFunction function, float angle) {
+float mpfr_result(MpfrFunction function, float angle) {
   mpfr_t value;
   mpfr_init2(value, 24);  // a float's digits
   mpfr_set_flt(value, angle, MPFR_RNDN);
@@ -61,17 +48,17 @@ void compare(float value, double runtime, MpfrFunction function, float angle, Co
     std::printf("%a at %a is not %s\n", static_cast<double>(value), static_cast<double>(angle), claim);
     ++failures;
   };
-  ++counts.compared;
-  expect(static_cast<float>(runtime), counts.different, "the runtime's");
+  ++counts[compared];
+  expect(static_cast<float>(runtime), counts[different], "the runtime's");
   if (std::abs(angle) > nearest_bound) return;
 
-  ++counts.within;
+  ++counts[within];
   auto nearest = static_cast<float>(runtime * (1 - 0x1p-51));
   if (bits_of(nearest) != bits_of(static_cast<float>(runtime * (1 + 0x1p-51)))) {
-    ++counts.by_mpfr;
-    nearest = by_mpfr(function, angle);
+    ++counts[by_mpfr];
+    nearest = mpfr_result(function, angle);
   }
-  expect(nearest, counts.not_nearest, "nearest to the truth");
+  expect(nearest, counts[not_nearest], "nearest to the truth");
 }
 
 /// Eight neighbours, beginning with the float of these bits: as the joints' angles are taken, and the same by fours, as
@@ -93,24 +80,19 @@ void compare(std::uint32_t bits, Counts& counts) {
     const int lane = i % Pack::lanes;
     if (bits_of(sine[i]) == bits_of(four.sine[lane]) && bits_of(cosine[i]) == bits_of(four.cosine[lane])) continue;
     std::printf("%a among eight is not what it is among four\n", exactly);
-    ++counts.different;
+    ++counts[different];
   }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long stride = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 1;
-  if (argc > 2 || stride < 1) {
-    std::fputs("usage: sine_cosine_walk [STRIDE], a whole number from 1 on\n", stderr);
-    return 2;
-  }
   const std::uint32_t end = bits_of(metapod::Spatial::sine_cosine_bound) & ~7U;
-  const std::uint32_t step = 8U * static_cast<std::uint32_t>(std::min(stride, 1L << 20));
+  const std::uint32_t step = 8U * korvel::stride_of(argc, argv);
   const auto sum = korvel::of_floats<Counts>(
       end, step, [](std::uint32_t bits, std::uint32_t sign, Counts& counts) { compare(bits | sign, counts); });
-  std::printf("%" PRIu64 " sines and cosines, %" PRIu64 " are not the runtime's\n", sum.compared, sum.different);
+  std::printf("%" PRIu64 " sines and cosines, %" PRIu64 " are not the runtime's\n", sum[compared], sum[different]);
   std::printf("%" PRIu64 " of them up to %g, %" PRIu64 " decided by MPFR, %" PRIu64 " are not nearest to the truth\n",
-              sum.within, static_cast<double>(nearest_bound), sum.by_mpfr, sum.not_nearest);
-  return sum.different + sum.not_nearest == 0 ? 0 : 1;
+              sum[within], static_cast<double>(nearest_bound), sum[by_mpfr], sum[not_nearest]);
+  return sum[different] + sum[not_nearest] == 0 ? 0 : 1;
 }

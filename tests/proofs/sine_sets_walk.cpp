@@ -5,10 +5,10 @@
 // Exit status: 0 if all are the same, 1 otherwise, 2 for bad usage.
 
 #include <algorithm>
+#include <array>
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "batch/instruction_sets.h"
@@ -20,15 +20,8 @@ namespace {
 
 using namespace korvel::batch;
 
-struct Counts {
-  std::uint64_t compared = 0;
-  std::uint64_t different = 0;
-
-  void add(const Counts& other) {
-    compared += other.compared;
-    different += other.different;
-  }
-};
+enum : std::uint8_t { compared, different };
+using Counts = std::array<std::uint64_t, 2>;
 
 /// Neighbours from the float of these bits on.
 template <int lanes>
@@ -45,7 +38,7 @@ void compare(std::uint32_t bits, Counts& counts) {
   }
   kernel_set<lanes>().sine_cosine(angles, sines, cosines);
   metapod::Spatial::sine_cosine<count>(angles, expected_sines, expected_cosines);
-  counts.compared += 2 * size;
+  counts[compared] += 2 * size;
   if (std::memcmp(sines, expected_sines, sizeof sines) == 0 &&
       std::memcmp(cosines, expected_cosines, sizeof cosines) == 0)
     return;
@@ -53,7 +46,7 @@ void compare(std::uint32_t bits, Counts& counts) {
     if (std::memcmp(sines + i, expected_sines + i, sizeof(float)) != 0 ||
         std::memcmp(cosines + i, expected_cosines + i, sizeof(float)) != 0) {
       std::printf("%d lanes: %a\n", lanes, static_cast<double>(angles[i]));
-      ++counts.different;
+      ++counts[different];
     }
   }
 }
@@ -69,23 +62,19 @@ bool walk(const char* name, std::uint32_t stride) {
                                              [last](std::uint32_t bits, std::uint32_t sign, Counts& counts) {
                                                compare<lanes>(std::min(bits, last) | sign, counts);
                                              });
-  std::printf("%s: %" PRIu64 " sines and cosines, %" PRIu64 " are not the module's\n", name, sum.compared,
-              sum.different);
-  return sum.different == 0;
+  std::printf("%s: %" PRIu64 " sines and cosines, %" PRIu64 " are not the module's\n", name, sum[compared],
+              sum[different]);
+  return sum[different] == 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long stride = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 1;
-  if (argc > 2 || stride < 1 || stride > 1L << 16) {
-    std::fputs("usage: sine_sets_walk [STRIDE], a whole number from 1 to 65536\n", stderr);
-    return 2;
-  }
-  bool same = walk<4>("baseline", static_cast<std::uint32_t>(stride));
+  const std::uint32_t stride = korvel::stride_of(argc, argv);
+  bool same = walk<4>("baseline", stride);
 #if defined(KORVEL_BATCH_WIDE)
-  if (has_avx2()) same = walk<8>("avx2", static_cast<std::uint32_t>(stride)) && same;
-  if (has_avx512()) same = walk<16>("avx512", static_cast<std::uint32_t>(stride)) && same;
+  if (has_avx2()) same = walk<8>("avx2", stride) && same;
+  if (has_avx512()) same = walk<16>("avx512", stride) && same;
 #endif
   return same ? 0 : 1;
 }

@@ -2,7 +2,7 @@
 #include <regex>
 #include <sstream>
 
-#include "host/robot/robot.h"
+#include "support/truth.h"
 #include "tests/host/run/standing.h"
 
 namespace korvel::host {
@@ -39,19 +39,8 @@ class Limits : public StandingTest {
 /// [kg m^2] of the bodies that the joint moves, at angles of zero, about its axis.
 double inertia_about_axis() {
   const System system = Module(KORVEL_MODULE).create();
-  const Robot robot = read_robot(*system);
-  double inertia = 0;
-  int first = 0;
-  for (int b = 1; b < static_cast<int>(robot.bodies.size()); ++b) {
-    const Body& body = robot.bodies[static_cast<std::size_t>(b)];
-    if (body.joint == shoulder) first = b;
-    int ancestor = b;
-    while (ancestor > first) ancestor = robot.bodies[static_cast<std::size_t>(ancestor)].parent;
-    if (first == 0 || ancestor != first) continue;
-    const Eigen::Affine3d& axes = robot.bodies[static_cast<std::size_t>(first)].pose_root;
-    inertia += body.mass * (axes.inverse() * (body.pose_root * body.com_body)).head<2>().squaredNorm();
-  }
-  return inertia;
+  const auto coordinate = 6 + static_cast<Eigen::Index>(system->getJointAngleId(shoulder));
+  return tests::Truth(State(*system)).mass_matrix()(coordinate, coordinate);
 }
 
 // A constant inertia I on a vertical axis at A sin(w t): torque -I A w^2 sin(w t), speed A w cos(w t).
