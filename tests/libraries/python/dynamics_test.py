@@ -110,6 +110,7 @@ class Dynamics(unittest.TestCase):
                 (lambda: self.batch.forward_dynamics(q, dq, ddq, [1.0] * 23), "armature"),
                 (lambda: self.batch.forward_dynamics(q, dq, ddq, -1.0), "armature"),
                 (lambda: self.batch.forward_dynamics(q, dq, ddq, out=ddq), "out"),
+                (lambda: self.batch.forward_dynamics(q, dq, ddq[:3]), "forces: expected shape"),
                 (lambda: self.batch.mass(q, armature=float("nan")), "armature"),
                 (lambda: self.batch.body_jacobian(q, "Tail"), "Tail"),
                 (lambda: self.batch.body_jacobian(q, "Torso", (0, 0)), "point"),
