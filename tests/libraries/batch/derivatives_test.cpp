@@ -112,28 +112,5 @@ TEST_F(DynamicsDerivatives, AreDifferencesOfTheTextbookModel) {
   }
 }
 
-TEST_F(DynamicsDerivatives, ArePackedRowByRow) {
-  const States states = lively(20);
-  const DynamicsResults results = dynamics_results(batch, states);
-  for (const bool of_velocity : {false, true}) {
-    const Rows& packed = of_velocity ? results.velocity_packed : results.position_packed;
-    const Rows& dense = of_velocity ? results.velocity : results.position;
-    Rows unpacked(states.count, dense.numbers);
-    int last = -1;
-    for (int entry = 0; entry < packed.numbers; ++entry) {
-      int row = 0;
-      int column = 0;
-      ASSERT_EQ(korvel_batch_derivative_entry(of_velocity ? 1 : 0, entry, &row, &column), KORVEL_BATCH_OK);
-      const int here = coordinates * row + column;
-      EXPECT_LT(last, here);
-      last = here;
-      for (std::ptrdiff_t s = 0; s < states.count; ++s) unpacked.of_state(s)[here] = packed.of_state(s)[entry];
-    }
-    EXPECT_EQ(count_different(unpacked, dense), 0U);
-    int row = 0;
-    EXPECT_EQ(korvel_batch_derivative_entry(of_velocity ? 1 : 0, packed.numbers, &row, &row), KORVEL_BATCH_COUNT);
-  }
-}
-
 }  // namespace
 }  // namespace korvel::tests

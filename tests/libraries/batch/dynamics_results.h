@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "contract/states.h"
 #include "tests/libraries/batch/module_results.h"
 
 namespace korvel::tests {

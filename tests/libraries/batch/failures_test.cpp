@@ -12,7 +12,7 @@
 #include <new>
 #include <utility>
 
-#include "tests/libraries/batch/module_results.h"
+#include "tests/libraries/batch/dynamics_results.h"
 #if defined(KORVEL_MOTIONS)
 #include "korvel/motion.h"
 #endif
@@ -170,6 +170,7 @@ TEST(Failures, OfStacksDoNotHappenWithAsMuchAsIsPromised) {
     pthread_t thread{};
     const auto calls = [](void*) -> void* {
       batch_results(*batch, states);
+      dynamics_results(*batch, random_states(40, 60));
       stand_on_a_triangle(*batch, random_states(40, 60));
       return nullptr;
     };
