@@ -37,9 +37,7 @@ class OnGround : public testing::Test {
 
   /// One sample in which the feet are in contact, or not.
   Standing run(const State& state, bool left, bool right) {
-    using contact::ContactPhases;
-    const std::vector<ContactPhases> phases{ContactPhases::given({0}, {left}), ContactPhases::given({0}, {right})};
-    return cycle_.run(*system_, instant_of(state), phases, 0);
+    return cycle_.run(*system_, instant_of(state), {{left ? 1.0 : 0.0}, {right ? 1.0 : 0.0}}, 0);
   }
 
   /// The wrenches of the stance on the bodies, and none else.

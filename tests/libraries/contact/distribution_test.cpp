@@ -163,9 +163,9 @@ TEST(Distribution, LeastFrictionOfAPushIsItsSlope) {
 TEST(RequiredWrench, TurnsGiveAShareOfEveryDerivative) {
   for (int i = -1000; i <= 1000; ++i) {
     const double share = i / 1000.0;
-    const Turn turn = turn_for(share);
+    const Eigen::Array2d turn = turn_for(share);
     for (const int degree : {1, 2}) {
-      const double found = 2 * (near_weight * std::sin(degree * turn.near) + far_weight * std::sin(degree * turn.far));
+      const double found = 2 * (turn_weights * (degree * turn).sin()).sum();
       EXPECT_NEAR(found, degree * share, 2e-15) << share;
     }
   }
