@@ -14,7 +14,7 @@ namespace korvel::batch {
 namespace {
 
 /// The number of states at once. A lane without a load to distribute is rare, and all fits into the cache.
-constexpr std::ptrdiff_t chunk = 4 * tile_size;
+constexpr std::ptrdiff_t chunk = 8 * tile_size;
 constexpr int wrench_numbers = 6;
 
 /// The shares that are given for a sole, NaN for the others.
