@@ -31,8 +31,9 @@ class GroundCycle {
 
   /// Gives the state to the robot, computes its kinematics, what the ground has to give for the motion, and inverse
   /// dynamics with that: the torques are those of a robot that stands, as far as the ground bears it. Wrenches on the
-  /// bodies with soles are set, and stay. `phases` of each sole, of which it takes the `sample`.
-  Standing run(tesk::RigidBodySystem& system, const Instant& state, const std::vector<contact::ContactPhases>& phases,
+  /// bodies with soles are set, and stay. `shares` of each sole in the load, of which it takes the
+  /// `sample`.
+  Standing run(tesk::RigidBodySystem& system, const Instant& state, const std::vector<std::vector<double>>& shares,
                std::size_t sample);
 
   /// Takes the wrenches off the bodies with soles.

@@ -114,10 +114,11 @@ void GroundSummary::add_to_margins(const Standing& standing, double time) {
     const double lowest = (state.pose_world * ground_.soles[i].lowest_corner_body(state.pose_world)).z();
     const double above = standing.root.translation().z() + lowest - ground_.height;
     lowest_.add_least(above, time);
-    has_contact_ |= state.contact;
-    if (state.contact && !sole.contact) sole.touchdown = place;
-    sole.contact = state.contact;
-    if (!state.contact) continue;
+    const bool contact = state.share > 0;
+    has_contact_ |= contact;
+    if (contact && !sole.contact) sole.touchdown = place;
+    sole.contact = contact;
+    if (!contact) continue;
     if (stance.verdict == Verdict::stands) {
       const double share = load.wrench_world.force.z() / weight_;
       sole.items[most_load].add_most(share, time);

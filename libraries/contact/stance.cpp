@@ -27,20 +27,12 @@ double inside(const StanceInLanes<double>& at, const SoleInLanes<double>& sole) 
 
 }  // namespace
 
-Eigen::Isometry3d rigid(const Eigen::Isometry3d& pose) {
-  const PoseT<double> found = rigid(plain_pose(pose));
-  Eigen::Isometry3d result = pose;
-  result.linear() << vector(found.row0).transpose(), vector(found.row1).transpose(), vector(found.row2).transpose();
-  return result;
-}
-
 Stance stance(const StanceProblem& problem) {
   const auto& [soles, states, required_world, com_world, ground, weight, level] = problem;
   const SoleTable table = table_of(soles);
   StanceInLanes<double> at(table);
   for (std::size_t i = 0; i < soles.size(); ++i) {
     at.place(at.soles[i], plain_pose(states[i].pose_world));
-    at.soles[i].contact = states[i].contact;
     at.soles[i].share = states[i].share;
   }
   at.prepare({{plain(required_world.force), plain(required_world.moment)}, plain(com_world), ground, weight, level});

@@ -9,15 +9,10 @@
 
 namespace korvel::contact {
 
-/// A pose with its rotation orthonormal to the last digit: by single precision's the forces would depend on the
-/// heading.
-Eigen::Isometry3d rigid(const Eigen::Isometry3d& pose);
-
 /// Where a sole is at one instant, and whether it stands.
 struct SoleState {
   Eigen::Isometry3d pose_world;  ///< of its body, from the root's origin
-  bool contact;
-  double share;  ///< of ContactPhases
+  double share;                  ///< in the load, from 0 to 1; 0 without contact
 };
 
 /// What the ground does to one sole. All zero without contact.
@@ -57,8 +52,8 @@ struct StanceProblem {
   double level;   ///< of a sole in contact those corners bear that are at most so far above its lowest one [m]
 };
 
-/// How the robot stands. The split between soles follows the zero moment point: a sole's compliance is its share of
-/// contact times its weight in the affine combination of the soles' centres that comes nearest to that point; with two
+/// How the robot stands. The split between soles follows the zero moment point: a sole's compliance is its share
+/// times its weight in the affine combination of the soles' centres that comes nearest to that point; with two
 /// soles, the nearness along the line between them.
 Stance stance(const StanceProblem& problem);
 

@@ -63,11 +63,12 @@ struct SoleInLanes {
   Vector3T<Number> centre_world;  ///< from the root's origin
   Vector3T<Number> lowest_body;   ///< its lowest corner
   Number lowest;                  ///< height of that above the root's origin
-  MaskOf<Number> contact;
-  Number share;                   ///< in the load, from 0 to 1; no matter without contact
+  Number share;                   ///< in the load, from 0 to 1; 0 without contact
   WrenchT<Number> load_world;     ///< on its body about the body's origin [N], [N m]; zero without contact
   GroundVector<Number> pressure;  ///< as in SoleLoad, from the root's origin
   Number friction;                ///< as in SoleLoad
+
+  MaskOf<Number> stands() const noexcept { return share > Number(0); }
 };
 
 /// The wrench that motions require about the root's origin [N], [N m], and the ground that they have. World axes, from
@@ -81,7 +82,7 @@ struct MotionOnGround {
   double level;   ///< as in StanceProblem
 };
 
-/// How robots stand. Call place() for every sole and set its contact and its share, then prepare(), then NearestForces
+/// How robots stand. Call place() for every sole and set its share, then prepare(), then NearestForces
 /// for the loads, then conclude(). World axes, from the root's origin.
 template <typename Number>
 class StanceInLanes {
@@ -122,11 +123,11 @@ class StanceInLanes {
     Vector last = none;
     origin_ = none;
     for (SoleInLanes<Number>& sole : soles) {
-      standing = standing + select(sole.contact, one, zero);
-      origin_ = origin_ + select(sole.contact, sole.centre_world, none);
+      standing = standing + select(sole.stands(), one, zero);
+      origin_ = origin_ + select(sole.stands(), sole.centre_world, none);
       for (std::size_t c = sole.entry->first_corner; c < sole.entry->end_corner; ++c) {
         const Vector& corner = loads.points[c].arm;
-        const Mask bears = sole.contact && corner.z <= sole.lowest + Number(motion.level);
+        const Mask bears = sole.stands() && corner.z <= sole.lowest + Number(motion.level);
         loads.points[c].compliance = select(bears, one, zero);
         bearing = bearing + loads.points[c].compliance;
         heights = heights + select(bears, corner.z, zero);
@@ -211,7 +212,7 @@ class StanceInLanes {
  private:
   /// From the mean of the centres in contact to that of a sole.
   GroundVector<Number> to_centre(const SoleInLanes<Number>& sole) const noexcept {
-    return in_ground(select(sole.contact, sole.centre_world - origin_, Vector{}));
+    return in_ground(select(sole.stands(), sole.centre_world - origin_, Vector{}));
   }
 
   /// Compliances follow `stance`. The coefficients x of the centres with the sum 1 that bring their combination nearest

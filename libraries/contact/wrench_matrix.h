@@ -53,15 +53,13 @@ class WrenchMatrix {
   explicit WrenchMatrix(const metapod::Spatial::InertiaT<Number>& of_points) noexcept {
     const Number zero(0);
     const Number one(1);
-    const Number diagonal = one + of_points.m;
-    const auto& [x, y, z] = of_points.h;
-    const auto& I = of_points.I;
-    const Number rows[6][6] = {{diagonal},
-                               {zero, diagonal},
-                               {zero, zero, diagonal},
-                               {zero, -z, y, one + I.xx},
-                               {z, zero, -x, I.yx, one + I.yy},
-                               {-y, x, zero, I.zx, I.zy, one + I.zz}};
+    const auto& [m, h, I] = of_points;
+    const Number rows[6][6] = {{one + m},
+                               {zero, one + m},
+                               {zero, zero, one + m},
+                               {zero, -h.z, h.y, one + I.xx},
+                               {h.z, zero, -h.x, I.yx, one + I.yy},
+                               {-h.y, h.x, zero, I.zx, I.zy, one + I.zz}};
     unrolled<6>([&](auto i) { unrolled<i + 1>([&](auto j) { entries_[i][j] = rows[i][j]; }); });
   }
 

@@ -14,7 +14,7 @@ namespace korvel::batch {
 namespace {
 
 /// The number of states at once. A lane without a load to distribute is rare, and all fits into the cache.
-constexpr std::ptrdiff_t chunk = 4 * tile_size;
+constexpr std::ptrdiff_t chunk = 8 * tile_size;
 constexpr int wrench_numbers = 6;
 
 /// The shares that are given for a sole, NaN for the others.
@@ -95,7 +95,6 @@ class StandKernel {
       const Number clamped = contact::smaller(contact::larger(given, Number(0)), Number(1));
       const auto is_given = given <= Number(0) || given > Number(0);
       sole.share = select(is_given, clamped, select(is_near, Number(1), Number(0)));
-      sole.contact = sole.share > Number(0);
       all = all + dot(pose.t, pose.t);
     }
     at.is_finite = all < Number(std::numeric_limits<double>::infinity());

@@ -32,7 +32,7 @@ Stance at_rest(const std::vector<Eigen::Vector2d>& places, const std::vector<dou
     soles.push_back(round_sole(i, 3 + static_cast<int>(i)));
     Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
     pose.translation() << places[i], -0.3;
-    states.push_back({pose, shares[i] > 0, shares[i]});
+    states.push_back({pose, shares[i]});
   }
   const Eigen::Vector3d force(0, 0, robot_weight);
   const Eigen::Vector3d com(above.x(), above.y(), 0);
