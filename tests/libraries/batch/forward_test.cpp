@@ -11,9 +11,6 @@ namespace {
 
 class Dynamics : public testing::Test {
  protected:
-  static korvel_batch_input in(const Rows& rows) { return rows_of(rows.values.data(), rows.numbers); }
-  static korvel_batch_output out(Rows& rows) { return rows_to(rows.values.data(), rows.numbers); }
-
   const States states = random_states(200, 11);
   const Batch batch{1};
   const DynamicsResults results = dynamics_results(batch, states);
@@ -40,7 +37,7 @@ TEST_F(Dynamics, ForwardSolvesTheEquationOfMotion) {
 // The rate is the force and the moment on the root that inverse dynamics gives, less the weight.
 TEST_F(Dynamics, MomentumChangesByTheWrench) {
   Rows forces(states.count, coordinates);
-  batch.dynamics(states.count, in(states.q), in(states.dq), in(states.ddq), out(forces));
+  batch.dynamics(states.count, input(states.q), input(states.dq), input(states.ddq), output(forces));
   for (std::ptrdiff_t s = 0; s < states.count; ++s) {
     const State state = state_of(states, s);
     const Truth truth(state);
