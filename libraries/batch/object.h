@@ -40,6 +40,7 @@ struct Call {
   }
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
+  ~Call() = default;
 
   Input coordinates(const korvel_batch_input* input, const char* name) const {
     return checked_input(input, name, count, coordinate_count);

@@ -44,9 +44,8 @@ TEST_F(DynamicsDerivatives, HaveTheSameBitsWithEveryInstructionSetAndNumberOfSta
   const States states = lively(500);
   const DynamicsResults expected = dynamics_results(Batch(1, "baseline"), states);
   Rows forces(states.count, coordinates);
-  batch.dynamics(states.count, rows_of(states.q.values.data(), coordinates),
-                 rows_of(states.dq.values.data(), coordinates), rows_of(states.ddq.values.data(), coordinates),
-                 rows_to(forces.values.data(), coordinates), wrenches_of(states));
+  batch.dynamics(states.count, input(states.q), input(states.dq), input(states.ddq), output(forces),
+                 wrenches_of(states));
   EXPECT_EQ(count_different(expected.forces, forces), 0U);
   EXPECT_EQ(count_different(expected.weighted, forces), 0U);
   for (const std::string& set : instruction_sets()) {
