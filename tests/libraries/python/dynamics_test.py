@@ -2,7 +2,7 @@
 
 import unittest
 
-from support import np, random_states
+from support import GRAVITY, mirror_images, np, random_states
 
 import korvel
 
@@ -53,6 +53,22 @@ class Dynamics(unittest.TestCase):
             rebuilt[:, entries[0], entries[1]] = found
             self.assertTrue((rebuilt == of).all())
             self.assertTrue((np.diff(30 * entries[0] + entries[1]) > 0).all(), "row by row")
+
+    def test_a_turn_of_the_root_changes_gravity_and_inertia_is_homogeneous_in_velocities(self):
+        d, M = self.batch.dynamics_derivatives(*self.states), self.batch.mass(self.q)
+        up = self.batch.kinematics(self.q).poses_world[:, 0, 2, :3]
+        by_turn = GRAVITY * np.cross(up[:, None], np.eye(3)).swapaxes(1, 2)    # of the acceleration that acts like gravity
+        self.assertClose(d.by_q[:, :, 3:6], M[:, :, :3] @ by_turn, 1e-5)
+        self.assertFalse(d.by_q[:, :, :3].any())
+        at_rest = self.batch.dynamics(self.q, np.zeros_like(self.dq), self.ddq)
+        self.assertClose(np.einsum("sfc,sc->sf", d.by_dq, self.dq), 2 * (d.forces - at_rest), 1e-5)
+
+    def test_mirrored_states_have_mirrored_derivatives(self):
+        twins, signs = mirror_images(korvel.COORDINATES)
+        d = self.batch.dynamics_derivatives(*self.states)
+        image = self.batch.dynamics_derivatives(*((signs * array[:, twins]).astype(np.float32) for array in self.states))
+        for found, expected in ((image.by_q, d.by_q), (image.by_dq, d.by_dq)):
+            self.assertClose(np.outer(signs, signs) * found[:, twins][:, :, twins], expected, 1e-5)
 
     def test_forward_dynamics_undoes_inverse_dynamics(self):
         lively = 10 * self.ddq

@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import unittest
 
-from support import GRAVITY, HOST, ROOT, np
+from support import GRAVITY, HOST, ROOT, mirror_images, np
 
 import korvel
 
@@ -112,6 +112,14 @@ class Standing(unittest.TestCase):
         sums = self.batch.stand_sums(q, rest, rest, self.ground)
         self.assertEqual((sums.unbearable, sums.least_margin), (0, stand.zmp_margin.min()))
         self.assertTrue(np.array_equal(sums.largest, np.abs(stand.forces).max(0)))
+
+    def test_a_mirrored_motion_has_mirrored_loads(self):
+        motion = korvel.Motion.read(os.path.join(MOTIONS, "weight_shift.csv"))
+        twins, signs = mirror_images(korvel.COORDINATES)
+        states = [motion.q, motion.dq, motion.ddq]
+        loads = self.batch.stand(*states, self.ground).loads
+        image = self.batch.stand(*((signs * array[:, twins]).astype(np.float32) for array in states), self.ground).loads
+        self.assertLess(np.abs(image[:, ::-1] * [1, -1, 1, -1, 1, -1] - loads).max(), 1e-5 * np.abs(loads).max())
 
     def test_a_state_that_is_not_finite_says_so(self):
         q, rest = (np.zeros((5, 30)) for _ in range(2))
