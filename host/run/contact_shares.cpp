@@ -12,32 +12,23 @@ namespace {
 
 using Eigen::Vector3d;
 
-/// How a body moves: angular velocity [rad/s], and linear velocity of its point at the origin of the axes in which both
-/// are given [m/s].
-struct BodyMotion {
-  Eigen::Vector3d angular, linear;
-
-  /// With a joint that carries the body: its rate, and its column of a jacobian, angular rows first.
-  void add(double rate, const Eigen::Matrix<double, 6, 1>& column) {
-    angular += rate * column.head<3>();
-    linear += rate * column.tail<3>();
-  }
-
-  /// Velocity of the body's point that is now at `point` [m/s].
-  Eigen::Vector3d of_point(const Eigen::Vector3d& point) const { return linear + angular.cross(point); }
-};
-
-/// In the world, told in the root: by the columns of the jacobian of the joints between the root and the body.
-BodyMotion motion_of(const tesk::RigidBodySystem& system, const Instant& state, unsigned long body) {
+/// The velocity in the world, told in the root, of the body's point that is at `point` [m/s], by the columns of the
+/// jacobian of the joints between the root and the body.
+Vector3d velocity_of(const tesk::RigidBodySystem& system, const Instant& state, unsigned long body,
+                     const Vector3d& point) {
   const Eigen::Matrix<double, 6, 1> root = vector(state.root.velocity);
-  BodyMotion motion{root.tail<3>(), root.head<3>()};
+  Vector3d linear = root.head<3>();
+  Vector3d angular = root.tail<3>();
   const auto parents = guarded(system, "getParentsVector", [&] { return system.getParentsVector(); });
   const auto coordinates = guarded(system, "getDofIndexesVector", [&] { return system.getDofIndexesVector(); });
   for (unsigned long b = body; b > 0; b = static_cast<unsigned long>(parents[b])) {
+    const Eigen::Matrix<double, 6, 1> column =
+        system.getJacobianInRoot().col(static_cast<Eigen::Index>(coordinates[b])).cast<double>();
     const auto rate = static_cast<double>(state.joint_vel[static_cast<Eigen::Index>(b) - 1]);
-    motion.add(rate, system.getJacobianInRoot().col(static_cast<Eigen::Index>(coordinates[b])).cast<double>());
+    angular += rate * column.head<3>();
+    linear += rate * column.tail<3>();
   }
-  return motion;
+  return linear + angular.cross(point);
 }
 
 bool is_near_ground(const tesk::RigidBodySystem& system, const Instant& state, const contact::Sole& sole,
@@ -46,7 +37,7 @@ bool is_near_ground(const tesk::RigidBodySystem& system, const Instant& state, c
   const Eigen::Isometry3d pose = isometry(system.getPoseInRoot(sole.body()));
   const Vector3d lowest = pose * sole.lowest_corner_body(root * pose);
   return ground.bounds.allow((root * lowest).z() - ground.height,
-                             motion_of(system, state, sole.body()).of_point(lowest).norm());
+                             velocity_of(system, state, sole.body(), lowest).norm());
 }
 
 }  // namespace

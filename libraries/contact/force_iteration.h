@@ -123,8 +123,7 @@ class ForceIteration {
     nearness = Number(0.01) * square_root(far_square);
     const Number least(least_eps);
     const Number least_square(1e-22);
-    // How far the forces are does not show it alone: with a small rho it does not show which of many are the least
-    // ones.
+    // The distance alone does not show it: with a small rho it does not show which of many forces are the least.
     has_arrived = far_square < least_square && (is_settled || change_square < least_square);
     // Smaller steps come so near to the forces of a load that cannot be borne, and rounding may let them no nearer.
     const Number largest_far = Number(2e-7) * smaller(rho, Number(1)) * missing();

@@ -82,8 +82,8 @@ struct MotionOnGround {
   double level;   ///< as in StanceProblem
 };
 
-/// How robots stand. Call place() for every sole and set its share, then prepare(), then NearestForces
-/// for the loads, then conclude(). World axes, from the root's origin.
+/// How robots stand. Call place() for every sole and set its share, then prepare(), then NearestForces for the loads,
+/// then conclude(). World axes, from the root's origin.
 template <typename Number>
 class StanceInLanes {
  public:

@@ -100,17 +100,9 @@ TEST_F(ContactTest, ContactColumnsAreOfSolesAndZeroOrOne) {
        "motion.csv:1: expected contact columns of bodies with a sole, found 'Torso_contact'"},
       {"time,LAnkle_contact\n0,1\n",
        "motion.csv:1: expected contact columns of bodies with a sole, found 'LAnkle_contact'"},
-      {"time,_contact\n0,1\n",
-       "motion.csv:1: expected a column time, x, y, z, roll, pitch, yaw, qw, qx, qy, qz or the name of a joint, found "
-       "'_contact'"},
       {"time,LAnkleRoll_contact\n0,1\n1,0.5\n",
        "motion.csv:3: expected 0 or 1 in column 'LAnkleRoll_contact', found 0.5"},
       {"time,LAnkleRoll_contact\n0,2\n", "motion.csv:2: expected 0 or 1 in column 'LAnkleRoll_contact', found 2"},
-      {"time,LAnkleRoll_contact\n0,-1\n", "motion.csv:2: expected 0 or 1 in column 'LAnkleRoll_contact', found -1"},
-      {"time,LAnkleRoll_contact\n0,yes\n",
-       "motion.csv:2: expected a number in column 'LAnkleRoll_contact', found 'yes'"},
-      {"time,LAnkleRoll_contact,LAnkleRoll_contact\n0,1,1\n",
-       "motion.csv:1: expected each column once, found a second 'LAnkleRoll_contact'"},
   };
   for (const auto& [text, expected] : cases) {
     write(directory_ / "motion.csv", text);
