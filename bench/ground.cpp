@@ -5,7 +5,7 @@
 #include "bench/run_benchmarks.h"
 #include "host/robot/module.h"
 #include "host/robot/robot.h"
-#include "host/run/contact_phases.h"
+#include "host/run/contact_shares.h"
 #include "host/run/ground_cycle.h"
 #include "motion/cycle.h"
 #include "motion/motion.h"
@@ -21,7 +21,7 @@ void run(const std::vector<std::string>& files) {
   const std::vector<std::string> bodies = host::body_names(*system);
   const host::Trajectory trajectory(host::read_motion(files[0], host::joint_names(*system), bodies));
   const host::Ground ground{host::read_soles(files[1], bodies), 0, {}};
-  const auto phases = host::contact_phases(trajectory, ground, {}, *system);
+  const auto shares = host::contact_shares(trajectory, ground, {}, *system);
   host::GroundCycle cycle(ground, *system);
 
   const auto add = [&](const char* name, const auto& pass) {
@@ -33,7 +33,7 @@ void run(const std::vector<std::string>& files) {
   };
   add("held by the root", [&](Eigen::Index s) { host::run_cycle(*system, trajectory.at(s)); });
   add("on the ground", [&](Eigen::Index s) {
-    benchmark::DoNotOptimize(cycle.run(*system, trajectory.at(s), phases, static_cast<std::size_t>(s)));
+    benchmark::DoNotOptimize(cycle.run(*system, trajectory.at(s), shares, static_cast<std::size_t>(s)));
   });
   benchmark::RunSpecifiedBenchmarks();
 }

@@ -57,7 +57,7 @@ const Quantity force{"BODY_force", "N", "force of the ground on the body, in the
 const Quantity moment{"BODY_moment", "N m", "moment of that force about the body's origin, in the world", Owner::sole,
                       [](const Sample& s, unsigned long i) { return load(s, i).wrench_world.moment; }};
 const Quantity contact{"BODY_contact", "-", "1 while the sole is in contact, else 0", Owner::sole,
-                       [](const Sample& s, unsigned long i) { return s.standing->soles[i].contact ? 1.0F : 0.0F; }};
+                       [](const Sample& s, unsigned long i) { return s.standing->soles[i].share > 0 ? 1.0F : 0.0F; }};
 const Quantity pressure{
     "BODY_cop", "m", "centre of pressure in the world; the sole's centre while it carries no load", Owner::sole,
     [](const Sample& s, unsigned long i) { return s.standing->in_world(load(s, i).pressure_world); }};

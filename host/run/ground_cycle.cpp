@@ -49,19 +49,21 @@ void GroundCycle::unload(tesk::RigidBodySystem& system) const {
 }
 
 Standing GroundCycle::run(tesk::RigidBodySystem& system, const Instant& state,
-                          const std::vector<contact::ContactPhases>& phases, std::size_t sample) {
+                          const std::vector<std::vector<double>>& shares, std::size_t sample) {
   set_state(system, state);
   system.computeFwdKinematics();
 
   // From here on positions are told from the root's origin, so that no digits are lost to the place in the world.
-  const Eigen::Isometry3d root = contact::rigid(isometry(state.root.pose));
+  Eigen::Isometry3d root = isometry(state.root.pose);
+  // Orthonormal to the last digit: by single precision's the forces would depend on the heading.
+  root.linear() = Eigen::Quaterniond(root.linear()).normalized().toRotationMatrix();
   const Eigen::Matrix3d& to_world = root.linear();
-  Standing standing{{}, {}, root};
+  Standing standing{{}, {}, root, contact::rotated(to_world, required(state, root))};
   for (std::size_t i = 0; i < ground_.soles.size(); ++i) {
     const Eigen::Isometry3d pose = to_world * isometry(system.getPoseInRoot(ground_.soles[i].body()));
-    standing.soles.push_back({pose, phases[i].contact(sample), phases[i].share(sample)});
+    standing.soles.push_back({pose, shares[i][sample]});
   }
-  standing.stance = contact::stance({ground_.soles, standing.soles, contact::rotated(to_world, required(state, root)),
+  standing.stance = contact::stance({ground_.soles, standing.soles, standing.required_world,
                                      to_world * vector(system.getComPositionInRoot()),
                                      ground_.height - root.translation().z(), weight_, ground_.bounds.height});
 

@@ -16,7 +16,8 @@ namespace korvel::host {
 struct Standing {
   contact::Stance stance;
   std::vector<contact::SoleState> soles;
-  Eigen::Isometry3d root;  ///< in the world
+  Eigen::Isometry3d root;          ///< in the world
+  contact::Wrench required_world;  ///< that the motion requires, about the root's origin
 
   /// A point of the stance, which has it from the root's origin, in the world.
   Eigen::Vector2d in_world(const Eigen::Vector2d& point) const { return root.translation().head<2>() + point; }
@@ -30,8 +31,9 @@ class GroundCycle {
 
   /// Gives the state to the robot, computes its kinematics, what the ground has to give for the motion, and inverse
   /// dynamics with that: the torques are those of a robot that stands, as far as the ground bears it. Wrenches on the
-  /// bodies with soles are set, and stay. `phases` of each sole, of which it takes the `sample`.
-  Standing run(tesk::RigidBodySystem& system, const Instant& state, const std::vector<contact::ContactPhases>& phases,
+  /// bodies with soles are set, and stay. `shares` of each sole in the load, of which it takes the
+  /// `sample`.
+  Standing run(tesk::RigidBodySystem& system, const Instant& state, const std::vector<std::vector<double>>& shares,
                std::size_t sample);
 
   /// Takes the wrenches off the bodies with soles.

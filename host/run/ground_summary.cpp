@@ -93,19 +93,18 @@ void GroundSummary::add_to_spans(const Standing& standing, double time) {
     span.direction = direction_of(stance.excess_world, standing.root);
   }
   span.excess.add_most(-stance.margin, time);
-  span.pull.add_most(-stance.required_world.force.z(), time);
-  span.needed.add_most(stance.required_world.force.norm(), time);
+  span.pull.add_most(-standing.required_world.force.z(), time);
+  span.needed.add_most(standing.required_world.force.norm(), time);
   if (stance.verdict == Verdict::slips) {
-    span.friction_needed = contact::least_friction(stance.required_world, stance.points, weight_, span.friction_needed);
+    span.friction_needed = contact::least_friction(stance.loads, span.friction_needed);
   }
 }
 
 void GroundSummary::add_to_margins(const Standing& standing, double time) {
   const contact::Stance& stance = standing.stance;
-  if (stance.verdict == Verdict::stands && !stance.points.empty()) {
+  if (stance.verdict == Verdict::stands) {
     margin_.add_least(stance.margin, time);
-    friction_needed_.add_most(
-        contact::least_friction(stance.required_world, stance.points, weight_, friction_needed_.value), time);
+    friction_needed_.add_most(contact::least_friction(stance.loads, friction_needed_.value), time);
   }
   for (std::size_t i = 0; i < soles_.size(); ++i) {
     SoleSummary& sole = soles_[i];
@@ -115,10 +114,11 @@ void GroundSummary::add_to_margins(const Standing& standing, double time) {
     const double lowest = (state.pose_world * ground_.soles[i].lowest_corner_body(state.pose_world)).z();
     const double above = standing.root.translation().z() + lowest - ground_.height;
     lowest_.add_least(above, time);
-    has_contact_ |= state.contact;
-    if (state.contact && !sole.contact) sole.touchdown = place;
-    sole.contact = state.contact;
-    if (!state.contact) continue;
+    const bool contact = state.share > 0;
+    has_contact_ |= contact;
+    if (contact && !sole.contact) sole.touchdown = place;
+    sole.contact = contact;
+    if (!contact) continue;
     if (stance.verdict == Verdict::stands) {
       const double share = load.wrench_world.force.z() / weight_;
       sole.items[most_load].add_most(share, time);

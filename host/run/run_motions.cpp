@@ -11,7 +11,7 @@
 
 #include "host/robot/module.h"
 #include "host/robot/robot.h"
-#include "host/run/contact_phases.h"
+#include "host/run/contact_shares.h"
 #include "host/run/ground_cycle.h"
 #include "host/run/root_from_feet.h"
 #include "motion/csv/error.h"
@@ -34,7 +34,7 @@ struct Task {
   Trajectory trajectory;
   ResultsFile::Paths paths;
   RunOutcome outcome;
-  std::vector<contact::ContactPhases> phases;  ///< when each sole stands
+  std::vector<std::vector<double>> shares;  ///< of each sole, as contact_shares() has them
   std::unique_ptr<ResultsFile> results;
 
   bool is_on_ground() const { return outcome.held.empty(); }
@@ -133,7 +133,7 @@ std::vector<Task> read_tasks(const RunOptions& options, const std::vector<Result
     tasks.push_back({Trajectory(std::move(motion), penalty), paths[i], std::move(outcome), {}, {}});
     if (!tasks.back().is_on_ground()) continue;
     Task& task = tasks.back();
-    task.phases = contact_phases(task.trajectory, *ground, contacts, system);
+    task.shares = contact_shares(task.trajectory, *ground, contacts, system);
     task.outcome.ground_summary.emplace(*ground, system);
   }
   return tasks;
@@ -157,7 +157,7 @@ void run(Task& task, Worker& worker, const Ground* stands_on, std::atomic<Eigen:
     std::optional<Standing> standing;
     const auto start = std::chrono::steady_clock::now();
     if (ground != nullptr) {
-      standing = worker.on_ground->run(system, state, task.phases, static_cast<std::size_t>(sample));
+      standing = worker.on_ground->run(system, state, task.shares, static_cast<std::size_t>(sample));
     } else {
       run_cycle(system, state);
     }

@@ -74,7 +74,10 @@ void require_apart(const char* name, std::array<Dimension, 3> dimensions) {
 
 /// Without tiles, those of sixteen states follow each other like the states; of fewer there is only one.
 template <typename Numbers, typename Array>
-Numbers in_floats(const Array& array, std::ptrdiff_t n) {
+Numbers checked(const Array& array, const char* name, std::ptrdiff_t n, int count, bool is_written) {
+  const auto strides = dimensions(array, n, count);
+  require_addresses(array, name, strides);
+  if (is_written) require_apart(name, strides);
   const std::ptrdiff_t state = array.state / float_size;
   const std::ptrdiff_t of_states = n > tile_size ? tile_size * state : 0;
   return {array.data, state, array.number / float_size, array.tile != 0 ? array.tile / float_size : of_states};
@@ -98,16 +101,12 @@ void require_body(int body) {
 Input checked_input(const korvel_batch_input* input, const char* name, std::ptrdiff_t n, int count) {
   require_pointer(input, name);
   if (input->data == nullptr) refuse(KORVEL_BATCH_NULL, name, " has no data");
-  require_addresses(*input, name, dimensions(*input, n, count));
-  return in_floats<Input>(*input, n);
+  return checked<Input>(*input, name, n, count, false);
 }
 
 Output checked_output(const korvel_batch_output* output, const char* name, std::ptrdiff_t n, int count) {
   if (output == nullptr || output->data == nullptr) return {};
-  const auto strides = dimensions(*output, n, count);
-  require_addresses(*output, name, strides);
-  require_apart(name, strides);
-  return in_floats<Output>(*output, n);
+  return checked<Output>(*output, name, n, count, true);
 }
 
 const float* checked_armature(const float* armature) {

@@ -209,7 +209,7 @@ int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t n, const korvel_b
     Call call(batch, n, q, dq, wrenches, wrench_count);
     call.masses.armature = checked_armature(armature);
     call.given.ddq = call.coordinates(ddq, "ddq");
-    const Output wanted = call.output(forces, "forces", coordinate_count);
+    const Output wanted = call.output(forces, "forces");
     compute_with_sums(call, ForceSums{}, sums, [&](const Stretch& states, ForceSums* of_stretch) {
       call.kernels().dynamics(call.masses, states, call.given, {wanted, of_stretch});
     });
@@ -222,12 +222,11 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
   return status_of([&] {
     Call call(batch, n, q, dq, nullptr, 0);
     call.given.ddq = call.coordinates(ddq, "ddq");
-    const std::shared_ptr<const Ground> stood_on = checked_ground(ground, n);
-    const GroundTable table = table_of(*stood_on);
+    const GroundTable table = checked_ground(ground, n);
     const int soles = static_cast<int>(ground->sole_count);
     const korvel_batch_stand_results none{};
     const korvel_batch_stand_results& r = results == nullptr ? none : *results;
-    const StandResults wanted{call.output(&r.forces, "forces", coordinate_count),
+    const StandResults wanted{call.output(&r.forces, "forces"),
                               call.output(&r.loads, "loads", 6 * soles),
                               call.output(&r.pressure, "pressure", 2 * soles),
                               call.output(&r.zmp, "zmp", 2),

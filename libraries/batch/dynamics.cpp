@@ -42,7 +42,7 @@ int korvel_batch_dynamics_derivatives(const korvel_batch* batch, ptrdiff_t n, co
     call.given.ddq = call.coordinates(ddq, "ddq");
     require_pointer(results, "results");
     call.run(&KernelSet::derivatives,
-             DerivativeResults{call.output(&results->forces, "forces", coordinate_count),
+             DerivativeResults{call.output(&results->forces, "forces"),
                                call.output(&results->position_packed, "position_packed", position_entry_count),
                                call.output(&results->velocity_packed, "velocity_packed", velocity_entry_count),
                                call.output(&results->position, "position", dense_numbers),
@@ -59,10 +59,9 @@ int korvel_batch_dynamics_gradient(const korvel_batch* batch, ptrdiff_t n, const
     call.given.ddq = call.coordinates(ddq, "ddq");
     call.given.of_forces = call.coordinates(weights, "weights");
     require_pointer(results, "results");
-    call.run(&KernelSet::gradient, GradientResults{call.output(&results->forces, "forces", coordinate_count),
-                                                   call.output(&results->by_q, "by_q", coordinate_count),
-                                                   call.output(&results->by_dq, "by_dq", coordinate_count),
-                                                   call.output(&results->by_ddq, "by_ddq", coordinate_count)});
+    call.run(&KernelSet::gradient,
+             GradientResults{call.output(&results->forces, "forces"), call.output(&results->by_q, "by_q"),
+                             call.output(&results->by_dq, "by_dq"), call.output(&results->by_ddq, "by_ddq")});
   });
 }
 
@@ -76,8 +75,7 @@ int korvel_batch_forward_dynamics(const korvel_batch* batch, ptrdiff_t n, const 
     call.masses.armature = checked_armature(armature);
     require_pointer(results, "results");
     call.run(&KernelSet::forward_dynamics,
-             ForwardResults{call.output(&results->ddq, "ddq", coordinate_count),
-                            call.output(&results->residual, "residual", coordinate_count)});
+             ForwardResults{call.output(&results->ddq, "ddq"), call.output(&results->residual, "residual")});
   });
 }
 

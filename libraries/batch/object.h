@@ -40,12 +40,13 @@ struct Call {
   }
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
+  ~Call() = default;
 
   Input coordinates(const korvel_batch_input* input, const char* name) const {
     return checked_input(input, name, count, coordinate_count);
   }
   /// Null, or without data, if it is not wanted.
-  Output output(const korvel_batch_output* output, const char* name, int numbers) {
+  Output output(const korvel_batch_output* output, const char* name, int numbers = coordinate_count) {
     const Output result = checked_output(output, name, count, numbers);
     has_result = has_result || result.data != nullptr;
     return result;

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "batch/arguments.h"
@@ -14,20 +13,7 @@
 
 namespace korvel::batch {
 
-class Ground {
- public:
-  Ground(double height, const std::vector<contact::Sole>& soles, const Input& contact)
-      : height_(height), soles_(soles), contact_(contact) {}
-
-  GroundTable table() const { return {height_, soles_.table(), contact_}; }
-
- private:
-  double height_;
-  contact::TabulatedSoles soles_;
-  Input contact_;
-};
-
-std::shared_ptr<const Ground> checked_ground(const korvel_batch_ground* ground, std::ptrdiff_t n) {
+GroundTable checked_ground(const korvel_batch_ground* ground, std::ptrdiff_t n) {
   require_pointer(ground, "ground");
   if (!std::isfinite(ground->height)) refuse(KORVEL_BATCH_VALUE, "height is not finite");
   if (ground->sole_count < 1 || ground->sole_count > body_count) {
@@ -63,9 +49,7 @@ std::shared_ptr<const Ground> checked_ground(const korvel_batch_ground* ground, 
   if (ground->contact.data != nullptr) {
     contact = checked_input(&ground->contact, "contact", n, static_cast<int>(ground->sole_count));
   }
-  return std::make_shared<const Ground>(static_cast<double>(ground->height), soles, contact);
+  return {static_cast<double>(ground->height), contact::table_of(soles), contact};
 }
-
-GroundTable table_of(const Ground& ground) { return ground.table(); }
 
 }  // namespace korvel::batch

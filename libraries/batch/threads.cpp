@@ -12,14 +12,9 @@
 namespace korvel::batch {
 
 int usable_processors() noexcept {
-  // Machines with more processors than a fixed set has bits answer to a larger one.
-  for (int bits = CPU_SETSIZE; bits <= 64 * CPU_SETSIZE; bits *= 2) {
-    const std::unique_ptr<cpu_set_t, void (*)(cpu_set_t*)> set(CPU_ALLOC(static_cast<std::size_t>(bits)),
-                                                               [](cpu_set_t* s) { CPU_FREE(s); });
-    const std::size_t size = CPU_ALLOC_SIZE(static_cast<std::size_t>(bits));
-    if (set != nullptr && sched_getaffinity(0, size, set.get()) == 0) return CPU_COUNT_S(size, set.get());
-  }
-  return 1;
+  // One set has room for 1024 processors, which large machines have more of.
+  cpu_set_t sets[64];
+  return sched_getaffinity(0, sizeof sets, sets) == 0 ? CPU_COUNT_S(sizeof sets, sets) : 1;
 }
 
 namespace {

@@ -1,7 +1,8 @@
 #pragma once
 
-/// The forces of `distribute`, for one load or for one in each lane. Loads have the length one, lengths are in units of
-/// moment_length, and moments are about one point.
+/// The forces of NearestForces, for one load or for one in each lane.
+
+#include <vector>
 
 #include "contact/friction_cone.h"
 #include "contact/wrench_matrix.h"
@@ -12,7 +13,7 @@ namespace korvel::contact {
 template <typename Number>
 struct LoadedPoint {
   Vector3T<Number> arm;
-  Number compliance;   ///< 0 if the point does not bear
+  Number compliance;   ///< its share of the load, relative to that of the others; 0 if the point does not bear
   Vector3T<Number> v;  ///< before projection
   Vector3T<Number> force;
 };
@@ -35,60 +36,47 @@ class ForceIteration {
   /// With it, less than any check notices is left of a load that can be borne.
   static constexpr double least_eps = 1e-10;
 
-  /// For points with these coefficients of friction, which outlive it.
-  ForceIteration(const double* frictions, int count) : frictions_(frictions), count_(count), points_(count) {}
+  explicit ForceIteration(const std::vector<double>& frictions) {
+    for (const double friction : frictions) points_.emplace_back().cone = {friction};
+  }
 
   /// Begins in all lanes where every point is within its cone.
-  void begin(const Wrench& load, const LoadedPoint<Number>* points) noexcept {
+  void begin(const Wrench& load, const LoadedPoint<Number>* points, double first_rho) noexcept {
     w_ = load;
-    for (int i = 0; i < count_; ++i) {
-      points_[i].load = points[i];
-      points_[i].projection.is_zero = Number(1) < Number(0);
-      points_[i].projection.is_inside = Number(0) < Number(1);
-      points_[i].projection.x = points_[i].projection.y = points_[i].projection.roundness = Number(0);
+    for (Point& point : points_) {
+      point.load = *points++;
+      point.projection.is_zero = Number(1) < Number(0);
+      point.projection.is_inside = !point.projection.is_zero;
     }
     eps = Number(least_eps);
-    rho = Number(direct_rho);
-    steps = Number(0);
+    rho = Number(first_rho);
+    share = Number(1);
+  }
+  /// The forces of the first step, in all lanes, and where the next one begins.
+  void give(LoadedPoint<Number>* points) const noexcept {
+    for (const Point& point : points_) {
+      points->v = point.load.v;
+      points++->force = point.next;
+    }
   }
 
   /// Goes on in one lane where another iteration is after its first step.
   void take_lane(const Wrench& load, const LoadedPoint<Number>* points, int from, int to) noexcept {
     copy_lane<Number>(load, from, w_, to);
-    for (int i = 0; i < count_; ++i) copy_lane<Number>(points[i], from, points_[i].load, to);
-    put_lane(eps, to, least_eps);
-    put_lane(rho, to, direct_rho);
-    put_lane(steps, to, 1);
+    for (Point& point : points_) copy_lane<Number>(*points++, from, point.load, to);
   }
   void give_lane(LoadedPoint<Number>* points, int from, int to) const noexcept {
-    for (int i = 0; i < count_; ++i) copy_lane<Number>(points_[i].load, from, points[i], to);
+    for (const Point& point : points_) copy_lane<Number>(point.load, from, *points++, to);
   }
-  /// The forces of the last step, in all lanes, and where the next one begins.
-  void give(LoadedPoint<Number>* points) const noexcept {
-    for (int i = 0; i < count_; ++i) {
-      points[i].v = points_[i].load.v;
-      points[i].force = points_[i].next;
-    }
-  }
-
-  /// Where it begins in the lanes of a mask: at the same force before projection in all points.
-  void restart(const Mask& where, const Vector& v) noexcept {
-    for (int i = 0; i < count_; ++i) {
-      Vector& at = points_[i].load.v;
-      at = {select(where, v.x, at.x), select(where, v.y, at.y), select(where, v.z, at.z)};
-    }
-  }
-  /// After v has been set from outside.
+  /// After take_lane().
   void project() noexcept {
-    for (int i = 0; i < count_; ++i) points_[i].projection = FrictionCone{frictions_[i]}.nearest(points_[i].load.v);
+    for (Point& point : points_) point.projection = point.cone.nearest(point.load.v);
   }
 
   /// Computes the forces of a Newton step.
   [[gnu::flatten]] void step() noexcept {
-    WrenchMatrix<Number> H;
-    typename WrenchMatrix<Number>::Sums sums;
-    for (int i = 0; i < count_; ++i) {
-      Point& point = points_[i];
+    metapod::Spatial::InertiaT<Number> inside;
+    for (Point& point : points_) {
       const Number& D = point.load.compliance;
       const Mask bears = D > Number(0);
       const Number c = D / eps;
@@ -96,120 +84,119 @@ class ForceIteration {
       point.rho = point.share * c;
       point.inside = select(point.projection.is_inside, c, Number(0));
       point.along = point.around = Number(0);
-      sums.add(point.inside, point.load.arm);
+      inside = inside + metapod::Spatial::InertiaT<Number>::from_center_of_mass(point.inside, point.load.arm, {});
     }
-    H.set(sums);
+    WrenchMatrix<Number> H(inside);
     is_curved_ = false;
-    for (int i = 0; i < count_; ++i) add_surface(points_[i], frictions_[i], H);
+    for (Point& point : points_) add_surface(point, H);
     H.factorise();
     z_ = H.solve(w_);
     Wrench rest = w_ - z_;
-    for (int i = 0; i < count_; ++i) {
-      Point& point = points_[i];
-      point.next = forced(point, frictions_[i], z_);
+    for (Point& point : points_) {
+      point.next = forced(point, z_);
       rest = rest - wrench_of(point.load.arm, point.next);
     }
     // Once more for what rounding has left.
     const Wrench dz = H.solve(rest);
     z_ = z_ + dz;
-    for (int i = 0; i < count_; ++i) points_[i].next = points_[i].next + forced(points_[i], frictions_[i], dz);
+    for (Point& point : points_) point.next = point.next + forced(point, dz);
   }
 
-  /// Goes a share of the way to them.
-  [[gnu::flatten]] void advance(double share = 1) noexcept {
+  /// Goes a share of the way to them, and lets eps fall as fast as the forces follow.
+  [[gnu::flatten]] void advance() noexcept {
     Number far_square(0);
     Number change_square(0);
-    is_settled = Number(0) < Number(1);
-    for (int i = 0; i < count_; ++i) {
-      Point& point = points_[i];
-      const Vector change = point.next - point.load.force;
-      change_square = larger(change_square, dot(change, change));
-      point.load.force = point.next;
+    Mask is_settled = Number(0) < Number(1);
+    for (Point& point : points_) {
       const Vector to = (Number(1) - point.share) * point.next + point.rho * felt_at(point.load.arm, z_);
-      point.load.v = share < 1 ? point.load.v + Number(share) * (to - point.load.v) : to;
-      const ConeProjection<Number> projection = FrictionCone{frictions_[i]}.nearest(point.load.v);
+      point.load.v = (Number(1) - share) * point.load.v + share * to;
+      const ConeProjection<Number> projection = point.cone.nearest(point.load.v);
       const Vector off = point.next - projection.force;
       far_square = larger(far_square, dot(off, off));
+      const Vector change = projection.force - point.load.force;
+      change_square = larger(change_square, dot(change, change));
       const ConeProjection<Number>& before = point.projection;
-      is_settled = both(is_settled,
-                        either(both(before.is_zero, projection.is_zero), both(before.is_inside, projection.is_inside)));
+      is_settled = is_settled && ((before.is_zero && projection.is_zero) || (before.is_inside && projection.is_inside));
       point.projection = projection;
+      point.load.force = projection.force;
     }
-    far = square_root(far_square);
-    changed = square_root(change_square);
-    steps = steps + Number(1);
+    nearness = Number(0.01) * square_root(far_square);
+    const Number least(least_eps);
+    const Number least_square(1e-22);
+    // How far the forces are does not show it alone: with a small rho it does not show which of many are the least
+    // ones.
+    has_arrived = far_square < least_square && (is_settled || change_square < least_square);
+    // Smaller steps come so near to the forces of a load that cannot be borne, and rounding may let them no nearer.
+    const Number largest_far = Number(2e-7) * smaller(rho, Number(1)) * missing();
+    const Number largest_change = Number(1e-6) * missing();
+    has_arrived = has_arrived || (share < Number(1) && far_square < largest_far * largest_far &&
+                                  change_square < largest_change * largest_change);
+    has_arrived = has_arrived && eps <= least;
+    eps = smaller(eps, larger(larger(least, fall * eps), nearness));
   }
 
   /// Whether all forces of the step lie in their cones as they are.
   Mask is_inside() const noexcept {
     Mask inside = Number(0) < Number(1);
-    for (int i = 0; i < count_; ++i) {
-      const Vector& f = points_[i].next;
-      const Number most = frictions_[i] * f.z;
-      inside = both(inside, both(f.z >= Number(0), f.x * f.x + f.y * f.y <= most * most));
+    for (const Point& point : points_) {
+      const Vector& f = point.next;
+      const Number most = point.cone.friction * f.z;
+      inside = inside && f.z >= Number(0) && f.x * f.x + f.y * f.y <= most * most;
     }
     return inside;
   }
 
-  /// How far the forces are does not show it alone: with a small rho it does not show which of many are the least ones.
-  Mask has_arrived() const noexcept {
-    const Number least(1e-11);
-    return both(both(eps <= Number(least_eps), far < least), either(is_settled, changed < least));
-  }
+  Number missing() const noexcept { return square_root(dot(z_, z_)); }
 
-  Number missing() const noexcept { return square_root(square(z_)); }
-
-  // Numbers of each lane: eps and rho, which its schedule sets; the number of steps; how far forces are from those of
-  // v, how much they changed in the last step, and whether all pieces stayed as they are and none is a surface.
-  Number eps{}, rho{}, steps{}, far{}, changed{};
-  Mask is_settled{};
-  static constexpr double direct_rho = 1e4;
+  // Numbers of each lane that the schedule sets: eps, the least share of it that is left after a step, rho, and the
+  // share of a step that is gone.
+  Number eps{}, fall{}, rho{}, share{};
+  Number nearness{};   ///< an eps that fits how far the forces of the last step are from those of v
+  Mask has_arrived{};  ///< with the last step
 
  private:
   struct Point {
+    FrictionCone cone;
     LoadedPoint<Number> load;
     ConeProjection<Number> projection;  ///< of v
     Number inside, along, around;       ///< factors of M
     Number share, rho;                  ///< rho / c, and rho
     Vector next;                        ///< the force of the step
 
-    Vector edge(double friction) const noexcept {
-      return {friction * projection.x, friction * projection.y, Number(1)};
-    }
+    Vector edge() const noexcept { return {cone.friction * projection.x, cone.friction * projection.y, Number(1)}; }
     Vector across() const noexcept { return {-projection.y, projection.x, Number(0)}; }
   };
 
   /// Adds a point to H in the lanes in which v is nearest to the surface of its cone. It is left out if there are none:
   /// that changes signs of zeros in the other lanes, which no result shows.
-  void add_surface(Point& point, double friction, WrenchMatrix<Number>& H) noexcept {
-    const Mask on_surface = opposite(either(point.projection.is_zero, point.projection.is_inside));
+  void add_surface(Point& point, WrenchMatrix<Number>& H) noexcept {
+    const Mask on_surface = !(point.projection.is_zero || point.projection.is_inside);
     if (!any(on_surface)) return;
     is_curved_ = true;
     const Number zero(0);
     const Number& k = point.projection.roundness;
+    const double friction = point.cone.friction;
     const Number along = Number(1 / (1 + friction * friction)) * (point.load.compliance / eps);
     point.along = select(on_surface, along, zero);
     point.around = select(on_surface, point.rho * k / (Number(1) - (Number(1) - point.share) * k), zero);
-    H.add(point.along, wrench_of(point.load.arm, point.edge(friction)));
+    H.add(point.along, wrench_of(point.load.arm, point.edge()));
     H.add(point.around, wrench_of(point.load.arm, point.across()));
   }
 
   /// M times z as it is felt at a point. Never by M as a matrix: its rounding would push forces off the edges of cones.
-  Vector forced(const Point& point, double friction, const Wrench& z) const noexcept {
+  Vector forced(const Point& point, const Wrench& z) const noexcept {
     const Vector felt = felt_at(point.load.arm, z);
     Vector within = point.inside * felt;
     if (!is_curved_) return within;
-    const Vector edge = point.edge(friction);
+    const Vector edge = point.edge();
     const Vector across = point.across();
     return within + (point.along * dot(edge, felt)) * edge +
            (point.around * (across.x * felt.x + across.y * felt.y)) * across;
   }
 
-  const double* frictions_;
-  int count_;
   Wrench w_{}, z_{};
   bool is_curved_ = false;  ///< whether a point is on the surface of its cone in any lane
-  ArrayOf<Point> points_;
+  std::vector<Point> points_;
 };
 
 }  // namespace korvel::contact

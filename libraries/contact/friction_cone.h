@@ -30,21 +30,20 @@ struct FrictionCone {
     const Number zero(0);
     const Number tangential = square_root(v.x * v.x + v.y * v.y);
     const MaskOf<Number> is_zero = friction * tangential <= -v.z;
-    const MaskOf<Number> is_inside = both(opposite(is_zero), tangential <= friction * v.z);
+    const MaskOf<Number> is_inside = !is_zero && tangential <= friction * v.z;
     // On the surface, along the edge, where there is a direction in the ground.
     const Number per_tangential = Number(1) / select(tangential > zero, tangential, Number(1));
     const Number x = v.x * per_tangential;
     const Number y = v.y * per_tangential;
     const Number f_z = Number(1 / (1 + friction * friction)) * (friction * tangential + v.z);
-    const auto piece = [&](const Number& inside, const Number& on_surface) {
-      return select(is_zero, zero, select(is_inside, inside, on_surface));
-    };
+    const Vector3T<Number> none{zero, zero, zero};
+    const Vector3T<Number> on_surface{friction * f_z * x, friction * f_z * y, f_z};
     return {is_zero,
             is_inside,
             x,
             y,
             friction * f_z * per_tangential,
-            {piece(v.x, friction * f_z * x), piece(v.y, friction * f_z * y), piece(v.z, f_z)}};
+            select(is_zero, none, select(is_inside, v, on_surface))};
   }
 };
 

@@ -7,9 +7,9 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <memory>
 
 #include "metapod/spatial/pack.h"
+#include "metapod/spatial/vector3.h"
 
 namespace korvel::contact {
 
@@ -18,6 +18,10 @@ template <int n>
 struct MaskLanes {
   using Register = metapod::Spatial::Lanes<long long, n / 2>;
   Register low, high;
+
+  friend MaskLanes operator&&(MaskLanes a, MaskLanes b) noexcept { return {a.low & b.low, a.high & b.high}; }
+  friend MaskLanes operator||(MaskLanes a, MaskLanes b) noexcept { return {a.low | b.low, a.high | b.high}; }
+  friend MaskLanes operator!(MaskLanes a) noexcept { return {~a.low, ~a.high}; }
 };
 
 /// Two registers, because a vector that is wider than a register goes by way of memory.
@@ -49,6 +53,10 @@ struct DoubleLanes {
   friend Mask operator<=(DoubleLanes a, DoubleLanes b) noexcept { return {a.low <= b.low, a.high <= b.high}; }
   friend Mask operator>(DoubleLanes a, DoubleLanes b) noexcept { return b < a; }
   friend Mask operator>=(DoubleLanes a, DoubleLanes b) noexcept { return b <= a; }
+  /// a where the condition is true, b elsewhere.
+  friend DoubleLanes select(Mask where, DoubleLanes a, DoubleLanes b) noexcept {
+    return {where.low ? a.low : b.low, where.high ? a.high : b.high};
+  }
 };
 
 template <typename Number>
@@ -65,37 +73,26 @@ using MaskOf = typename MaskOfNumber<Number>::type;
 template <typename Number>
 inline constexpr int lane_count = sizeof(Number) / sizeof(double);
 
-inline bool both(bool a, bool b) noexcept { return a && b; }
-inline bool either(bool a, bool b) noexcept { return a || b; }
-inline bool opposite(bool a) noexcept { return !a; }
 inline bool any(bool a) noexcept { return a; }
 inline double select(bool where, double a, double b) noexcept { return where ? a : b; }
 inline double square_root(double x) noexcept { return std::sqrt(x); }
 
-template <int n>
-MaskLanes<n> both(MaskLanes<n> a, MaskLanes<n> b) noexcept {
-  return {a.low & b.low, a.high & b.high};
+template <typename Mask>
+metapod::Spatial::Zero select(const Mask& /*where*/, metapod::Spatial::Zero, metapod::Spatial::Zero) noexcept {
+  return {};
 }
-template <int n>
-MaskLanes<n> either(MaskLanes<n> a, MaskLanes<n> b) noexcept {
-  return {a.low | b.low, a.high | b.high};
+template <typename Mask, typename X, typename Y, typename Z>
+metapod::Spatial::VectorOf<X, Y, Z> select(const Mask& where, const metapod::Spatial::VectorOf<X, Y, Z>& a,
+                                           const metapod::Spatial::VectorOf<X, Y, Z>& b) noexcept {
+  return {select(where, a.x, b.x), select(where, a.y, b.y), select(where, a.z, b.z)};
 }
-template <int n>
-MaskLanes<n> opposite(MaskLanes<n> a) noexcept {
-  return {~a.low, ~a.high};
-}
+
 template <int n>
 bool any(MaskLanes<n> a) noexcept {
   const typename MaskLanes<n>::Register together = a.low | a.high;
   long long bits = 0;
   for (int i = 0; i < n / 2; ++i) bits |= together[i];
   return bits != 0;
-}
-
-/// a where the condition is true, b elsewhere.
-template <int n>
-DoubleLanes<n> select(MaskLanes<n> where, DoubleLanes<n> a, DoubleLanes<n> b) noexcept {
-  return {where.low ? a.low : b.low, where.high ? a.high : b.high};
 }
 
 template <int n>
@@ -140,20 +137,5 @@ void copy_lane(const Value& from, int lane_from, Value& to, int lane_to) noexcep
   char* target = reinterpret_cast<char*>(&to) + static_cast<std::size_t>(lane_to) * sizeof(double);
   for (std::size_t i = 0; i < sizeof(Value); i += sizeof(Number)) std::memcpy(target + i, source + i, sizeof(double));
 }
-
-/// Values whose number is known when the program runs.
-template <typename Value>
-class ArrayOf {
- public:
-  explicit ArrayOf(int count) : values_(std::make_unique<Value[]>(static_cast<std::size_t>(count))) {}
-
-  Value* data() noexcept { return values_.get(); }
-  const Value* data() const noexcept { return values_.get(); }
-  Value& operator[](int i) noexcept { return values_.get()[i]; }
-  const Value& operator[](int i) const noexcept { return values_.get()[i]; }
-
- private:
-  std::unique_ptr<Value[]> values_;
-};
 
 }  // namespace korvel::contact

@@ -1,139 +1,155 @@
 #pragma once
 
-/// The forces of `distribute` for many loads, with one in each lane.
-
-#include <cstddef>
+#include <algorithm>
 #include <vector>
 
 #include "contact/force_iteration.h"
 
 namespace korvel::contact {
 
-/// A load in each lane, of length one and about one point. Lanes that are not finite get forces that are
-/// no numbers.
+/// A load in each lane, in units of the weight and of moment_length and about one point, and the points that have to
+/// bear it. Lanes that are not finite get forces that are no numbers.
 template <typename Number>
-struct LoadsInLanes {
-  WrenchT<Number> load;
-  LoadedPoint<Number>* points;
+struct Loads {
+  void set(const WrenchT<Number>& load) noexcept {
+    size = square_root(dot(load, load));
+    unit = Number(1) / select(size > Number(0), size, Number(1)) * load;
+  }
+  /// The part of the load that the forces do not give, by its length.
+  Number residual() const noexcept {
+    WrenchT<Number> missing = unit;
+    for (const LoadedPoint<Number>& point : points) missing = missing - wrench_of(point.arm, point.force);
+    return size * square_root(dot(missing, missing));
+  }
+
+  WrenchT<Number> unit{};                   ///< the load by its length
+  Number size{};                            ///< its length
+  std::vector<LoadedPoint<Number>> points;  ///< with the forces for the unit load
 };
 
-/// Distributes a load whose forces the iteration has not found: slowly, and always. Its numbers, and those of its
-/// points as LoadedPoint has them, stand at every `stride`-th double.
-void distribute_slowly(const double* load, double* points, std::ptrdiff_t stride, const double* frictions, int count);
-
+/// Distributes loads over points, each force within the friction cone of its point: of all forces that give the load,
+/// those with the least sum of |f_i|^2 / compliance_i. How a load that several points could bear is split is a choice;
+/// this one changes continuously with the load and puts it evenly where the compliances are even.
+///
+/// With A_i the map from a force at point i to its wrench and eps = 1e-10 they minimise
+///
+///   |sum_i A_i f_i - w|^2 + eps sum_i |f_i|^2 / compliance_i
+///
+/// over forces in their cones. The cones are round: nothing depends on a direction in the ground. Where the ground
+/// cannot bear w, the forces are the nearest that it can. With compliances of less than
+/// `least_compliance` they are no longer found with certainty.
+///
+/// ForceIteration finds them in one step if all are within their cones, and mostly in less than ten otherwise. About
+/// one hard load in thirty takes slower steps, until it meets Moreau's conditions for the nearest forces.
+///
+/// Source  L. Qi, J. Sun, A nonsmooth version of Newton's method, 1993; for the conditions J. J. Moreau, a cone and its
+///         polar, 1962
 template <typename Number>
 class NearestForces {
  public:
-  /// For points with these coefficients of friction, which outlive it.
-  NearestForces(const double* frictions, int count)
-      : frictions_(frictions), count_(count), first_(frictions, count), rest_(frictions, count) {}
+  /// For points with these coefficients of friction.
+  explicit NearestForces(const std::vector<double>& frictions) : first_(frictions), rest_(frictions) {}
 
-  /// Writes the forces of the points of all loads, each within its cone.
-  void find(LoadsInLanes<Number>* loads, int blocks) {
+  /// Writes the forces of the points of all loads.
+  void find(Loads<Number>* const* loads, int count) {
     pending_.clear();
-    for (int b = 0; b < blocks; ++b) {
-      first_.begin(loads[b].load, loads[b].points);
+    for (int l = 0; l < count; ++l) {
+      Loads<Number>& at = *loads[l];
+      first_.begin(at.unit, at.points.data(), ways[0].rho);
       first_.step();
-      const auto is_open = both(opposite(first_.is_inside()), square(loads[b].load) < Number(2));
+      const Mask is_open = !first_.is_inside() && dot(at.unit, at.unit) < Number(2);
       if (any(is_open)) first_.advance();
-      first_.give(loads[b].points);
+      first_.give(at.points.data());
       for (int lane = 0; lane < lanes; ++lane) {
-        if (lane_of(is_open, lane)) pending_.push_back({b, lane});
+        if (lane_of(is_open, lane)) pending_.push_back({&at, lane, 0, 1});
       }
     }
-    iterate(loads);
-    for (int b = 0; b < blocks; ++b) {
-      for (int i = 0; i < count_; ++i) {
-        Vector3T<Number>& force = loads[b].points[i].force;
-        force = FrictionCone{frictions_[i]}.nearest(force).force;
-      }
-    }
+    iterate();
   }
 
  private:
   using Mask = MaskOf<Number>;
   static constexpr int lanes = lane_count<Number>;
 
-  /// Steps after which what is found in most cases is not found, and those after which it will not be.
-  static constexpr double direct_steps = 12;
-  static constexpr double restart_step = 20;
-  static constexpr double most_steps = 60;
+  /// How an iteration goes: its rho, the share of eps that is left after a step at least, the share of a step that it
+  /// goes, and after how many steps another way is tried.
+  struct Way {
+    double rho, fall, share, steps;
+  };
+  /// Directly at the least eps. If the ground cannot bear the load, or that takes long, from a larger eps down. Where
+  /// full steps run in circles, smaller ones arrive: all ways but the first take turns, with ever smaller steps.
+  static constexpr Way ways[] = {{1e4, 1, 1, 9},     {1, 1e-3, 1, 18},       {100, 0.1, 0.9, 30}, {1, 0.1, 0.9, 30},
+                                 {10, 0.3, 0.8, 50}, {0.03, 0.03, 0.9, 200}, {100, 0.3, 0.4, 200}};
+  static constexpr int way_count = sizeof ways / sizeof *ways;
+  static constexpr double most_eps = 1e-2;
+  static constexpr double least_share = 0.1;  ///< no load among a million hard ones comes to that
 
-  struct Place {
-    int block = -1, lane = 0;
+  /// A load in one of its lanes, and how far the iteration of it has got.
+  struct Work {
+    Loads<Number>* loads = nullptr;
+    int lane = 0;
+    int way = 0;
+    double share = 1;
   };
 
   /// A lane that has arrived takes the next load, so that loads with many steps do not hold up the others.
-  void iterate(LoadsInLanes<Number>* loads) {
-    Place places[std::size_t{lanes}];
+  void iterate() {
+    Work works[std::size_t{lanes}];
     int working = 0;
-    bool is_refilled = false;
-    const auto refill = [&](int lane) {
-      places[lane] = {};
-      if (pending_.empty()) return false;
-      places[lane] = pending_.back();
-      pending_.pop_back();
-      const LoadsInLanes<Number>& from = loads[places[lane].block];
-      rest_.take_lane(from.load, from.points, places[lane].lane, lane);
-      is_refilled = true;
-      return true;
-    };
-    for (int lane = 0; lane < lanes; ++lane) working += refill(lane);
+    for (int lane = 0; lane < lanes; ++lane) working += begins(works[lane], lane);
+    rest_.project();
     while (working > 0) {
-      if (is_refilled) rest_.project();
-      is_refilled = false;
       rest_.step();
       rest_.advance();
-      const Mask found = rest_.has_arrived();
-      const Mask ended = either(found, rest_.steps >= Number(most_steps));
-      set_schedule(rest_);
+      steps_left_ = steps_left_ - Number(1);
+      const Mask is_in_vain = rest_.rho >= Number(ways[0].rho) && rest_.missing() > Number(1e-3);
+      const Mask ended = rest_.has_arrived || is_in_vain || steps_left_ <= Number(0);
       if (!any(ended)) continue;
+      const std::size_t waiting = pending_.size();
       for (int lane = 0; lane < lanes; ++lane) {
-        if (places[lane].block < 0 || !lane_of(ended, lane)) continue;
-        const LoadsInLanes<Number>& to = loads[places[lane].block];
-        rest_.give_lane(to.points, lane, places[lane].lane);
-        if (!lane_of(found, lane)) {
-          distribute_slowly(numbers_of(to.load) + places[lane].lane, numbers_of(to.points[0]) + places[lane].lane,
-                            lanes, frictions_, count_);
-        }
-        working -= !refill(lane);
+        Work& work = works[lane];
+        if (work.loads == nullptr || !lane_of(ended, lane)) continue;
+        if (!lane_of(rest_.has_arrived, lane) && goes_on(work, lane)) continue;
+        rest_.give_lane(work.loads->points.data(), lane, work.lane);
+        working -= !begins(work, lane);
       }
+      if (pending_.size() < waiting) rest_.project();
     }
   }
 
-  template <typename Value>
-  static auto numbers_of(Value& value) noexcept {
-    using Double = std::conditional_t<std::is_const_v<Value>, const double, double>;
-    return reinterpret_cast<Double*>(&value);
+  /// Whether there is another load for a lane.
+  bool begins(Work& work, int lane) {
+    work = {};
+    if (pending_.empty()) return false;
+    work = pending_.back();
+    pending_.pop_back();
+    rest_.take_lane(work.loads->unit, work.loads->points.data(), work.lane, lane);
+    go(work, lane, ForceIteration<Number>::least_eps);
+    return true;
   }
 
-  /// Directly at the least eps, with a large rho. If the ground cannot bear the load, or that takes long, from a larger
-  /// eps down, as fast as the forces follow; and if that takes long, from other forces and more slowly.
-  static void set_schedule(ForceIteration<Number>& at) noexcept {
-    constexpr double direct_rho = ForceIteration<Number>::direct_rho;
-    constexpr double restart_rho = 100;
-    const Number least(ForceIteration<Number>::least_eps);
-    const Number most(1e-2);
-    const Number nearness = Number(0.01) * at.far;
-    const Mask is_direct = at.rho >= Number(direct_rho);
-    const Mask turns = both(is_direct, either(at.missing() > Number(1e-3), at.steps >= Number(direct_steps)));
-    const Number fall = select(at.rho >= Number(restart_rho), Number(0.1), Number(1e-3));
-    const Number falling = smaller(at.eps, larger(larger(least, fall * at.eps), nearness));
-    at.eps = select(turns, smaller(larger(nearness, least), most), select(is_direct, at.eps, falling));
-    at.rho = select(turns, Number(1), at.rho);
-
-    const Mask restarts = both(at.steps >= Number(restart_step), at.steps <= Number(restart_step));
-    if (!any(restarts)) return;
-    at.eps = select(restarts, most, at.eps);
-    at.rho = select(restarts, Number(restart_rho), at.rho);
-    at.restart(restarts, {Number(0), Number(0), Number(1)});
-    at.project();
+  /// Whether there is another way for a load. It begins where the way before it has ended.
+  bool goes_on(Work& work, int lane) noexcept {
+    if (++work.way == way_count) {
+      work.way = 1;
+      work.share *= 0.9;
+    }
+    go(work, lane, std::clamp(lane_of(rest_.nearness, lane), ForceIteration<Number>::least_eps, most_eps));
+    return work.share > least_share;
   }
 
-  const double* frictions_;
-  int count_;
+  void go(const Work& work, int lane, double eps) noexcept {
+    const Way& way = ways[work.way];
+    put_lane(rest_.eps, lane, eps);
+    put_lane(rest_.fall, lane, way.fall);
+    put_lane(rest_.rho, lane, way.rho);
+    put_lane(rest_.share, lane, work.share * way.share);
+    put_lane(steps_left_, lane, way.steps);
+  }
+
   ForceIteration<Number> first_, rest_;
-  std::vector<Place> pending_;
+  Number steps_left_{};
+  std::vector<Work> pending_;
 };
 
 }  // namespace korvel::contact

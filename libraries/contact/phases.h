@@ -15,32 +15,18 @@ struct ContactBounds {
   /// A lowest corner that is so high and so fast.
   template <typename Number>
   MaskOf<Number> allow(const Number& corner_height, const Number& corner_speed) const noexcept {
-    return both(corner_height <= Number(height), corner_speed < Number(speed));
+    return corner_height <= Number(height) && corner_speed < Number(speed);
   }
 };
 
-/// The contact of one sole over the samples of a motion.
-class ContactPhases {
- public:
-  /// What was measured sample by sample: each for itself. Interruptions that are shorter than `duration` [s] are
-  /// closed, then contacts that are shorter are dropped, but for those at an end of the motion, of which nobody knows
-  /// how long they are. A sample counts from half the step before to half the step after it. `time` [s] increases.
-  static ContactPhases detected(const std::vector<double>& time, std::vector<bool> near_ground, double duration);
-  /// What somebody knows.
-  static ContactPhases given(const std::vector<double>& time, std::vector<bool> contact);
+/// The contact of a sole over the samples of a motion, from one that was measured in each sample for itself:
+/// interruptions that are shorter than `duration` [s] are closed, then contacts that are shorter are dropped, except
+/// for those at an end of the motion, of which nobody knows how long they are. A sample counts from half the step
+/// before to half the step after it. `time` [s] increases.
+std::vector<bool> steadied(const std::vector<double>& time, std::vector<bool> contact, double duration);
 
-  bool contact(std::size_t sample) const { return contact_[sample]; }
-  /// From 0 at touchdown smoothly up to 1 within `ramp` seconds, and down to 0 at lift-off; the ends of the motion are
-  /// neither. 0 without contact.
-  double share(std::size_t sample) const { return share_[sample]; }
-
-  static constexpr double ramp = 0.1;  // [s]
-
- private:
-  ContactPhases(const std::vector<double>& time, std::vector<bool> contact);
-
-  std::vector<bool> contact_;
-  std::vector<double> share_;
-};
+/// Its share in the load: from 0 at touchdown smoothly up to 1 within 0.1 s, and down to 0 at lift-off; the ends of the
+/// motion are neither. It is positive in all samples in contact, and 0 in the others.
+std::vector<double> contact_shares(const std::vector<double>& time, const std::vector<bool>& contact);
 
 }  // namespace korvel::contact

@@ -22,46 +22,31 @@ struct GeneralizedMotion {
 /// The first six rows of a mass matrix, one column per coordinate.
 using RootRows = Eigen::Matrix<double, 6, Eigen::Dynamic>;
 
-/// By these angles a joint is turned, forward and backward.
-struct Turn {
-  double near, far;  ///< [rad]
-};
-
 /// Weights of the differences between values at the near and at the far turns.
-inline const double near_weight = (std::sqrt(0.5) + 1) / 2;
-inline const double far_weight = (std::sqrt(0.5) - 1) / 2;
+inline const Eigen::Array2d turn_weights((std::sqrt(0.5) + 1) / 2, (std::sqrt(0.5) - 1) / 2);
 
-/// The turn with which these weights give `share`, from -1 to 1, times the derivative of any trigonometric polynomial
-/// of degree two,
+/// The angles by which a joint is turned forward and backward, a near and a far one [rad], with which the weights give
+/// `share`, from -1 to 1, times the derivative of any trigonometric polynomial of degree two,
 ///
 ///   2 (c1 sin near + c2 sin far) = share,   c1 sin 2 near + c2 sin 2 far = share,
 ///
 /// by Newton's method. A share of 1 is a double root, pi/4 and 3 pi/4.
-inline Turn turn_for(double share) {
+inline Eigen::Vector2d turn_for(double share) {
   const double quarter = std::atan(1.0);
   const double q = std::abs(share);
-  double near = q * quarter;
-  double far = 1.8 * q * quarter * (1 + 2 * q / 3);
-  if (!(q < 1)) far = 3 * quarter;
+  Eigen::Vector2d turn(quarter, 3 * quarter);
+  if (q < 1) turn = q * quarter * Eigen::Vector2d(1, 1.8 * (1 + 2 * q / 3));
   constexpr int most_steps = 40;
   for (int i = 0; i < most_steps && q < 1; ++i) {
-    const double sin_near = std::sin(near);
-    const double cos_near = std::cos(near);
-    const double sin_far = std::sin(far);
-    const double cos_far = std::cos(far);
-    const double single = 2 * (near_weight * sin_near + far_weight * sin_far) - q;
-    const double twice = 2 * (near_weight * sin_near * cos_near + far_weight * sin_far * cos_far) - q;
-    if (std::max(std::abs(single), std::abs(twice)) < 1e-15) break;
-    const double single_by_near = 2 * near_weight * cos_near;
-    const double single_by_far = 2 * far_weight * cos_far;
-    const double twice_by_near = 2 * near_weight * (2 * cos_near * cos_near - 1);
-    const double twice_by_far = 2 * far_weight * (2 * cos_far * cos_far - 1);
-    const double determinant = single_by_near * twice_by_far - single_by_far * twice_by_near;
-    if (!(std::abs(determinant) > 0)) break;
-    near -= (single * twice_by_far - twice * single_by_far) / determinant;
-    far -= (twice * single_by_near - single * twice_by_near) / determinant;
+    const Eigen::Array2d sine = turn.array().sin();
+    const Eigen::Array2d cosine = turn.array().cos();
+    const Eigen::Vector2d error((turn_weights * sine).sum() - q / 2, (turn_weights * sine * cosine).sum() - q / 2);
+    Eigen::Matrix2d derivative;
+    derivative << (turn_weights * cosine).transpose(), (turn_weights * (2 * cosine * cosine - 1)).transpose();
+    if (error.cwiseAbs().maxCoeff() < 5e-16 || !(std::abs(derivative.determinant()) > 0)) break;
+    turn -= derivative.inverse() * error;
   }
-  return share < 0 ? Turn{-near, -far} : Turn{near, far};
+  return share < 0 ? -turn : turn;
 }
 
 /// Joints that are turned at once: at most one of each limb. The k-th group has the k-th fastest joint of each; joints
@@ -103,25 +88,22 @@ Wrench required_wrench(const GeneralizedMotion& motion, const std::vector<int>& 
   const Eigen::VectorXd rates = nu.tail(motion.joint_pos.size());
   const RootRows mass = root_rows(motion.joint_pos);
   Eigen::Matrix<double, 6, 1> w = mass * motion.acceleration - mass.leftCols<3>() * motion.gravity_root;
-  Eigen::VectorXd near = motion.joint_pos;
-  Eigen::VectorXd far = near;
+  const auto momentum_at = [&](const auto& angles) -> Eigen::Matrix<double, 6, 1> { return root_rows(angles) * nu; };
   for (const std::vector<Eigen::Index>& group : groups_of(rates, limbs)) {
     const double fastest = std::abs(rates[group.front()]);
-    near.setZero();
-    far.setZero();
+    Eigen::MatrixX2d turns = Eigen::MatrixX2d::Zero(rates.size(), 2);
     double share = 1;
-    Turn turn = turn_for(share);
+    Eigen::Vector2d turn = turn_for(share);
     for (const Eigen::Index j : group) {
       // Left and right often move alike.
       const double of_joint = rates[j] / fastest;
       if (std::abs(of_joint - share) > 0) turn = turn_for(share = of_joint);
-      near[j] = turn.near;
-      far[j] = turn.far;
+      turns.row(j) = turn;
     }
-    const auto momentum_at = [&](const auto& angles) -> Eigen::Matrix<double, 6, 1> { return root_rows(angles) * nu; };
-    const Eigen::VectorXd& q = motion.joint_pos;
-    w += fastest * (near_weight * (momentum_at(q + near) - momentum_at(q - near)) +
-                    far_weight * (momentum_at(q + far) - momentum_at(q - far)));
+    for (const int k : {0, 1}) {
+      const Eigen::VectorXd& q = motion.joint_pos;
+      w += fastest * turn_weights[k] * (momentum_at(q + turns.col(k)) - momentum_at(q - turns.col(k)));
+    }
   }
   const Eigen::Matrix<double, 6, 1> momentum = mass * nu;
   const Eigen::Vector3d p = momentum.head<3>();

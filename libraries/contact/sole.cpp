@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "contact/wrench.h"
+
 namespace korvel::contact {
 
 namespace {
@@ -85,24 +87,15 @@ const Eigen::Vector3d& Sole::lowest_corner_body(const Eigen::Isometry3d& pose) c
   return *std::min_element(corners_body_.begin(), corners_body_.end(), lower);
 }
 
-TabulatedSoles::TabulatedSoles(const std::vector<Sole>& soles) {
+SoleTable table_of(const std::vector<Sole>& soles) {
+  SoleTable table;
   for (const Sole& sole : soles) {
-    const auto first = static_cast<int>(corners_body_.size());
-    for (const Eigen::Vector3d& corner : sole.corners_body()) {
-      corners_body_.push_back({corner.x(), corner.y(), corner.z()});
-      frictions_.push_back(sole.friction());
-    }
-    const Eigen::Vector3d& centre = sole.centre_body();
-    soles_.push_back({static_cast<int>(sole.body()),
-                      first,
-                      static_cast<int>(corners_body_.size()),
-                      {centre.x(), centre.y(), centre.z()}});
+    const std::size_t first = table.corners_body.size();
+    for (const Eigen::Vector3d& corner : sole.corners_body()) table.corners_body.push_back(plain(corner));
+    table.frictions.resize(table.corners_body.size(), sole.friction());
+    table.soles.push_back({static_cast<int>(sole.body()), first, table.corners_body.size(), plain(sole.centre_body())});
   }
-}
-
-SoleTable TabulatedSoles::table() const {
-  return {soles_.data(), static_cast<int>(soles_.size()), corners_body_.data(), frictions_.data(),
-          static_cast<int>(corners_body_.size())};
+  return table;
 }
 
 }  // namespace korvel::contact

@@ -34,17 +34,6 @@ class Sole {
   Eigen::Vector3d normal_body_;
 };
 
-/// Soles as a table, which refers to this object.
-class TabulatedSoles {
- public:
-  explicit TabulatedSoles(const std::vector<Sole>& soles);
-
-  SoleTable table() const;
-
- private:
-  std::vector<SoleEntry> soles_;
-  std::vector<metapod::Spatial::Vector3T<double>> corners_body_;
-  std::vector<double> frictions_;
-};
+SoleTable table_of(const std::vector<Sole>& soles);
 
 }  // namespace korvel::contact

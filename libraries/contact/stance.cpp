@@ -1,72 +1,80 @@
 #include "contact/stance.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "contact/stance_in_lanes.h"
 
 namespace korvel::contact {
 
 namespace {
 
-Eigen::Vector2d in_ground(const GroundVector<double>& v) { return {v.x, v.y}; }
-Wrench wrench(const WrenchT<double>& w) { return {vector(w.force), vector(w.moment)}; }
+Eigen::Vector2d eigen(const GroundVector<double>& v) { return {v.x, v.y}; }
 
 PoseT<double> plain_pose(const Eigen::Isometry3d& pose) {
   const auto row = [&](int i) { return plain(Eigen::Vector3d(pose.linear().row(i))); };
   return {row(0), row(1), row(2), plain(Eigen::Vector3d(pose.translation()))};
 }
 
-/// The distance of the centre of pressure from the boundary of the corners that bear.
-double inside(const StanceInLanes<double>& at, const SoleEntry& entry, const GroundVector<double>& pressure) {
+/// The distance of a sole's centre of pressure from the boundary of its corners that bear.
+double inside(const StanceInLanes<double>& at, const SoleInLanes<double>& sole) {
   std::vector<GroundVector<double>> points;
-  for (int c = entry.first_corner; c < entry.end_corner; ++c) {
-    if (!(at.point(c).compliance > 0)) continue;
-    points.push_back({at.corner(c).x - pressure.x, at.corner(c).y - pressure.y});
+  for (std::size_t c = sole.entry->first_corner; c < sole.entry->end_corner; ++c) {
+    if (at.loads.points[c].compliance > 0) points.push_back(in_ground(at.place_of(c)) - sole.pressure);
   }
-  return points.empty() ? 0 : support_margin(points.data(), static_cast<int>(points.size())).distance;
+  return points.empty() ? 0 : support_margin(points).distance;
 }
 
 }  // namespace
 
-Eigen::Isometry3d rigid(const Eigen::Isometry3d& pose) {
-  const PoseT<double> found = rigid(plain_pose(pose));
-  Eigen::Isometry3d result = pose;
-  result.linear() << vector(found.row0).transpose(), vector(found.row1).transpose(), vector(found.row2).transpose();
+Stance stance(const StanceProblem& problem) {
+  const auto& [soles, states, required_world, com_world, ground, weight, level] = problem;
+  const SoleTable table = table_of(soles);
+  StanceInLanes<double> at(table);
+  for (std::size_t i = 0; i < soles.size(); ++i) {
+    at.place(at.soles[i], plain_pose(states[i].pose_world));
+    at.soles[i].share = states[i].share;
+  }
+  at.prepare({{plain(required_world.force), plain(required_world.moment)}, plain(com_world), ground, weight, level});
+  Loads<double>* const loads = &at.loads;
+  NearestForces<double>(table.frictions).find(&loads, 1);
+  at.conclude();
+
+  Stance result{static_cast<Verdict>(at.verdict), at.residual, {}, eigen(at.zmp), at.margin.distance,
+                eigen(at.margin.excess),          at.loads};
+  for (const SoleInLanes<double>& sole : at.soles) {
+    const Wrench load{vector(sole.load_world.force), vector(sole.load_world.moment)};
+    result.soles.push_back({load, eigen(sole.pressure), sole.friction, inside(at, sole)});
+  }
   return result;
 }
 
-Stance stance(const StanceProblem& problem) {
-  const auto& [soles, states, required_world, com_world, ground, weight, level] = problem;
-  const TabulatedSoles tabulated(soles);
-  const SoleTable table = tabulated.table();
-  StanceInLanes<double> at(table);
-  for (int i = 0; i < table.sole_count; ++i) {
-    const SoleState& state = states[static_cast<std::size_t>(i)];
-    at.place(i, plain_pose(state.pose_world));
-    at.sole(i).contact = state.contact;
-    at.sole(i).share = state.share;
+double least_friction(Loads<double> loads, double known) {
+  constexpr double most = 100;
+  if (known > most) return known;
+  const auto residual = [&](double friction) {
+    Loads<double>* const asked = &loads;
+    NearestForces<double>(std::vector<double>(loads.points.size(), friction)).find(&asked, 1);
+    return loads.residual();
+  };
+  // What no friction bears, within the residual that counts as borne, is not asked of it.
+  double borne = 1e-6;
+  if (residual(known) <= borne) return known;
+  const double without_slip = residual(most);
+  if (without_slip > feasible_residual) return std::numeric_limits<double>::infinity();
+  borne += without_slip;
+  if (residual(known) <= borne) return known;
+  double below = known;
+  double above = std::max(1.0, 2 * known);
+  while (above < most && residual(above) > borne) {
+    below = above;
+    above = std::min(2 * above, most);
   }
-  at.prepare({{plain(required_world.force), plain(required_world.moment)}, plain(com_world), ground, weight, level});
-  LoadsInLanes<double> loads = at.loads();
-  NearestForces<double>(table.frictions, table.corner_count).find(&loads, 1);
-  at.conclude();
-
-  Stance result;
-  result.verdict = static_cast<Verdict>(at.verdict);
-  result.residual = at.residual;
-  result.zmp_world = in_ground(at.zmp);
-  result.margin = at.margin.distance;
-  result.excess_world = in_ground(at.margin.excess);
-  result.required_world = wrench(at.required);
-  for (int i = 0; i < table.sole_count; ++i) {
-    const SoleInLanes<double>& sole = at.sole(i);
-    result.soles.push_back(
-        {wrench(sole.load_world), in_ground(sole.pressure), sole.friction, inside(at, table.soles[i], sole.pressure)});
+  while (above - below > 1e-3 * above) {
+    const double middle = (below + above) / 2;
+    (residual(middle) <= borne ? above : below) = middle;
   }
-  for (int c = 0; c < table.corner_count; ++c) {
-    const LoadedPoint<double>& point = at.point(c);
-    if (!(point.compliance > 0)) continue;
-    result.points.push_back({moment_length * vector(point.arm), {table.frictions[c]}, point.compliance});
-  }
-  return result;
+  return above;
 }
 
 }  // namespace korvel::contact

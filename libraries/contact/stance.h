@@ -3,21 +3,16 @@
 #include <Eigen/Geometry>
 #include <vector>
 
-#include "contact/distribution.h"
+#include "contact/nearest_forces.h"
 #include "contact/sole.h"
 #include "contact/wrench.h"
 
 namespace korvel::contact {
 
-/// A pose with its rotation orthonormal to the last digit: by single precision's the forces would depend on the
-/// heading.
-Eigen::Isometry3d rigid(const Eigen::Isometry3d& pose);
-
 /// Where a sole is at one instant, and whether it stands.
 struct SoleState {
   Eigen::Isometry3d pose_world;  ///< of its body, from the root's origin
-  bool contact;
-  double share;  ///< of ContactPhases
+  double share;                  ///< in the load, from 0 to 1; 0 without contact
 };
 
 /// What the ground does to one sole. All zero without contact.
@@ -32,7 +27,7 @@ struct SoleLoad {
 /// A robot on the ground at one instant. World axes, from the root's origin; positions in the ground by x and y.
 struct Stance {
   Verdict verdict = Verdict::stands;
-  double residual = 0;          ///< of Distribution; at most feasible_residual where it stands or is in flight
+  double residual = 0;  ///< unsupported share of the weight; at most feasible_residual where it stands or is in flight
   std::vector<SoleLoad> soles;  ///< in the order of the soles
   /// The point about which the required wrench has no horizontal moment, at the mean height of the corners that bear,
   /// or on the ground if none does; below the centre of mass where hardly anything is required.
@@ -42,9 +37,7 @@ struct Stance {
   double margin = 0;
   /// From the polygon to the zero moment point, where that is outside [m].
   Eigen::Vector2d excess_world = Eigen::Vector2d::Zero();
-  /// The wrench about the origin of `points`, and the corners that bear: what `least_friction` needs.
-  Wrench required_world;
-  std::vector<ContactPoint> points;
+  Loads<double> loads;  ///< of the corners, with a compliance for those that bear
 };
 
 /// A robot on the ground at one instant: what its motion requires and what there is to give it. Positions are from the
@@ -59,9 +52,13 @@ struct StanceProblem {
   double level;   ///< of a sole in contact those corners bear that are at most so far above its lowest one [m]
 };
 
-/// How the robot stands. The split between soles follows the zero moment point: a sole's compliance is its share of
-/// contact times its weight in the affine combination of the soles' centres that comes nearest to that point; with two
+/// How the robot stands. The split between soles follows the zero moment point: a sole's compliance is its share
+/// times its weight in the affine combination of the soles' centres that comes nearest to that point; with two
 /// soles, the nearness along the line between them.
 Stance stance(const StanceProblem& problem);
+
+/// The least coefficient of friction, the same at all points, with which the ground would bear a load, to three digits.
+/// Infinite if none does. It is at least `known`, where that is known from elsewhere: that is tried first.
+double least_friction(Loads<double> loads, double known = 0);
 
 }  // namespace korvel::contact

@@ -3,11 +3,12 @@
 /// Wrenches of forces at points and their quadratic forms, for any number.
 
 #include "contact/lanes.h"
-#include "metapod/spatial/matrix3.h"
+#include "metapod/spatial/inertia.h"
 #include "metapod/spatial/unrolled.h"
 
 namespace korvel::contact {
 
+using metapod::Spatial::unrolled;
 using metapod::Spatial::Vector3T;
 
 /// A force, and a moment about a point that the context names.
@@ -24,8 +25,12 @@ WrenchT<Number> operator-(const WrenchT<Number>& a, const WrenchT<Number>& b) no
   return {a.force - b.force, a.moment - b.moment};
 }
 template <typename Number>
-Number square(const WrenchT<Number>& a) noexcept {
-  return dot(a.force, a.force) + dot(a.moment, a.moment);
+WrenchT<Number> operator*(const Number& k, const WrenchT<Number>& a) noexcept {
+  return {k * a.force, k * a.moment};
+}
+template <typename Number>
+Number dot(const WrenchT<Number>& a, const WrenchT<Number>& b) noexcept {
+  return dot(a.force, b.force) + dot(a.moment, b.moment);
 }
 
 /// A: the wrench of a force at a point.
@@ -43,63 +48,46 @@ Vector3T<Number> felt_at(const Vector3T<Number>& arm, const WrenchT<Number>& wre
 template <typename Number>
 class WrenchMatrix {
  public:
-  /// 1 + sum of factor A A' over points: of it only sums of the arms and of their products are needed.
-  struct Sums {
-    Number factor{};
-    Vector3T<Number> arms{};
-    metapod::Spatial::SymmetricMatrix3T<Number> products{};
-
-    void add(const Number& k, const Vector3T<Number>& r) noexcept {
-      const Vector3T<Number> kr = k * r;
-      factor = factor + k;
-      arms = arms + kr;
-      products = products + metapod::Spatial::SymmetricMatrix3T<Number>{kr.x * r.x, kr.y * r.x, kr.y * r.y,
-                                                                        kr.z * r.x, kr.z * r.y, kr.z * r.z};
-    }
-  };
-
-  /// Begins with the matrix of the sums; add() and factorise() follow.
-  void set(const Sums& s) noexcept {
+  /// Begins with 1 + sum of factor A A' over points, which has the form of the inertia of point masses; add() and
+  /// factorise() follow.
+  explicit WrenchMatrix(const metapod::Spatial::InertiaT<Number>& of_points) noexcept {
     const Number zero(0);
     const Number one(1);
-    const Number diagonal = one + s.factor;
-    const auto& [x, y, z] = s.arms;
-    const auto& [xx, yx, yy, zx, zy, zz] = s.products;
-    const Number rows[6][6] = {{diagonal},
-                               {zero, diagonal},
-                               {zero, zero, diagonal},
-                               {zero, -z, y, one + yy + zz},
-                               {z, zero, -x, -yx, one + xx + zz},
-                               {-y, x, zero, -zx, -zy, one + xx + yy}};
-    metapod::Spatial::unrolled<6>(
-        [&](auto i) { metapod::Spatial::unrolled<i + 1>([&](auto j) { entries_[i][j] = rows[i][j]; }); });
+    const auto& [m, h, I] = of_points;
+    const Number rows[6][6] = {{one + m},
+                               {zero, one + m},
+                               {zero, zero, one + m},
+                               {zero, -h.z, h.y, one + I.xx},
+                               {h.z, zero, -h.x, I.yx, one + I.yy},
+                               {-h.y, h.x, zero, I.zx, I.zy, one + I.zz}};
+    unrolled<6>([&](auto i) { unrolled<i + 1>([&](auto j) { entries_[i][j] = rows[i][j]; }); });
   }
 
   /// Adds factor w w'.
   void add(const Number& factor, const WrenchT<Number>& wrench) noexcept {
     const auto& [f, m] = wrench;
     const Number w[] = {f.x, f.y, f.z, m.x, m.y, m.z};
-    metapod::Spatial::unrolled<6>([&](auto i) {
+    unrolled<6>([&](auto i) {
       const Number scaled = factor * w[i];
-      metapod::Spatial::unrolled<i + 1>([&](auto j) { entries_[i][j] = entries_[i][j] + scaled * w[j]; });
+      unrolled<i + 1>([&](auto j) { entries_[i][j] = entries_[i][j] + scaled * w[j]; });
     });
   }
 
   /// To L D L': below the diagonal L, and on it 1 / D.
   void factorise() noexcept {
-    metapod::Spatial::unrolled<6>([&](auto j) {
+    unrolled<6>([&](auto j) {
       Number scaled[6];
       Number d = entries_[j][j];
-      metapod::Spatial::unrolled<j>([&](auto k) {
+      unrolled<j>([&](auto k) {
         scaled[k] = entries_[j][k] * diagonal_[k];
         d = d - entries_[j][k] * scaled[k];
       });
       diagonal_[j] = d;
       entries_[j][j] = Number(1) / d;
-      metapod::Spatial::unrolled<5 - j>([&](auto below) {
+      unrolled<5 - j>([&](auto below) {
         constexpr std::size_t i = below + j + 1;
         Number sum = entries_[i][j];
-        metapod::Spatial::unrolled<j>([&](auto k) { sum = sum - entries_[i][k] * scaled[k]; });
+        unrolled<j>([&](auto k) { sum = sum - entries_[i][k] * scaled[k]; });
         entries_[i][j] = sum * entries_[j][j];
       });
     });
@@ -109,12 +97,11 @@ class WrenchMatrix {
   WrenchT<Number> solve(const WrenchT<Number>& wrench) const noexcept {
     const auto& [f, m] = wrench;
     Number x[] = {f.x, f.y, f.z, m.x, m.y, m.z};
-    metapod::Spatial::unrolled<6>(
-        [&](auto i) { metapod::Spatial::unrolled<i>([&](auto k) { x[i] = x[i] - entries_[i][k] * x[k]; }); });
-    metapod::Spatial::unrolled<6>([&](auto from_last) {
+    unrolled<6>([&](auto i) { unrolled<i>([&](auto k) { x[i] = x[i] - entries_[i][k] * x[k]; }); });
+    unrolled<6>([&](auto from_last) {
       constexpr std::size_t i = 5 - from_last;
       x[i] = x[i] * entries_[i][i];
-      metapod::Spatial::unrolled<5 - i>([&](auto below) {
+      unrolled<5 - i>([&](auto below) {
         constexpr std::size_t k = below + i + 1;
         x[i] = x[i] - entries_[k][i] * x[k];
       });

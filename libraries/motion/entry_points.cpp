@@ -148,8 +148,8 @@ int korvel_motion_contact(const korvel_motion* motion, int body, float* share) {
     const auto given = motion->contacts.find(bodies[body].name);
     if (given == motion->contacts.end()) return KORVEL_MOTION_OK;
     const Eigen::ArrayXd& time = motion->trajectory.time();
-    const auto phases = korvel::contact::ContactPhases::given({time.begin(), time.end()}, given->second);
-    for (std::size_t sample = 0; sample < count; ++sample) share[sample] = static_cast<float>(phases.share(sample));
+    const auto shares = korvel::contact::contact_shares({time.begin(), time.end()}, given->second);
+    std::transform(shares.begin(), shares.end(), share, [](double value) { return static_cast<float>(value); });
     return KORVEL_MOTION_OK;
   });
 }

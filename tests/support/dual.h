@@ -124,9 +124,6 @@ struct DualState {
 /// The motion of a state, as the algorithms ask for it.
 template <typename Robot, typename Dual>
 struct DualMotion {
-  explicit DualMotion(const DualState<Robot, Dual>& state)
-      : q(state.q), dq(state.dq), ddq(state.ddq), angles(state), external(state) {}
-
   const Dual *q, *dq, *ddq;
   const DualState<Robot, Dual>&angles, &external;
 };
@@ -175,7 +172,8 @@ template <typename Robot, typename Dual>
 Matrices<Dual> differentiated(const DualState<Robot, Dual>& state) {
   using Model = DualModel<Robot, Dual>;
   Matrices<Dual> results(DualState<Robot, Dual>::count);
-  metapod::rnea_derivatives<Model, Matrices<Dual>>::run(Model{}, DualMotion<Robot, Dual>(state), results);
+  metapod::rnea_derivatives<Model, Matrices<Dual>>::run(
+      Model{}, DualMotion<Robot, Dual>{state.q, state.dq, state.ddq, state, state}, results);
   return results;
 }
 

@@ -39,11 +39,9 @@ template <>
 void derivatives<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
                                const DerivativeResults& wanted) noexcept {
   constexpr int n = KORVEL_LANES;
-  MotionInLanes<n> motion(given.wrenches);
   PackedDerivatives<n> results;
   results.position[position_entry_count] = results.velocity[velocity_entry_count] = PackOf<n>{};
-  for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, given);
+  for_each_motion<n>(states, given, [&](const auto& block, const auto& motion) {
     compute_derivatives<n>(masses, motion, results);
     write_numbers<n>(wanted.forces, block, 0, coordinate_count, results.forces);
     write_entries<n>(wanted.position_packed, wanted.position, block, results.position, position_places);
@@ -61,12 +59,10 @@ template <>
 void gradient<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
                             const GradientResults& wanted) noexcept {
   constexpr int n = KORVEL_LANES;
-  MotionInLanes<n> motion(given.wrenches);
   PackOf<n> weights[coordinate_count];
   PackOf<n> results[4][coordinate_count];
   const Output outputs[]{wanted.forces, wanted.by_position, wanted.by_velocity, wanted.by_acceleration};
-  for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, given);
+  for_each_motion<n>(states, given, [&](const auto& block, const auto& motion) {
     read_numbers<n, coordinate_count>(given.of_forces, block, weights);
     compute_gradient<n>(masses, motion, weights, {results[0], results[1], results[2], results[3]});
     for (int k = 0; k < 4; ++k) write_numbers<n>(outputs[k], block, 0, coordinate_count, results[k]);

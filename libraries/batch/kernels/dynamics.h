@@ -79,6 +79,16 @@ struct MotionInLanes {
   ForcesInLanes<n> external;
 };
 
+/// work(block, motion) for all blocks of a stretch.
+template <int n, typename Work>
+void for_each_motion(const Stretch& states, const MotionInput& given, const Work& work) noexcept {
+  MotionInLanes<n> motion(given.wrenches);
+  for_each_block<n>(states, [&](const auto& block) {
+    motion.take(block, given);
+    work(block, motion);
+  });
+}
+
 template <int n>
 [[gnu::flatten]] void run_rnea(const Masses& masses, const MotionInLanes<n>& motion, PackOf<n>* forces) noexcept {
   StatesInLanes<n> model(masses);
@@ -98,10 +108,8 @@ void compute_dynamics(const Masses& masses, const MotionInLanes<n>& motion, Pack
 template <int n>
 void dynamics(const Masses& masses, const Stretch& states, const MotionInput& given,
               const DynamicsResults& wanted) noexcept {
-  MotionInLanes<n> motion(given.wrenches);
   PackOf<n> forces[coordinate_count];
-  for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, given);
+  for_each_motion<n>(states, given, [&](const auto& block, const auto& motion) {
     compute_dynamics<n>(masses, motion, forces);
     write_numbers<n>(wanted.forces, block, 0, coordinate_count, forces);
     if (wanted.sums != nullptr) add<n>(block, forces, *wanted.sums);

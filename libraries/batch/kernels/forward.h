@@ -57,12 +57,10 @@ struct FactorisedMass : PackedMass<n> {
 template <int n>
 void forward_dynamics(const Masses& masses, const Stretch& states, const MotionInput& given,
                       const ForwardResults& wanted) noexcept {
-  MotionInLanes<n> motion(given.wrenches);
   PackOf<n> forces[coordinate_count];
   PackOf<n> found[coordinate_count];
   FactorisedMass<n> mass;
-  for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, given);
+  for_each_motion<n>(states, given, [&](const auto& block, auto& motion) {
     read_numbers<n, coordinate_count>(given.of_forces, block, forces);
     compute_dynamics<n>(masses, motion, found);
     for (int k = 0; k < coordinate_count; ++k) motion.ddq[k] = forces[k] - found[k];

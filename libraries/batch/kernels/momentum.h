@@ -41,13 +41,11 @@ void momentum(const Masses& masses, const Stretch& states, const MotionInput& gi
   using Motion = BodyMotionInLanes<n>;
   const bool wants_rate = wanted.rate.data != nullptr;
   const MotionInput unaccelerated{given.q, given.dq, {}, {}, {}};
-  MotionInLanes<n> motion(unaccelerated.wrenches);
   PackedMass<n> mass;
   PackOf<n> forces[coordinate_count];
   PackOf<n> ddq[coordinate_count];
   SixRows<n> matrix;
-  for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, unaccelerated);
+  for_each_motion<n>(states, unaccelerated, [&](const auto& block, const auto& motion) {
     compute_mass<n>(masses, motion.q, motion.angles, mass);
     const auto R = root_rotation<n>(motion);
     const auto entry = [&](int row, int column) { return mass.values[mass_places.row(row)[column]]; };
@@ -100,12 +98,10 @@ void points(const Masses& masses, const Stretch& states, const MotionInput& give
   using Motion = BodyMotionInLanes<n>;
   const PackOf<n> zero{};
   const PackOf<n> one(1);
-  MotionInLanes<n> motion(given.wrenches);
   JacobianRows<n> of_joints;
   metapod::Spatial::PoseT<PackOf<n>> poses_root[body_count];
   poses_root[0] = {{one, zero, zero}, {zero, one, zero}, {zero, zero, one}, {zero, zero, zero}};
-  for_each_block<n>(states, [&](const auto& block) {
-    motion.take(block, given);
+  for_each_motion<n>(states, given, [&](const auto& block, const auto& motion) {
     place_bodies<n>(masses, motion, poses_root, of_joints);
     const auto R = root_rotation<n>(motion);
     for (const Point* point = wanted.first; point != wanted.first + wanted.count; ++point) {

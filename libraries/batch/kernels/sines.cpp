@@ -2,7 +2,6 @@
 // no bit of a sine or a cosine changes by it, which sine_sets_walk proves for every float.
 
 #include "batch/kernels/kernels.h"
-
 #include "metapod/spatial/sine_cosine_of_width.h"
 
 namespace korvel::batch {

@@ -14,7 +14,7 @@ namespace korvel::batch {
 namespace {
 
 /// The number of states at once. A lane without a load to distribute is rare, and all fits into the cache.
-constexpr std::ptrdiff_t chunk = 4 * tile_size;
+constexpr std::ptrdiff_t chunk = 8 * tile_size;
 constexpr int wrench_numbers = 6;
 
 /// The shares that are given for a sole, NaN for the others.
@@ -35,12 +35,10 @@ class StandKernel {
   using Number = Doubles<n>;
 
   StandKernel(const Masses& masses, const GroundTable& ground)
-      : masses_(masses), ground_(ground), forces_(ground.soles.frictions, ground.soles.corner_count) {
-    for (std::ptrdiff_t i = 0; i < chunk / n; ++i) {
-      blocks_.emplace_back(ground.soles);
-      loads_.push_back({});
-    }
-    for (int i = 0; i < ground.soles.sole_count; ++i) has_sole_[ground.soles.soles[i].body] = true;
+      : masses_(masses), ground_(ground), forces_(ground.soles.frictions) {
+    for (std::ptrdiff_t i = 0; i < chunk / n; ++i) blocks_.emplace_back(ground.soles);
+    for (StandingBlock<n>& at : blocks_) loads_.push_back(&at.stance.loads);
+    for (const contact::SoleEntry& sole : ground.soles.soles) has_sole_[sole.body] = true;
     for (PackForce<n>& load : sole_loads_.of_body) load = {};
   }
 
@@ -50,7 +48,6 @@ class StandKernel {
       StandingBlock<n>& at = blocks_[static_cast<std::size_t>(count)];
       at.block = block;
       begin(at, motion);
-      loads_[static_cast<std::size_t>(count)] = at.stance.loads();
       ++count;
     });
     forces_.find(loads_.data(), count);
@@ -84,21 +81,20 @@ class StandKernel {
     const contact::WrenchT<Number> required{{widened<n>(r[0]), widened<n>(r[1]), widened<n>(r[2])},
                                             {widened<n>(r[3]), widened<n>(r[4]), widened<n>(r[5])}};
     const auto com = widened<n>(found_.com_root);
-    Number all = square(required) + dot(com, com) + dot(at.root.t, at.root.t);
-    for (int i = 0; i < ground_.soles.sole_count; ++i) {
-      const SoleBody<n>& body = found_.bodies[ground_.soles.soles[i].body];
+    Number all = dot(required, required) + dot(com, com) + dot(at.root.t, at.root.t);
+    int i = 0;
+    for (contact::SoleInLanes<Number>& sole : at.stance.soles) {
+      const SoleBody<n>& body = found_.bodies[sole.entry->body];
       const DoublePose<n> pose = widened<n>(body.pose_root);
-      at.stance.place(i, contact::turned(at.root, pose));
-      contact::SoleInLanes<Number>& sole = at.stance.sole(i);
+      at.stance.place(sole, contact::turned(at.root, pose));
       const auto velocity = widened<n>(body.motion_body.v) + cross(widened<n>(body.motion_body.w), sole.lowest_body);
       const Number speed = contact::square_root(dot(velocity, velocity));
       const Number height = at.root.t.z + sole.lowest - Number(ground_.height);
       const auto is_near = contact::ContactBounds{}.allow(height, speed);
-      const Number given = given_shares<n>(ground_.contact, at.block, i);
+      const Number given = given_shares<n>(ground_.contact, at.block, i++);
       const Number clamped = contact::smaller(contact::larger(given, Number(0)), Number(1));
-      const auto is_given = contact::either(given <= Number(0), given > Number(0));
+      const auto is_given = given <= Number(0) || given > Number(0);
       sole.share = select(is_given, clamped, select(is_near, Number(1), Number(0)));
-      sole.contact = sole.share > Number(0);
       all = all + dot(pose.t, pose.t);
     }
     at.is_finite = all < Number(std::numeric_limits<double>::infinity());
@@ -123,17 +119,17 @@ class StandKernel {
     put(results.zmp_margin, 0, pack(at.stance.margin.distance));
     put(results.residual, 0, pack(at.stance.residual));
     put(results.verdict, 0, pack(at.stance.verdict));
-    for (int i = 0; i < ground_.soles.sole_count; ++i) {
-      const contact::SoleInLanes<Number>& sole = at.stance.sole(i);
+    int i = 0;
+    for (const contact::SoleInLanes<Number>& sole : at.stance.soles) {
       const auto& [force, moment] = sole.load_world;
       put(results.loads, wrench_numbers * i, pack(force.x), pack(force.y), pack(force.z), pack(moment.x),
           pack(moment.y), pack(moment.z));
-      put(results.pressure, 2 * i, pack(x + sole.pressure.x), pack(y + sole.pressure.y));
+      put(results.pressure, 2 * i++, pack(x + sole.pressure.x), pack(y + sole.pressure.y));
       const auto packs = [&](const auto& v) -> metapod::Spatial::Vector3T<PackOf<n>> {
         const auto in_body = rotated_back(sole.pose_world, v);
         return {pack(in_body.x), pack(in_body.y), pack(in_body.z)};
       };
-      sole_loads_.of_body[ground_.soles.soles[i].body] = {packs(moment), packs(force)};
+      sole_loads_.of_body[sole.entry->body] = {packs(moment), packs(force)};
     }
   }
 
@@ -151,7 +147,7 @@ class StandKernel {
   const GroundTable& ground_;
   contact::NearestForces<Number> forces_;
   std::vector<StandingBlock<n>> blocks_;
-  std::vector<contact::LoadsInLanes<Number>> loads_;
+  std::vector<contact::Loads<Number>*> loads_;
   bool has_sole_[body_count]{};
   Unsupported<n> found_;  ///< for the last block that began
   SoleLoads<n> sole_loads_;

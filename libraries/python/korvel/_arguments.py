@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import ctypes
 from collections.abc import Mapping, Sequence
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Tuple
+from typing import Any, Dict, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
@@ -43,58 +43,28 @@ def lead_of(q: npt.NDArray[Any]) -> Tuple[int, ...]:
     return shape[:-1]
 
 
-class Given(NamedTuple):
-    """The checked arguments of an operation that are arrays."""
-
-    motion: List[Array]
-    """Coordinates and what has their shape."""
-    loads: Optional[Dict[int, Array]]
-    """External wrenches by the numbers of bodies; ``None`` if the operation takes none."""
-
-    @property
-    def shape(self) -> Tuple[int, ...]:
-        return self.motion[0].shape
-
-    @property
-    def lead(self) -> Tuple[int, ...]:
-        return self.motion[0].shape[:-1]
-
-    @property
-    def arrays(self) -> List[Array]:
-        return [*self.motion, *(self.loads or {}).values()]
-
-    def views(self) -> Iterator[Any]:
-        """Yields the arguments for the C library; views of arrays that this object keeps."""
-        yield from map(view, self.motion)
-        if self.loads is not None:
-            yield (library.Wrench * len(self.loads))(*(library.Wrench(b, view(w)) for b, w in self.loads.items()))
-            yield len(self.loads)
+def motion_of(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, strict: bool,
+              name: str = "ddq") -> Tuple[Array, Array, Array]:
+    """Checks the arrays of a motion; ``name`` is that of the third."""
+    q, dq, ddq = as_float32(q, "q", strict), as_float32(dq, "dq", strict), as_float32(ddq, name, strict)
+    lead_of(q)
+    require_shape(dq, "dq", q.shape)
+    require_shape(ddq, name, q.shape)
+    return q, dq, ddq
 
 
-def given_of(strict: bool, **motion: npt.ArrayLike) -> Given:
-    """Checks arrays by their names: coordinates, and what has their shape."""
-    arrays = [as_float32(values, name, strict) for name, values in motion.items()]
-    lead_of(arrays[0])
-    for name, array in zip(motion, arrays):
-        require_shape(array, name, arrays[0].shape)
-    return Given(arrays, None)
-
-
-def loaded_of(strict: bool, wrenches: Optional[Wrenches], **motion: npt.ArrayLike) -> Given:
-    """The same with external wrenches by the names of bodies."""
-    given = given_of(strict, **motion)
-    loads = {} if wrenches is None else by_body(wrenches, "wrenches", "wrench", (6,), given.lead, strict)
-    return given._replace(loads=loads)
-
-
-def armature_of(armature: Optional[npt.ArrayLike]) -> Optional[ctypes.c_void_p]:
-    """Returns a pointer to the rotor inertias of all joints, which keeps them; one number is that of each joint."""
+def armature_of(armature: Optional[npt.ArrayLike]) -> Optional[Array]:
+    """Returns the rotor inertias of all joints, contiguous; one number is that of each joint."""
     if armature is None:
         return None
     given = as_float32(armature, "armature")
     if given.shape != ():
         require_shape(given, "armature", (_joints,))
-    return np.ascontiguousarray(np.broadcast_to(given, _joints)).ctypes.data_as(ctypes.c_void_p)
+    return np.ascontiguousarray(np.broadcast_to(given, _joints))
+
+
+def wrenches_of(loads: Mapping[int, Array]) -> ctypes.Array[library.Wrench]:
+    return (library.Wrench * len(loads))(*(library.Wrench(body, view(values)) for body, values in loads.items()))
 
 
 def by_body(given: Mapping[str, npt.ArrayLike], name: str, what: str, shape: Tuple[int, ...], lead: Tuple[int, ...],
@@ -107,3 +77,8 @@ def by_body(given: Mapping[str, npt.ArrayLike], name: str, what: str, shape: Tup
             require_shape(array, f"{what} of {body}", lead + shape)
         arrays[body_number(body)] = array
     return arrays
+
+
+def loads_of(wrenches: Optional[Wrenches], lead: Tuple[int, ...], strict: bool) -> Dict[int, Array]:
+    """Returns external wrenches by the numbers of bodies."""
+    return {} if wrenches is None else by_body(wrenches, "wrenches", "wrench", (6,), lead, strict)

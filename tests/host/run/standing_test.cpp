@@ -5,33 +5,6 @@ namespace {
 
 constexpr double pi = 3.14159265358979323846;
 
-TEST_F(StandingTest, AtRestTheGroundBearsTheWeightBelowTheCentreOfMass) {
-  write_accelerated({0, 0, 0});
-  const Json json = ground(example);
-  EXPECT_EQ(json.at("stands_throughout"), true);
-  EXPECT_TRUE(json.at("cannot_stand").empty());
-  const Columns all = columns();
-  for (std::size_t s = 0; s < all.at("time").size(); ++s) {
-    double force = 0;
-    double x = 0;
-    double y = 0;
-    for (const char* foot : {"LAnkleRoll", "RAnkleRoll"}) {
-      const auto column = [&](const char* name) { return all.at(std::string(foot) + name)[s]; };
-      force += column("_force_z");
-      x += column("_force_z") * column("_cop_x");
-      y += column("_force_z") * column("_cop_y");
-      EXPECT_EQ(column("_contact"), 1);
-      EXPECT_NEAR(column("_force_z"), weight_ / 2, 0.01 * weight_);
-    }
-    EXPECT_NEAR(force, weight_, 1e-5 * weight_);
-    EXPECT_NEAR(x / force, all.at("com_x")[s], 1e-6);
-    EXPECT_NEAR(y / force, all.at("com_y")[s], 1e-6);
-    EXPECT_NEAR(all.at("zmp_x")[s], all.at("com_x")[s], 1e-6);
-    EXPECT_EQ(all.at("feasible")[s], 1);
-    EXPECT_LT(all.at("contact_residual")[s], 1e-6);
-  }
-}
-
 // The columns alone are checked, where motions pause: on one foot, on both feet, on one foot ahead of the other.
 TEST_F(StandingTest, WrenchesOfTheFileBalanceTheWeight) {
   const std::pair<const char*, double> pauses[] = {
@@ -57,6 +30,9 @@ TEST_F(StandingTest, WrenchesOfTheFileBalanceTheWeight) {
       const Eigen::Vector3d moment = m + (origin - pressure).cross(f);
       EXPECT_LT(moment.head<2>().norm(), 1e-5 * weight_) << motion << " " << time << " " << foot;
     }
+    EXPECT_LT(std::hypot(all.at("zmp_x")[row] - all.at("com_x")[row], all.at("zmp_y")[row] - all.at("com_y")[row]),
+              1e-4)
+        << motion << " " << time;
     EXPECT_LT(force.norm(), 1e-4 * weight_) << motion << " " << time;
     // A tenth of a millimetre.
     EXPECT_LT(moment_about_com.norm(), 1e-4 * weight_) << motion << " " << time;
@@ -100,7 +76,7 @@ TEST_F(StandingTest, AccelerationOfFrictionTimesGravityIsTheEdgeOfSlipping) {
     const Json within = ground(options);
     EXPECT_EQ(within.at("stands_throughout"), true) << angle;
     EXPECT_NEAR(within.at("margins").at("least_friction").at("value").get<double>(), 0.999 * friction, 2e-4) << angle;
-    // Unsupported weight counts from a thousandth on.
+    // What is missing counts from a thousandth of the weight on.
     write_accelerated((1.001 * friction + 1e-3) * 9.81 * direction);
     const Json beyond = ground(options);
     ASSERT_EQ(beyond.at("stands_throughout"), false) << angle;
@@ -228,39 +204,6 @@ TEST_F(StandingTest, TheReasonIsThatOfTheSolesHeight) {
     ASSERT_EQ(spans.size(), 1U) << height;
     EXPECT_EQ(spans.at(0).at("direction"), "backward") << height;
     EXPECT_NEAR(spans.at(0).at("excess").at("value").get<double>(), 0.0576, 1e-3) << height;
-  }
-}
-
-// Left for right: y and what turns about x or z change their sign.
-TEST_F(StandingTest, MirrorImagesHaveMirroredForces) {
-  const std::string motion = KORVEL_MOTIONS "/weight_shift.csv";
-  const Columns left = results_of(motion, example);
-  const auto twin = [](std::string name) {
-    if (name[0] == 'L' || name[0] == 'R') name[0] = name[0] == 'L' ? 'R' : 'L';
-    return name;
-  };
-  const auto sign = [](const std::string& name) {
-    const auto ends_with = [&](const std::string& end) {
-      return name.size() >= end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0;
-    };
-    const bool changes = name == "y" || ends_with("oll") || ends_with("aw");
-    return changes ? -1.0 : 1.0;
-  };
-  write_changed(motion, [&](const Values& values) {
-    Values mirrored;
-    for (const auto& [name, value] : values) mirrored[name] = sign(name) * values.at(twin(name)) + 0.0;
-    return mirrored;
-  });
-  const Columns right = results_of("motion.csv", example);
-  for (std::size_t s = 0; s < left.at("time").size(); ++s) {
-    for (const char* axis : {"x", "y", "z"}) {
-      const auto force = [&](const Columns& run, const char* foot) {
-        return run.at(fmt::format("{}AnkleRoll_force_{}", foot, axis))[s];
-      };
-      const double change = axis == std::string("y") ? -1 : 1;
-      EXPECT_NEAR(force(left, "L"), change * force(right, "R"), 1e-5 * weight_) << axis << " " << s;
-      EXPECT_NEAR(force(left, "R"), change * force(right, "L"), 1e-5 * weight_) << axis << " " << s;
-    }
   }
 }
 

@@ -85,21 +85,19 @@ int run(const korvel_batch* batch, Operation operation, const Call& c) {
 class Arguments : public testing::Test {
  protected:
   Call good() {
-    const auto in = [](const Rows& array) { return rows_of(array.values.data(), array.numbers); };
-    const auto out = [](Rows& array) { return rows_to(array.values.data(), array.numbers); };
     Call call;
-    call.q = in(states.q);
-    call.dq = in(states.dq);
-    call.ddq = call.weights = in(states.ddq);
-    call.wrench = in(states.wrenches);
-    call.poses_root = out(results.poses_root);
-    call.poses_world = out(results.poses_world);
-    call.com_root = out(results.com_root);
-    call.com_world = out(results.com_world);
-    call.jacobian = out(results.jacobian);
-    call.packed = out(packed);
-    call.dense = out(results.mass);
-    call.forces = out(results.forces);
+    call.q = input(states.q);
+    call.dq = input(states.dq);
+    call.ddq = call.weights = input(states.ddq);
+    call.wrench = input(states.wrenches);
+    call.poses_root = output(results.poses_root);
+    call.poses_world = output(results.poses_world);
+    call.com_root = output(results.com_root);
+    call.com_world = output(results.com_world);
+    call.jacobian = output(results.jacobian);
+    call.packed = output(packed);
+    call.dense = output(results.mass);
+    call.forces = output(results.forces);
     return call;
   }
 

@@ -44,9 +44,8 @@ TEST_F(DynamicsDerivatives, HaveTheSameBitsWithEveryInstructionSetAndNumberOfSta
   const States states = lively(500);
   const DynamicsResults expected = dynamics_results(Batch(1, "baseline"), states);
   Rows forces(states.count, coordinates);
-  batch.dynamics(states.count, rows_of(states.q.values.data(), coordinates),
-                 rows_of(states.dq.values.data(), coordinates), rows_of(states.ddq.values.data(), coordinates),
-                 rows_to(forces.values.data(), coordinates), wrenches_of(states));
+  batch.dynamics(states.count, input(states.q), input(states.dq), input(states.ddq), output(forces),
+                 wrenches_of(states));
   EXPECT_EQ(count_different(expected.forces, forces), 0U);
   EXPECT_EQ(count_different(expected.weighted, forces), 0U);
   for (const std::string& set : instruction_sets()) {
@@ -109,29 +108,6 @@ TEST_F(DynamicsDerivatives, AreDifferencesOfTheTextbookModel) {
     }
     EXPECT_LT(largest_error(matrix_of<Matrix30>(results.position, s), position, position_floor), 1e-4);
     EXPECT_LT(largest_error(matrix_of<Matrix30>(results.velocity, s), velocity, velocity_floor), 1e-4);
-  }
-}
-
-TEST_F(DynamicsDerivatives, ArePackedRowByRow) {
-  const States states = lively(20);
-  const DynamicsResults results = dynamics_results(batch, states);
-  for (const bool of_velocity : {false, true}) {
-    const Rows& packed = of_velocity ? results.velocity_packed : results.position_packed;
-    const Rows& dense = of_velocity ? results.velocity : results.position;
-    Rows unpacked(states.count, dense.numbers);
-    int last = -1;
-    for (int entry = 0; entry < packed.numbers; ++entry) {
-      int row = 0;
-      int column = 0;
-      ASSERT_EQ(korvel_batch_derivative_entry(of_velocity ? 1 : 0, entry, &row, &column), KORVEL_BATCH_OK);
-      const int here = coordinates * row + column;
-      EXPECT_LT(last, here);
-      last = here;
-      for (std::ptrdiff_t s = 0; s < states.count; ++s) unpacked.of_state(s)[here] = packed.of_state(s)[entry];
-    }
-    EXPECT_EQ(count_different(unpacked, dense), 0U);
-    int row = 0;
-    EXPECT_EQ(korvel_batch_derivative_entry(of_velocity ? 1 : 0, packed.numbers, &row, &row), KORVEL_BATCH_COUNT);
   }
 }
 

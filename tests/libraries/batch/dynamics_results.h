@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "contract/states.h"
 #include "tests/libraries/batch/module_results.h"
 
 namespace korvel::tests {
@@ -48,23 +49,22 @@ struct DynamicsResults {
 inline DynamicsResults dynamics_results(const Batch& batch, const States& states) {
   const std::ptrdiff_t n = states.count;
   DynamicsResults results(n);
-  const auto in = [](const Rows& rows) { return rows_of(rows.values.data(), rows.numbers); };
-  const auto out = [](Rows& rows) { return rows_to(rows.values.data(), rows.numbers); };
-  const auto q = in(states.q);
-  const auto dq = in(states.dq);
-  const auto ddq = in(states.ddq);
+  const auto q = input(states.q);
+  const auto dq = input(states.dq);
+  const auto ddq = input(states.ddq);
   const auto wrenches = wrenches_of(states);
   batch.dynamics_derivatives(n, q, dq, ddq,
-                             {out(results.forces), out(results.position_packed), out(results.velocity_packed),
-                              out(results.position), out(results.velocity)},
+                             {output(results.forces), output(results.position_packed), output(results.velocity_packed),
+                              output(results.position), output(results.velocity)},
                              wrenches);
-  batch.dynamics_gradient(n, q, dq, ddq, ddq,
-                          {out(results.weighted), out(results.by_q), out(results.by_dq), out(results.by_ddq)},
-                          wrenches);
-  batch.forward_dynamics(n, q, dq, ddq, {out(results.ddq), out(results.residual)}, rotors().data(), wrenches);
-  batch.momentum(n, q, dq, {out(results.matrix), out(results.momentum), out(results.rate), out(results.bias)}, &ddq);
+  batch.dynamics_gradient(
+      n, q, dq, ddq, ddq,
+      {output(results.weighted), output(results.by_q), output(results.by_dq), output(results.by_ddq)}, wrenches);
+  batch.forward_dynamics(n, q, dq, ddq, {output(results.ddq), output(results.residual)}, rotors().data(), wrenches);
+  batch.momentum(n, q, dq,
+                 {output(results.matrix), output(results.momentum), output(results.rate), output(results.bias)}, &ddq);
   batch.body_jacobians(
-      n, q, {{hand, {place[0], place[1], place[2]}, out(results.jacobian), out(results.jacobian_bias)}}, &dq);
+      n, q, {{hand, {place[0], place[1], place[2]}, output(results.jacobian), output(results.jacobian_bias)}}, &dq);
   return results;
 }
 

@@ -12,7 +12,7 @@
 #include <new>
 #include <utility>
 
-#include "tests/libraries/batch/module_results.h"
+#include "tests/libraries/batch/dynamics_results.h"
 #if defined(KORVEL_MOTIONS)
 #include "korvel/motion.h"
 #endif
@@ -53,10 +53,10 @@ int times_that_fail(bool with_a_number, const Use& use) {
 
 TEST(Failures, OfAllocationsAreToldAndLeaveResultsAndObjectsAsTheyWere) {
   const States states = random_states(600, 40);
-  const korvel_batch_input q = rows_of(states.q.values.data(), coordinates);
+  const korvel_batch_input q = input(states.q);
   const std::vector<korvel_batch_wrench> wrenches = wrenches_of(states);
   Rows forces(states.count, coordinates);
-  const korvel_batch_output out = rows_to(forces.values.data(), coordinates);
+  const korvel_batch_output out = output(forces);
   for (const bool with_a_number : {false, true}) {
     const int failed = with_a_number ? KORVEL_BATCH_SYSTEM : KORVEL_BATCH_MEMORY;
     int refused = 0;
@@ -133,7 +133,7 @@ void stand_on_a_triangle(const Batch& batch, const States& states) {
   const float corners[] = {0, 0, 0, 0.1F, 0, 0, 0, 0.1F, 0};
   const korvel_batch_sole sole{13, 0.6F, corners, 3};
   const float stands[] = {1};
-  const korvel_batch_input q = rows_of(states.q.values.data(), coordinates);
+  const korvel_batch_input q = input(states.q);
   static_cast<void>(batch.stand_sums(states.count, q, q, q, {0, &sole, 1, {stands, 0, sizeof(float), 0}}));
 }
 
@@ -170,6 +170,7 @@ TEST(Failures, OfStacksDoNotHappenWithAsMuchAsIsPromised) {
     pthread_t thread{};
     const auto calls = [](void*) -> void* {
       batch_results(*batch, states);
+      dynamics_results(*batch, random_states(40, 60));
       stand_on_a_triangle(*batch, random_states(40, 60));
       return nullptr;
     };

@@ -11,29 +11,10 @@ namespace {
 
 class Dynamics : public testing::Test {
  protected:
-  static korvel_batch_input in(const Rows& rows) { return rows_of(rows.values.data(), rows.numbers); }
-  static korvel_batch_output out(Rows& rows) { return rows_to(rows.values.data(), rows.numbers); }
-
   const States states = random_states(200, 11);
   const Batch batch{1};
   const DynamicsResults results = dynamics_results(batch, states);
 };
-
-TEST_F(Dynamics, ForwardAfterInverseIsTheIdentityWithRotors) {
-  Rows forces(states.count, coordinates);
-  Rows found(states.count, coordinates);
-  Rows residual(states.count, coordinates);
-  batch.dynamics(states.count, in(states.q), in(states.dq), in(states.ddq), out(forces), wrenches_of(states),
-                 rotors().data());
-  batch.forward_dynamics(states.count, in(states.q), in(states.dq), in(forces), {out(found), out(residual)},
-                         rotors().data(), wrenches_of(states));
-  for (std::ptrdiff_t s = 0; s < states.count; ++s) {
-    const Eigen::VectorXd ddq = vector_of(states.ddq, s);
-    EXPECT_LT((vector_of(found, s) - ddq).lpNorm<Eigen::Infinity>() / ddq.lpNorm<Eigen::Infinity>(), 1e-4);
-    const Eigen::VectorXd force = vector_of(forces, s);
-    EXPECT_LT(vector_of(residual, s).lpNorm<Eigen::Infinity>() / force.lpNorm<Eigen::Infinity>(), 1e-5);
-  }
-}
 
 // The equation of motion of the textbook model.
 TEST_F(Dynamics, ForwardSolvesTheEquationOfMotion) {
@@ -47,33 +28,16 @@ TEST_F(Dynamics, ForwardSolvesTheEquationOfMotion) {
     const Eigen::VectorXd expected = mass.ldlt().solve(state.ddq.cast<double>() - truth.forces(at_rest));
     EXPECT_LT((vector_of(results.ddq, s) - expected).lpNorm<Eigen::Infinity>() / expected.lpNorm<Eigen::Infinity>(),
               1e-4);
+    // What is left is the rounding of forces that cancel each other.
+    const Eigen::VectorXd forces = mass.cwiseAbs() * expected.cwiseAbs();
+    EXPECT_LT(vector_of(results.residual, s).lpNorm<Eigen::Infinity>() / forces.maxCoeff(), 1e-5);
   }
-}
-
-TEST_F(Dynamics, RotorsAddToTheDiagonalAndToTorques) {
-  Rows plain(states.count, 900);
-  Rows with_rotors(states.count, 900);
-  Rows forces(states.count, coordinates);
-  Rows heavier(states.count, coordinates);
-  batch.mass_dense(states.count, in(states.q), out(plain));
-  batch.mass_dense(states.count, in(states.q), out(with_rotors), rotors().data());
-  batch.dynamics(states.count, in(states.q), in(states.dq), in(states.ddq), out(forces));
-  batch.dynamics(states.count, in(states.q), in(states.dq), in(states.ddq), out(heavier), {}, rotors().data());
-  for (std::ptrdiff_t s = 0; s < states.count; ++s) {
-    for (int k = 6; k < coordinates; ++k) {
-      plain.of_state(s)[31 * k] += rotor;
-      const float torque = rotor * states.ddq.of_state(s)[k];
-      forces.of_state(s)[k] += torque;
-    }
-  }
-  EXPECT_EQ(count_different(with_rotors, plain), 0U);
-  EXPECT_EQ(count_different(heavier, forces), 0U);
 }
 
 // The rate is the force and the moment on the root that inverse dynamics gives, less the weight.
 TEST_F(Dynamics, MomentumChangesByTheWrench) {
   Rows forces(states.count, coordinates);
-  batch.dynamics(states.count, in(states.q), in(states.dq), in(states.ddq), out(forces));
+  batch.dynamics(states.count, input(states.q), input(states.dq), input(states.ddq), output(forces));
   for (std::ptrdiff_t s = 0; s < states.count; ++s) {
     const State state = state_of(states, s);
     const Truth truth(state);
@@ -94,11 +58,6 @@ TEST_F(Dynamics, MomentumChangesByTheWrench) {
     EXPECT_LT((sum - rate).norm() / rate.norm(), 1e-5);
     const Eigen::VectorXd momentum = vector_of(results.momentum, s);
     EXPECT_LT((matrix * state.dq.cast<double>() - momentum).norm() / momentum.norm(), 1e-5);
-    // The angular part of the matrix, of which twice the kinetic energy is a part: J^T M J of the root's motion.
-    const Eigen::Vector3d about_com = matrix.topRows(3) * Eigen::VectorXd::Unit(coordinates, 4);
-    const Eigen::MatrixXd M = truth.mass_matrix();
-    const Eigen::Vector3d moment = R * M.col(4).segment(3, 3) - com.cross(R * M.col(4).head(3));
-    EXPECT_LT((about_com - moment).norm() / moment.norm(), 1e-5);
   }
 }
 

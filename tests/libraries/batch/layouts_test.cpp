@@ -137,7 +137,7 @@ TEST_P(Layouts, PackedMassHasTheEntriesOfTheDenseAndAllOthersAreZero) {
   const States states = random_states(n, 400);
   Rows packed(n, KORVEL_BATCH_MASS_ENTRIES);
   Results dense = batch_results(batch, states);
-  batch.mass_packed(n, rows_of(states.q.values.data(), coordinates), rows_to(packed.values.data(), packed.numbers));
+  batch.mass_packed(n, input(states.q), output(packed));
   for (std::ptrdiff_t s = 0; s < n; ++s) {
     for (int entry = 0; entry < KORVEL_BATCH_MASS_ENTRIES; ++entry) {
       int row = -1;
@@ -166,9 +166,7 @@ TEST_P(Layouts, WrenchesAreOfAllStatesOrOfEach) {
   for (korvel_batch_wrench& wrench : wrenches) wrench.values.state = 0;
   const auto forces_with = [&](const std::vector<korvel_batch_wrench>& on_bodies) {
     Rows forces(n, coordinates);
-    batch.dynamics(n, rows_of(states.q.values.data(), coordinates), rows_of(states.dq.values.data(), coordinates),
-                   rows_of(states.ddq.values.data(), coordinates), rows_to(forces.values.data(), coordinates),
-                   on_bodies);
+    batch.dynamics(n, input(states.q), input(states.dq), input(states.ddq), output(forces), on_bodies);
     return forces;
   };
   EXPECT_EQ(count_different(forces_with(wrenches), expected), 0U);
@@ -201,9 +199,7 @@ INSTANTIATE_TEST_SUITE_P(Batch, Layouts, testing::ValuesIn(instruction_sets()),
                          [](const auto& instance) { return instance.param; });
 
 korvel_batch_force_sums sums_of(const Batch& batch, const States& states) {
-  return batch.force_sums(states.count, rows_of(states.q.values.data(), coordinates),
-                          rows_of(states.dq.values.data(), coordinates), rows_of(states.ddq.values.data(), coordinates),
-                          wrenches_of(states));
+  return batch.force_sums(states.count, input(states.q), input(states.dq), input(states.ddq), wrenches_of(states));
 }
 
 TEST(Batch, SumsAreThoseOfTheForces) {

@@ -91,7 +91,7 @@ Results module_results(const States& states, tesk::RigidBodySystem& robot) {
 std::vector<korvel_batch_wrench> wrenches_of(const States& states) {
   std::vector<korvel_batch_wrench> wrenches;
   for (int b = 0; b < bodies; ++b) {
-    korvel_batch_input values = rows_of(states.wrenches.values.data(), states.wrenches.numbers);
+    korvel_batch_input values = input(states.wrenches);
     values.data += 6 * b;
     wrenches.push_back({b, values});
   }
@@ -100,13 +100,12 @@ std::vector<korvel_batch_wrench> wrenches_of(const States& states) {
 
 Results batch_results(const Batch& batch, const States& states) {
   Results results(states.count);
-  const auto in = [](const Rows& array) { return rows_of(array.values.data(), array.numbers); };
-  const auto out = [](Rows& array) { return rows_to(array.values.data(), array.numbers); };
-  batch.kinematics(states.count, in(states.q),
-                   {out(results.poses_root), out(results.poses_world), out(results.com_root), out(results.com_world),
-                    out(results.jacobian), nullptr, 0});
-  batch.mass_dense(states.count, in(states.q), out(results.mass));
-  batch.dynamics(states.count, in(states.q), in(states.dq), in(states.ddq), out(results.forces), wrenches_of(states));
+  batch.kinematics(states.count, input(states.q),
+                   {output(results.poses_root), output(results.poses_world), output(results.com_root),
+                    output(results.com_world), output(results.jacobian), nullptr, 0});
+  batch.mass_dense(states.count, input(states.q), output(results.mass));
+  batch.dynamics(states.count, input(states.q), input(states.dq), input(states.ddq), output(results.forces),
+                 wrenches_of(states));
   return results;
 }
 

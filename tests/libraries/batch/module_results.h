@@ -25,6 +25,9 @@ struct Rows {
   std::vector<float> values;
 };
 
+inline korvel_batch_input input(const Rows& rows) { return rows_of(rows.values.data(), rows.numbers); }
+inline korvel_batch_output output(Rows& rows) { return rows_to(rows.values.data(), rows.numbers); }
+
 /// States as arrays, wrenches on all bodies among them.
 struct States {
   explicit States(std::ptrdiff_t n) : count(n) {}

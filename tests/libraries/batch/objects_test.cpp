@@ -89,6 +89,8 @@ TEST(Objects, KnowTheRobotsBodiesAndEntries) {
   int row = 0;
   for (const int none : {240, -1}) EXPECT_EQ(korvel_batch_mass_entry(none, &row, &row), KORVEL_BATCH_COUNT);
   EXPECT_EQ(korvel_batch_mass_entry(0, nullptr, &row), KORVEL_BATCH_NULL);
+  EXPECT_EQ(korvel_batch_derivative_entry(0, 360, &row, &row), KORVEL_BATCH_COUNT);
+  EXPECT_EQ(korvel_batch_derivative_entry(1, 450, &row, &row), KORVEL_BATCH_COUNT);
 }
 
 }  // namespace

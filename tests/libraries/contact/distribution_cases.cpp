@@ -11,13 +11,11 @@ int main(int argc, char** argv) {
   const unsigned long count = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 1;
   for (unsigned long seed = 0; seed < count; ++seed) {
     const tests::DistributionCase one = tests::distribution_case(seed);
-    const double weight = tests::DistributionCase::weight;
-    const contact::Distribution distribution = contact::distribute(one.wrench, one.points, weight);
     const auto print = [](const Eigen::Vector3d& v) { std::printf("%.17g %.17g %.17g ", v.x(), v.y(), v.z()); };
-    print(one.wrench.force / weight);
-    print(one.wrench.moment / (weight * contact::moment_length));
-    std::printf("%.17g %.17g ", one.points.front().cone.friction, distribution.residual);
-    for (const contact::ContactPoint& point : one.points) print(point.position_world / contact::moment_length);
+    print(one.load.force);
+    print(one.load.moment);
+    std::printf("%.17g %.17g ", one.friction, one.distributed().residual());
+    for (const tests::DistributionCase::Point& point : one.points) print(point.arm);
     std::printf("\n");
   }
 }

@@ -2,42 +2,58 @@
 
 #include <vector>
 
-#include "contact/distribution.h"
+#include "contact/nearest_forces.h"
+#include "contact/verdict.h"
+#include "contact/wrench.h"
 #include "contract/states.h"
 
 namespace korvel::tests {
 
-/// Two feet on the ground and a wrench that they may have to bear, about the point between them.
+/// Two feet on the ground and a wrench that they may have to bear, about the point between them. In units of the weight
+/// and of a decimetre.
 struct DistributionCase {
-  static constexpr double weight = 52;  // [N]
+  struct Point {
+    Eigen::Vector3d arm;
+    double compliance;
+  };
 
-  contact::Wrench wrench;
-  std::vector<contact::ContactPoint> points;
+  contact::Wrench load;
+  std::vector<Point> points;
+  double friction;
+
+  contact::Loads<double> loads() const {
+    contact::Loads<double> result;
+    result.set({contact::plain(load.force), contact::plain(load.moment)});
+    for (const auto& [arm, compliance] : points) result.points.push_back({contact::plain(arm), compliance, {}, {}});
+    return result;
+  }
+  contact::Loads<double> distributed() const {
+    contact::Loads<double> result = loads();
+    contact::Loads<double>* const asked = &result;
+    contact::NearestForces<double>(std::vector<double>(points.size(), friction)).find(&asked, 1);
+    return result;
+  }
 };
 
 /// About half of them can be borne: some easily, many on the edge of a cone or of a foot.
 inline DistributionCase distribution_case(std::uint64_t seed) {
   Random random(seed);
+  const auto number = [&](double magnitude) { return magnitude * static_cast<double>(random(1)); };
   const auto vector = [&](double magnitude) -> Eigen::Vector3d {
     Eigen::Vector3f v;
     random.fill(v, 1);
     return magnitude * v.cast<double>();
   };
-  const double wildness = std::abs(static_cast<double>(random(1)));
-  const double friction = std::abs(static_cast<double>(random(1)));
-  DistributionCase result;
-  for (const double y : {0.05, -0.05}) {
-    const double place = 0.1 * static_cast<double>(random(1));
-    const double compliance = std::max(contact::least_compliance, std::abs(static_cast<double>(random(1))));
-    for (const double dx : {-0.05, 0.1}) {
-      for (const double dy : {-0.04, 0.04}) {
-        result.points.push_back({{place + dx, y + dy, 0.003 * static_cast<double>(random(1))}, {friction}, compliance});
-      }
+  const double wildness = std::abs(number(1));
+  DistributionCase result{{}, {}, std::abs(number(1))};
+  for (const double y : {0.5, -0.5}) {
+    const double place = number(1);
+    const double compliance = std::max(contact::least_compliance, std::abs(number(1)));
+    for (const double dx : {-0.5, 1.0}) {
+      for (const double dy : {-0.4, 0.4}) result.points.push_back({{place + dx, y + dy, number(0.03)}, compliance});
     }
   }
-  const double weight = DistributionCase::weight;
-  result.wrench.force = weight * (Eigen::Vector3d::UnitZ() + wildness * vector(1));
-  result.wrench.moment = 0.1 * weight * wildness * vector(1.5);
+  result.load = {Eigen::Vector3d::UnitZ() + wildness * vector(1), wildness * vector(1.5)};
   return result;
 }
 
@@ -48,10 +64,10 @@ inline DistributionCase hard_case(int family, std::uint64_t seed) {
   DistributionCase result = distribution_case(seed);
   Random random(~seed);
   const auto number = [&](double magnitude) { return magnitude * static_cast<double>(random(1)); };
-  contact::Wrench& wrench = result.wrench;
-  std::vector<contact::ContactPoint>& points = result.points;
-  const double friction = seed % 16 == 15 ? 0 : points.front().cone.friction;
-  for (contact::ContactPoint& point : points) point.cone.friction = friction;
+  contact::Wrench& wrench = result.load;
+  std::vector<DistributionCase::Point>& points = result.points;
+  if (seed % 16 == 15) result.friction = 0;
+  const double friction = result.friction;
   const auto scale = [&](double factor) {
     wrench.force *= factor;
     wrench.moment *= factor;
@@ -62,16 +78,15 @@ inline DistributionCase hard_case(int family, std::uint64_t seed) {
     for (std::size_t i = 0; i < points.size(); ++i) {
       const Eigen::Vector3d force = force_at(i);
       wrench.force += force;
-      wrench.moment += points[i].position_world.cross(force);
+      wrench.moment += points[i].arm.cross(force);
     }
   };
   /// That slides, or nearly.
-  const auto sliding = [&](double weight, double angle, double used) -> Eigen::Vector3d {
-    return weight * Eigen::Vector3d(used * std::cos(angle), used * std::sin(angle), 1);
+  const auto sliding = [&](double load, double angle, double used) -> Eigen::Vector3d {
+    return load * Eigen::Vector3d(used * std::cos(angle), used * std::sin(angle), 1);
   };
   constexpr double pi = 3.14159265358979323846;
   const double angle = number(pi);
-  const double weight = DistributionCase::weight;
   switch (family) {
     case 0:  // one foot
       points.resize(4);
@@ -95,22 +110,22 @@ inline DistributionCase hard_case(int family, std::uint64_t seed) {
       for (std::size_t i = 0; i < points.size(); ++i) points[i].compliance = i < 4 ? 1 : contact::least_compliance;
       break;
     case 7:  // on the edges of all cones
-      sum([&](std::size_t) { return sliding(std::abs(number(weight / 8)), angle, friction); });
+      sum([&](std::size_t) { return sliding(std::abs(number(0.125)), angle, friction); });
       break;
     case 8:  // on the edge of a foot
-      for (contact::ContactPoint& point : points) point.position_world.z() = 0;
-      sum([&](std::size_t i) { return i < 2 ? sliding(std::abs(number(weight)), 0, 0) : Eigen::Vector3d::Zero(); });
+      for (DistributionCase::Point& point : points) point.arm.z() = 0;
+      sum([&](std::size_t i) { return i < 2 ? sliding(std::abs(number(1)), 0, 0) : Eigen::Vector3d::Zero(); });
       break;
     case 9:  // the left as the right
       for (std::size_t i = 0; i < 4; ++i) {
-        points[i].position_world.z() = 0;
+        points[i].arm.z() = 0;
         points[i + 4] = points[i];
-        points[i + 4].position_world.y() *= -1;
+        points[i + 4].arm.y() *= -1;
       }
       wrench.force.y() = wrench.moment.x() = wrench.moment.z() = 0;
       break;
     case 10:  // all corners on a line
-      for (contact::ContactPoint& point : points) point.position_world.tail<2>().setZero();
+      for (DistributionCase::Point& point : points) point.arm.tail<2>().setZero();
       break;
     case 11:  // in the air
       points.clear();
@@ -118,12 +133,12 @@ inline DistributionCase hard_case(int family, std::uint64_t seed) {
     case 12:  // corners that slide everywhere
       sum([&](std::size_t) {
         const double to = number(pi);
-        return sliding(std::abs(number(0.3 * weight)), to, friction);
+        return sliding(std::abs(number(0.3)), to, friction);
       });
       break;
     default: {  // a corner that slides nearly, or just does
       const double used = friction + number(1e-3);
-      const double load = std::abs(number(weight));
+      const double load = std::abs(number(1));
       sum([&](std::size_t i) { return i == seed % 8 ? sliding(load, angle, used) : Eigen::Vector3d::Zero(); });
     }
   }

@@ -20,9 +20,9 @@ std::vector<bool> flags(const std::string& text) {
   return result;
 }
 
-std::string text(const ContactPhases& phases, std::size_t count) {
+std::string text(const std::vector<bool>& contact) {
   std::string result;
-  for (std::size_t i = 0; i < count; ++i) result += phases.contact(i) ? '#' : '.';
+  for (const bool c : contact) result += c ? '#' : '.';
   return result;
 }
 
@@ -42,31 +42,30 @@ TEST(Phases, ShortGapsAreClosedThenShortContactsDropped) {
   };
   for (const auto& [seen, expected] : cases) {
     const std::vector<bool> near = flags(seen);
-    EXPECT_EQ(text(ContactPhases::detected(times(near.size(), 0.01), near, 0.05), near.size()), expected) << seen;
-    EXPECT_EQ(text(ContactPhases::given(times(near.size(), 0.01), near), near.size()), seen);
+    EXPECT_EQ(text(steadied(times(near.size(), 0.01), near, 0.05)), expected) << seen;
   }
 }
 
 TEST(Phases, SlowSamplingKeepsAContactOfOneSample) {
-  EXPECT_EQ(text(ContactPhases::detected(times(3, 0.1), flags(".#."), 0.05), 3), ".#.");
+  EXPECT_EQ(text(steadied(times(3, 0.1), flags(".#."), 0.05)), ".#.");
 }
 
 TEST(Phases, ShareRisesSmoothlyAfterTouchdownAndFallsBeforeLiftOff) {
   const std::string seen = std::string(10, '.') + std::string(50, '#') + std::string(10, '.');
-  const ContactPhases phases = ContactPhases::given(times(seen.size(), 0.01), flags(seen));
-  EXPECT_EQ(phases.share(9), 0);
-  EXPECT_EQ(phases.share(60), 0);
+  const std::vector<double> shares = contact_shares(times(seen.size(), 0.01), flags(seen));
+  EXPECT_EQ(shares[9], 0);
+  EXPECT_EQ(shares[60], 0);
   for (std::size_t i = 10; i < 35; ++i) {
-    EXPECT_GE(phases.share(i), phases.share(i - 1)) << i;
-    EXPECT_LT(phases.share(i) - phases.share(i - 1), 0.16) << i;
-    EXPECT_NEAR(phases.share(i), phases.share(69 - i), 1e-12) << i;
+    EXPECT_GE(shares[i], shares[i - 1]) << i;
+    EXPECT_LT(shares[i] - shares[i - 1], 0.16) << i;
+    EXPECT_NEAR(shares[i], shares[69 - i], 1e-12) << i;
   }
-  EXPECT_LT(phases.share(10), 0.01);
-  EXPECT_EQ(phases.share(20), 1);
+  EXPECT_LT(shares[10], 0.01);
+  EXPECT_EQ(shares[20], 1);
   // What was before the first sample and will be after the last one is not known.
-  const ContactPhases open = ContactPhases::given(times(5, 0.01), flags("#####"));
-  EXPECT_EQ(open.share(0), 1);
-  EXPECT_EQ(open.share(4), 1);
+  const std::vector<double> open = contact_shares(times(5, 0.01), flags("#####"));
+  EXPECT_EQ(open[0], 1);
+  EXPECT_EQ(open[4], 1);
 }
 
 }  // namespace

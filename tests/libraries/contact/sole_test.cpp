@@ -64,8 +64,8 @@ using Points2 = std::vector<Eigen::Vector2d>;
 
 SupportMargin<double> margin(const Points2& points, const Eigen::Vector2d& of) {
   std::vector<GroundVector<double>> from_it;
-  for (const Eigen::Vector2d& point : points) from_it.push_back({point.x() - of.x(), point.y() - of.y()});
-  return support_margin(from_it.data(), static_cast<int>(from_it.size()));
+  for (const Eigen::Vector2d& point : points) from_it.push_back({point.x() - of.x(), point.y() - of.y(), {}});
+  return support_margin(from_it);
 }
 
 TEST(SupportMargin, IsTheDistanceFromTheEdge) {

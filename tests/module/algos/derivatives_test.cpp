@@ -100,7 +100,7 @@ TYPED_TEST(Derivatives, GradientIsWeightsTimesMatrices) {
     std::vector<Dual> acceleration(weights.size());
     const DualModel<TypeParam, Dual> model;
     metapod::rnea_gradient<DualModel<TypeParam, Dual>>::run(
-        model, DualMotion<TypeParam, Dual>(state), weights.data(),
+        model, DualMotion<TypeParam, Dual>{state.q, state.dq, state.ddq, state, state}, weights.data(),
         {forces.data(), position.data(), velocity.data(), acceleration.data()});
     const auto matrices = differentiated(state);
     const auto row = [](const std::vector<Dual>& numbers) { return Matrices<Dual>::values(numbers, 1); };

@@ -1,7 +1,6 @@
-#include "host/run/contact_phases.h"
+#include "host/run/contact_shares.h"
 
 #include <Eigen/Geometry>
-#include <utility>
 
 #include "host/robot/frames.h"
 #include "host/robot/module.h"
@@ -52,9 +51,9 @@ bool is_near_ground(const tesk::RigidBodySystem& system, const Instant& state, c
 
 }  // namespace
 
-std::vector<contact::ContactPhases> contact_phases(const Trajectory& trajectory, const Ground& ground,
-                                                   const std::map<std::string, std::vector<bool>>& given,
-                                                   tesk::RigidBodySystem& system) {
+std::vector<std::vector<double>> contact_shares(const Trajectory& trajectory, const Ground& ground,
+                                                const std::map<std::string, std::vector<bool>>& given,
+                                                tesk::RigidBodySystem& system) {
   const std::vector<double> time(trajectory.time().begin(), trajectory.time().end());
   std::vector<std::vector<bool>> near(ground.soles.size());
   for (Eigen::Index s = 0; s < trajectory.size(); ++s) {
@@ -65,14 +64,13 @@ std::vector<contact::ContactPhases> contact_phases(const Trajectory& trajectory,
       near[i].push_back(is_near_ground(system, state, ground.soles[i], ground));
     }
   }
-  std::vector<contact::ContactPhases> phases;
+  std::vector<std::vector<double>> shares;
   for (std::size_t i = 0; i < near.size(); ++i) {
     const auto known = given.find(system.getBodyName(ground.soles[i].body()));
-    phases.push_back(known != given.end()
-                         ? contact::ContactPhases::given(time, known->second)
-                         : contact::ContactPhases::detected(time, std::move(near[i]), ground.bounds.duration));
+    shares.push_back(contact::contact_shares(
+        time, known != given.end() ? known->second : contact::steadied(time, near[i], ground.bounds.duration)));
   }
-  return phases;
+  return shares;
 }
 
 }  // namespace korvel::host
