@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <queue>
 
 #include "recorder/format/hash.h"
@@ -132,6 +133,7 @@ void RecordingFile::read_blocks() {
   const std::uint64_t rest = file_size_ % block_size;
   if (rest != 0 && ended()) throw error_at(file_size_ - rest, "the last block is cut short");
   std::uint64_t& last = last_block_;
+  std::optional<BlockPosition> twice;
   for (std::uint64_t offset = block_size; offset + block_size <= file_size_; offset += block_size) {
     BlockPosition position{offset, {}};
     read_at(offset, &position.header, sizeof(position.header));
@@ -142,20 +144,14 @@ void RecordingFile::read_blocks() {
     if (position.header.number == 0) continue;
     ++blocks_;
     last = std::max(last, position.header.number);
-    streams_[position.header.stream].push_back(position);
+    const bool is_new = streams_[position.header.stream].emplace(position.header.number, position).second;
+    if (!is_new && !twice) twice = position;
   }
   if (ended() && header_.version > 1 && (blocks_ != header_.blocks || last > header_.last_block)) {
     throw error_at(104, fmt::format("{} blocks of records were written, up to number {}, and {} are here, up to {}",
                                     header_.blocks, header_.last_block, blocks_, last));
   }
-  const auto number_of = [](const BlockPosition& position) { return position.header.number; };
-  for (auto& [number, blocks] : streams_) {
-    std::sort(blocks.begin(), blocks.end(), [&](const auto& a, const auto& b) { return number_of(a) < number_of(b); });
-    const auto twice = std::adjacent_find(blocks.begin(), blocks.end(),
-                                          [&](const auto& a, const auto& b) { return number_of(a) == number_of(b); });
-    if (twice == blocks.end()) continue;
-    throw error_at(std::next(twice)->offset, fmt::format("block {} is there twice", number_of(*twice)));
-  }
+  if (twice) throw error_at(twice->offset, fmt::format("block {} is there twice", twice->header.number));
 }
 
 void RecordingFile::read_at(std::uint64_t offset, void* to, std::size_t bytes) const {
@@ -174,15 +170,15 @@ Error RecordingFile::error_at(std::uint64_t offset, const std::string& text) con
 /// Goes through the records of a stream.
 class RecordingFile::Cursor {
  public:
-  Cursor(const RecordingFile& file, const Stream& blocks) : file_(file), blocks_(blocks) {}
+  Cursor(const RecordingFile& file, const Stream& blocks) : file_(file), next_(blocks.begin()), last_(blocks.end()) {}
 
   /// When the next record was written; of one in a block that has not been read yet, no earlier than this.
-  std::uint64_t ticks() const { return at_ < end_ ? header().ticks : blocks_[next_].header.ticks; }
-  bool at_end() const { return at_ == end_ && next_ == blocks_.size(); }
+  std::uint64_t ticks() const { return at_ < end_ ? header().ticks : next_->second.header.ticks; }
+  bool at_end() const { return at_ == end_ && next_ == last_; }
   /// Returns whether there is a record; reads the next block if this one has no more. Also false after a block without
   /// records.
   bool ready() {
-    if (at_ == end_) read_block(blocks_[next_++]);
+    if (at_ == end_) read_block((next_++)->second);
     return at_ < end_;
   }
   RecordedCall call() const {
@@ -276,8 +272,7 @@ class RecordingFile::Cursor {
   }
 
   const RecordingFile& file_;
-  const Stream& blocks_;
-  std::size_t next_ = 0;
+  Stream::const_iterator next_, last_;
   std::vector<char> bytes_;
   std::uint64_t offset_ = 0;  ///< of the block
   std::size_t at_ = 0, end_ = 0;
@@ -292,7 +287,7 @@ void RecordingFile::for_each(const std::function<bool(const RecordedCall&)>& vis
   std::priority_queue<Next, std::vector<Next>, std::greater<>> next;
   for (const auto& [number, stream] : streams_) {
     cursors.try_emplace(number, *this, stream);
-    next.emplace(stream.front().header.ticks, number);
+    next.emplace(stream.begin()->second.header.ticks, number);
   }
   while (!next.empty()) {
     const auto [time, number] = next.top();

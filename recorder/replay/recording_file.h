@@ -99,7 +99,7 @@ class RecordingFile {
     std::uint64_t offset;
     recording::BlockHeader header;
   };
-  using Stream = std::vector<BlockPosition>;  ///< in the order of time
+  using Stream = std::map<std::uint64_t, BlockPosition>;  ///< by number, in the order of time
   class Cursor;
 
   void read_header();
