@@ -44,7 +44,7 @@ class KinematicsResults(ctypes.Structure):
 
 
 def _operation(name: str, *arguments: Any) -> Callable[..., int]:
-    """Declares an operation on states: of an object, for a number of states, with their coordinates."""
+    """Declares a C function that begins with an object, a number of states and their coordinates."""
     return _library.function(name, _int, _address, _size, _view, *arguments)
 
 

@@ -22,16 +22,16 @@ class Derivatives(NamedTuple):
     forces: Array
     """``[n, 30]``: the force and the moment on the root in its frame [N, N m], then the torques of the joints [N m]."""
     by_q: Array
-    """``[n, 30, 30]``: by position; row: force, column: coordinate. Columns 0 to 2 are those of a root that moves along its
+    """``[n, 30, 30]``, with respect to positions; row: force, column: coordinate. Columns 0 to 2 are those of a root that moves along its
     own axes, and zero. Columns 3 to 5 are those of a root that turns about its own axes; ``by_euler`` converts them to
     roll, pitch and yaw. Packed ``[n, 360]``, in the order of ``POSITION_ENTRIES``."""
     by_dq: Array
-    """``[n, 30, 30]``: by velocity. Packed ``[n, 450]``, in the order of ``VELOCITY_ENTRIES``."""
+    """``[n, 30, 30]``, with respect to velocities. Packed ``[n, 450]``, in the order of ``VELOCITY_ENTRIES``."""
 
 
 class Gradient(NamedTuple):
-    """Generalized forces, and weights times their derivatives, all ``[n, 30]``. By the root's coordinates they are as those
-    of ``Derivatives``."""
+    """Generalized forces, and weights times their derivatives, all ``[n, 30]``. ``Derivatives`` explains the
+    root's columns."""
 
     forces: Array
     by_q: Array
@@ -53,7 +53,7 @@ class Momentum(NamedTuple):
 
 
 def by_euler(q: npt.ArrayLike, by_q: npt.ArrayLike) -> npt.NDArray[np.float64]:
-    """Converts derivatives by position to derivatives by x, y, z, roll, pitch and yaw of the root. The last axis of ``by_q``
+    """Converts derivatives with respect to positions to those by x, y, z, roll, pitch and yaw of the root. The last axis of ``by_q``
     has the coordinates, so it takes ``by_q`` of ``Derivatives`` and of ``Gradient``."""
     coordinates, derivatives = np.asarray(q, np.float64), np.array(by_q, np.float64)
     if derivatives.shape[-1:] != (_coordinates,) or derivatives.shape[:coordinates.ndim - 1] != coordinates.shape[:-1]:
@@ -76,8 +76,8 @@ class Dynamics:
     def dynamics_derivatives(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, wrenches: Optional[Wrenches] = None,
                              packed: bool = False, out: Optional[Derivatives] = None, *,
                              strict: bool = False) -> Derivatives:
-        """Computes the generalized forces of a motion and their derivatives by position and by velocity; by acceleration
-        they are ``mass``. Wrenches stay as they are in the frames of their bodies.
+        """Computes the generalized forces of a motion and their derivatives with respect to positions and
+        velocities; those with respect to accelerations are ``mass``. Wrenches stay as they are in the frames of their bodies.
 
         ``packed`` returns only the entries that can differ from zero. ``out`` is the result of another call of the same
         form: its arrays are overwritten.
@@ -97,7 +97,7 @@ class Dynamics:
     def dynamics_gradient(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, weights: npt.ArrayLike,
                           wrenches: Optional[Wrenches] = None, out: Optional[Gradient] = None, *, strict: bool = False) -> Gradient:
         """Computes the generalized forces of a motion and the gradient of the sum of forces times ``weights``, which have
-        the shape of ``q``. The weights of a cost are its derivatives by the forces."""
+        the shape of ``q``. The weights of a cost are its derivatives with respect to the forces."""
         q, dq, ddq = motion_of(q, dq, ddq, strict)
         weights = as_float32(weights, "weights", strict)
         require_shape(weights, "weights", q.shape)

@@ -210,7 +210,7 @@ class Recording:
         return hash_of(self._data[begin:begin + size].tobytes(), seed) == checksum
 
     def _size_of_record(self, at: int, end: int) -> int:
-        """Returns 0 if there is none."""
+        """Returns the size of the record here, or 0 if no complete record begins here."""
         if end - at < _RECORD:
             return 0
         size: int
@@ -294,7 +294,7 @@ def _members(text: bytes) -> Dict[str, Any]:
 
 
 def _type(name: str, count: int) -> np.dtype[Any]:
-    """Returns the type of all numbers of an argument together."""
+    """Returns the numpy type of a whole argument: all its numbers."""
     return np.dtype(f"S{count}") if name == "S" else np.dtype(("<" + name, (count,)))
 
 
