@@ -22,9 +22,9 @@ class Derivatives(NamedTuple):
     forces: Array
     """``[n, 30]``: the force and the moment on the root in its frame [N, N m], then the torques of the joints [N m]."""
     by_q: Array
-    """``[n, 30, 30]``, with respect to positions; row: force, column: coordinate. Columns 0 to 2 are those of a root that moves along its
-    own axes, and zero. Columns 3 to 5 are those of a root that turns about its own axes; ``by_euler`` converts them to
-    roll, pitch and yaw. Packed ``[n, 360]``, in the order of ``POSITION_ENTRIES``."""
+    """``[n, 30, 30]``, with respect to positions; row: force, column: coordinate. Columns 0 to 2 are those of a root that
+    moves along its own axes, and zero. Columns 3 to 5 are those of a root that turns about its own axes; ``by_euler``
+    converts them to roll, pitch and yaw. Packed ``[n, 360]``, in the order of ``POSITION_ENTRIES``."""
     by_dq: Array
     """``[n, 30, 30]``, with respect to velocities. Packed ``[n, 450]``, in the order of ``VELOCITY_ENTRIES``."""
 
@@ -53,8 +53,8 @@ class Momentum(NamedTuple):
 
 
 def by_euler(q: npt.ArrayLike, by_q: npt.ArrayLike) -> npt.NDArray[np.float64]:
-    """Converts derivatives with respect to positions to those by x, y, z, roll, pitch and yaw of the root. The last axis of ``by_q``
-    has the coordinates, so it takes ``by_q`` of ``Derivatives`` and of ``Gradient``."""
+    """Converts derivatives with respect to positions to those by x, y, z, roll, pitch and yaw of the root. The last axis
+    of ``by_q`` has the coordinates, so it takes ``by_q`` of ``Derivatives`` and of ``Gradient``."""
     coordinates, derivatives = np.asarray(q, np.float64), np.array(by_q, np.float64)
     if derivatives.shape[-1:] != (_coordinates,) or derivatives.shape[:coordinates.ndim - 1] != coordinates.shape[:-1]:
         raise Error(f"by_q: expected dense derivatives of these states, found an array of shape {list(derivatives.shape)}")
