@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <limits>
 
-#include "contact/required_wrench.h"
 #include "contact/stance.h"
 #include "distribution_cases.h"
 
@@ -67,6 +66,23 @@ TEST(Distribution, HardWrenchesToo) {
       expect_nearest(one, one.distributed());
     }
     ASSERT_FALSE(HasFailure()) << "of family " << family;
+  }
+}
+
+// Only the forces of least norm do that: others that bear a load jump.
+TEST(Distribution, ForcesChangeAsLittleAsTheLoad) {
+  for (std::uint64_t seed = 0; seed < 20000; ++seed) {
+    const DistributionCase one = tests::distribution_case(seed);
+    const Loads<double> loads = one.distributed();
+    DistributionCase other = one;
+    const double change = seed % 2 == 0 ? 1e-7 : -1e-7;
+    other.load.force += change * Vector3d(1, -1, 1);
+    other.load.moment += change * Vector3d(-1, 1, 1);
+    const Loads<double> changed = other.distributed();
+    for (std::size_t i = 0; i < one.points.size(); ++i) {
+      const Vector3d by = changed.size * vector(changed.points[i].force) - loads.size * vector(loads.points[i].force);
+      ASSERT_LT(by.norm(), 1e-3) << seed;
+    }
   }
 }
 
@@ -141,24 +157,6 @@ TEST(Distribution, LeastFrictionOfAPushIsItsSlope) {
   }
   one.load.force = {0, 0, -1};
   EXPECT_EQ(least_friction(one.loads()), std::numeric_limits<double>::infinity());
-}
-
-// The derivatives of sin q and sin 2 q span those of all polynomials of degree two that are not even.
-TEST(RequiredWrench, TurnsGiveAShareOfEveryDerivative) {
-  for (int i = -1000; i <= 1000; ++i) {
-    const double share = i / 1000.0;
-    const Eigen::Array2d turn = turn_for(share);
-    for (const int degree : {1, 2}) {
-      const double found = 2 * (turn_weights * (degree * turn).sin()).sum();
-      EXPECT_NEAR(found, degree * share, 2e-15) << share;
-    }
-  }
-}
-
-TEST(RequiredWrench, JointsOfALimbAreTurnedOneByOne) {
-  const Eigen::VectorXd rates = (Eigen::VectorXd(7) << 1, -3, 2, 0, -0.5, 5, 4).finished();
-  EXPECT_EQ(groups_of(rates, {1, 1, 1, 2, 3, 3, 4}), (std::vector<std::vector<Eigen::Index>>{{5, 6, 1}, {2, 4}, {0}}));
-  EXPECT_EQ(groups_of(rates.head(4), {1, 2, 3, 1}).size(), 1U);
 }
 
 }  // namespace
