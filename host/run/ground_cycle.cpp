@@ -53,7 +53,8 @@ Standing GroundCycle::run(tesk::RigidBodySystem& system, const Instant& state,
   set_state(system, state);
   system.computeFwdKinematics();
 
-  // From here on positions are told from the root's origin, so that no digits are lost to the place in the world.
+  // Positions are relative to the root's origin from here on, so that precision does not depend on the place in the
+  // world.
   Eigen::Isometry3d root = isometry(state.root.pose);
   // Orthonormal to the last digit: by single precision's the forces would depend on the heading.
   root.linear() = Eigen::Quaterniond(root.linear()).normalized().toRotationMatrix();

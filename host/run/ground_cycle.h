@@ -12,7 +12,7 @@
 
 namespace korvel::host {
 
-/// How a robot stands at one instant of a motion.
+/// The stance of a robot at one instant of a motion.
 struct Standing {
   contact::Stance stance;
   std::vector<contact::SoleState> soles;

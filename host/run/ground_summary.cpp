@@ -21,7 +21,7 @@ constexpr std::size_t most_intervals_shown = 20;
 
 double millimetres(double metres) { return 1e3 * metres; }
 
-/// Where a vector in the ground points, as the robot sees it.
+/// Returns the direction of a vector in the ground plane, as the robot sees it.
 const char* direction_of(const Eigen::Vector2d& vector, const Eigen::Isometry3d& root) {
   // Forward is where the root's x axis points, or where its y axis has to its left, whichever lies more in the ground.
   const Eigen::Vector2d x = root.linear().col(0).head<2>();

@@ -18,14 +18,14 @@ class GroundSummary {
   /// Takes in how the robot stands in the sample at `time` [s], the next one.
   void add(const Standing& standing, double time);
 
-  /// Whether the ground bears every sample; it does where nothing is required of it in flight.
+  /// Returns whether the ground supports every sample. Samples in flight that require nothing count as supported.
   bool is_borne_throughout() const { return spans_.empty(); }
   /// Returns "stays on its feet throughout", or the intervals in which the robot cannot stay on its feet. Before that
   /// stand the soles that are not at the height of the ground, and when the robot is in flight.
   std::string verdict_text() const;
   /// A table of margins, each with the time of its worst.
   std::string margins_text() const;
-  /// Both for programs.
+  /// Returns verdict and tables for programs.
   nlohmann::json json() const;
   /// The same with the `verdict` and the `tables` of the margins in the words of the two texts, for the report.
   nlohmann::json json_with_words() const;
@@ -45,7 +45,8 @@ class GroundSummary {
     }
     nlohmann::json json() const;
   };
-  /// What is seen of a sole in contact: before `slip` in the samples in which the robot stands, from there on in all.
+  /// The items of a sole in contact. Those before `slip` are of the samples in which the robot stands, the others of
+  /// all.
   enum SoleItem { most_load, least_load, friction_used, pressure_inside, slip, height, item_count };
   struct SoleSummary {
     std::string body;

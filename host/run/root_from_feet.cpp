@@ -30,7 +30,7 @@ Isometry3d frame_in_body(const contact::Sole& sole, const Isometry3d& pose) {
   return frame;
 }
 
-/// In double precision: accelerations come from differences of poses.
+/// Returns the pose in double precision, because accelerations come from differences of poses.
 Isometry3d pose_in_root(const Robot& robot, const Eigen::ArrayXd& angles, unsigned long body) {
   Isometry3d pose = Isometry3d::Identity();
   for (auto b = static_cast<int>(body); b > 0; b = robot.bodies[static_cast<std::size_t>(b)].parent) {
@@ -49,7 +49,7 @@ Isometry3d flat_on_ground(const Isometry3d& pose, double height) {
   return flat;
 }
 
-/// From 0 to 1 with velocities of zero at both ends.
+/// Goes from 0 to 1 with velocities of zero at both ends.
 double smooth_step(double share) { return share * share * share * (10 + share * (6 * share - 15)); }
 
 Isometry3d between(const Isometry3d& from, const Isometry3d& to, double share) {

@@ -29,7 +29,7 @@ constexpr int pose_numbers = pose_size * body_count;
 constexpr int jacobian_numbers = 6 * coordinate_count;
 constexpr int matrix_numbers = coordinate_count * coordinate_count;
 
-/// How many poses of a state are wanted.
+/// Returns the number of wanted poses of a state.
 int checked_body_count(const korvel_batch_kinematics_results& results) {
   if (results.bodies == nullptr) return body_count;
   if (results.body_count < 1 || results.body_count > body_count) {

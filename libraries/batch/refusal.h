@@ -30,7 +30,7 @@ inline void require_pointer(const void* pointer, const char* name) {
   if (pointer == nullptr) refuse(KORVEL_BATCH_NULL, name, " is null");
 }
 
-/// For korvel_batch_error; of fixed size, so that remembering needs no memory.
+/// The text of korvel_batch_error. Its size is fixed, so that keeping it needs no memory.
 inline thread_local char last_sentence[256] = "";
 
 inline korvel_batch_status remember(korvel_batch_status status, const char* sentence) noexcept {

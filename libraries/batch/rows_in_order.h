@@ -33,7 +33,7 @@ class RowsInOrder {
         part_count_(part_count),
         is_used_(output.data != nullptr && (parts != nullptr || output.number == 1)) {}
 
-  /// Where a kernel writes any tile.
+  /// Returns where a kernel writes any tile.
   Output room() noexcept { return is_used_ ? Output{room_, numbers, 1, 0} : to_; }
   void copy(const Stretch& tile) const noexcept {
     if (!is_used_) return;

@@ -10,7 +10,7 @@
 
 namespace korvel::batch {
 
-/// What n states may stand on, and with what; throws Refusal. Copies the soles.
+/// Checks the ground for n states and copies the soles; throws Refusal.
 GroundTable checked_ground(const korvel_batch_ground* ground, std::ptrdiff_t n);
 
 }  // namespace korvel::batch

@@ -33,7 +33,7 @@ class ForceIteration {
   using Vector = Vector3T<Number>;
   using Wrench = WrenchT<Number>;
 
-  /// With it, less than any check notices is left of a load that can be borne.
+  /// At this eps, less than any check notices is left of a load that can be supported.
   static constexpr double least_eps = 1e-10;
 
   explicit ForceIteration(const std::vector<double>& frictions) {
@@ -68,7 +68,7 @@ class ForceIteration {
   void give_lane(LoadedPoint<Number>* points, int from, int to) const noexcept {
     for (const Point& point : points_) copy_lane<Number>(point.load, from, *points++, to);
   }
-  /// After take_lane().
+  /// Call this after take_lane().
   void project() noexcept {
     for (Point& point : points_) point.projection = point.cone.nearest(point.load.v);
   }
@@ -134,7 +134,7 @@ class ForceIteration {
     eps = smaller(eps, larger(larger(least, fall * eps), nearness));
   }
 
-  /// Whether all forces of the step lie in their cones as they are.
+  /// Returns whether all forces of the step lie in their cones as they are.
   Mask is_inside() const noexcept {
     Mask inside = Number(0) < Number(1);
     for (const Point& point : points_) {

@@ -31,7 +31,7 @@ struct FrictionCone {
     const Number tangential = square_root(v.x * v.x + v.y * v.y);
     const MaskOf<Number> is_zero = friction * tangential <= -v.z;
     const MaskOf<Number> is_inside = !is_zero && tangential <= friction * v.z;
-    // On the surface, along the edge, where there is a direction in the ground.
+    // The force lies on the surface; its edge has a direction unless the force is vertical.
     const Number per_tangential = Number(1) / select(tangential > zero, tangential, Number(1));
     const Number x = v.x * per_tangential;
     const Number y = v.y * per_tangential;

@@ -32,7 +32,7 @@ struct DoubleLanes {
   Register low, high;
 
   DoubleLanes() = default;
-  /// By registers: what is copied in smaller parts and then loaded as a whole is waited for.
+  /// Copies by registers, because a load has to wait if its parts were stored separately.
   DoubleLanes(const DoubleLanes& other) noexcept : low(other.low), high(other.high) {}
   DoubleLanes& operator=(const DoubleLanes& other) noexcept {
     low = other.low;

@@ -48,7 +48,7 @@ struct Loads {
 template <typename Number>
 class NearestForces {
  public:
-  /// For points with these coefficients of friction.
+  /// Finds forces at points with these coefficients of friction.
   explicit NearestForces(const std::vector<double>& frictions) : first_(frictions), rest_(frictions) {}
 
   /// Writes the forces of the points of all loads.
@@ -72,8 +72,8 @@ class NearestForces {
   using Mask = MaskOf<Number>;
   static constexpr int lanes = lane_count<Number>;
 
-  /// How an iteration goes: its rho, the share of eps that is left after a step at least, the share of a step that it
-  /// goes, and after how many steps another way is tried.
+  /// The schedule of an iteration: its rho, the smallest share of eps that is left after a step, the share of a step
+  /// that it takes, and the number of steps after which another schedule is tried.
   struct Way {
     double rho, fall, share, steps;
   };

@@ -10,8 +10,8 @@
 
 namespace korvel::contact {
 
-/// How a robot moves, as the interface has it: the root's three linear and three angular coordinates first, in the
-/// root's axes, then one per joint.
+/// The motion of a robot in the coordinates of the interface: the root's three linear and three angular ones first, in
+/// the root's axes, then one per joint.
 struct GeneralizedMotion {
   Eigen::VectorXd joint_pos;     ///< [rad]
   Eigen::VectorXd velocity;      ///< [m/s], [rad/s]

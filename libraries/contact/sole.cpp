@@ -41,7 +41,7 @@ Sole::Sole(unsigned long body, const std::vector<Eigen::Vector3d>& corners_body,
   const Eigen::Vector3d mean = table.rowwise().mean();
   const Eigen::Matrix3Xd arms = table.colwise() - mean;
   const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> extents(arms * arms.transpose());
-  // From the largest extent to the least.
+  // The axes go from the largest extent to the smallest.
   const Eigen::Matrix3d axes = extents.eigenvectors().rowwise().reverse();
   const Eigen::Matrix3Xd in_plane = axes.transpose() * arms;
   if (in_plane.row(2).cwiseAbs().maxCoeff() > flatness) {
@@ -66,7 +66,7 @@ Sole::Sole(unsigned long body, const std::vector<Eigen::Vector3d>& corners_body,
   double area = 0;
   Eigen::Vector2d centre = Eigen::Vector2d::Zero();
   for (std::size_t k = 0; k < around.size(); ++k) {
-    // How far the next corner lies beyond the line between its neighbours.
+    // The distance of the next corner beyond the line between its neighbours.
     const Eigen::Vector2d side = point(k + 2) - point(k);
     const double beyond = cross(point(k + 1) - point(k), side) / side.norm();
     if (beyond < -least) refuse("expected a convex sole, found a corner within it");

@@ -57,7 +57,7 @@ double least_friction(Loads<double> loads, double known) {
     NearestForces<double>(std::vector<double>(loads.points.size(), friction)).find(&asked, 1);
     return loads.residual();
   };
-  // What no friction bears, within the residual that counts as borne, is not asked of it.
+  // Friction is not asked to carry what it cannot, within the residual that counts as supported.
   double borne = 1e-6;
   if (residual(known) <= borne) return known;
   const double without_slip = residual(most);

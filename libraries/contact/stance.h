@@ -9,13 +9,13 @@
 
 namespace korvel::contact {
 
-/// Where a sole is at one instant, and whether it stands.
+/// The pose of a sole at one instant, and its contact.
 struct SoleState {
   Eigen::Isometry3d pose_world;  ///< of its body, from the root's origin
   double share;                  ///< in the load, from 0 to 1; 0 without contact
 };
 
-/// What the ground does to one sole. All zero without contact.
+/// The load of the ground on one sole. All numbers are zero without contact.
 struct SoleLoad {
   Wrench wrench_world;  ///< on the body about its origin
   Eigen::Vector2d
@@ -32,10 +32,10 @@ struct Stance {
   /// The point about which the required wrench has no horizontal moment, at the mean height of the corners that bear,
   /// or on the ground if none does; below the centre of mass where hardly anything is required.
   Eigen::Vector2d zmp_world = Eigen::Vector2d::Zero();
-  /// Of the zero moment point in the support polygon, the hull of the corners that bear; negative outside, 0 where
-  /// nothing bears [m].
+  /// The distance of the zero moment point from the edge of the support polygon, the hull of the corners in contact;
+  /// negative outside, 0 without contact [m].
   double margin = 0;
-  /// From the polygon to the zero moment point, where that is outside [m].
+  /// The vector from the polygon to the zero moment point, if that is outside [m].
   Eigen::Vector2d excess_world = Eigen::Vector2d::Zero();
   Loads<double> loads;  ///< of the corners, with a compliance for those that bear
 };
@@ -52,9 +52,9 @@ struct StanceProblem {
   double level;   ///< of a sole in contact those corners bear that are at most so far above its lowest one [m]
 };
 
-/// How the robot stands. The split between soles follows the zero moment point: a sole's compliance is its share
-/// times its weight in the affine combination of the soles' centres that comes nearest to that point; with two
-/// soles, the nearness along the line between them.
+/// Computes how the robot stands. The split between soles follows the zero moment point: a sole's compliance is its
+/// share times its weight in the affine combination of the soles' centres that comes nearest to that point. For two
+/// soles this weight is the nearness along the line between them.
 Stance stance(const StanceProblem& problem);
 
 /// The least coefficient of friction, the same at all points, with which the ground would bear a load, to three digits.

@@ -1,6 +1,6 @@
 #pragma once
 
-/// How robots stand, with one state in each lane: the text of `stance` for any number.
+/// Computes how robots stand, with one state in each lane: the text of `stance` for any number.
 
 #include <limits>
 
@@ -82,21 +82,21 @@ struct MotionOnGround {
   double level;   ///< as in StanceProblem
 };
 
-/// How robots stand. Call place() for every sole and set its share, then prepare(), then NearestForces for the loads,
-/// then conclude(). World axes, from the root's origin.
+/// Computes how robots stand. Call place() for every sole and set its share, then prepare(), then NearestForces for the
+/// loads, then conclude(). All is in world axes, relative to the root's origin.
 template <typename Number>
 class StanceInLanes {
  public:
   using Vector = Vector3T<Number>;
   using Mask = MaskOf<Number>;
 
-  /// For soles that outlive it.
+  /// The soles must outlive it.
   explicit StanceInLanes(const SoleTable& table) : table_(table), from_zmp_(table.frictions.size()) {
     loads.points.resize(table.frictions.size());
     for (const SoleEntry& entry : table.soles) soles.emplace_back().entry = &entry;
   }
 
-  /// Where the body of a sole is.
+  /// Puts the body of a sole at its pose.
   void place(SoleInLanes<Number>& sole, const PoseT<Number>& pose_world) noexcept {
     const auto number_of = [](const Vector3T<double>& v) { return Vector{Number(v.x), Number(v.y), Number(v.z)}; };
     sole.pose_world = pose_world;
@@ -199,7 +199,7 @@ class StanceInLanes {
                      select(is_in_air_, number(Verdict::nothing_bears), reason));
   }
 
-  /// Of a corner, after prepare().
+  /// Returns the place of a corner; call it after prepare().
   Vector place_of(std::size_t c) const noexcept { return Number(moment_length) * loads.points[c].arm + origin_; }
 
   std::vector<SoleInLanes<Number>> soles;
@@ -210,7 +210,7 @@ class StanceInLanes {
   Number residual{}, verdict{};
 
  private:
-  /// From the mean of the centres in contact to that of a sole.
+  /// Returns the vector from the mean of the centres in contact to that of a sole.
   GroundVector<Number> to_centre(const SoleInLanes<Number>& sole) const noexcept {
     return in_ground(select(sole.stands(), sole.centre_world - origin_, Vector{}));
   }

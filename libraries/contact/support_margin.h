@@ -16,7 +16,7 @@ GroundVector<Number> in_ground(const metapod::Spatial::Vector3T<Number>& v) noex
   return {v.x, v.y, {}};
 }
 
-/// Where a point is with respect to the convex hull of others, which may have no area.
+/// The position of a point with respect to the convex hull of others, which may have no area.
 template <typename Number>
 struct SupportMargin {
   Number distance;              ///< from the boundary, negative outside

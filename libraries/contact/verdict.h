@@ -14,13 +14,13 @@ enum class Verdict {
 
 inline constexpr double gravity = 9.81;  ///< [m/s^2]
 
-/// With at most this unsupported share of the weight, moments by moment_length, the ground supports a load.
+/// The ground supports a load if at most this share of the weight is unsupported; moments are divided by moment_length.
 inline constexpr double feasible_residual = 1e-3;
 
 /// Less of the weight than that is no load: a quotient by it would mean nothing.
 inline constexpr double least_load = 1e-3;
 
-/// With less, loads that can be borne are no longer found with certainty.
+/// Below this compliance, loads that can be supported are no longer found with certainty.
 inline constexpr double least_compliance = 1e-3;
 
 /// Makes moments comparable with forces: those about a metre count ten times as much as those about a decimetre [m].

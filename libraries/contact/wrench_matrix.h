@@ -73,7 +73,7 @@ class WrenchMatrix {
     });
   }
 
-  /// To L D L': below the diagonal L, and on it 1 / D.
+  /// Factorises to L D L': L is below the diagonal, and 1 / D is on it.
   void factorise() noexcept {
     unrolled<6>([&](auto j) {
       Number scaled[6];

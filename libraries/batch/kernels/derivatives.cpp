@@ -6,7 +6,7 @@
 
 namespace korvel::batch {
 
-/// From column 3 on. In both matrices the entries of a row have the same order there.
+/// Writes from column 3 on, where the entries of a row have the same order in both matrices.
 template <int n>
 struct RowOfEntries {
   PackOf<n>& position(int column) const noexcept { return positions[places[column]]; }

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Which entries of matrices over coordinates can differ from zero, and where they stand when each is kept once. Two
-/// coordinates have an entry if one of them moves the body that the other one moves.
+/// Lists the entries of matrices over coordinates that can differ from zero, and their places when each is kept once.
+/// Two coordinates have an entry if one of them moves the body that the other one moves.
 
 #include <array>
 

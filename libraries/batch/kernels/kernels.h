@@ -116,7 +116,7 @@ struct GroundTable;
 struct StandResults;
 struct StandSums;
 
-/// What an operation is for one instruction set: it computes the results of a stretch of states.
+/// An operation for one instruction set: it computes the results of a stretch of states.
 template <typename Results>
 using Kernel = void (*)(const Masses&, const Stretch&, const MotionInput&, const Results&) noexcept;
 

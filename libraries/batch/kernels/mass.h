@@ -15,7 +15,7 @@ struct PackedMass {
       metapod::Spatial::unrolled<J::Joint::dof>([&](auto r) {
         constexpr int row = J::dof_index + static_cast<int>(decltype(r)::value);
         constexpr int column = I::dof_index + static_cast<int>(decltype(c)::value);
-        // Those below the diagonal are the same.
+        // The entries below the diagonal are the same.
         if constexpr (row <= column) values[places.of_entry[row][column]] = block[c][r];
       });
     });

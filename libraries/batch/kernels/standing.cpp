@@ -75,7 +75,8 @@ class StandKernel {
     at.angles.take(at.q);
     compute_without_ground<n>(masses_, dq, ddq, has_sole_, at, found_);
 
-    // From here on positions are told from the root's origin, so that no digits are lost to the place in the world.
+    // Positions are relative to the root's origin from here on, so that precision does not depend on the place in the
+    // world.
     at.root = contact::rigid(widened<n>(found_.root_world));
     const PackOf<n>* const r = found_.forces;
     const contact::WrenchT<Number> required{{widened<n>(r[0]), widened<n>(r[1]), widened<n>(r[2])},

@@ -26,8 +26,8 @@ struct StandSums {
   std::ptrdiff_t unbearable;
 };
 
-/// How the states of a stretch stand on the ground. The wrench that a motion requires is the force on the root of
-/// inverse dynamics without the ground; distributed over the soles, it goes into inverse dynamics once more. Adds to
+/// Computes how the states of a stretch stand on the ground. The wrench that a motion requires is the force on the root
+/// of inverse dynamics without the ground; distributed over the soles, it goes into inverse dynamics once more. Adds to
 /// `sums` unless null. Allocates.
 template <int lanes>
 void stand(const Masses& masses, const Stretch& states, const MotionInput& motion, const GroundTable& ground,

@@ -8,7 +8,7 @@
 
 namespace metapod::internal {
 
-/// How a body moves and the force that its joint transmits, for algorithms whose records live from a visit of their
+/// The motion of a body and the force that its joint transmits, for algorithms whose records live from a visit of their
 /// traversal to the next.
 template <typename Scalar>
 struct BodyMotion {

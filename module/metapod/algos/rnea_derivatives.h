@@ -44,8 +44,8 @@ struct rnea_derivatives {
     internal::depth_first_traversal_with_records<DftVisitor, Model, 0>::run(model, world, motion, columns, results);
   }
 
-  /// What moves with the coordinate of one joint. U, G and H are forces on the body that the walk to the root has
-  /// reached, SC the angular part of S^T C in its frame.
+  /// The quantities that belong to the coordinate of one joint. U, G and H are forces on the body that the walk to the
+  /// root has reached, SC the angular part of S^T C in its frame.
   struct Column {
     Spatial::ForceT<Scalar> U, G, H;
     Spatial::Vector3T<Scalar> SC;
@@ -148,7 +148,7 @@ struct rnea_derivatives {
 
   template <typename Transform>
   [[gnu::noinline, gnu::flatten]] static void carry(const Transform& iXp, Column* first, const Column* end) noexcept {
-    // By vectors: as a whole, a force would be put together in memory before it is stored.
+    // The vectors are stored one by one, because g++ would first assemble a whole force in memory.
     const auto carry_force = [&iXp](Spatial::ForceT<Scalar>& force) {
       const auto f = iXp.E.applyTransposed(force.f);
       put_in(force.n, iXp.E.applyTransposed(force.n) + cross(iXp.r, f));
@@ -162,7 +162,7 @@ struct rnea_derivatives {
     }
   }
 
-  /// Of the joint j that carries a body and those of the columns.
+  /// Writes the entries of the joint j that carries a body with the joints of the columns.
   [[gnu::noinline, gnu::flatten]] static void write_pairs(const Body& body, const Column* first, const Column* end,
                                                           Results& results) noexcept {
     const int j = body.coordinate;

@@ -1,4 +1,4 @@
-// What the ground does in many states, against the double-precision robot and against closed forms.
+// Compares many states on the ground with the double-precision robot and with closed forms.
 
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ constexpr float corners[] = {-0.045F, 0.04F,  0.1F,   -0.045F, -0.04F, 0.1F,
                              -0.045F, -0.04F, -0.05F, -0.045F, 0.04F,  -0.05F};
 constexpr korvel_batch_sole soles[] = {{left, friction, corners, 4}, {right, friction, corners, 4}};
 
-/// What there is to tell of n states on the ground.
+/// All results of n states on the ground.
 struct Stands {
   explicit Stands(std::ptrdiff_t n)
       : forces(n, coordinates), loads(n, 12), pressure(n, 4), zmp(n, 2), margin(n, 1), residual(n, 1), verdict(n, 1) {}
@@ -69,7 +69,7 @@ class Stand : public testing::Test {
     return state;
   }
 
-  /// That state, with what is done to its copies.
+  /// Returns copies of that state, each with a change.
   template <typename Change>
   States of_upright(std::ptrdiff_t n, const Change& change) const {
     States states(n);

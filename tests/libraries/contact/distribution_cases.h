@@ -81,7 +81,7 @@ inline DistributionCase hard_case(int family, std::uint64_t seed) {
       wrench.moment += points[i].arm.cross(force);
     }
   };
-  /// That slides, or nearly.
+  /// Returns a force that slides, or nearly does.
   const auto sliding = [&](double load, double angle, double used) -> Eigen::Vector3d {
     return load * Eigen::Vector3d(used * std::cos(angle), used * std::sin(angle), 1);
   };

@@ -19,9 +19,9 @@ Vector3d felt(const Wrench& wrench, const DistributionCase::Point& point) {
   return wrench.force + wrench.moment.cross(point.arm);
 }
 
-/// What is missing is the least that can be missing: no force within a cone would lessen it, and it does no work on
-/// those that are there, except for what the regularisation leaves. These conditions are enough: J. J. Moreau, 1962, a
-/// cone and its polar.
+/// Expects the missing wrench to be the smallest possible: no force within a cone would reduce it, and it does no work
+/// on the forces found, except for what the regularisation leaves. These conditions are sufficient: J. J. Moreau, 1962,
+/// a cone and its polar.
 void expect_nearest(const DistributionCase& one, const Loads<double>& loads) {
   const double size = std::max(1.0, loads.size);
   Wrench missing = one.load;
@@ -55,7 +55,7 @@ TEST(Distribution, ForcesAreInTheirConesAndAsNearAsTheyCanBe) {
   EXPECT_LT(borne, 4000);
 }
 
-// With KORVEL_WRENCHES=7000 a hundred thousand in all.
+// KORVEL_WRENCHES=7000 makes a hundred thousand in all.
 TEST(Distribution, HardWrenchesToo) {
   const char* const count = std::getenv("KORVEL_WRENCHES");
   const std::uint64_t seeds = count == nullptr ? 500 : std::strtoull(count, nullptr, 10);
@@ -152,7 +152,7 @@ TEST(Distribution, LeastFrictionOfAPushIsItsSlope) {
   for (const double angle : {0.0, 0.4, 1.0, 2.5}) {
     one.load.force = {0.3 * std::cos(angle), 0.3 * std::sin(angle), 1};
     EXPECT_NEAR(least_friction(one.loads()), 0.3, 2e-3) << angle;
-    // What is known to be needed already is not looked for below.
+    // The search does not go below what is known to be needed.
     EXPECT_EQ(least_friction(one.loads(), 0.4), 0.4);
   }
   one.load.force = {0, 0, -1};

@@ -26,7 +26,7 @@ std::string text(const std::vector<bool>& contact) {
   return result;
 }
 
-// At 100 Hz a sample counts for 10 ms.
+// A sample counts for 10 ms at 100 Hz.
 TEST(Phases, ShortGapsAreClosedThenShortContactsDropped) {
   const std::pair<const char*, const char*> cases[] = {
       {"##########", "##########"},
@@ -62,7 +62,7 @@ TEST(Phases, ShareRisesSmoothlyAfterTouchdownAndFallsBeforeLiftOff) {
   }
   EXPECT_LT(shares[10], 0.01);
   EXPECT_EQ(shares[20], 1);
-  // What was before the first sample and will be after the last one is not known.
+  // The contact before the first sample and after the last one is unknown.
   const std::vector<double> open = contact_shares(times(5, 0.01), flags("#####"));
   EXPECT_EQ(open[0], 1);
   EXPECT_EQ(open[4], 1);

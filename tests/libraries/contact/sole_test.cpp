@@ -80,7 +80,7 @@ TEST(SupportMargin, IsTheDistanceFromTheEdge) {
   EXPECT_DOUBLE_EQ(margin(square, {1.3, 1.4}).excess.x, 0.3);
   EXPECT_DOUBLE_EQ(margin(square, {1.3, 1.4}).excess.y, 0.4);
 
-  // Nothing is inside a line or a point.
+  // A line and a point have no inside.
   const Points2 line{{0, 0}, {1, 0}, {0.5, 0}};
   EXPECT_DOUBLE_EQ(margin(line, {0.5, 0.2}).distance, -0.2);
   EXPECT_DOUBLE_EQ(margin(line, {2, 0}).distance, -1);
