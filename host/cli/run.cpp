@@ -35,7 +35,7 @@ std::string text_of(const RunOutcome& outcome, const RunCommand& command) {
   text += wrote(outcome.results);
   if (command.page) return text + wrote(*command.page);
   std::filesystem::path page = outcome.results.filename();
-  return text + fmt::format("show it with: korvel-host report {} -o {}\n", printable(outcome.results.string()),
+  return text + fmt::format("show it with:\n  korvel-host report {} -o {}\n", printable(outcome.results.string()),
                             printable(page.replace_extension(".html").string()));
 }
 

@@ -102,8 +102,9 @@ std::string why_held(const std::optional<Ground>& ground, const Motion& motion, 
            "put it on the ground with --soles FILE\n";
   }
   if (motion.has_root() || options.root_from_feet || options.ground_height) return "";
-  return "held by its torso at the origin, no verdict: the motion has no columns of the root\n"
-         "(x, y, z, roll, pitch, yaw); place it with --root-from-feet, or give --ground Z\n";
+  return "held by its torso at the origin, no verdict: the motion has no columns of the\n"
+         "root (x, y, z, roll, pitch, yaw); place it with --root-from-feet, or give\n"
+         "--ground Z\n";
 }
 
 /// A motion file may say when these bodies stand: those with soles, or any if there are none.

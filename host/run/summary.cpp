@@ -138,7 +138,7 @@ std::string Summary::run_text() const {
   std::string text = "Centre of mass [m]";
   const auto out = std::back_inserter(text);
   for (Eigen::Index axis = 0; axis < 3; ++axis) {
-    fmt::format_to(out, "  {} {:.4f} to {:.4f}", "xyz"[axis], com_world_.min()[axis], com_world_.max()[axis]);
+    fmt::format_to(out, "  {} {:.3f} to {:.3f}", "xyz"[axis], com_world_.min()[axis], com_world_.max()[axis]);
   }
   fmt::format_to(out, "\n{}, {:.3f} s; computation per sample: mean {:.1f} us, longest {:.1f} us\n",
                  counted(samples_, "sample"), last_time_ - first_time_,
