@@ -71,8 +71,9 @@ TEST_F(StatisticsOfARecording, TellHowFastAFileGrows) {
       last_call = call.header.call;
       last = call.time;
     });
-    EXPECT_EQ(replay(recording(), "--stats").out.find("MB a minute"), std::string::npos);
-    EXPECT_FALSE(replayed(recording(), "--stats")["statistics"].contains("megabytes_per_minute"));
+    // On a busy machine the calls may take longer than the ten seconds from which on the figure is shown.
+    EXPECT_EQ(replay(recording(), "--stats").out.find("MB a minute") == std::string::npos, last < 10);
+    EXPECT_EQ(replayed(recording(), "--stats")["statistics"].contains("megabytes_per_minute"), last >= 10);
     stretch(recording());
     const double megabytes = static_cast<double>(bytes) / static_cast<double>(count) * last_call / (1 << 20);
     const nlohmann::json statistics = replayed(recording(), "--stats")["statistics"];
