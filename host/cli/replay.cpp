@@ -270,7 +270,8 @@ do not replay the calls; --results replays them without comparing. Of several
 files, --csv, --results and --cut with times take the one whose object has the
 most calls.
 Exit status: 0 no difference, 1 a difference, 2 the command or a file is
-unusable. Without a difference, --cut writes no file. The status is 1 then, too.
+unusable. Without a difference, --cut without times writes no file and ends with
+status 1, too.
 
 Examples:
   korvel-host replay fall.rec

@@ -175,7 +175,7 @@ std::string GroundSummary::headline() const {
         out, "the lowest sole is {:.1f} mm above the ground (at {:.3f} s);\n  --ground {:.4f} puts the ground there\n",
         millimetres(lowest_.value), lowest_.time, ground_.height + lowest_.value);
   }
-  const char* condition = text.empty() ? "" : ", if there were ground";
+  const char* condition = text.empty() ? "" : ", provided that the ground is at its soles";
   text += flight();
   if (!spans_.empty()) {
     return text + fmt::format("the robot cannot stay on its feet: {}\n", counted(spans_.size(), "interval"));
