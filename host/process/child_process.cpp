@@ -188,12 +188,14 @@ std::optional<ChildProcess::End> ChildProcess::end() {
   if (!ended && Clock::now() < start_ + limit_) return std::nullopt;
   if (!ended) {
     stop();
-    return End{false, fmt::format("it does not end within {} s", limit_.count())};
+    return End{false, fmt::format("it does not end within {} s", limit_.count()), 0};
   }
   keeper_ = -1;
-  if (const auto text = answer()) return End{true, *text};
-  if (WIFSIGNALED(status)) return End{false, fmt::format("it crashed: {}", strsignal(WTERMSIG(status)))};
-  return End{false, fmt::format("it ended the process with exit status {}", WEXITSTATUS(status))};
+  if (const auto text = answer()) return End{true, *text, 0};
+  if (WIFSIGNALED(status)) {
+    return End{false, fmt::format("it crashed: {}", strsignal(WTERMSIG(status))), WTERMSIG(status)};
+  }
+  return End{false, fmt::format("it ended the process with exit status {}", WEXITSTATUS(status)), 0};
 }
 
 ChildProcess::End ChildProcess::wait() {

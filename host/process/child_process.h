@@ -17,6 +17,7 @@ class ChildProcess {
   struct End {
     bool answered;
     std::string text;  ///< what the task returned, or how the process ended instead
+    int signal = 0;    ///< that ended the process
   };
 
   /// Starts the task, which does not throw. Throws std::system_error if that is not possible.

@@ -23,8 +23,7 @@ Batch& checked(Batch* batch) {
   return *batch;
 }
 
-/// A call of an operation: its arguments, checked in the order of its members, and the masses that the object had when
-/// it started.
+/// A call of an operation: its checked arguments, and the masses that the object had when it started.
 struct Call {
   Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q)
       : object(checked(batch)),

@@ -45,6 +45,7 @@ class ForceIteration {
     w_ = load;
     for (Point& point : points_) {
       point.load = *points++;
+      point.load.v = {};  // an earlier load may have left NaN there
       point.projection.is_zero = Number(1) < Number(0);
       point.projection.is_inside = !point.projection.is_zero;
     }
@@ -146,6 +147,12 @@ class ForceIteration {
   }
 
   Number missing() const noexcept { return square_root(dot(z_, z_)); }
+  /// The length of the part of the load that the forces, within their cones, do not give.
+  Number residual() const noexcept {
+    Wrench rest = w_;
+    for (const Point& point : points_) rest = rest - wrench_of(point.load.arm, point.load.force);
+    return square_root(dot(rest, rest));
+  }
 
   // Numbers of each lane that the schedule sets: eps, the least share of it that is left after a step, rho, and the
   // share of a step that is gone.

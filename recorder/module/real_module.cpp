@@ -5,9 +5,9 @@
 #include <fcntl.h>
 #include <link.h>
 #include <sys/mman.h>
-#include <sys/sendfile.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -45,8 +45,11 @@ std::string absolute(const std::string& path) {
 void* open_copy(const std::string& path) {
   const int from = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   const int copy = memfd_create("korvel", MFD_CLOEXEC);
-  ssize_t n = 1;
-  while (n > 0) n = sendfile(copy, from, nullptr, 1 << 30);
+  std::array<char, 1 << 16> bytes;
+  ssize_t n = from < 0 || copy < 0 ? -1 : 0;
+  while (n >= 0 && (n = read(from, bytes.data(), bytes.size())) > 0) {
+    if (::write(copy, bytes.data(), static_cast<std::size_t>(n)) != n) n = -1;
+  }
   void* library = nullptr;
   if (n == 0) library = dlopen(("/proc/self/fd/" + std::to_string(copy)).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (from >= 0) close(from);
@@ -89,16 +92,23 @@ std::unique_ptr<tesk::RigidBodySystem> RealModule::create() const {
 }
 
 void RealModule::read_notes() {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(create_), &info) == 0) return;
-  // The headers of a library are at the beginning of what is loaded.
-  const auto* const start = static_cast<const char*>(info.dli_fbase);
-  const auto& header = *reinterpret_cast<const ElfW(Ehdr)*>(start);
-  const auto* const segments = reinterpret_cast<const ElfW(Phdr)*>(start + header.e_phoff);
-  for (const ElfW(Phdr)* segment = segments; segment != segments + header.e_phnum; ++segment) {
-    const char* const notes = start + segment->p_vaddr;
-    if (segment->p_type == PT_NOTE) read_notes(notes, notes + segment->p_memsz);
-  }
+  struct Search {
+    RealModule& module;
+    const link_map* loaded;
+  };
+  Search search{*this, nullptr};
+  if (dlinfo(library_, RTLD_DI_LINKMAP, &search.loaded) != 0) return;
+  const auto visit = [](dl_phdr_info* library, std::size_t, void* data) {
+    const auto& [module, loaded] = *static_cast<Search*>(data);
+    if (library->dlpi_addr != loaded->l_addr) return 0;
+    for (const ElfW(Phdr)* segment = library->dlpi_phdr; segment != library->dlpi_phdr + library->dlpi_phnum;
+         ++segment) {
+      const auto* const notes = reinterpret_cast<const char*>(library->dlpi_addr + segment->p_vaddr);
+      if (segment->p_type == PT_NOTE) module.read_notes(notes, notes + segment->p_memsz);
+    }
+    return 1;
+  };
+  dl_iterate_phdr(visit, &search);
 }
 
 void RealModule::read_notes(const char* at, const char* end) {

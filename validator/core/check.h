@@ -53,7 +53,7 @@ using Checks = std::vector<Check>;
 /// An object of the module that is being checked; it keeps the module loaded.
 inline host::System create(const Subject& subject) { return host::Module(subject.module).create(); }
 
-/// Calls with as many seeds, so far apart from one another; says so.
+/// Calls f with as many seeds as `states`, `apart` from one another. Returns the number of states in words.
 template <typename Function>
 std::string with_seeds(const Subject& subject, std::uint64_t states, Function f, std::uint64_t apart = 1) {
   for (std::uint64_t s = 0; s < states; ++s) f(subject.seed + apart * s);

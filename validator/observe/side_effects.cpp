@@ -5,10 +5,8 @@
 #include <semaphore.h>
 
 #include <atomic>
-#include <boost/algorithm/string/erase.hpp>
 #include <boost/interprocess/anonymous_shared_memory.hpp>
 #include <csignal>
-#include <cstring>
 #include <new>
 
 #include "host/process/child_process.h"
@@ -68,9 +66,8 @@ void call_in_child(tesk::RigidBodySystem& robot, std::vector<Arguments> argument
   // The answer itself takes system calls, which the child may be killed for.
   if (progress.ended) return;
   if (end.answered) throw NotPossible(refused);
-  const std::string words = boost::erase_first_copy(end.text, "it crashed: ");
   throw Finding(fmt::format("{}, state {}: {}", operations[progress.operation].name, progress.arguments,
-                            words == strsignal(SIGSYS) ? "makes a system call" : words));
+                            end.signal == SIGSYS ? "makes a system call" : end.text));
 }
 
 long locks_taken() noexcept { return count.load(std::memory_order_relaxed); }

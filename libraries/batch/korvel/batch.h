@@ -27,7 +27,7 @@
  *          and no thread may be cancelled in a call.
  * Forks    A forked child computes with its parent's objects on the calling thread alone. Objects that it makes itself
  *          have threads.
- * Memory   Calls allocate less than half a megabyte per thread for any number of states, korvel_batch_stand 8 KB more
+ * Memory   Calls allocate less than half a megabyte per thread for any number of states, korvel_batch_stand 24 KB more
  *          for each corner, and need at most 256 KB of the calling thread's stack. The library stays in memory after
  *          dlclose(), so that objects that were not destroyed do no harm.
  */

@@ -263,6 +263,25 @@ TEST_F(Stand, WhatIsNotFiniteStaysInItsState) {
   EXPECT_TRUE(std::isnan(sums.least_margin));
 }
 
+// Most loads of these states take many steps, and the blocks in which the steps are taken serve many states in turn.
+TEST_F(Stand, WhatIsNotFiniteLeavesNothingToLaterStates) {
+  States states = random_states(600, 3);
+  constexpr float both[] = {1, 1};
+  const korvel_batch_ground ground{0, soles, 2, {both, 0, sizeof(float), 0}};
+  for (const std::string& set : instruction_sets()) {
+    SCOPED_TRACE(set);
+    const Batch batch(1, set.c_str());
+    const Stands expected = stands(states, ground, batch);
+    States spoilt = states;
+    spoilt.ddq.of_state(5)[12] = std::numeric_limits<float>::quiet_NaN();
+    const Stands results = stands(spoilt, ground, batch);
+    for (std::ptrdiff_t s = 0; s < states.count; ++s) {
+      const float* const residual = results.residual.of_state(s);
+      EXPECT_EQ(std::equal(residual, residual + 1, expected.residual.of_state(s)), s != 5) << s;
+    }
+  }
+}
+
 TEST_F(Stand, BadGroundsAreRefusedAndNothingIsWritten) {
   const States states = of_upright(5, [](std::ptrdiff_t, State&) {});
   const float nan = std::numeric_limits<float>::quiet_NaN();

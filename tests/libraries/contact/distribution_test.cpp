@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "contact/required_wrench.h"
 #include "contact/stance.h"
 #include "distribution_cases.h"
 
@@ -133,6 +134,20 @@ TEST(Distribution, LanesDoNotSeeEachOther) {
   EXPECT_EQ(forces_in_lanes<DoubleLanes<16>>(cases), expected);
 }
 
+// An iteration that follows the solution from a large eps to a small one may lose it: a third of the weight is missing
+// there.
+TEST(Distribution, ALoadThatCanBeSupportedIsSupported) {
+  DistributionCase one{{{-0.0021147657387814434, 0.011436328410752594, 1.0022837075238726},
+                        {0.00048940591270252298, -0.013073018973443595, -0.0054769982581035492}},
+                       {},
+                       0.1055650};
+  for (const double y : {0.1, 0.9}) {
+    for (const double x : {0.148485184, 1.64848518}) one.points.push_back({{x, y, 0}, 1});
+    for (const double x : {-0.296563268, 1.20343673}) one.points.push_back({{x, -y, 0}, least_compliance});
+  }
+  EXPECT_LT(one.distributed().residual(), 1e-6);
+}
+
 // One foot, level, with a vertical load: each corner has the share that a plate on springs has.
 TEST(Distribution, LoadIsSpreadEvenly) {
   const double offset = 0.2;
@@ -157,6 +172,23 @@ TEST(Distribution, LeastFrictionOfAPushIsItsSlope) {
   }
   one.load.force = {0, 0, -1};
   EXPECT_EQ(least_friction(one.loads()), std::numeric_limits<double>::infinity());
+}
+
+// The derivatives of sin q and sin 2 q span those of all polynomials of degree two that are not even.
+TEST(RequiredWrench, TurnsGiveAShareOfEveryDerivative) {
+  for (int i = -1000; i <= 1000; ++i) {
+    const double share = i / 1000.0;
+    const Eigen::Array2d turn = turn_for(share);
+    for (const int degree : {1, 2}) {
+      EXPECT_NEAR(2 * (turn_weights * (degree * turn).sin()).sum(), degree * share, 4e-15) << share;
+    }
+  }
+}
+
+TEST(RequiredWrench, JointsOfALimbAreTurnedOneByOne) {
+  const Eigen::VectorXd rates = (Eigen::VectorXd(7) << 1, -3, 2, 0, -0.5, 5, 4).finished();
+  EXPECT_EQ(groups_of(rates, {1, 1, 1, 2, 3, 3, 4}), (std::vector<std::vector<Eigen::Index>>{{5, 6, 1}, {2, 4}, {0}}));
+  EXPECT_EQ(groups_of(rates.head(4), {1, 2, 3, 1}).size(), 1U);
 }
 
 }  // namespace
