@@ -45,7 +45,7 @@ def lead_of(q: npt.NDArray[Any]) -> Tuple[int, ...]:
 
 def motion_of(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, strict: bool,
               name: str = "ddq") -> Tuple[Array, Array, Array]:
-    """Checks the arrays of a motion; ``name`` is that of the third."""
+    """Checks the arrays of a motion; ``name`` is what messages call the third array."""
     q, dq, ddq = as_float32(q, "q", strict), as_float32(dq, "dq", strict), as_float32(ddq, name, strict)
     lead_of(q)
     require_shape(dq, "dq", q.shape)

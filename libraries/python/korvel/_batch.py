@@ -57,7 +57,7 @@ class ForceSums(NamedTuple):
 
 
 def _as_floats(verdict: Any) -> Any:
-    """Returns the memory of verdicts as the library writes them: as numbers of single precision."""
+    """Returns a float32 view of int32 verdicts, because the library takes all outputs as float32."""
     if not isinstance(verdict, np.ndarray) or verdict.dtype != np.int32:
         raise Error("out.verdict: expected a numpy array of int32 to write to")
     return verdict.view(FLOAT32)

@@ -39,7 +39,7 @@ class _Owner:
 
 
 def new_array(shape: Tuple[int, ...]) -> npt.NDArray[np.float32]:
-    """Returns an array of float32 with any contents."""
+    """Returns an uninitialised array of float32."""
     size = math.prod(shape) * np.dtype(np.float32).itemsize
     if size < _smallest:
         return np.empty(shape, np.float32)

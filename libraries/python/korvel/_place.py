@@ -68,7 +68,7 @@ def _four_rows(pose: _Numbers) -> _Numbers:
 
 
 def _turn(axis: int, angle: _Numbers) -> _Numbers:
-    """Returns the rotation about an axis as a matrix with four rows."""
+    """Returns the rotation about an axis as a homogeneous transform, 4 x 4."""
     result = np.zeros((*np.shape(angle), 4, 4)) + np.eye(4)
     i, j = (axis + 1) % 3, (axis + 2) % 3
     result[..., i, i] = result[..., j, j] = np.cos(angle)

@@ -72,7 +72,7 @@ class Recording:
     >>> recording.calls["time"][calls.which], calls.arguments[0]  # [k], [k, 24]
 
     A missing file raises ``FileNotFoundError``. A file that is not a recording, or is damaged, raises ``Error`` with the
-    offset. If the recording was not closed, damaged blocks are skipped from the damage on, as by ``korvel-host replay``,
+    offset. If the recording was not closed, the rest of a damaged block is skipped, as by ``korvel-host replay``,
     and ``blocks_left_out`` counts them. Checksums are compared if the package ``xxhash`` is installed, and ``checked``
     says so.
     """
@@ -278,7 +278,7 @@ class Recording:
 
 
 def _members(text: bytes) -> Dict[str, Any]:
-    """Parses the description. If it is not JSON, because a path is not UTF-8 for instance, this keeps the members that are.
+    """Parses the description. If it is not JSON, for instance because a path is not UTF-8, the members that are JSON are kept.
     Each begins a line."""
     try:
         whole: Dict[str, Any] = json.loads(text)
