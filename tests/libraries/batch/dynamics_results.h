@@ -76,15 +76,6 @@ Eigen::MatrixXd matrix_of(const Rows& rows, std::ptrdiff_t s) {
 inline Eigen::VectorXd vector_of(const Rows& rows, std::ptrdiff_t s) {
   return Eigen::Map<const Eigen::VectorXf>(rows.of_state(s), rows.numbers).cast<double>();
 }
-inline State state_of(const States& states, std::ptrdiff_t s) {
-  State state{RobotSize(bodies)};
-  state.q = vector_of(states.q, s).cast<float>();
-  state.dq = vector_of(states.dq, s).cast<float>();
-  state.ddq = vector_of(states.ddq, s).cast<float>();
-  std::copy_n(states.wrenches.of_state(s), 6 * bodies, state.wrenches.data());
-  return state;
-}
-
 /// The largest error as a share of the largest number of the same row, or of a floor.
 inline double largest_error(const Eigen::MatrixXd& actual, const Eigen::MatrixXd& expected, double floor = 0) {
   return ((actual - expected).cwiseAbs().rowwise().maxCoeff().array() /

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "contract/states.h"
 #include "metapod/algos/external_forces.h"
 #include "metapod/algos/jcalc.h"
 #include "metapod/algos/rnea.h"
@@ -13,15 +12,6 @@
 namespace korvel::tests {
 
 namespace {
-
-State state_of(const States& states, std::ptrdiff_t s, const RobotSize& size) {
-  State state(size);
-  std::copy_n(states.q.of_state(s), coordinates, state.q.data());
-  std::copy_n(states.dq.of_state(s), coordinates, state.dq.data());
-  std::copy_n(states.ddq.of_state(s), coordinates, state.ddq.data());
-  std::copy_n(states.wrenches.of_state(s), 6 * bodies, state.wrenches.data());
-  return state;
-}
 
 Eigen::VectorXf forces_of(const State& state) {
   using Model = metapod::korvel;
@@ -40,6 +30,15 @@ Eigen::VectorXf forces_of(const State& state) {
 }
 
 }  // namespace
+
+State state_of(const States& states, std::ptrdiff_t s) {
+  State state{RobotSize(bodies)};
+  std::copy_n(states.q.of_state(s), coordinates, state.q.data());
+  std::copy_n(states.dq.of_state(s), coordinates, state.dq.data());
+  std::copy_n(states.ddq.of_state(s), coordinates, state.ddq.data());
+  std::copy_n(states.wrenches.of_state(s), 6 * bodies, state.wrenches.data());
+  return state;
+}
 
 States random_states(std::ptrdiff_t n, std::uint64_t first_seed) {
   States states(n);
@@ -60,7 +59,7 @@ States random_states(std::ptrdiff_t n, std::uint64_t first_seed) {
 Results module_results(const States& states, tesk::RigidBodySystem& robot) {
   Results results(states.count);
   for (std::ptrdiff_t s = 0; s < states.count; ++s) {
-    const State state = state_of(states, s, robot);
+    const State state = state_of(states, s);
     robot.setRootPose(states.root_poses[static_cast<std::size_t>(s)]);
     robot.setRootVelocity(state.root_velocity());
     robot.setRootAcceleration(state.root_acceleration());

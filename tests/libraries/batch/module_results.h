@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "contract/states.h"
 #include "korvel/batch.hpp"
 #include "support/module.h"
 
@@ -53,6 +54,9 @@ struct Results {
 
 /// Random states; the root's coordinates are those that the module makes of its pose.
 States random_states(std::ptrdiff_t n, std::uint64_t first_seed);
+
+/// One of the states, as the textbook model takes it.
+State state_of(const States& states, std::ptrdiff_t s);
 
 /// Computes results by the module, one state after the other, with a wrench on each body. The module does not show the
 /// root's forces: those come from its algorithm, run on one body per node.
