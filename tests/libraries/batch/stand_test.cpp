@@ -13,7 +13,6 @@
 namespace korvel::tests {
 namespace {
 
-using Eigen::Matrix3d;
 using Eigen::Vector2d;
 using Eigen::Vector3d;
 
@@ -96,7 +95,7 @@ TEST_F(Stand, ForcesAreThoseOfTheTextbookWithTheLoads) {
     for (int i = 0; i < 2; ++i) {
       const float* load = results.loads.of_state(s) + 6 * i;
       const int body = i == 0 ? left : right;
-      const Matrix3d to_body = placed.pose(body).linear().transpose();
+      const Eigen::Matrix3d to_body = placed.pose(body).linear().transpose();
       state.wrenches.col(body) << (to_body * vector(load)).cast<float>(), (to_body * vector(load + 3)).cast<float>();
       const bool stands = contact.of_state(s)[i] > 0;
       EXPECT_TRUE(stands || !(vector(load).norm() + vector(load + 3).norm() > 0)) << s;
