@@ -7,6 +7,7 @@
 #include <atomic>
 #include <boost/interprocess/anonymous_shared_memory.hpp>
 #include <csignal>
+#include <cstring>
 #include <new>
 
 #include "host/process/child_process.h"
@@ -66,8 +67,10 @@ void call_in_child(tesk::RigidBodySystem& robot, std::vector<Arguments> argument
   // The answer itself takes system calls, which the child may be killed for.
   if (progress.ended) return;
   if (end.answered) throw NotPossible(refused);
-  throw Finding(fmt::format("{}, state {}: {}", operations[progress.operation].name, progress.arguments,
-                            end.signal == SIGSYS ? "makes a system call" : end.text));
+  const std::string words = end.signal == SIGSYS ? "makes a system call"
+                            : end.signal != 0    ? strsignal(end.signal)
+                                                 : end.text;
+  throw Finding(fmt::format("{}, state {}: {}", operations[progress.operation].name, progress.arguments, words));
 }
 
 long locks_taken() noexcept { return count.load(std::memory_order_relaxed); }
