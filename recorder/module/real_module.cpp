@@ -103,6 +103,7 @@ void RealModule::read_notes() {
     if (library->dlpi_addr != loaded->l_addr) return 0;
     for (const ElfW(Phdr)* segment = library->dlpi_phdr; segment != library->dlpi_phdr + library->dlpi_phnum;
          ++segment) {
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader gives addresses as numbers
       const auto* const notes = reinterpret_cast<const char*>(library->dlpi_addr + segment->p_vaddr);
       if (segment->p_type == PT_NOTE) module.read_notes(notes, notes + segment->p_memsz);
     }
