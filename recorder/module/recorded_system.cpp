@@ -63,12 +63,13 @@ class RecordedSystem final : public Forwarder<RecordedSystem> {
       compute_partial_com_jacobian(values...);
     } else {
       constexpr bool computes = !row.stages.empty();
+      constexpr bool changes_shared = row.writes.has(Resource::inertias);
       Call recorded(tape_, row, computes || !std::is_void_v<Returned>, values...);
       return may_throw(recorded, [&]() -> Returned {
         if constexpr (std::is_void_v<Returned>) {
           (real.*method)(values...);
           if constexpr (computes) recorded.shown_by(real);
-          if constexpr (row.writes.has(Resource::inertias)) Recorder::get().count_shared_change();
+          if constexpr (changes_shared) Recorder::get().count_shared_change();
         } else {
           Returned result = (real.*method)(values...);
           recorded.result(result);
