@@ -9,7 +9,7 @@
 
 namespace korvel::bench {
 
-/// What a run on the ground says of one instant.
+/// The results of a run on the ground at one instant.
 struct Recorded {
   Eigen::Vector3d root;            ///< in the world [m]
   Eigen::VectorXd angles, rates;   ///< of the joints [rad], [rad/s]

@@ -21,7 +21,7 @@ struct RealTime {
 };
 
 /// Makes of the calling thread one of a controller, as far as it may be, until the process ends: memory locked,
-/// SCHED_FIFO of this priority, 1 to 99, timers without slack, and 256 KiB of stack that is there.
+/// SCHED_FIFO of this priority, 1 to 99, timers without slack, and 256 KiB of stack in memory.
 RealTime become_real_time(int priority);
 
 struct LoopOptions {
