@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
@@ -47,7 +48,9 @@ std::string script_text(const nlohmann::json& data) {
 
 void report(const ReportOptions& options) {
   Outputs outputs = outputs_beside(default_module());
-  for (const std::filesystem::path& results : {options.results, options.other.value_or(options.results)}) {
+  std::vector<std::filesystem::path> inputs{options.results};
+  if (options.other) inputs.push_back(*options.other);
+  for (const std::filesystem::path& results : inputs) {
     outputs.keep(results, "the results");
     outputs.keep(description_path(results), "the description of the results");
   }

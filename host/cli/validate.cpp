@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 #include <re2/re2.h>
 
-#include <array>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -59,7 +58,7 @@ Checks chosen(const ValidateOptions& options) {
   return checks;
 }
 
-/// By verdict the words for people, and for programs.
+/// The words of each verdict, for people and for programs.
 constexpr struct {
   const char* text;
   const char* json;
@@ -82,10 +81,16 @@ std::string text_of(const Check& check, const Outcome& outcome, const ValidateOp
 }
 
 /// The numbers of checks of a group, or of all, that passed, failed and were skipped.
-using Counts = std::array<std::size_t, std::size(words)>;
+struct Counts {
+  std::size_t passed, failed, skipped;
+
+  void add(CheckVerdict verdict) {
+    ++(verdict == CheckVerdict::held ? passed : verdict == CheckVerdict::finding ? failed : skipped);
+  }
+};
 
 std::string text_of(const Counts& counts) {
-  return fmt::format("{} passed, {} failed, {} skipped", counts[0], counts[1], counts[2]);
+  return fmt::format("{} passed, {} failed, {} skipped", counts.passed, counts.failed, counts.skipped);
 }
 
 void list(const ValidateOptions& options, const Checks& checks, Destination& destination) {
@@ -117,9 +122,9 @@ void validate_module(const ValidateOptions& options) {
   validate::validate(
       checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
       [&](const Check& check, const Outcome& outcome) {
-        ++counts[place_of(outcome.verdict)];
+        counts.add(outcome.verdict);
         progress.show(static_cast<double>(outcomes.size() + 1) / static_cast<double>(checks.size()));
-        ++groups[check.id.substr(0, check.id.find('.'))][place_of(outcome.verdict)];
+        groups[check.id.substr(0, check.id.find('.'))].add(outcome.verdict);
         if (options.verbose || outcome.verdict == CheckVerdict::finding) {
           progress.clear();
           write_text(text_of(check, outcome, options));
@@ -136,13 +141,13 @@ void validate_module(const ValidateOptions& options) {
                            {"build_id", module.build_id},
                            {"seed", options.seed},
                            {"level", level_of(options)},
-                           {"held", counts[0]},
-                           {"findings", counts[1]},
-                           {"not_possible", counts[2]},
+                           {"held", counts.passed},
+                           {"findings", counts.failed},
+                           {"not_possible", counts.skipped},
                            {"checks", outcomes}};
   if (options.json) destination.write(json_text(all));
   destination.commit();
-  if (counts[1] > 0) throw Findings();
+  if (counts.failed > 0) throw Findings();
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ class ChildProcess {
   using Clock = std::chrono::steady_clock;
 
   void stop();
-  /// Returns nothing if the task has sent no answer, or if somebody else has written too.
+  /// Returns nothing if the task has sent no answer, or if another process has written too.
   std::optional<std::string> answer() const;
 
   /// The token stands before and after the answer. Only the task knows it, because a module may write to every

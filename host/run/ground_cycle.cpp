@@ -56,7 +56,7 @@ Standing GroundCycle::run(tesk::RigidBodySystem& system, const Instant& state,
   // Positions are relative to the root's origin from here on, so that precision does not depend on the place in the
   // world.
   Eigen::Isometry3d root = isometry(state.root.pose);
-  // Orthonormal to the last digit: by single precision's the forces would depend on the heading.
+  // The rotation is made orthonormal to the last digit. In single precision the forces would depend on the heading.
   root.linear() = Eigen::Quaterniond(root.linear()).normalized().toRotationMatrix();
   const Eigen::Matrix3d& to_world = root.linear();
   Standing standing{{}, {}, root, contact::rotated(to_world, required(state, root))};

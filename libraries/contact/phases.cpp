@@ -9,7 +9,7 @@ namespace korvel::contact {
 namespace {
 
 /// Samples first to end - 1 of the same contact. A sample counts from half the step before to half the step after it;
-/// what was before the motion and what comes after it are not known.
+/// the contacts before the motion and after it are unknown.
 struct Span {
   std::size_t first, end;
   double from, to;  // [s]

@@ -30,9 +30,9 @@ PoseT<Number> turned(const PoseT<Number>& by, const PoseT<Number>& pose) noexcep
   return {rotated_back(pose, by.row0), rotated_back(pose, by.row1), rotated_back(pose, by.row2), rotated(by, pose.t)};
 }
 
-/// A pose with its rotation orthonormal to the last digit: by single precision's the forces would depend on the
-/// heading. The rotation is that of its quaternion, taken from w if the trace is positive, else
-/// from the largest of the others.
+/// Makes the rotation of a pose orthonormal to the last digit. In single precision the forces would depend on the
+/// heading. The rotation is that of its quaternion, taken from w if the trace is positive, else from the largest of the
+/// others.
 template <typename Number>
 PoseT<Number> rigid(const PoseT<Number>& pose) noexcept {
   const auto& [x, y, z, t] = pose;
