@@ -62,7 +62,7 @@ Checks chosen(const ValidateOptions& options) {
 constexpr struct {
   const char* text;
   const char* json;
-} words[] = {{"pass", "held"}, {"FAIL", "FINDING"}, {"skipped", "not possible"}};
+} verdict_words[] = {{"pass", "held"}, {"FAIL", "FINDING"}, {"skipped", "not possible"}};
 
 std::size_t place_of(CheckVerdict verdict) { return static_cast<std::size_t>(verdict); }
 
@@ -71,7 +71,7 @@ nlohmann::json json_of(const Check& check) {
 }
 
 std::string text_of(const Check& check, const Outcome& outcome, const ValidateOptions& options) {
-  std::string text = fmt::format("{:<8}{}\n", words[place_of(outcome.verdict)].text, check.id);
+  std::string text = fmt::format("{:<8}{}\n", verdict_words[place_of(outcome.verdict)].text, check.id);
   if (!outcome.text.empty()) text += fmt::format("{:8}{}\n", "", printable(outcome.text));
   if (outcome.verdict == CheckVerdict::finding) {
     text += fmt::format("{:8}guarantee: {}\n{:8}rerun: korvel-host validate {} --level {} --only '^{}$' --seed {}\n",
@@ -119,20 +119,20 @@ void validate_module(const ValidateOptions& options) {
   nlohmann::json outcomes = nlohmann::json::array();
   write_text(lines_of(module));
   ProgressLine progress("validate");
-  validate::validate(
-      checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
-      [&](const Check& check, const Outcome& outcome) {
-        counts.add(outcome.verdict);
-        progress.show(static_cast<double>(outcomes.size() + 1) / static_cast<double>(checks.size()));
-        groups[check.id.substr(0, check.id.find('.'))].add(outcome.verdict);
-        if (options.verbose || outcome.verdict == CheckVerdict::finding) {
-          progress.clear();
-          write_text(text_of(check, outcome, options));
-        }
-        outcomes.push_back(json_of(check));
-        outcomes.back().update(
-            {{"verdict", words[place_of(outcome.verdict)].json}, {"text", outcome.text}, {"seconds", outcome.seconds}});
-      });
+  validate::validate(checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
+                     [&](const Check& check, const Outcome& outcome) {
+                       counts.add(outcome.verdict);
+                       progress.show(static_cast<double>(outcomes.size() + 1) / static_cast<double>(checks.size()));
+                       groups[check.id.substr(0, check.id.find('.'))].add(outcome.verdict);
+                       if (options.verbose || outcome.verdict == CheckVerdict::finding) {
+                         progress.clear();
+                         write_text(text_of(check, outcome, options));
+                       }
+                       outcomes.push_back(json_of(check));
+                       outcomes.back().update({{"verdict", verdict_words[place_of(outcome.verdict)].json},
+                                               {"text", outcome.text},
+                                               {"seconds", outcome.seconds}});
+                     });
   progress.clear();
   for (const auto& [group, of_group] : groups) write_text(fmt::format("  {:<18}{}\n", group, text_of(of_group)));
   write_text(fmt::format("{} checks: {} (seed {})\n", checks.size(), text_of(counts), options.seed));

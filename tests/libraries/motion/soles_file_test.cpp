@@ -10,7 +10,7 @@ namespace {
 
 const std::vector<std::string> bodies{"Torso", "LFoot", "RFoot"};
 
-std::string error_of(const std::string& text) {
+std::string error_of_soles(const std::string& text) {
   const TemporaryDirectory directory;
   try {
     read_soles(write(directory / "soles.csv", text), bodies);
@@ -62,8 +62,8 @@ TEST(SolesFile, ErrorsNameLineAndExpectation) {
       {head + sole + "LFoot,1,1,0.1,0.5\n",
        "soles.csv:2: LFoot: expected the corners of a sole in one plane, to a millimetre"},
   };
-  for (const auto& [text, expected] : cases) EXPECT_EQ(error_of(text), expected) << text;
-  EXPECT_EQ(error_of(head + sole), "");
+  for (const auto& [text, expected] : cases) EXPECT_EQ(error_of_soles(text), expected) << text;
+  EXPECT_EQ(error_of_soles(head + sole), "");
 }
 
 }  // namespace
