@@ -198,15 +198,13 @@ constexpr void for_each_operation(const Visit& visit) {
 
 /// The number of an operation.
 template <auto method>
-inline constexpr Operation operation_of = [] {
-  std::uint16_t number = 0;
-  bool found = false;
-  for_each_operation([&](const auto& row) {
-    found = found || std::is_same_v<decltype(row), const OperationRow<method>&>;
-    number = static_cast<std::uint16_t>(number + (found ? 0 : 1));
-  });
-  return found ? Operation{number} : throw "the table has no such operation";
-}();
+inline constexpr Operation operation_of = std::apply(
+    [](const auto&... row) {
+      std::uint16_t number = 0;
+      const bool found = ((std::is_same_v<decltype(row), const OperationRow<method>&> || (++number, false)) || ...);
+      return found ? Operation{number} : throw "the table has no such operation";
+    },
+    table::operations);
 
 template <typename Object, typename... Arguments>
 std::tuple<std::decay_t<Arguments>...> without_object(std::tuple<Object, Arguments...>*);
