@@ -34,7 +34,6 @@ using Stages = EnumSet<Stage>;
 /// One result: pieces of equal length, such as the poses of all bodies or the columns of a matrix.
 struct ResultEntry {
   Result result;
-  const char* piece;   ///< in words, to be followed by its index
   const char* number;  ///< one of its numbers in words, as a format: {0} is the number's place in piece {1}
   Count pieces;
   Count length;  ///< of a piece

@@ -1,28 +1,8 @@
 #include "validator/fuzz/object_model.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
-#include <cmath>
-#include <cstring>
 
 namespace korvel::validate {
-
-std::string shown_name(const Layout& layout, std::ptrdiff_t place) {
-  const auto& found = *std::find_if(all_results.begin(), all_results.end(),
-                                    [&](const ResultEntry& e) { return place < layout[e.result].last; });
-  const std::ptrdiff_t in = place - layout[found.result].first;
-  const std::ptrdiff_t length = layout.length(found.result);
-  return fmt::format(fmt::runtime(found.number), in % length, in / length);
-}
-
-std::ptrdiff_t first_difference(const float* a, const float* b, std::ptrdiff_t count) {
-  if (std::memcmp(a, b, static_cast<std::size_t>(count) * sizeof(float)) == 0) return count;
-  const auto same = [](float x, float y) {
-    return std::memcmp(&x, &y, sizeof(float)) == 0 || (std::isnan(x) && std::isnan(y));
-  };
-  return std::mismatch(a, a + count, b, same).first - a;
-}
 
 void run(Stage stage, tesk::RigidBodySystem& robot) {
   if (stage == Stage::except_root) robot.computeFwdKinematicsExceptRoot();

@@ -8,17 +8,11 @@
 #include <vector>
 
 #include "contract/shown.h"
+#include "validator/observe/require_same.h"
 
 namespace korvel::validate {
 
-/// Names the number at a place of all that an object shows, such as "number 3 of the world pose of body 7".
-std::string shown_name(const Layout& layout, std::ptrdiff_t place);
-
-/// The first of `count` numbers that differs in its bits, or `count`. One that is not a number is like any other: which
-/// of two operands gives it its sign is left to compilers.
-std::ptrdiff_t first_difference(const float* a, const float* b, std::ptrdiff_t count);
-
-/// The same of the numbers of a value.
+/// Returns whether the numbers of a value are these, as first_difference compares them.
 template <typename Value>
 bool shows(const float* numbers, const Value& value) {
   // NOLINTNEXTLINE(bugprone-sizeof-expression): a lone number is a value, too
