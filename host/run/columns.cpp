@@ -4,6 +4,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "host/robot/frames.h"
 #include "motion/csv/csv_numbers.h"
 
 namespace korvel::host {
@@ -15,8 +16,6 @@ using Eigen::Vector3d;
 using Eigen::Vector4d;
 
 const contact::SoleLoad& load(const Sample& s, unsigned long i) { return s.standing->stance.soles[i]; }
-
-QZ::Math::Position3D translation(const QZ::Math::Transform& pose) { return {pose.tx, pose.ty, pose.tz}; }
 
 Vector4d quaternion(const Eigen::Isometry3d& pose) {
   const Eigen::Quaterniond q(pose.linear());
@@ -38,13 +37,14 @@ const Quantity power{
     "JOINT_power", "W", "torque times speed; negative while the joint brakes", Owner::joint,
     [](const Sample& s, unsigned long j) { return s.system.getJointAngleTorque(j) * s.system.getJointAngleVel(j); }};
 const Quantity com{"com", "m", "centre of mass in the world", Owner::robot,
-                   [](const Sample& s, unsigned long) { return s.system.getComPosition(); }};
+                   [](const Sample& s, unsigned long) { return vector(s.system.getComPosition()); }};
 const Quantity com_root{"com_root", "m", "centre of mass in the axes of the root", Owner::robot,
-                        [](const Sample& s, unsigned long) { return s.system.getComPositionInRoot(); }};
-const Quantity origin{"BODY", "m", "the body's origin in the world", Owner::body,
-                      [](const Sample& s, unsigned long b) { return translation(s.system.getPose(b)); }};
+                        [](const Sample& s, unsigned long) { return vector(s.system.getComPositionInRoot()); }};
+const Quantity origin{"BODY", "m", "the body's origin in the world", Owner::body, [](const Sample& s, unsigned long b) {
+                        return Vector3d(isometry(s.system.getPose(b)).translation());
+                      }};
 const Quantity body_com{"BODY_com", "m", "the body's centre of mass in the world", Owner::body,
-                        [](const Sample& s, unsigned long b) { return s.system.getComPosition(b); }};
+                        [](const Sample& s, unsigned long b) { return vector(s.system.getComPosition(b)); }};
 const Quantity applied_force{
     "BODY_applied_force", "N", "force that the recorded program set on the body, in the world", Owner::loaded_body,
     [](const Sample& s, unsigned long i) -> Vector3d { return (*s.wrenches)[i].second.head<3>(); }};
@@ -144,10 +144,6 @@ void add(Row& row, Number value) {
   } else {
     for (const double number : value) add(row, static_cast<float>(number));
   }
-}
-
-void add(Row& row, const QZ::Math::Position3D& point) {
-  for (const float number : {point.x, point.y, point.z}) add(row, number);
 }
 
 }  // namespace

@@ -37,9 +37,7 @@ struct Quantity {
   const char* unit;
   const char* meaning;
   Owner owner;
-  std::variant<Read<double>, Read<float>, Read<QZ::Math::Position3D>, Read<Eigen::Vector2d>, Read<Eigen::Vector3d>,
-               Read<Eigen::Vector4d>>
-      read;
+  std::variant<Read<double>, Read<float>, Read<Eigen::Vector2d>, Read<Eigen::Vector3d>, Read<Eigen::Vector4d>> read;
 };
 
 namespace quantities {

@@ -161,16 +161,13 @@ class Support {
 
 void place_root_from_feet(Motion& motion, const Ground& ground, const Robot& robot) {
   Support support(motion, ground, robot);
-  Eigen::Vector4d last(1, 0, 0, 0);
   Eigen::Index s = 0;
   for (const Isometry3d& root : support.root()) {
     const Eigen::Quaterniond q(root.linear());
-    Eigen::Vector4d numbers(q.w(), q.x(), q.y(), q.z());
-    if (numbers.dot(last) < 0) numbers = -numbers;
-    last = numbers;
-    motion.orientation.row(s) = numbers.transpose();
+    motion.orientation.row(s) << q.w(), q.x(), q.y(), q.z();
     motion.position.row(s++) = root.translation().transpose();
   }
+  make_continuous(motion.orientation);
 }
 
 }  // namespace korvel::host

@@ -92,17 +92,6 @@ Eigen::Vector4d quaternion(double roll, double pitch, double yaw) {
   return {r.w(), r.x(), r.y(), r.z()};
 }
 
-/// Two quaternions stand for each orientation. This takes the one nearer to the previous one, so that neither wrapped
-/// angles nor angles or signs that flip at the pole turn the root.
-void make_continuous(Eigen::ArrayX4d& quaternions) {
-  Eigen::Vector4d last(1, 0, 0, 0);
-  for (Eigen::Index s = 0; s < quaternions.rows(); ++s) {
-    const Eigen::Vector4d q = quaternions.row(s).transpose();
-    last = q.dot(last) < 0 ? Eigen::Vector4d(-q) : q;
-    quaternions.row(s) = last.transpose();
-  }
-}
-
 /// Unit quaternions by either kind of columns.
 Eigen::ArrayX4d take_orientation(const std::filesystem::path& path, Samples& samples) {
   // Rounding to two decimals, or to single precision by way of a few products, leaves less.
@@ -203,6 +192,15 @@ Motion motion_of(const Eigen::ArrayXd& time, const Eigen::ArrayXXd& coordinates)
   make_continuous(motion.orientation);
   motion.joints = coordinates.rightCols(coordinates.cols() - 6);
   return motion;
+}
+
+void make_continuous(Eigen::ArrayX4d& quaternions) {
+  Eigen::Vector4d last(1, 0, 0, 0);
+  for (Eigen::Index s = 0; s < quaternions.rows(); ++s) {
+    const Eigen::Vector4d q = quaternions.row(s).transpose();
+    last = q.dot(last) < 0 ? Eigen::Vector4d(-q) : q;
+    quaternions.row(s) = last.transpose();
+  }
 }
 
 bool Motion::has_root() const {

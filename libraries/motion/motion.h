@@ -40,4 +40,8 @@ Motion read_motion(const std::filesystem::path& path, const std::vector<std::str
 /// within single precision.
 Motion motion_of(const Eigen::ArrayXd& time, const Eigen::ArrayXXd& coordinates);
 
+/// Takes, of the two quaternions that stand for an orientation, the one nearer to that of the sample before, so that
+/// neither wrapped angles nor angles or signs that flip at the pole turn the root.
+void make_continuous(Eigen::ArrayX4d& quaternions);
+
 }  // namespace korvel::host

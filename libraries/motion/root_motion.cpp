@@ -10,19 +10,15 @@ using Eigen::Matrix3d;
 using Eigen::Vector3d;
 
 QZ::Math::Transform to_pose(const Matrix3d& R_world, const Vector3d& t_world) {
-  const Eigen::Matrix3f R = R_world.cast<float>();
-  const Eigen::Vector3f t = t_world.cast<float>();
   QZ::Math::Transform pose;
-  pose.r00 = R(0, 0), pose.r01 = R(0, 1), pose.r02 = R(0, 2), pose.tx = t.x();
-  pose.r10 = R(1, 0), pose.r11 = R(1, 1), pose.r12 = R(1, 2), pose.ty = t.y();
-  pose.r20 = R(2, 0), pose.r21 = R(2, 1), pose.r22 = R(2, 2), pose.tz = t.z();
+  Eigen::Map<Eigen::Matrix<float, 3, 4, Eigen::RowMajor>>(&pose.r00) << R_world.cast<float>(), t_world.cast<float>();
   return pose;
 }
 
 QZ::Math::Velocity6D to_velocity6d(const Vector3d& linear, const Vector3d& angular) {
-  const Eigen::Vector3f l = linear.cast<float>();
-  const Eigen::Vector3f a = angular.cast<float>();
-  return {l.x(), l.y(), l.z(), a.x(), a.y(), a.z()};
+  QZ::Math::Velocity6D rates;
+  Eigen::Map<Eigen::Matrix<float, 6, 1>>(&rates.x) << linear.cast<float>(), angular.cast<float>();
+  return rates;
 }
 
 Eigen::Quaterniond quaternion_of(const Eigen::Vector4d& wxyz) { return {wxyz[0], wxyz[1], wxyz[2], wxyz[3]}; }

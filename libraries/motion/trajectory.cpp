@@ -24,10 +24,7 @@ Eigen::Index length_of_pieces(const Eigen::ArrayXd& elapsed, double reach) {
   return std::max(shortest, static_cast<Eigen::Index>(reach / duration * static_cast<double>(elapsed.size())));
 }
 
-bool is_finite(const QZ::Math::Velocity6D& v) {
-  return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z) && std::isfinite(v.wx) && std::isfinite(v.wy) &&
-         std::isfinite(v.wz);
-}
+bool is_finite(const QZ::Math::Velocity6D& v) { return Eigen::Map<const Eigen::Array<float, 6, 1>>(&v.x).allFinite(); }
 
 }  // namespace
 

@@ -3,8 +3,6 @@
 #include <tuple>
 #include <utility>
 
-#include "recorder/format/hash.h"
-
 namespace korvel::recording {
 
 namespace {
@@ -115,19 +113,6 @@ std::string description(const OperationEntry& operation, const RobotSize& size) 
   const bool has_result = operation.result.numbers(size) > 0;
   return std::string("{\"name\":\"") + operation.name + "\",\"arguments\":[" + arguments + ']' +
          (has_result ? ",\"result\":" + description(operation.result, size) : "") + '}';
-}
-
-std::uint64_t contract_hash(const RobotSize& size) {
-  std::string text;
-  for (const OperationEntry& e : all_operations) {
-    text += e.name;
-    for (const Shape& shape : e.arguments) {
-      if (shape.type != NumberType::none)
-        text += std::string(" ") + numpy_type(shape.type) + std::to_string(shape.numbers(size));
-    }
-    text += " = " + std::to_string(e.result.numbers(size)) + '\n';
-  }
-  return checksum(text.data(), text.size());
 }
 
 }  // namespace korvel::recording

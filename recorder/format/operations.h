@@ -48,7 +48,4 @@ inline bool is_restated(const OperationEntry& operation) {
 /// Returns the operation's name and shapes as JSON. Types are those of numpy: f4, u8, i8, S.
 std::string description(const OperationEntry& operation, const RobotSize& size);
 
-/// One hash of numbers, names and shapes for a robot of that size: equal where recordings are understood alike.
-std::uint64_t contract_hash(const RobotSize& size);
-
 }  // namespace korvel::recording

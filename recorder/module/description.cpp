@@ -53,8 +53,7 @@ std::string description(const RealModule& module, tesk::RigidBodySystem& robot) 
   const auto bodies = static_cast<std::size_t>(size.bodies);
   std::string text = "{\"module\":{\"path\":" + quoted(module.path()) + ",\"version\":" + quoted(module.version()) +
                      ",\"build_id\":" + quoted(module.build_id()) + "},\n";
-  text += "\"contract\":\"" + hexadecimal(recording::contract_hash(size), 16) +
-          "\",\n\"volatile_frames\":" + std::to_string(size.volatile_frames) +
+  text += "\"volatile_frames\":" + std::to_string(size.volatile_frames) +
           ",\n\"bodies\":" + list(bodies, [&](std::size_t b) { return quoted(robot.getBodyName(b)); }) +
           ",\n\"joints\":" + list(bodies - 1, [&](std::size_t j) { return quoted(robot.getJointAngleName(j)); }) +
           ",\n\"masses\":" + list(bodies, [&](std::size_t b) { return number(robot.getMass(b)); }) + ",\n";
