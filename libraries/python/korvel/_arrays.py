@@ -80,10 +80,6 @@ def address(array: npt.NDArray[Any]) -> int:
         return array.ctypes.data
 
 
-def address_or_none(array: Optional[npt.NDArray[Any]]) -> Optional[int]:
-    return None if array is None else address(array)
-
-
 def view(array: Array, name: str = "", axes: int = 1) -> View:
     """Returns the view of an array whose last axes are the numbers of a state."""
     strides = array.strides

@@ -13,7 +13,7 @@ import numpy.typing as npt
 
 from korvel import _batch_library as batch_library
 from korvel import _checks as checks
-from korvel._arguments import body_number, by_body
+from korvel._arguments import States, body_number, by_body
 from korvel._arrays import FLOAT32, Array, View, as_float32, require_shape, view
 from korvel._errors import Error
 from korvel._motion_library import library
@@ -112,18 +112,18 @@ class Ground:
         return f"<korvel.Ground: {self.height} m, {', '.join(self._soles)}>"
 
 
-def shares_of(contact: Any, ground: Ground, lead: Tuple[int, ...], strict: bool) -> Optional[Array]:
+def shares_of(contact: Any, ground: Ground, states: States) -> Optional[Array]:
     """Returns the shares of the soles in the load, ``[n, soles]`` or ``[soles]``; NaN for soles that a mapping does not
     name."""
     if contact is None:
         return None
     if not isinstance(contact, Mapping):
-        shares = as_float32(contact, "contact", strict)
+        shares = as_float32(contact, "contact", states.strict)
         if shares.shape != (len(ground.bodies),):
-            require_shape(shares, "contact", (*lead, len(ground.bodies)))
+            require_shape(shares, "contact", (*states.lead, len(ground.bodies)))
         return shares
-    shares = np.full((*lead, len(ground.bodies)), np.nan, FLOAT32)
-    for number, share in by_body(contact, "contact", "contact", (), lead, strict).items():
+    shares = np.full((*states.lead, len(ground.bodies)), np.nan, FLOAT32)
+    for number, share in by_body(contact, "contact", "contact", (), states).items():
         if BODIES[number] not in ground.bodies:
             raise Error(f"contact: expected names of bodies with a sole, found {BODIES[number]}")
         shares[..., ground.bodies.index(BODIES[number])] = share
