@@ -2,6 +2,7 @@
 /// setting the coordinates and asking. Joint by joint that is faster than by the skeleton's vectors. The skeleton has
 /// its joints in an order of its own.
 
+#include <algorithm>
 #include <dart/dynamics/FreeJoint.hpp>
 #include <dart/dynamics/RevoluteJoint.hpp>
 #include <dart/dynamics/Skeleton.hpp>
@@ -10,6 +11,7 @@
 
 #include "bench/peers/peer.h"
 #include "contact/wrench.h"
+#include "host/robot/frames.h"
 #include "metapod/models/korvel/robot.h"
 
 namespace korvel::bench {
@@ -32,9 +34,7 @@ struct Input {
         dq(state.joint_vel.cast<double>()),
         ddq(state.joint_acc.cast<double>()) {
     wrenches = to_vectors(state.wrenches);
-    Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
-    pose.affine() = to_matrix(state.root.pose);
-    position = FreeJoint::convertToPositions(pose);
+    position = FreeJoint::convertToPositions(host::isometry(state.root.pose));
   }
 
   static Root angular_first(const QZ::Math::Velocity6D& v) {
@@ -46,10 +46,6 @@ struct Input {
   /// Force and moment in the body's frame.
   std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
 };
-
-SkeletonPtr read_skeleton(const std::filesystem::path& urdf) {
-  return dart::utils::DartLoader().parseSkeleton(std::filesystem::absolute(urdf).string());
-}
 
 class DartPeer final : public Peer {
  public:
@@ -84,7 +80,7 @@ class DartPeer final : public Peer {
   }
 
   void compute_kinematics(std::size_t state) override {
-    setPositions(inputs_[state]);
+    set(&RevoluteJoint::setPositionsStatic, inputs_[state].q);
     com_ = skeleton_->getCOM();
     // A transform that is asked for brings those of its ancestors up to date.
     const Eigen::Vector3d p_root = bodies_[0]->getWorldTransform().translation();
@@ -96,45 +92,38 @@ class DartPeer final : public Peer {
   }
 
   void compute_mass(std::size_t state) override {
-    setPositions(inputs_[state]);
+    set(&RevoluteJoint::setPositionsStatic, inputs_[state].q);
     skeleton_->getMassMatrix();
   }
 
   void compute_forward_dynamics(std::size_t state) override {
-    const Input& input = inputs_[state];
-    setPositions(input);
-    for (std::size_t j = 0; j < joints_.size(); ++j) {
-      joints_[j]->setVelocitiesStatic(input.dq.segment<1>(static_cast<Eigen::Index>(j)).matrix());
-    }
+    set(&RevoluteJoint::setPositionsStatic, inputs_[state].q);
+    set(&RevoluteJoint::setVelocitiesStatic, inputs_[state].dq);
     skeleton_->computeForwardDynamics();
   }
 
   void compute_dynamics(std::size_t state) override {
-    const Input& input = inputs_[state];
-    setPositions(input);
-    for (std::size_t j = 0; j < joints_.size(); ++j) {
-      joints_[j]->setVelocitiesStatic(input.dq.segment<1>(static_cast<Eigen::Index>(j)).matrix());
-      joints_[j]->setAccelerationsStatic(input.ddq.segment<1>(static_cast<Eigen::Index>(j)).matrix());
-    }
+    set(&RevoluteJoint::setPositionsStatic, inputs_[state].q);
+    set(&RevoluteJoint::setVelocitiesStatic, inputs_[state].dq);
+    set(&RevoluteJoint::setAccelerationsStatic, inputs_[state].ddq);
     skeleton_->computeInverseDynamics(true);
   }
 
-  std::vector<Pose> poses() const override {
-    std::vector<Pose> poses;
-    for (const BodyNode* body : bodies_) poses.push_back(body->getWorldTransform().affine());
+  Eigen::MatrixXd poses() const override {
+    Eigen::MatrixXd poses(3, 4 * bodies_.size());
+    for (std::size_t b = 0; b < bodies_.size(); ++b) {
+      poses.middleCols<4>(static_cast<Eigen::Index>(4 * b)) = bodies_[b]->getWorldTransform().affine();
+    }
     return poses;
   }
 
   Eigen::Vector3d com() const override { return com_; }
 
-  Eigen::MatrixXd jacobian() const override {
-    const Pose root = poses()[0];
-    return jacobian_in_root(root, columns_, root.col(3));
-  }
+  Eigen::MatrixXd jacobian() const override { return jacobian_in_root(poses(), columns_, poses().col(3)); }
 
-  std::vector<double> masses() const override {
-    std::vector<double> masses;
-    for (const BodyNode* body : bodies_) masses.push_back(body->getMass());
+  Eigen::VectorXd masses() const override {
+    Eigen::VectorXd masses(joint_count + 1);
+    std::transform(bodies_.begin(), bodies_.end(), masses.data(), [](const BodyNode* body) { return body->getMass(); });
     return masses;
   }
 
@@ -152,9 +141,9 @@ class DartPeer final : public Peer {
     return joint;
   }
 
-  void setPositions(const Input& input) {
+  void set(void (RevoluteJoint::*set_coordinate)(const Eigen::Matrix<double, 1, 1>&), const Eigen::ArrayXd& values) {
     for (std::size_t j = 0; j < joints_.size(); ++j) {
-      joints_[j]->setPositionsStatic(input.q.segment<1>(static_cast<Eigen::Index>(j)).matrix());
+      (joints_[j]->*set_coordinate)(values.segment<1>(static_cast<Eigen::Index>(j)).matrix());
     }
   }
 
@@ -169,14 +158,18 @@ class DartPeer final : public Peer {
   Eigen::MatrixXd columns_ = Eigen::MatrixXd::Zero(6, static_cast<Eigen::Index>(joint_count));
 };
 
-const PeerRegistration registration({"DART",
-                                     DART_VERSION,
-                                     "a skeleton on a free joint, set joint by joint",
-                                     false,
-                                     {"urdf"},
-                                     [](const LoadedInstants& states, const auto& file) {
-                                       return std::make_unique<DartPeer>(states, read_skeleton(file));
-                                     }});
+const bool is_registered =
+    peers()
+        .try_emplace("DART", PeerEntry{DART_VERSION,
+                                       "a skeleton on a free joint, set joint by joint",
+                                       false,
+                                       {"urdf"},
+                                       [](const LoadedInstants& states, const auto& file) {
+                                         const std::string path = std::filesystem::absolute(file).string();
+                                         return std::make_unique<DartPeer>(
+                                             states, dart::utils::DartLoader().parseSkeleton(path));
+                                       }})
+        .second;
 
 }  // namespace
 

@@ -4,11 +4,13 @@
 #include <array>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "bench/instants.h"
+#include "host/robot/module.h"
 
 namespace korvel::bench {
 
@@ -17,8 +19,6 @@ namespace korvel::bench {
 /// that the library has, and computes. What the other inputs and the answers cost is not measured.
 class Peer {
  public:
-  using Pose = Eigen::Matrix<double, 3, 4>;
-
   virtual ~Peer() = default;
 
   /// The root's pose and rates and the wrenches on the feet, which stay until they are set again.
@@ -37,12 +37,13 @@ class Peer {
   /// Derivatives of the dynamics by all positions and velocities.
   virtual void compute_derivatives(std::size_t) {}
 
-  virtual std::vector<Pose> poses() const = 0;
+  /// 3 x 4 bodies, one pose beside the other.
+  virtual Eigen::MatrixXd poses() const = 0;
   virtual Eigen::Vector3d com() const = 0;
   /// 6 x joints, in the module's form: root axes, angular rows first, the point at the root's origin.
   virtual Eigen::MatrixXd jacobian() const = 0;
   /// Returns the mass of each body [kg].
-  virtual std::vector<double> masses() const = 0;
+  virtual Eigen::VectorXd masses() const = 0;
   /// Returns the mass matrix in the module's coordinates.
   virtual Eigen::MatrixXd mass() const = 0;
   virtual Eigen::VectorXd torques() const = 0;
@@ -54,7 +55,6 @@ class Peer {
 };
 
 struct PeerEntry {
-  std::string name;
   std::string version;
   std::string note;                  ///< how it is used, in one line
   bool has_derivatives;              ///< of the dynamics
@@ -65,23 +65,25 @@ struct PeerEntry {
 /// The robot as a file, exported when this program was built.
 std::filesystem::path exported_robot(const std::string& format);
 
-/// The peers that this program was built with.
-std::vector<PeerEntry>& peers();
+/// The peers that this program was built with, by their names. A static object of each adds itself.
+std::map<std::string, PeerEntry>& peers();
 
-/// A static object of this type adds a peer.
-struct PeerRegistration {
-  explicit PeerRegistration(PeerEntry entry) { peers().push_back(std::move(entry)); }
+/// The module as the others see it: the reference for their numbers.
+std::unique_ptr<Peer> module_peer(const host::Module& module, const LoadedInstants& states);
+
+struct Deviation {
+  const char* quantity;
+  double largest;
 };
 
-/// Called for each quantity of each state with the peer's deviation from the reference, relative to the natural scale
-/// of the quantity, and infinite if it is not even of the same size:
+/// Returns the peer's largest deviation from the reference in all states, relative to the natural scale of the
+/// quantity. It is infinite if a number is NaN or missing.
 ///   masses                    the body's mass
 ///   poses, centre of mass     one metre, and one for rotations
 ///   jacobian                  one
 ///   mass matrix               the root of the product of the largest values of the two diagonal entries
 ///   torques                   the largest torque of the state
-using Compared = std::function<void(const char* quantity, std::size_t state, double deviation)>;
-void compare(Peer& peer, Peer& reference, std::size_t state_count, const Compared& compared);
+std::array<Deviation, 6> compare(Peer& peer, Peer& reference, std::size_t state_count);
 
 /// Throws std::runtime_error unless both agree in every state to a ten-thousandth.
 void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count);
@@ -89,11 +91,9 @@ void require_agreement(const std::string& name, Peer& peer, Peer& reference, std
 /// The wrenches on the feet in double precision.
 std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches);
 
-/// A pose in double precision.
-Peer::Pose to_matrix(const QZ::Math::Transform& pose);
-
 /// Jacobian columns in the module's form from those of a point in the world: `columns` are angular and linear rows in
-/// world axes.
-Eigen::MatrixXd jacobian_in_root(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point);
+/// world axes, and the first of `poses` is the root's.
+Eigen::MatrixXd jacobian_in_root(const Eigen::MatrixXd& poses, const Eigen::MatrixXd& columns,
+                                 const Eigen::Vector3d& point);
 
 }  // namespace korvel::bench
