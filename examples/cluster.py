@@ -35,9 +35,6 @@ import numpy as np
 
 import optimise_squat as squat
 
-BIN = 0.02  # N m, of the peak torque of the knees
-BINS = 200
-
 
 class Answer(NamedTuple):
     """Results of candidates that can be combined without rounding."""
@@ -46,24 +43,21 @@ class Answer(NamedTuple):
     """The least peak torque of the knees [N m] of those that stand with a margin, and which it is."""
     stand: int
     """Number of these candidates."""
-    peaks: Tuple[int, ...]
-    """Number of candidates with a peak torque in each bin."""
     states: int
 
     def __add__(self, other: Answer) -> Answer:  # type: ignore[override]
-        return Answer(min(self.best, other.best), self.stand + other.stand,
-                      tuple(a + b for a, b in zip(self.peaks, other.peaks)), self.states + other.states)
+        return Answer(min(self.best, other.best), self.stand + other.stand, self.states + other.states)
 
 
-NOTHING = Answer((float("inf"), -1), 0, (0,) * BINS, 0)
+NOTHING = Answer((float("inf"), -1), 0, 0)
 
 
 def knots(seed: int, candidate: int) -> squat.Array:
-    """Drawn from numbers alone (J. K. Salmon et al., Parallel random numbers: as easy as 1, 2, 3, 2011): on the way from
-    the example to anywhere."""
+    """Draws a candidate between the example and anywhere from numbers alone (J. K. Salmon et al., Parallel random numbers: as
+    easy as 1, 2, 3, 2011)."""
     random = np.random.Generator(np.random.Philox(key=seed, counter=[0, 0, 0, candidate]))
-    lowest, highest = (np.repeat(bounds, len(squat.KNOTS)) for bounds in (squat.LOWEST, squat.HIGHEST))
-    return squat.example() + random.random() ** 2 * (random.uniform(lowest, highest) - squat.example())
+    anywhere = random.uniform(squat.repeated(squat.LOWEST), squat.repeated(squat.HIGHEST))
+    return squat.example() + random.random() ** 2 * (anywhere - squat.example())
 
 
 @functools.lru_cache(maxsize=1)
@@ -73,20 +67,15 @@ def search() -> squat.Squats:
     return squat.Squats(korvel.Batch(threads=1), ground, np.arange(0, squat.DURATION + 0.01, 0.04))
 
 
-def evaluate(seed: int, first: int, last: int, at_once: int = 64) -> Tuple[Answer, float]:
+def evaluate(seed: int, first: int, last: int) -> Tuple[Answer, float]:
     """Evaluates the candidates first to last - 1. Returns their results and the seconds that it took."""
     start = time.perf_counter()
-    answer = NOTHING
-    for begin in range(first, last, at_once):
-        which = range(begin, min(begin + at_once, last))
-        stand = search().stands(np.array([knots(seed, candidate) for candidate in which]))
-        each = (len(which), -1)
-        peak = np.abs(stand.forces[:, squat.KNEES]).max(axis=1).reshape(each).max(axis=1)
-        stands = ((stand.residual <= 1e-3) & (stand.zmp_margin >= squat.MARGIN)).reshape(each).all(axis=1)
-        bins = np.bincount(np.minimum((peak[stands] / BIN).astype(int), BINS - 1), minlength=BINS)
-        least = min(((float(peak[i]), which[i]) for i in np.flatnonzero(stands)), default=NOTHING.best)
-        answer += Answer(least, int(stands.sum()), tuple(map(int, bins)), len(stand.residual))
-    return answer, time.perf_counter() - start
+    stand = search().stands([knots(seed, candidate) for candidate in range(first, last)])
+    each = (last - first, -1)
+    peak = np.abs(stand.forces[:, squat.KNEES]).reshape(each).max(axis=1)
+    stands = ((stand.residual <= 1e-3) & (stand.zmp_margin >= squat.MARGIN)).reshape(each).all(axis=1)
+    least = min(((float(peak[i]), first + int(i)) for i in np.flatnonzero(stands)), default=NOTHING.best)
+    return Answer(least, int(stands.sum()), len(stand.residual)), time.perf_counter() - start
 
 
 def cut(candidates: int, task: int) -> Iterator[Tuple[int, int]]:
