@@ -78,11 +78,22 @@ class Batch(Dynamics):
         ``"baseline"``, ``"avx2"`` or ``"avx512"``; ``None``: the value of the environment variable
         KORVEL_INSTRUCTION_SET or, if it is not set, the best of this processor.
 
-    Arrays of float32 are not copied and may have any strides; C-contiguous arrays are fastest. Other numbers are copied, or
-    rejected with ``strict=True``. ``out`` holds existing arrays for the results; they must not overlap the
-    arguments. The interpreter's lock is released while states are computed, and threads may share a batch. In a forked
-    child, a batch computes on the calling thread alone. Batches can be pickled, with their inertias. Unusable arguments
-    raise ``Error``, and no result is written then.
+    The interpreter's lock is released while states are computed, and threads may share a batch. In a forked child, a batch
+    computes on the calling thread alone. Batches can be pickled, with their inertias. Unusable arguments raise ``Error``, and
+    no result is written then. Operations have these arguments in common:
+
+    ``q``, ``dq``, ``ddq``
+        Coordinates, velocities and accelerations, all of shape ``[n, 30]`` or ``[30]``.
+    ``wrenches``
+        External wrenches by the names of bodies: force x, y, z [N], then moment [N m] about the body's origin, both in its
+        frame; ``[6]`` for all states or ``[n, 6]``.
+    ``armature``
+        Rotor inertia of each joint behind its gear, ``[24]`` or one number for all [kg m^2].
+    ``out``
+        Existing arrays for the results, which are returned: the result of another call for as many states. They must not
+        overlap the arguments.
+    ``strict``
+        Arrays of float32 are never copied; C-contiguous ones are fastest. Other numbers are copied, or rejected if this is set.
     """
 
     def __init__(self, threads: Optional[int] = None, instruction_set: Optional[str] = None) -> None:
@@ -133,11 +144,10 @@ class Batch(Dynamics):
 
     def kinematics(self, q: npt.ArrayLike, jacobian: bool = False, out: Optional[Kinematics] = None, *,
                    bodies: Optional[Sequence[str]] = None, strict: bool = False) -> Kinematics:
-        """Computes the poses of bodies and the centre of mass for coordinates ``q [n, 30]`` or ``[30]``.
+        """Computes the poses of bodies and the centre of mass.
 
-        ``jacobian`` adds the jacobian. ``bodies`` names the bodies whose poses are returned, in this order; ``None``: all.
-        ``out`` is the result of another call for as many states and bodies: its arrays are overwritten, including a
-        jacobian if it has one, and it is returned.
+        ``jacobian`` adds the jacobian, as does an ``out`` that has one. ``bodies`` names the bodies whose poses are returned,
+        in this order; ``None``: all.
         """
         states = States(strict, q=q)
         chosen = None if bodies is None else body_numbers(bodies)
@@ -149,11 +159,10 @@ class Batch(Dynamics):
 
     def mass(self, q: npt.ArrayLike, packed: bool = False, out: Optional[Array] = None, *,
              armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> Array:
-        """Computes mass matrices ``[n, 30, 30]`` for coordinates ``q [n, 30]`` or ``[30]``.
+        """Computes mass matrices ``[n, 30, 30]`` [kg, kg m, kg m^2], with ``armature`` on the diagonal.
 
         ``packed`` returns ``[n, 240]`` instead: the entries that can differ from zero, each once, in the order of
-        ``MASS_ENTRIES``. Units are kg, kg m and kg m^2, depending on the coordinates. ``armature`` has the rotor inertia
-        of each joint, ``[24]`` or one number for all [kg m^2], which is added to the diagonal.
+        ``MASS_ENTRIES``.
         """
         states = States(strict, q=q)
         out = output_of(out, states.lead + ((_entries,) if packed else (_coordinates, _coordinates)), states.arrays)
@@ -165,16 +174,7 @@ class Batch(Dynamics):
                  wrenches: Optional[Wrenches] = None, out: Optional[Array] = None, *,
                  armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> Array:
         """Computes generalized forces ``[n, 30]`` of a motion under gravity: the force [N] and the moment [N m] on the root
-        in its frame, then the torques of the joints [N m].
-
-        ``q``, ``dq``, ``ddq``
-            Coordinates, velocities and accelerations, all of shape ``[n, 30]`` or ``[30]``.
-        ``wrenches``
-            External wrenches by the names of bodies: force x, y, z [N], then moment [N m] about the body's origin, both in
-            its frame; ``[6]`` for all states or ``[n, 6]``.
-        ``armature``
-            Rotor inertia of each joint, ``[24]`` or one number for all [kg m^2]: its torque is added.
-        """
+        in its frame, then the torques of the joints [N m], including those of ``armature``."""
         states = States(strict, q=q, dq=dq, ddq=ddq).with_wrenches(wrenches)
         out = output_of(out, states.shape, states.arrays)
         self._compute(library.dynamics, states, armature_of(armature), view(out), None)
@@ -192,16 +192,12 @@ class Batch(Dynamics):
 
     def stand(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
               contact: Optional[Contact] = None, out: Optional[Stand] = None, *, strict: bool = False) -> Stand:
-        """Distributes the wrench that a motion requires over the soles in contact. ``q``, ``dq`` and ``ddq`` are those of
-        ``dynamics``.
+        """Distributes the wrench that a motion requires over the soles in contact.
 
-        ``contact``
-            The share of each sole in the load, ``[n, soles]`` or ``[soles]`` for all states, or ``[n]`` by the names of
-            bodies, as in ``Motion.contact``: 1 in contact, 0 lifted, between them just after touchdown or before
-            lift-off. If a share is NaN or missing, a sole is in contact while its lowest corner is at most 5 mm above the
-            ground and slower than 0.05 m/s.
-        ``out``
-            The result of another call for as many states and the same soles: its arrays are overwritten.
+        ``contact`` has the share of each sole in the load, ``[n, soles]`` or ``[soles]`` for all states, or ``[n]`` by the
+        names of bodies, as in ``Motion.contact``: 1 in contact, 0 lifted, between them just after touchdown or before
+        lift-off. If a share is NaN or missing, a sole is in contact while its lowest corner is at most 5 mm above the ground
+        and slower than 0.05 m/s.
         """
         states, soles = States(strict, q=q, dq=dq, ddq=ddq), len(checks.instance(ground, Ground, "ground").bodies)
         shares = shares_of(contact, ground, states)

@@ -74,8 +74,7 @@ def _point(body: str, point: Sequence[float], **results: View) -> library.Point:
 
 
 class Dynamics:
-    """The operations of this module, for a batch. ``q``, ``dq``, ``ddq`` and ``wrenches`` are those of
-    ``Batch.dynamics``."""
+    """The operations of this module, for a batch."""
 
     _compute: Callable[..., None]
 
@@ -85,8 +84,7 @@ class Dynamics:
         """Computes the generalized forces of a motion and their derivatives with respect to positions and
         velocities; those with respect to accelerations are ``mass``. Wrenches stay as they are in the frames of their bodies.
 
-        ``packed`` returns only the entries that can differ from zero. ``out`` is the result of another call of the same
-        form: its arrays are overwritten.
+        ``packed`` returns only the entries that can differ from zero.
         """
         states = States(strict, q=q, dq=dq, ddq=ddq).with_wrenches(wrenches)
         square = (_coordinates, _coordinates)
@@ -113,12 +111,9 @@ class Dynamics:
                          strict: bool = False) -> Array:
         """Computes the accelerations ``[n, 30]`` that generalized forces cause, without contact with the ground.
 
-        ``armature``
-            Rotor inertia of each joint, ``[24]`` or one number for all [kg m^2]. The wrists have 2e-6 kg m^2: without the
-            rotors of their servos, single precision leaves errors of a percent in the median, and of the size of the
-            accelerations in the worst case. With 1e-4 kg m^2 it leaves 1e-4.
-        ``residual``
-            An array ``[n, 30]`` for ``forces`` less those that inverse dynamics gives for the accelerations.
+        The wrists have 2e-6 kg m^2: without the ``armature`` of their servos, single precision leaves errors of a percent in
+        the median, and of the size of the accelerations in the worst case. With 1e-4 kg m^2 it leaves 1e-4. ``residual`` is an
+        array ``[n, 30]`` for ``forces`` less those that inverse dynamics gives for the accelerations.
         """
         states = States(strict, q=q, dq=dq, forces=forces).with_wrenches(wrenches)
         out = output_of(out, states.shape, states.arrays)
