@@ -23,33 +23,18 @@ using dart::dynamics::FreeJoint;
 using dart::dynamics::RevoluteJoint;
 using dart::dynamics::SkeletonPtr;
 
-/// Coordinates of DART: the root's six have the angular part first.
-struct Input {
-  using Root = Eigen::Matrix<double, 6, 1>;
+/// DART has the angular part first.
+Eigen::Matrix<double, 6, 1> angular_first(const QZ::Math::Velocity6D& v) {
+  return (Eigen::Matrix<float, 6, 1>() << v.wx, v.wy, v.wz, v.x, v.y, v.z).finished().cast<double>();
+}
 
-  explicit Input(const LoadedInstant& state)
-      : velocity(angular_first(state.root.velocity)),
-        acceleration(angular_first(state.root.acceleration)),
-        q(state.joint_pos.cast<double>()),
-        dq(state.joint_vel.cast<double>()),
-        ddq(state.joint_acc.cast<double>()) {
-    wrenches = to_vectors(state.wrenches);
-    position = FreeJoint::convertToPositions(host::isometry(state.root.pose));
-  }
-
-  static Root angular_first(const QZ::Math::Velocity6D& v) {
-    return (Eigen::Matrix<float, 6, 1>() << v.wx, v.wy, v.wz, v.x, v.y, v.z).finished().cast<double>();
-  }
-
-  Root position, velocity, acceleration;
+struct Joints {
   Eigen::ArrayXd q, dq, ddq;
-  /// Force and moment in the body's frame.
-  std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
 };
 
 class DartPeer final : public Peer {
  public:
-  DartPeer(const LoadedInstants& states, SkeletonPtr skeleton) : skeleton_(std::move(skeleton)) {
+  DartPeer(const LoadedInstants& states, SkeletonPtr skeleton) : states_(states), skeleton_(std::move(skeleton)) {
     if (skeleton_ == nullptr) throw std::runtime_error("DART: no skeleton");
     skeleton_->setGravity({0, 0, -contact::gravity});
     for (const auto& body : metapod::models::KorvelRobot::bodies) {
@@ -58,24 +43,27 @@ class DartPeer final : public Peer {
       bodies_.push_back(node);
       if (body.parent < 0) {
         root_ = joint_of<FreeJoint>(*node);
-        // DART has the angular part first.
         for (const std::size_t d : {3U, 4U, 5U, 0U, 1U, 2U}) coordinates_.push_back(root_->getIndexInSkeleton(d));
       } else {
         joints_.push_back(joint_of<RevoluteJoint>(*node));
         coordinates_.push_back(joints_.back()->getIndexInSkeleton(0));
       }
     }
-    for (const LoadedInstant& state : states) inputs_.emplace_back(state);
+    for (const LoadedInstant& state : states) {
+      inputs_.push_back(
+          {state.joint_pos.cast<double>(), state.joint_vel.cast<double>(), state.joint_acc.cast<double>()});
+    }
   }
 
   void set_root_and_wrenches(std::size_t state) override {
-    const Input& input = inputs_[state];
-    root_->setPositionsStatic(input.position);
-    root_->setVelocitiesStatic(input.velocity);
-    root_->setAccelerationsStatic(input.acceleration);
+    const host::RootMotion& root = states_[state].root;
+    root_->setPositionsStatic(FreeJoint::convertToPositions(host::isometry(root.pose)));
+    root_->setVelocitiesStatic(angular_first(root.velocity));
+    root_->setAccelerationsStatic(angular_first(root.acceleration));
+    const auto wrenches = to_vectors(states_[state].wrenches);
     for (std::size_t i = 0; i < feet.size(); ++i) {
-      bodies_[feet[i]]->setExtForce(input.wrenches[i].head<3>(), Eigen::Vector3d::Zero(), true, true);
-      bodies_[feet[i]]->setExtTorque(input.wrenches[i].tail<3>(), true);
+      bodies_[feet[i]]->setExtForce(wrenches[i].head<3>(), Eigen::Vector3d::Zero(), true, true);
+      bodies_[feet[i]]->setExtTorque(wrenches[i].tail<3>(), true);
     }
   }
 
@@ -147,12 +135,13 @@ class DartPeer final : public Peer {
     }
   }
 
+  const LoadedInstants& states_;
   SkeletonPtr skeleton_;
   std::vector<std::size_t> coordinates_;  ///< of the skeleton, in the module's order
   FreeJoint* root_ = nullptr;
   std::vector<RevoluteJoint*> joints_;
   std::vector<BodyNode*> bodies_;
-  std::vector<Input> inputs_;
+  std::vector<Joints> inputs_;
   Eigen::Vector3d com_ = Eigen::Vector3d::Zero();
   /// Columns of the jacobian, in world axes, with the point at the root's origin.
   Eigen::MatrixXd columns_ = Eigen::MatrixXd::Zero(6, static_cast<Eigen::Index>(joint_count));

@@ -12,29 +12,24 @@ namespace korvel::bench {
 
 namespace {
 
-struct Input : MujocoState {
-  explicit Input(const LoadedInstant& state) : MujocoState(state), wrenches(to_vectors(state.wrenches)) {}
-
-  /// Force and moment in the body's frame.
-  std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
-};
-
 class MujocoPeer final : public Peer {
  public:
-  MujocoPeer(const LoadedInstants& states, MujocoModel model) : model_(std::move(model)) {
+  MujocoPeer(const LoadedInstants& states, MujocoModel model)
+      : model_(std::move(model)), states_(states), inputs_(states.begin(), states.end()) {
     int id = 0;  // of the world
     for (const auto& body : metapod::models::KorvelRobot::bodies) {
       if (mj_name2id(model_.get(), mjOBJ_BODY, body.name) == ++id) continue;
       throw std::runtime_error(std::string("MuJoCo: out of order: ") + body.name);
     }
-    for (const LoadedInstant& state : states) inputs_.emplace_back(state);
   }
 
   void set_root_and_wrenches(std::size_t state) override {
-    root_ = &inputs_[state];
-    mju_copy(data_->qpos, root_->q.data(), 7);
-    mju_copy(data_->qvel, root_->dq.data(), 6);
-    mju_copy(data_->qacc, root_->ddq.data(), 6);
+    const MujocoState& input = inputs_[state];
+    mju_copy(data_->qpos, input.q.data(), 7);
+    mju_copy(data_->qvel, input.dq.data(), 6);
+    mju_copy(data_->qacc, input.ddq.data(), 6);
+    R_WR_ = input.R_WR;
+    wrenches_ = to_vectors(states_[state].wrenches);
   }
 
   void compute_kinematics(std::size_t state) override {
@@ -95,7 +90,7 @@ class MujocoPeer final : public Peer {
   Eigen::MatrixXd mass() const override {
     // The module has the root's linear velocity in root axes.
     Eigen::MatrixXd T = Eigen::MatrixXd::Identity(model_->nv, model_->nv);
-    T.topLeftCorner<3, 3>() = root_->R_WR;
+    T.topLeftCorner<3, 3>() = R_WR_;
     return T.transpose() * mass_ * T;
   }
 
@@ -112,7 +107,7 @@ class MujocoPeer final : public Peer {
     mj_comVel(model_.get(), data_.get());
     mj_rne(model_.get(), data_.get(), with_accelerations, forces_.data());
     for (std::size_t i = 0; i < feet.size(); ++i) {
-      const auto& wrench = root_->wrenches[i];
+      const auto& wrench = wrenches_[i];
       const int body = static_cast<int>(feet[i]) + 1;
       const Eigen::Matrix3d R_WB = rotation(body);
       subtract_wrench(*model_, *data_, body, R_WB * wrench.head<3>(), R_WB * wrench.tail<3>(), forces_);
@@ -121,12 +116,15 @@ class MujocoPeer final : public Peer {
 
   MujocoModel model_;
   MujocoData data_ = make_data(*model_);
-  std::vector<Input> inputs_;
+  const LoadedInstants& states_;
+  std::vector<MujocoState> inputs_;
   Eigen::VectorXd forces_ = Eigen::VectorXd::Zero(model_->nv);
   Eigen::VectorXd accelerations_ = Eigen::VectorXd::Zero(model_->nv);
   Eigen::MatrixXd transition_ = Eigen::MatrixXd::Zero(2 * model_->nv, 2 * model_->nv);
   Eigen::MatrixXd mass_ = Eigen::MatrixXd::Zero(model_->nv, model_->nv);
-  const Input* root_ = nullptr;  ///< the inputs whose root and wrenches are in force
+  Eigen::Matrix3d R_WR_;
+  /// Force and moment on each foot in its frame.
+  std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches_;
 };
 
 const bool is_registered =

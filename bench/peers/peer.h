@@ -14,9 +14,9 @@
 
 namespace korvel::bench {
 
-/// Something that computes for the same robot what the module computes. It holds its own inputs, made from the states
-/// when it is built; a computation is given the number of a state, hands its joints to the library in the fastest way
-/// that the library has, and computes. What the other inputs and the answers cost is not measured.
+/// Something that computes for the same robot what the module computes. It holds its own inputs of joints, made from
+/// the states when it is built; a computation is given the number of a state, hands its joints to the library in the
+/// fastest way that the library has, and computes. What the other inputs and the answers cost is not measured.
 class Peer {
  public:
   virtual ~Peer() = default;
