@@ -1,19 +1,17 @@
 #!/usr/bin/env python3
 """Tries millions of squats on many machines, with Dask.
 
-A candidate is a number: a worker draws its knots from it, makes its states and keeps only what is wanted of
-them, so that a task sends two numbers and returns a handful. The answer does not depend on how the work is cut, on who
-does it, or in which order it comes back: what is returned is whole numbers and the least of pairs, which have no
-rounding. A task that dies with its worker is done again by another.
+A candidate is a number: a worker draws its knots from it, makes its states and keeps only what is wanted of them, so that a
+task sends two numbers and returns a handful. Results are whole numbers and the least of pairs, which have no rounding, so
+the answer does not depend on how the work is divided. A task that dies with its worker is done again by another.
 
     python3 examples/cluster.py                                two processes on this machine
     dask-scheduler &  dask-worker tcp://HOST:8786 ...          on each machine: korvel, and this folder in PYTHONPATH
     python3 examples/cluster.py --scheduler tcp://HOST:8786 --candidates 10000000
 
-A task should take a second. The scheduler spends about a millisecond on each, so that tasks of a tenth of a second lose
-one part in a hundred, and tasks of a millisecond all; tasks of minutes leave workers idle at the end, and are lost whole
-with a worker. States are made where they are used: a state is 360 bytes, and a network of 10 Gbit/s carries fewer in a
-second than one processor computes.
+A task should take a second, because the scheduler spends about a millisecond on each; tasks of minutes leave workers idle at
+the end. States are made where they are used: a state is 360 bytes, and a network of 10 Gbit/s carries fewer in a second than
+one processor computes.
 
 Needs numpy, scipy and dask's distributed.
 """
@@ -21,13 +19,12 @@ Needs numpy, scipy and dask's distributed.
 from __future__ import annotations
 
 import argparse
-import collections
 import functools
 import os
 import pathlib
 import sys
 import time
-from typing import Callable, Iterator, List, NamedTuple, Optional, Tuple
+from typing import Callable, List, NamedTuple, Tuple
 
 import distributed
 import korvel
@@ -78,26 +75,19 @@ def evaluate(seed: int, first: int, last: int) -> Tuple[Answer, float]:
     return Answer(least, int(stands.sum()), len(stand.residual)), time.perf_counter() - start
 
 
-def cut(candidates: int, task: int) -> Iterator[Tuple[int, int]]:
-    return ((first, min(first + task, candidates)) for first in range(0, candidates, task))
+def cut(candidates: int, task: int) -> List[Tuple[int, int]]:
+    return [(first, min(first + task, candidates)) for first in range(0, candidates, task)]
 
 
 def run(client: distributed.Client, candidates: int, task: int, seed: int,
-        on_progress: Optional[Callable[[int], None]] = None) -> Tuple[Answer, float]:
-    """The answer, and the seconds of all workers together. A few tasks for each worker are under way at a time, so that
-    neither side keeps a list of all."""
-    waiting = collections.deque(cut(candidates, task))
-    answer, busy, done = NOTHING, 0.0, 0
-    ahead = 4 * max(1, len(client.scheduler_info()["workers"]))
-    submit = functools.partial(client.submit, evaluate, seed, pure=False, retries=10)
-    under_way = distributed.as_completed([submit(*waiting.popleft()) for _ in range(min(ahead, len(waiting)))])
-    for future in under_way:
+        on_progress: Callable[[int], None] = lambda done: None) -> Tuple[Answer, float]:
+    """Returns the answer, and the seconds of all workers together."""
+    answer, busy = NOTHING, 0.0
+    futures = client.map(functools.partial(evaluate, seed), *zip(*cut(candidates, task)), pure=False, retries=10)
+    for done, future in enumerate(distributed.as_completed(futures), 1):
         part, seconds = future.result()
-        answer, busy, done = answer + part, busy + seconds, done + 1
-        if waiting:
-            under_way.add(submit(*waiting.popleft()))
-        if on_progress:
-            on_progress(done)
+        answer, busy = answer + part, busy + seconds
+        on_progress(done)
     return answer, busy
 
 
