@@ -14,7 +14,7 @@ except ImportError as error:
     print(f"skipped: {error.name} is not installed")
     sys.exit(77)
 
-sys.path.insert(0, os.path.join(ROOT, "examples"))
+sys.path.insert(0, str(ROOT / "examples"))
 import cluster  # noqa: E402
 
 
@@ -28,7 +28,7 @@ class Cluster(unittest.TestCase):
         parts = [cluster.evaluate(self.SEED, *part)[0] for part in cluster.cut(self.CANDIDATES, 41)]
         self.assertEqual(sum(reversed(parts), cluster.NOTHING), expected)
 
-        pythonpath = os.pathsep.join([os.path.join(ROOT, "examples"), os.environ.get("PYTHONPATH", "")])
+        pythonpath = os.pathsep.join([str(ROOT / "examples"), os.environ.get("PYTHONPATH", "")])
         os.environ["PYTHONPATH"] = pythonpath
         with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as local:
             with distributed.Client(local) as client:

@@ -11,7 +11,7 @@ import time
 import unittest
 import unittest.mock
 
-from support import HOST, ROOT, np
+from support import HOST, MOTIONS, ROOT, np
 
 import korvel
 from korvel import _recording
@@ -29,10 +29,8 @@ class Recordings(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name)
-        with open(os.path.join(ROOT, "examples", "motions", "squat.csv"), encoding="ascii") as file:
-            lines = [next(file) for _ in range(40)]
         cls.path = cls.folder / "short.csv"
-        cls.path.write_text("".join(lines), encoding="ascii")
+        cls.path.write_text("".join((MOTIONS / "squat.csv").read_text().splitlines(keepends=True)[:40]))
         environment = dict(os.environ, KORVEL_RECORD_TO=folder.name, KORVEL_RECORD_MODULE=str(LIBRARIES / "libkorvel.so"))
         subprocess.run([HOST, "run", cls.path, "--air", "-o", cls.folder / "results.csv", "--module", RECORDER], check=True,
                        env=environment, capture_output=True)
@@ -151,7 +149,7 @@ class Recordings(unittest.TestCase):
         np.testing.assert_array_equal(recording.of("setJointAnglesPos").arguments[0], self.motion.q[:, 6:])
 
     def test_a_recording_of_the_first_version_is_read(self):
-        path = pathlib.Path(ROOT) / "tests/recorder/data/motion.rec"
+        path = ROOT / "tests/recorder/data/motion.rec"
         self.assertEqual(len(korvel.Recording(path).calls), 97)
         # The path is not UTF-8, and a locale gave the masses a decimal comma.
         whole = path.read_bytes().replace(b'"masses":[1.', b'"masses":[1,', 1).replace(b'{"path":"/', b'{"path":"\xff', 1)
