@@ -87,15 +87,12 @@ class Arguments(unittest.TestCase):
                 ("q: .* mask", lambda: batch.mass(masked)),
                 ("wrench of Torso: .* mask", lambda: batch.dynamics(q, q, q, {"Torso": masked[:, :6]})),
                 ("armature: expected shape", lambda: batch.forward_dynamics(q, q, q, [1.0] * 23)),
-                ("armature", lambda: batch.forward_dynamics(q, q, q, -1.0)),
                 ("armature", lambda: batch.mass(q, armature=float("nan"))),
                 ("com: .* mask", lambda: batch.set_inertia("Torso", 1, np.ma.masked_equal([0, 1, 2], 1), [1, 0, 1, 0, 0, 1])),
                 ("mass is not above zero", lambda: batch.set_inertia("Torso", 0, [0] * 3, [0] * 6)),
-                ("com is not finite", lambda: batch.set_inertia("Torso", 1, [np.nan] * 3, [0] * 6)),
                 ("com: expected shape", lambda: batch.set_inertia("Torso", 1, [0] * 4, [0] * 6)),
                 ("'Tail'", lambda: batch.body_jacobian(q, "Tail")),
                 ("point: expected shape", lambda: batch.body_jacobian(q, "Torso", (0, 0))),
-                ("place", lambda: batch.body_jacobian(q, "Torso", (0, 0, float("inf")))),
                 ("by_q", lambda: korvel.by_euler(q, batch.dynamics_derivatives(q, q, q, packed=True).by_q)),
                 ("1 to 25", lambda: batch.kinematics(q, bodies=[])),
                 ("1 to 25", lambda: batch.kinematics(q, bodies="Torso")),
@@ -130,11 +127,9 @@ class Arguments(unittest.TestCase):
 
     def test_only_libraries_of_the_packages_version_are_loaded(self):
         with tempfile.TemporaryDirectory() as folder:
-            package = pathlib.Path(folder) / "korvel"
+            package, libraries = pathlib.Path(folder) / "korvel", os.environ["KORVEL_LIBRARY_PATH"]
             shutil.copytree(pathlib.Path(korvel.__file__).parent, package, ignore=shutil.ignore_patterns("__pycache__"))
-            libraries = os.environ["KORVEL_LIBRARY_PATH"]
-            other = pathlib.Path(folder) / "libkorvel_batch.so.0"
-            shutil.copy(pathlib.Path(libraries) / "libkorvel_motion.so.0", other)
+            shutil.copy(libraries + "/libkorvel_motion.so.0", folder + "/libkorvel_batch.so.0")
 
             def error_of(path):
                 python = subprocess.run([sys.executable, "-c", "import korvel"], capture_output=True, text=True, cwd=folder,

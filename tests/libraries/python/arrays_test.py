@@ -140,8 +140,6 @@ class Arrays(unittest.TestCase):
         again = korvel.Kinematics(*(np.full_like(array, 7, order="C") for array in expected[:4]))
         self.assertIs(self.batch.kinematics(q, bodies=names, out=again), again)
         self.assertSame(again, expected._replace(jacobian=None))
-        with self.assertRaisesRegex(korvel.Error, "out.poses_root: expected shape"):
-            self.batch.kinematics(q, bodies=names[:2], out=again)
 
     def test_what_cannot_be_is_refused_and_nothing_is_written(self):
         batch, (q, dq, ddq), w = self.batch, self.states, self.wrench
@@ -152,7 +150,7 @@ class Arrays(unittest.TestCase):
         for sentence, call in (
                 ("q: expected shape", lambda: batch.kinematics(q[:, :29], out=k)),
                 ("q: expected shape", lambda: batch.kinematics(q[None], out=k)),
-                ("out.poses_root: expected shape", lambda: batch.kinematics(q[:5], out=k)),
+                ("out.poses_root: expected shape", lambda: batch.kinematics(q, bodies=["Torso"], out=k)),
                 ("out.jacobian: expected", lambda: batch.kinematics(q, True, out=k._replace(jacobian=None))),
                 ("out.com: expected memory of its own", lambda: batch.kinematics(q, out=k._replace(com=k.com_root))),
                 ("out: expected a Kinematics", lambda: batch.kinematics(q, out=tuple(k))),
@@ -163,11 +161,9 @@ class Arrays(unittest.TestCase):
                 ("weights: expected shape", lambda: batch.dynamics_gradient(q, dq, ddq, ddq[:, :29])),
                 ("out: expected shape", lambda: batch.dynamics(q, dq, ddq, out=out[:, :29])),
                 ("out: .* float32", lambda: batch.dynamics(q, dq, ddq, out=out.astype(float))),
-                ("out: .* float32", lambda: batch.dynamics(q, dq, ddq, out=out.tolist())),
                 ("out: .* mask", lambda: batch.dynamics(q, dq, ddq, out=np.ma.array(out))),
                 ("out: .* read-only", lambda: batch.dynamics(q, dq, ddq, out=read_only)),
                 ("out: expected memory of its own", lambda: batch.dynamics(q, dq, ddq, out=dq)),
-                ("out: expected memory of its own", lambda: batch.forward_dynamics(q, dq, ddq, out=ddq)),
                 ("residual: expected memory of its own", lambda: batch.forward_dynamics(q, dq, ddq, out=out, residual=out)),
                 ("q: data does not begin", lambda: batch.dynamics(shifted, dq, ddq, out=out, strict=True)),
                 ("'Foot'", lambda: batch.dynamics(q, dq, ddq, {"Foot": w}, out=out)),

@@ -1,6 +1,5 @@
 """Motions are to the bit those that the host runs."""
 
-import csv
 import os
 import pathlib
 import pickle
@@ -8,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-from support import HOST, MOTIONS, np
+from support import HOST, MOTIONS, columns_of, np, results_of
 
 import korvel
 
@@ -26,24 +25,16 @@ class Motions(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
 
-    def results(self, path, *options):
-        """Columns of what the host writes, as float32, and the times."""
-        out = self.folder / "results.csv"
-        subprocess.run([HOST, "run", path, "-o", out, "--air", *options], check=True, capture_output=True)
-        with open(out, newline="") as file:
-            header, *rows = csv.reader(file)
-        table = np.array(rows, float)
-        return {name: column.astype(np.float32) for name, column in zip(header, table.T)}, table[:, 0]
-
     def written(self, text):
         path = self.folder / "motion.csv"
         path.write_text(text)
         return path
 
     def assertRunsAlike(self, path, cutoff=None):
-        results, time = self.results(path, *([] if cutoff is None else ["--cutoff", str(cutoff)]))
+        exact = results_of(path, "--air", *([] if cutoff is None else ["--cutoff", str(cutoff)]))
+        results = {name: column.astype(np.float32) for name, column in exact.items()}
         motion = korvel.Motion.read(path, cutoff)
-        np.testing.assert_array_equal(motion.time, time)
+        np.testing.assert_array_equal(motion.time, exact["time"])
         forces, k = self.batch.dynamics(motion.q, motion.dq, motion.ddq), self.batch.kinematics(motion.q)
         for j, joint in enumerate(korvel.JOINTS):
             np.testing.assert_array_equal(forces[:, 6 + j], results[joint + "_torque"], joint)
@@ -62,15 +53,14 @@ class Motions(unittest.TestCase):
 
     def test_a_tumbling_root_uneven_times_and_contacts(self):
         rng = np.random.default_rng(6)
-        lines = ["time,LKneePitch,qw,qx,qy,qz,z,HeadYaw,LAnkleRoll_contact"]
-        time, quaternion = 1.7e9, np.array([1.0, 0, 0, 0])
-        for _ in range(300):
-            time += rng.uniform(0.005, 0.02)
-            quaternion += rng.uniform(-0.2, 0.2, 4)
-            quaternion /= np.linalg.norm(quaternion)
-            values = [*quaternion, *rng.uniform(-1, 1, 2)]
-            lines.append(f"{time:.6f},{rng.uniform(0, 1):.5f}," + ",".join(f"{v:.7f}" for v in values) + ",1")
-        motion = self.assertRunsAlike(self.written("\n".join(lines) + "\n"))
+        quaternions = [1, 0, 0, 0] + np.cumsum(rng.uniform(-0.2, 0.2, (300, 4)), 0)
+        quaternions /= np.linalg.norm(quaternions, axis=1, keepdims=True)
+        time = 1.7e9 + np.cumsum(rng.uniform(0.005, 0.02, 300))
+        table = np.column_stack([quaternions, rng.uniform(-1, 1, (300, 3)), np.ones(300), time])
+        path = self.written("qw,qx,qy,qz,z,HeadYaw,LKneePitch,LAnkleRoll_contact,time\n")
+        with open(path, "a", encoding="ascii") as file:
+            np.savetxt(file, table, [*["%.7f"] * 6, "%.5f", "%d", "%.6f"], ",")
+        motion = self.assertRunsAlike(path)
         self.assertEqual(motion.q.dtype, np.float32)
         self.assertEqual(motion.ddq.shape, (300, 30))
         self.assertEqual({body: share.tolist() for body, share in motion.contact.items()}, {"LAnkleRoll": [1] * 300})
@@ -96,10 +86,8 @@ class Motions(unittest.TestCase):
 
     def test_motions_of_arrays_are_those_of_files(self):
         for name in ("squat", "slow_step"):
-            with open(MOTIONS / f"{name}.csv", newline="") as file:
-                header, *rows = csv.reader(file)
-            table = dict(zip(header, np.array(rows, float).T))
-            q = np.stack([table.get(coordinate, np.zeros(len(rows))) for coordinate in korvel.COORDINATES], 1)
+            table = columns_of(MOTIONS / f"{name}.csv")
+            q = np.stack([table.get(coordinate, 0 * table["time"]) for coordinate in korvel.COORDINATES], 1)
             q[len(q) // 2:, 5] += 2 * np.pi
             for cutoff in (None, 4.5):
                 made, read = korvel.Motion.of(table["time"], q, cutoff), korvel.Motion.read(MOTIONS / f"{name}.csv", cutoff)
@@ -143,13 +131,11 @@ class Motions(unittest.TestCase):
         frame = motion.to_pandas()
         np.testing.assert_array_equal(frame["ddq"]["RShoulderRoll"], motion.ddq[:, korvel.COORDINATES.index("RShoulderRoll")])
         back = korvel.Motion.from_pandas(frame[frame.columns[::-1]])
-        for name in ("time", "q", "dq", "ddq"):
-            array = getattr(back, name)
-            np.testing.assert_array_equal(array, getattr(motion, name))
-            self.assertEqual(array.dtype, getattr(motion, name).dtype)
-            self.assertFalse(np.shares_memory(array, getattr(motion, name)))
-        np.testing.assert_array_equal(back.contact["LAnkleRoll"], motion.contact["LAnkleRoll"])
-        self.batch.dynamics(back.q, back.dq, back.ddq)
+        for found, expected in ((back.time, motion.time), (back.q, motion.q), (back.dq, motion.dq), (back.ddq, motion.ddq),
+                                (back.contact["LAnkleRoll"], motion.contact["LAnkleRoll"])):
+            np.testing.assert_array_equal(found, expected)
+            self.assertEqual(found.dtype, expected.dtype)
+            self.assertFalse(np.shares_memory(found, expected))
         with self.assertRaisesRegex(korvel.Error, "expected a column for each coordinate in 'dq'"):
             korvel.Motion.from_pandas(frame.drop(columns=[("dq", "yaw")]))
         path = self.folder / "written.csv"

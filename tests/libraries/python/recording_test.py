@@ -75,52 +75,47 @@ class Recordings(unittest.TestCase):
         np.testing.assert_array_equal(poses.results[poses.in_full], expected.reshape(-1, 12))
         self.assertTrue(np.isnan(poses.results[~poses.in_full]).all())
 
+    def damaged(self, *edits, size=None, whole=None):
+        """Writes the recording, or its first bytes, with other bytes at some places. Returns the path."""
+        data = bytearray((whole or self.file.read_bytes())[:size])
+        for at, replacement in edits:
+            data[at:at + len(replacement)] = replacement
+        path = self.folder / "damaged.bin"
+        path.write_bytes(data)
+        return path
+
     def test_a_file_that_was_cut_has_what_is_before(self):
-        whole = self.file.read_bytes()
-        path = self.folder / "cut.bin"
-        for size in (len(whole) - 1, len(whole) // 2, 2 * 65536):
-            cut = bytearray(whole[:size])
-            cut[96:104] = cut[128:136] = bytes(8)  # It was not ended.
-            path.write_bytes(cut)
-            recording = korvel.Recording(path)
+        offsets, whole = self.recording.calls["offset"], len(self.file.read_bytes())
+        for size in (whole - 1, whole // 2, 2 * 65536):
+            recording = korvel.Recording(self.damaged((96, bytes(8)), (128, bytes(8)), size=size))  # It was not ended.
             self.assertFalse(recording.ended)
-            offsets = self.recording.calls["offset"]
             np.testing.assert_array_equal(recording.calls["offset"], offsets[offsets // 65536 < size // 65536])
 
     def test_what_is_none_or_damaged_is_an_error_with_its_place(self):
-        whole = self.file.read_bytes()
-        path = self.folder / "damaged.bin"
         rng = np.random.default_rng(3)
-        for size, start, end, word in ((0, 0, 0, "byte 0"), (100, 0, 0, "byte 0"), (len(whole), 0, 8, "byte 0"),
-                                       (len(whole), 8, 12, "byte 8"), (len(whole), 110, 130, "byte"),
-                                       (len(whole), 65536, 65540, "byte 65536"), (len(whole), 65608, 65612, "byte 65")):
-            damaged = bytearray(whole[:size])
-            damaged[start:end] = rng.bytes(end - start)
-            path.write_bytes(damaged)
+        for size, at, replacement, word in (
+                (0, 0, b"", "byte 0"), (100, 0, b"", "byte 0"), (None, 0, rng.bytes(8), "byte 0"), (None, 8, rng.bytes(4), "byte 8"),
+                (None, 110, rng.bytes(20), "byte"), (None, 65536, rng.bytes(4), "byte 65536"), (None, 65608, rng.bytes(4), "byte 65"),
+                (None, 65536, bytes(65536), "block"), (None, 65536, bytes(16), "block"),
+                (None, 65544, bytes(8), "blocks of records up to number")):  # The block has no number and is not in use.
             with self.assertRaisesRegex(korvel.Error, word):
-                korvel.Recording(path)
+                korvel.Recording(self.damaged((at, replacement), size=size))
         # Whatever it holds: an error of ours, or what can be read.
+        whole = self.file.read_bytes()
         for _ in range(200):
-            damaged = bytearray(whole)
-            at = int(rng.integers(len(whole)))
-            damaged[at:at + 9] = rng.bytes(9)
-            path.write_bytes(damaged[:len(whole)])
             try:
-                recording = korvel.Recording(path)
+                recording = korvel.Recording(self.damaged((int(rng.integers(len(whole) - 9)), rng.bytes(9)), whole=whole))
                 for operation in recording.operations[::10]:
                     recording.of(operation)
             except korvel.Error:
                 pass
         # The description is JSON of another shape, and no checksum is looked at.
+        size = struct.unpack_from("<I", whole, 24)[0]
         with unittest.mock.patch.object(_recording, "_hash", lambda: None):
             for text in ("[]", "5", "[" * 3000, '{"bodies": [], "joints": [], "operations": [5]}',
                          '{"bodies": [], "joints": [], "operations": [{"name": "a", "arguments": [["f4", 1%s]]}]}' % ("0" * 40)):
-                damaged = bytearray(whole)
-                size = struct.unpack_from("<I", damaged, 24)[0]
-                damaged[136:136 + size] = text.encode().ljust(size)
-                path.write_bytes(damaged)
                 with self.assertRaisesRegex(korvel.Error, "byte 136: expected JSON"):
-                    korvel.Recording(path)
+                    korvel.Recording(self.damaged((136, text.encode().ljust(size))))
         with self.assertRaisesRegex(korvel.Error, "name of an operation"):
             self.recording.of("fly")
         fifo = self.folder / "fifo"
@@ -129,21 +124,8 @@ class Recordings(unittest.TestCase):
             with self.assertRaisesRegex(korvel.Error, f"^{other}: expected a recording, found no regular file"):
                 korvel.Recording(other)
 
-    def test_a_block_of_zeros_is_missed(self):
-        whole = bytearray(self.file.read_bytes())
-        path = self.folder / "zeros.bin"
-        for size in (65536, 16):
-            path.write_bytes(whole[:65536] + bytes(size) + whole[65536 + size:])
-            with self.assertRaisesRegex(korvel.Error, "block"):
-                korvel.Recording(path)
-        # The number alone: the block is not in use.
-        path.write_bytes(whole[:65544] + bytes(8) + whole[65552:])
-        with self.assertRaisesRegex(korvel.Error, "blocks of records up to number"):
-            korvel.Recording(path)
-
     def test_a_file_may_be_cut_once_it_was_read(self):
-        path = self.folder / "read.bin"
-        path.write_bytes(self.file.read_bytes())
+        path = self.damaged()
         recording = korvel.Recording(path)
         os.truncate(path, 0)
         np.testing.assert_array_equal(recording.of("setJointAnglesPos").arguments[0], self.motion.q[:, 6:])
@@ -153,14 +135,9 @@ class Recordings(unittest.TestCase):
         self.assertEqual(len(korvel.Recording(path).calls), 97)
         # The path is not UTF-8, and a locale gave the masses a decimal comma.
         whole = path.read_bytes().replace(b'"masses":[1.', b'"masses":[1,', 1).replace(b'{"path":"/', b'{"path":"\xff', 1)
-        odd = self.folder / "odd.bin"
-        odd.write_bytes(whole)
         with unittest.mock.patch.object(_recording, "_hash", lambda: None):
-            recording = korvel.Recording(odd)
+            recording = korvel.Recording(self.damaged(whole=whole))
         self.assertEqual((len(recording.calls), recording.joints, recording.module), (97, korvel.JOINTS, {}))
-
-    def test_flags_have_names(self):
-        self.assertEqual((_recording.HAS_RESULT, _recording.OVERLAPPED), (1, 128))
 
 
 def returned_calls(counter):
@@ -223,18 +200,17 @@ class CutShort(unittest.TestCase):
         self.assertEqual(self.is_read_alike(path).blocks_left_out, 1)
 
     def test_a_call_that_did_not_return_is_the_last(self):
-        recording = self.is_read_alike(self.record("crash"))
+        path = self.record("crash")
+        recording = self.is_read_alike(path)
         self.assertEqual([recording.operations[call["operation"]] for call in recording.calls],
                          ["create", "computeFwdKinematics", "getPose"])
         np.testing.assert_array_equal(np.isnan(recording.calls["took"]), [False, False, True])
         self.assertEqual(recording.of("getPose").arguments[0].tolist(), [[2**40]])
         self.assertFalse(recording.of("getPose").in_full.any())
-
-    def test_an_operation_with_more_arguments_than_its_record_has_is_none(self):
-        path = self.record("crash")
+        # An operation with more arguments than its record has is left out.
         damaged = bytearray(path.read_bytes())
-        last = int(korvel.Recording(path).calls["offset"][-1])
-        damaged[last + 4:last + 6] = struct.pack("<H", korvel.Recording(path).operations.index("setJointAnglesPos"))
+        last = int(recording.calls["offset"][-1])
+        damaged[last + 4:last + 6] = struct.pack("<H", recording.operations.index("setJointAnglesPos"))
         path.write_bytes(damaged)
         self.assertEqual(len(self.is_read_alike(path).calls), 2)
 

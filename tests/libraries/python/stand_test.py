@@ -2,29 +2,14 @@
 
 import os
 import pickle
-import subprocess
 import tempfile
 import unittest
 
-from support import HOST, MOTIONS, np
+from support import MOTIONS, columns_of, np, results_of
 
 import korvel
 
 SOLES = MOTIONS / "soles.csv"
-
-
-def results_of(motion):
-    """The columns of the host's results by their names."""
-    with tempfile.TemporaryDirectory() as folder:
-        results = os.path.join(folder, "results.csv")
-        subprocess.run([HOST, "run", motion, "--soles", SOLES, "-o", results], check=True, capture_output=True)
-        return columns_of(results)
-
-
-def columns_of(path):
-    with open(path, encoding="ascii") as file:
-        names = file.readline().strip().split(",")
-        return dict(zip(names, np.loadtxt(file, delimiter=",").T))
 
 
 class Standing(unittest.TestCase):
@@ -35,7 +20,7 @@ class Standing(unittest.TestCase):
 
     def assertStandsAsTheHostHasIt(self, path, contact, some=slice(None)):
         """Loads and torques are those of the host in some samples, and the others in all."""
-        motion, results, weight = korvel.Motion.read(path), results_of(path), 5.30535 * 9.81
+        motion, results, weight = korvel.Motion.read(path), results_of(path, "--soles", SOLES), 5.30535 * 9.81
         stand = self.batch.stand(motion.q, motion.dq, motion.ddq, self.ground, contact)
         borne = results["feasible"] == 1
         self.assertEqual((stand.residual <= 1e-3).tolist(), borne.tolist())
@@ -57,7 +42,7 @@ class Standing(unittest.TestCase):
     def test_motions_stand_as_the_host_has_them(self):
         for name, stands in (("squat.csv", True), ("weight_shift.csv", True), ("fast_step.csv", False)):
             path = MOTIONS / name
-            results = results_of(path)
+            results = results_of(path, "--soles", SOLES)
             contact = np.stack([results[body + "_contact"] for body in self.ground.bodies], -1).astype(np.float32)
             # Shares near touchdown and lift-off are a matter of time, which states do not know.
             always = np.full(len(contact), (contact == contact[0]).all())
@@ -85,26 +70,19 @@ class Standing(unittest.TestCase):
         seen = self.batch.stand(q, dq, ddq, self.ground)
         nan = np.full((40, 2), np.nan, np.float32)
         left, right = self.ground.bodies
-        for contact in (nan, {}, {left: nan[:, 0]}):
-            for found, expected in zip(self.batch.stand(q, dq, ddq, self.ground, contact), seen):
+        one = self.batch.stand(q, dq, ddq, self.ground, {right: 0.0})
+        for contact, stand in ((nan, seen), ({}, seen), ({left: nan[:, 0]}, seen), (np.array([np.nan, 0], np.float32), one)):
+            for found, expected in zip(self.batch.stand(q, dq, ddq, self.ground, contact), stand):
                 np.testing.assert_array_equal(found, expected)
         self.assertGreater(len(np.unique(seen.verdict)), 1)
         self.assertEqual(seen.verdict.dtype, np.int32)
-        nan[:, 1] = 0
-        one = self.batch.stand(q, dq, ddq, self.ground, {right: 0.0})
-        for found, expected in zip(self.batch.stand(q, dq, ddq, self.ground, nan), one):
-            np.testing.assert_array_equal(found, expected)
         self.assertFalse(one.loads[:, 1].any())
 
-    def test_one_state_and_sums_have_the_numbers_of_all(self):
+    def test_sums_are_those_of_all_states(self):
         q, rest = (np.zeros((3, 30), np.float32) for _ in range(2))
         q[:, 2] = 0.335
-        stand = self.batch.stand(q, rest, rest, self.ground)
+        stand, sums = (compute(q, rest, rest, self.ground) for compute in (self.batch.stand, self.batch.stand_sums))
         self.assertTrue((stand.verdict == korvel.Verdict.STANDS).all())
-        one = self.batch.stand(q[0], rest[0], rest[0], self.ground, np.ones(2, np.float32))
-        for single, each in zip(one, stand):
-            self.assertTrue(np.array_equal(single, each[0]))
-        sums = self.batch.stand_sums(q, rest, rest, self.ground)
         self.assertEqual((sums.unbearable, sums.least_margin), (0, stand.zmp_margin.min()))
         self.assertTrue(np.array_equal(sums.largest, np.abs(stand.forces).max(0)))
 

@@ -2,7 +2,9 @@
 
 import os
 import pathlib
+import subprocess
 import sys
+import tempfile
 
 try:
     import numpy as np
@@ -13,6 +15,21 @@ except ImportError:
 HOST = os.environ["KORVEL_HOST"]
 ROOT = pathlib.Path(os.environ["KORVEL_SOURCE"])
 MOTIONS = ROOT / "examples" / "motions"
+
+
+def columns_of(path):
+    """The columns of a table of numbers by their names."""
+    with open(path, encoding="ascii") as file:
+        names = file.readline().strip().split(",")
+        return dict(zip(names, np.loadtxt(file, delimiter=",").T))
+
+
+def results_of(motion, *options):
+    """The columns of the results that the host has for a motion."""
+    with tempfile.TemporaryDirectory() as folder:
+        results = os.path.join(folder, "results.csv")
+        subprocess.run([HOST, "run", motion, "-o", results, *options], check=True, capture_output=True)
+        return columns_of(results)
 
 
 def random_states(n, seed):
