@@ -27,20 +27,6 @@ MujocoModel with_motors(const mjModel& model) {
   return motorized;
 }
 
-/// Vertical force of all contacts of a body.
-double load_on(const mjModel& model, const mjData& data, int body) {
-  double load = 0;
-  for (int c = 0; c < data.ncon; ++c) {
-    const mjContact& contact = data.contact[c];
-    mjtNum force[6];  // rows of the frame, the first of which points to the second geometry
-    mj_contactForce(&model, &data, c, force);
-    const double up = contact.frame[2] * force[0] + contact.frame[5] * force[1] + contact.frame[8] * force[2];
-    if (model.geom_bodyid[contact.geom2] == body) load += up;
-    if (model.geom_bodyid[contact.geom1] == body) load -= up;
-  }
-  return load;
-}
-
 std::vector<int> bodies_of(const mjModel& model, const Recording& recording) {
   std::vector<int> bodies;
   for (const std::string& foot : recording.feet) bodies.push_back(mj_name2id(&model, mjOBJ_BODY, foot.c_str()));
@@ -78,8 +64,9 @@ Played play(const mjModel& exported, const Recording& recording) {
     const Eigen::Vector3d recorded_root = between(from.q, to.q).head<3>();
     const Eigen::Vector3d root = q.head<3>();
     const Eigen::VectorXd given = feedback - damping * dq.tail(joints);
-    // Leaves the forces of the instant from which it steps.
+    // This leaves the forces of the instant from which it steps.
     mj_step(model.get(), data.get());
+    mj_rnePostConstraint(model.get(), data.get());
 
     played.drift = std::max(played.drift, (root - recorded_root).norm());
     played.lowest = std::min(played.lowest, root.z() / recorded_root.z());
@@ -88,7 +75,7 @@ Played play(const mjModel& exported, const Recording& recording) {
     played.feedback = std::max(played.feedback, given.cwiseAbs().maxCoeff());
     for (std::size_t f = 0; f < feet.size(); ++f) {
       const auto loads = recording.wrenches[f].row(2);
-      const double deviation = (load_on(*model, *data, feet[f]) - between(loads(a), loads(b))) / weight;
+      const double deviation = (data->cfrc_ext[6 * feet[f] + 5] - between(loads(a), loads(b))) / weight;
       played.loads[f].largest = std::max(played.loads[f].largest, std::abs(deviation));
       played.loads[f].rms += deviation * deviation;
     }
