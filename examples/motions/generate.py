@@ -51,12 +51,12 @@ def leg(forward, y, up, lean):
     }
 
 
-def stand(forward=0.0, left=0.0, height=STANDING, lean=0.0, feet=((0.0, 0.0), (0.0, 0.0))):
+def stand(forward=0.0, left=0.0, height=STANDING, lean=0.0, right_foot=(0.0, 0.0)):
     """Returns a stance with flat feet and the arms down. The hips are displaced by `forward` and `left` from above the
     first places of the ankles, at `height` over them; the torso leans forward by `lean`. Only one of `left` and `lean` may
-    differ from zero: both together would turn the feet. `feet`, the left and the right one, are displaced forward and up.
+    differ from zero: both together would turn the feet. The right foot is displaced forward and up.
     """
-    legs = {side: leg(foot[0] - forward, -left, foot[1] - height, lean) for side, foot in zip("LR", feet)}
+    legs = {side: leg(x - forward, -left, z - height, lean) for side, (x, z) in (("L", (0.0, 0.0)), ("R", right_foot))}
     return {
         "x": forward - HIP_HEIGHT_IN_TORSO * math.sin(lean),
         "y": left,
@@ -108,16 +108,11 @@ def slow_step(t):
     lift = glide([(2.2, 0), (3.1, 1), (3.4, 1), (4.3, 0)], t)
     hips = glide([(2.4, 0), (6.0, 1)], t)
     # A little beyond above the left ankle: the right foot is free before it is lifted.
-    return stand(
-        forward=0.03 * hips,
-        left=0.072 * onto_left,
-        height=0.18,
-        feet=((0.0, 0.0), (0.06 * swing, 0.025 * lift)),
-    )
+    return stand(forward=0.03 * hips, left=0.072 * onto_left, height=0.18, right_foot=(0.06 * swing, 0.025 * lift))
 
 
 def fast_step(t):
-    """The same in a fifth of the time: who moves so falls."""
+    """The same in a fifth of the time, in which the robot falls."""
     return slow_step(5 * t)
 
 
