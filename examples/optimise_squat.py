@@ -127,6 +127,7 @@ def draw(path: pathlib.Path, t: Array, stands: Dict[str, korvel.Stand]) -> None:
         for name, stand in stands.items():
             axis.plot(t, stand.forces[:, korvel.COORDINATES.index(joint)], label=name)
         axis.set(title=joint, xlabel="time [s]", ylabel="torque [N m]")
+        axis.grid(alpha=0.3)
     axis.legend()
     figure.savefig(path, dpi=120)
 

@@ -92,17 +92,15 @@ def main(arguments: List[str]) -> int:
     if options.picture:
         from matplotlib.figure import Figure
 
-        t = np.arange(len(states)) * STEP
         figure = Figure(figsize=(11, 3), layout="constrained")
-        axes = figure.subplots(1, 3)
-        axes[0].plot(t, np.column_stack([energy, energy.sum(1)]), label=["kinetic", "potential", "sum"])
-        axes[1].plot(t, momentum, label=["x", "y", "z"])
-        axes[2].plot(t, q[:, 6:])
-        for axis, title in zip(axes, ("energy [J]", "angular momentum [kg m^2/s]", "joint angles [rad]")):
+        for axis, title, values, labels in zip(
+                figure.subplots(1, 3), ("energy [J]", "angular momentum [kg m^2/s]", "joint angles [rad]"),
+                (np.column_stack([energy, energy.sum(1)]), momentum, q[:, 6:]), (("kinetic", "potential", "sum"), "xyz", ())):
+            lines = axis.plot(np.arange(len(states)) * STEP, values)
             axis.set(title=title, xlabel="time [s]")
             axis.grid(alpha=0.3)
-        axes[0].legend()
-        axes[1].legend()
+            if labels:
+                axis.legend(lines, labels)
         figure.savefig(options.picture, dpi=120)
     return 0
 

@@ -60,10 +60,10 @@ class DartPeer final : public Peer {
     root_->setPositionsStatic(FreeJoint::convertToPositions(host::isometry(root.pose)));
     root_->setVelocitiesStatic(angular_first(root.velocity));
     root_->setAccelerationsStatic(angular_first(root.acceleration));
-    const auto wrenches = to_vectors(states_[state].wrenches);
     for (std::size_t i = 0; i < feet.size(); ++i) {
-      bodies_[feet[i]]->setExtForce(wrenches[i].head<3>(), Eigen::Vector3d::Zero(), true, true);
-      bodies_[feet[i]]->setExtTorque(wrenches[i].tail<3>(), true);
+      const Eigen::Matrix<double, 6, 1> wrench = to_vector(states_[state].wrenches[i]);
+      bodies_[feet[i]]->setExtForce(wrench.head<3>(), Eigen::Vector3d::Zero(), true, true);
+      bodies_[feet[i]]->setExtTorque(wrench.tail<3>(), true);
     }
   }
 

@@ -29,7 +29,7 @@ class MujocoPeer final : public Peer {
     mju_copy(data_->qvel, input.dq.data(), 6);
     mju_copy(data_->qacc, input.ddq.data(), 6);
     R_WR_ = input.R_WR;
-    wrenches_ = to_vectors(states_[state].wrenches);
+    for (std::size_t i = 0; i < feet.size(); ++i) wrenches_[i] = to_vector(states_[state].wrenches[i]);
   }
 
   void compute_kinematics(std::size_t state) override {

@@ -11,11 +11,8 @@ std::map<std::string, PeerEntry>& peers() {
 
 std::filesystem::path exported_robot(const std::string& format) { return KORVEL_EXPORTED "." + format; }
 
-std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches) {
-  const auto vector = [](const std::vector<float>& w) -> Eigen::Matrix<double, 6, 1> {
-    return Eigen::Map<const Eigen::Matrix<float, 6, 1>>(w.data()).cast<double>();
-  };
-  return {vector(wrenches[0]), vector(wrenches[1])};
+Eigen::Matrix<double, 6, 1> to_vector(const std::vector<float>& wrench) {
+  return Eigen::Map<const Eigen::Matrix<float, 6, 1>>(wrench.data()).cast<double>();
 }
 
 Eigen::MatrixXd jacobian_in_root(const Eigen::MatrixXd& poses, const Eigen::MatrixXd& columns,

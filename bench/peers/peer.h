@@ -88,8 +88,8 @@ std::array<Deviation, 6> compare(Peer& peer, Peer& reference, std::size_t state_
 /// Throws std::runtime_error unless both agree in every state to a ten-thousandth.
 void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count);
 
-/// The wrenches on the feet in double precision.
-std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches);
+/// A wrench in double precision.
+Eigen::Matrix<double, 6, 1> to_vector(const std::vector<float>& wrench);
 
 /// Jacobian columns in the module's form from those of a point in the world: `columns` are angular and linear rows in
 /// world axes, and the first of `poses` is the root's.
