@@ -40,7 +40,6 @@ void put(const Six& root, const Eigen::ArrayXf& joints, float* to) {
 /// Inputs and results of some states, in rows or tiles. Tiles have the numbers of rows, because any values serve.
 struct Arrays {
   Arrays(const LoadedInstants& given, std::ptrdiff_t n, bool tiles) : states(given), count(n), in_tiles(tiles) {}
-  Arrays(const Arrays&) = delete;
 
   korvel_batch_output output(float* data, int numbers) const {
     return in_tiles ? tiles_to(data, numbers) : rows_to(data, numbers);

@@ -47,11 +47,6 @@ class Peer {
   /// Returns the mass matrix in the module's coordinates.
   virtual Eigen::MatrixXd mass() const = 0;
   virtual Eigen::VectorXd torques() const = 0;
-
- protected:
-  Peer() = default;
-  Peer(const Peer&) = default;
-  Peer& operator=(const Peer&) = default;
 };
 
 struct PeerEntry {
