@@ -15,7 +15,6 @@ from support import MOTIONS, ROOT, np
 
 import korvel
 
-RECORDING = ROOT / "tests/recorder/data/motion.rec"
 WRONG = [object(), "text", b"bytes", "avx2\0x", "\ud800", 1.5, float("nan"), -1, 2**32 + 2, -2**70, 10**400, 1e300, 1j, True, [],
          {}, (), [[1], [1, 2]], ["a"] * 6, [None] * 3, {"Foot": 1}, {"Torso": 1}, {"Torso": (1, 2, 3)}, dict, print, range(30),
          np.zeros(()), np.zeros((2, 2, 30), np.float32), np.array([object()] * 30), np.full(30, "x"), np.zeros(30, complex),
@@ -49,7 +48,7 @@ class Arguments(unittest.TestCase):
         yield "Motion.read", korvel.Motion.read, dict(path=MOTIONS / "squat.csv", cutoff=5)
         yield "Motion.of", korvel.Motion.of, dict(time=[0, 1], q=q, cutoff=5)
         yield "place_on", korvel.place_on, dict(body="LAnkleRoll", q=q, pose=np.eye(3, 4))
-        yield "Recording", korvel.Recording, dict(path=RECORDING)
+        yield "Recording", korvel.Recording, dict(path=ROOT / "tests/recorder/data/motion.rec")
 
     def test_wrong_ones_are_errors_of_the_package(self):
         refused = 0

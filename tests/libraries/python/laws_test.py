@@ -10,10 +10,7 @@ import korvel
 
 ARMATURE = 1e-3
 H = 2**-6  # the step of differences [rad, rad/s]
-
-
-def described_bodies():
-    return json.loads(subprocess.run([HOST, "info", "--json"], check=True, capture_output=True).stdout)["bodies"]
+BODIES = json.loads(subprocess.run([HOST, "info", "--json"], check=True, capture_output=True).stdout)["bodies"]
 
 
 class Laws(unittest.TestCase):
@@ -31,9 +28,8 @@ class Laws(unittest.TestCase):
         self.assertLess(np.abs(found - expected).max() / np.abs(expected).max(), tolerance)
 
     def test_names_are_those_of_the_module(self):
-        bodies = described_bodies()
-        self.assertEqual(korvel.BODIES, tuple(body["name"] for body in bodies))
-        self.assertEqual(korvel.PARENTS, tuple(-1 if body["parent"] is None else body["parent"] for body in bodies))
+        self.assertEqual(korvel.BODIES, tuple(body["name"] for body in BODIES))
+        self.assertEqual(korvel.PARENTS, tuple(-1 if body["parent"] is None else body["parent"] for body in BODIES))
         self.assertEqual(korvel.JOINTS, korvel.BODIES[1:])
         self.assertEqual(korvel.COORDINATES, ("x", "y", "z", "roll", "pitch", "yaw", *korvel.JOINTS))
 
@@ -71,7 +67,7 @@ class Laws(unittest.TestCase):
         mass, com, inertia = 1.5, [0.02, -0.03, 0.05], [0.1, 0.01, 0.2, 0.02, -0.01, 0.05]
         batch, joint = korvel.Batch(), korvel.COORDINATES.index("HeadPitch")
         batch.set_inertia("HeadPitch", mass, com, inertia)
-        others = sum(body["mass"] for body in described_bodies() if body["name"] != "HeadPitch")
+        others = sum(body["mass"] for body in BODIES if body["name"] != "HeadPitch")
         M = batch.mass(self.q)[:, [0, joint], [0, joint]]
         self.assertClose(M, np.tile([others + mass, inertia[5] + mass * (com[0] ** 2 + com[1] ** 2)], (20, 1)))
 

@@ -1,5 +1,6 @@
 """Motions are to the bit those that the host runs."""
 
+import importlib.util
 import os
 import pathlib
 import pickle
@@ -10,11 +11,6 @@ import unittest
 from support import HOST, MOTIONS, columns_of, np, results_of
 
 import korvel
-
-try:
-    import pandas
-except ImportError:
-    pandas = None
 
 
 class Motions(unittest.TestCase):
@@ -124,7 +120,7 @@ class Motions(unittest.TestCase):
         motion = korvel.Motion.read(str(MOTIONS / "wave.csv"))
         np.testing.assert_array_equal(pickle.loads(pickle.dumps(motion)).ddq, motion.ddq)
 
-    @unittest.skipUnless(pandas, "pandas is not installed")
+    @unittest.skipUnless(importlib.util.find_spec("pandas"), "pandas is not installed")
     def test_to_pandas_and_back(self):
         motion = korvel.Motion.read(MOTIONS / "wave.csv")
         motion.contact["LAnkleRoll"] = np.linspace(0, 1, len(motion.time), dtype=np.float32)

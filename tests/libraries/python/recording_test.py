@@ -23,6 +23,10 @@ if not RECORDER.exists():
     sys.exit(77)
 
 
+def recording_to(folder):
+    return {**os.environ, "KORVEL_RECORD_TO": str(folder), "KORVEL_RECORD_MODULE": str(LIBRARIES / "libkorvel.so")}
+
+
 class Recordings(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -31,9 +35,8 @@ class Recordings(unittest.TestCase):
         cls.folder = pathlib.Path(folder.name)
         cls.path = cls.folder / "short.csv"
         cls.path.write_text("".join((MOTIONS / "squat.csv").read_text().splitlines(keepends=True)[:40]))
-        environment = dict(os.environ, KORVEL_RECORD_TO=folder.name, KORVEL_RECORD_MODULE=str(LIBRARIES / "libkorvel.so"))
         subprocess.run([HOST, "run", cls.path, "--air", "-o", cls.folder / "results.csv", "--module", RECORDER], check=True,
-                       env=environment, capture_output=True)
+                       env=recording_to(cls.folder), capture_output=True)
         cls.file, = cls.folder.glob("*.rec")
         cls.recording = korvel.Recording(cls.file)
         cls.motion = korvel.Motion.read(cls.path)
@@ -53,8 +56,7 @@ class Recordings(unittest.TestCase):
         set_to = self.recording.of("setJointAnglesPos")
         np.testing.assert_array_equal(set_to.arguments[0], self.motion.q[:, 6:])
         self.assertIsNone(set_to.results)
-        rates = self.recording.of("setRootVelocity").arguments[0]
-        np.testing.assert_array_equal(rates, self.motion.dq[:, :6])
+        np.testing.assert_array_equal(self.recording.of("setRootVelocity").arguments[0], self.motion.dq[:, :6])
         # One computation after each.
         computed = self.recording.of("computeInverseDynamics").which
         self.assertEqual(len(computed), len(set_to.which))
@@ -153,9 +155,7 @@ class CutShort(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
 
     def record(self, *arguments, calls=None):
-        environment = dict(os.environ, KORVEL_RECORD_TO=str(self.folder),
-                           KORVEL_RECORD_MODULE=str(LIBRARIES / "libkorvel.so"))
-        with subprocess.Popen([os.environ["KORVEL_RECORDED_HOST"], RECORDER, *arguments], env=environment,
+        with subprocess.Popen([os.environ["KORVEL_RECORDED_HOST"], RECORDER, *arguments], env=recording_to(self.folder),
                               stdout=subprocess.DEVNULL) as process:
             if calls:
                 while returned_calls(arguments[1]) < calls:

@@ -13,10 +13,7 @@ SOLES = MOTIONS / "soles.csv"
 
 
 class Standing(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.batch = korvel.Batch()
-        cls.ground = korvel.Ground.read(SOLES)
+    batch, ground = korvel.Batch(), korvel.Ground.read(SOLES)
 
     def assertStandsAsTheHostHasIt(self, path, contact, some=slice(None)):
         """Loads and torques are those of the host in some samples, and the others in all."""
@@ -56,8 +53,7 @@ class Standing(unittest.TestCase):
         for columns in ({left: 1, right: 1 - lifted}, {right: 1 - lifted}, {left: time < 1, right: 1}, {left: 0}, {}):
             with self.subTest(columns=list(columns)), tempfile.TemporaryDirectory() as folder:
                 path = os.path.join(folder, "motion.csv")
-                given = {f"{body}_contact": np.broadcast_to(column, time.shape) for body, column in columns.items()}
-                table = {**step, **given}
+                table = {**step, **{f"{body}_contact": np.broadcast_to(column, time.shape) for body, column in columns.items()}}
                 np.savetxt(path, np.stack(list(table.values()), -1), "%.12g", ",", header=",".join(table), comments="")
                 motion = korvel.Motion.read(path)
                 self.assertEqual(motion.contact.keys(), columns.keys())
