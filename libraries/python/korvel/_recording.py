@@ -14,7 +14,6 @@ import numpy.typing as npt
 from korvel import _checks as checks
 from korvel._errors import Error
 
-_MAGIC = b"KORVELR\n"
 _BLOCK = 1 << 16
 _FILE_HEADER = struct.Struct("<8sIIQIIQqqQqqQQQQQQQ")
 _OF_VERSION_1 = 104
@@ -24,9 +23,7 @@ _RECORD_BEGIN = struct.Struct("<IHH")
 _BLOCK_MAGIC = 0x4B4C424B
 _NOT_RETURNED = 0xFFFFFFFF
 
-(HAS_RESULT, RESULT_IN_FULL, HAS_THROWN, RESTATED, INCOMPLETE, OUT_OF_MEMORY, FLUSHES_DENORMALS,
- OVERLAPPED, TAKES_DENORMALS_AS_ZERO) = (1 << i for i in range(9))
-"""Bits of ``flags``."""
+_RESULT_IN_FULL, _HAS_THROWN, _RESTATED = 2, 4, 8  # bits of flags
 
 # The operations that a block may begin with.
 _INPUTS = frozenset(["create", "getMass", "setBodyInertia", "setRootPose", "setRootVelocity", "setRootAcceleration",
@@ -35,7 +32,6 @@ _INPUTS = frozenset(["create", "getMass", "setBodyInertia", "setRootPose", "setR
 
 _RECORD_HEADER = np.dtype([("size", "<u4"), ("operation", "<u2"), ("flags", "<u2"), ("object", "<u4"), ("number", "<u4"),
                            ("thread", "<u2"), ("shared", "<u2"), ("took", "<u4"), ("ticks", "<i8"), ("result", "<u8")])
-_RECORD = _RECORD_HEADER.itemsize
 _CALLS = np.dtype([("time", "<f8"), ("took", "<f8"), ("operation", "<u2"), ("flags", "<u2"), ("object", "<u4"),
                    ("number", "<u4"), ("thread", "<u2"), ("shared", "<u2"), ("result", "<u8"), ("offset", "<u8")])
 
@@ -48,7 +44,7 @@ class Calls(NamedTuple):
     arguments: Tuple[npt.NDArray[Any], ...]
     """One array ``[k, count]`` for each argument of the operation; a name is ``[k]`` bytes."""
     results: Optional[npt.NDArray[Any]]
-    """``[k, count]`` if the operation has a result: zeros where it is not stored in full."""
+    """``[k, count]`` if the operation has a result: NaN, or 0 of whole numbers, where it is not stored in full."""
     in_full: npt.NDArray[np.bool_]
     """``[k]``: whether the result is stored in full."""
 
@@ -94,7 +90,7 @@ class Recording:
         """Whether checksums were verified."""
         (magic, version, block, text_checksum, text_size, self.process, first_ticks, first_ns, unix_ns, last_ticks, last_ns, _,
          self.lost, self.overlapped, ended, *blocks, start_checksum, checksum) = _FILE_HEADER.unpack_from(self._file)
-        if magic != _MAGIC:
+        if magic != b"KORVELR\n":
             raise self._error(0, "expected a recording, found something else")
         if version not in (1, 2) or block != _BLOCK:
             raise self._error(8, f"expected version 1 or 2 of the format, found {version}")
@@ -131,8 +127,8 @@ class Recording:
         offsets = self._records(blocks if version > 1 else None)
         self.calls = self._headers(np.array(offsets, np.int64), first_ticks, seconds_per_tick)
         """A row for each call, in the order of time: ``time`` since the recording began [s], ``took`` [s], which is NaN
-        for a call that has not returned, ``operation``, ``flags``, ``object`` and ``number`` of the call of this
-        object, both from 1, ``thread``, ``result``, that itself or its hash, and ``offset`` in the file."""
+        for a call that has not returned, ``operation``, ``flags`` as in docs/recording.md, ``object`` and ``number`` of the
+        call of this object, both from 1, ``thread``, ``result``, that itself or its hash, and ``offset`` in the file."""
 
     def _error(self, offset: int, text: str) -> Error:
         return Error(f"{self.path}: byte {offset}: {text}")
@@ -192,18 +188,18 @@ class Recording:
 
     def _size_of_record(self, at: int, end: int) -> int:
         """Returns the size of the record here, or 0 if no complete record begins here."""
-        if end - at < _RECORD:
+        if end - at < _RECORD_HEADER.itemsize:
             return 0
         size: int
         size, operation, flags = _RECORD_BEGIN.unpack_from(self._file, at)
         if operation >= len(self._layouts) or size > end - at:
             return 0
         without, with_result = (layout.itemsize for layout in self._layouts[operation])
-        if flags & RESTATED and self.operations[operation] not in _INPUTS:
+        if flags & _RESTATED and self.operations[operation] not in _INPUTS:
             return 0
-        is_right = size == (with_result if flags & RESULT_IN_FULL else without)
+        is_right = size == (with_result if flags & _RESULT_IN_FULL else without)
         # One that has thrown had room for a result.
-        return size if is_right or (flags & HAS_THROWN and size == with_result) else 0
+        return size if is_right or (flags & _HAS_THROWN and size == with_result) else 0
 
     def _headers(self, offsets: npt.NDArray[np.int64], first_ticks: int, seconds_per_tick: float) -> npt.NDArray[Any]:
         headers = self._rows(offsets, _RECORD_HEADER)
@@ -214,7 +210,7 @@ class Recording:
             calls[name] = headers[name]
         calls["offset"] = offsets
         # The inputs that a block restates are no calls of the host.
-        calls = calls[(calls["flags"] & RESTATED) == 0]
+        calls = calls[(calls["flags"] & _RESTATED) == 0]
         return calls[np.argsort(calls["time"], kind="stable")]
 
     def of(self, operation: str) -> Calls:
@@ -227,7 +223,7 @@ class Recording:
         *names, _ = without["arguments"].names or ()
         given = self._rows(calls["offset"], without)["arguments"]
         # A call that has not returned has room for it.
-        in_full = ((calls["flags"] & RESULT_IN_FULL) != 0) & ~np.isnan(calls["took"])
+        in_full = ((calls["flags"] & _RESULT_IN_FULL) != 0) & ~np.isnan(calls["took"])
         results: Optional[npt.NDArray[Any]] = None
         if with_result is not without:
             of_some = self._rows(calls["offset"][in_full], with_result)["result"]["0"]

@@ -84,11 +84,8 @@ class Ground:
             corners = np.empty(found.value, _CORNER)
             functions.check(functions.read_soles(checks.file(path), corners.ctypes.data, len(corners), found))
         corners = corners[:found.value]
-        soles: Dict[str, Sole] = {}
-        for body in dict.fromkeys(corners["body"].tolist()):
-            of_body = corners[corners["body"] == body]
-            soles[BODIES[body]] = Sole(of_body["place"].tolist(), float(of_body["friction"][0]))
-        return cls(soles, height)
+        parts = {body: corners[corners["body"] == body] for body in dict.fromkeys(corners["body"].tolist())}
+        return cls({BODIES[body]: Sole(part["place"].tolist(), float(part["friction"][0])) for body, part in parts.items()}, height)
 
     @property
     def bodies(self) -> Tuple[str, ...]:
