@@ -85,7 +85,8 @@ class Ground:
             functions.check(functions.read_soles(checks.file(path), corners.ctypes.data, len(corners), found))
         corners = corners[:found.value]
         parts = {body: corners[corners["body"] == body] for body in dict.fromkeys(corners["body"].tolist())}
-        return cls({BODIES[body]: Sole(part["place"].tolist(), float(part["friction"][0])) for body, part in parts.items()}, height)
+        soles = {BODIES[body]: Sole(part["place"].tolist(), float(part["friction"][0])) for body, part in parts.items()}
+        return cls(soles, height)
 
     @property
     def bodies(self) -> Tuple[str, ...]:

@@ -59,8 +59,8 @@ class Arrays(unittest.TestCase):
 
     def assertEverythingIsSame(self, states, wrench, part=slice(None), message=None):
         for name, compute in OPERATIONS.items():
-            expected = self.expected[name]
-            expected = expected[part] if isinstance(expected, np.ndarray) else type(expected)(*(array[part] for array in expected))
+            results = self.expected[name]
+            expected = results[part] if isinstance(results, np.ndarray) else type(results)(*(array[part] for array in results))
             self.assertSame(compute(self.batch, *states, wrench), expected, f"{name} {message}")
 
     def test_any_layout_is_read(self):
