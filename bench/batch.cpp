@@ -29,7 +29,7 @@ constexpr int jacobian_numbers = 6 * coordinates;
 constexpr int dense_numbers = coordinates * coordinates;
 constexpr std::ptrdiff_t in_memory = 65536;
 
-/// The root's six numbers, then those of the joints.
+/// Writes the root's six numbers, then those of the joints.
 template <typename Six>
 void put(const Six& root, const Eigen::ArrayXf& joints, float* to) {
   static_assert(sizeof(root) == 6 * sizeof(float));
@@ -37,7 +37,7 @@ void put(const Six& root, const Eigen::ArrayXf& joints, float* to) {
   std::copy(joints.begin(), joints.end(), to + 6);
 }
 
-/// Inputs and results of some states, in rows or tiles. Tiles have the numbers of rows, because any values serve.
+/// Holds inputs and results of some states, in rows or tiles. Tiles have the numbers of rows, because any values serve.
 struct Arrays {
   Arrays(const LoadedInstants& given, std::ptrdiff_t n, bool tiles) : states(given), count(n), in_tiles(tiles) {}
 

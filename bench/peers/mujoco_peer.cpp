@@ -123,7 +123,7 @@ class MujocoPeer final : public Peer {
   Eigen::MatrixXd transition_ = Eigen::MatrixXd::Zero(2 * model_->nv, 2 * model_->nv);
   Eigen::MatrixXd mass_ = Eigen::MatrixXd::Zero(model_->nv, model_->nv);
   Eigen::Matrix3d R_WR_;
-  /// Force and moment on each foot in its frame.
+  /// These are force and moment on each foot, in its frame.
   std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches_;
 };
 

@@ -37,7 +37,7 @@ class Peer {
   /// Derivatives of the dynamics by all positions and velocities.
   virtual void compute_derivatives(std::size_t) {}
 
-  /// 3 x 4 bodies, one pose beside the other.
+  /// Returns 3 x 4 bodies, one pose beside the other.
   virtual Eigen::MatrixXd poses() const = 0;
   virtual Eigen::Vector3d com() const = 0;
   /// 6 x joints, in the module's form: root axes, angular rows first, the point at the root's origin.
@@ -60,10 +60,10 @@ struct PeerEntry {
 /// The robot as a file, exported when this program was built.
 std::filesystem::path exported_robot(const std::string& format);
 
-/// The peers that this program was built with, by their names. A static object of each adds itself.
+/// Returns the peers that this program was built with, by their names. A static object of each adds itself.
 std::map<std::string, PeerEntry>& peers();
 
-/// The module as the others see it: the reference for their numbers.
+/// Returns the module as the others see it. It is the reference for their numbers.
 std::unique_ptr<Peer> module_peer(const host::Module& module, const LoadedInstants& states);
 
 struct Deviation {
@@ -83,7 +83,7 @@ std::array<Deviation, 6> compare(Peer& peer, Peer& reference, std::size_t state_
 /// Throws std::runtime_error unless both agree in every state to a ten-thousandth.
 void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count);
 
-/// A wrench in double precision.
+/// Returns a wrench in double precision.
 Eigen::Matrix<double, 6, 1> to_vector(const std::vector<float>& wrench);
 
 /// Jacobian columns in the module's form from those of a point in the world: `columns` are angular and linear rows in

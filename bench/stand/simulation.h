@@ -18,7 +18,7 @@ struct Recording {
   std::vector<Eigen::Matrix<double, 6, Eigen::Dynamic>> wrenches;  ///< on each foot, world axes, about its origin
   bool feasible;                                                   ///< throughout
 
-  /// Two samples, and how far a time is between them.
+  /// Holds two samples, and how far a time is between them.
   struct Place {
     std::size_t before, after;
     double share;

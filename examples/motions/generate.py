@@ -112,7 +112,7 @@ def slow_step(t):
 
 
 def fast_step(t):
-    """The same in a fifth of the time, in which the robot falls."""
+    """Makes the slow step in a fifth of the time, in which the robot falls."""
     return slow_step(5 * t)
 
 

@@ -44,7 +44,7 @@ def lead_of(q: npt.NDArray[Any]) -> Tuple[int, ...]:
 
 
 class States:
-    """The arrays of an operation, all with the shape of the first, and the C library's arguments that refer to them."""
+    """Holds the arrays of an operation, all with the shape of the first, and the C library's arguments that refer to them."""
 
     def __init__(self, strict: bool, **arrays: npt.ArrayLike) -> None:
         self.strict = strict

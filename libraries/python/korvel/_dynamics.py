@@ -74,7 +74,7 @@ def _point(body: str, point: Sequence[float], **results: View) -> library.Point:
 
 
 class Dynamics:
-    """The operations of this module, for a batch."""
+    """Has the operations of this module, for a batch."""
 
     _compute: Callable[..., None]
 
