@@ -37,7 +37,7 @@ bool run(const std::vector<std::string>& arguments) {
     for (const std::string& format : entry.formats) {
       const auto peer = entry.read(states, bench::exported_robot(format));
       std::printf("| %s %s, %s |", name.c_str(), entry.version.c_str(), format.c_str());
-      for (const auto& [quantity, deviation] : bench::compare(*peer, *reference, state_count)) {
+      for (const double deviation : bench::compare(*peer, *reference, state_count)) {
         std::printf(" %.1e |", deviation);
         within = within && deviation <= bound;
       }

@@ -2,7 +2,6 @@
 /// setting the coordinates and asking. Joint by joint that is faster than by the skeleton's vectors. The skeleton has
 /// its joints in an order of its own.
 
-#include <algorithm>
 #include <dart/dynamics/FreeJoint.hpp>
 #include <dart/dynamics/RevoluteJoint.hpp>
 #include <dart/dynamics/Skeleton.hpp>
@@ -97,28 +96,21 @@ class DartPeer final : public Peer {
     skeleton_->computeInverseDynamics(true);
   }
 
-  Eigen::MatrixXd poses() const override {
-    Eigen::MatrixXd poses(3, 4 * bodies_.size());
-    for (std::size_t b = 0; b < bodies_.size(); ++b) {
-      poses.middleCols<4>(static_cast<Eigen::Index>(4 * b)) = bodies_[b]->getWorldTransform().affine();
+  Quantities quantities() const override {
+    const auto bodies = static_cast<Eigen::Index>(bodies_.size());
+    Eigen::VectorXd body_masses(bodies);
+    Eigen::MatrixXd body_poses(3, 4 * bodies);
+    for (Eigen::Index b = 0; b < bodies; ++b) {
+      const BodyNode& body = *bodies_[static_cast<std::size_t>(b)];
+      body_masses[b] = body.getMass();
+      body_poses.middleCols<4>(4 * b) = body.getWorldTransform().affine();
     }
-    return poses;
-  }
-
-  Eigen::Vector3d com() const override { return com_; }
-
-  Eigen::MatrixXd jacobian() const override { return jacobian_in_root(poses(), columns_, poses().col(3)); }
-
-  Eigen::VectorXd masses() const override {
-    Eigen::VectorXd masses(joint_count + 1);
-    std::transform(bodies_.begin(), bodies_.end(), masses.data(), [](const BodyNode* body) { return body->getMass(); });
-    return masses;
-  }
-
-  Eigen::MatrixXd mass() const override { return skeleton_->getMassMatrix()(coordinates_, coordinates_); }
-
-  Eigen::VectorXd torques() const override {
-    return skeleton_->getForces()(coordinates_).tail(static_cast<Eigen::Index>(joints_.size()));
+    return {body_masses,
+            body_poses,
+            com_,
+            jacobian_in_root(body_poses, columns_, body_poses.col(3)),
+            skeleton_->getMassMatrix()(coordinates_, coordinates_),
+            skeleton_->getForces()(coordinates_).tail(bodies - 1)};
   }
 
  private:

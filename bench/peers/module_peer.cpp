@@ -15,35 +15,24 @@ class ModulePeer final : public Peer {
   void compute_mass(std::size_t state) override { bench::compute_mass_from_angles(*robot_, states_[state]); }
   void compute_dynamics(std::size_t state) override { bench::compute_dynamics(*robot_, states_[state]); }
 
-  Eigen::MatrixXd poses() const override {
-    Eigen::MatrixXd poses(3, 4 * bodies());
-    for (Eigen::Index b = 0; b < bodies(); ++b) {
-      poses.middleCols<4>(4 * b) = host::isometry(robot_->getPose(static_cast<unsigned long>(b))).affine();
+  Quantities quantities() const override {
+    const auto bodies = static_cast<Eigen::Index>(robot_->getNbBodies());
+    Eigen::VectorXd body_masses(bodies);
+    Eigen::MatrixXd body_poses(3, 4 * bodies);
+    for (Eigen::Index b = 0; b < bodies; ++b) {
+      body_masses[b] = static_cast<double>(robot_->getMass(static_cast<unsigned long>(b)));
+      body_poses.middleCols<4>(4 * b) = host::isometry(robot_->getPose(static_cast<unsigned long>(b))).affine();
     }
-    return poses;
-  }
-
-  Eigen::Vector3d com() const override { return host::vector(robot_->getComPosition()); }
-
-  Eigen::MatrixXd jacobian() const override {
-    return robot_->getJacobianInRoot().rightCols(bodies() - 1).cast<double>();
-  }
-
-  Eigen::VectorXd masses() const override {
-    return Eigen::VectorXd::NullaryExpr(bodies(), [this](Eigen::Index b) {
-      return static_cast<double>(robot_->getMass(static_cast<unsigned long>(b)));
-    });
-  }
-
-  Eigen::MatrixXd mass() const override { return robot_->getGeneralizedMass().cast<double>(); }
-
-  Eigen::VectorXd torques() const override {
-    return Eigen::Map<const Eigen::VectorXf>(robot_->getJointAnglesTorque().first, bodies() - 1).cast<double>();
+    const Eigen::Map<const Eigen::VectorXf> joint_torques(robot_->getJointAnglesTorque().first, bodies - 1);
+    return {body_masses,
+            body_poses,
+            host::vector(robot_->getComPosition()),
+            robot_->getJacobianInRoot().rightCols(bodies - 1).cast<double>(),
+            robot_->getGeneralizedMass().cast<double>(),
+            joint_torques.cast<double>()};
   }
 
  private:
-  Eigen::Index bodies() const { return static_cast<Eigen::Index>(robot_->getNbBodies()); }
-
   const LoadedInstants& states_;
   host::System robot_;
 };

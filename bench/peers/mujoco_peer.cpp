@@ -68,33 +68,23 @@ class MujocoPeer final : public Peer {
   }
 
   // Body 0 is the world, body 1 the root.
-  Eigen::MatrixXd poses() const override {
-    Eigen::MatrixXd poses(3, 4 * (model_->nbody - 1));
+  Quantities quantities() const override {
+    Eigen::MatrixXd body_poses(3, 4 * (model_->nbody - 1));
     for (int b = 1; b < model_->nbody; ++b) {
-      poses.middleCols<4>(4 * (b - 1)) << rotation(b), Eigen::Vector3d(data_->xpos + 3 * b);
+      body_poses.middleCols<4>(4 * (b - 1)) << rotation(b), Eigen::Vector3d(data_->xpos + 3 * b);
     }
-    return poses;
-  }
-
-  Eigen::Vector3d com() const override { return Eigen::Vector3d(data_->subtree_com + 3); }
-
-  Eigen::MatrixXd jacobian() const override {
+    const Eigen::Vector3d root_com(data_->subtree_com + 3);
     const Eigen::Map<const Eigen::Matrix<double, 6, Eigen::Dynamic>> columns(data_->cdof + 36, 6, model_->nv - 6);
-    return jacobian_in_root(poses(), columns, com());
-  }
-
-  Eigen::VectorXd masses() const override {
-    return Eigen::Map<const Eigen::VectorXd>(model_->body_mass + 1, model_->nbody - 1);
-  }
-
-  Eigen::MatrixXd mass() const override {
     // The module has the root's linear velocity in root axes.
     Eigen::MatrixXd T = Eigen::MatrixXd::Identity(model_->nv, model_->nv);
     T.topLeftCorner<3, 3>() = R_WR_;
-    return T.transpose() * mass_ * T;
+    return {Eigen::Map<const Eigen::VectorXd>(model_->body_mass + 1, model_->nbody - 1),
+            body_poses,
+            root_com,
+            jacobian_in_root(body_poses, columns, root_com),
+            T.transpose() * mass_ * T,
+            forces_.tail(model_->nv - 6)};
   }
-
-  Eigen::VectorXd torques() const override { return forces_.tail(model_->nv - 6); }
 
  private:
   Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>> rotation(int body) const {

@@ -14,6 +14,22 @@
 
 namespace korvel::bench {
 
+/// The numbers of a state that are compared, with the scales of their deviations. Poses are 3 x 4 bodies in the world;
+/// the jacobian is 6 x joints in root axes, angular rows first, with the point at the root's origin; the mass matrix is
+/// in the module's coordinates.
+enum Quantity : std::size_t {
+  masses,    ///< the body's mass
+  poses,     ///< one metre, and one for rotations
+  com,       ///< one metre
+  jacobian,  ///< one
+  mass,      ///< the root of the product of the largest values of the two diagonal entries
+  torques,   ///< the largest torque of the state
+  quantity_count
+};
+inline constexpr const char* quantity_names[] = {"masses",   "poses",       "centre of mass",
+                                                 "jacobian", "mass matrix", "torques"};
+using Quantities = std::array<Eigen::MatrixXd, quantity_count>;
+
 /// Something that computes for the same robot what the module computes. It holds its own inputs of joints, made from
 /// the states when it is built; a computation is given the number of a state, hands its joints to the library in the
 /// fastest way that the library has, and computes. What the other inputs and the answers cost is not measured.
@@ -37,16 +53,8 @@ class Peer {
   /// Derivatives of the dynamics by all positions and velocities.
   virtual void compute_derivatives(std::size_t) {}
 
-  /// Returns 3 x 4 bodies, one pose beside the other.
-  virtual Eigen::MatrixXd poses() const = 0;
-  virtual Eigen::Vector3d com() const = 0;
-  /// 6 x joints, in the module's form: root axes, angular rows first, the point at the root's origin.
-  virtual Eigen::MatrixXd jacobian() const = 0;
-  /// Returns the mass of each body [kg].
-  virtual Eigen::VectorXd masses() const = 0;
-  /// Returns the mass matrix in the module's coordinates.
-  virtual Eigen::MatrixXd mass() const = 0;
-  virtual Eigen::VectorXd torques() const = 0;
+  /// Returns what kinematics, mass matrix and dynamics have computed.
+  virtual Quantities quantities() const = 0;
 };
 
 struct PeerEntry {
@@ -66,19 +74,9 @@ std::map<std::string, PeerEntry>& peers();
 /// Returns the module as the others see it. It is the reference for their numbers.
 std::unique_ptr<Peer> module_peer(const host::Module& module, const LoadedInstants& states);
 
-struct Deviation {
-  const char* quantity;
-  double largest;
-};
-
-/// Returns the peer's largest deviation from the reference in all states, relative to the natural scale of the
-/// quantity. It is infinite if a number is NaN or missing.
-///   masses                    the body's mass
-///   poses, centre of mass     one metre, and one for rotations
-///   jacobian                  one
-///   mass matrix               the root of the product of the largest values of the two diagonal entries
-///   torques                   the largest torque of the state
-std::array<Deviation, 6> compare(Peer& peer, Peer& reference, std::size_t state_count);
+/// Returns the peer's largest deviation from the reference in all states, relative to the scale of each quantity. It is
+/// infinite if a number is NaN or missing.
+std::array<double, quantity_count> compare(Peer& peer, Peer& reference, std::size_t state_count);
 
 /// Throws std::runtime_error unless both agree in every state to a ten-thousandth.
 void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count);
