@@ -27,8 +27,9 @@ bool run(const std::vector<std::string>& arguments) {
     for (const auto& [name, entry] : bench::peers()) names.insert(name);
   }
   if (names.empty()) throw std::runtime_error("this program is without other libraries");
-  std::puts("| library, file | masses | poses | centre of mass | jacobian | mass matrix | torques |");
-  std::puts("| --- | --- | --- | --- | --- | --- | --- |");
+  std::printf("| library, file |");
+  for (const char* quantity : bench::quantity_names) std::printf(" %s |", quantity);
+  std::puts("\n| --- | --- | --- | --- | --- | --- | --- |");
   bool within = true;
   for (const std::string& name : names) {
     const auto found = bench::peers().find(name);

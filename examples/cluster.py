@@ -53,7 +53,7 @@ def knots(seed: int, candidate: int) -> squat.Array:
     """Draws a candidate between the example and anywhere from numbers alone (J. K. Salmon et al., Parallel random numbers: as
     easy as 1, 2, 3, 2011)."""
     random = np.random.Generator(np.random.Philox(key=seed, counter=[0, 0, 0, candidate]))
-    anywhere = random.uniform(squat.repeated(squat.LOWEST), squat.repeated(squat.HIGHEST))
+    anywhere = random.uniform(squat.LOWEST, squat.HIGHEST)
     return squat.example() + random.random() ** 2 * (anywhere - squat.example())
 
 

@@ -16,7 +16,7 @@ import argparse
 import pathlib
 import sys
 import time
-from typing import Dict, List, Sequence, Tuple
+from typing import Dict, List, Sequence
 
 import korvel
 import numpy as np
@@ -35,9 +35,10 @@ DEPTH = 0.07  # of the squat [m]
 DOWN, LOW, UP, END = 0.5, 2.5, 3.5, 5.5  # when it goes down, is there, goes up, is there [s]
 DURATION = 6.0
 KNOTS = np.linspace(DOWN, LOW, 6)
-# Lean of the torso [rad], the hips' way forward [m], shoulder pitch [rad].
-LOWEST, HIGHEST, AT_REST = (-0.2, -0.08, -1.5), (1.0, 0.08, 1.9), (0.0, 0.0, 1.4)
-FROM_EXAMPLE = (0.5, -0.05, 0.0)  # at the lowest point of examples/motions/squat.csv
+# Candidates have six values each of the torso's lean [rad], the hips' way forward [m] and the shoulders' pitch [rad]: bounds,
+# and those of examples/motions/squat.csv at rest and at its lowest point.
+LOWEST, HIGHEST, AT_REST, BENT = (np.repeat(values, len(KNOTS)) for values in (
+    (-0.2, -0.08, -1.5), (1.0, 0.08, 1.9), (0.0, 0.0, 1.4), (0.5, -0.05, 0.0)))
 
 MARGIN = 0.02  # [m]
 KNEES = [korvel.COORDINATES.index(side + "KneePitch") for side in "LR"]
@@ -49,15 +50,10 @@ def glide(share: Array) -> Array:
     return s**3 * (10 - 15 * s + 6 * s**2)
 
 
-def repeated(values: Tuple[float, ...]) -> Array:
-    """Returns the values of a candidate that do not change with time."""
-    return np.repeat(values, len(KNOTS))
-
-
 def example() -> Array:
     """Returns examples/motions/squat.csv as a candidate."""
-    depth = np.tile(glide((KNOTS - DOWN) / (LOW - DOWN)), len(AT_REST))
-    return (1 - depth) * repeated(AT_REST) + depth * repeated(FROM_EXAMPLE)
+    depth = np.tile(glide((KNOTS - DOWN) / (LOW - DOWN)), 3)
+    return (1 - depth) * AT_REST + depth * BENT
 
 
 def coordinates(candidate: Array, t: Array) -> Array:
@@ -106,17 +102,10 @@ class Squats:
 
     def derivatives(self, candidate: Array) -> Array:
         """Returns ``[numbers, values]``, by central differences."""
-        steps = np.diag(1e-3 * (repeated(HIGHEST) - repeated(LOWEST)))
+        steps = np.diag(1e-3 * (HIGHEST - LOWEST))
         ahead, back = np.split(self.residuals([*(candidate + steps), *(candidate - steps)]), 2)
         slopes: Array = ((ahead - back) / (2 * np.diag(steps))[:, None]).T
         return slopes
-
-
-def write_motion(path: pathlib.Path, candidate: Array, t: Array) -> None:
-    q = coordinates(candidate, t)
-    moving = q.any(axis=0)
-    header = ",".join(["time", *np.array(korvel.COORDINATES)[moving]])
-    np.savetxt(path, np.column_stack((t, q[:, moving])), fmt="%.8f", delimiter=",", header=header, comments="")
 
 
 def draw(path: pathlib.Path, t: Array, stands: Dict[str, korvel.Stand]) -> None:
@@ -142,7 +131,7 @@ def main(arguments: List[str]) -> int:
     batch, ground = korvel.Batch(), korvel.Ground.read(MOTIONS / "soles.csv")
     search = Squats(batch, ground, np.arange(0, DURATION + 0.01, 0.04))
     found = least_squares(lambda candidate: search.residuals([candidate])[0], example(), search.derivatives,
-                          bounds=(repeated(LOWEST), repeated(HIGHEST)), ftol=1e-2)
+                          bounds=(LOWEST, HIGHEST), ftol=1e-2)
     seconds = time.perf_counter() - start
 
     # The samples are those that korvel-host runs.
@@ -153,7 +142,8 @@ def main(arguments: List[str]) -> int:
               f"{1000 * stand.zmp_margin.min():.0f} mm, {'stands' if stand.residual.max() <= 1e-3 else 'cannot stand'}")
     print(f"{(found.nfev + 2 * len(found.x) * found.njev) * len(search.t):,} states in {seconds:.1f} s")
     if options.output:
-        write_motion(options.output, found.x, fine.t)
+        table = np.column_stack((fine.t, coordinates(found.x, fine.t)))
+        np.savetxt(options.output, table, "%.8f", ",", header=",".join(("time", *korvel.COORDINATES)), comments="")
     if options.picture:
         draw(options.picture, fine.t, stands)
     return 0
