@@ -150,12 +150,10 @@ class Stand(NamedTuple):
 
 
 class StandSums(NamedTuple):
-    """Sums over many states on the ground."""
+    """Sums over many states on the ground. The first two are those of ``ForceSums``."""
 
     largest: Array
-    """``[30]``: the largest magnitude of each generalized force [N, N m]; NaN if any is NaN."""
     squares: npt.NDArray[np.float64]
-    """``[30]``: the sum of squares. Its last bit depends on the number of states alone."""
     least_margin: float
     """The least margin of the zero moment point [m]; NaN if any is NaN."""
     unbearable: int
