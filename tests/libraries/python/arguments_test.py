@@ -16,7 +16,7 @@ from support import MOTIONS, ROOT, np
 import korvel
 
 WRONG = [object(), "text", b"bytes", "avx2\0x", "\ud800", 1.5, float("nan"), -1, 2**32 + 2, -2**70, 10**400, 1e300, 1j, True, [],
-         {}, (), [[1], [1, 2]], ["a"] * 6, [None] * 3, {"Foot": 1}, {"Torso": 1}, {"Torso": (1, 2, 3)}, dict, print, range(30),
+         {}, (), [[1], [1, 2]], ["a"] * 6, [None] * 3, {"Foot": 1}, {"Torso": 1}, {"Torso": (1, 2, 3)}, None, print, range(30),
          np.zeros(()), np.zeros((2, 2, 30), np.float32), np.array([object()] * 30), np.full(30, "x"), np.zeros(30, complex),
          np.zeros(30, "datetime64[s]"), np.zeros(30, [("a", float)]), np.ma.masked, np.ma.zeros((2, 30), np.float32)]
 

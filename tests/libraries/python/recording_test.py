@@ -43,8 +43,7 @@ class Recordings(unittest.TestCase):
 
     def test_it_says_what_was_recorded(self):
         recording = self.recording
-        self.assertTrue(recording.ended)
-        self.assertEqual((recording.lost, recording.overlapped), (0, 0))
+        self.assertEqual((recording.ended, recording.header_damaged, recording.lost, recording.overlapped), (True, False, 0, 0))
         self.assertEqual((recording.bodies, recording.joints), (korvel.BODIES, korvel.JOINTS))
         self.assertEqual(recording.module["path"], str(LIBRARIES / "libkorvel.so"))
         self.assertGreater(recording.began, 1.7e9)
@@ -125,6 +124,11 @@ class Recordings(unittest.TestCase):
         for other in (fifo, self.folder):
             with self.assertRaisesRegex(korvel.Error, f"^{other}: expected a recording, found no regular file"):
                 korvel.Recording(other)
+
+    def test_a_closed_file_with_a_damaged_header_is_read_as_one_that_was_not_closed(self):
+        recording = korvel.Recording(self.damaged((80, b"\1")))
+        self.assertEqual((recording.header_damaged, recording.ended), (recording.checked, not recording.checked))
+        self.assertEqual(len(recording.calls), len(self.recording.calls))
 
     def test_a_file_may_be_cut_once_it_was_read(self):
         path = self.damaged()
