@@ -22,10 +22,7 @@ bool run(const std::vector<std::string>& arguments) {
   if (job == nullptr || passes < 0) throw std::invalid_argument("no job '" + arguments[1] + "', or a count below zero");
   const auto robot = host::Module(arguments[0]).create();
   const bench::LoadedInstants states = bench::seeded_instants();
-  // Some jobs read what this leaves behind.
-  bench::set_root_and_wrenches(*robot, states.front());
-  robot->setJointAnglesPos(states.front().joint_pos);
-  robot->computeFwdKinematics();
+  bench::prepare(*robot, states.front());
   for (int i = 0; i < passes; ++i) job->pass(*robot, states);
   return true;
 }

@@ -24,11 +24,9 @@ void run(const std::vector<std::string>& files) {
   const auto shares = host::contact_shares(trajectory, ground, {}, *system);
   host::GroundCycle cycle(ground, *system);
 
-  const auto add = [&](const char* name, const auto& pass) {
-    benchmark::RegisterBenchmark(name, [&trajectory, pass](benchmark::State& timer) {
-      while (timer.KeepRunningBatch(trajectory.size())) {
-        for (Eigen::Index s = 0; s < trajectory.size(); ++s) pass(s);
-      }
+  const auto add = [&](const char* name, const auto& compute) {
+    bench::add_benchmark(name, static_cast<std::size_t>(trajectory.size()), [&trajectory, compute](int) {
+      for (Eigen::Index s = 0; s < trajectory.size(); ++s) compute(s);
     });
   };
   add("held by the root", [&](Eigen::Index s) { host::run_cycle(*system, trajectory.at(s)); });

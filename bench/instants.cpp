@@ -1,49 +1,23 @@
 #include "bench/instants.h"
 
-#include <random>
+#include "contract/states.h"
 
 namespace korvel::bench {
 
-namespace {
-
-class Source {
- public:
-  Eigen::ArrayXf joints() { return values(joint_count).cast<float>(); }
-  template <typename Six>
-  Six root() {
-    const Eigen::ArrayXf six = values(6).cast<float>();
-    return {six(0), six(1), six(2), six(3), six(4), six(5)};
-  }
-  std::vector<float> wrench() {
-    const Eigen::ArrayXd six = values(6);
-    std::vector<float> wrench;
-    for (Eigen::Index i = 0; i < 6; ++i) wrench.push_back(static_cast<float>(i < 3 ? 20 * six(i) : six(i)));
-    return wrench;
-  }
-
- private:
-  // std::uniform_real_distribution would differ from library to library.
-  double value() { return 2 * static_cast<double>(generator_()) / static_cast<double>(std::mt19937::max()) - 1; }
-  Eigen::ArrayXd values(Eigen::Index count) {
-    return Eigen::ArrayXd::NullaryExpr(count, [this] { return value(); });
-  }
-
-  std::mt19937 generator_{1};
-};
-
-}  // namespace
-
 LoadedInstants seeded_instants(std::size_t count) {
-  Source source;
+  Random random(1);
+  State numbers(RobotSize(int{joint_count} + 1));
   LoadedInstants states(count);
-  for (std::size_t k = 0; k < states.size(); ++k) {
+  for (std::size_t k = 0; k < count; ++k) {
+    for (Eigen::VectorXf* values : {&numbers.q, &numbers.dq, &numbers.ddq}) random.fill(*values, 1);
+    random.fill(numbers.wrenches.topRows(3), 20);
+    random.fill(numbers.wrenches.bottomRows(3), 1);
     LoadedInstant& state = states[k];
-    state.joint_pos = source.joints();
-    state.joint_vel = source.joints();
-    state.joint_acc = source.joints();
-    state.root = {QZ::Math::transformFromPosition6D(source.root<QZ::Math::Position6D>()),
-                  source.root<QZ::Math::Velocity6D>(), source.root<QZ::Math::Velocity6D>()};
-    for (auto& wrench : state.wrenches) wrench = source.wrench();
+    state.joint_pos = joints_of(numbers.q).array();
+    state.joint_vel = joints_of(numbers.dq).array();
+    state.joint_acc = joints_of(numbers.ddq).array();
+    state.root = {numbers.root_pose(), numbers.root_velocity(), numbers.root_acceleration()};
+    state.wrenches = {numbers.wrench(feet[0]), numbers.wrench(feet[1])};
     state.body = 1 + k % joint_count;
   }
   return states;

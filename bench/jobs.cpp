@@ -18,6 +18,11 @@ void compute_kinematics(Robot& robot, const LoadedInstant& state) {
   robot.computeFwdKinematics();
 }
 
+void prepare(Robot& robot, const LoadedInstant& state) {
+  set_root_and_wrenches(robot, state);
+  compute_kinematics(robot, state);
+}
+
 void compute_mass_from_angles(Robot& robot, const LoadedInstant& state) {
   robot.setJointAnglesPos(state.joint_pos);
   robot.computeFwdKinematicsExceptRoot();
@@ -50,8 +55,7 @@ void compute_com_position(Robot& robot, const LoadedInstant& state) {
 }
 
 void compute_cycle(Robot& robot, const LoadedInstant& state) {
-  set_root_and_wrenches(robot, state);
-  compute_kinematics(robot, state);
+  prepare(robot, state);
   robot.computeGeneralizedMass();
   compute_com_jacobian(robot, state);
   robot.setJointAnglesVel(state.joint_vel);

@@ -25,8 +25,11 @@ inline constexpr const char* cycle = "cycle";
 
 extern const std::array<Job, 8> jobs;
 
-/// Sets what the jobs on joints find already set.
+/// Sets the inputs that the jobs on joints do not set.
 void set_root_and_wrenches(tesk::RigidBodySystem& robot, const LoadedInstant& state);
+
+/// Sets the inputs and computes the results that jobs read.
+void prepare(tesk::RigidBodySystem& robot, const LoadedInstant& state);
 
 /// Computes what the peers compute too.
 void compute_kinematics(tesk::RigidBodySystem& robot, const LoadedInstant& state);

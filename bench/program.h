@@ -12,12 +12,9 @@ namespace korvel::bench {
 template <typename Run>
 int run_program(int argc, char** argv, const Run& run) try {
   return run(std::vector<std::string>(argv + 1, argv + argc)) ? 0 : 1;
-} catch (const std::invalid_argument& error) {
-  std::cerr << argv[0] << ": " << error.what() << '\n';
-  return 2;
 } catch (const std::exception& error) {
   std::cerr << argv[0] << ": " << error.what() << '\n';
-  return 1;
+  return dynamic_cast<const std::invalid_argument*>(&error) != nullptr ? 2 : 1;
 }
 
 }  // namespace korvel::bench

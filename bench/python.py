@@ -3,14 +3,15 @@
 
 Usage: PYTHONPATH=libraries/python KORVEL_LIBRARY_PATH=build/release bench/python.py
 
-Of a single state, the time of a call in microseconds: through the package, and of that in C, the call by ctypes included,
-with arguments that are ready. Of 4096 states, into arrays that are there, into new ones, and in C.
+Calls of one state and of 4096 states are timed in microseconds: through the package into new arrays and into existing
+ones, and of the C function by ctypes with arguments that are ready.
 """
 
 import argparse
+import functools
 import random
 import statistics
-import time
+import timeit
 
 if __name__ == "__main__":  # Help needs neither numpy nor the libraries.
     argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter).parse_args()
@@ -24,51 +25,35 @@ from korvel._arrays import View, view
 TURNS = 41
 
 
-def states(n):
-    rng = np.random.default_rng(n)
-    return [rng.uniform(-1, 1, (n, 30)).astype(np.float32) for _ in range(3)]
-
-
-def in_c(batch, n, function, *arguments):
-    """The C function with arguments that are ready."""
-    pointer = batch._pointer
-    return lambda: function(pointer, n, *arguments)
-
-
-def operations(n):
-    """Returns the ways to do each operation."""
-    batch = korvel.Batch(1)
-    q, dq, ddq = states(n)
-    k, H, f = batch.kinematics(q), batch.mass(q), batch.dynamics(q, dq, ddq)
-    motion = [view(array) for array in (q, dq, ddq)]
-    poses = (View * 5)(*(view(array, axes=array.ndim - 1) for array in k[:4]))
-    return {
-        "kinematics": {"new arrays": lambda: batch.kinematics(q), "out=": lambda: batch.kinematics(q, out=k),
-                       "C": in_c(batch, n, library.kinematics, motion[0], library.KinematicsResults(poses, None, 0))},
-        "mass matrix, dense": {"new arrays": lambda: batch.mass(q), "out=": lambda: batch.mass(q, out=H),
-                               "C": in_c(batch, n, library.mass, motion[0], None, None, view(H, axes=2))},
-        "inverse dynamics": {"new arrays": lambda: batch.dynamics(q, dq, ddq),
-                             "out=": lambda: batch.dynamics(q, dq, ddq, out=f),
-                             "C": in_c(batch, n, library.dynamics, *motion, None, 0, None, view(f), None)},
-    }
+def jobs(n):
+    """Returns a function for each operation and each way to call it, the first of which is C with arguments that are ready."""
+    batch, rng = korvel.Batch(1), np.random.default_rng(n)
+    motion = [rng.uniform(-1, 1, (n, 30)).astype(np.float32) for _ in range(3)]
+    pointer, views = batch._pointer, [view(array) for array in motion]
+    found = {}
+    for name, operation, inputs, function, arguments_of in (
+            ("kinematics", batch.kinematics, 1, library.kinematics, lambda k: [library.KinematicsResults(
+                (View * 5)(*(view(array, axes=array.ndim - 1) for array in k[:4])), None, 0)]),
+            ("mass matrix, dense", batch.mass, 1, library.mass, lambda H: [None, None, view(H, axes=2)]),
+            ("inverse dynamics", batch.dynamics, 3, library.dynamics, lambda f: [None, 0, None, view(f), None])):
+        out = operation(*motion[:inputs])
+        found[name, "C"] = functools.partial(function, pointer, n, *views[:inputs], *arguments_of(out))
+        found[name, "new arrays"] = functools.partial(operation, *motion[:inputs])
+        found[name, "out="] = functools.partial(operation, *motion[:inputs], out=out)
+    return found
 
 
 def main():
     for n, repeats in ((1, 2000), (4096, 3)):
-        jobs = [(operation, way, work) for operation, ways in operations(n).items() for way, work in ways.items()]
-        times = {job[:2]: [] for job in jobs}
+        work = jobs(n)
+        times = {job: [] for job in work}
         for _ in range(TURNS):
-            random.shuffle(jobs)
-            for operation, way, work in jobs:
-                begin = time.perf_counter()
-                for _ in range(repeats):
-                    work()
-                times[operation, way].append((time.perf_counter() - begin) / repeats)
+            for job in random.sample(list(work), len(work)):
+                times[job].append(timeit.timeit(work[job], number=repeats) / repeats)
         print(f"{n} states, us per call, median (least)")
         for (operation, way), found in sorted(times.items()):
-            in_c_takes = statistics.median(times[operation, "C"])
-            print(f"  {operation:20} {way:12}{1e6 * statistics.median(found):9.2f} ({1e6 * min(found):.2f})"
-                  f"{statistics.median(found) / in_c_takes:8.3f} of C")
+            median, in_c = statistics.median(found), statistics.median(times[operation, "C"])
+            print(f"  {operation:20} {way:12}{1e6 * median:9.2f} ({1e6 * min(found):.2f}){median / in_c:8.3f} of C")
 
 
 if __name__ == "__main__":

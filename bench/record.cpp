@@ -44,6 +44,15 @@ void control_cycle(tesk::RigidBodySystem& robot, const bench::LoadedInstant& sta
   benchmark::DoNotOptimize(robot.getComPosition());
 }
 
+constexpr std::pair<const char*, Call> calls[] = {
+    {"a question",
+     [](auto& robot, auto& state) { benchmark::DoNotOptimize(robot.getJointAngleTorque(state.body - 1)); }},
+    {"a pose", [](auto& robot, auto& state) { benchmark::DoNotOptimize(robot.getPose(state.body)); }},
+    {"a joint angle", [](auto& robot, auto& state) { robot.setJointAnglePos(state.body - 1, state.joint_pos[0]); }},
+    {"all joint angles", [](auto& robot, auto& state) { robot.setJointAnglesPos(state.joint_pos); }},
+    {"a control cycle of 13 calls", control_cycle},
+};
+
 void run(const std::vector<std::string>& arguments) {
   if (!arguments.empty())
     throw std::invalid_argument("expected options of Google Benchmark, found '" + arguments.front() + "'");
@@ -51,19 +60,7 @@ void run(const std::vector<std::string>& arguments) {
   const host::System recorded = host::Module(KORVEL_RECORDER).create();
   const bench::LoadedInstants states = bench::seeded_instants();
   for (const auto& [who, robot] : {std::pair("module", plain.get()), {"recorded", recorded.get()}}) {
-    const auto name = [who = std::string(who)](const char* what) { return what + ('/' + who); };
-    add(name("a question"), *robot, states, [](tesk::RigidBodySystem& r, const bench::LoadedInstant& state) {
-      benchmark::DoNotOptimize(r.getJointAngleTorque(state.body - 1));
-    });
-    add(name("a pose"), *robot, states, [](tesk::RigidBodySystem& r, const bench::LoadedInstant& state) {
-      benchmark::DoNotOptimize(r.getPose(state.body));
-    });
-    add(name("a joint angle"), *robot, states, [](tesk::RigidBodySystem& r, const bench::LoadedInstant& state) {
-      r.setJointAnglePos(state.body - 1, state.joint_pos[0]);
-    });
-    add(name("all joint angles"), *robot, states,
-        [](tesk::RigidBodySystem& r, const bench::LoadedInstant& state) { r.setJointAnglesPos(state.joint_pos); });
-    add(name("a control cycle of 13 calls"), *robot, states, control_cycle);
+    for (const auto& [what, call] : calls) add(what + ('/' + std::string(who)), *robot, states, call);
   }
   benchmark::RunSpecifiedBenchmarks();
 }

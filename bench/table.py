@@ -10,51 +10,47 @@ import statistics
 
 
 def summary(runs, clock, summarize=statistics.median):
-    """One time for all repetitions, by (operation, who, threads)."""
+    """Returns one time for all repetitions, by (operation, who, threads)."""
     times = {}
     for run in runs:
         times.setdefault((run["operation"], run["who"], run["threads"]), []).append(run[clock])
     return {key: summarize(values) for key, values in times.items()}
 
 
-def print_table(times):
-    operations = dict.fromkeys(operation for operation, _, _ in times if operation != "threads")
-    columns = dict.fromkeys(who for _, who, _ in times)
-    reference = next(iter(columns))
+def print_table(runs):
+    times = {key[:2]: time for key, time in summary(runs, "time").items() if key[0] != "threads"}
+    columns = list(dict.fromkeys(who for _, who in times))
 
     def cell(operation, who):
-        time = times.get((operation, who, 1))
-        if time is None:
-            return ""
-        base = times.get((operation, reference, 1))
-        return f"{time:.0f}" if who == reference or base is None else f"{time:.0f} ({time / base:.2f})"
+        time, base = times.get((operation, who)), times.get((operation, columns[0]))
+        ratio = f" ({time / base:.2f})" if time and base and who != columns[0] else ""
+        return f"{time:.0f}{ratio}" if time else ""
 
     rows = [["ns per call, median", *columns]]
-    rows += [[operation, *(cell(operation, who) for who in columns)] for operation in operations]
+    rows += [[name, *(cell(name, who) for who in columns)] for name in dict.fromkeys(operation for operation, _ in times)]
     widths = [max(map(len, column)) + 2 for column in zip(*rows)]
-    for row in rows:
-        print(row[0].ljust(widths[0]), *(text.rjust(width) for text, width in zip(row[1:], widths[1:])))
+    for first, *others in rows:
+        print(first.ljust(widths[0]), *(text.rjust(width) for text, width in zip(others, widths[1:])))
+    print()
 
 
-def print_threads(real_times, cpu_times):
-    for operation, who, threads in real_times:
-        if operation == "threads" and threads > 1:
-            one, all_of_them = (operation, who, 1), (operation, who, threads)
-            gain = real_times[one] / real_times[all_of_them]
-            cost = cpu_times[all_of_them] / cpu_times[one]
-            print(f"{who}: {threads} threads with an object each do {gain:.2f} times the cycles of one;", end=" ")
-            print(f"a cycle takes {cost:.2f} times the processor time")
+def print_threads(runs):
+    # Whatever else the machine does takes real time away: the best repetition is the one that had both processors.
+    runs = [run for run in runs if run["operation"] == "threads"]
+    real_times, cpu_times = summary(runs, "real_time", min), summary(runs, "cpu_time")
+    for many in (key for key in real_times if key[2] > 1):
+        one = (*many[:2], 1)
+        print(f"{many[1]}: {many[2]} threads with an object each do {real_times[one] / real_times[many]:.2f} times the cycles "
+              f"of one; a cycle takes {cpu_times[many] / cpu_times[one]:.2f} times the processor time")
+    print()
 
 
 def print_notes(runs):
-    """Returns a text that says what the operations call and how the other libraries are used."""
-    reference = runs[0]["who"]
+    """Prints what the operations call and how the other libraries are used."""
     notes = {}
     for run in (run for run in runs if "label" in run):
-        if run["who"] == reference:
-            notes[run["operation"]] = run["label"]
-        elif notes.get(run["operation"]) != run["label"]:
-            notes[run["who"]] = run["label"]
+        subject = "operation" if run["who"] == runs[0]["who"] or notes.get(run["operation"]) == run["label"] else "who"
+        notes[run[subject]] = run["label"]
     for subject, note in notes.items():
         print(f"{subject}: {note}")
 
@@ -67,15 +63,12 @@ def main():
     runs = [run for run in benchmarks if run["run_type"] == "iteration"]
     runs.sort(key=lambda run: run["family_index"])
     for run in runs:
-        run["operation"], run["who"] = run["run_name"].split("/real_time")[0].split("/", 1)
+        name, *on_threads = run["run_name"].split("/real_time")
+        run["operation"], run["who"] = name.split("/", 1)
         # The processor's time of work on several threads is that of the first thread alone.
-        run["time"] = run["real_time" if run["run_name"].endswith("/real_time") else "cpu_time"]
-
-    print_table(summary(runs, "time"))
-    print()
-    # Whatever else the machine does takes real time away: the best repetition is the one that had both processors.
-    print_threads(summary(runs, "real_time", min), summary(runs, "cpu_time"))
-    print()
+        run["time"] = run["real_time" if on_threads else "cpu_time"]
+    print_table(runs)
+    print_threads(runs)
     print_notes(runs)
 
 

@@ -1,19 +1,17 @@
 #!/usr/bin/env python3
 """Tries millions of squats on many machines, with Dask.
 
-A candidate is a number: a worker draws its knots from it, makes its states and keeps only what is wanted of
-them, so that a task sends two numbers and returns a handful. The answer does not depend on how the work is cut, on who
-does it, or in which order it comes back: what is returned is whole numbers and the least of pairs, which have no
-rounding. A task that dies with its worker is done again by another.
+A candidate is a number: a worker draws its knots from it, makes its states and keeps only what is wanted of them, so that a
+task sends two numbers and returns a handful. Results are whole numbers and the least of pairs, which have no rounding, so
+the answer does not depend on how the work is divided. A task that dies with its worker is done again by another.
 
     python3 examples/cluster.py                                two processes on this machine
     dask-scheduler &  dask-worker tcp://HOST:8786 ...          on each machine: korvel, and this folder in PYTHONPATH
     python3 examples/cluster.py --scheduler tcp://HOST:8786 --candidates 10000000
 
-A task should take a second. The scheduler spends about a millisecond on each, so that tasks of a tenth of a second lose
-one part in a hundred, and tasks of a millisecond all; tasks of minutes leave workers idle at the end, and are lost whole
-with a worker. States are made where they are used: a state is 360 bytes, and a network of 10 Gbit/s carries fewer in a
-second than one processor computes.
+A task should take a second, because the scheduler spends about a millisecond on each; tasks of minutes leave workers idle at
+the end. States are made where they are used: a state is 360 bytes, and a network of 10 Gbit/s carries fewer in a second than
+one processor computes.
 
 Needs numpy, scipy and dask's distributed.
 """
@@ -21,22 +19,18 @@ Needs numpy, scipy and dask's distributed.
 from __future__ import annotations
 
 import argparse
-import collections
 import functools
 import os
 import pathlib
 import sys
 import time
-from typing import Callable, Iterator, List, NamedTuple, Optional, Tuple
+from typing import Callable, List, NamedTuple, Tuple
 
 import distributed
 import korvel
 import numpy as np
 
 import optimise_squat as squat
-
-BIN = 0.02  # N m, of the peak torque of the knees
-BINS = 200
 
 
 class Answer(NamedTuple):
@@ -46,24 +40,21 @@ class Answer(NamedTuple):
     """The least peak torque of the knees [N m] of those that stand with a margin, and which it is."""
     stand: int
     """Number of these candidates."""
-    peaks: Tuple[int, ...]
-    """Number of candidates with a peak torque in each bin."""
     states: int
 
     def __add__(self, other: Answer) -> Answer:  # type: ignore[override]
-        return Answer(min(self.best, other.best), self.stand + other.stand,
-                      tuple(a + b for a, b in zip(self.peaks, other.peaks)), self.states + other.states)
+        return Answer(min(self.best, other.best), self.stand + other.stand, self.states + other.states)
 
 
-NOTHING = Answer((float("inf"), -1), 0, (0,) * BINS, 0)
+NOTHING = Answer((float("inf"), -1), 0, 0)
 
 
 def knots(seed: int, candidate: int) -> squat.Array:
-    """Drawn from numbers alone (J. K. Salmon et al., Parallel random numbers: as easy as 1, 2, 3, 2011): on the way from
-    the example to anywhere."""
+    """Draws a candidate between the example and anywhere from numbers alone (J. K. Salmon et al., Parallel random numbers: as
+    easy as 1, 2, 3, 2011)."""
     random = np.random.Generator(np.random.Philox(key=seed, counter=[0, 0, 0, candidate]))
-    lowest, highest = (np.repeat(bounds, len(squat.KNOTS)) for bounds in (squat.LOWEST, squat.HIGHEST))
-    return squat.example() + random.random() ** 2 * (random.uniform(lowest, highest) - squat.example())
+    anywhere = random.uniform(squat.LOWEST, squat.HIGHEST)
+    return squat.example() + random.random() ** 2 * (anywhere - squat.example())
 
 
 @functools.lru_cache(maxsize=1)
@@ -73,42 +64,30 @@ def search() -> squat.Squats:
     return squat.Squats(korvel.Batch(threads=1), ground, np.arange(0, squat.DURATION + 0.01, 0.04))
 
 
-def evaluate(seed: int, first: int, last: int, at_once: int = 64) -> Tuple[Answer, float]:
+def evaluate(seed: int, first: int, last: int) -> Tuple[Answer, float]:
     """Evaluates the candidates first to last - 1. Returns their results and the seconds that it took."""
     start = time.perf_counter()
-    answer = NOTHING
-    for begin in range(first, last, at_once):
-        which = range(begin, min(begin + at_once, last))
-        stand = search().stands(np.array([knots(seed, candidate) for candidate in which]))
-        each = (len(which), -1)
-        peak = np.abs(stand.forces[:, squat.KNEES]).max(axis=1).reshape(each).max(axis=1)
-        stands = ((stand.residual <= 1e-3) & (stand.zmp_margin >= squat.MARGIN)).reshape(each).all(axis=1)
-        bins = np.bincount(np.minimum((peak[stands] / BIN).astype(int), BINS - 1), minlength=BINS)
-        least = min(((float(peak[i]), which[i]) for i in np.flatnonzero(stands)), default=NOTHING.best)
-        answer += Answer(least, int(stands.sum()), tuple(map(int, bins)), len(stand.residual))
-    return answer, time.perf_counter() - start
+    stand = search().stands([knots(seed, candidate) for candidate in range(first, last)])
+    each = (last - first, -1)
+    peak = np.abs(stand.forces[:, squat.KNEES]).reshape(each).max(axis=1)
+    stands = ((stand.residual <= 1e-3) & (stand.zmp_margin >= squat.MARGIN)).reshape(each).all(axis=1)
+    least = min(((float(peak[i]), first + int(i)) for i in np.flatnonzero(stands)), default=NOTHING.best)
+    return Answer(least, int(stands.sum()), len(stand.residual)), time.perf_counter() - start
 
 
-def cut(candidates: int, task: int) -> Iterator[Tuple[int, int]]:
-    return ((first, min(first + task, candidates)) for first in range(0, candidates, task))
+def cut(candidates: int, task: int) -> List[Tuple[int, int]]:
+    return [(first, min(first + task, candidates)) for first in range(0, candidates, task)]
 
 
 def run(client: distributed.Client, candidates: int, task: int, seed: int,
-        on_progress: Optional[Callable[[int], None]] = None) -> Tuple[Answer, float]:
-    """The answer, and the seconds of all workers together. A few tasks for each worker are under way at a time, so that
-    neither side keeps a list of all."""
-    waiting = collections.deque(cut(candidates, task))
-    answer, busy, done = NOTHING, 0.0, 0
-    ahead = 4 * max(1, len(client.scheduler_info()["workers"]))
-    submit = functools.partial(client.submit, evaluate, seed, pure=False, retries=10)
-    under_way = distributed.as_completed([submit(*waiting.popleft()) for _ in range(min(ahead, len(waiting)))])
-    for future in under_way:
+        on_progress: Callable[[int], None] = lambda done: None) -> Tuple[Answer, float]:
+    """Returns the answer, and the seconds of all workers together."""
+    answer, busy = NOTHING, 0.0
+    futures = client.map(functools.partial(evaluate, seed), *zip(*cut(candidates, task)), pure=False, retries=10)
+    for done, future in enumerate(distributed.as_completed(futures), 1):
         part, seconds = future.result()
-        answer, busy, done = answer + part, busy + seconds, done + 1
-        if waiting:
-            under_way.add(submit(*waiting.popleft()))
-        if on_progress:
-            on_progress(done)
+        answer, busy = answer + part, busy + seconds
+        on_progress(done)
     return answer, busy
 
 

@@ -7,7 +7,7 @@ inertia of a servo behind its gear, without which single precision is too little
 
     python3 examples/tumble.py --picture tumble.png
 
-Needs numpy and, for the picture, matplotlib.
+Needs numpy, scipy and, for the picture, matplotlib.
 """
 
 from __future__ import annotations
@@ -21,6 +21,7 @@ from typing import List, NamedTuple
 import korvel
 import numpy as np
 import numpy.typing as npt
+from scipy.spatial.transform import Rotation
 
 Array = npt.NDArray[np.float64]
 
@@ -32,27 +33,18 @@ LIMP = np.zeros(30, np.float32)  # no torques, and no force on the root
 
 class State(NamedTuple):
     p: Array  # the root's place in the world
-    R: Array  # and its orientation
+    R: Rotation  # and its orientation
     angles: Array  # of the joints
     dq: Array  # all 30 velocities
 
 
-def turn(w: Array) -> Array:
-    """The rotation by a vector, by Rodrigues' formula."""
-    angle = np.linalg.norm(w)
-    x, y, z = w / max(angle, 1e-300)
-    K = np.array([[0, -z, y], [z, 0, -x], [-y, x, 0]])
-    return np.asarray(np.eye(3) + np.sin(angle) * K + (1 - np.cos(angle)) * K @ K)
-
-
 def coordinates(state: State) -> npt.NDArray[np.float32]:
-    R = state.R
-    roll, pitch, yaw = np.arctan2(R[2, 1], R[2, 2]), -np.arcsin(np.clip(R[2, 0], -1, 1)), np.arctan2(R[1, 0], R[0, 0])
-    return np.concatenate([state.p, [roll, pitch, yaw], state.angles]).astype(np.float32)
+    return np.concatenate([state.p, state.R.as_euler("ZYX")[::-1], state.angles]).astype(np.float32)
 
 
 def moved(state: State, dq: Array, ddq: Array, t: float) -> State:
-    return State(state.p + t * state.R @ dq[:3], state.R @ turn(t * dq[3:6]), state.angles + t * dq[6:], state.dq + t * ddq)
+    turn = Rotation.from_rotvec(t * dq[3:6])
+    return State(state.p + t * state.R.apply(dq[:3]), state.R * turn, state.angles + t * dq[6:], state.dq + t * ddq)
 
 
 def step(batch: korvel.Batch, state: State, t: float) -> State:
@@ -86,7 +78,7 @@ def main(arguments: List[str]) -> int:
     batch, start = korvel.Batch(1), time.perf_counter()
     dq = np.random.default_rng(1).uniform(-2, 2, 30)
     dq[:6] = 0, 0, 9, 1, 3, 1  # thrown upwards, with a spin
-    states = [State(np.array([0, 0, 1.0]), np.eye(3), np.full(24, 0.2), dq)]
+    states = [State(np.array([0, 0, 1.0]), Rotation.identity(), np.full(24, 0.2), dq)]
     for _ in range(round(DURATION / STEP)):
         states.append(step(batch, states[-1], STEP))
     seconds = time.perf_counter() - start
@@ -100,17 +92,15 @@ def main(arguments: List[str]) -> int:
     if options.picture:
         from matplotlib.figure import Figure
 
-        t = np.arange(len(states)) * STEP
         figure = Figure(figsize=(11, 3), layout="constrained")
-        axes = figure.subplots(1, 3)
-        axes[0].plot(t, np.column_stack([energy, energy.sum(1)]), label=["kinetic", "potential", "sum"])
-        axes[1].plot(t, momentum, label=["x", "y", "z"])
-        axes[2].plot(t, q[:, 6:])
-        for axis, title in zip(axes, ("energy [J]", "angular momentum [kg m^2/s]", "joint angles [rad]")):
+        for axis, title, values, labels in zip(
+                figure.subplots(1, 3), ("energy [J]", "angular momentum [kg m^2/s]", "joint angles [rad]"),
+                (np.column_stack([energy, energy.sum(1)]), momentum, q[:, 6:]), (("kinetic", "potential", "sum"), "xyz", ())):
+            lines = axis.plot(np.arange(len(states)) * STEP, values)
             axis.set(title=title, xlabel="time [s]")
             axis.grid(alpha=0.3)
-        axes[0].legend()
-        axes[1].legend()
+            if labels:
+                axis.legend(lines, labels)
         figure.savefig(options.picture, dpi=120)
     return 0
 

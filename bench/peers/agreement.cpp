@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
@@ -8,70 +9,56 @@ namespace korvel::bench {
 
 namespace {
 
-double deviation(const Eigen::MatrixXd& value, const Eigen::MatrixXd& truth) {
-  if (value.rows() != truth.rows() || value.cols() != truth.cols()) return std::numeric_limits<double>::infinity();
-  return (value - truth).cwiseAbs().maxCoeff<Eigen::PropagateNaN>();
+Quantities all_of(Peer& peer, std::size_t state) {
+  peer.set_root_and_wrenches(state);
+  peer.compute_kinematics(state);
+  peer.compute_mass(state);
+  peer.compute_dynamics(state);
+  return peer.quantities();
 }
 
-/// One beside the other.
-Eigen::MatrixXd joined(const std::vector<Peer::Pose>& poses) {
-  Eigen::MatrixXd all(3, 4 * static_cast<Eigen::Index>(poses.size()));
-  for (std::size_t b = 0; b < poses.size(); ++b) all.middleCols<4>(4 * static_cast<Eigen::Index>(b)) = poses[b];
-  return all;
-}
-
-Eigen::VectorXd vector(const std::vector<double>& values) {
-  return Eigen::Map<const Eigen::VectorXd>(values.data(), static_cast<Eigen::Index>(values.size()));
-}
-
-/// The largest diagonal entries of the mass matrix: some joint inertias all but vanish in a pose of their own.
-Eigen::VectorXd mass_scale(Peer& reference, std::size_t state_count) {
-  reference.compute_mass(0);
-  Eigen::VectorXd scale = reference.mass().diagonal();
-  for (std::size_t state = 1; state < state_count; ++state) {
-    reference.compute_mass(state);
-    scale = scale.cwiseMax(reference.mass().diagonal()).eval();
-  }
-  return scale.cwiseSqrt();
+double deviation(const Eigen::MatrixXd& value, const Eigen::MatrixXd& truth, const Eigen::MatrixXd& scale) {
+  const bool is_comparable = value.rows() == truth.rows() && value.cols() == truth.cols() && !value.hasNaN();
+  return is_comparable ? (value - truth).cwiseQuotient(scale).cwiseAbs().maxCoeff()
+                       : std::numeric_limits<double>::infinity();
 }
 
 }  // namespace
 
-void compare(Peer& peer, Peer& reference, std::size_t state_count, const Compared& compared) {
-  const Eigen::VectorXd true_masses = vector(reference.masses());
-  const auto per_mass = true_masses.cwiseInverse().asDiagonal();
-  compared("masses", 0, deviation(per_mass * vector(peer.masses()), per_mass * true_masses));
-
-  const Eigen::VectorXd scale_of_mass = mass_scale(reference, state_count);
+std::array<double, quantity_count> compare(Peer& peer, Peer& reference, std::size_t state_count) {
+  std::vector<Quantities> truths;
+  Eigen::VectorXd inertias;
   for (std::size_t state = 0; state < state_count; ++state) {
-    for (Peer* p : {&peer, &reference}) p->set_root_and_wrenches(state);
-
-    for (Peer* p : {&peer, &reference}) p->compute_kinematics(state);
-    compared("poses", state, deviation(joined(peer.poses()), joined(reference.poses())));
-    compared("centre of mass", state, deviation(peer.com(), reference.com()));
-    compared("jacobian", state, deviation(peer.jacobian(), reference.jacobian()));
-
-    for (Peer* p : {&peer, &reference}) p->compute_mass(state);
-    const auto scale = scale_of_mass.cwiseInverse().asDiagonal();
-    compared("mass matrix", state, deviation(scale * peer.mass() * scale, scale * reference.mass() * scale));
-
-    for (Peer* p : {&peer, &reference}) p->compute_dynamics(state);
-    const Eigen::VectorXd true_torques = reference.torques();
-    const double torque_scale = true_torques.cwiseAbs().maxCoeff();
-    compared("torques", state, deviation(peer.torques() / torque_scale, true_torques / torque_scale));
+    truths.push_back(all_of(reference, state));
+    // Some joint inertias all but vanish in a pose of their own.
+    const Eigen::VectorXd diagonal = truths.back()[mass].diagonal();
+    inertias = state == 0 ? diagonal : inertias.cwiseMax(diagonal).eval();
   }
+  std::array<double, quantity_count> largest{};
+  for (std::size_t state = 0; state < state_count; ++state) {
+    const Quantities values = all_of(peer, state);
+    for (std::size_t q = 0; q < quantity_count; ++q) {
+      const Eigen::MatrixXd& truth = truths[state][q];
+      Eigen::MatrixXd scale = Eigen::MatrixXd::Ones(truth.rows(), truth.cols());
+      if (q == masses) scale = truth;
+      if (q == mass) scale = (inertias * inertias.transpose()).cwiseSqrt();
+      if (q == torques) scale *= truth.cwiseAbs().maxCoeff();
+      largest[q] = std::max(largest[q], deviation(values[q], truth, scale));
+    }
+  }
+  return largest;
 }
 
 void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count) {
   constexpr double tolerance = 1e-4;
-  compare(peer, reference, state_count, [&](const char* quantity, std::size_t state, double deviation) {
-    // NaN is no agreement either.
-    if (deviation <= tolerance) return;
+  const std::array<double, quantity_count> deviations = compare(peer, reference, state_count);
+  for (std::size_t q = 0; q < quantity_count; ++q) {
+    if (deviations[q] <= tolerance) continue;
     std::ostringstream text;
-    text << name << " does not agree with the module: " << quantity << ", state " << state << ", off by " << deviation
+    text << name << " does not agree with the module: " << quantity_names[q] << ", off by " << deviations[q]
          << " of its scale";
     throw std::runtime_error(text.str());
-  });
+  }
 }
 
 }  // namespace korvel::bench

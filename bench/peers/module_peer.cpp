@@ -1,42 +1,46 @@
-#include "bench/peers/module_peer.h"
-
 #include "bench/jobs.h"
+#include "bench/peers/peer.h"
+#include "host/robot/frames.h"
 
 namespace korvel::bench {
 
-void ModulePeer::set_root_and_wrenches(std::size_t state) { bench::set_root_and_wrenches(*robot_, states_[state]); }
+namespace {
 
-void ModulePeer::compute_kinematics(std::size_t state) { bench::compute_kinematics(*robot_, states_[state]); }
+class ModulePeer final : public Peer {
+ public:
+  ModulePeer(host::System robot, const LoadedInstants& states) : states_(states), robot_(std::move(robot)) {}
 
-void ModulePeer::compute_mass(std::size_t state) { bench::compute_mass_from_angles(*robot_, states_[state]); }
+  void set_root_and_wrenches(std::size_t state) override { bench::set_root_and_wrenches(*robot_, states_[state]); }
+  void compute_kinematics(std::size_t state) override { bench::compute_kinematics(*robot_, states_[state]); }
+  void compute_mass(std::size_t state) override { bench::compute_mass_from_angles(*robot_, states_[state]); }
+  void compute_dynamics(std::size_t state) override { bench::compute_dynamics(*robot_, states_[state]); }
 
-void ModulePeer::compute_dynamics(std::size_t state) { bench::compute_dynamics(*robot_, states_[state]); }
+  Quantities quantities() const override {
+    const auto bodies = static_cast<Eigen::Index>(robot_->getNbBodies());
+    Eigen::VectorXd body_masses(bodies);
+    Eigen::MatrixXd body_poses(3, 4 * bodies);
+    for (Eigen::Index b = 0; b < bodies; ++b) {
+      body_masses[b] = static_cast<double>(robot_->getMass(static_cast<unsigned long>(b)));
+      body_poses.middleCols<4>(4 * b) = host::isometry(robot_->getPose(static_cast<unsigned long>(b))).affine();
+    }
+    const Eigen::Map<const Eigen::VectorXf> joint_torques(robot_->getJointAnglesTorque().first, bodies - 1);
+    return {body_masses,
+            body_poses,
+            host::vector(robot_->getComPosition()),
+            robot_->getJacobianInRoot().rightCols(bodies - 1).cast<double>(),
+            robot_->getGeneralizedMass().cast<double>(),
+            joint_torques.cast<double>()};
+  }
 
-std::vector<Peer::Pose> ModulePeer::poses() const {
-  std::vector<Pose> poses;
-  for (unsigned long b = 0; b < robot_->getNbBodies(); ++b) poses.push_back(to_matrix(robot_->getPose(b)));
-  return poses;
-}
+ private:
+  const LoadedInstants& states_;
+  host::System robot_;
+};
 
-Eigen::Vector3d ModulePeer::com() const {
-  const QZ::Math::Position3D& com = robot_->getComPosition();
-  return Eigen::Vector3f(com.x, com.y, com.z).cast<double>();
-}
+}  // namespace
 
-Eigen::MatrixXd ModulePeer::jacobian() const {
-  const auto& jacobian = robot_->getJacobianInRoot();
-  return jacobian.rightCols(jacobian.cols() - 6).cast<double>();
-}
-
-std::vector<double> ModulePeer::masses() const {
-  std::vector<double> masses;
-  for (unsigned long b = 0; b < robot_->getNbBodies(); ++b) masses.push_back(static_cast<double>(robot_->getMass(b)));
-  return masses;
-}
-
-Eigen::VectorXd ModulePeer::torques() const {
-  const tesk::FloatRange torques = robot_->getJointAnglesTorque();
-  return Eigen::Map<const Eigen::VectorXf>(torques.first, static_cast<Eigen::Index>(torques.size())).cast<double>();
+std::unique_ptr<Peer> module_peer(const host::Module& module, const LoadedInstants& states) {
+  return std::make_unique<ModulePeer>(module.create(), states);
 }
 
 }  // namespace korvel::bench

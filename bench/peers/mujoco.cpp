@@ -21,21 +21,19 @@ MujocoData make_data(const mjModel& model) {
 }
 
 MujocoState::MujocoState(const host::Instant& instant) {
-  const QZ::Math::Transform& pose = instant.root.pose;
-  R_WR = host::isometry(pose).linear();
+  const Eigen::Isometry3d pose = host::isometry(instant.root.pose);
+  R_WR = pose.linear();
   const Eigen::Quaterniond orientation = Eigen::Quaterniond(R_WR).normalized();
   const Eigen::Matrix<double, 6, 1> rates = host::vector(instant.root.velocity);
   const Eigen::Matrix<double, 6, 1> derivatives = host::vector(instant.root.acceleration);
   const Eigen::Vector3d v = rates.head<3>(), w = rates.tail<3>();
-  const Eigen::Vector3d dv = derivatives.head<3>(), dw = derivatives.tail<3>();
   const Eigen::Index joints = instant.joint_pos.size();
   q.resize(7 + joints);
   dq.resize(6 + joints);
   ddq.resize(6 + joints);
-  q << Eigen::Vector3f(pose.tx, pose.ty, pose.tz).cast<double>(), orientation.w(), orientation.vec(),
-      instant.joint_pos.matrix().cast<double>();
+  q << pose.translation(), orientation.w(), orientation.vec(), instant.joint_pos.matrix().cast<double>();
   dq << R_WR * v, w, instant.joint_vel.matrix().cast<double>();
-  ddq << R_WR * (dv + w.cross(v)), dw, instant.joint_acc.matrix().cast<double>();
+  ddq << R_WR * (derivatives.head<3>() + w.cross(v)), derivatives.tail<3>(), instant.joint_acc.matrix().cast<double>();
 }
 
 void subtract_wrench(const mjModel& model, mjData& data, int body, const Eigen::Vector3d& force,

@@ -12,29 +12,24 @@ namespace korvel::bench {
 
 namespace {
 
-struct Input : MujocoState {
-  explicit Input(const LoadedInstant& state) : MujocoState(state), wrenches(to_vectors(state.wrenches)) {}
-
-  /// Force and moment in the body's frame.
-  std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches;
-};
-
 class MujocoPeer final : public Peer {
  public:
-  MujocoPeer(const LoadedInstants& states, MujocoModel model) : model_(std::move(model)) {
+  MujocoPeer(const LoadedInstants& states, MujocoModel model)
+      : model_(std::move(model)), states_(states), inputs_(states.begin(), states.end()) {
     int id = 0;  // of the world
     for (const auto& body : metapod::models::KorvelRobot::bodies) {
       if (mj_name2id(model_.get(), mjOBJ_BODY, body.name) == ++id) continue;
       throw std::runtime_error(std::string("MuJoCo: out of order: ") + body.name);
     }
-    for (const LoadedInstant& state : states) inputs_.emplace_back(state);
   }
 
   void set_root_and_wrenches(std::size_t state) override {
-    root_ = &inputs_[state];
-    mju_copy(data_->qpos, root_->q.data(), 7);
-    mju_copy(data_->qvel, root_->dq.data(), 6);
-    mju_copy(data_->qacc, root_->ddq.data(), 6);
+    const MujocoState& input = inputs_[state];
+    mju_copy(data_->qpos, input.q.data(), 7);
+    mju_copy(data_->qvel, input.dq.data(), 6);
+    mju_copy(data_->qacc, input.ddq.data(), 6);
+    R_WR_ = input.R_WR;
+    for (std::size_t i = 0; i < feet.size(); ++i) wrenches_[i] = to_vector(states_[state].wrenches[i]);
   }
 
   void compute_kinematics(std::size_t state) override {
@@ -50,22 +45,16 @@ class MujocoPeer final : public Peer {
   }
 
   void compute_dynamics(std::size_t state) override {
-    mju_copy(data_->qvel + 6, inputs_[state].dq.data() + 6, model_->nv - 6);
     mju_copy(data_->qacc + 6, inputs_[state].ddq.data() + 6, model_->nv - 6);
     compute_kinematics(state);
-    mj_comVel(model_.get(), data_.get());
-    mj_rne(model_.get(), data_.get(), 1, forces_.data());
-    for (std::size_t i = 0; i < feet.size(); ++i) subtract(root_->wrenches[i], static_cast<int>(feet[i] + 1));
+    compute_forces(state, 1);
   }
 
   void compute_forward_dynamics(std::size_t state) override {
-    mju_copy(data_->qvel + 6, inputs_[state].dq.data() + 6, model_->nv - 6);
     compute_kinematics(state);
     mj_crb(model_.get(), data_.get());
     mj_factorM(model_.get(), data_.get());
-    mj_comVel(model_.get(), data_.get());
-    mj_rne(model_.get(), data_.get(), 0, forces_.data());
-    for (std::size_t i = 0; i < feet.size(); ++i) subtract(root_->wrenches[i], static_cast<int>(feet[i] + 1));
+    compute_forces(state, 0);
     forces_ = -forces_;
     mj_solveM(model_.get(), data_.get(), accelerations_.data(), forces_.data(), 1);
   }
@@ -78,61 +67,67 @@ class MujocoPeer final : public Peer {
     mjd_transitionFD(model_.get(), data_.get(), step, 0, transition_.data(), nullptr, nullptr, nullptr);
   }
 
-  std::vector<Pose> poses() const override {
-    using RowMajor = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
-    std::vector<Pose> poses(static_cast<std::size_t>(model_->nbody - 1));
-    for (std::size_t b = 0; b < poses.size(); ++b) {
-      // Body 0 is the world.
-      poses[b] << Eigen::Map<const RowMajor>(data_->xmat + 9 * (b + 1)), Eigen::Vector3d(data_->xpos + 3 * (b + 1));
-    }
-    return poses;
-  }
-
   // Body 0 is the world, body 1 the root.
-  Eigen::Vector3d com() const override { return Eigen::Vector3d(data_->subtree_com + 3); }
-
-  Eigen::MatrixXd jacobian() const override {
+  Quantities quantities() const override {
+    Eigen::MatrixXd body_poses(3, 4 * (model_->nbody - 1));
+    for (int b = 1; b < model_->nbody; ++b) {
+      body_poses.middleCols<4>(4 * (b - 1)) << rotation(b), Eigen::Vector3d(data_->xpos + 3 * b);
+    }
+    const Eigen::Vector3d root_com(data_->subtree_com + 3);
     const Eigen::Map<const Eigen::Matrix<double, 6, Eigen::Dynamic>> columns(data_->cdof + 36, 6, model_->nv - 6);
-    return jacobian_in_root(poses()[0], columns, com());
-  }
-
-  std::vector<double> masses() const override { return {model_->body_mass + 1, model_->body_mass + model_->nbody}; }
-
-  Eigen::MatrixXd mass() const override {
     // The module has the root's linear velocity in root axes.
     Eigen::MatrixXd T = Eigen::MatrixXd::Identity(model_->nv, model_->nv);
-    T.topLeftCorner<3, 3>() = root_->R_WR;
-    return T.transpose() * mass_ * T;
+    T.topLeftCorner<3, 3>() = R_WR_;
+    return {Eigen::Map<const Eigen::VectorXd>(model_->body_mass + 1, model_->nbody - 1),
+            body_poses,
+            root_com,
+            jacobian_in_root(body_poses, columns, root_com),
+            T.transpose() * mass_ * T,
+            forces_.tail(model_->nv - 6)};
   }
 
-  Eigen::VectorXd torques() const override { return forces_.tail(model_->nv - 6); }
-
  private:
-  /// Subtracts from the forces what a wrench in a body's frame contributes.
-  void subtract(const Eigen::Matrix<double, 6, 1>& wrench, int body) {
-    const Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>> R_WB(data_->xmat + 9 * body);
-    subtract_wrench(*model_, *data_, body, R_WB * wrench.head<3>(), R_WB * wrench.tail<3>(), forces_);
+  Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>> rotation(int body) const {
+    return Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>>(data_->xmat + 9 * body);
+  }
+
+  /// Computes inverse dynamics, less the wrenches on the feet. Needs the kinematics.
+  void compute_forces(std::size_t state, int with_accelerations) {
+    mju_copy(data_->qvel + 6, inputs_[state].dq.data() + 6, model_->nv - 6);
+    mj_comVel(model_.get(), data_.get());
+    mj_rne(model_.get(), data_.get(), with_accelerations, forces_.data());
+    for (std::size_t i = 0; i < feet.size(); ++i) {
+      const auto& wrench = wrenches_[i];
+      const int body = static_cast<int>(feet[i]) + 1;
+      const Eigen::Matrix3d R_WB = rotation(body);
+      subtract_wrench(*model_, *data_, body, R_WB * wrench.head<3>(), R_WB * wrench.tail<3>(), forces_);
+    }
   }
 
   MujocoModel model_;
   MujocoData data_ = make_data(*model_);
-  std::vector<Input> inputs_;
+  const LoadedInstants& states_;
+  std::vector<MujocoState> inputs_;
   Eigen::VectorXd forces_ = Eigen::VectorXd::Zero(model_->nv);
   Eigen::VectorXd accelerations_ = Eigen::VectorXd::Zero(model_->nv);
   Eigen::MatrixXd transition_ = Eigen::MatrixXd::Zero(2 * model_->nv, 2 * model_->nv);
   Eigen::MatrixXd mass_ = Eigen::MatrixXd::Zero(model_->nv, model_->nv);
-  const Input* root_ = nullptr;  ///< the inputs whose root and wrenches are in force
+  Eigen::Matrix3d R_WR_;
+  /// These are force and moment on each foot, in its frame.
+  std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches_;
 };
 
-const PeerRegistration registration({"MuJoCo",
-                                     mj_versionString(),
-                                     "its stages kinematics and comPos; then crb and fullM; or comVel, rne and applyFT;"
-                                     " derivatives by its function transitionFD",
-                                     true,
-                                     {"mjcf", "urdf"},
-                                     [](const LoadedInstants& states, const auto& file) {
-                                       return std::make_unique<MujocoPeer>(states, load_mujoco(file.string()));
-                                     }});
+const bool is_registered =
+    peers()
+        .try_emplace("MuJoCo", PeerEntry{mj_versionString(),
+                                         "its stages kinematics and comPos; then crb and fullM; or comVel, rne and "
+                                         "applyFT; derivatives by its function transitionFD",
+                                         true,
+                                         {"mjcf", "urdf"},
+                                         [](const LoadedInstants& states, const auto& file) {
+                                           return std::make_unique<MujocoPeer>(states, load_mujoco(file.string()));
+                                         }})
+        .second;
 
 }  // namespace
 

@@ -4,31 +4,21 @@
 
 namespace korvel::bench {
 
-std::vector<PeerEntry>& peers() {
-  static std::vector<PeerEntry> entries;
+std::map<std::string, PeerEntry>& peers() {
+  static std::map<std::string, PeerEntry> entries;
   return entries;
 }
 
 std::filesystem::path exported_robot(const std::string& format) { return KORVEL_EXPORTED "." + format; }
 
-std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches) {
-  const auto vector = [](const std::vector<float>& w) -> Eigen::Matrix<double, 6, 1> {
-    return Eigen::Map<const Eigen::Matrix<float, 6, 1>>(w.data()).cast<double>();
-  };
-  return {vector(wrenches[0]), vector(wrenches[1])};
+Eigen::Matrix<double, 6, 1> to_vector(const std::vector<float>& wrench) {
+  return Eigen::Map<const Eigen::Matrix<float, 6, 1>>(wrench.data()).cast<double>();
 }
 
-Peer::Pose to_matrix(const QZ::Math::Transform& pose) {
-  Eigen::Matrix<float, 3, 4> matrix;
-  matrix << pose.r00, pose.r01, pose.r02, pose.tx,  //
-      pose.r10, pose.r11, pose.r12, pose.ty,        //
-      pose.r20, pose.r21, pose.r22, pose.tz;
-  return matrix.cast<double>();
-}
-
-Eigen::MatrixXd jacobian_in_root(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point) {
-  const Eigen::Matrix3d R_RW = root.leftCols<3>().transpose();
-  const Eigen::Vector3d to_root = root.col(3) - point;
+Eigen::MatrixXd jacobian_in_root(const Eigen::MatrixXd& poses, const Eigen::MatrixXd& columns,
+                                 const Eigen::Vector3d& point) {
+  const Eigen::Matrix3d R_RW = poses.leftCols<3>().transpose();
+  const Eigen::Vector3d to_root = poses.col(3) - point;
   Eigen::MatrixXd jacobian(columns.rows(), columns.cols());
   for (Eigen::Index c = 0; c < columns.cols(); ++c) {
     const Eigen::Vector3d angular = columns.col(c).head<3>();

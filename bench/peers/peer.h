@@ -4,21 +4,37 @@
 #include <array>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "bench/instants.h"
+#include "host/robot/module.h"
 
 namespace korvel::bench {
 
-/// Something that computes for the same robot what the module computes. It holds its own inputs, made from the states
-/// when it is built; a computation is given the number of a state, hands its joints to the library in the fastest way
-/// that the library has, and computes. What the other inputs and the answers cost is not measured.
+/// The numbers of a state that are compared, with the scales of their deviations. Poses are 3 x 4 bodies in the world;
+/// the jacobian is 6 x joints in root axes, angular rows first, with the point at the root's origin; the mass matrix is
+/// in the module's coordinates.
+enum Quantity : std::size_t {
+  masses,    ///< the body's mass
+  poses,     ///< one metre, and one for rotations
+  com,       ///< one metre
+  jacobian,  ///< one
+  mass,      ///< the root of the product of the largest values of the two diagonal entries
+  torques,   ///< the largest torque of the state
+  quantity_count
+};
+inline constexpr const char* quantity_names[] = {"masses",   "poses",       "centre of mass",
+                                                 "jacobian", "mass matrix", "torques"};
+using Quantities = std::array<Eigen::MatrixXd, quantity_count>;
+
+/// Something that computes for the same robot what the module computes. It holds its own inputs of joints, made from
+/// the states when it is built; a computation is given the number of a state, hands its joints to the library in the
+/// fastest way that the library has, and computes. What the other inputs and the answers cost is not measured.
 class Peer {
  public:
-  using Pose = Eigen::Matrix<double, 3, 4>;
-
   virtual ~Peer() = default;
 
   /// The root's pose and rates and the wrenches on the feet, which stay until they are set again.
@@ -37,24 +53,11 @@ class Peer {
   /// Derivatives of the dynamics by all positions and velocities.
   virtual void compute_derivatives(std::size_t) {}
 
-  virtual std::vector<Pose> poses() const = 0;
-  virtual Eigen::Vector3d com() const = 0;
-  /// 6 x joints, in the module's form: root axes, angular rows first, the point at the root's origin.
-  virtual Eigen::MatrixXd jacobian() const = 0;
-  /// Returns the mass of each body [kg].
-  virtual std::vector<double> masses() const = 0;
-  /// Returns the mass matrix in the module's coordinates.
-  virtual Eigen::MatrixXd mass() const = 0;
-  virtual Eigen::VectorXd torques() const = 0;
-
- protected:
-  Peer() = default;
-  Peer(const Peer&) = default;
-  Peer& operator=(const Peer&) = default;
+  /// Returns what kinematics, mass matrix and dynamics have computed.
+  virtual Quantities quantities() const = 0;
 };
 
 struct PeerEntry {
-  std::string name;
   std::string version;
   std::string note;                  ///< how it is used, in one line
   bool has_derivatives;              ///< of the dynamics
@@ -65,35 +68,25 @@ struct PeerEntry {
 /// The robot as a file, exported when this program was built.
 std::filesystem::path exported_robot(const std::string& format);
 
-/// The peers that this program was built with.
-std::vector<PeerEntry>& peers();
+/// Returns the peers that this program was built with, by their names. A static object of each adds itself.
+std::map<std::string, PeerEntry>& peers();
 
-/// A static object of this type adds a peer.
-struct PeerRegistration {
-  explicit PeerRegistration(PeerEntry entry) { peers().push_back(std::move(entry)); }
-};
+/// Returns the module as the others see it. It is the reference for their numbers.
+std::unique_ptr<Peer> module_peer(const host::Module& module, const LoadedInstants& states);
 
-/// Called for each quantity of each state with the peer's deviation from the reference, relative to the natural scale
-/// of the quantity, and infinite if it is not even of the same size:
-///   masses                    the body's mass
-///   poses, centre of mass     one metre, and one for rotations
-///   jacobian                  one
-///   mass matrix               the root of the product of the largest values of the two diagonal entries
-///   torques                   the largest torque of the state
-using Compared = std::function<void(const char* quantity, std::size_t state, double deviation)>;
-void compare(Peer& peer, Peer& reference, std::size_t state_count, const Compared& compared);
+/// Returns the peer's largest deviation from the reference in all states, relative to the scale of each quantity. It is
+/// infinite if a number is NaN or missing.
+std::array<double, quantity_count> compare(Peer& peer, Peer& reference, std::size_t state_count);
 
 /// Throws std::runtime_error unless both agree in every state to a ten-thousandth.
 void require_agreement(const std::string& name, Peer& peer, Peer& reference, std::size_t state_count);
 
-/// The wrenches on the feet in double precision.
-std::array<Eigen::Matrix<double, 6, 1>, 2> to_vectors(const std::array<std::vector<float>, 2>& wrenches);
-
-/// A pose in double precision.
-Peer::Pose to_matrix(const QZ::Math::Transform& pose);
+/// Returns a wrench in double precision.
+Eigen::Matrix<double, 6, 1> to_vector(const std::vector<float>& wrench);
 
 /// Jacobian columns in the module's form from those of a point in the world: `columns` are angular and linear rows in
-/// world axes.
-Eigen::MatrixXd jacobian_in_root(const Peer::Pose& root, const Eigen::MatrixXd& columns, const Eigen::Vector3d& point);
+/// world axes, and the first of `poses` is the root's.
+Eigen::MatrixXd jacobian_in_root(const Eigen::MatrixXd& poses, const Eigen::MatrixXd& columns,
+                                 const Eigen::Vector3d& point);
 
 }  // namespace korvel::bench

@@ -28,13 +28,6 @@ std::vector<std::string> joints_of(const mjModel& model) {
   return joints;
 }
 
-bool stays_up(const Played& played) { return played.drift <= most_drift; }
-
-const char* words(const Played& played) {
-  if (stays_up(played)) return "stays up";
-  return played.lowest < 0.7 ? "falls" : "drifts";
-}
-
 void print_head(const Recording& recording) {
   std::string loads;
   for (const std::string& foot : recording.feet) loads += fmt::format(" load of {}: rms, largest |", foot);
@@ -46,9 +39,11 @@ void print_head(const Recording& recording) {
 
 /// Returns whether all is as the results say.
 bool print_row(const std::string& name, const Recording& recording, const Played& played, const Inverse& inverse) {
+  const bool stays_up = played.drift <= most_drift;
+  const char* words = stays_up ? "stays up" : played.lowest < 0.7 ? "falls" : "drifts";
   std::string row = fmt::format("| {} | {} | {} | {:.1f} |", name, recording.feasible ? "feasible" : "not feasible",
-                                words(played), 1e3 * played.drift);
-  bool as_expected = stays_up(played) == recording.feasible;
+                                words, 1e3 * played.drift);
+  bool as_expected = stays_up == recording.feasible;
   for (const Deviation& load : played.loads) {
     row += fmt::format(" {:.4f}, {:.3f} |", load.rms, load.largest);
     if (recording.feasible) as_expected = as_expected && load.largest <= most_load_deviation;

@@ -27,20 +27,6 @@ MujocoModel with_motors(const mjModel& model) {
   return motorized;
 }
 
-/// Vertical force of all contacts of a body.
-double load_on(const mjModel& model, const mjData& data, int body) {
-  double load = 0;
-  for (int c = 0; c < data.ncon; ++c) {
-    const mjContact& contact = data.contact[c];
-    mjtNum force[6];  // rows of the frame, the first of which points to the second geometry
-    mj_contactForce(&model, &data, c, force);
-    const double up = contact.frame[2] * force[0] + contact.frame[5] * force[1] + contact.frame[8] * force[2];
-    if (model.geom_bodyid[contact.geom2] == body) load += up;
-    if (model.geom_bodyid[contact.geom1] == body) load -= up;
-  }
-  return load;
-}
-
 std::vector<int> bodies_of(const mjModel& model, const Recording& recording) {
   std::vector<int> bodies;
   for (const std::string& foot : recording.feet) bodies.push_back(mj_name2id(&model, mjOBJ_BODY, foot.c_str()));
@@ -66,21 +52,30 @@ Played play(const mjModel& exported, const Recording& recording) {
   int compared = 0;
   for (int k = 0; k * step < stance + end + stance; ++k) {
     const double time = k * step - stance;
-    const Recorded recorded = recording.at(time);
-    const Eigen::VectorXd feedback = gain * (recorded.angles - q.tail(joints)) + damping * recorded.rates;
-    applied.tail(joints) = recorded.torques + feedback;
+    const auto [before, after, share] = recording.around(time);
+    const auto between = [share = share](const auto& from, const auto& to) { return from + share * (to - from); };
+    const MujocoState &from = recording.states[before], &to = recording.states[after];
+    const auto a = static_cast<Eigen::Index>(before), b = static_cast<Eigen::Index>(after);
+    // The robot is at rest before and after the motion.
+    const double rate_damping = a < b ? damping : 0;
+    const Eigen::VectorXd feedback = gain * (between(from.q, to.q).tail(joints) - q.tail(joints)) +
+                                     rate_damping * between(from.dq, to.dq).tail(joints);
+    applied.tail(joints) = between(recording.torques.col(a), recording.torques.col(b)) + feedback;
+    const Eigen::Vector3d recorded_root = between(from.q, to.q).head<3>();
     const Eigen::Vector3d root = q.head<3>();
     const Eigen::VectorXd given = feedback - damping * dq.tail(joints);
-    // Leaves the forces of the instant from which it steps.
+    // This leaves the forces of the instant from which it steps.
     mj_step(model.get(), data.get());
+    mj_rnePostConstraint(model.get(), data.get());
 
-    played.drift = std::max(played.drift, (root - recorded.root).norm());
-    played.lowest = std::min(played.lowest, root.z() / recorded.root.z());
+    played.drift = std::max(played.drift, (root - recorded_root).norm());
+    played.lowest = std::min(played.lowest, root.z() / recorded_root.z());
     if (time < 0 || time > end) continue;
     ++compared;
     played.feedback = std::max(played.feedback, given.cwiseAbs().maxCoeff());
     for (std::size_t f = 0; f < feet.size(); ++f) {
-      const double deviation = (load_on(*model, *data, feet[f]) - recorded.foot_loads[f]) / weight;
+      const auto loads = recording.wrenches[f].row(2);
+      const double deviation = (data->cfrc_ext[6 * feet[f] + 5] - between(loads(a), loads(b))) / weight;
       played.loads[f].largest = std::max(played.loads[f].largest, std::abs(deviation));
       played.loads[f].rms += deviation * deviation;
     }

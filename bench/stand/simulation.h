@@ -9,14 +9,6 @@
 
 namespace korvel::bench {
 
-/// The results of a run on the ground at one instant.
-struct Recorded {
-  Eigen::Vector3d root;            ///< in the world [m]
-  Eigen::VectorXd angles, rates;   ///< of the joints [rad], [rad/s]
-  Eigen::VectorXd torques;         ///< [N m]
-  std::vector<double> foot_loads;  ///< vertical, of each foot [N]
-};
-
 /// A motion and the results of its run on the ground.
 struct Recording {
   std::vector<double> time;         ///< since the first sample [s]
@@ -26,8 +18,13 @@ struct Recording {
   std::vector<Eigen::Matrix<double, 6, Eigen::Dynamic>> wrenches;  ///< on each foot, world axes, about its origin
   bool feasible;                                                   ///< throughout
 
-  /// Linear between samples; before and after them as the first and the last one, at rest.
-  Recorded at(double time) const;
+  /// Holds two samples, and how far a time is between them.
+  struct Place {
+    std::size_t before, after;
+    double share;
+  };
+  /// Before and after all samples, both are the first or the last one.
+  Place around(double time) const;
 };
 
 /// Throws host::Error if a file is not what it should be.

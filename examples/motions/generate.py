@@ -32,10 +32,12 @@ def glide(keys, t):
     return keys[-1][1]
 
 
-def leg(x, y, z, lean):
-    """Angles of a leg whose ankle is at x, y, z from its hip, in a torso that leans forward by `lean`; its foot is flat
-    if not both y and `lean` are other than zero.
+def leg(forward, y, up, lean):
+    """Returns the angles of a leg whose ankle is `forward`, `y` to the left and `up` from its hip, in a torso that leans
+    forward by `lean`. Its foot is flat unless both `y` and `lean` differ from zero.
     """
+    x = forward * math.cos(lean) - up * math.sin(lean)
+    z = forward * math.sin(lean) + up * math.cos(lean)
     hip_roll = math.atan2(y, -z)
     length = math.hypot(y, z)
     knee = math.acos((x**2 + length**2 - THIGH**2 - SHANK**2) / (2 * THIGH * SHANK))
@@ -49,17 +51,12 @@ def leg(x, y, z, lean):
     }
 
 
-def stand(forward=0.0, left=0.0, height=STANDING, lean=0.0, feet=((0.0, 0.0), (0.0, 0.0))):
-    """Stance with flat feet and the arms down. The hips are displaced by `forward` and `left` from above where the
-    ankles stand at first, at `height` over them; the torso leans forward by `lean`. Only one of `left` and `lean` may be
-    other than zero: both together would turn the feet. `feet`, the left and the right one, are displaced from there
-    forward and up.
+def stand(forward=0.0, left=0.0, height=STANDING, lean=0.0, right_foot=(0.0, 0.0)):
+    """Returns a stance with flat feet and the arms down. The hips are displaced by `forward` and `left` from above the
+    first places of the ankles, at `height` over them; the torso leans forward by `lean`. Only one of `left` and `lean` may
+    differ from zero: both together would turn the feet. The right foot is displaced forward and up.
     """
-
-    def leg_to(foot):
-        x, z = foot[0] - forward, foot[1] - height
-        return leg(x * math.cos(lean) - z * math.sin(lean), -left, x * math.sin(lean) + z * math.cos(lean), lean)
-
+    legs = {side: leg(x - forward, -left, z - height, lean) for side, (x, z) in (("L", (0.0, 0.0)), ("R", right_foot))}
     return {
         "x": forward - HIP_HEIGHT_IN_TORSO * math.sin(lean),
         "y": left,
@@ -69,7 +66,7 @@ def stand(forward=0.0, left=0.0, height=STANDING, lean=0.0, feet=((0.0, 0.0), (0
         "yaw": 0.0,
         "LShoulderPitch": ARM_DOWN,
         "RShoulderPitch": ARM_DOWN,
-        **{side + joint: angle for side, foot in zip("LR", feet) for joint, angle in leg_to(foot).items()},
+        **{side + joint: angle for side, angles in legs.items() for joint, angle in angles.items()},
     }
 
 
@@ -111,16 +108,11 @@ def slow_step(t):
     lift = glide([(2.2, 0), (3.1, 1), (3.4, 1), (4.3, 0)], t)
     hips = glide([(2.4, 0), (6.0, 1)], t)
     # A little beyond above the left ankle: the right foot is free before it is lifted.
-    return stand(
-        forward=0.03 * hips,
-        left=0.072 * onto_left,
-        height=0.18,
-        feet=((0.0, 0.0), (0.06 * swing, 0.025 * lift)),
-    )
+    return stand(forward=0.03 * hips, left=0.072 * onto_left, height=0.18, right_foot=(0.06 * swing, 0.025 * lift))
 
 
 def fast_step(t):
-    """The same in a fifth of the time: who moves so falls."""
+    """Makes the slow step in a fifth of the time, in which the robot falls."""
     return slow_step(5 * t)
 
 
@@ -137,11 +129,8 @@ def main():
     parser = argparse.ArgumentParser(description="Write the example motions.")
     parser.add_argument("directory", nargs="?", type=pathlib.Path, default=pathlib.Path(__file__).parent)
     directory = parser.parse_args().directory
-    write(directory / "squat.csv", squat, duration=6)
-    write(directory / "wave.csv", wave, duration=7)
-    write(directory / "weight_shift.csv", weight_shift, duration=8)
-    write(directory / "slow_step.csv", slow_step, duration=7)
-    write(directory / "fast_step.csv", fast_step, duration=2)
+    for motion, duration in ((squat, 6), (wave, 7), (weight_shift, 8), (slow_step, 7), (fast_step, 2)):
+        write(directory / f"{motion.__name__}.csv", motion, duration)
 
 
 if __name__ == "__main__":

@@ -4,7 +4,7 @@ humanoid robot.
 A state has 30 coordinates, named in ``COORDINATES``: the root's position x, y, z [m] and its angles roll, pitch, yaw
 [rad] about x, y and z of the orientation Rz Ry Rx, then 24 joint angles [rad]. Velocities are the root's linear [m/s]
 and angular velocity [rad/s] in its own frame, then those of the joints; accelerations are their time derivatives.
-Arrays of states are ``[n, 30]``, or ``[30]`` for a single one, with any strides; those of float32 are not copied.
+Arrays of states are ``[n, 30]``, or ``[30]`` for a single one, with any strides.
 Results are bit-identical to those of the loadable module except for signs of zeros, on every processor and with any number
 of threads.
 

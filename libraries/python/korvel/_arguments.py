@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import ctypes
 from collections.abc import Mapping, Sequence
-from typing import Any, Dict, Optional, Tuple
+from typing import Any, Dict, List, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
@@ -43,42 +43,44 @@ def lead_of(q: npt.NDArray[Any]) -> Tuple[int, ...]:
     return shape[:-1]
 
 
-def motion_of(q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, strict: bool,
-              name: str = "ddq") -> Tuple[Array, Array, Array]:
-    """Checks the arrays of a motion; ``name`` is what messages call the third array."""
-    q, dq, ddq = as_float32(q, "q", strict), as_float32(dq, "dq", strict), as_float32(ddq, name, strict)
-    lead_of(q)
-    require_shape(dq, "dq", q.shape)
-    require_shape(ddq, name, q.shape)
-    return q, dq, ddq
+class States:
+    """Holds the arrays of an operation, all with the shape of the first, and the C library's arguments that refer to them."""
+
+    def __init__(self, strict: bool, **arrays: npt.ArrayLike) -> None:
+        self.strict = strict
+        self.arrays: List[Array] = [as_float32(values, name, strict) for name, values in arrays.items()]
+        self.shape = self.arrays[0].shape
+        self.lead = lead_of(self.arrays[0])
+        for name, array in zip(arrays, self.arrays):
+            require_shape(array, name, self.shape)
+        self.arguments: List[Any] = [*(self.lead or (1,)), *map(view, self.arrays)]
+
+    def with_wrenches(self, wrenches: Optional[Wrenches]) -> States:
+        """Adds external wrenches."""
+        loads = {} if wrenches is None else by_body(wrenches, "wrenches", "wrench", (6,), self)
+        self.arrays += loads.values()
+        described = (library.Wrench(body, view(values)) for body, values in loads.items())
+        self.arguments += [(library.Wrench * len(loads))(*described), len(loads)]
+        return self
 
 
-def armature_of(armature: Optional[npt.ArrayLike]) -> Optional[Array]:
-    """Returns the rotor inertias of all joints, contiguous; one number is that of each joint."""
+def armature_of(armature: Optional[npt.ArrayLike]) -> Any:
+    """Returns an argument with the rotor inertias of all joints; one number is that of each joint."""
     if armature is None:
         return None
     given = as_float32(armature, "armature")
     if given.shape != ():
         require_shape(given, "armature", (_joints,))
-    return np.ascontiguousarray(np.broadcast_to(given, _joints))
+    return np.ascontiguousarray(np.broadcast_to(given, _joints)).ctypes
 
 
-def wrenches_of(loads: Mapping[int, Array]) -> ctypes.Array[library.Wrench]:
-    return (library.Wrench * len(loads))(*(library.Wrench(body, view(values)) for body, values in loads.items()))
-
-
-def by_body(given: Mapping[str, npt.ArrayLike], name: str, what: str, shape: Tuple[int, ...], lead: Tuple[int, ...],
-            strict: bool) -> Dict[int, Array]:
+def by_body(given: Mapping[str, npt.ArrayLike], name: str, what: str, shape: Tuple[int, ...],
+            states: States) -> Dict[int, Array]:
     """Returns arrays by the numbers of bodies. Each is the same for all states or has a part for each."""
     arrays: Dict[int, Array] = {}
     for body, values in instance(given, Mapping, name).items():
-        array = as_float32(values, f"{what} of {body}", strict)
+        array = as_float32(values, f"{what} of {body}", states.strict)
         if array.shape != shape:
-            require_shape(array, f"{what} of {body}", lead + shape)
+            require_shape(array, f"{what} of {body}", states.lead + shape)
         arrays[body_number(body)] = array
     return arrays
-
-
-def loads_of(wrenches: Optional[Wrenches], lead: Tuple[int, ...], strict: bool) -> Dict[int, Array]:
-    """Returns external wrenches by the numbers of bodies."""
-    return {} if wrenches is None else by_body(wrenches, "wrenches", "wrench", (6,), lead, strict)

@@ -11,8 +11,8 @@ import numpy.typing as npt
 
 from korvel import _batch_library as library
 from korvel import _checks as checks
-from korvel._arguments import Wrenches, armature_of, body_number, body_numbers, lead_of, loads_of, motion_of, wrenches_of
-from korvel._arrays import FLOAT32, Array, View, address_or_none, as_float32, output_of, require_shape, results_of, view
+from korvel._arguments import States, Wrenches, armature_of, body_number, body_numbers
+from korvel._arrays import FLOAT32, Array, as_float32, output_of, require_shape, results_of, view
 from korvel._dynamics import Dynamics
 from korvel._errors import Error
 from korvel._robot import BODIES, COORDINATES, MASS_ENTRIES
@@ -78,11 +78,22 @@ class Batch(Dynamics):
         ``"baseline"``, ``"avx2"`` or ``"avx512"``; ``None``: the value of the environment variable
         KORVEL_INSTRUCTION_SET or, if it is not set, the best of this processor.
 
-    Arrays of float32 are not copied and may have any strides; C-contiguous arrays are fastest. Other numbers are copied, or
-    rejected with ``strict=True``. ``out`` holds existing arrays for the results; they must not overlap the
-    arguments. The interpreter's lock is released while states are computed, and threads may share a batch. In a forked
-    child, a batch computes on the calling thread alone. Batches can be pickled, with their inertias. Unusable arguments
-    raise ``Error``, and no result is written then.
+    The interpreter's lock is released while states are computed, and threads may share a batch. In a forked child, a batch
+    computes on the calling thread alone. Batches can be pickled, with their inertias. Unusable arguments raise ``Error``, and
+    no result is written then. Operations have these arguments in common:
+
+    ``q``, ``dq``, ``ddq``
+        Coordinates, velocities and accelerations, all of shape ``[n, 30]`` or ``[30]``.
+    ``wrenches``
+        External wrenches by the names of bodies: force x, y, z [N], then moment [N m] about the body's origin, both in its
+        frame; ``[6]`` for all states or ``[n, 6]``.
+    ``armature``
+        Rotor inertia of each joint behind its gear, ``[24]`` or one number for all [kg m^2].
+    ``out``
+        Existing arrays for the results, which are returned: the result of another call for as many states. They must not
+        overlap the arguments.
+    ``strict``
+        Arrays of float32 are never copied; C-contiguous ones are fastest. Other numbers are copied, or rejected if this is set.
     """
 
     def __init__(self, threads: Optional[int] = None, instruction_set: Optional[str] = None) -> None:
@@ -128,60 +139,45 @@ class Batch(Dynamics):
         centre, about_centre = _numbers(com, "com", 3), _numbers(inertia, "inertia", 6)
         library.check(library.set_inertia(self._pointer, number, kilograms, centre.ctypes.data, about_centre.ctypes.data))
 
-    def _compute(self, operation: Callable[..., int], q: Array, *arguments: Any) -> None:
-        library.check(operation(self._pointer, q.shape[0] if q.ndim > 1 else 1, view(q), *arguments))
+    def _compute(self, operation: Callable[..., int], states: States, *arguments: Any) -> None:
+        library.check(operation(self._pointer, *states.arguments, *arguments))
 
     def kinematics(self, q: npt.ArrayLike, jacobian: bool = False, out: Optional[Kinematics] = None, *,
                    bodies: Optional[Sequence[str]] = None, strict: bool = False) -> Kinematics:
-        """Computes the poses of bodies and the centre of mass for coordinates ``q [n, 30]`` or ``[30]``.
+        """Computes the poses of bodies and the centre of mass.
 
-        ``jacobian`` adds the jacobian. ``bodies`` names the bodies whose poses are returned, in this order; ``None``: all.
-        ``out`` is the result of another call for as many states and bodies: its arrays are overwritten, including a
-        jacobian if it has one, and it is returned.
+        ``jacobian`` adds the jacobian, as does an ``out`` that has one. ``bodies`` names the bodies whose poses are returned,
+        in this order; ``None``: all.
         """
-        q = as_float32(q, "q", strict)
-        lead = lead_of(q)
+        states = States(strict, q=q)
         chosen = None if bodies is None else body_numbers(bodies)
         poses = (len(BODIES) if chosen is None else len(chosen), 3, 4)
         shapes = [poses, poses, (3,), (3,), _jacobian if jacobian or getattr(out, "jacobian", None) is not None else None]
-        out, views = results_of(Kinematics, out, shapes, lead, [q])
-        self._compute(library.kinematics, q, library.KinematicsResults(views, chosen, len(chosen or ())))
+        out, views = results_of(Kinematics, out, shapes, states.lead, states.arrays)
+        self._compute(library.kinematics, states, library.KinematicsResults(views, chosen, len(chosen or ())))
         return out
 
     def mass(self, q: npt.ArrayLike, packed: bool = False, out: Optional[Array] = None, *,
              armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> Array:
-        """Computes mass matrices ``[n, 30, 30]`` for coordinates ``q [n, 30]`` or ``[30]``.
+        """Computes mass matrices ``[n, 30, 30]`` [kg, kg m, kg m^2], with ``armature`` on the diagonal.
 
         ``packed`` returns ``[n, 240]`` instead: the entries that can differ from zero, each once, in the order of
-        ``MASS_ENTRIES``. Units are kg, kg m and kg m^2, depending on the coordinates. ``armature`` has the rotor inertia
-        of each joint, ``[24]`` or one number for all [kg m^2], which is added to the diagonal.
+        ``MASS_ENTRIES``.
         """
-        q = as_float32(q, "q", strict)
-        lead = lead_of(q)
-        out = output_of(out, lead + ((_entries,) if packed else (_coordinates, _coordinates)), (q,))
+        states = States(strict, q=q)
+        out = output_of(out, states.lead + ((_entries,) if packed else (_coordinates, _coordinates)), states.arrays)
         wanted = view(out, "out", 1 if packed else 2)
-        rotors = armature_of(armature)
-        self._compute(library.mass, q, address_or_none(rotors), wanted if packed else None, None if packed else wanted)
+        self._compute(library.mass, states, armature_of(armature), wanted if packed else None, None if packed else wanted)
         return out
 
     def dynamics(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike,
                  wrenches: Optional[Wrenches] = None, out: Optional[Array] = None, *,
                  armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> Array:
         """Computes generalized forces ``[n, 30]`` of a motion under gravity: the force [N] and the moment [N m] on the root
-        in its frame, then the torques of the joints [N m].
-
-        ``q``, ``dq``, ``ddq``
-            Coordinates, velocities and accelerations, all of shape ``[n, 30]`` or ``[30]``.
-        ``wrenches``
-            External wrenches by the names of bodies: force x, y, z [N], then moment [N m] about the body's origin, both in
-            its frame; ``[6]`` for all states or ``[n, 6]``.
-        ``armature``
-            Rotor inertia of each joint, ``[24]`` or one number for all [kg m^2]: its torque is added.
-        """
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        loads = loads_of(wrenches, q.shape[:-1], strict)
-        out = output_of(out, q.shape, (q, dq, ddq, *loads.values()))
-        self._dynamics(q, dq, ddq, loads, armature, view(out), None)
+        in its frame, then the torques of the joints [N m], including those of ``armature``."""
+        states = States(strict, q=q, dq=dq, ddq=ddq).with_wrenches(wrenches)
+        out = output_of(out, states.shape, states.arrays)
+        self._compute(library.dynamics, states, armature_of(armature), view(out), None)
         return out
 
     def dynamics_sums(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike,
@@ -189,38 +185,27 @@ class Batch(Dynamics):
                       armature: Optional[npt.ArrayLike] = None, strict: bool = False) -> ForceSums:
         """Computes the largest magnitudes and the sums of squares of the forces that ``dynamics`` would return, over all
         states. They need no memory per state."""
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        loads = loads_of(wrenches, q.shape[:-1], strict)
-        both = np.empty(1, _force_sums)
-        self._dynamics(q, dq, ddq, loads, armature, None, both.ctypes.data)
-        return ForceSums(both["largest"][0], both["squares"][0])
-
-    def _dynamics(self, q: Array, dq: Array, ddq: Array, loads: Mapping[int, Array], armature: Optional[npt.ArrayLike],
-                  forces: Optional[View], sums: Optional[int]) -> None:
-        rotors = armature_of(armature)
-        self._compute(library.dynamics, q, view(dq), view(ddq), wrenches_of(loads), len(loads), address_or_none(rotors),
-                      forces, sums)
+        states = States(strict, q=q, dq=dq, ddq=ddq).with_wrenches(wrenches)
+        sums = np.empty((), _force_sums)
+        self._compute(library.dynamics, states, armature_of(armature), None, sums.ctypes)
+        return ForceSums(sums["largest"], sums["squares"])
 
     def stand(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
               contact: Optional[Contact] = None, out: Optional[Stand] = None, *, strict: bool = False) -> Stand:
-        """Distributes the wrench that a motion requires over the soles in contact. ``q``, ``dq`` and ``ddq`` are those of
-        ``dynamics``.
+        """Distributes the wrench that a motion requires over the soles in contact.
 
-        ``contact``
-            The share of each sole in the load, ``[n, soles]`` or ``[soles]`` for all states, or ``[n]`` by the names of
-            bodies, as in ``Motion.contact``: 1 in contact, 0 lifted, between them just after touchdown or before
-            lift-off. If a share is NaN or missing, a sole is in contact while its lowest corner is at most 5 mm above the
-            ground and slower than 0.05 m/s.
-        ``out``
-            The result of another call for as many states and the same soles: its arrays are overwritten.
+        ``contact`` has the share of each sole in the load, ``[n, soles]`` or ``[soles]`` for all states, or ``[n]`` by the
+        names of bodies, as in ``Motion.contact``: 1 in contact, 0 lifted, between them just after touchdown or before
+        lift-off. If a share is NaN or missing, a sole is in contact while its lowest corner is at most 5 mm above the ground
+        and slower than 0.05 m/s.
         """
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        lead, soles = q.shape[:-1], len(checks.instance(ground, Ground, "ground").bodies)
-        shares = shares_of(contact, ground, lead, strict)
+        states, soles = States(strict, q=q, dq=dq, ddq=ddq), len(checks.instance(ground, Ground, "ground").bodies)
+        shares = shares_of(contact, ground, states)
         shapes = ((_coordinates,), (soles, 6), (soles, 2), (2,), (), (), ())
         floats = out if out is None else checks.instance(out, Stand, "out")._replace(verdict=_as_floats(out.verdict))
-        floats, views = results_of(Stand, floats, shapes, lead, [q, dq, ddq] if shares is None else [q, dq, ddq, shares])
-        self._compute(library.stand, q, view(dq), view(ddq), ground.described(shares), views, None)
+        others = states.arrays if shares is None else [*states.arrays, shares]
+        floats, views = results_of(Stand, floats, shapes, states.lead, others)
+        self._compute(library.stand, states, ground.described(shares), views, None)
         verdict = floats.verdict.view(np.int32)
         verdict[...] = np.nan_to_num(floats.verdict, nan=Verdict.NOT_FINITE)
         return floats._replace(verdict=verdict) if out is None else out
@@ -228,10 +213,9 @@ class Batch(Dynamics):
     def stand_sums(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, ground: Ground,
                    contact: Optional[Contact] = None, *, strict: bool = False) -> StandSums:
         """Computes sums over all states of the results that ``stand`` would return. They need no memory per state."""
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        sums = np.empty(1, _stand_sums)
-        shares = shares_of(contact, checks.instance(ground, Ground, "ground"), q.shape[:-1], strict)
-        self._compute(library.stand, q, view(dq), view(ddq), ground.described(shares), None, sums.ctypes.data)
-        all_of = sums[0]
-        return StandSums(all_of["forces"]["largest"], all_of["forces"]["squares"], float(all_of["least_margin"]),
-                         int(all_of["unbearable"]))
+        states = States(strict, q=q, dq=dq, ddq=ddq)
+        shares = shares_of(contact, checks.instance(ground, Ground, "ground"), states)
+        sums = np.empty((), _stand_sums)
+        self._compute(library.stand, states, ground.described(shares), None, sums.ctypes)
+        return StandSums(sums["forces"]["largest"], sums["forces"]["squares"], float(sums["least_margin"]),
+                         int(sums["unbearable"]))

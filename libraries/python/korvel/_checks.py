@@ -44,13 +44,9 @@ def text(value: Any, name: str) -> bytes:
     return _without_null(value, lambda: value.encode() if isinstance(value, str) else None, f"{name}: expected text")
 
 
-def path(value: Any) -> bytes:
-    return _without_null(value, lambda: os.fsencode(value), "path: expected a path")
-
-
 def file(value: Any) -> bytes:
     """Returns the path of a file that exists. A missing one raises ``FileNotFoundError``, as ``open`` does."""
-    encoded = path(value)
+    encoded = _without_null(value, lambda: os.fsencode(value), "path: expected a path")
     if not os.path.exists(encoded):
         raise FileNotFoundError(errno.ENOENT, os.strerror(errno.ENOENT), os.fsdecode(encoded))
     return encoded

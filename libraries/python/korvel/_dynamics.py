@@ -8,8 +8,8 @@ import numpy as np
 import numpy.typing as npt
 
 from korvel import _batch_library as library
-from korvel._arguments import Wrenches, armature_of, body_number, lead_of, loads_of, motion_of, wrenches_of
-from korvel._arrays import Array, View, address_or_none, as_float32, output_of, require_output, require_shape, results_of, view
+from korvel._arguments import States, Wrenches, armature_of, body_number
+from korvel._arrays import Array, View, as_float32, output_of, require_output, require_shape, results_of, view
 from korvel._errors import Error
 from korvel._robot import COORDINATES, POSITION_ENTRIES, VELOCITY_ENTRIES
 
@@ -67,9 +67,14 @@ def by_euler(q: npt.ArrayLike, by_q: npt.ArrayLike) -> npt.NDArray[np.float64]:
     return derivatives
 
 
+def _point(body: str, point: Sequence[float], **results: View) -> library.Point:
+    place = as_float32(point, "point")
+    require_shape(place, "point", (3,))
+    return library.Point(body_number(body), tuple(map(float, place)), **results)
+
+
 class Dynamics:
-    """The operations of this module, for a batch. ``q``, ``dq``, ``ddq`` and ``wrenches`` are those of
-    ``Batch.dynamics``."""
+    """Has the operations of this module, for a batch."""
 
     _compute: Callable[..., None]
 
@@ -79,31 +84,25 @@ class Dynamics:
         """Computes the generalized forces of a motion and their derivatives with respect to positions and
         velocities; those with respect to accelerations are ``mass``. Wrenches stay as they are in the frames of their bodies.
 
-        ``packed`` returns only the entries that can differ from zero. ``out`` is the result of another call of the same
-        form: its arrays are overwritten.
+        ``packed`` returns only the entries that can differ from zero.
         """
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        loads = loads_of(wrenches, q.shape[:-1], strict)
+        states = States(strict, q=q, dq=dq, ddq=ddq).with_wrenches(wrenches)
         square = (_coordinates, _coordinates)
         shapes = [(_coordinates,), (POSITION_ENTRIES.shape[1],) if packed else square,
                   (VELOCITY_ENTRIES.shape[1],) if packed else square]
-        out, (forces, *matrices) = results_of(Derivatives, out, shapes, q.shape[:-1], [q, dq, ddq, *loads.values()])
+        out, (forces, *matrices) = results_of(Derivatives, out, shapes, states.lead, states.arrays)
         none = [View(), View()]
         ordered = [forces, *matrices, *none] if packed else [forces, *none, *matrices]
-        self._compute(library.dynamics_derivatives, q, view(dq), view(ddq), wrenches_of(loads), len(loads),
-                      (View * 5)(*ordered))
+        self._compute(library.dynamics_derivatives, states, (View * 5)(*ordered))
         return out
 
     def dynamics_gradient(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: npt.ArrayLike, weights: npt.ArrayLike,
                           wrenches: Optional[Wrenches] = None, out: Optional[Gradient] = None, *, strict: bool = False) -> Gradient:
         """Computes the generalized forces of a motion and the gradient of the sum of forces times ``weights``, which have
         the shape of ``q``. The weights of a cost are its derivatives with respect to the forces."""
-        q, dq, ddq = motion_of(q, dq, ddq, strict)
-        weights = as_float32(weights, "weights", strict)
-        require_shape(weights, "weights", q.shape)
-        loads = loads_of(wrenches, q.shape[:-1], strict)
-        out, views = results_of(Gradient, out, [(_coordinates,)] * 4, q.shape[:-1], [q, dq, ddq, weights, *loads.values()])
-        self._compute(library.dynamics_gradient, q, view(dq), view(ddq), view(weights), wrenches_of(loads), len(loads), views)
+        states = States(strict, q=q, dq=dq, ddq=ddq, weights=weights).with_wrenches(wrenches)
+        out, views = results_of(Gradient, out, [(_coordinates,)] * 4, states.lead, states.arrays)
+        self._compute(library.dynamics_gradient, states, views)
         return out
 
     def forward_dynamics(self, q: npt.ArrayLike, dq: npt.ArrayLike, forces: npt.ArrayLike,
@@ -112,54 +111,41 @@ class Dynamics:
                          strict: bool = False) -> Array:
         """Computes the accelerations ``[n, 30]`` that generalized forces cause, without contact with the ground.
 
-        ``armature``
-            Rotor inertia of each joint, ``[24]`` or one number for all [kg m^2]. The wrists have 2e-6 kg m^2: without the
-            rotors of their servos, single precision leaves errors of a percent in the median, and of the size of the
-            accelerations in the worst case. With 1e-4 kg m^2 it leaves 1e-4.
-        ``residual``
-            An array ``[n, 30]`` for ``forces`` less those that inverse dynamics gives for the accelerations.
+        The wrists have 2e-6 kg m^2: without the ``armature`` of their servos, single precision leaves errors of a percent in
+        the median, and of the size of the accelerations in the worst case. With 1e-4 kg m^2 it leaves 1e-4. ``residual`` is an
+        array ``[n, 30]`` for ``forces`` less those that inverse dynamics gives for the accelerations.
         """
-        q, dq, forces = motion_of(q, dq, forces, strict, "forces")
-        loads, rotors = loads_of(wrenches, q.shape[:-1], strict), armature_of(armature)
-        taken = [q, dq, forces, *loads.values()]
-        out = output_of(out, q.shape, taken)
+        states = States(strict, q=q, dq=dq, forces=forces).with_wrenches(wrenches)
+        out = output_of(out, states.shape, states.arrays)
         if residual is not None:
-            require_output(residual, "residual", q.shape, [*taken, out])
+            require_output(residual, "residual", states.shape, [*states.arrays, out])
         views = (View * 2)(view(out), View() if residual is None else view(residual))
-        self._compute(library.forward_dynamics, q, view(dq), view(forces), wrenches_of(loads), len(loads),
-                      address_or_none(rotors), views)
+        self._compute(library.forward_dynamics, states, armature_of(armature), views)
         return out
 
     def momentum(self, q: npt.ArrayLike, dq: npt.ArrayLike, ddq: Optional[npt.ArrayLike] = None, *,
                  strict: bool = False) -> Momentum:
         """Computes the momentum of the whole robot, its matrix and its bias; with ``ddq`` its rate too."""
-        q, dq, given = motion_of(q, dq, dq if ddq is None else ddq, strict)
+        states = States(strict, q=q, dq=dq) if ddq is None else States(strict, q=q, dq=dq, ddq=ddq)
         shapes: Sequence[Any] = [(6, _coordinates), (6,), (6,), None if ddq is None else (6,)]
-        out, (matrix, momentum, bias, rate) = results_of(Momentum, None, shapes, q.shape[:-1], [])
-        self._compute(library.momentum, q, view(dq), None if ddq is None else view(given),
-                      (View * 4)(matrix, momentum, rate, bias))
+        out, (matrix, momentum, bias, rate) = results_of(Momentum, None, shapes, states.lead, [])
+        self._compute(library.momentum, states, *([None] if ddq is None else []), (View * 4)(matrix, momentum, rate, bias))
         return out
 
     def body_jacobian(self, q: npt.ArrayLike, body: str, point: Sequence[float] = (0, 0, 0),
                       out: Optional[Array] = None, *, strict: bool = False) -> Array:
         """Computes the jacobian ``[n, 6, 30]`` of a point that is fixed in a body, ``point`` in its frame [m]: velocity of
         the body and of the point per unit of each velocity, in world axes, angular before linear."""
-        q = as_float32(q, "q", strict)
-        out = output_of(out, lead_of(q) + (6, _coordinates), (q,))
-        self._point(q, None, body, point, view(out, "out", 2), View())
+        states = States(strict, q=q)
+        out = output_of(out, states.lead + (6, _coordinates), states.arrays)
+        self._compute(library.body_jacobians, states, None, _point(body, point, jacobian=view(out, "out", 2)), 1)
         return out
 
     def body_bias(self, q: npt.ArrayLike, dq: npt.ArrayLike, body: str, point: Sequence[float] = (0, 0, 0), *,
                   strict: bool = False) -> Array:
         """Computes the acceleration ``[n, 6]`` of a body and of its point for accelerations of zero, in world axes, angular
         before linear: the time derivative of ``body_jacobian`` times ``dq``."""
-        q, dq, _ = motion_of(q, dq, dq, strict)
-        out = output_of(None, q.shape[:-1] + (6,), ())
-        self._point(q, dq, body, point, View(), view(out))
+        states = States(strict, q=q, dq=dq)
+        out = output_of(None, states.lead + (6,), ())
+        self._compute(library.body_jacobians, states, _point(body, point, bias=view(out)), 1)
         return out
-
-    def _point(self, q: Array, dq: Optional[Array], body: str, point: Sequence[float], jacobian: View, bias: View) -> None:
-        place = as_float32(point, "point")
-        require_shape(place, "point", (3,))
-        there = library.Point(body_number(body), tuple(map(float, place)), jacobian, bias)
-        self._compute(library.body_jacobians, q, None if dq is None else view(dq), there, 1)

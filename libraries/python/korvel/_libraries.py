@@ -24,7 +24,16 @@ class Library:
     """A C library. Its functions have the name of the library in front of their own."""
 
     def __init__(self, name: str, out_of_memory: int) -> None:
-        self._prefix, self._library, self._out_of_memory = name + "_", load(name), out_of_memory
+        file, hint = f"lib{name}.so.0", "the environment variable KORVEL_LIBRARY_PATH may name another folder"
+        self._prefix, self._out_of_memory = name + "_", out_of_memory
+        try:
+            self._library = _load(file)
+            version = self.function("version", ctypes.c_char_p)().decode()
+        except (OSError, AttributeError) as error:
+            raise ImportError(f"korvel: expected {file} of version {VERSION} in the package, its prefix or the system: {error}; "
+                              + hint) from error
+        if version != VERSION:
+            raise ImportError(f"korvel: expected {file} of version {VERSION}, found version {version}; {hint}")
         self._error = self.function("error", ctypes.c_char_p)
 
     def function(self, name: str, result: Any, *arguments: Any) -> Callable[..., Any]:
@@ -40,30 +49,15 @@ class Library:
             raise MemoryError(sentence) if status == self._out_of_memory else Error(sentence)
 
 
-def load(name: str) -> ctypes.CDLL:
-    """Loads libNAME from the directory that KORVEL_LIBRARY_PATH names, or else from the package, from the prefix that the
-    package is installed in, or from the system.
-
-    Its functions are called without the interpreter's lock.
-    """
-    file = f"lib{name}.so.0"
+def _load(file: str) -> ctypes.CDLL:
+    """Loads a file from the directory that KORVEL_LIBRARY_PATH names, or else from the package, from the prefix that the
+    package is installed in, or from the system. Its functions are called without the interpreter's lock."""
     named = os.environ.get("KORVEL_LIBRARY_PATH")
     path = os.path.join(named, file) if named else next(
         (str(folder / file) for folder in _folders() if (folder / file).exists()), file)
-    try:
-        # A wheel brings the libraries that its own are linked with. The linker finds them by name once they are loaded.
-        if pathlib.Path(path).parent == _PACKAGE:
-            for other in _PACKAGE.glob("lib*.so.*"):
-                if not other.name.startswith("libkorvel"):
-                    ctypes.CDLL(str(other))
-        library = ctypes.CDLL(path)
-        version_of = library[name + "_version"]
-    except (OSError, AttributeError) as error:
-        raise ImportError(f"korvel: expected {file} of version {VERSION} in the package, its prefix or the system: {error}; "
-                          "the environment variable KORVEL_LIBRARY_PATH may name another folder") from error
-    version_of.restype = ctypes.c_char_p
-    version = version_of().decode()
-    if version != VERSION:
-        raise ImportError(f"korvel: expected {file} of version {VERSION}, found version {version}; the environment "
-                          "variable KORVEL_LIBRARY_PATH may name another folder")
-    return library
+    # A wheel brings the libraries that its own are linked with. The linker finds them by name once they are loaded.
+    if pathlib.Path(path).parent == _PACKAGE:
+        for other in _PACKAGE.glob("lib*.so.*"):
+            if not other.name.startswith("libkorvel"):
+                ctypes.CDLL(str(other))
+    return ctypes.CDLL(path)

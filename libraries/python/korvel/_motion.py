@@ -5,7 +5,7 @@ from __future__ import annotations
 import ctypes
 import os
 from dataclasses import dataclass, field
-from typing import TYPE_CHECKING, Dict, Optional, Union
+from typing import TYPE_CHECKING, Any, Callable, Dict, Optional, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -58,9 +58,7 @@ class Motion:
         were measured or rounded: half of the power is left at this frequency. An unusable file raises ``Error`` with the
         line, and a missing one ``FileNotFoundError``.
         """
-        motion = ctypes.c_void_p()
-        library().check(library().read(motion, checks.file(path), _frequency(cutoff)))
-        return cls._taken(motion)
+        return cls._made(library().read, checks.file(path), _frequency(cutoff))
 
     @classmethod
     def of(cls, time: npt.ArrayLike, q: npt.ArrayLike, cutoff: Optional[float] = None) -> Motion:
@@ -74,14 +72,13 @@ class Motion:
         if times.ndim != 1 or rows.shape != (len(times), len(COORDINATES)):
             raise Error(f"q: expected a time [n] and coordinates [n, {len(COORDINATES)}] for each sample, found "
                         f"{list(times.shape)} and {list(rows.shape)}")
-        motion = ctypes.c_void_p()
-        library().check(library().of(motion, len(times), times.ctypes.data, rows.ctypes.data, _frequency(cutoff)))
-        return cls._taken(motion)
+        return cls._made(library().of, len(times), times.ctypes, rows.ctypes, _frequency(cutoff))
 
     @classmethod
-    def _taken(cls, motion: ctypes.c_void_p) -> Motion:
-        """Copies the samples of an object of the C library and ends the object."""
-        functions = library()
+    def _made(cls, make: Callable[..., int], *arguments: Any) -> Motion:
+        """Makes an object of the C library, copies its samples and ends it."""
+        functions, motion = library(), ctypes.c_void_p()
+        functions.check(make(motion, *arguments))
         try:
             n = functions.count(motion)
             time = np.empty(n)

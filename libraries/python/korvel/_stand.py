@@ -13,7 +13,7 @@ import numpy.typing as npt
 
 from korvel import _batch_library as batch_library
 from korvel import _checks as checks
-from korvel._arguments import body_number, by_body
+from korvel._arguments import States, body_number, by_body
 from korvel._arrays import FLOAT32, Array, View, as_float32, require_shape, view
 from korvel._errors import Error
 from korvel._motion_library import library
@@ -84,10 +84,8 @@ class Ground:
             corners = np.empty(found.value, _CORNER)
             functions.check(functions.read_soles(checks.file(path), corners.ctypes.data, len(corners), found))
         corners = corners[:found.value]
-        soles: Dict[str, Sole] = {}
-        for body in dict.fromkeys(corners["body"].tolist()):
-            of_body = corners[corners["body"] == body]
-            soles[BODIES[body]] = Sole(of_body["place"].tolist(), float(of_body["friction"][0]))
+        parts = {body: corners[corners["body"] == body] for body in dict.fromkeys(corners["body"].tolist())}
+        soles = {BODIES[body]: Sole(part["place"].tolist(), float(part["friction"][0])) for body, part in parts.items()}
         return cls(soles, height)
 
     @property
@@ -112,18 +110,18 @@ class Ground:
         return f"<korvel.Ground: {self.height} m, {', '.join(self._soles)}>"
 
 
-def shares_of(contact: Any, ground: Ground, lead: Tuple[int, ...], strict: bool) -> Optional[Array]:
+def shares_of(contact: Any, ground: Ground, states: States) -> Optional[Array]:
     """Returns the shares of the soles in the load, ``[n, soles]`` or ``[soles]``; NaN for soles that a mapping does not
     name."""
     if contact is None:
         return None
     if not isinstance(contact, Mapping):
-        shares = as_float32(contact, "contact", strict)
+        shares = as_float32(contact, "contact", states.strict)
         if shares.shape != (len(ground.bodies),):
-            require_shape(shares, "contact", (*lead, len(ground.bodies)))
+            require_shape(shares, "contact", (*states.lead, len(ground.bodies)))
         return shares
-    shares = np.full((*lead, len(ground.bodies)), np.nan, FLOAT32)
-    for number, share in by_body(contact, "contact", "contact", (), lead, strict).items():
+    shares = np.full((*states.lead, len(ground.bodies)), np.nan, FLOAT32)
+    for number, share in by_body(contact, "contact", "contact", (), states).items():
         if BODIES[number] not in ground.bodies:
             raise Error(f"contact: expected names of bodies with a sole, found {BODIES[number]}")
         shares[..., ground.bodies.index(BODIES[number])] = share
@@ -152,12 +150,10 @@ class Stand(NamedTuple):
 
 
 class StandSums(NamedTuple):
-    """Sums over many states on the ground."""
+    """Sums over many states on the ground. The first two are those of ``ForceSums``."""
 
     largest: Array
-    """``[30]``: the largest magnitude of each generalized force [N, N m]; NaN if any is NaN."""
     squares: npt.NDArray[np.float64]
-    """``[30]``: the sum of squares. Its last bit depends on the number of states alone."""
     least_margin: float
     """The least margin of the zero moment point [m]; NaN if any is NaN."""
     unbearable: int

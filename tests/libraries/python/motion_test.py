@@ -1,6 +1,6 @@
 """Motions are to the bit those that the host runs."""
 
-import csv
+import importlib.util
 import os
 import pathlib
 import pickle
@@ -8,32 +8,18 @@ import subprocess
 import tempfile
 import unittest
 
-from support import HOST, ROOT, np
+from support import HOST, MOTIONS, columns_of, np, results_of
 
 import korvel
 
-try:
-    import pandas
-except ImportError:
-    pandas = None
-
-MOTIONS = pathlib.Path(ROOT) / "examples" / "motions"
-
 
 class Motions(unittest.TestCase):
+    batch = korvel.Batch()
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-
-    def results(self, path, *options):
-        """Columns of what the host writes, as float32, and the times."""
-        out = self.folder / "results.csv"
-        subprocess.run([HOST, "run", path, "-o", out, "--air", *options], check=True, capture_output=True)
-        with open(out, newline="") as file:
-            header, *rows = csv.reader(file)
-        table = np.array(rows, float)
-        return {name: column.astype(np.float32) for name, column in zip(header, table.T)}, table[:, 0]
 
     def written(self, text):
         path = self.folder / "motion.csv"
@@ -41,23 +27,18 @@ class Motions(unittest.TestCase):
         return path
 
     def assertRunsAlike(self, path, cutoff=None):
-        results, time = self.results(path, *([] if cutoff is None else ["--cutoff", str(cutoff)]))
+        exact = results_of(path, "--air", *([] if cutoff is None else ["--cutoff", str(cutoff)]))
+        results = {name: column.astype(np.float32) for name, column in exact.items()}
         motion = korvel.Motion.read(path, cutoff)
-        np.testing.assert_array_equal(motion.time, time)
-        for instruction_set in ("baseline", "avx2", "avx512"):
-            try:
-                batch = korvel.Batch(instruction_set=instruction_set)
-            except korvel.Error:
-                continue  # Not on this processor.
-            forces = batch.dynamics(motion.q, motion.dq, motion.ddq)
-            k = batch.kinematics(motion.q)
-            for j, joint in enumerate(korvel.JOINTS):
-                np.testing.assert_array_equal(forces[:, 6 + j], results[joint + "_torque"], joint)
-            for i, axis in enumerate("xyz"):
-                np.testing.assert_array_equal(k.com[:, i], results["com_" + axis])
-                np.testing.assert_array_equal(k.com_root[:, i], results["com_root_" + axis])
-                for b, body in enumerate(korvel.BODIES):
-                    np.testing.assert_array_equal(k.poses_world[:, b, i, 3], results[f"{body}_{axis}"], body)
+        np.testing.assert_array_equal(motion.time, exact["time"])
+        forces, k = self.batch.dynamics(motion.q, motion.dq, motion.ddq), self.batch.kinematics(motion.q)
+        for j, joint in enumerate(korvel.JOINTS):
+            np.testing.assert_array_equal(forces[:, 6 + j], results[joint + "_torque"], joint)
+        for i, axis in enumerate("xyz"):
+            np.testing.assert_array_equal(k.com[:, i], results["com_" + axis])
+            np.testing.assert_array_equal(k.com_root[:, i], results["com_root_" + axis])
+            for b, body in enumerate(korvel.BODIES):
+                np.testing.assert_array_equal(k.poses_world[:, b, i, 3], results[f"{body}_{axis}"], body)
         return motion
 
     def test_those_of_the_robot(self):
@@ -68,15 +49,14 @@ class Motions(unittest.TestCase):
 
     def test_a_tumbling_root_uneven_times_and_contacts(self):
         rng = np.random.default_rng(6)
-        lines = ["time,LKneePitch,qw,qx,qy,qz,z,HeadYaw,LAnkleRoll_contact"]
-        time, quaternion = 1.7e9, np.array([1.0, 0, 0, 0])
-        for _ in range(300):
-            time += rng.uniform(0.005, 0.02)
-            quaternion += rng.uniform(-0.2, 0.2, 4)
-            quaternion /= np.linalg.norm(quaternion)
-            values = [*quaternion, *rng.uniform(-1, 1, 2)]
-            lines.append(f"{time:.6f},{rng.uniform(0, 1):.5f}," + ",".join(f"{v:.7f}" for v in values) + ",1")
-        motion = self.assertRunsAlike(self.written("\n".join(lines) + "\n"))
+        quaternions = [1, 0, 0, 0] + np.cumsum(rng.uniform(-0.2, 0.2, (300, 4)), 0)
+        quaternions /= np.linalg.norm(quaternions, axis=1, keepdims=True)
+        time = 1.7e9 + np.cumsum(rng.uniform(0.005, 0.02, 300))
+        table = np.column_stack([quaternions, rng.uniform(-1, 1, (300, 3)), np.ones(300), time])
+        path = self.written("qw,qx,qy,qz,z,HeadYaw,LKneePitch,LAnkleRoll_contact,time\n")
+        with open(path, "a", encoding="ascii") as file:
+            np.savetxt(file, table, [*["%.7f"] * 6, "%.5f", "%d", "%.6f"], ",")
+        motion = self.assertRunsAlike(path)
         self.assertEqual(motion.q.dtype, np.float32)
         self.assertEqual(motion.ddq.shape, (300, 30))
         self.assertEqual({body: share.tolist() for body, share in motion.contact.items()}, {"LAnkleRoll": [1] * 300})
@@ -89,9 +69,6 @@ class Motions(unittest.TestCase):
                 korvel.Motion.read(path)
             self.assertIn(str(caught.exception), run.stderr)
             self.assertIn(str(path), str(caught.exception))
-        for cutoff in (0, -1, float("nan"), float("inf"), 1e-300):
-            with self.assertRaisesRegex(korvel.Error, "cutoff"):
-                korvel.Motion.read(MOTIONS / "wave.csv", cutoff)
 
     def test_a_missing_file_is_the_same_error_for_all(self):
         for read in (korvel.Motion.read, korvel.Ground.read, korvel.Recording):
@@ -105,10 +82,8 @@ class Motions(unittest.TestCase):
 
     def test_motions_of_arrays_are_those_of_files(self):
         for name in ("squat", "slow_step"):
-            with open(MOTIONS / f"{name}.csv", newline="") as file:
-                header, *rows = csv.reader(file)
-            table = dict(zip(header, np.array(rows, float).T))
-            q = np.stack([table.get(coordinate, np.zeros(len(rows))) for coordinate in korvel.COORDINATES], 1)
+            table = columns_of(MOTIONS / f"{name}.csv")
+            q = np.stack([table.get(coordinate, 0 * table["time"]) for coordinate in korvel.COORDINATES], 1)
             q[len(q) // 2:, 5] += 2 * np.pi
             for cutoff in (None, 4.5):
                 made, read = korvel.Motion.of(table["time"], q, cutoff), korvel.Motion.read(MOTIONS / f"{name}.csv", cutoff)
@@ -116,67 +91,47 @@ class Motions(unittest.TestCase):
                 for found, expected in ((made.q, read.q), (made.dq, read.dq), (made.ddq, read.ddq)):
                     np.testing.assert_allclose(found, expected, atol=1e-6 * np.abs(expected).max())
 
-    def test_unusable_arrays_are_refused(self):
-        time, q = np.arange(5.0), np.zeros((5, 30))
-        far, back, nan = q.copy(), time.copy(), q.copy()
-        far[2, 9], back[3], nan[4, 0] = 1e39, 2, np.nan
-        for arguments, sentence in (((time, far), "sample:2"), ((back, q), "sample:3: expected a time above 2"),
-                                    ((time, nan), "sample:4"), ((time[:4], q), "expected a time"), ((time, q[:, 1:]), "q: "),
-                                    (([], np.zeros((0, 30))), "n is below 1"), (("a", q), "numbers"),
-                                    ((time, q, 0), "cutoff")):
-            with self.subTest(sentence), self.assertRaisesRegex(korvel.Error, sentence):
-                korvel.Motion.of(*arguments)
-        self.assertFalse(korvel.Motion.of([0], q[0:1]).ddq.any())
-
     def test_the_robot_is_placed_by_a_body(self):
         rng = np.random.default_rng(8)
         q = rng.uniform(-1, 1, (50, 30))
         foot = korvel.BODIES.index("LAnkleRoll")
-        batch = korvel.Batch()
-        before = batch.kinematics(q)
-        poses = batch.kinematics(rng.uniform(-1, 1, (50, 30))).poses_world[:, foot]
+        before = self.batch.kinematics(q)
+        poses = self.batch.kinematics(rng.uniform(-1, 1, (50, 30))).poses_world[:, foot]
         for pose, expected in ((None, before.poses_world[0, foot]), (poses, poses), (poses[5], poses[5])):
             placed = korvel.place_on("LAnkleRoll", q, pose)
-            after = batch.kinematics(placed)
+            after = self.batch.kinematics(placed)
             np.testing.assert_allclose(after.poses_world[:, foot], np.broadcast_to(expected, (50, 3, 4)), atol=2e-6)
             np.testing.assert_array_equal(placed[:, 6:], q[:, 6:])
         np.testing.assert_allclose(korvel.place_on("Torso", q[0], np.eye(3, 4))[:6], 0, atol=1e-7)
-        for wrong, sentence in ((np.zeros((3, 4)), "rotation"), (-np.eye(3, 4), "rotation"), (np.eye(4), "shape"),
-                                (np.eye(3, 4) + [0, 0, 0, np.nan], "finite")):
-            with self.assertRaisesRegex(korvel.Error, sentence):
-                korvel.place_on("Torso", q, wrong)
 
     def test_a_body_that_is_placed_does_not_accelerate(self):
         time = np.linspace(0, 2, 2001)
         q = np.zeros((2001, 30))
         for number, coordinate in enumerate(korvel.COORDINATES[6:], 6):
             q[:, number] = 0.3 * np.sin(np.pi * time + number)
-        motion, batch = korvel.Motion.of(time, korvel.place_on("RAnkleRoll", q)), korvel.Batch()
-        J = batch.body_jacobian(motion.q, "RAnkleRoll")
-        bias = batch.body_bias(motion.q, motion.dq, "RAnkleRoll")
+        motion = korvel.Motion.of(time, korvel.place_on("RAnkleRoll", q))
+        J = self.batch.body_jacobian(motion.q, "RAnkleRoll")
+        bias = self.batch.body_bias(motion.q, motion.dq, "RAnkleRoll")
         inner = slice(50, -50)
         self.assertLess(np.abs(np.einsum("nij,nj->ni", J, motion.dq))[inner].max(), 1e-5)
         self.assertLess(np.abs(np.einsum("nij,nj->ni", J, motion.ddq) + bias)[inner].max(), 2e-3)
 
     def test_copies_are_the_same(self):
         motion = korvel.Motion.read(str(MOTIONS / "wave.csv"))
-        copy = pickle.loads(pickle.dumps(motion))
-        np.testing.assert_array_equal(copy.ddq, motion.ddq)
+        np.testing.assert_array_equal(pickle.loads(pickle.dumps(motion)).ddq, motion.ddq)
 
-    @unittest.skipUnless(pandas, "pandas is not installed")
+    @unittest.skipUnless(importlib.util.find_spec("pandas"), "pandas is not installed")
     def test_to_pandas_and_back(self):
         motion = korvel.Motion.read(MOTIONS / "wave.csv")
         motion.contact["LAnkleRoll"] = np.linspace(0, 1, len(motion.time), dtype=np.float32)
         frame = motion.to_pandas()
         np.testing.assert_array_equal(frame["ddq"]["RShoulderRoll"], motion.ddq[:, korvel.COORDINATES.index("RShoulderRoll")])
         back = korvel.Motion.from_pandas(frame[frame.columns[::-1]])
-        for name in ("time", "q", "dq", "ddq"):
-            array = getattr(back, name)
-            np.testing.assert_array_equal(array, getattr(motion, name))
-            self.assertEqual(array.dtype, getattr(motion, name).dtype)
-            self.assertFalse(np.shares_memory(array, getattr(motion, name)))
-        np.testing.assert_array_equal(back.contact["LAnkleRoll"], motion.contact["LAnkleRoll"])
-        korvel.Batch().dynamics(back.q, back.dq, back.ddq)
+        for found, expected in ((back.time, motion.time), (back.q, motion.q), (back.dq, motion.dq), (back.ddq, motion.ddq),
+                                (back.contact["LAnkleRoll"], motion.contact["LAnkleRoll"])):
+            np.testing.assert_array_equal(found, expected)
+            self.assertEqual(found.dtype, expected.dtype)
+            self.assertFalse(np.shares_memory(found, expected))
         with self.assertRaisesRegex(korvel.Error, "expected a column for each coordinate in 'dq'"):
             korvel.Motion.from_pandas(frame.drop(columns=[("dq", "yaw")]))
         path = self.folder / "written.csv"

@@ -11,7 +11,7 @@ import time
 import unittest
 import unittest.mock
 
-from support import HOST, ROOT, np
+from support import HOST, MOTIONS, ROOT, np
 
 import korvel
 from korvel import _recording
@@ -23,27 +23,27 @@ if not RECORDER.exists():
     sys.exit(77)
 
 
+def recording_to(folder):
+    return {**os.environ, "KORVEL_RECORD_TO": str(folder), "KORVEL_RECORD_MODULE": str(LIBRARIES / "libkorvel.so")}
+
+
 class Recordings(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name)
-        with open(os.path.join(ROOT, "examples", "motions", "squat.csv"), encoding="ascii") as file:
-            lines = [next(file) for _ in range(40)]
         cls.path = cls.folder / "short.csv"
-        cls.path.write_text("".join(lines), encoding="ascii")
-        environment = dict(os.environ, KORVEL_RECORD_TO=folder.name, KORVEL_RECORD_MODULE=str(LIBRARIES / "libkorvel.so"))
+        cls.path.write_text("".join((MOTIONS / "squat.csv").read_text().splitlines(keepends=True)[:40]))
         subprocess.run([HOST, "run", cls.path, "--air", "-o", cls.folder / "results.csv", "--module", RECORDER], check=True,
-                       env=environment, capture_output=True)
+                       env=recording_to(cls.folder), capture_output=True)
         cls.file, = cls.folder.glob("*.rec")
         cls.recording = korvel.Recording(cls.file)
         cls.motion = korvel.Motion.read(cls.path)
 
     def test_it_says_what_was_recorded(self):
         recording = self.recording
-        self.assertTrue(recording.ended)
-        self.assertEqual((recording.lost, recording.overlapped), (0, 0))
+        self.assertEqual((recording.ended, recording.header_damaged, recording.lost, recording.overlapped), (True, False, 0, 0))
         self.assertEqual((recording.bodies, recording.joints), (korvel.BODIES, korvel.JOINTS))
         self.assertEqual(recording.module["path"], str(LIBRARIES / "libkorvel.so"))
         self.assertGreater(recording.began, 1.7e9)
@@ -55,8 +55,7 @@ class Recordings(unittest.TestCase):
         set_to = self.recording.of("setJointAnglesPos")
         np.testing.assert_array_equal(set_to.arguments[0], self.motion.q[:, 6:])
         self.assertIsNone(set_to.results)
-        rates = self.recording.of("setRootVelocity").arguments[0]
-        np.testing.assert_array_equal(rates, self.motion.dq[:, :6])
+        np.testing.assert_array_equal(self.recording.of("setRootVelocity").arguments[0], self.motion.dq[:, :6])
         # One computation after each.
         computed = self.recording.of("computeInverseDynamics").which
         self.assertEqual(len(computed), len(set_to.which))
@@ -77,52 +76,47 @@ class Recordings(unittest.TestCase):
         np.testing.assert_array_equal(poses.results[poses.in_full], expected.reshape(-1, 12))
         self.assertTrue(np.isnan(poses.results[~poses.in_full]).all())
 
+    def damaged(self, *edits, size=None, whole=None):
+        """Writes the recording, or its first bytes, with other bytes at some places. Returns the path."""
+        data = bytearray((whole or self.file.read_bytes())[:size])
+        for at, replacement in edits:
+            data[at:at + len(replacement)] = replacement
+        path = self.folder / "damaged.bin"
+        path.write_bytes(data)
+        return path
+
     def test_a_file_that_was_cut_has_what_is_before(self):
-        whole = self.file.read_bytes()
-        path = self.folder / "cut.bin"
-        for size in (len(whole) - 1, len(whole) // 2, 2 * 65536):
-            cut = bytearray(whole[:size])
-            cut[96:104] = cut[128:136] = bytes(8)  # It was not ended.
-            path.write_bytes(cut)
-            recording = korvel.Recording(path)
+        offsets, whole = self.recording.calls["offset"], len(self.file.read_bytes())
+        for size in (whole - 1, whole // 2, 2 * 65536):
+            recording = korvel.Recording(self.damaged((96, bytes(8)), (128, bytes(8)), size=size))  # It was not ended.
             self.assertFalse(recording.ended)
-            offsets = self.recording.calls["offset"]
             np.testing.assert_array_equal(recording.calls["offset"], offsets[offsets // 65536 < size // 65536])
 
     def test_what_is_none_or_damaged_is_an_error_with_its_place(self):
-        whole = self.file.read_bytes()
-        path = self.folder / "damaged.bin"
         rng = np.random.default_rng(3)
-        for size, start, end, word in ((0, 0, 0, "byte 0"), (100, 0, 0, "byte 0"), (len(whole), 0, 8, "byte 0"),
-                                       (len(whole), 8, 12, "byte 8"), (len(whole), 110, 130, "byte"),
-                                       (len(whole), 65536, 65540, "byte 65536"), (len(whole), 65608, 65612, "byte 65")):
-            damaged = bytearray(whole[:size])
-            damaged[start:end] = rng.bytes(end - start)
-            path.write_bytes(damaged)
+        for size, at, replacement, word in (
+                (0, 0, b"", "byte 0"), (100, 0, b"", "byte 0"), (None, 0, rng.bytes(8), "byte 0"), (None, 8, rng.bytes(4), "byte 8"),
+                (None, 110, rng.bytes(20), "byte"), (None, 65536, rng.bytes(4), "byte 65536"), (None, 65608, rng.bytes(4), "byte 65"),
+                (None, 65536, bytes(65536), "block"), (None, 65536, bytes(16), "block"),
+                (None, 65544, bytes(8), "blocks of records up to number")):  # The block has no number and is not in use.
             with self.assertRaisesRegex(korvel.Error, word):
-                korvel.Recording(path)
+                korvel.Recording(self.damaged((at, replacement), size=size))
         # Whatever it holds: an error of ours, or what can be read.
+        whole = self.file.read_bytes()
         for _ in range(200):
-            damaged = bytearray(whole)
-            at = int(rng.integers(len(whole)))
-            damaged[at:at + 9] = rng.bytes(9)
-            path.write_bytes(damaged[:len(whole)])
             try:
-                recording = korvel.Recording(path)
+                recording = korvel.Recording(self.damaged((int(rng.integers(len(whole) - 9)), rng.bytes(9)), whole=whole))
                 for operation in recording.operations[::10]:
                     recording.of(operation)
             except korvel.Error:
                 pass
         # The description is JSON of another shape, and no checksum is looked at.
+        size = struct.unpack_from("<I", whole, 24)[0]
         with unittest.mock.patch.object(_recording, "_hash", lambda: None):
             for text in ("[]", "5", "[" * 3000, '{"bodies": [], "joints": [], "operations": [5]}',
                          '{"bodies": [], "joints": [], "operations": [{"name": "a", "arguments": [["f4", 1%s]]}]}' % ("0" * 40)):
-                damaged = bytearray(whole)
-                size = struct.unpack_from("<I", damaged, 24)[0]
-                damaged[136:136 + size] = text.encode().ljust(size)
-                path.write_bytes(damaged)
                 with self.assertRaisesRegex(korvel.Error, "byte 136: expected JSON"):
-                    korvel.Recording(path)
+                    korvel.Recording(self.damaged((136, text.encode().ljust(size))))
         with self.assertRaisesRegex(korvel.Error, "name of an operation"):
             self.recording.of("fly")
         fifo = self.folder / "fifo"
@@ -131,38 +125,25 @@ class Recordings(unittest.TestCase):
             with self.assertRaisesRegex(korvel.Error, f"^{other}: expected a recording, found no regular file"):
                 korvel.Recording(other)
 
-    def test_a_block_of_zeros_is_missed(self):
-        whole = bytearray(self.file.read_bytes())
-        path = self.folder / "zeros.bin"
-        for size in (65536, 16):
-            path.write_bytes(whole[:65536] + bytes(size) + whole[65536 + size:])
-            with self.assertRaisesRegex(korvel.Error, "block"):
-                korvel.Recording(path)
-        # The number alone: the block is not in use.
-        path.write_bytes(whole[:65544] + bytes(8) + whole[65552:])
-        with self.assertRaisesRegex(korvel.Error, "blocks of records up to number"):
-            korvel.Recording(path)
+    def test_a_closed_file_with_a_damaged_header_is_read_as_one_that_was_not_closed(self):
+        recording = korvel.Recording(self.damaged((80, b"\1")))
+        self.assertEqual((recording.header_damaged, recording.ended), (recording.checked, not recording.checked))
+        self.assertEqual(len(recording.calls), len(self.recording.calls))
 
     def test_a_file_may_be_cut_once_it_was_read(self):
-        path = self.folder / "read.bin"
-        path.write_bytes(self.file.read_bytes())
+        path = self.damaged()
         recording = korvel.Recording(path)
         os.truncate(path, 0)
         np.testing.assert_array_equal(recording.of("setJointAnglesPos").arguments[0], self.motion.q[:, 6:])
 
     def test_a_recording_of_the_first_version_is_read(self):
-        path = pathlib.Path(ROOT) / "tests/recorder/data/motion.rec"
+        path = ROOT / "tests/recorder/data/motion.rec"
         self.assertEqual(len(korvel.Recording(path).calls), 97)
         # The path is not UTF-8, and a locale gave the masses a decimal comma.
         whole = path.read_bytes().replace(b'"masses":[1.', b'"masses":[1,', 1).replace(b'{"path":"/', b'{"path":"\xff', 1)
-        odd = self.folder / "odd.bin"
-        odd.write_bytes(whole)
         with unittest.mock.patch.object(_recording, "_hash", lambda: None):
-            recording = korvel.Recording(odd)
+            recording = korvel.Recording(self.damaged(whole=whole))
         self.assertEqual((len(recording.calls), recording.joints, recording.module), (97, korvel.JOINTS, {}))
-
-    def test_flags_have_names(self):
-        self.assertEqual((_recording.HAS_RESULT, _recording.OVERLAPPED), (1, 128))
 
 
 def returned_calls(counter):
@@ -178,9 +159,7 @@ class CutShort(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
 
     def record(self, *arguments, calls=None):
-        environment = dict(os.environ, KORVEL_RECORD_TO=str(self.folder),
-                           KORVEL_RECORD_MODULE=str(LIBRARIES / "libkorvel.so"))
-        with subprocess.Popen([os.environ["KORVEL_RECORDED_HOST"], RECORDER, *arguments], env=environment,
+        with subprocess.Popen([os.environ["KORVEL_RECORDED_HOST"], RECORDER, *arguments], env=recording_to(self.folder),
                               stdout=subprocess.DEVNULL) as process:
             if calls:
                 while returned_calls(arguments[1]) < calls:
@@ -225,18 +204,17 @@ class CutShort(unittest.TestCase):
         self.assertEqual(self.is_read_alike(path).blocks_left_out, 1)
 
     def test_a_call_that_did_not_return_is_the_last(self):
-        recording = self.is_read_alike(self.record("crash"))
+        path = self.record("crash")
+        recording = self.is_read_alike(path)
         self.assertEqual([recording.operations[call["operation"]] for call in recording.calls],
                          ["create", "computeFwdKinematics", "getPose"])
         np.testing.assert_array_equal(np.isnan(recording.calls["took"]), [False, False, True])
         self.assertEqual(recording.of("getPose").arguments[0].tolist(), [[2**40]])
         self.assertFalse(recording.of("getPose").in_full.any())
-
-    def test_an_operation_with_more_arguments_than_its_record_has_is_none(self):
-        path = self.record("crash")
+        # An operation with more arguments than its record has is left out.
         damaged = bytearray(path.read_bytes())
-        last = int(korvel.Recording(path).calls["offset"][-1])
-        damaged[last + 4:last + 6] = struct.pack("<H", korvel.Recording(path).operations.index("setJointAnglesPos"))
+        last = int(recording.calls["offset"][-1])
+        damaged[last + 4:last + 6] = struct.pack("<H", recording.operations.index("setJointAnglesPos"))
         path.write_bytes(damaged)
         self.assertEqual(len(self.is_read_alike(path).calls), 2)
 

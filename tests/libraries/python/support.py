@@ -1,7 +1,10 @@
 """Helpers that the tests of the Python package share."""
 
 import os
+import pathlib
+import subprocess
 import sys
+import tempfile
 
 try:
     import numpy as np
@@ -10,9 +13,23 @@ except ImportError:
     sys.exit(77)
 
 HOST = os.environ["KORVEL_HOST"]
-ROOT = os.environ["KORVEL_SOURCE"]
-GRAVITY = 9.81
-EPSILON = 2.0**-23
+ROOT = pathlib.Path(os.environ["KORVEL_SOURCE"])
+MOTIONS = ROOT / "examples" / "motions"
+
+
+def columns_of(path):
+    """The columns of a table of numbers by their names."""
+    with open(path, encoding="ascii") as file:
+        names = file.readline().strip().split(",")
+        return dict(zip(names, np.loadtxt(file, delimiter=",").T))
+
+
+def results_of(motion, *options):
+    """The columns of the results that the host has for a motion."""
+    with tempfile.TemporaryDirectory() as folder:
+        results = os.path.join(folder, "results.csv")
+        subprocess.run([HOST, "run", motion, "-o", results, *options], check=True, capture_output=True)
+        return columns_of(results)
 
 
 def random_states(n, seed):
@@ -20,9 +37,3 @@ def random_states(n, seed):
     rng = np.random.default_rng(seed)
     q, dq, ddq = rng.uniform(-1.2, 1.2, (n, 30)), rng.uniform(-2, 2, (n, 30)), rng.uniform(-5, 5, (n, 30))
     return q.astype(np.float32), dq.astype(np.float32), ddq.astype(np.float32)
-
-
-def mirror_images(names):
-    """The index and the sign of the coordinate that a mirror across the plane of x and z shows in place of each."""
-    twins = [names.index({"L": "R", "R": "L"}.get(name[0], name[0]) + name[1:]) for name in names]
-    return twins, np.array([1 if name in ("x", "z") or name.lower().endswith("pitch") else -1 for name in names])
