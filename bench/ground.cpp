@@ -7,9 +7,9 @@
 #include "host/robot/robot.h"
 #include "host/run/contact_shares.h"
 #include "host/run/ground_cycle.h"
-#include "motion/cycle.h"
 #include "motion/motion.h"
 #include "motion/soles_file.h"
+#include "motion/trajectory.h"
 
 namespace {
 

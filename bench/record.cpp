@@ -7,7 +7,7 @@
 #include "bench/jobs.h"
 #include "bench/run_benchmarks.h"
 #include "host/robot/module.h"
-#include "motion/cycle.h"
+#include "motion/trajectory.h"
 
 namespace {
 

@@ -16,7 +16,6 @@
 #include "host/run/results_file.h"
 #include "motion/csv/error.h"
 #include "motion/csv/printable.h"
-#include "recorder/replay/apart.h"
 #include "recorder/replay/playback.h"
 #include "recorder/replay/recorded_motion.h"
 #include "recorder/replay/statistics.h"

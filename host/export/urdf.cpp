@@ -1,7 +1,6 @@
 #include <cmath>
 
 #include "host/export/model.h"
-#include "host/export/xml.h"
 
 namespace korvel::host {
 

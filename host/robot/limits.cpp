@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "motion/csv/csv_numbers.h"
+#include "motion/csv/csv_reader.h"
 #include "motion/csv/names.h"
 
 namespace korvel::host {

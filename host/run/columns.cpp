@@ -5,7 +5,7 @@
 #include <type_traits>
 
 #include "host/robot/frames.h"
-#include "motion/csv/csv_numbers.h"
+#include "motion/csv/csv_reader.h"
 
 namespace korvel::host {
 

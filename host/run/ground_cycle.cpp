@@ -4,7 +4,6 @@
 #include "host/robot/frames.h"
 #include "host/robot/module.h"
 #include "host/robot/robot.h"
-#include "motion/cycle.h"
 
 namespace korvel::host {
 

@@ -15,7 +15,6 @@
 #include "host/run/ground_cycle.h"
 #include "host/run/root_from_feet.h"
 #include "motion/csv/error.h"
-#include "motion/cycle.h"
 #include "motion/doubts.h"
 #include "motion/motion.h"
 #include "motion/soles_file.h"

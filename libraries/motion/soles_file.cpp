@@ -7,7 +7,6 @@
 #include <map>
 #include <stdexcept>
 
-#include "motion/csv/csv_numbers.h"
 #include "motion/csv/csv_reader.h"
 #include "motion/csv/names.h"
 

@@ -2,9 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <boost/interprocess/anonymous_shared_memory.hpp>
+#include <chrono>
 #include <cmath>
+#include <new>
 
-#include "recorder/replay/apart.h"
+#include "host/process/child_process.h"
+#include "motion/csv/error.h"
 #include "recorder/replay/player.h"
 #include "recorder/replay/slice.h"
 
@@ -48,6 +52,33 @@ std::size_t written(const std::filesystem::path& path, const OutputPath& to, con
 }
 
 }  // namespace
+
+std::variant<std::string, Crash> apart(const std::function<std::string(CallPosition& now)>& task) {
+  // There is no real limit: the user ends a call that hangs.
+  constexpr std::chrono::hours limit{24 * 365};
+  constexpr char good = '+';
+  constexpr char bad = '-';
+  constexpr char thrown = '!';
+  // Both processes see this memory.
+  const auto memory = boost::interprocess::anonymous_shared_memory(sizeof(CallPosition));
+  auto& now = *new (memory.get_address()) CallPosition{};
+  ChildProcess child(
+      [&] {
+        try {
+          return good + task(now);
+        } catch (const Error& error) {
+          return bad + std::string(error.what());
+        } catch (const std::exception& error) {
+          return thrown + fmt::format("it threw: {}", error.what());
+        }
+      },
+      limit);
+  const ChildProcess::End end = child.wait();
+  if (!end.answered) return Crash{now, end.text};
+  if (end.text.front() == thrown) return Crash{now, end.text.substr(1)};
+  if (end.text.front() == bad) throw Error(end.text.substr(1));
+  return end.text.substr(1);
+}
 
 Error none_in(const RecordingFile& recording, const Window& window, const std::string& what) {
   const std::string none = fmt::format("{}: no {}", recording.path().string(), what);

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include "host/process/output_file.h"
 #include "recorder/replay/recording_file.h"
@@ -33,6 +34,16 @@ Error none_in(const RecordingFile& recording, const Window& window, const std::s
 
 /// Throws that Error if the recording has no call in the window.
 void require_calls(const RecordingFile& recording, const Window& window);
+
+/// A module has ended the process, or has thrown what no call may throw: in which call, and what, in words.
+struct Crash {
+  CallPosition call;
+  std::string words;
+};
+
+/// Does in a process of its own what a module may crash. The task sets `now` to each call before it performs it, and
+/// has no file of this process's. Throws the Error that it throws.
+std::variant<std::string, Crash> apart(const std::function<std::string(CallPosition& now)>& task);
 
 /// Outcome of playing a recording.
 struct Playback {

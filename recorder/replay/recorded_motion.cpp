@@ -7,7 +7,7 @@
 #include <set>
 
 #include "host/robot/frames.h"
-#include "motion/csv/csv_numbers.h"
+#include "motion/csv/csv_reader.h"
 
 namespace korvel::host {
 

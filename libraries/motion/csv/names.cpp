@@ -7,8 +7,6 @@
 #include <numeric>
 #include <utility>
 
-#include "motion/csv/csv_numbers.h"
-
 namespace korvel::host {
 
 namespace {

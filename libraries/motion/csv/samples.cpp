@@ -7,8 +7,6 @@
 #include <cstdlib>
 #include <limits>
 
-#include "motion/csv/csv_numbers.h"
-
 namespace korvel::host {
 
 namespace {

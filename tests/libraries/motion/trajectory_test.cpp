@@ -13,7 +13,6 @@
 
 #include "host/robot/module.h"
 #include "host/robot/robot.h"
-#include "motion/cycle.h"
 #include "motion/spline.h"
 #include "tests/host/support/files.h"
 
