@@ -1,10 +1,7 @@
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <iterator>
-#include <limits>
 #include <memory>
-#include <numeric>
 
 #include "batch/kernels/entries.h"
 #include "batch/korvel/batch_dynamics.h"
@@ -39,21 +36,6 @@ int checked_body_count(const korvel_batch_kinematics_results& results) {
   return static_cast<int>(results.body_count);
 }
 
-korvel_batch_force_sums folded(const ForceSums& sums) noexcept {
-  korvel_batch_force_sums result{};
-  for (int d = 0; d < coordinate_count; ++d) {
-    // The bits are ordered like the magnitudes.
-    const auto* largest = std::max_element(std::begin(sums.largest[d]), std::end(sums.largest[d]));
-    std::memcpy(&result.largest[d], largest, sizeof *largest);
-    result.squares[d] = std::accumulate(std::begin(sums.squares[d]), std::end(sums.squares[d]), 0.0);
-  }
-  return result;
-}
-
-korvel_batch_stand_sums folded(const StandSums& sums) noexcept {
-  return {folded(sums.forces), sums.least_margin, sums.unbearable};
-}
-
 void add(const korvel_batch_force_sums& sums, korvel_batch_force_sums& total) noexcept {
   for (int d = 0; d < coordinate_count; ++d) {
     if (std::isnan(sums.largest[d]) || total.largest[d] < sums.largest[d]) total.largest[d] = sums.largest[d];
@@ -70,19 +52,18 @@ void add(const korvel_batch_stand_sums& sums, korvel_batch_stand_sums& total) no
 }
 
 /// compute(stretch, sums of the stretch) for all states, with null for sums that are not wanted.
-template <typename OfStretch, typename Sums, typename Compute>
-void compute_with_sums(const Call& call, const OfStretch& none, Sums* sums, const Compute& compute,
-                       std::ptrdiff_t worth = Threads::shortest) {
+template <typename Sums, typename Compute>
+void compute_with_sums(const Call& call, Sums* sums, const Compute& compute, std::ptrdiff_t worth = Threads::shortest) {
   const Threads& threads = call.object.threads;
   if (sums == nullptr) {
     call.require_a_result();
-    const auto without_sums = [&](const Stretch& states) { compute(states, static_cast<OfStretch*>(nullptr)); };
-    return threads.for_each_stretch(call.count, without_sums, worth);
+    return threads.for_each_stretch(
+        call.count, [&](const Stretch& states) { compute(states, nullptr); }, worth);
   }
   const auto sums_of = [&](const Stretch& states) {
-    OfStretch of_stretch = none;
+    Sums of_stretch;
     compute(states, &of_stretch);
-    return folded(of_stretch);
+    return of_stretch;
   };
   *sums = threads.sum(
       call.count, sums_of, [](const Sums& of_stretch, Sums& total) { add(of_stretch, total); }, worth);
@@ -94,10 +75,8 @@ int find_entry(const EntryPlaces& places, int entry, int* row, int* column) {
       refuse(KORVEL_BATCH_COUNT, "no entry ", entry, ": they are numbered from 0 to ", places.count - 1);
     }
     if (row == nullptr || column == nullptr) refuse(KORVEL_BATCH_NULL, "row or column is null");
-    const std::uint16_t* first = places.row(0);
-    const auto place = static_cast<int>(std::find(first, first + matrix_numbers, entry) - first);
-    *row = place / coordinate_count;
-    *column = place % coordinate_count;
+    *row = places.kept[entry].row;
+    *column = places.kept[entry].column;
   });
 }
 
@@ -210,7 +189,7 @@ int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t n, const korvel_b
     call.masses.armature = checked_armature(armature);
     call.given.ddq = call.coordinates(ddq, "ddq");
     const Output wanted = call.output(forces, "forces");
-    compute_with_sums(call, ForceSums{}, sums, [&](const Stretch& states, ForceSums* of_stretch) {
+    compute_with_sums(call, sums, [&](const Stretch& states, korvel_batch_force_sums* of_stretch) {
       call.kernels().dynamics(call.masses, states, call.given, {wanted, of_stretch});
     });
   });
@@ -235,10 +214,9 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
                               call.output(&r.verdict, "verdict", 1)};
     // A state takes some ten times as long as others do.
     constexpr std::ptrdiff_t worth = 4 * tile_size;
-    const StandSums no_sums{{}, std::numeric_limits<float>::infinity(), 0};
-    const auto compute = [&](const Stretch& states, StandSums* of_stretch) {
+    const auto compute = [&](const Stretch& states, korvel_batch_stand_sums* of_stretch) {
       call.kernels().stand(call.masses, states, call.given, table, wanted, of_stretch);
     };
-    compute_with_sums(call, no_sums, sums, compute, worth);
+    compute_with_sums(call, sums, compute, worth);
   });
 }

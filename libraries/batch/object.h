@@ -26,16 +26,19 @@ Batch& checked(Batch* batch) {
 /// A call of an operation: its checked arguments, and the masses that the object had when it started.
 struct Call {
   Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q)
-      : object(checked(batch)),
-        masses(object.masses.get()),
-        count((require_count(n), n)),
-        given{coordinates(q, "q"), {}, {}, {}, {}} {}
+      : object(checked(batch)), masses(object.masses.get()), count((require_count(n), n)), given{coordinates(q, "q"),
+                                                                                                 {},
+                                                                                                 {},
+                                                                                                 {},
+                                                                                                 nullptr,
+                                                                                                 0} {}
   Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q, const korvel_batch_input* dq,
        const korvel_batch_wrench* wrenches, std::ptrdiff_t wrench_count)
       : Call(batch, n, q) {
     given.dq = coordinates(dq, "dq");
     loads = checked_wrenches(wrenches, wrench_count, n);
-    given.wrenches = {loads.data(), static_cast<int>(loads.size())};
+    given.wrenches = loads.data();
+    given.wrench_count = static_cast<int>(loads.size());
   }
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;

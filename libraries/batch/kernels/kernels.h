@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "batch/korvel/batch.h"
 #include "metapod/models/korvel/robot.h"
 #include "metapod/models/mass.h"
 #include "metapod/models/topology.h"
@@ -49,17 +50,14 @@ struct Wrench {
   int body;
   Input values;
 };
-struct Wrenches {
-  const Wrench* first;
-  int count;
-};
 
 /// The states of a motion, argument by argument; without data where an operation does not take one. Without
 /// accelerations they are zero.
 struct MotionInput {
   Input q, dq, ddq;
   Input of_forces;  ///< a number for each force: its weight, or the force that moves the robot
-  Wrenches wrenches;
+  const Wrench* wrenches;
+  int wrench_count;
 };
 
 /// Each state has 300 numbers of poses, the rows of [R | t] of one body after the other, three of a centre of mass, and
@@ -72,16 +70,9 @@ struct MassResults {
   Output packed, dense;
 };
 
-/// Sums up generalized forces over states, by the place of a state in its tile: the bits of the largest magnitude,
-/// which are ordered like the magnitudes, with NaN above all; and the sum of squares.
-struct ForceSums {
-  std::uint32_t largest[coordinate_count][tile_size];
-  double squares[coordinate_count][tile_size];
-};
-
 struct DynamicsResults {
   Output forces;
-  ForceSums* sums;  ///< null if they are not wanted
+  korvel_batch_force_sums* sums;  ///< those of the stretch; null if they are not wanted
 };
 
 /// Forces and their derivatives: each entry that can differ from zero once, or all entries row by row.
@@ -114,7 +105,6 @@ struct PointResults {
 
 struct GroundTable;
 struct StandResults;
-struct StandSums;
 
 /// An operation for one instruction set: it computes the results of a stretch of states.
 template <typename Results>
@@ -134,7 +124,7 @@ struct KernelSet {
   Kernel<PointResults> points;
   /// Allocates.
   void (*stand)(const Masses&, const Stretch&, const MotionInput&, const GroundTable&, const StandResults&,
-                StandSums* sums);
+                korvel_batch_stand_sums* sums);
 };
 
 /// The root's three angles and those of all joints.

@@ -19,18 +19,11 @@ struct StandResults {
   Output forces, loads, pressure, zmp, zmp_margin, residual, verdict;
 };
 
-/// Over the states of a stretch.
-struct StandSums {
-  ForceSums forces;
-  float least_margin;
-  std::ptrdiff_t unbearable;
-};
-
 /// Computes how the states of a stretch stand on the ground. The wrench that a motion requires is the force on the root
-/// of inverse dynamics without the ground; distributed over the soles, it goes into inverse dynamics once more. Adds to
-/// `sums` unless null. Allocates.
+/// of inverse dynamics without the ground; distributed over the soles, it goes into inverse dynamics once more. Writes
+/// `sums` of the stretch unless null. Allocates.
 template <int lanes>
 void stand(const Masses& masses, const Stretch& states, const MotionInput& motion, const GroundTable& ground,
-           const StandResults& results, StandSums* sums);
+           const StandResults& results, korvel_batch_stand_sums* sums);
 
 }  // namespace korvel::batch

@@ -108,8 +108,7 @@ std::vector<double> forces_in_lanes(const std::vector<DistributionCase>& cases) 
     put(one.unit, block.unit, 6);
     for (std::size_t i = 0; i < one.points.size(); ++i) put(one.points[i], block.points[i], numbers);
   }
-  NearestForces<Number>(std::vector<double>(cases.front().points.size(), cases.front().friction))
-      .find(asked.data(), static_cast<int>(asked.size()));
+  NearestForces<Number>(std::vector<double>(cases.front().points.size(), cases.front().friction)).find(asked);
   std::vector<double> forces;
   for (std::size_t c = 0; c < loads.size() * lanes; ++c) {
     const int lane = static_cast<int>(c % lanes);
