@@ -16,7 +16,7 @@ void require_body(int body);
 /// Checks an input of n states with `count` numbers each; `name` is the argument's.
 Input checked_input(const korvel_batch_input* input, const char* name, std::ptrdiff_t n, int count);
 
-/// Null, or without data, if it is not wanted.
+/// Checks an output of n states in the same way. It is null, or without data, if it is not wanted.
 Output checked_output(const korvel_batch_output* output, const char* name, std::ptrdiff_t n, int count);
 
 /// The rotor inertias of all joints, which must not be negative; null for none.

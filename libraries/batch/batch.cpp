@@ -140,9 +140,7 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
                                    call.output(&results->com_root, "com_root", 3),
                                    call.output(&results->com_world, "com_world", 3),
                                    call.output(&results->jacobian, "jacobian", jacobian_numbers)};
-    if (bodies == nullptr && !is_beyond_caches(n, {{&wanted.poses_root, pose_numbers},
-                                                   {&wanted.poses_world, pose_numbers},
-                                                   {&wanted.jacobian, jacobian_numbers}})) {
+    if (bodies == nullptr && !call.results_exceed(most_bytes_in_caches)) {
       return call.run(&KernelSet::kinematics, wanted);
     }
     call.for_each_stretch([&](const Stretch& states) {
@@ -169,7 +167,7 @@ int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch
     const MassResults wanted{call.output(packed, "packed", mass_entry_count),
                              call.output(dense, "dense", matrix_numbers)};
     // Dense matrices have so many numbers that their rows are written well as they are.
-    if (!is_beyond_caches(n, {{&wanted.packed, mass_entry_count}})) return call.run(&KernelSet::mass, wanted);
+    if (!call.results_exceed(most_bytes_in_caches)) return call.run(&KernelSet::mass, wanted);
     call.for_each_stretch([&](const Stretch& states) {
       RowsInOrder<mass_entry_count> rows(wanted.packed);
       for_each_tile(states, [&](const Stretch& tile) {

@@ -50,14 +50,17 @@ struct Call {
   /// Null, or without data, if it is not wanted.
   Output output(const korvel_batch_output* output, const char* name, int numbers = coordinate_count) {
     const Output result = checked_output(output, name, count, numbers);
-    has_result = has_result || result.data != nullptr;
+    if (result.data != nullptr) result_numbers += numbers;
     return result;
   }
 
   const KernelSet& kernels() const noexcept { return object.set.kernels(count); }
 
+  bool results_exceed(std::ptrdiff_t bytes) const noexcept {
+    return result_numbers * static_cast<std::ptrdiff_t>(sizeof(float)) > bytes / count;
+  }
   void require_a_result() const {
-    if (!has_result) refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
+    if (result_numbers == 0) refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
   }
   template <typename Work>
   void for_each_stretch(const Work& work) const {
@@ -75,7 +78,7 @@ struct Call {
   std::ptrdiff_t count;
   std::vector<Wrench> loads;
   MotionInput given;
-  bool has_result = false;
+  std::ptrdiff_t result_numbers = 0;  ///< of all results of a state
 };
 
 }  // namespace korvel::batch
