@@ -87,52 +87,6 @@ TEST(Distribution, ForcesChangeAsLittleAsTheLoad) {
   }
 }
 
-/// The forces, one case in each lane.
-template <typename Number>
-std::vector<double> forces_in_lanes(const std::vector<DistributionCase>& cases) {
-  constexpr std::size_t lanes = lane_count<Number>;
-  constexpr std::size_t numbers = sizeof(LoadedPoint<double>) / sizeof(double);
-  std::vector<Loads<Number>> loads(cases.size() / lanes);
-  std::vector<Loads<Number>*> asked;
-  for (std::size_t c = 0; c < loads.size() * lanes; ++c) {
-    const Loads<double> one = cases[c].loads();
-    Loads<Number>& block = loads[c / lanes];
-    const auto put = [&](const auto& from, auto& to, std::size_t count) {
-      for (std::size_t k = 0; k < count; ++k) {
-        put_lane(reinterpret_cast<Number*>(&to)[k], static_cast<int>(c % lanes),
-                 reinterpret_cast<const double*>(&from)[k]);
-      }
-    };
-    if (c % lanes == 0) asked.push_back(&block);
-    block.points.resize(one.points.size());
-    put(one.unit, block.unit, 6);
-    for (std::size_t i = 0; i < one.points.size(); ++i) put(one.points[i], block.points[i], numbers);
-  }
-  NearestForces<Number>(std::vector<double>(cases.front().points.size(), cases.front().friction)).find(asked);
-  std::vector<double> forces;
-  for (std::size_t c = 0; c < loads.size() * lanes; ++c) {
-    const int lane = static_cast<int>(c % lanes);
-    for (const LoadedPoint<Number>& point : loads[c / lanes].points) {
-      for (const Number& number : {point.force.x, point.force.y, point.force.z})
-        forces.push_back(lane_of(number, lane));
-    }
-  }
-  return forces;
-}
-
-// However many lanes there are, and whatever their neighbours need.
-TEST(Distribution, LanesDoNotSeeEachOther) {
-  std::vector<DistributionCase> cases;
-  for (std::uint64_t seed = 0; seed < 160; ++seed) {
-    cases.push_back(tests::hard_case(seed % 5 == 0 ? 6 : 13, seed));
-    cases.back().friction = 0.4;
-  }
-  const std::vector<double> expected = forces_in_lanes<double>(cases);
-  EXPECT_EQ(forces_in_lanes<DoubleLanes<4>>(cases), expected);
-  EXPECT_EQ(forces_in_lanes<DoubleLanes<8>>(cases), expected);
-  EXPECT_EQ(forces_in_lanes<DoubleLanes<16>>(cases), expected);
-}
-
 // An iteration that follows the solution from a large eps to a small one may lose it: a third of the weight is missing
 // there.
 TEST(Distribution, ALoadThatCanBeSupportedIsSupported) {
