@@ -7,9 +7,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include "tests/libraries/batch/dynamics_results.h"
@@ -178,6 +180,34 @@ TEST(Failures, OfStacksDoNotHappenWithAsMuchAsIsPromised) {
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attributes);
   }
+}
+
+// Some forks come while other threads hold the locks of pools, make and end them. Sanitizers do not follow a process
+// with threads into a fork: their locks, or those of their allocator, may stay locked in the child.
+TEST(Failures, DoNotFollowAForkWhileThreadsWork) {
+  const States states = random_states(600, 900);
+  const Results expected = batch_results(Batch(1), states);
+  auto batch = std::make_unique<Batch>(2);
+  std::atomic<bool> done{false};
+  std::vector<std::thread> callers;
+  for (int i = 0; i < 2; ++i) {
+    callers.emplace_back([&] {
+      while (!done) batch_results(Batch(2), states);
+    });
+  }
+  for (int i = 0; i < 12; ++i) {
+    EXPECT_EQ(status_of_child([&] {
+                std::size_t different = count_different(batch_results(*batch, states), expected);
+                different += count_different(batch_results(Batch(2), states), expected);
+                const bool is_alone = batch->threads() == 1;
+                batch.reset();
+                return different == 0 && is_alone ? 0 : 1;
+              }),
+              0);
+  }
+  done = true;
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(count_different(batch_results(*batch, states), expected), 0U) << "in the parent, after all";
 }
 
 // Each takes the addresses of its stack.

@@ -80,6 +80,12 @@ Results module_results(const States& states, tesk::RigidBodySystem& robot) {
     Eigen::Map<Eigen::Matrix<float, 6, coordinates, Eigen::RowMajor>>(results.jacobian.of_state(s)) =
         robot.getJacobianInRoot();
     std::copy_n(robot.getGeneralizedMass().data(), results.mass.numbers, results.mass.of_state(s));
+    for (int entry = 0; entry < results.packed.numbers; ++entry) {
+      int row = 0;
+      int column = 0;
+      korvel_batch_mass_entry(entry, &row, &column);
+      results.packed.of_state(s)[entry] = robot.getGeneralizedMass()(row, column);
+    }
     const Eigen::VectorXf forces = forces_of(state);
     std::copy_n(forces.data(), coordinates, results.forces.of_state(s));
     std::copy_n(robot.getJointAnglesTorque().first, coordinates - 6, results.forces.of_state(s) + 6);
@@ -102,6 +108,7 @@ Results batch_results(const Batch& batch, const States& states) {
   batch.kinematics(states.count, input(states.q),
                    {output(results.poses_root), output(results.poses_world), output(results.com_root),
                     output(results.com_world), output(results.jacobian), nullptr, 0});
+  batch.mass_packed(states.count, input(states.q), output(results.packed));
   batch.mass_dense(states.count, input(states.q), output(results.mass));
   batch.dynamics(states.count, input(states.q), input(states.dq), input(states.ddq), output(results.forces),
                  wrenches_of(states));
@@ -125,12 +132,6 @@ std::size_t count_different(const Rows& a, const Rows& b) {
     const float y = b.values[i] + 0.0F;
     if (std::memcmp(&x, &y, sizeof x) != 0) ++count;
   }
-  return count;
-}
-
-std::size_t count_different(const Results& a, const Results& b) {
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < a.all().size(); ++i) count += count_different(*a.all()[i], *b.all()[i]);
   return count;
 }
 
