@@ -124,26 +124,6 @@ TEST(Batch, LayoutsDoNotChangeResultsThatNoCacheHolds) {
   expect_same_results_in_every_layout(Batch(2), 180 * KORVEL_BATCH_TILE + 5);
 }
 
-// The same wrench for all states is one whose stride is zero; a body without one has none.
-TEST_P(Layouts, WrenchesAreOfAllStatesOrOfEach) {
-  const std::ptrdiff_t n = 21;
-  States states = random_states(n, 500);
-  for (std::ptrdiff_t s = 1; s < n; ++s) {
-    std::copy_n(states.wrenches.of_state(0), 6 * bodies, states.wrenches.of_state(s));
-  }
-  const Rows expected = batch_results(batch, states).forces;
-  std::vector<korvel_batch_wrench> wrenches = wrenches_of(states);
-  for (korvel_batch_wrench& wrench : wrenches) wrench.values.state = 0;
-  const auto forces_with = [&](const std::vector<korvel_batch_wrench>& on_bodies) {
-    Rows forces(n, coordinates);
-    batch.dynamics(n, input(states.q), input(states.dq), input(states.ddq), output(forces), on_bodies);
-    return forces;
-  };
-  EXPECT_EQ(count_different(forces_with(wrenches), expected), 0U);
-  std::fill(states.wrenches.values.begin(), states.wrenches.values.end(), 0.0F);
-  EXPECT_EQ(count_different(forces_with({}), forces_with(wrenches)), 0U);
-}
-
 TEST_P(Layouts, WhatIsNotFiniteStaysInItsState) {
   const std::ptrdiff_t n = 2 * KORVEL_BATCH_TILE;
   const States states = random_states(n, 600);

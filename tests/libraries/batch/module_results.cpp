@@ -1,35 +1,9 @@
 #include "tests/libraries/batch/module_results.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
-#include "metapod/algos/external_forces.h"
-#include "metapod/algos/jcalc.h"
-#include "metapod/algos/rnea.h"
-#include "metapod/models/korvel/korvel.h"
-
 namespace korvel::tests {
-
-namespace {
-
-Eigen::VectorXf forces_of(const State& state) {
-  using Model = metapod::korvel;
-  Model model;
-  metapod::SinesAndCosines<Model> angles;
-  metapod::ExternalForces<Model> external;
-  for (int b = 0; b < bodies; ++b) {
-    const auto w = state.wrenches.col(b);
-    external.set(b, {{w[3], w[4], w[5]}, {w[0], w[1], w[2]}});
-  }
-  Eigen::VectorXf forces(coordinates);
-  angles.take_root(state.q[3], state.q[4], state.q[5]);
-  metapod::jcalc<Model>::run(model, state.q.data(), angles, state.dq.data());
-  metapod::rnea<Model, metapod::after_jcalc>::run(model, state.ddq.data(), external, forces.data());
-  return forces;
-}
-
-}  // namespace
 
 State state_of(const States& states, std::ptrdiff_t s) {
   State state{RobotSize(bodies)};
@@ -56,8 +30,9 @@ States random_states(std::ptrdiff_t n, std::uint64_t first_seed) {
   return states;
 }
 
-Results module_results(const States& states, tesk::RigidBodySystem& robot) {
+Results module_results(const States& states, tesk::RigidBodySystem& robot, const Rows& forces) {
   Results results(states.count);
+  results.forces = forces;
   for (std::ptrdiff_t s = 0; s < states.count; ++s) {
     const State state = state_of(states, s);
     robot.setRootPose(states.root_poses[static_cast<std::size_t>(s)]);
@@ -86,8 +61,6 @@ Results module_results(const States& states, tesk::RigidBodySystem& robot) {
       korvel_batch_mass_entry(entry, &row, &column);
       results.packed.of_state(s)[entry] = robot.getGeneralizedMass()(row, column);
     }
-    const Eigen::VectorXf forces = forces_of(state);
-    std::copy_n(forces.data(), coordinates, results.forces.of_state(s));
     std::copy_n(robot.getJointAnglesTorque().first, coordinates - 6, results.forces.of_state(s) + 6);
   }
   return results;

@@ -60,8 +60,8 @@ States random_states(std::ptrdiff_t n, std::uint64_t first_seed);
 State state_of(const States& states, std::ptrdiff_t s);
 
 /// Computes results by the module, one state after the other, with a wrench on each body. The module does not show the
-/// root's forces: those come from its algorithm, run on one body per node.
-Results module_results(const States& states, tesk::RigidBodySystem& robot);
+/// force on the root, which is therefore taken from `forces`.
+Results module_results(const States& states, tesk::RigidBodySystem& robot, const Rows& forces);
 
 /// Computes results by the library, from and to rows.
 Results batch_results(const Batch& batch, const States& states);

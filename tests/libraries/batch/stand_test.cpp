@@ -221,16 +221,6 @@ TEST_F(Stand, DoesNotDependOnHowTheWorkIsCut) {
       EXPECT_TRUE(std::equal(std::begin(first.forces.squares), std::end(first.forces.squares), sums.forces.squares));
     }
   }
-  // One by one.
-  for (std::ptrdiff_t s = 0; s < n; s += 17) {
-    Stands one(1);
-    batch_.stand(1, rows_of(states.q.of_state(s), coordinates), rows_of(states.dq.of_state(s), coordinates),
-                 rows_of(states.ddq.of_state(s), coordinates), seen_, one.wanted());
-    for (std::size_t i = 0; i < one.all().size(); ++i) {
-      const float* const alone = one.all()[i]->of_state(0);
-      EXPECT_TRUE(std::equal(alone, alone + one.all()[i]->numbers, expected.all()[i]->of_state(s))) << s << ' ' << i;
-    }
-  }
 }
 
 // Most loads of these states take many steps, and the blocks in which the steps are taken serve many states in turn.
