@@ -23,8 +23,6 @@ using Robot = metapod::models::KorvelRobot;
 constexpr int most_threads = 1024;
 constexpr int pose_size = 12;
 constexpr int pose_numbers = pose_size * body_count;
-constexpr int jacobian_numbers = 6 * coordinate_count;
-constexpr int matrix_numbers = coordinate_count * coordinate_count;
 
 /// Returns the number of wanted poses of a state.
 int checked_body_count(const korvel_batch_kinematics_results& results) {

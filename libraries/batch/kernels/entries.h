@@ -14,8 +14,8 @@ struct Entry {
 /// The place of every entry, row by row, among those that are kept, these, and how many they are. Of an entry that is
 /// always zero the place is their number.
 struct EntryPlaces {
-  std::uint16_t of_entry[coordinate_count * coordinate_count];
-  Entry kept[coordinate_count * coordinate_count];
+  std::uint16_t of_entry[matrix_numbers];
+  Entry kept[matrix_numbers];
   int count;
 
   constexpr const std::uint16_t* row(int row) const noexcept { return of_entry + coordinate_count * row; }

@@ -17,6 +17,10 @@ namespace korvel::batch {
 inline constexpr int body_count = metapod::models::body_count<metapod::models::KorvelRobot>;
 inline constexpr int coordinate_count = metapod::models::dof_count_of<metapod::models::KorvelRobot>();
 
+/// Numbers of a 6 x 30 matrix of motions and of a matrix over coordinates.
+inline constexpr int jacobian_numbers = 6 * coordinate_count;
+inline constexpr int matrix_numbers = coordinate_count * coordinate_count;
+
 /// Stretches begin at multiples of this, which every number of lanes divides; so do tiles.
 inline constexpr std::ptrdiff_t tile_size = 16;
 
@@ -112,8 +116,6 @@ using Kernel = void (*)(const Masses&, const Stretch&, const MotionInput&, const
 
 struct KernelSet {
   int lanes;
-  /// Computes sines and cosines of sine_count * lanes consecutive angles.
-  void (*sine_cosine)(const float* angles, float* sines, float* cosines) noexcept;
   Kernel<KinematicsResults> kinematics;
   Kernel<MassResults> mass;
   Kernel<DynamicsResults> dynamics;
@@ -132,7 +134,9 @@ inline constexpr int first_angle = metapod::FreeFlyerBodyJoint::first_angle;
 inline constexpr int first_joint = metapod::FreeFlyerBodyJoint::dof;
 inline constexpr int sine_count = coordinate_count - first_angle;
 
-/// Each is compiled from a file of its own.
+// Each of these is compiled from a file of its own.
+
+/// Computes sines and cosines of sine_count * lanes consecutive angles.
 template <int lanes>
 void take_sines(const float* angles, float* sines, float* cosines) noexcept;
 template <int lanes>

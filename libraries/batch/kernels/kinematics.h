@@ -24,7 +24,7 @@ struct SixRows {
     at(5, d) = motion.v.z;
   }
 
-  PackOf<n> values[6 * coordinate_count];
+  PackOf<n> values[jacobian_numbers];
 };
 
 /// The jacobian, columns of the root's own motion included.
@@ -131,7 +131,7 @@ void kinematics(const Masses& masses, const Stretch& states, const MotionInput& 
   JacobianRows<n> jacobian;
   for_each_block<n>(states, [&](const auto& block) {
     compute_kinematics<n>(masses, block, given.q, results, jacobian);
-    write_numbers<n>(results.jacobian, block, 0, 6 * coordinate_count, jacobian.values);
+    write_numbers<n>(results.jacobian, block, 0, jacobian_numbers, jacobian.values);
   });
 }
 

@@ -67,7 +67,7 @@ void momentum(const Masses& masses, const Stretch& states, const MotionInput& gi
       sum = sum + scaled<n>(motion.dq[d], column);
       if (wants_rate) rate = rate + scaled<n>(ddq[d], column);
     }
-    write_numbers<n>(wanted.matrix, block, 0, 6 * coordinate_count, matrix.values);
+    write_numbers<n>(wanted.matrix, block, 0, jacobian_numbers, matrix.values);
     write_motion<n>(wanted.momentum, block, sum);
     write_motion<n>(wanted.rate, block, rate);
     write_motion<n>(wanted.bias, block, bias);
@@ -117,7 +117,7 @@ void points(const Masses& masses, const Stretch& states, const MotionInput& give
         V = V + of_joint;
         A = A + cross(V, of_joint);
       }
-      write_numbers<n>(point->jacobian, block, 0, 6 * coordinate_count, jacobian.values);
+      write_numbers<n>(point->jacobian, block, 0, jacobian_numbers, jacobian.values);
       write_motion<n>(
           point->bias, block,
           {R.applyTransposed(A.w), R.applyTransposed(A.v + cross(A.w, p) + cross(V.w, V.v + cross(V.w, p)))});

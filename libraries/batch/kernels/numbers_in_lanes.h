@@ -122,7 +122,7 @@ template <int n>
                                      const PackOf<n>* entries, const EntryPlaces& places) noexcept {
   write_numbers<n>(packed, block, 0, places.count, entries);
   if (dense.data == nullptr) return;
-  write_packs(dense, block, 0, coordinate_count * coordinate_count,
+  write_packs(dense, block, 0, matrix_numbers,
               [entries, of_entry = places.of_entry](int k) -> const PackOf<n>& { return entries[of_entry[k]]; });
 }
 
