@@ -13,6 +13,9 @@ constexpr std::ptrdiff_t state_count = 20;
 constexpr std::ptrdiff_t least = std::numeric_limits<std::ptrdiff_t>::min();
 constexpr std::ptrdiff_t huge = std::numeric_limits<std::ptrdiff_t>::max() / 8 * 4;
 constexpr float infinite = std::numeric_limits<float>::infinity();
+constexpr float square[] = {0, 0, 0, 0.1F, 0, 0, 0.1F, 0.1F, 0, 0, 0.1F, 0};
+constexpr float line[] = {0, 0, 0, 1, 0, 0, 2, 0, 0};
+constexpr korvel_batch_sole good_sole{13, 0.6F, square, 4};
 
 /// The arguments of a call of every operation. All are good until one is spoilt.
 struct Call {
@@ -25,6 +28,10 @@ struct Call {
   int point_body = 24;
   float place = 0.05F;
   std::ptrdiff_t count = state_count, wrench_count = 2, point_count = 1;
+  std::vector<korvel_batch_sole> soles = {good_sole};
+  std::ptrdiff_t sole_count = 1;
+  float height = 0;
+  korvel_batch_input contact = {};
 };
 
 using Spoil = std::function<void(Call&)>;
@@ -87,8 +94,8 @@ Fault without_data(korvel_batch_input Call::*of) {
   return {with(of, &korvel_batch_input::data, nullptr), KORVEL_BATCH_NULL, "has no data"};
 }
 
-enum Operation { kinematics, mass, dynamics, derivatives, gradient, forward, momentum, points };
-constexpr Operation all[] = {kinematics, mass, dynamics, derivatives, gradient, forward, momentum, points};
+enum Operation { kinematics, mass, dynamics, derivatives, gradient, forward, momentum, stand, points };
+constexpr Operation all[] = {kinematics, mass, dynamics, derivatives, gradient, forward, momentum, stand, points};
 
 int run(const korvel_batch* batch, Operation operation, const Call& c) {
   const korvel_batch_wrench wrenches[]{{c.wrench_bodies[0], c.wrench}, {c.wrench_bodies[1], c.wrench}};
@@ -106,6 +113,9 @@ int run(const korvel_batch* batch, Operation operation, const Call& c) {
   const korvel_batch_gradient_results weighted{{}, c.forces, {}, {}};
   const korvel_batch_forward_results accelerated{{}, c.forces};
   const korvel_batch_momentum_results moved{c.jacobian, {}, c.forces, {}};
+  const korvel_batch_sole* const soles = c.soles.empty() ? nullptr : c.soles.data();
+  const korvel_batch_ground ground{c.height, soles, c.sole_count, c.contact};
+  const korvel_batch_stand_results supported{c.forces, c.jacobian, {}, {}, {}, {}, {}};
   const korvel_batch_point point{c.point_body, {0.1F, c.place, 0}, c.jacobian, c.bias};
   korvel_batch_force_sums sums;
   switch (operation) {
@@ -127,6 +137,8 @@ int run(const korvel_batch* batch, Operation operation, const Call& c) {
                                            armature.data(), &accelerated);
     case momentum:
       return korvel_batch_momentum(batch, c.count, &c.q, &c.dq, &c.ddq, &moved);
+    case stand:
+      return korvel_batch_stand(batch, c.count, &c.q, &c.dq, &c.ddq, &ground, &supported, nullptr);
     default:
       return korvel_batch_body_jacobians(batch, c.count, &c.q, &c.dq, &point, c.point_count);
   }
@@ -183,8 +195,8 @@ TEST_F(Arguments, ThatAreBadAreRefusedAndNothingIsWritten) {
                        {with(&Call::count, std::ptrdiff_t{1} << 48), KORVEL_BATCH_LAYOUT, "memory"},
                        without_data(&Call::q)});
   expect_refused(std::array{mass}, array_faults(&Call::q));
-  expect_refused(std::array{dynamics, derivatives, gradient, forward, momentum}, {without_data(&Call::dq)});
-  expect_refused(std::array{dynamics, derivatives, gradient, momentum}, {without_data(&Call::ddq)});
+  expect_refused(std::array{dynamics, derivatives, gradient, forward, momentum, stand}, {without_data(&Call::dq)});
+  expect_refused(std::array{dynamics, derivatives, gradient, momentum, stand}, {without_data(&Call::ddq)});
   expect_refused(std::array{gradient, forward}, {without_data(&Call::weights)});
   expect_refused(std::array{dynamics}, array_faults(&Call::wrench));
   expect_refused(std::array{dynamics, derivatives, gradient, forward},
@@ -215,8 +227,37 @@ TEST_F(Arguments, ThatAreBadAreRefusedAndNothingIsWritten) {
   expect_refused(std::array{kinematics, momentum, points}, output_faults(180, &Call::jacobian));
   expect_refused(std::array{mass}, output_faults(240, &Call::packed));
   expect_refused(std::array{mass, derivatives}, output_faults(900, &Call::dense));
-  expect_refused(std::array{dynamics, derivatives, gradient, forward}, output_faults(30, &Call::forces));
+  expect_refused(std::array{dynamics, derivatives, gradient, forward, stand}, output_faults(30, &Call::forces));
   EXPECT_GE(refused, 250);
+}
+
+TEST_F(Arguments, ThatAreNoGroundAreRefused) {
+  const auto sole = [](int body, float friction, const float* corners, std::ptrdiff_t corner_count) {
+    return with(&Call::soles, std::vector{korvel_batch_sole{body, friction, corners, corner_count}});
+  };
+  const auto twice = [](Call& c) {
+    c.soles = {good_sole, good_sole};
+    c.sole_count = 2;
+  };
+  expect_refused(std::array{stand},
+                 {{sole(25, 0.6F, square, 4), KORVEL_BATCH_BODY, "no body 25"},
+                  {sole(-1, 0.6F, square, 4), KORVEL_BATCH_BODY, "no body -1"},
+                  {sole(13, -0.1F, square, 4), KORVEL_BATCH_VALUE, "friction"},
+                  {sole(13, std::nanf(""), square, 4), KORVEL_BATCH_VALUE, "friction"},
+                  {sole(13, 0.6F, nullptr, 4), KORVEL_BATCH_NULL, "corners"},
+                  {sole(13, 0.6F, square, 2), KORVEL_BATCH_COUNT, "corner_count"},
+                  {sole(13, 0.6F, square, -1), KORVEL_BATCH_COUNT, "corner_count"},
+                  {sole(13, 0.6F, square, 1 << 30), KORVEL_BATCH_COUNT, "corner_count"},
+                  {sole(13, 0.6F, line, 3), KORVEL_BATCH_VALUE, "line"},
+                  {twice, KORVEL_BATCH_BODY, "two soles"},
+                  {with(&Call::soles, std::vector<korvel_batch_sole>{}), KORVEL_BATCH_NULL, "soles is null"},
+                  {with(&Call::sole_count, 0), KORVEL_BATCH_COUNT, "sole_count is 0"},
+                  {with(&Call::sole_count, -1), KORVEL_BATCH_COUNT, "sole_count is -1"},
+                  {with(&Call::sole_count, 26), KORVEL_BATCH_COUNT, "sole_count is 26"},
+                  {with(&Call::height, std::nanf("")), KORVEL_BATCH_VALUE, "height"},
+                  {with(&Call::contact, korvel_batch_input{square, 1, 1, 0}), KORVEL_BATCH_LAYOUT, "contact"}});
+  const Call c = good();
+  EXPECT_EQ(korvel_batch_stand(batch, state_count, &c.q, &c.dq, &c.ddq, nullptr, nullptr, nullptr), KORVEL_BATCH_NULL);
 }
 
 TEST_F(Arguments, ThatAreNullAreRefused) {
