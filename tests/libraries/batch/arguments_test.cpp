@@ -167,7 +167,6 @@ class Arguments : public testing::Test {
         EXPECT_EQ(status, faults[i].status) << "operation " << operation << ", fault " << i << ": " << sentence;
         EXPECT_NE(sentence.find(faults[i].word), std::string::npos) << sentence << " without " << faults[i].word;
         ASSERT_EQ(count_different(results, before), 0U) << "operation " << operation << " was refused, and wrote";
-        ++refused;
       }
     }
   }
@@ -179,7 +178,6 @@ class Arguments : public testing::Test {
   States states = random_states(state_count, 900);
   const Results before = batch_results(Batch(1), random_states(state_count, 1));
   Results results = before;
-  int refused = 0;
 };
 
 TEST_F(Arguments, ThatAreBadAreRefusedAndNothingIsWritten) {
@@ -228,7 +226,6 @@ TEST_F(Arguments, ThatAreBadAreRefusedAndNothingIsWritten) {
   expect_refused(std::array{mass}, output_faults(240, &Call::packed));
   expect_refused(std::array{mass, derivatives}, output_faults(900, &Call::dense));
   expect_refused(std::array{dynamics, derivatives, gradient, forward, stand}, output_faults(30, &Call::forces));
-  EXPECT_GE(refused, 250);
 }
 
 TEST_F(Arguments, ThatAreNoGroundAreRefused) {

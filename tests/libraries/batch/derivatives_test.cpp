@@ -12,19 +12,11 @@ namespace {
 
 class DynamicsDerivatives : public testing::Test {
  protected:
-  /// Joints within half a turn, 10 rad/s, 50 rad/s^2, a root with 2 m/s, wrenches of 20 N and 2 N m on all bodies.
+  /// Joints within half a turn, 10 rad/s, 40 rad/s^2, a root with 2 m/s, wrenches of 20 N and 2.5 N m on all bodies.
   static States lively(std::ptrdiff_t n) {
-    States states(n);
-    Random random(7);
-    const auto fill = [&random](Rows& rows, float magnitude) {
-      for (float& value : rows.values) value = random(magnitude);
-    };
-    fill(states.q, 3);
-    fill(states.dq, 10);
-    fill(states.ddq, 50);
-    fill(states.wrenches, 20);
-    for (std::size_t k = 0; k < states.wrenches.values.size(); ++k) {
-      if (k % 6 > 2) states.wrenches.values[k] /= 10;
+    States states = random_states(n, 7);
+    for (Rows* rows : {&states.dq, &states.ddq, &states.wrenches}) {
+      for (float& value : rows->values) value *= 5;
     }
     for (std::ptrdiff_t s = 0; s < n; ++s) {
       for (int k = 0; k < 3; ++k) states.dq.of_state(s)[k] /= 5;

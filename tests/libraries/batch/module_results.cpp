@@ -35,13 +35,8 @@ Results module_results(const States& states, tesk::RigidBodySystem& robot, const
   results.forces = forces;
   for (std::ptrdiff_t s = 0; s < states.count; ++s) {
     const State state = state_of(states, s);
+    write(state, robot);
     robot.setRootPose(states.root_poses[static_cast<std::size_t>(s)]);
-    robot.setRootVelocity(state.root_velocity());
-    robot.setRootAcceleration(state.root_acceleration());
-    robot.setJointAnglesPos(joints_of(state.q).array());
-    robot.setJointAnglesVel(joints_of(state.dq).array());
-    robot.setJointAnglesAcc(joints_of(state.ddq).array());
-    for (unsigned long b = 0; b < bodies; ++b) robot.setExternalWrench(b, state.wrench(b));
     robot.computeFwdKinematics();
     robot.computeGeneralizedMass();
     robot.computeInverseDynamics();
