@@ -37,7 +37,7 @@ ChosenSet::ChosenSet(const char* name) {
       refuse(KORVEL_BATCH_INSTRUCTION_SET, source, ": this processor has no ", name);
     }
   }
-  if (set_ == nullptr) refuse(KORVEL_BATCH_INSTRUCTION_SET, source, ": \"", name, "\" is none of ", known);
+  if (is_named_ && set_ == nullptr) refuse(KORVEL_BATCH_INSTRUCTION_SET, source, ": \"", name, "\" is none of ", known);
 }
 
 const KernelSet& ChosenSet::kernels(std::ptrdiff_t n) const noexcept {

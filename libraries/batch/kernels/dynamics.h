@@ -7,7 +7,7 @@
 
 namespace korvel::batch {
 
-/// Forces on all bodies, in their frames.
+/// Holds a force on each body, in the frame of the body.
 template <int n>
 struct ForcesInLanes {
   template <int id>
@@ -18,10 +18,10 @@ struct ForcesInLanes {
   metapod::Spatial::ForceT<PackOf<n>> of_body[body_count]{};
 };
 
-/// Sums over the states of a stretch by the place of a state in its tile, so that they do not depend on the number of
+/// Adds up the states of a stretch separately for each place in a tile, so that sums do not depend on the number of
 /// lanes.
 struct ForceSums {
-  /// The bits of the largest magnitudes, which are ordered like the magnitudes, with NaN above all.
+  /// These are bits of magnitudes, which are ordered like the magnitudes, with NaN above all.
   std::uint32_t largest[coordinate_count][tile_size];
   double squares[coordinate_count][tile_size];
 };

@@ -11,8 +11,8 @@ struct Entry {
   int row, column;
 };
 
-/// The place of every entry, row by row, among those that are kept, these, and how many they are. Of an entry that is
-/// always zero the place is their number.
+/// Lists the place of every entry, row by row, among those that are kept, and the kept ones in the order of their
+/// places. The place of an entry that is always zero is the number of those that are kept.
 struct EntryPlaces {
   std::uint16_t of_entry[matrix_numbers];
   Entry kept[matrix_numbers];

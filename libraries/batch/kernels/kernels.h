@@ -17,7 +17,7 @@ namespace korvel::batch {
 inline constexpr int body_count = metapod::models::body_count<metapod::models::KorvelRobot>;
 inline constexpr int coordinate_count = metapod::models::dof_count_of<metapod::models::KorvelRobot>();
 
-/// Numbers of a 6 x 30 matrix of motions and of a matrix over coordinates.
+/// A matrix of motions and a matrix over coordinates have so many entries.
 inline constexpr int jacobian_numbers = 6 * coordinate_count;
 inline constexpr int matrix_numbers = coordinate_count * coordinate_count;
 

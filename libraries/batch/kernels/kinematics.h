@@ -66,7 +66,7 @@ void write_pose(const Output& output, const Block<n>& block, int body,
   if (output.data != nullptr) write_numbers<n>(output, block, 12 * body, 12, numbers);
 }
 
-/// The pose of the root in itself.
+/// Returns the pose of the root in its own frame.
 template <int n>
 metapod::Spatial::PoseT<PackOf<n>> identity_pose() noexcept {
   const PackOf<n> zero{};

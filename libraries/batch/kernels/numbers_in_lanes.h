@@ -35,7 +35,7 @@ void for_each_block(const Stretch& states, const Work& work) noexcept {
   }
 }
 
-/// Four numbers of every fourth row from row i on.
+/// Returns four numbers of every fourth row from row i on.
 template <int n>
 PackOf<n> every_fourth_row(const float* numbers, std::ptrdiff_t row, int i) noexcept {
   if constexpr (n == 4) {
@@ -74,8 +74,9 @@ template <int n, int count>
 template <int n, typename PackAt>
 void write_packs(const Output& output, const Block<n>& block, std::ptrdiff_t first, int count,
                  const PackAt& pack_of) noexcept {
-  // A copy, because the compiler would read strides again after every store of a pack.
-  const auto [data, state, number, tile] = output;
+  // The compiler would read the strides of the caller again after every store of a pack.
+  const std::ptrdiff_t state = output.state;
+  const std::ptrdiff_t number = output.number;
   float* const to = output.of_state(block.first) + first * number;
   if (block.is_full() && state == 1) {
     for (int k = 0; k < count; ++k) metapod::Spatial::store(to + k * number, pack_of(k));

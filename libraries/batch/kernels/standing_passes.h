@@ -51,7 +51,7 @@ template <int n>
 struct StandingBlock {
   explicit StandingBlock(const contact::SoleTable& soles) : stance(soles) {}
 
-  Block<n> block;
+  Block<n> block{};
   PackOf<n> q[coordinate_count];
   SinesOf<n> angles;
   ForcesInLanes<n> net;  ///< those that move each body
@@ -69,11 +69,11 @@ struct Unsupported {
   SoleBody<n> bodies[body_count];  ///< those with soles
 };
 
-/// The visits of inverse dynamics to a node.
+/// Inverse dynamics visits a node by these functions.
 template <typename Model, int id>
 using DynamicsVisitor = typename metapod::rnea<Model, metapod::after_jcalc>::template DftVisitor<Model, id>;
 
-/// The part of inverse dynamics that begins with the net force on every body: forces are passed on to the root.
+/// Passes the net forces on all bodies on to the root, which is the second half of inverse dynamics.
 template <typename Model, int id>
 struct ForcesToRoot {
   template <int n>
