@@ -2,7 +2,7 @@
 
 #include "batch/kernels/kernels.h"
 
-#include "batch/kernels/dynamics.h"
+#include "batch/kernels/derivatives.h"
 #include "batch/kernels/forward.h"
 #include "batch/kernels/kinematics.h"
 #include "batch/kernels/mass.h"

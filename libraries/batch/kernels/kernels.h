@@ -134,17 +134,9 @@ inline constexpr int first_angle = metapod::FreeFlyerBodyJoint::first_angle;
 inline constexpr int first_joint = metapod::FreeFlyerBodyJoint::dof;
 inline constexpr int sine_count = coordinate_count - first_angle;
 
-// Each of these is compiled from a file of its own.
-
 /// Computes sines and cosines of sine_count * lanes consecutive angles.
 template <int lanes>
 void take_sines(const float* angles, float* sines, float* cosines) noexcept;
-template <int lanes>
-void derivatives(const Masses& masses, const Stretch& states, const MotionInput& given,
-                 const DerivativeResults& wanted) noexcept;
-template <int lanes>
-void gradient(const Masses& masses, const Stretch& states, const MotionInput& given,
-              const GradientResults& wanted) noexcept;
 
 /// The one with that many lanes: 4 for the baseline, 8 for AVX2 with FMA, 16 for AVX-512.
 template <int lanes>
