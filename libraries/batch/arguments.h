@@ -2,10 +2,9 @@
 
 /// Checks the arguments of callers and converts them to the form that kernels take. Everything here throws Refusal.
 
-#include <string>
 #include <vector>
 
-#include "batch/kernels/kernels.h"
+#include "batch/kernels/standing.h"
 #include "batch/korvel/batch.h"
 
 namespace korvel::batch {
@@ -23,5 +22,9 @@ Output checked_output(const korvel_batch_output* output, const char* name, std::
 const float* checked_armature(const float* armature);
 
 std::vector<Wrench> checked_wrenches(const korvel_batch_wrench* wrenches, std::ptrdiff_t count, std::ptrdiff_t n);
+
+/// Copies the soles. It is compiled with Eigen's own settings, by which types of Eigen have other layouts than by those
+/// of the kernels, so that none of them is declared here.
+GroundTable checked_ground(const korvel_batch_ground* ground, std::ptrdiff_t n);
 
 }  // namespace korvel::batch

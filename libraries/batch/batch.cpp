@@ -7,7 +7,6 @@
 #include "batch/korvel/batch_dynamics.h"
 #include "batch/object.h"
 #include "batch/rows_in_order.h"
-#include "batch/standing.h"
 
 using namespace korvel::batch;
 
@@ -49,21 +48,20 @@ void add(const korvel_batch_stand_sums& sums, korvel_batch_stand_sums& total) no
   total.unbearable += sums.unbearable;
 }
 
-/// compute(stretch, sums of the stretch) for all states, with null for sums that are not wanted.
-template <typename Sums, typename Compute>
-void compute_with_sums(const Call& call, Sums* sums, const Compute& compute, std::ptrdiff_t worth = Threads::shortest) {
-  const Threads& threads = call.object.threads;
-  if (sums == nullptr) {
-    call.require_a_result();
-    return threads.for_each_stretch(
-        call.count, [&](const Stretch& states) { compute(states, nullptr); }, worth);
-  }
+/// Runs a kernel for all states and adds up the sums of stretches unless `sums` is null.
+template <typename Results, typename Sums>
+void run_with_sums(const Call& call, Kernel<Results> KernelSet::*kernel, Results wanted, Sums* sums,
+                   std::ptrdiff_t worth = Threads::shortest) {
+  if (sums == nullptr) return call.run(kernel, wanted, worth);
+  const auto compute = call.kernels().*kernel;
   const auto sums_of = [&](const Stretch& states) {
     Sums of_stretch;
-    compute(states, &of_stretch);
+    Results of_states = wanted;
+    of_states.sums = &of_stretch;
+    compute(call.masses, states, call.given, of_states);
     return of_stretch;
   };
-  *sums = threads.sum(
+  *sums = call.object.threads.sum(
       call.count, sums_of, [](const Sums& of_stretch, Sums& total) { add(of_stretch, total); }, worth);
 }
 
@@ -184,10 +182,7 @@ int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t n, const korvel_b
     Call call(batch, n, q, dq, wrenches, wrench_count);
     call.masses.armature = checked_armature(armature);
     call.given.ddq = call.coordinates(ddq, "ddq");
-    const Output wanted = call.output(forces, "forces");
-    compute_with_sums(call, sums, [&](const Stretch& states, korvel_batch_force_sums* of_stretch) {
-      call.kernels().dynamics(call.masses, states, call.given, {wanted, of_stretch});
-    });
+    run_with_sums(call, &KernelSet::dynamics, DynamicsResults{call.output(forces, "forces"), nullptr}, sums);
   });
 }
 
@@ -198,6 +193,7 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
     Call call(batch, n, q, dq, nullptr, 0);
     call.given.ddq = call.coordinates(ddq, "ddq");
     const GroundTable table = checked_ground(ground, n);
+    call.given.ground = &table;
     const int soles = static_cast<int>(ground->sole_count);
     const korvel_batch_stand_results none{};
     const korvel_batch_stand_results& r = results == nullptr ? none : *results;
@@ -207,12 +203,10 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
                               call.output(&r.zmp, "zmp", 2),
                               call.output(&r.zmp_margin, "zmp_margin", 1),
                               call.output(&r.residual, "residual", 1),
-                              call.output(&r.verdict, "verdict", 1)};
-    // A state takes some ten times as long as others do.
+                              call.output(&r.verdict, "verdict", 1),
+                              nullptr};
+    // A state takes about ten times as long as others do.
     constexpr std::ptrdiff_t worth = 4 * tile_size;
-    const auto compute = [&](const Stretch& states, korvel_batch_stand_sums* of_stretch) {
-      call.kernels().stand(call.masses, states, call.given, table, wanted, of_stretch);
-    };
-    compute_with_sums(call, sums, compute, worth);
+    run_with_sums(call, &KernelSet::stand, wanted, sums, worth);
   });
 }

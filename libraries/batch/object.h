@@ -26,12 +26,9 @@ Batch& checked(Batch* batch) {
 /// A call of an operation: its checked arguments, and the masses that the object had when it started.
 struct Call {
   Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q)
-      : object(checked(batch)), masses(object.masses.get()), count((require_count(n), n)), given{coordinates(q, "q"),
-                                                                                                 {},
-                                                                                                 {},
-                                                                                                 {},
-                                                                                                 nullptr,
-                                                                                                 0} {}
+      : object(checked(batch)), masses(object.masses.get()), count((require_count(n), n)) {
+    given.q = coordinates(q, "q");
+  }
   Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q, const korvel_batch_input* dq,
        const korvel_batch_wrench* wrenches, std::ptrdiff_t wrench_count)
       : Call(batch, n, q) {
@@ -59,25 +56,22 @@ struct Call {
   bool results_exceed(std::ptrdiff_t bytes) const noexcept {
     return result_numbers * static_cast<std::ptrdiff_t>(sizeof(float)) > bytes / count;
   }
-  void require_a_result() const {
-    if (result_numbers == 0) refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
-  }
   template <typename Work>
-  void for_each_stretch(const Work& work) const {
-    require_a_result();
-    object.threads.for_each_stretch(count, work);
+  void for_each_stretch(const Work& work, std::ptrdiff_t worth = Threads::shortest) const {
+    if (result_numbers == 0) refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
+    object.threads.for_each_stretch(count, work, worth);
   }
   template <typename Results>
-  void run(Kernel<Results> KernelSet::*kernel, const Results& wanted) const {
+  void run(Kernel<Results> KernelSet::*kernel, const Results& wanted, std::ptrdiff_t worth = Threads::shortest) const {
     const auto compute = kernels().*kernel;
-    for_each_stretch([&](const Stretch& states) { compute(masses, states, given, wanted); });
+    for_each_stretch([&](const Stretch& states) { compute(masses, states, given, wanted); }, worth);
   }
 
   const korvel_batch& object;
   Masses masses;
   std::ptrdiff_t count;
   std::vector<Wrench> loads;
-  MotionInput given;
+  MotionInput given{};
   std::ptrdiff_t result_numbers = 0;  ///< of all results of a state
 };
 

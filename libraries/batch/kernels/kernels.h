@@ -55,6 +55,8 @@ struct Wrench {
   Input values;
 };
 
+struct GroundTable;
+
 /// The states of a motion, argument by argument; without data where an operation does not take one. Without
 /// accelerations they are zero.
 struct MotionInput {
@@ -62,6 +64,7 @@ struct MotionInput {
   Input of_forces;  ///< a number for each force: its weight, or the force that moves the robot
   const Wrench* wrenches;
   int wrench_count;
+  const GroundTable* ground;
 };
 
 /// Each state has 300 numbers of poses, the rows of [R | t] of one body after the other, three of a centre of mass, and
@@ -107,12 +110,15 @@ struct PointResults {
   int count;
 };
 
-struct GroundTable;
-struct StandResults;
+/// The outputs of korvel_batch_stand_results.
+struct StandResults {
+  Output forces, loads, pressure, zmp, zmp_margin, residual, verdict;
+  korvel_batch_stand_sums* sums;  ///< those of the stretch; null if they are not wanted
+};
 
 /// An operation for one instruction set: it computes the results of a stretch of states.
 template <typename Results>
-using Kernel = void (*)(const Masses&, const Stretch&, const MotionInput&, const Results&) noexcept;
+using Kernel = void (*)(const Masses&, const Stretch&, const MotionInput&, const Results&);
 
 struct KernelSet {
   int lanes;
@@ -124,9 +130,7 @@ struct KernelSet {
   Kernel<ForwardResults> forward_dynamics;
   Kernel<MomentumResults> momentum;
   Kernel<PointResults> points;
-  /// Allocates.
-  void (*stand)(const Masses&, const Stretch&, const MotionInput&, const GroundTable&, const StandResults&,
-                korvel_batch_stand_sums* sums);
+  Kernel<StandResults> stand;  ///< allocates, and throws if there is no memory
 };
 
 /// The root's three angles and those of all joints.

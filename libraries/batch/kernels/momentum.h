@@ -39,7 +39,7 @@ void momentum(const Masses& masses, const Stretch& states, const MotionInput& gi
   using Vector = VectorInLanes<n>;
   using Motion = BodyMotionInLanes<n>;
   const bool wants_rate = wanted.rate.data != nullptr;
-  const MotionInput unaccelerated{given.q, given.dq, {}, {}, nullptr, 0};
+  const MotionInput unaccelerated{given.q, given.dq, {}, {}, nullptr, 0, nullptr};
   PackedMass<n> mass;
   PackOf<n> forces[coordinate_count];
   PackOf<n> ddq[coordinate_count];

@@ -40,33 +40,34 @@ class StandKernel {
     for (const contact::SoleEntry& sole : ground.soles.soles) has_sole_[sole.body] = true;
   }
 
-  void run(const Stretch& states, const MotionInput& motion, const StandResults& results,
-           korvel_batch_stand_sums* sums) {
+  void run(const Stretch& states, const MotionInput& given, const StandResults& wanted) {
+    korvel_batch_stand_sums sums{{}, std::numeric_limits<float>::infinity(), 0};
     ForceSums force_sums{};
-    if (sums != nullptr) *sums = {{}, std::numeric_limits<float>::infinity(), 0};
     for (std::ptrdiff_t first = states.first; first < states.last; first += chunk) {
       loads_.clear();
       for_each_block<n>({first, std::min(first + chunk, states.last)}, [&](const auto& block) {
         StandingBlock<n>& at = blocks_[loads_.size()];
         at.block = block;
-        begin(at, motion);
+        begin(at, given);
         loads_.push_back(&at.stance.loads);
       });
       forces_.find(loads_);
       for (std::size_t b = 0; b < loads_.size(); ++b) {
         StandingBlock<n>& at = blocks_[b];
         at.stance.conclude();
-        write(at, results);
-        if (results.forces.data == nullptr && sums == nullptr) continue;
+        write(at, wanted);
+        if (wanted.forces.data == nullptr && wanted.sums == nullptr) continue;
         PackOf<n> forces[coordinate_count];
         compute_with_ground<n>(masses_, at, sole_loads_, forces);
-        write_numbers<n>(results.forces, at.block, 0, coordinate_count, forces);
-        if (sums == nullptr) continue;
-        add(at, *sums);
+        write_numbers<n>(wanted.forces, at.block, 0, coordinate_count, forces);
+        if (wanted.sums == nullptr) continue;
+        add(at, sums);
         batch::add<n>(at.block, forces, force_sums);
       }
     }
-    if (sums != nullptr) sums->forces = folded<n>(force_sums);
+    if (wanted.sums == nullptr) return;
+    sums.forces = folded<n>(force_sums);
+    *wanted.sums = sums;
   }
 
  private:
@@ -158,9 +159,9 @@ class StandKernel {
 }  // namespace
 
 template <>
-void stand<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& motion,
-                         const GroundTable& ground, const StandResults& results, korvel_batch_stand_sums* sums) {
-  StandKernel<KORVEL_LANES>(masses, ground).run(states, motion, results, sums);
+void stand<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
+                         const StandResults& wanted) {
+  StandKernel<KORVEL_LANES>(masses, *given.ground).run(states, given, wanted);
 }
 
 }  // namespace korvel::batch
