@@ -1,16 +1,12 @@
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <iterator>
-#include <limits>
 #include <memory>
-#include <numeric>
 
 #include "batch/kernels/entries.h"
 #include "batch/korvel/batch_dynamics.h"
 #include "batch/object.h"
 #include "batch/rows_in_order.h"
-#include "batch/standing.h"
 
 using namespace korvel::batch;
 
@@ -26,8 +22,6 @@ using Robot = metapod::models::KorvelRobot;
 constexpr int most_threads = 1024;
 constexpr int pose_size = 12;
 constexpr int pose_numbers = pose_size * body_count;
-constexpr int jacobian_numbers = 6 * coordinate_count;
-constexpr int matrix_numbers = coordinate_count * coordinate_count;
 
 /// Returns the number of wanted poses of a state.
 int checked_body_count(const korvel_batch_kinematics_results& results) {
@@ -37,21 +31,6 @@ int checked_body_count(const korvel_batch_kinematics_results& results) {
   }
   std::for_each(results.bodies, results.bodies + results.body_count, require_body);
   return static_cast<int>(results.body_count);
-}
-
-korvel_batch_force_sums folded(const ForceSums& sums) noexcept {
-  korvel_batch_force_sums result{};
-  for (int d = 0; d < coordinate_count; ++d) {
-    // The bits are ordered like the magnitudes.
-    const auto* largest = std::max_element(std::begin(sums.largest[d]), std::end(sums.largest[d]));
-    std::memcpy(&result.largest[d], largest, sizeof *largest);
-    result.squares[d] = std::accumulate(std::begin(sums.squares[d]), std::end(sums.squares[d]), 0.0);
-  }
-  return result;
-}
-
-korvel_batch_stand_sums folded(const StandSums& sums) noexcept {
-  return {folded(sums.forces), sums.least_margin, sums.unbearable};
 }
 
 void add(const korvel_batch_force_sums& sums, korvel_batch_force_sums& total) noexcept {
@@ -69,22 +48,20 @@ void add(const korvel_batch_stand_sums& sums, korvel_batch_stand_sums& total) no
   total.unbearable += sums.unbearable;
 }
 
-/// compute(stretch, sums of the stretch) for all states, with null for sums that are not wanted.
-template <typename OfStretch, typename Sums, typename Compute>
-void compute_with_sums(const Call& call, const OfStretch& none, Sums* sums, const Compute& compute,
-                       std::ptrdiff_t worth = Threads::shortest) {
-  const Threads& threads = call.object.threads;
-  if (sums == nullptr) {
-    call.require_a_result();
-    const auto without_sums = [&](const Stretch& states) { compute(states, static_cast<OfStretch*>(nullptr)); };
-    return threads.for_each_stretch(call.count, without_sums, worth);
-  }
+/// Runs a kernel for all states and adds up the sums of stretches unless `sums` is null.
+template <typename Results, typename Sums>
+void run_with_sums(const Call& call, Kernel<Results> KernelSet::*kernel, Results wanted, Sums* sums,
+                   std::ptrdiff_t worth = Threads::shortest) {
+  if (sums == nullptr) return call.run(kernel, wanted, worth);
+  const auto compute = call.kernels().*kernel;
   const auto sums_of = [&](const Stretch& states) {
-    OfStretch of_stretch = none;
-    compute(states, &of_stretch);
-    return folded(of_stretch);
+    Sums of_stretch;
+    Results of_states = wanted;
+    of_states.sums = &of_stretch;
+    compute(call.masses, states, call.given, of_states);
+    return of_stretch;
   };
-  *sums = threads.sum(
+  *sums = call.object.threads.sum(
       call.count, sums_of, [](const Sums& of_stretch, Sums& total) { add(of_stretch, total); }, worth);
 }
 
@@ -94,10 +71,8 @@ int find_entry(const EntryPlaces& places, int entry, int* row, int* column) {
       refuse(KORVEL_BATCH_COUNT, "no entry ", entry, ": they are numbered from 0 to ", places.count - 1);
     }
     if (row == nullptr || column == nullptr) refuse(KORVEL_BATCH_NULL, "row or column is null");
-    const std::uint16_t* first = places.row(0);
-    const auto place = static_cast<int>(std::find(first, first + matrix_numbers, entry) - first);
-    *row = place / coordinate_count;
-    *column = place % coordinate_count;
+    *row = places.kept[entry].row;
+    *column = places.kept[entry].column;
   });
 }
 
@@ -161,9 +136,7 @@ int korvel_batch_kinematics(const korvel_batch* batch, ptrdiff_t n, const korvel
                                    call.output(&results->com_root, "com_root", 3),
                                    call.output(&results->com_world, "com_world", 3),
                                    call.output(&results->jacobian, "jacobian", jacobian_numbers)};
-    if (bodies == nullptr && !is_beyond_caches(n, {{&wanted.poses_root, pose_numbers},
-                                                   {&wanted.poses_world, pose_numbers},
-                                                   {&wanted.jacobian, jacobian_numbers}})) {
+    if (bodies == nullptr && !call.results_exceed(most_bytes_in_caches)) {
       return call.run(&KernelSet::kinematics, wanted);
     }
     call.for_each_stretch([&](const Stretch& states) {
@@ -190,7 +163,7 @@ int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch
     const MassResults wanted{call.output(packed, "packed", mass_entry_count),
                              call.output(dense, "dense", matrix_numbers)};
     // Dense matrices have so many numbers that their rows are written well as they are.
-    if (!is_beyond_caches(n, {{&wanted.packed, mass_entry_count}})) return call.run(&KernelSet::mass, wanted);
+    if (!call.results_exceed(most_bytes_in_caches)) return call.run(&KernelSet::mass, wanted);
     call.for_each_stretch([&](const Stretch& states) {
       RowsInOrder<mass_entry_count> rows(wanted.packed);
       for_each_tile(states, [&](const Stretch& tile) {
@@ -209,10 +182,7 @@ int korvel_batch_dynamics(const korvel_batch* batch, ptrdiff_t n, const korvel_b
     Call call(batch, n, q, dq, wrenches, wrench_count);
     call.masses.armature = checked_armature(armature);
     call.given.ddq = call.coordinates(ddq, "ddq");
-    const Output wanted = call.output(forces, "forces");
-    compute_with_sums(call, ForceSums{}, sums, [&](const Stretch& states, ForceSums* of_stretch) {
-      call.kernels().dynamics(call.masses, states, call.given, {wanted, of_stretch});
-    });
+    run_with_sums(call, &KernelSet::dynamics, DynamicsResults{call.output(forces, "forces"), nullptr}, sums);
   });
 }
 
@@ -223,6 +193,7 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
     Call call(batch, n, q, dq, nullptr, 0);
     call.given.ddq = call.coordinates(ddq, "ddq");
     const GroundTable table = checked_ground(ground, n);
+    call.given.ground = &table;
     const int soles = static_cast<int>(ground->sole_count);
     const korvel_batch_stand_results none{};
     const korvel_batch_stand_results& r = results == nullptr ? none : *results;
@@ -232,13 +203,10 @@ int korvel_batch_stand(const korvel_batch* batch, ptrdiff_t n, const korvel_batc
                               call.output(&r.zmp, "zmp", 2),
                               call.output(&r.zmp_margin, "zmp_margin", 1),
                               call.output(&r.residual, "residual", 1),
-                              call.output(&r.verdict, "verdict", 1)};
-    // A state takes some ten times as long as others do.
+                              call.output(&r.verdict, "verdict", 1),
+                              nullptr};
+    // A state takes about ten times as long as others do.
     constexpr std::ptrdiff_t worth = 4 * tile_size;
-    const StandSums no_sums{{}, std::numeric_limits<float>::infinity(), 0};
-    const auto compute = [&](const Stretch& states, StandSums* of_stretch) {
-      call.kernels().stand(call.masses, states, call.given, table, wanted, of_stretch);
-    };
-    compute_with_sums(call, no_sums, sums, compute, worth);
+    run_with_sums(call, &KernelSet::stand, wanted, sums, worth);
   });
 }

@@ -25,24 +25,36 @@ void require_finite(const float* values, int count, const char* name) {
   }
 }
 
-/// Refuses what the kernels cannot compute with. The total may differ from the sum by what changes have rounded off.
-void require_possible(const Masses& masses) {
+/// Reads numbers of korvel_batch_set_inertias. Refuses what the kernels cannot compute with; the total may differ from
+/// the sum by what changes have rounded off.
+Masses checked_masses(const float* numbers) {
   constexpr double most_rounded_off = 1e-3;
+  require_finite(numbers, KORVEL_BATCH_INERTIA_NUMBERS - 1, "the inertia of a body about its origin");
+  Masses masses{};
   double sum = 0;
-  for (const auto& [inertia, center_of_mass] : masses.of_body) {
-    float numbers[inertia_numbers];
-    std::memcpy(numbers, &inertia, sizeof numbers);
-    require_finite(numbers, inertia_numbers, "the inertia of a body about its origin");
+  for (auto& [inertia, center_of_mass] : masses.of_body) {
+    std::memcpy(static_cast<void*>(&inertia), numbers, sizeof inertia);
     if (!(inertia.m > 0)) refuse(KORVEL_BATCH_VALUE, "a mass is not above zero");
+    center_of_mass = inertia.center_of_mass();
     sum += static_cast<double>(inertia.m);
+    numbers += inertia_numbers;
   }
+  masses.total = *numbers;
   const auto total = static_cast<double>(masses.total);
-  if (std::abs(total - sum) <= most_rounded_off * sum) return;
+  if (std::abs(total - sum) <= most_rounded_off * sum) return masses;
   char sentence[200];
   std::snprintf(sentence, sizeof sentence,
                 "the total mass would be %g kg, but the bodies' masses add up to %g kg; a new object has no such error",
                 total, sum);
   refuse(KORVEL_BATCH_VALUE, sentence);
+}
+
+void write(const Masses& masses, float* numbers) noexcept {
+  for (const auto& of_body : masses.of_body) {
+    std::memcpy(numbers, &of_body.inertia, sizeof(Inertia));
+    numbers += inertia_numbers;
+  }
+  *numbers = masses.total;
 }
 
 }  // namespace
@@ -61,49 +73,33 @@ Masses CurrentMasses::get() const {
   return masses_;
 }
 
-template <typename Change>
-void CurrentMasses::replace(Change change) {
-  const std::lock_guard<std::mutex> lock(taken_before_forks);
-  Masses changed = masses_;
-  change(changed);
-  require_possible(changed);
-  masses_ = changed;
-}
-
 void CurrentMasses::set_one(int body, float mass, const float* com, const float* inertia) {
   require_body(body);
   require_finite(com, 3, "com");
   require_finite(inertia, 6, "inertia");
-  replace([&](Masses& masses) {
-    auto& of_body = masses.of_body[static_cast<std::size_t>(body)];
-    // The module adds in this order, too.
-    masses.total = (mass - of_body.inertia.m) + masses.total;
-    of_body.inertia = Inertia::from_center_of_mass(
-        mass, {com[0], com[1], com[2]}, {inertia[0], inertia[1], inertia[2], inertia[3], inertia[4], inertia[5]});
-    of_body.center_of_mass = of_body.inertia.center_of_mass();
-  });
+  const Inertia changed = Inertia::from_center_of_mass(
+      mass, {com[0], com[1], com[2]}, {inertia[0], inertia[1], inertia[2], inertia[3], inertia[4], inertia[5]});
+  const std::lock_guard<std::mutex> lock(taken_before_forks);
+  float numbers[KORVEL_BATCH_INERTIA_NUMBERS];
+  write(masses_, numbers);
+  float* const of_body = numbers + inertia_numbers * body;
+  float& total = numbers[KORVEL_BATCH_INERTIA_NUMBERS - 1];
+  // The module adds in this order, too. The mass of a body is the first of its numbers.
+  total = (mass - *of_body) + total;
+  std::memcpy(of_body, &changed, sizeof changed);
+  masses_ = checked_masses(numbers);
 }
 
 void CurrentMasses::copy_to(float* numbers) const {
   require_pointer(numbers, "numbers");
-  const Masses masses = get();
-  for (const auto& of_body : masses.of_body) {
-    std::memcpy(numbers, &of_body.inertia, sizeof(Inertia));
-    numbers += inertia_numbers;
-  }
-  *numbers = masses.total;
+  write(get(), numbers);
 }
 
 void CurrentMasses::set_all(const float* numbers) {
   require_finite(numbers, KORVEL_BATCH_INERTIA_NUMBERS, "numbers");
-  replace([numbers](Masses& masses) mutable {
-    for (auto& of_body : masses.of_body) {
-      std::memcpy(static_cast<void*>(&of_body.inertia), numbers, sizeof(Inertia));
-      of_body.center_of_mass = of_body.inertia.center_of_mass();
-      numbers += inertia_numbers;
-    }
-    masses.total = *numbers;
-  });
+  const Masses changed = checked_masses(numbers);
+  const std::lock_guard<std::mutex> lock(taken_before_forks);
+  masses_ = changed;
 }
 
 }  // namespace korvel::batch

@@ -19,9 +19,6 @@ class CurrentMasses {
   void set_all(const float* numbers);
 
  private:
-  template <typename Change>
-  void replace(Change change);
-
   Masses masses_{};
 };
 

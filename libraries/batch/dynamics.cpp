@@ -10,9 +10,6 @@ using namespace korvel::batch;
 
 namespace {
 
-constexpr int dense_numbers = coordinate_count * coordinate_count;
-constexpr int six_rows = 6 * coordinate_count;
-
 std::vector<Point> checked_points(Call& call, const korvel_batch_point* points, std::ptrdiff_t count) {
   if (count < 1) refuse(KORVEL_BATCH_COUNT, "point_count is ", count, ": there must be at least one point");
   require_pointer(points, "points");
@@ -23,7 +20,8 @@ std::vector<Point> checked_points(Call& call, const korvel_batch_point* points, 
     for (const float x : place) {
       if (!std::isfinite(x)) refuse(KORVEL_BATCH_VALUE, "the place of a point is not finite");
     }
-    checked.push_back({body, place, call.output(&jacobian, "jacobian", six_rows), call.output(&bias, "bias", 6)});
+    checked.push_back(
+        {body, place, call.output(&jacobian, "jacobian", jacobian_numbers), call.output(&bias, "bias", 6)});
     if (checked.back().jacobian.data == nullptr && checked.back().bias.data == nullptr) {
       refuse(KORVEL_BATCH_NULL, "a point has no result with data");
     }
@@ -45,8 +43,8 @@ int korvel_batch_dynamics_derivatives(const korvel_batch* batch, ptrdiff_t n, co
              DerivativeResults{call.output(&results->forces, "forces"),
                                call.output(&results->position_packed, "position_packed", position_entry_count),
                                call.output(&results->velocity_packed, "velocity_packed", velocity_entry_count),
-                               call.output(&results->position, "position", dense_numbers),
-                               call.output(&results->velocity, "velocity", dense_numbers)});
+                               call.output(&results->position, "position", matrix_numbers),
+                               call.output(&results->velocity, "velocity", matrix_numbers)});
   });
 }
 
@@ -85,7 +83,7 @@ int korvel_batch_momentum(const korvel_batch* batch, ptrdiff_t n, const korvel_b
   return status_of([&] {
     Call call(batch, n, q, dq, nullptr, 0);
     require_pointer(results, "results");
-    const MomentumResults wanted{call.output(&results->matrix, "matrix", six_rows),
+    const MomentumResults wanted{call.output(&results->matrix, "matrix", jacobian_numbers),
                                  call.output(&results->momentum, "momentum", 6), call.output(&results->rate, "rate", 6),
                                  call.output(&results->bias, "bias", 6)};
     if (wanted.rate.data != nullptr) call.given.ddq = call.coordinates(ddq, "ddq");

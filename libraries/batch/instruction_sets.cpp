@@ -18,26 +18,6 @@ constexpr InstructionSet sets[] = {
 #endif
 };
 
-const InstructionSet* best() noexcept {
-  const InstructionSet* found = sets;
-  for (const InstructionSet& set : sets) {
-    if (set.is_there()) found = &set;
-  }
-  return found;
-}
-
-const InstructionSet* named(const char* name, const std::string& source) {
-  std::string known;
-  for (const InstructionSet& set : sets) {
-    if (set.name == std::string(name)) {
-      if (set.is_there()) return &set;
-      refuse(KORVEL_BATCH_INSTRUCTION_SET, source, ": this processor has no ", name);
-    }
-    known += std::string(known.empty() ? "" : ", ") + set.name;
-  }
-  refuse(KORVEL_BATCH_INSTRUCTION_SET, source, ": \"", name, "\" is none of ", known);
-}
-
 }  // namespace
 
 ChosenSet::ChosenSet(const char* name) {
@@ -47,7 +27,17 @@ ChosenSet::ChosenSet(const char* name) {
     source = "KORVEL_INSTRUCTION_SET";
   }
   is_named_ = name != nullptr;
-  set_ = is_named_ ? named(name, source) : best();
+  std::string known;
+  for (const InstructionSet& set : sets) {
+    known += std::string(known.empty() ? "" : ", ") + set.name;
+    if (is_named_ && set.name != std::string(name)) continue;
+    if (set.is_there()) {
+      set_ = &set;
+    } else if (is_named_) {
+      refuse(KORVEL_BATCH_INSTRUCTION_SET, source, ": this processor has no ", name);
+    }
+  }
+  if (is_named_ && set_ == nullptr) refuse(KORVEL_BATCH_INSTRUCTION_SET, source, ": \"", name, "\" is none of ", known);
 }
 
 const KernelSet& ChosenSet::kernels(std::ptrdiff_t n) const noexcept {

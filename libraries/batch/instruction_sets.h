@@ -33,7 +33,7 @@ class ChosenSet {
   const KernelSet& kernels(std::ptrdiff_t n) const noexcept;
 
  private:
-  const InstructionSet* set_;
+  const InstructionSet* set_ = nullptr;
   bool is_named_;
 };
 

@@ -26,16 +26,16 @@ Batch& checked(Batch* batch) {
 /// A call of an operation: its checked arguments, and the masses that the object had when it started.
 struct Call {
   Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q)
-      : object(checked(batch)),
-        masses(object.masses.get()),
-        count((require_count(n), n)),
-        given{coordinates(q, "q"), {}, {}, {}, {}} {}
+      : object(checked(batch)), masses(object.masses.get()), count((require_count(n), n)) {
+    given.q = coordinates(q, "q");
+  }
   Call(const korvel_batch* batch, std::ptrdiff_t n, const korvel_batch_input* q, const korvel_batch_input* dq,
        const korvel_batch_wrench* wrenches, std::ptrdiff_t wrench_count)
       : Call(batch, n, q) {
     given.dq = coordinates(dq, "dq");
     loads = checked_wrenches(wrenches, wrench_count, n);
-    given.wrenches = {loads.data(), static_cast<int>(loads.size())};
+    given.wrenches = loads.data();
+    given.wrench_count = static_cast<int>(loads.size());
   }
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
@@ -47,32 +47,32 @@ struct Call {
   /// Null, or without data, if it is not wanted.
   Output output(const korvel_batch_output* output, const char* name, int numbers = coordinate_count) {
     const Output result = checked_output(output, name, count, numbers);
-    has_result = has_result || result.data != nullptr;
+    if (result.data != nullptr) result_numbers += numbers;
     return result;
   }
 
   const KernelSet& kernels() const noexcept { return object.set.kernels(count); }
 
-  void require_a_result() const {
-    if (!has_result) refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
+  bool results_exceed(std::ptrdiff_t bytes) const noexcept {
+    return result_numbers * static_cast<std::ptrdiff_t>(sizeof(float)) > bytes / count;
   }
   template <typename Work>
-  void for_each_stretch(const Work& work) const {
-    require_a_result();
-    object.threads.for_each_stretch(count, work);
+  void for_each_stretch(const Work& work, std::ptrdiff_t worth = Threads::shortest) const {
+    if (result_numbers == 0) refuse(KORVEL_BATCH_NULL, "no result is wanted: none has data");
+    object.threads.for_each_stretch(count, work, worth);
   }
   template <typename Results>
-  void run(Kernel<Results> KernelSet::*kernel, const Results& wanted) const {
+  void run(Kernel<Results> KernelSet::*kernel, const Results& wanted, std::ptrdiff_t worth = Threads::shortest) const {
     const auto compute = kernels().*kernel;
-    for_each_stretch([&](const Stretch& states) { compute(masses, states, given, wanted); });
+    for_each_stretch([&](const Stretch& states) { compute(masses, states, given, wanted); }, worth);
   }
 
   const korvel_batch& object;
   Masses masses;
   std::ptrdiff_t count;
   std::vector<Wrench> loads;
-  MotionInput given;
-  bool has_result = false;
+  MotionInput given{};
+  std::ptrdiff_t result_numbers = 0;  ///< of all results of a state
 };
 
 }  // namespace korvel::batch

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <initializer_list>
-#include <utility>
 
 #include "batch/kernels/kernels.h"
 
@@ -11,15 +9,8 @@ namespace korvel::batch {
 
 /// Memory takes results that no cache holds quickly only as rows, one after the other. Kernels write a few numbers of
 /// many rows in turn, which then takes up to three times as long. They therefore write a tile of states into room on
-/// the stack, and its rows are copied from there. Results that a cache holds are a tenth faster without.
-inline bool is_beyond_caches(std::ptrdiff_t n, std::initializer_list<std::pair<const Output*, int>> results) noexcept {
-  constexpr std::ptrdiff_t most_in_caches = 8 << 20;  // bytes
-  std::ptrdiff_t numbers = 0;
-  for (const auto& [output, count] : results) {
-    if (output->data != nullptr) numbers += count;
-  }
-  return numbers * static_cast<std::ptrdiff_t>(sizeof(float)) > most_in_caches / n;
-}
+/// the stack, and its rows are copied from there. Results of at most this size are a tenth faster without.
+constexpr std::ptrdiff_t most_bytes_in_caches = 8 << 20;
 
 /// Room for the rows of one result and a tile of states. What has another layout is written where it belongs, unless
 /// only some of the parts that a row consists of are wanted.

@@ -1,11 +1,7 @@
-#include "batch/standing.h"
-
 #include <Eigen/Geometry>
 #include <array>
 #include <cmath>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "batch/arguments.h"
 #include "batch/refusal.h"

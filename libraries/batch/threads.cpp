@@ -7,17 +7,19 @@
 #include <condition_variable>
 #include <csignal>
 #include <exception>
+#include <list>
 #include <new>
 
 namespace korvel::batch {
 
+namespace {
+
+/// The processors that this process may use.
 int usable_processors() noexcept {
   // One set has room for 1024 processors, which large machines have more of.
   cpu_set_t sets[64];
   return sched_getaffinity(0, sizeof sets, sets) == 0 ? CPU_COUNT_S(sizeof sets, sets) : 1;
 }
-
-namespace {
 
 /// The number of forks between this process and the one that loaded the library.
 std::atomic<int> forks{0};
@@ -34,7 +36,6 @@ struct Threads::Pool {
   struct Job {
     const std::function<void(std::ptrdiff_t)>& work;
     const std::ptrdiff_t parts;
-    Job* after;               ///< the next job that has parts left
     std::ptrdiff_t next = 0;  ///< the part to be handed out next
     int at_work = 0;          ///< number of threads at work
     std::exception_ptr failure{};
@@ -72,8 +73,7 @@ struct Threads::Pool {
 
   void run(Job& job) {
     std::unique_lock<std::mutex> lock(mutex);
-    job.after = first;
-    first = &job;
+    jobs.push_front(&job);
     const auto helpers = std::min(static_cast<std::size_t>(job.parts - 1), workers.size());
     for (std::size_t i = 0; i < helpers; ++i) is_needed.notify_one();
     work_on(job, lock);
@@ -86,37 +86,29 @@ struct Threads::Pool {
     ++job.at_work;
     while (job.next < job.parts) {
       const std::ptrdiff_t part = job.next++;
-      if (job.next == job.parts) remove(job);
+      if (job.next == job.parts) jobs.remove(&job);
       lock.unlock();
-      std::exception_ptr failure;
       try {
         job.work(part);
+        lock.lock();
       } catch (...) {
-        failure = std::current_exception();
+        lock.lock();
+        job.failure = std::current_exception();
+        job.next = job.parts;
+        jobs.remove(&job);
       }
-      lock.lock();
-      if (failure == nullptr) continue;
-      if (job.next < job.parts) remove(job);
-      job.next = job.parts;
-      job.failure = std::move(failure);
     }
     if (--job.at_work == 0) job.done.notify_one();
-  }
-
-  void remove(const Job& job) noexcept {
-    Job** place = &first;
-    while (*place != &job) place = &(*place)->after;
-    *place = job.after;
   }
 
   static void* serve(void* of_pool) {
     auto& pool = *static_cast<Pool*>(of_pool);
     std::unique_lock<std::mutex> lock(pool.mutex);
     while (!pool.ends) {
-      if (pool.first == nullptr) {
+      if (pool.jobs.empty()) {
         pool.is_needed.wait(lock);
       } else {
-        pool.work_on(*pool.first, lock);
+        pool.work_on(*pool.jobs.front(), lock);
       }
     }
     return nullptr;
@@ -125,7 +117,7 @@ struct Threads::Pool {
   const int made_after = forks;
   std::mutex mutex;
   std::condition_variable is_needed;
-  Job* first = nullptr;  ///< the first job that has parts left
+  std::list<Job*> jobs;  ///< those that have parts left
   bool ends = false;
   std::vector<pthread_t> workers;
 };
@@ -155,7 +147,7 @@ bool Threads::works_alone() const noexcept { return pool_ == nullptr || pool_->m
 
 void Threads::run(std::ptrdiff_t parts, const std::function<void(std::ptrdiff_t)>& work) const {
   if (parts > 1 && !works_alone()) {
-    Pool::Job job{work, parts, nullptr};
+    Pool::Job job{work, parts};
     return pool_->run(job);
   }
   for (std::ptrdiff_t part = 0; part < parts; ++part) work(part);

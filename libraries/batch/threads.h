@@ -10,9 +10,6 @@
 
 namespace korvel::batch {
 
-/// The processors that this process may use.
-int usable_processors() noexcept;
-
 /// Guards what a child of a fork needs whole. A fork waits for it, so that no child finds it locked.
 extern std::mutex taken_before_forks;
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "metapod/spatial/pack.h"
 #include "metapod/spatial/vector3.h"
@@ -60,15 +61,7 @@ struct DoubleLanes {
 };
 
 template <typename Number>
-struct MaskOfNumber {
-  using type = typename Number::Mask;
-};
-template <>
-struct MaskOfNumber<double> {
-  using type = bool;
-};
-template <typename Number>
-using MaskOf = typename MaskOfNumber<Number>::type;
+using MaskOf = decltype(std::declval<Number>() < std::declval<Number>());
 
 template <typename Number>
 inline constexpr int lane_count = sizeof(Number) / sizeof(double);

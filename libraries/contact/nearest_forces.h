@@ -54,17 +54,16 @@ class NearestForces {
   explicit NearestForces(const std::vector<double>& frictions) : first_(frictions), rest_(frictions) {}
 
   /// Writes the forces of the points of all loads.
-  void find(Loads<Number>* const* loads, int count) {
+  void find(const std::vector<Loads<Number>*>& loads) {
     pending_.clear();
-    for (int l = 0; l < count; ++l) {
-      Loads<Number>& at = *loads[l];
-      first_.begin(at.unit, at.points.data(), ways[0].rho);
+    for (Loads<Number>* const at : loads) {
+      first_.begin(at->unit, at->points.data(), ways[0].rho);
       first_.step();
-      const Mask is_open = !first_.is_inside() && dot(at.unit, at.unit) < Number(2);
+      const Mask is_open = !first_.is_inside() && dot(at->unit, at->unit) < Number(2);
       if (any(is_open)) first_.advance();
-      first_.give(at.points.data());
+      first_.give(at->points.data());
       for (int lane = 0; lane < lanes; ++lane) {
-        if (lane_of(is_open, lane)) pending_.push_back({&at, lane});
+        if (lane_of(is_open, lane)) pending_.push_back({at, lane});
       }
     }
     iterate();

@@ -36,8 +36,7 @@ Stance stance(const StanceProblem& problem) {
     at.soles[i].share = states[i].share;
   }
   at.prepare({{plain(required_world.force), plain(required_world.moment)}, plain(com_world), ground, weight, level});
-  Loads<double>* const loads = &at.loads;
-  NearestForces<double>(table.frictions).find(&loads, 1);
+  NearestForces<double>(table.frictions).find({&at.loads});
   at.conclude();
 
   Stance result{static_cast<Verdict>(at.verdict), at.residual, {}, eigen(at.zmp), at.margin.distance,
@@ -53,8 +52,7 @@ double least_friction(Loads<double> loads, double known) {
   constexpr double most = 100;
   if (known > most) return known;
   const auto residual = [&](double friction) {
-    Loads<double>* const asked = &loads;
-    NearestForces<double>(std::vector<double>(loads.points.size(), friction)).find(&asked, 1);
+    NearestForces<double>(std::vector<double>(loads.points.size(), friction)).find({&loads});
     return loads.residual();
   };
   // Friction is not asked to carry what it cannot, within the residual that counts as supported.

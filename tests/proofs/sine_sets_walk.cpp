@@ -36,7 +36,7 @@ void compare(std::uint32_t bits, Counts& counts) {
   for (int i = 0; i < count; ++i) {
     angles[i] = korvel::float_of(bits + static_cast<std::uint32_t>(i));
   }
-  kernel_set<lanes>().sine_cosine(angles, sines, cosines);
+  take_sines<lanes>(angles, sines, cosines);
   metapod::Spatial::sine_cosine<count>(angles, expected_sines, expected_cosines);
   counts[compared] += 2 * size;
   if (std::memcmp(sines, expected_sines, sizeof sines) == 0 &&

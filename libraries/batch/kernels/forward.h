@@ -6,17 +6,17 @@
 namespace korvel::batch {
 
 /// The packed mass matrix M and its factors, M = L^T D L, which leave what is zero in M zero. Column k has the entries
-/// of all coordinates that carry k, in their order, then the diagonal one. The column of one of them begins with the
-/// same rows, as far as it goes. Source: R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.5.
+/// of all coordinates above k, in their order, then the diagonal one. The column of one of them begins with the same
+/// rows, as far as it goes. Source: R. Featherstone, Rigid Body Dynamics Algorithms, 2008, section 6.5.
 template <int n>
 struct FactorisedMass : PackedMass<n> {
   /// Replaces the matrix by its factors: L above the diagonal and 1 / D on it.
   [[gnu::noinline]] void factorise() noexcept {
     for (int k = coordinate_count - 1; k >= 0; --k) {
-      const auto [column, rows, count] = column_of(k);
+      const auto [column, kept, count] = column_of(k);
       const PackOf<n> inverse = PackOf<n>(1) / column[count];
       for (int above = count - 1; above >= 0; --above) {
-        PackOf<n>* other = column_of(rows[above]).entries;
+        PackOf<n>* other = column_of(kept[above].row).entries;
         const PackOf<n> factor = column[above] * inverse;
         for (int row = 0; row <= above; ++row) other[row] = other[row] - factor * column[row];
         column[above] = factor;
@@ -28,13 +28,13 @@ struct FactorisedMass : PackedMass<n> {
   /// Replaces generalized forces by the accelerations that they cause.
   [[gnu::noinline]] void solve(PackOf<n>* x) noexcept {
     for (int k = coordinate_count - 1; k >= 0; --k) {
-      const auto [column, rows, count] = column_of(k);
-      for (int row = 0; row < count; ++row) x[rows[row]] = x[rows[row]] - column[row] * x[k];
+      const auto [column, kept, count] = column_of(k);
+      for (int i = 0; i < count; ++i) x[kept[i].row] = x[kept[i].row] - column[i] * x[k];
     }
     for (int k = 0; k < coordinate_count; ++k) {
-      const auto [column, rows, count] = column_of(k);
+      const auto [column, kept, count] = column_of(k);
       PackOf<n> value = column[count] * x[k];
-      for (int row = 0; row < count; ++row) value = value - column[row] * x[rows[row]];
+      for (int i = 0; i < count; ++i) value = value - column[i] * x[kept[i].row];
       x[k] = value;
     }
   }
@@ -42,14 +42,14 @@ struct FactorisedMass : PackedMass<n> {
  private:
   struct Column {
     PackOf<n>* entries;
-    const int* rows;
+    const Entry* kept;
     int count;  ///< above the diagonal
   };
 
   Column column_of(int k) noexcept {
-    const auto c = static_cast<std::size_t>(k);
-    const int first = packed_columns.first[c];
-    return {this->values + first, packed_columns.row.data() + first, packed_columns.first[c + 1] - first - 1};
+    const std::uint16_t* const of_column = mass_places.row(k);
+    const int first = of_column[0];
+    return {this->values + first, mass_places.kept + first, of_column[k] - first};
   }
 };
 

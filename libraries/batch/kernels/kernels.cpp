@@ -2,7 +2,7 @@
 
 #include "batch/kernels/kernels.h"
 
-#include "batch/kernels/dynamics.h"
+#include "batch/kernels/derivatives.h"
 #include "batch/kernels/forward.h"
 #include "batch/kernels/kinematics.h"
 #include "batch/kernels/mass.h"
@@ -14,9 +14,8 @@ namespace korvel::batch {
 template <>
 const KernelSet& kernel_set<KORVEL_LANES>() noexcept {
   constexpr int n = KORVEL_LANES;
-  static constexpr KernelSet set{n,           take_sines<n>,  kinematics<n>, mass<n>,
-                                 dynamics<n>, derivatives<n>, gradient<n>,   forward_dynamics<n>,
-                                 momentum<n>, points<n>,      stand<n>};
+  static constexpr KernelSet set{n,           kinematics<n>,       mass<n>,     dynamics<n>, derivatives<n>,
+                                 gradient<n>, forward_dynamics<n>, momentum<n>, points<n>,   stand<n>};
   return set;
 }
 

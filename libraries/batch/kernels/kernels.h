@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "batch/korvel/batch.h"
 #include "metapod/models/korvel/robot.h"
 #include "metapod/models/mass.h"
 #include "metapod/models/topology.h"
@@ -15,6 +16,10 @@ namespace korvel::batch {
 
 inline constexpr int body_count = metapod::models::body_count<metapod::models::KorvelRobot>;
 inline constexpr int coordinate_count = metapod::models::dof_count_of<metapod::models::KorvelRobot>();
+
+/// A matrix of motions and a matrix over coordinates have so many entries.
+inline constexpr int jacobian_numbers = 6 * coordinate_count;
+inline constexpr int matrix_numbers = coordinate_count * coordinate_count;
 
 /// Stretches begin at multiples of this, which every number of lanes divides; so do tiles.
 inline constexpr std::ptrdiff_t tile_size = 16;
@@ -49,17 +54,17 @@ struct Wrench {
   int body;
   Input values;
 };
-struct Wrenches {
-  const Wrench* first;
-  int count;
-};
+
+struct GroundTable;
 
 /// The states of a motion, argument by argument; without data where an operation does not take one. Without
 /// accelerations they are zero.
 struct MotionInput {
   Input q, dq, ddq;
   Input of_forces;  ///< a number for each force: its weight, or the force that moves the robot
-  Wrenches wrenches;
+  const Wrench* wrenches;
+  int wrench_count;
+  const GroundTable* ground;
 };
 
 /// Each state has 300 numbers of poses, the rows of [R | t] of one body after the other, three of a centre of mass, and
@@ -72,16 +77,9 @@ struct MassResults {
   Output packed, dense;
 };
 
-/// Sums up generalized forces over states, by the place of a state in its tile: the bits of the largest magnitude,
-/// which are ordered like the magnitudes, with NaN above all; and the sum of squares.
-struct ForceSums {
-  std::uint32_t largest[coordinate_count][tile_size];
-  double squares[coordinate_count][tile_size];
-};
-
 struct DynamicsResults {
   Output forces;
-  ForceSums* sums;  ///< null if they are not wanted
+  korvel_batch_force_sums* sums;  ///< those of the stretch; null if they are not wanted
 };
 
 /// Forces and their derivatives: each entry that can differ from zero once, or all entries row by row.
@@ -112,18 +110,18 @@ struct PointResults {
   int count;
 };
 
-struct GroundTable;
-struct StandResults;
-struct StandSums;
+/// The outputs of korvel_batch_stand_results.
+struct StandResults {
+  Output forces, loads, pressure, zmp, zmp_margin, residual, verdict;
+  korvel_batch_stand_sums* sums;  ///< those of the stretch; null if they are not wanted
+};
 
 /// An operation for one instruction set: it computes the results of a stretch of states.
 template <typename Results>
-using Kernel = void (*)(const Masses&, const Stretch&, const MotionInput&, const Results&) noexcept;
+using Kernel = void (*)(const Masses&, const Stretch&, const MotionInput&, const Results&);
 
 struct KernelSet {
   int lanes;
-  /// Computes sines and cosines of sine_count * lanes consecutive angles.
-  void (*sine_cosine)(const float* angles, float* sines, float* cosines) noexcept;
   Kernel<KinematicsResults> kinematics;
   Kernel<MassResults> mass;
   Kernel<DynamicsResults> dynamics;
@@ -132,9 +130,7 @@ struct KernelSet {
   Kernel<ForwardResults> forward_dynamics;
   Kernel<MomentumResults> momentum;
   Kernel<PointResults> points;
-  /// Allocates.
-  void (*stand)(const Masses&, const Stretch&, const MotionInput&, const GroundTable&, const StandResults&,
-                StandSums* sums);
+  Kernel<StandResults> stand;  ///< allocates, and throws if there is no memory
 };
 
 /// The root's three angles and those of all joints.
@@ -142,15 +138,9 @@ inline constexpr int first_angle = metapod::FreeFlyerBodyJoint::first_angle;
 inline constexpr int first_joint = metapod::FreeFlyerBodyJoint::dof;
 inline constexpr int sine_count = coordinate_count - first_angle;
 
-/// Each is compiled from a file of its own.
+/// Computes sines and cosines of sine_count * lanes consecutive angles.
 template <int lanes>
 void take_sines(const float* angles, float* sines, float* cosines) noexcept;
-template <int lanes>
-void derivatives(const Masses& masses, const Stretch& states, const MotionInput& given,
-                 const DerivativeResults& wanted) noexcept;
-template <int lanes>
-void gradient(const Masses& masses, const Stretch& states, const MotionInput& given,
-              const GradientResults& wanted) noexcept;
 
 /// The one with that many lanes: 4 for the baseline, 8 for AVX2 with FMA, 16 for AVX-512.
 template <int lanes>

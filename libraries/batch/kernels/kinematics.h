@@ -24,7 +24,7 @@ struct SixRows {
     at(5, d) = motion.v.z;
   }
 
-  PackOf<n> values[6 * coordinate_count];
+  PackOf<n> values[jacobian_numbers];
 };
 
 /// The jacobian, columns of the root's own motion included.
@@ -59,18 +59,33 @@ struct SumOfMoments {
 };
 
 template <int n>
-void write_vector(const Output& output, const Block<n>& block,
-                  const metapod::Spatial::Vector3T<PackOf<n>>& v) noexcept {
-  const PackOf<n> numbers[]{v.x, v.y, v.z};
-  if (output.data != nullptr) write_numbers<n>(output, block, 0, 3, numbers);
-}
-
-template <int n>
 void write_pose(const Output& output, const Block<n>& block, int body,
                 const metapod::Spatial::PoseT<PackOf<n>>& pose) noexcept {
   const auto& [row0, row1, row2, t] = pose;
   const PackOf<n> numbers[]{row0.x, row0.y, row0.z, t.x, row1.x, row1.y, row1.z, t.y, row2.x, row2.y, row2.z, t.z};
   if (output.data != nullptr) write_numbers<n>(output, block, 12 * body, 12, numbers);
+}
+
+/// Returns the pose of the root in its own frame.
+template <int n>
+metapod::Spatial::PoseT<PackOf<n>> identity_pose() noexcept {
+  const PackOf<n> zero{};
+  const PackOf<n> one(1);
+  return {{one, zero, zero}, {zero, one, zero}, {zero, zero, one}, {zero, zero, zero}};
+}
+
+/// Computes the jacobian, the first moments and use(i, X) for every node i below the root, where X is the transform
+/// from the root to it.
+template <int n, typename Jacobian, typename Use>
+void place_bodies(StatesInLanes<n>& model, const PackOf<n>* q, const SinesOf<n>& angles, Jacobian& jacobian,
+                  SumOfMoments<n>& moments, const Use& use) noexcept {
+  using Model = StatesInLanes<n>;
+  metapod::RootToBody<Model> iX1;
+  metapod::for_each_node_below_root<Model>([&](auto i) {
+    metapod::internal::JcalcPosVisitor<Model, i>::discover(model, q, angles);
+    metapod::internal::FwdKiniX1Visitor<Model, i>::discover(model, iX1, jacobian, moments);
+    use(i, metapod::at<i>(iX1));
+  });
 }
 
 /// Computes what the module's computeFwdKinematics computes: the root's pose from its coordinates, all others from
@@ -87,30 +102,22 @@ template <int n, typename Jacobian>
   angles.take(q);
 
   Model model(masses);
-  RootToBody<Model> iX1;
   internal::JcalcPosVisitor<Model, 0>::discover(model, q, angles);
   const auto& world_to_root = node<0>(model).iXp;
   const auto root_in_world = Spatial::inverse<Number>(world_to_root);
-  const Number zero{};
-  const Number one(1);
-  write_pose<n>(results.poses_root, block, 0,
-                {{one, zero, zero}, {zero, one, zero}, {zero, zero, one}, {zero, zero, zero}});
+  write_pose<n>(results.poses_root, block, 0, identity_pose<n>());
   write_pose<n>(results.poses_world, block, 0, root_in_world);
 
   SumOfMoments<n> moments{model.template inertia<0>().h};
-  for_each_node_below_root<Model>([&](auto i) {
-    internal::JcalcPosVisitor<Model, i>::discover(model, q, angles);
-    internal::FwdKiniX1Visitor<Model, i>::discover(model, iX1, jacobian, moments);
-    write_pose<n>(results.poses_root, block, i, Spatial::inverse<Number>(at<i>(iX1)));
-    write_pose<n>(results.poses_world, block, i, Spatial::inverse_of_product<Number>(at<i>(iX1), world_to_root));
+  place_bodies<n>(model, q, angles, jacobian, moments, [&](int body, const auto& root_to_body) {
+    write_pose<n>(results.poses_root, block, body, Spatial::inverse<Number>(root_to_body));
+    write_pose<n>(results.poses_world, block, body, Spatial::inverse_of_product<Number>(root_to_body, world_to_root));
   });
 
-  const auto com_root = Number(1 / masses.total) * moments.sum;
-  const auto in_world = [&](const auto& row, const Number& t) { return dot(row, com_root) + t; };
-  write_vector<n>(results.com_root, block, com_root);
-  write_vector<n>(results.com_world, block,
-                  {in_world(root_in_world.row0, root_in_world.t.x), in_world(root_in_world.row1, root_in_world.t.y),
-                   in_world(root_in_world.row2, root_in_world.t.z)});
+  const auto com = Number(1 / masses.total) * moments.sum;
+  const auto& [row0, row1, row2, t] = root_in_world;
+  write<n>(results.com_root, block, 0, com.x, com.y, com.z);
+  write<n>(results.com_world, block, 0, dot(row0, com) + t.x, dot(row1, com) + t.y, dot(row2, com) + t.z);
 }
 
 template <int n>
@@ -124,7 +131,7 @@ void kinematics(const Masses& masses, const Stretch& states, const MotionInput& 
   JacobianRows<n> jacobian;
   for_each_block<n>(states, [&](const auto& block) {
     compute_kinematics<n>(masses, block, given.q, results, jacobian);
-    write_numbers<n>(results.jacobian, block, 0, 6 * coordinate_count, jacobian.values);
+    write_numbers<n>(results.jacobian, block, 0, jacobian_numbers, jacobian.values);
   });
 }
 

@@ -16,7 +16,7 @@ struct PackedMass {
         constexpr int row = J::dof_index + static_cast<int>(decltype(r)::value);
         constexpr int column = I::dof_index + static_cast<int>(decltype(c)::value);
         // The entries below the diagonal are the same.
-        if constexpr (row <= column) values[places.of_entry[row][column]] = block[c][r];
+        if constexpr (row <= column) values[places.row(row)[column]] = block[c][r];
       });
     });
   }

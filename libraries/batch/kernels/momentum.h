@@ -14,8 +14,7 @@ using BodyMotionInLanes = metapod::Spatial::MotionT<PackOf<n>>;
 
 template <int n>
 void write_motion(const Output& output, const Block<n>& block, const BodyMotionInLanes<n>& m) noexcept {
-  const PackOf<n> numbers[]{m.w.x, m.w.y, m.w.z, m.v.x, m.v.y, m.v.z};
-  write_numbers<n>(output, block, 0, 6, numbers);
+  write<n>(output, block, 0, m.w.x, m.w.y, m.w.z, m.v.x, m.v.y, m.v.z);
 }
 
 template <int n>
@@ -40,7 +39,7 @@ void momentum(const Masses& masses, const Stretch& states, const MotionInput& gi
   using Vector = VectorInLanes<n>;
   using Motion = BodyMotionInLanes<n>;
   const bool wants_rate = wanted.rate.data != nullptr;
-  const MotionInput unaccelerated{given.q, given.dq, {}, {}, {}};
+  const MotionInput unaccelerated{given.q, given.dq, {}, {}, nullptr, 0, nullptr};
   PackedMass<n> mass;
   PackOf<n> forces[coordinate_count];
   PackOf<n> ddq[coordinate_count];
@@ -68,25 +67,22 @@ void momentum(const Masses& masses, const Stretch& states, const MotionInput& gi
       sum = sum + scaled<n>(motion.dq[d], column);
       if (wants_rate) rate = rate + scaled<n>(ddq[d], column);
     }
-    write_numbers<n>(wanted.matrix, block, 0, 6 * coordinate_count, matrix.values);
+    write_numbers<n>(wanted.matrix, block, 0, jacobian_numbers, matrix.values);
     write_motion<n>(wanted.momentum, block, sum);
     write_motion<n>(wanted.rate, block, rate);
     write_motion<n>(wanted.bias, block, bias);
   });
 }
 
-/// The poses of all bodies in the root, and the jacobian.
+/// Computes the poses of all bodies but the root in the root, and the jacobian.
 template <int n>
-[[gnu::flatten]] void place_bodies(const Masses& masses, const MotionInLanes<n>& motion,
-                                   metapod::Spatial::PoseT<PackOf<n>>* poses_root, JacobianRows<n>& jacobian) noexcept {
-  using Model = StatesInLanes<n>;
-  Model model(masses);
-  metapod::RootToBody<Model> iX1;
+[[gnu::flatten]] void compute_poses(const Masses& masses, const MotionInLanes<n>& motion,
+                                    metapod::Spatial::PoseT<PackOf<n>>* poses_root,
+                                    JacobianRows<n>& jacobian) noexcept {
+  StatesInLanes<n> model(masses);
   SumOfMoments<n> moments;
-  metapod::for_each_node_below_root<Model>([&](auto i) {
-    metapod::internal::JcalcPosVisitor<Model, i>::discover(model, motion.q, motion.angles);
-    metapod::internal::FwdKiniX1Visitor<Model, i>::discover(model, iX1, jacobian, moments);
-    poses_root[i] = metapod::Spatial::inverse<PackOf<n>>(metapod::at<i>(iX1));
+  place_bodies<n>(model, motion.q, motion.angles, jacobian, moments, [&](int body, const auto& root_to_body) {
+    poses_root[body] = metapod::Spatial::inverse<PackOf<n>>(root_to_body);
   });
 }
 
@@ -96,13 +92,11 @@ void points(const Masses& masses, const Stretch& states, const MotionInput& give
             const PointResults& wanted) noexcept {
   using Vector = VectorInLanes<n>;
   using Motion = BodyMotionInLanes<n>;
-  const PackOf<n> zero{};
-  const PackOf<n> one(1);
   JacobianRows<n> of_joints;
   metapod::Spatial::PoseT<PackOf<n>> poses_root[body_count];
-  poses_root[0] = {{one, zero, zero}, {zero, one, zero}, {zero, zero, one}, {zero, zero, zero}};
+  poses_root[0] = identity_pose<n>();
   for_each_motion<n>(states, given, [&](const auto& block, const auto& motion) {
-    place_bodies<n>(masses, motion, poses_root, of_joints);
+    compute_poses<n>(masses, motion, poses_root, of_joints);
     const auto R = root_rotation<n>(motion);
     for (const Point* point = wanted.first; point != wanted.first + wanted.count; ++point) {
       const auto& pose = poses_root[point->body];
@@ -113,7 +107,7 @@ void points(const Masses& masses, const Stretch& states, const MotionInput& give
       const auto* dq = motion.dq;
       Motion V{{dq[3], dq[4], dq[5]}, {dq[0], dq[1], dq[2]}};
       Motion A{};
-      const int last = point->body + first_joint - 1;
+      const int last = last_coordinate_of(point->body);
       for (int d = 0; d <= last; ++d) {
         if (mass_places.row(d)[last] == mass_entry_count) continue;  // does not move the body
         const Motion column = of_joints.column(d);
@@ -123,7 +117,7 @@ void points(const Masses& masses, const Stretch& states, const MotionInput& give
         V = V + of_joint;
         A = A + cross(V, of_joint);
       }
-      write_numbers<n>(point->jacobian, block, 0, 6 * coordinate_count, jacobian.values);
+      write_numbers<n>(point->jacobian, block, 0, jacobian_numbers, jacobian.values);
       write_motion<n>(
           point->bias, block,
           {R.applyTransposed(A.w), R.applyTransposed(A.v + cross(A.w, p) + cross(V.w, V.v + cross(V.w, p)))});

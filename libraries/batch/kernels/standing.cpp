@@ -23,7 +23,7 @@ Doubles<n> given_shares(const Input& contact, const Block<n>& block, int sole) n
   Doubles<n> shares(std::numeric_limits<double>::quiet_NaN());
   if (contact.data == nullptr) return shares;
   for (int lane = 0; lane < n; ++lane) {
-    const float share = contact.of_state(block.state_in(lane))[sole * contact.number];
+    const float share = contact.of_state(block.first + block.place_of(lane))[sole * contact.number];
     contact::put_lane(shares, lane, static_cast<double>(share));
   }
   return shares;
@@ -37,43 +37,46 @@ class StandKernel {
   StandKernel(const Masses& masses, const GroundTable& ground)
       : masses_(masses), ground_(ground), forces_(ground.soles.frictions) {
     for (std::ptrdiff_t i = 0; i < chunk / n; ++i) blocks_.emplace_back(ground.soles);
-    for (StandingBlock<n>& at : blocks_) loads_.push_back(&at.stance.loads);
     for (const contact::SoleEntry& sole : ground.soles.soles) has_sole_[sole.body] = true;
-    for (PackForce<n>& load : sole_loads_.of_body) load = {};
   }
 
-  void run(const Stretch& states, const MotionInput& motion, const StandResults& results, StandSums* sums) {
-    int count = 0;
-    for_each_block<n>(states, [&](const auto& block) {
-      StandingBlock<n>& at = blocks_[static_cast<std::size_t>(count)];
-      at.block = block;
-      begin(at, motion);
-      ++count;
-    });
-    forces_.find(loads_.data(), count);
-    for (int b = 0; b < count; ++b) {
-      StandingBlock<n>& at = blocks_[static_cast<std::size_t>(b)];
-      at.stance.conclude();
-      write(at, results);
-      if (sums != nullptr) add(at, *sums);
-      if (results.forces.data == nullptr && sums == nullptr) continue;
-      PackOf<n> forces[coordinate_count];
-      compute_with_ground<n>(masses_, at, sole_loads_, forces);
-      if (results.forces.data != nullptr) write_numbers<n>(results.forces, at.block, 0, coordinate_count, forces);
-      if (sums != nullptr) batch::add<n>(at.block, forces, sums->forces);
+  void run(const Stretch& states, const MotionInput& given, const StandResults& wanted) {
+    korvel_batch_stand_sums sums{{}, std::numeric_limits<float>::infinity(), 0};
+    ForceSums force_sums{};
+    for (std::ptrdiff_t first = states.first; first < states.last; first += chunk) {
+      loads_.clear();
+      for_each_block<n>({first, std::min(first + chunk, states.last)}, [&](const auto& block) {
+        StandingBlock<n>& at = blocks_[loads_.size()];
+        at.block = block;
+        begin(at, given);
+        loads_.push_back(&at.stance.loads);
+      });
+      forces_.find(loads_);
+      for (std::size_t b = 0; b < loads_.size(); ++b) {
+        StandingBlock<n>& at = blocks_[b];
+        at.stance.conclude();
+        write(at, wanted);
+        if (wanted.forces.data == nullptr && wanted.sums == nullptr) continue;
+        PackOf<n> forces[coordinate_count];
+        compute_with_ground<n>(masses_, at, sole_loads_, forces);
+        write_numbers<n>(wanted.forces, at.block, 0, coordinate_count, forces);
+        if (wanted.sums == nullptr) continue;
+        add(at, sums);
+        batch::add<n>(at.block, forces, force_sums);
+      }
     }
+    if (wanted.sums == nullptr) return;
+    sums.forces = folded<n>(force_sums);
+    *wanted.sums = sums;
   }
 
  private:
   /// Up to what the ground has to give.
   void begin(StandingBlock<n>& at, const MotionInput& motion) noexcept {
-    PackOf<n> dq[coordinate_count];
-    PackOf<n> ddq[coordinate_count];
-    read_numbers<n, coordinate_count>(motion.q, at.block, at.q);
-    read_numbers<n, coordinate_count>(motion.dq, at.block, dq);
-    read_numbers<n, coordinate_count>(motion.ddq, at.block, ddq);
-    at.angles.take(at.q);
-    compute_without_ground<n>(masses_, dq, ddq, has_sole_, at, found_);
+    motion_.take(at.block, motion);
+    std::copy_n(motion_.q, coordinate_count, at.q);
+    at.angles = motion_.angles;
+    compute_without_ground<n>(masses_, motion_, has_sole_, at.net, found_);
 
     // Positions are relative to the root's origin from here on, so that precision does not depend on the place in the
     // world.
@@ -110,22 +113,20 @@ class StandKernel {
   void write(StandingBlock<n>& at, const StandResults& results) noexcept {
     const Number none(std::numeric_limits<double>::quiet_NaN());
     const auto pack = [&](const Number& x) { return narrowed<n>(select(at.is_finite, x, none)); };
-    const auto put = [&](const Output& output, int first, const auto&... packs) {
-      const PackOf<n> numbers[] = {packs...};
-      if (output.data != nullptr) write_numbers<n>(output, at.block, first, sizeof...(packs), numbers);
+    const auto put = [&](const Output& output, int first, const auto&... numbers) {
+      batch::write<n>(output, at.block, first, pack(numbers)...);
     };
     const Number& x = at.root.t.x;
     const Number& y = at.root.t.y;
-    put(results.zmp, 0, pack(x + at.stance.zmp.x), pack(y + at.stance.zmp.y));
-    put(results.zmp_margin, 0, pack(at.stance.margin.distance));
-    put(results.residual, 0, pack(at.stance.residual));
-    put(results.verdict, 0, pack(at.stance.verdict));
+    put(results.zmp, 0, x + at.stance.zmp.x, y + at.stance.zmp.y);
+    put(results.zmp_margin, 0, at.stance.margin.distance);
+    put(results.residual, 0, at.stance.residual);
+    put(results.verdict, 0, at.stance.verdict);
     int i = 0;
     for (const contact::SoleInLanes<Number>& sole : at.stance.soles) {
       const auto& [force, moment] = sole.load_world;
-      put(results.loads, wrench_numbers * i, pack(force.x), pack(force.y), pack(force.z), pack(moment.x),
-          pack(moment.y), pack(moment.z));
-      put(results.pressure, 2 * i++, pack(x + sole.pressure.x), pack(y + sole.pressure.y));
+      put(results.loads, wrench_numbers * i, force.x, force.y, force.z, moment.x, moment.y, moment.z);
+      put(results.pressure, 2 * i++, x + sole.pressure.x, y + sole.pressure.y);
       const auto packs = [&](const auto& v) -> metapod::Spatial::Vector3T<PackOf<n>> {
         const auto in_body = rotated_back(sole.pose_world, v);
         return {pack(in_body.x), pack(in_body.y), pack(in_body.z)};
@@ -134,7 +135,7 @@ class StandKernel {
     }
   }
 
-  void add(const StandingBlock<n>& at, StandSums& sums) const noexcept {
+  void add(const StandingBlock<n>& at, korvel_batch_stand_sums& sums) const noexcept {
     for (int lane = 0; lane < at.block.count; ++lane) {
       const bool is_finite = contact::lane_of(at.is_finite, lane);
       const auto margin = is_finite ? static_cast<float>(contact::lane_of(at.stance.margin.distance, lane))
@@ -150,19 +151,17 @@ class StandKernel {
   std::vector<StandingBlock<n>> blocks_;
   std::vector<contact::Loads<Number>*> loads_;
   bool has_sole_[body_count]{};
-  Unsupported<n> found_;  ///< for the last block that began
-  SoleLoads<n> sole_loads_;
+  MotionInLanes<n> motion_;  ///< of the last block that began
+  Unsupported<n> found_;     ///< for that block
+  ForcesInLanes<n> sole_loads_;
 };
 
 }  // namespace
 
 template <>
-void stand<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& motion,
-                         const GroundTable& ground, const StandResults& results, StandSums* sums) {
-  StandKernel<KORVEL_LANES> kernel(masses, ground);
-  for (std::ptrdiff_t first = states.first; first < states.last; first += chunk) {
-    kernel.run({first, std::min(first + chunk, states.last)}, motion, results, sums);
-  }
+void stand<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
+                         const StandResults& wanted) {
+  StandKernel<KORVEL_LANES>(masses, *given.ground).run(states, given, wanted);
 }
 
 }  // namespace korvel::batch

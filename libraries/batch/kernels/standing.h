@@ -14,23 +14,10 @@ struct GroundTable {
   Input contact;  ///< a share for each sole; where it is NaN, or without data, it is seen whether the sole stands
 };
 
-/// The outputs of korvel_batch_stand_results.
-struct StandResults {
-  Output forces, loads, pressure, zmp, zmp_margin, residual, verdict;
-};
-
-/// Over the states of a stretch.
-struct StandSums {
-  ForceSums forces;
-  float least_margin;
-  std::ptrdiff_t unbearable;
-};
-
 /// Computes how the states of a stretch stand on the ground. The wrench that a motion requires is the force on the root
-/// of inverse dynamics without the ground; distributed over the soles, it goes into inverse dynamics once more. Adds to
-/// `sums` unless null. Allocates.
+/// of inverse dynamics without the ground; distributed over the soles, it goes into inverse dynamics once more.
+/// Allocates.
 template <int lanes>
-void stand(const Masses& masses, const Stretch& states, const MotionInput& motion, const GroundTable& ground,
-           const StandResults& results, StandSums* sums);
+void stand(const Masses& masses, const Stretch& states, const MotionInput& given, const StandResults& wanted);
 
 }  // namespace korvel::batch

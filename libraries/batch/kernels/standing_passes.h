@@ -14,8 +14,6 @@ template <int n>
 using Doubles = contact::DoubleLanes<n>;
 template <int n>
 using DoublePose = contact::PoseT<Doubles<n>>;
-template <int n>
-using PackForce = metapod::Spatial::ForceT<PackOf<n>>;
 
 template <int n>
 Doubles<n> widened(const PackOf<n>& pack) noexcept {
@@ -53,11 +51,11 @@ template <int n>
 struct StandingBlock {
   explicit StandingBlock(const contact::SoleTable& soles) : stance(soles) {}
 
-  Block<n> block;
+  Block<n> block{};
   PackOf<n> q[coordinate_count];
   SinesOf<n> angles;
-  PackForce<n> net[body_count];  ///< the forces that move each body
-  DoublePose<n> root;            ///< in the world, rigid
+  ForcesInLanes<n> net;  ///< those that move each body
+  DoublePose<n> root;    ///< in the world, rigid
   typename Doubles<n>::Mask is_finite;
   contact::StanceInLanes<Doubles<n>> stance;
 };
@@ -71,94 +69,61 @@ struct Unsupported {
   SoleBody<n> bodies[body_count];  ///< those with soles
 };
 
-template <int n>
-struct NoLoads {
-  template <int id>
-  PackForce<n> on() const noexcept {
-    return {};
-  }
-};
-
-/// The loads of the soles in the axes of their bodies; zero on all others.
-template <int n>
-struct SoleLoads {
-  PackForce<n> of_body[body_count];
-
-  template <int id>
-  const PackForce<n>& on() const noexcept {
-    return of_body[id];
-  }
-};
-
-/// Inverse dynamics without the ground, and kinematics of the bodies with soles.
+/// Inverse dynamics visits a node by these functions.
 template <typename Model, int id>
-struct WithoutGround {
-  using Dynamics = typename metapod::rnea<Model, metapod::after_jcalc>::template DftVisitor<Model, id>;
+using DynamicsVisitor = typename metapod::rnea<Model, metapod::after_jcalc>::template DftVisitor<Model, id>;
 
-  template <int n, typename Moments>
-  static void discover(Model& model, StandingBlock<n>& at, Unsupported<n>& found, const PackOf<n>* dq,
-                       const PackOf<n>* ddq, const bool* has_sole, metapod::RootToBody<Model>& iX1,
-                       Moments& moments) noexcept {
-    metapod::internal::JcalcVisitor<Model, id>::discover(model, at.q, at.angles, dq);
-    Dynamics::discover(model, ddq, NoLoads<n>{}, found.forces);
-    const auto& node = metapod::node<id>(model);
-    at.net[id] = node.fi;
-    if constexpr (id > 0) {
-      NoJacobian none;
-      metapod::internal::FwdKiniX1Visitor<Model, id>::discover(model, iX1, none, moments);
-      if (has_sole[id]) found.bodies[id] = {metapod::Spatial::inverse<PackOf<n>>(metapod::at<id>(iX1)), node.vi};
-    } else if (has_sole[id]) {
-      const PackOf<n> zero{};
-      const PackOf<n> one(1);
-      found.bodies[id] = {{{one, zero, zero}, {zero, one, zero}, {zero, zero, one}, {zero, zero, zero}}, node.vi};
-    }
-  }
-
-  template <int n, typename Moments>
-  static void finish(Model& model, StandingBlock<n>&, Unsupported<n>& found, const PackOf<n>*, const PackOf<n>* ddq,
-                     const bool*, metapod::RootToBody<Model>&, Moments&) noexcept {
-    Dynamics::finish(model, ddq, NoLoads<n>{}, found.forces);
-  }
-};
-
-/// Inverse dynamics once more, with the loads. Velocities and accelerations are the same.
+/// Passes the net forces on all bodies on to the root, which is the second half of inverse dynamics.
 template <typename Model, int id>
-struct WithGround {
-  using Dynamics = typename metapod::rnea<Model, metapod::after_jcalc>::template DftVisitor<Model, id>;
+struct ForcesToRoot {
+  template <int n>
+  static void discover(Model&, PackOf<n>*) noexcept {}
 
   template <int n>
-  static void discover(Model& model, const StandingBlock<n>& at, const SoleLoads<n>& loads, PackOf<n>*) noexcept {
-    metapod::internal::JcalcPosVisitor<Model, id>::discover(model, at.q, at.angles);
-    metapod::node<id>(model).fi = at.net[id] - loads.template on<id>();
-  }
-
-  template <int n>
-  static void finish(Model& model, const StandingBlock<n>&, const SoleLoads<n>& loads, PackOf<n>* forces) noexcept {
-    const PackOf<n>* const none = nullptr;
-    Dynamics::finish(model, none, loads, forces);
+  static void finish(Model& model, PackOf<n>* forces) noexcept {
+    const PackOf<n>* const no_accelerations = nullptr;
+    DynamicsVisitor<Model, id>::finish(model, no_accelerations, nullptr, forces);
   }
 };
 
+/// Computes inverse dynamics of a motion without external forces, and kinematics of the bodies with soles.
 template <int n>
-[[gnu::flatten]] void compute_without_ground(const Masses& masses, const PackOf<n>* dq, const PackOf<n>* ddq,
-                                             const bool* has_sole, StandingBlock<n>& at,
-                                             Unsupported<n>& found) noexcept {
+[[gnu::flatten]] void compute_without_ground(const Masses& masses, const MotionInLanes<n>& motion, const bool* has_sole,
+                                             ForcesInLanes<n>& net, Unsupported<n>& found) noexcept {
+  using namespace metapod;
   using Model = StatesInLanes<n>;
   Model model(masses);
-  metapod::RootToBody<Model> iX1;
+  Spatial::unrolled<body_count>([&](auto id) {
+    internal::JcalcVisitor<Model, id>::discover(model, motion.q, motion.angles, motion.dq);
+    DynamicsVisitor<Model, id>::discover(model, motion.ddq, motion.external, found.forces);
+    net.of_body[id] = node<id>(model).fi;
+    found.bodies[id].motion_body = node<id>(model).vi;
+  });
+  NoJacobian none;
   SumOfMoments<n> moments{model.template inertia<0>().h};
-  metapod::internal::depth_first_traversal_internal<WithoutGround, Model, 0>::run(model, at, found, dq, ddq, has_sole,
-                                                                                  iX1, moments);
+  RootToBody<Model> iX1;
+  for_each_node_below_root<Model>([&](auto id) {
+    internal::FwdKiniX1Visitor<Model, id>::discover(model, iX1, none, moments);
+    if (has_sole[id]) found.bodies[id].pose_root = Spatial::inverse<PackOf<n>>(at<id>(iX1));
+  });
+  found.bodies[0].pose_root = identity_pose<n>();
+  internal::depth_first_traversal_internal<ForcesToRoot, Model, 0>::run(model, found.forces);
   found.com_root = PackOf<n>(1 / masses.total) * moments.sum;
-  found.root_world = metapod::Spatial::inverse<PackOf<n>>(metapod::node<0>(model).iXp);
+  found.root_world = Spatial::inverse<PackOf<n>>(node<0>(model).iXp);
 }
 
+/// Computes inverse dynamics once more, with the loads of soles. Velocities and accelerations are the same.
 template <int n>
-[[gnu::flatten]] void compute_with_ground(const Masses& masses, const StandingBlock<n>& at, const SoleLoads<n>& loads,
-                                          PackOf<n>* forces) noexcept {
+[[gnu::flatten]] void compute_with_ground(const Masses& masses, const StandingBlock<n>& at,
+                                          const ForcesInLanes<n>& loads, PackOf<n>* forces) noexcept {
+  using namespace metapod;
   using Model = StatesInLanes<n>;
   Model model(masses);
-  metapod::internal::depth_first_traversal_internal<WithGround, Model, 0>::run(model, at, loads, forces);
+  Spatial::unrolled<body_count>([&](auto id) {
+    internal::JcalcPosVisitor<Model, id>::discover(model, at.q, at.angles);
+    node<id>(model).fi = at.net.of_body[id] - loads.of_body[id];
+  });
+  internal::depth_first_traversal_internal<ForcesToRoot, Model, 0>::run(model, forces);
 }
 
 }  // namespace korvel::batch

@@ -14,12 +14,8 @@ using Matrix6 = Eigen::Matrix<float, 6, coordinates, Eigen::RowMajor>;
 
 /// The rotor inertia of a servo behind its gear, for each joint.
 inline constexpr float rotor = 1e-3F;
-inline const std::array<float, KORVEL_BATCH_JOINTS>& rotors() {
-  static const auto all = [] {
-    std::array<float, KORVEL_BATCH_JOINTS> values{};
-    values.fill(rotor);
-    return values;
-  }();
+inline const std::vector<float>& rotors() {
+  static const std::vector<float> all(KORVEL_BATCH_JOINTS, rotor);
   return all;
 }
 

@@ -54,10 +54,6 @@ TEST_F(Dynamics, MomentumChangesByTheWrench) {
 
     const Eigen::MatrixXd matrix = matrix_of<Matrix6>(results.matrix, s);
     EXPECT_LT(largest_error(matrix.bottomRows(3), truth.first_moment_jacobian(-1)), 1e-5);
-    const Eigen::VectorXd sum = matrix * state.ddq.cast<double>() + vector_of(results.bias, s);
-    EXPECT_LT((sum - rate).norm() / rate.norm(), 1e-5);
-    const Eigen::VectorXd momentum = vector_of(results.momentum, s);
-    EXPECT_LT((matrix * state.dq.cast<double>() - momentum).norm() / momentum.norm(), 1e-5);
   }
 }
 

@@ -1,35 +1,9 @@
 #include "tests/libraries/batch/module_results.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
-#include "metapod/algos/external_forces.h"
-#include "metapod/algos/jcalc.h"
-#include "metapod/algos/rnea.h"
-#include "metapod/models/korvel/korvel.h"
-
 namespace korvel::tests {
-
-namespace {
-
-Eigen::VectorXf forces_of(const State& state) {
-  using Model = metapod::korvel;
-  Model model;
-  metapod::SinesAndCosines<Model> angles;
-  metapod::ExternalForces<Model> external;
-  for (int b = 0; b < bodies; ++b) {
-    const auto w = state.wrenches.col(b);
-    external.set(b, {{w[3], w[4], w[5]}, {w[0], w[1], w[2]}});
-  }
-  Eigen::VectorXf forces(coordinates);
-  angles.take_root(state.q[3], state.q[4], state.q[5]);
-  metapod::jcalc<Model>::run(model, state.q.data(), angles, state.dq.data());
-  metapod::rnea<Model, metapod::after_jcalc>::run(model, state.ddq.data(), external, forces.data());
-  return forces;
-}
-
-}  // namespace
 
 State state_of(const States& states, std::ptrdiff_t s) {
   State state{RobotSize(bodies)};
@@ -56,17 +30,13 @@ States random_states(std::ptrdiff_t n, std::uint64_t first_seed) {
   return states;
 }
 
-Results module_results(const States& states, tesk::RigidBodySystem& robot) {
+Results module_results(const States& states, tesk::RigidBodySystem& robot, const Rows& forces) {
   Results results(states.count);
+  results.forces = forces;
   for (std::ptrdiff_t s = 0; s < states.count; ++s) {
     const State state = state_of(states, s);
+    write(state, robot);
     robot.setRootPose(states.root_poses[static_cast<std::size_t>(s)]);
-    robot.setRootVelocity(state.root_velocity());
-    robot.setRootAcceleration(state.root_acceleration());
-    robot.setJointAnglesPos(joints_of(state.q).array());
-    robot.setJointAnglesVel(joints_of(state.dq).array());
-    robot.setJointAnglesAcc(joints_of(state.ddq).array());
-    for (unsigned long b = 0; b < bodies; ++b) robot.setExternalWrench(b, state.wrench(b));
     robot.computeFwdKinematics();
     robot.computeGeneralizedMass();
     robot.computeInverseDynamics();
@@ -80,8 +50,12 @@ Results module_results(const States& states, tesk::RigidBodySystem& robot) {
     Eigen::Map<Eigen::Matrix<float, 6, coordinates, Eigen::RowMajor>>(results.jacobian.of_state(s)) =
         robot.getJacobianInRoot();
     std::copy_n(robot.getGeneralizedMass().data(), results.mass.numbers, results.mass.of_state(s));
-    const Eigen::VectorXf forces = forces_of(state);
-    std::copy_n(forces.data(), coordinates, results.forces.of_state(s));
+    for (int entry = 0; entry < results.packed.numbers; ++entry) {
+      int row = 0;
+      int column = 0;
+      korvel_batch_mass_entry(entry, &row, &column);
+      results.packed.of_state(s)[entry] = robot.getGeneralizedMass()(row, column);
+    }
     std::copy_n(robot.getJointAnglesTorque().first, coordinates - 6, results.forces.of_state(s) + 6);
   }
   return results;
@@ -102,6 +76,7 @@ Results batch_results(const Batch& batch, const States& states) {
   batch.kinematics(states.count, input(states.q),
                    {output(results.poses_root), output(results.poses_world), output(results.com_root),
                     output(results.com_world), output(results.jacobian), nullptr, 0});
+  batch.mass_packed(states.count, input(states.q), output(results.packed));
   batch.mass_dense(states.count, input(states.q), output(results.mass));
   batch.dynamics(states.count, input(states.q), input(states.dq), input(states.ddq), output(results.forces),
                  wrenches_of(states));
@@ -125,12 +100,6 @@ std::size_t count_different(const Rows& a, const Rows& b) {
     const float y = b.values[i] + 0.0F;
     if (std::memcmp(&x, &y, sizeof x) != 0) ++count;
   }
-  return count;
-}
-
-std::size_t count_different(const Results& a, const Results& b) {
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < a.all().size(); ++i) count += count_different(*a.all()[i], *b.all()[i]);
   return count;
 }
 

@@ -43,13 +43,14 @@ struct States {
 struct Results {
   explicit Results(std::ptrdiff_t count) : n(count) {}
 
-  std::array<const Rows*, 7> all() const {
-    return {&poses_root, &poses_world, &com_root, &com_world, &jacobian, &mass, &forces};
+  std::array<const Rows*, 8> all() const {
+    return {&poses_root, &poses_world, &com_root, &com_world, &jacobian, &packed, &mass, &forces};
   }
 
   std::ptrdiff_t n;
   Rows poses_root{n, 12 * bodies}, poses_world{n, 12 * bodies}, com_root{n, 3}, com_world{n, 3};
-  Rows jacobian{n, 6 * coordinates}, mass{n, coordinates*coordinates}, forces{n, coordinates};
+  Rows jacobian{n, 6 * coordinates}, packed{n, KORVEL_BATCH_MASS_ENTRIES};
+  Rows mass{n, coordinates*coordinates}, forces{n, coordinates};
 };
 
 /// Random states; the root's coordinates are those that the module makes of its pose.
@@ -59,8 +60,8 @@ States random_states(std::ptrdiff_t n, std::uint64_t first_seed);
 State state_of(const States& states, std::ptrdiff_t s);
 
 /// Computes results by the module, one state after the other, with a wrench on each body. The module does not show the
-/// root's forces: those come from its algorithm, run on one body per node.
-Results module_results(const States& states, tesk::RigidBodySystem& robot);
+/// force on the root, which is therefore taken from `forces`.
+Results module_results(const States& states, tesk::RigidBodySystem& robot, const Rows& forces);
 
 /// Computes results by the library, from and to rows.
 Results batch_results(const Batch& batch, const States& states);
@@ -73,6 +74,13 @@ std::vector<std::string> instruction_sets();
 
 /// The number of values of which the bits differ, signs of zeros apart.
 std::size_t count_different(const Rows& a, const Rows& b);
-std::size_t count_different(const Results& a, const Results& b);
+
+/// The same in all arrays of results.
+template <typename AllResults>
+std::size_t count_different(const AllResults& a, const AllResults& b) {
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < a.all().size(); ++i) count += count_different(*a.all()[i], *b.all()[i]);
+  return count;
+}
 
 }  // namespace korvel::tests

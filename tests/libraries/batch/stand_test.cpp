@@ -30,8 +30,8 @@ struct Stands {
       : forces(n, coordinates), loads(n, 12), pressure(n, 4), zmp(n, 2), margin(n, 1), residual(n, 1), verdict(n, 1) {}
 
   korvel_batch_stand_results wanted() {
-    const auto out = [](Rows& array) { return rows_to(array.values.data(), array.numbers); };
-    return {out(forces), out(loads), out(pressure), out(zmp), out(margin), out(residual), out(verdict)};
+    return {output(forces), output(loads),    output(pressure), output(zmp),
+            output(margin), output(residual), output(verdict)};
   }
   std::array<const Rows*, 7> all() const { return {&forces, &loads, &pressure, &zmp, &margin, &residual, &verdict}; }
 
@@ -211,10 +211,7 @@ TEST_F(Stand, DoesNotDependOnHowTheWorkIsCut) {
   for (const std::string& set : instruction_sets()) {
     for (const int threads : {1, 2, 5}) {
       const Batch batch(threads, set.c_str());
-      const Stands results = stands(states, seen_, batch);
-      for (std::size_t i = 0; i < results.all().size(); ++i) {
-        EXPECT_EQ(count_different(*results.all()[i], *expected.all()[i]), 0U) << set << ", array " << i;
-      }
+      EXPECT_EQ(count_different(stands(states, seen_, batch), expected), 0U) << set;
       const korvel_batch_stand_sums sums =
           batch.stand_sums(n, input(states.q), input(states.dq), input(states.ddq), seen_);
       EXPECT_EQ(sums.unbearable, unbearable);
@@ -222,16 +219,6 @@ TEST_F(Stand, DoesNotDependOnHowTheWorkIsCut) {
       if (first.unbearable == 0) first = sums;
       EXPECT_TRUE(std::equal(largest.begin(), largest.end(), sums.forces.largest));
       EXPECT_TRUE(std::equal(std::begin(first.forces.squares), std::end(first.forces.squares), sums.forces.squares));
-    }
-  }
-  // One by one.
-  for (std::ptrdiff_t s = 0; s < n; s += 17) {
-    Stands one(1);
-    batch_.stand(1, rows_of(states.q.of_state(s), coordinates), rows_of(states.dq.of_state(s), coordinates),
-                 rows_of(states.ddq.of_state(s), coordinates), seen_, one.wanted());
-    for (std::size_t i = 0; i < one.all().size(); ++i) {
-      const float* const alone = one.all()[i]->of_state(0);
-      EXPECT_TRUE(std::equal(alone, alone + one.all()[i]->numbers, expected.all()[i]->of_state(s))) << s << ' ' << i;
     }
   }
 }
@@ -262,58 +249,6 @@ TEST_F(Stand, WhatIsNotFiniteStaysInItsState) {
     EXPECT_EQ(sums.unbearable, unbearable);
     EXPECT_TRUE(std::isnan(sums.least_margin));
   }
-}
-
-TEST_F(Stand, BadGroundsAreRefusedAndNothingIsWritten) {
-  const States states = of_upright(5, [](std::ptrdiff_t, State&) {});
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  const float line[] = {0, 0, 0, 1, 0, 0, 2, 0, 0};
-  const korvel_batch_sole good{left, 0.6F, corners, 4};
-  const korvel_batch_sole twice[] = {good, good};
-  const struct {
-    korvel_batch_sole sole;
-    int status;
-    const char* word;
-  } cases[] = {{{25, 0.6F, corners, 4}, KORVEL_BATCH_BODY, "no body 25"},
-               {{-1, 0.6F, corners, 4}, KORVEL_BATCH_BODY, "no body -1"},
-               {{left, -0.1F, corners, 4}, KORVEL_BATCH_VALUE, "friction"},
-               {{left, nan, corners, 4}, KORVEL_BATCH_VALUE, "friction"},
-               {{left, 0.6F, nullptr, 4}, KORVEL_BATCH_NULL, "corners"},
-               {{left, 0.6F, corners, 2}, KORVEL_BATCH_COUNT, "corner_count"},
-               {{left, 0.6F, corners, -1}, KORVEL_BATCH_COUNT, "corner_count"},
-               {{left, 0.6F, corners, 1 << 30}, KORVEL_BATCH_COUNT, "corner_count"},
-               {{left, 0.6F, line, 3}, KORVEL_BATCH_VALUE, "line"}};
-  korvel_batch* batch = nullptr;
-  ASSERT_EQ(korvel_batch_create(&batch, 1, nullptr), KORVEL_BATCH_OK);
-  Stands results(5);
-  std::fill(results.loads.values.begin(), results.loads.values.end(), 77.0F);
-  const auto wanted = results.wanted();
-  const auto q = input(states.q);
-  const auto dq = input(states.dq);
-  const auto status = [&](const korvel_batch_ground* ground) {
-    return korvel_batch_stand(batch, 5, &q, &dq, &dq, ground, &wanted, nullptr);
-  };
-  for (const auto& [sole, expected, word] : cases) {
-    const korvel_batch_ground ground{0, &sole, 1, {}};
-    EXPECT_EQ(status(&ground), expected) << word;
-    EXPECT_NE(std::string(korvel_batch_error()).find(word), std::string::npos) << korvel_batch_error();
-  }
-  const struct {
-    korvel_batch_ground ground;
-    int status;
-  } grounds[] = {{{nan, &good, 1, {}}, KORVEL_BATCH_VALUE},
-                 {{0, &good, 0, {}}, KORVEL_BATCH_COUNT},
-                 {{0, &good, -1, {}}, KORVEL_BATCH_COUNT},
-                 {{0, &good, 26, {}}, KORVEL_BATCH_COUNT},
-                 {{0, nullptr, 1, {}}, KORVEL_BATCH_NULL},
-                 {{0, twice, 2, {}}, KORVEL_BATCH_BODY},
-                 {{0, &good, 1, {corners, 1, 1, 0}}, KORVEL_BATCH_LAYOUT}};
-  for (const auto& [ground, expected] : grounds) EXPECT_EQ(status(&ground), expected);
-  EXPECT_EQ(status(nullptr), KORVEL_BATCH_NULL);
-  EXPECT_EQ(korvel_batch_stand(batch, 5, &q, &dq, &dq, &seen_, nullptr, nullptr), KORVEL_BATCH_NULL);
-  EXPECT_EQ(korvel_batch_stand(nullptr, 5, &q, &dq, &dq, &seen_, &wanted, nullptr), KORVEL_BATCH_NULL);
-  for (const float value : results.loads.values) EXPECT_EQ(value, 77.0F);
-  korvel_batch_destroy(batch);
 }
 
 }  // namespace

@@ -29,8 +29,7 @@ struct DistributionCase {
   }
   contact::Loads<double> distributed() const {
     contact::Loads<double> result = loads();
-    contact::Loads<double>* const asked = &result;
-    contact::NearestForces<double>(std::vector<double>(points.size(), friction)).find(&asked, 1);
+    contact::NearestForces<double>(std::vector<double>(points.size(), friction)).find({&result});
     return result;
   }
 };

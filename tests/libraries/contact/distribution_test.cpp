@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <limits>
 
-#include "contact/required_wrench.h"
 #include "contact/stance.h"
 #include "distribution_cases.h"
 
@@ -87,53 +86,6 @@ TEST(Distribution, ForcesChangeAsLittleAsTheLoad) {
   }
 }
 
-/// The forces, one case in each lane.
-template <typename Number>
-std::vector<double> forces_in_lanes(const std::vector<DistributionCase>& cases) {
-  constexpr std::size_t lanes = lane_count<Number>;
-  constexpr std::size_t numbers = sizeof(LoadedPoint<double>) / sizeof(double);
-  std::vector<Loads<Number>> loads(cases.size() / lanes);
-  std::vector<Loads<Number>*> asked;
-  for (std::size_t c = 0; c < loads.size() * lanes; ++c) {
-    const Loads<double> one = cases[c].loads();
-    Loads<Number>& block = loads[c / lanes];
-    const auto put = [&](const auto& from, auto& to, std::size_t count) {
-      for (std::size_t k = 0; k < count; ++k) {
-        put_lane(reinterpret_cast<Number*>(&to)[k], static_cast<int>(c % lanes),
-                 reinterpret_cast<const double*>(&from)[k]);
-      }
-    };
-    if (c % lanes == 0) asked.push_back(&block);
-    block.points.resize(one.points.size());
-    put(one.unit, block.unit, 6);
-    for (std::size_t i = 0; i < one.points.size(); ++i) put(one.points[i], block.points[i], numbers);
-  }
-  NearestForces<Number>(std::vector<double>(cases.front().points.size(), cases.front().friction))
-      .find(asked.data(), static_cast<int>(asked.size()));
-  std::vector<double> forces;
-  for (std::size_t c = 0; c < loads.size() * lanes; ++c) {
-    const int lane = static_cast<int>(c % lanes);
-    for (const LoadedPoint<Number>& point : loads[c / lanes].points) {
-      for (const Number& number : {point.force.x, point.force.y, point.force.z})
-        forces.push_back(lane_of(number, lane));
-    }
-  }
-  return forces;
-}
-
-// However many lanes there are, and whatever their neighbours need.
-TEST(Distribution, LanesDoNotSeeEachOther) {
-  std::vector<DistributionCase> cases;
-  for (std::uint64_t seed = 0; seed < 160; ++seed) {
-    cases.push_back(tests::hard_case(seed % 5 == 0 ? 6 : 13, seed));
-    cases.back().friction = 0.4;
-  }
-  const std::vector<double> expected = forces_in_lanes<double>(cases);
-  EXPECT_EQ(forces_in_lanes<DoubleLanes<4>>(cases), expected);
-  EXPECT_EQ(forces_in_lanes<DoubleLanes<8>>(cases), expected);
-  EXPECT_EQ(forces_in_lanes<DoubleLanes<16>>(cases), expected);
-}
-
 // An iteration that follows the solution from a large eps to a small one may lose it: a third of the weight is missing
 // there.
 TEST(Distribution, ALoadThatCanBeSupportedIsSupported) {
@@ -172,23 +124,6 @@ TEST(Distribution, LeastFrictionOfAPushIsItsSlope) {
   }
   one.load.force = {0, 0, -1};
   EXPECT_EQ(least_friction(one.loads()), std::numeric_limits<double>::infinity());
-}
-
-// The derivatives of sin q and sin 2 q span those of all polynomials of degree two that are not even.
-TEST(RequiredWrench, TurnsGiveAShareOfEveryDerivative) {
-  for (int i = -1000; i <= 1000; ++i) {
-    const double share = i / 1000.0;
-    const Eigen::Array2d turn = turn_for(share);
-    for (const int degree : {1, 2}) {
-      EXPECT_NEAR(2 * (turn_weights * (degree * turn).sin()).sum(), degree * share, 4e-15) << share;
-    }
-  }
-}
-
-TEST(RequiredWrench, JointsOfALimbAreTurnedOneByOne) {
-  const Eigen::VectorXd rates = (Eigen::VectorXd(7) << 1, -3, 2, 0, -0.5, 5, 4).finished();
-  EXPECT_EQ(groups_of(rates, {1, 1, 1, 2, 3, 3, 4}), (std::vector<std::vector<Eigen::Index>>{{5, 6, 1}, {2, 4}, {0}}));
-  EXPECT_EQ(groups_of(rates.head(4), {1, 2, 3, 1}).size(), 1U);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Compiled once for each instruction set, with KORVEL_LANES.
+#pragma once
 
 #include "batch/kernels/dynamics.h"
 #include "metapod/algos/rnea_derivatives.h"
@@ -35,10 +35,9 @@ template <int n>
   metapod::rnea_derivatives<StatesInLanes<n>, PackedDerivatives<n>>::run(StatesInLanes<n>(masses), motion, results);
 }
 
-template <>
-void derivatives<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
-                               const DerivativeResults& wanted) noexcept {
-  constexpr int n = KORVEL_LANES;
+template <int n>
+void derivatives(const Masses& masses, const Stretch& states, const MotionInput& given,
+                 const DerivativeResults& wanted) noexcept {
   PackedDerivatives<n> results;
   results.position[position_entry_count] = results.velocity[velocity_entry_count] = PackOf<n>{};
   for_each_motion<n>(states, given, [&](const auto& block, const auto& motion) {
@@ -55,10 +54,9 @@ template <int n>
   metapod::rnea_gradient<StatesInLanes<n>>::run(StatesInLanes<n>(masses), motion, weights, to);
 }
 
-template <>
-void gradient<KORVEL_LANES>(const Masses& masses, const Stretch& states, const MotionInput& given,
-                            const GradientResults& wanted) noexcept {
-  constexpr int n = KORVEL_LANES;
+template <int n>
+void gradient(const Masses& masses, const Stretch& states, const MotionInput& given,
+              const GradientResults& wanted) noexcept {
   PackOf<n> weights[coordinate_count];
   PackOf<n> results[4][coordinate_count];
   const Output outputs[]{wanted.forces, wanted.by_position, wanted.by_velocity, wanted.by_acceleration};
