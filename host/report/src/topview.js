@@ -2,7 +2,7 @@
 // mass, forces.
 import {cornersAt, forceAt, supportPolygon} from './data/contact.js';
 import {extent} from './data/numbers.js';
-import {element, set, shape} from './dom.js';
+import {element, inColour, set, shape} from './dom.js';
 import {watch} from './state.js';
 
 const margin = 0.03;    // m, around what is shown
@@ -42,7 +42,7 @@ function boundsOf({time, com, bodies, standing}) {
 export function addTopView(panels, {motion, timeline}) {
   const {standing, com, bodies} = motion;
   const {follows, centre, half} = boundsOf(motion);
-  const polygon = shape('polygon', {class: 'support'});
+  const polygon = shape('polygon', {class: 'support', style: inColour('support')});
   // The places where each sole touched down.
   const prints = standing.soles.flatMap((sole) => sole.spans.slice(0, most_footprints).map(({first}) => shape(
       'polygon', {class: `print ${bodies[sole.body].side}`, points: pointsOf(cornersAt(motion, sole, first))})));
@@ -58,8 +58,8 @@ export function addTopView(panels, {motion, timeline}) {
   });
   const points = [[com, 'com', 0.008], [standing.zmp, 'zmp', 0.004]].map(([columns, kind, r]) => ({
     columns,
-    trace: shape('polyline', {class: `trace ${kind}`, points: pointsOf(Array.from(columns[0], (_, s) => at(columns, s)))}),
-    dot: shape('circle', {class: `spot ${kind}`, r}),
+    trace: shape('polyline', {class: 'trace', style: inColour(kind), points: pointsOf(Array.from(columns[0], (_, s) => at(columns, s)))}),
+    dot: shape('circle', {class: `spot ${kind}`, style: inColour(kind), r}),
   }));
   const scene = shape('g', {}, ...prints, polygon, ...soles.map(({all}) => all), ...points.map(({trace}) => trace),
                       ...points.map(({dot}) => dot));

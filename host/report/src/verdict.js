@@ -2,7 +2,7 @@
 // the header, in lists of intervals and of limits, in tables of margins, and on the time line.
 import {kinds} from './data/motion.js';
 import {nearestSample, three, visible} from './data/numbers.js';
-import {button, element} from './dom.js';
+import {button, element, inColour} from './dom.js';
 import {watch} from './state.js';
 
 const most_listed = 100;
@@ -64,9 +64,9 @@ export function addGaps(list, {motion: {gaps, time}, timeline}) {
 export function addVerdicts(place, {motion, timeline}) {
   place.append(...motion.runs.map((run) => {
     const fails = run.ground?.summary.cannot_stand.length > 0 || exceededBy(run).length > 0;
-    const state = fails ? 'unborne' : run.ground ? 'borne' : 'held';
+    const state = fails ? 'unborne' : run.ground ? 'support' : 'muted';
     const go = () => timeline.goToTime(run.time[peakOf(run).peakSample], run);
-    return element('li', {class: `verdict ${state}`}, element('b', {}, runName(run, motion) || 'The robot'),
+    return element('li', {class: 'verdict'}, element('i', {class: 'dot square', style: inColour(state)}), element('b', {}, runName(run, motion) || 'The robot'),
                    ` ${verdictText(run)}; `, button({}, go, peakText(run)));
   }));
 }

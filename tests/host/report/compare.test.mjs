@@ -78,7 +78,7 @@ test('charts of the selected joint have its limits, and a press on an exceeded l
   assert.ok(scale[0] < lower && scale[1] > upper, `${scale} has no room for the limits`);
   const header = page.locator('#verdicts li');
   assert.match(await header.innerText(), /exceeds limits: 2 of 96; largest torque/);
-  assert.match(await header.getAttribute('class'), /unborne/);
+  assert.match(await header.locator('.dot').getAttribute('style'), /unborne/);
   const rows = [...report.summary.matchAll(/^  (\w+) (\w+) +([\d.]+) .* %  +(\d+) +([\d.]+)$/gm)];
   const buttons = page.locator('#limits button');
   assert.equal(rows.length, 2);

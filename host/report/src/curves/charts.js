@@ -117,8 +117,7 @@ export class Chart {
         },
         dataOf(motion, curves), place);
     const mark = (kind) => this.plot.over.appendChild(element('div', {class: kind}));
-    [this.second, this.cursor, this.dot, this.selected] = ['second-cursor', 'cursor', 'mark', 'selected-time'].map(mark);
-    this.selected.hidden = true;
+    [this.second, this.cursor, this.dot] = ['second-cursor', 'cursor', 'mark'].map(mark);
     this.#listen(this.plot.over);
     new ResizeObserver(() => {
       if (place.clientWidth > 0) this.plot.setSize({width: place.clientWidth, height});
@@ -209,9 +208,10 @@ export class Chart {
       if (this.#pressed === null || Math.abs(left(event) - this.#pressed) < least_drag) return null;
       return [this.#pressed, left(event)].sort((a, b) => a - b);
     };
+    const select = (left, width) => this.plot.setSelect({left, width, top: 0, height: over.clientHeight}, false);
     const end = () => {
       this.#pressed = null;
-      this.selected.hidden = true;
+      select(0, 0);
     };
     over.addEventListener('pointerdown', (event) => {
       if (event.button !== 0) return;
@@ -221,9 +221,7 @@ export class Chart {
     over.addEventListener('pointermove', (event) => {
       if (event.pointerType === 'mouse') this.timeline.preview(sampleAt(event));
       const span = dragged(event);
-      if (!span) return;
-      this.selected.hidden = false;
-      Object.assign(this.selected.style, {left: `${span[0]}px`, width: `${span[1] - span[0]}px`});
+      if (span) select(span[0], span[1] - span[0]);
     });
     over.addEventListener('pointerup', (event) => {
       if (this.#pressed === null) return;

@@ -2,7 +2,7 @@
 import {curveName} from '../colours.js';
 import {kinds} from '../data/motion.js';
 import {extent} from '../data/numbers.js';
-import {button, element} from '../dom.js';
+import {button, element, inColour} from '../dom.js';
 import {watch} from '../state.js';
 import {Chart} from './charts.js';
 import {reading, readingChanges} from './reading.js';
@@ -32,7 +32,7 @@ function makeValue(page, curve, attributes = {}) {
 }
 
 const legendOf = (page, curves, entry) => element('div', {class: 'legend'}, ...curves.map((curve, i) => entry(
-    i, element('i', {class: 'swatch', style: `--curve: var(--${curve.colour})`}),
+    i, element('i', {class: 'swatch', style: inColour(curve.colour)}),
     element('span', {class: 'name'}, curve.label), makeValue(page, curve, {'data-curve': curve.name}))));
 
 // A chart for each limb. An entry of a legend is a button that selects its joint.

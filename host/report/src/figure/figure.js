@@ -3,7 +3,7 @@ import {DirectionalLight, HemisphereLight, Object3D, PerspectiveCamera, Scene, V
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
 import {curveName, scheme} from '../colours.js';
 import {reading, readingChanges} from '../curves/reading.js';
-import {button, element, onKeys} from '../dom.js';
+import {button, element, inColour, onKeys} from '../dom.js';
 import {watch} from '../state.js';
 import {Feet} from './feet.js';
 import {AppliedForces} from './forces.js';
@@ -207,7 +207,7 @@ export function addFigure(stage, buttons, page) {
                  element('label', {class: 'check'}, follow, 'Follow'));
   watch(readingChanges(page), () => {
     const {name, torque, level} = motion.joints[joint.value];
-    caption.replaceChildren(element('i', {class: 'swatch', style: `--curve: var(--${curveName(level)})`}), name,
+    caption.replaceChildren(element('i', {class: 'swatch', style: inColour(curveName(level))}), name,
                             element('span', {class: 'value'}, `${reading(torque, page)} N m`));
   });
   return figure;
