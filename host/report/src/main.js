@@ -20,7 +20,7 @@ import {addExceeded, addGaps, addStanding, addVerdicts} from './verdict.js';
 // The elements of the page that have an id, by it.
 const parts = Object.fromEntries([...document.querySelectorAll('[id]')].map((part) => [part.id, part]));
 
-function showFacts({runs, other, time, origin, samples, shown, stride, joints, bodies, mass, floor, standing}) {
+function showFacts({runs, other, time, origin, samples, shown, stride, joints, bodies, mass, floor, ground}) {
   const name = other ? runs.map(({file}, i) => `${'AB'[i]} ${visible(file)}`).join(', ') : visible(runs[0].file);
   document.title = `${name} – motion report`;
   parts.file.textContent = name;
@@ -39,7 +39,7 @@ function showFacts({runs, other, time, origin, samples, shown, stride, joints, b
         `Shows ${whole(shown)} of ${whole(samples)} samples: one in ${stride}, and those of the peaks. Curves are drawn
          through the lowest and the highest values of all.`;
   }
-  parts.borne.textContent = standing ?
+  parts.borne.textContent = ground ?
       'Torques of the robot on the ground, with the forces shown at its soles.' :
       'Torques of the motion in the air: gravity and inertia are borne at the root, no contact carries the feet.';
   parts.ghost.hidden = !other;
@@ -78,7 +78,7 @@ function show(motion) {
   addFold(page);
   addGaps(parts.gaps, page);
   const charts = [
-    ...(motion.standing ? addGround(page) : []),
+    ...(motion.ground ? addGround(page) : []),
     ...addJointCharts(parts['joint-panels'], parts['joint-title'], page),
     ...addTorquePanels(parts['torque-panels'], parts['same-scale'], page),
     ...addComCharts(parts['com-panel'], parts['same-length'], page),

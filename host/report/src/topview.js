@@ -20,16 +20,16 @@ const at = ([x, y], sample) => [x[sample], y[sample]];
 
 // Returns the bounds of all soles, centres of pressure, the centre of mass and the zero moment point: centre and half
 // sizes, x and y [m].
-function boundsOf({time, com, bodies, standing}) {
+function boundsOf({time, com, bodies, ground}) {
   const points = [];
   const stride = Math.ceil(time.length / most_samples);
   for (let sample = 0; sample < time.length; sample += stride) {
     points.push(at(com, sample));
-    for (const sole of standing.soles) points.push(at(sole.pressure, sample), ...cornersAt({bodies}, sole, sample));
+    for (const sole of ground.soles) points.push(at(sole.pressure, sample), ...cornersAt({bodies}, sole, sample));
   }
   const extents = [0, 1].map((axis) => {
     const [low, high] = extent([points.map((point) => point[axis])]);
-    const [least, most] = extent([standing.zmp[axis]]);
+    const [least, most] = extent([ground.zmp[axis]]);
     return [Math.min(low, Math.max(least, low - far)), Math.max(high, Math.min(most, high + far))];
   });
   const half = extents.map(([low, high]) => (high - low) / 2 + margin);
@@ -40,13 +40,13 @@ function boundsOf({time, com, bodies, standing}) {
 }
 
 export function addTopView(panels, {motion, timeline}) {
-  const {standing, com, bodies} = motion;
+  const {ground, com, bodies} = motion;
   const {follows, centre, half} = boundsOf(motion);
   const polygon = shape('polygon', {class: 'support', style: inColour('support')});
   // The places where each sole touched down.
-  const prints = standing.soles.flatMap((sole) => sole.spans.slice(0, most_footprints).map(({first}) => shape(
+  const prints = ground.soles.flatMap((sole) => sole.spans.slice(0, most_footprints).map(({first}) => shape(
       'polygon', {class: `print ${bodies[sole.body].side}`, points: pointsOf(cornersAt(motion, sole, first))})));
-  const soles = standing.soles.map(({name, body}) => {
+  const soles = ground.soles.map(({name, body}) => {
     const {side} = bodies[body];
     const parts = {
       outline: shape('polygon', {class: 'sole'}),
@@ -56,7 +56,7 @@ export function addTopView(panels, {motion, timeline}) {
     const letter = shape('text', {class: side}, side === 'middle' ? '' : side[0].toUpperCase());
     return {...parts, letter, all: shape('g', {class: side, 'data-sole': name}, ...Object.values(parts))};
   });
-  const points = [[com, 'com', 0.008], [standing.zmp, 'zmp', 0.004]].map(([columns, kind, r]) => ({
+  const points = [[com, 'com', 0.008], [ground.zmp, 'zmp', 0.004]].map(([columns, kind, r]) => ({
     columns,
     trace: shape('polyline', {class: 'trace', style: inColour(kind), points: pointsOf(Array.from(columns[0], (_, s) => at(columns, s)))}),
     dot: shape('circle', {class: `spot ${kind}`, style: inColour(kind), r}),
@@ -85,7 +85,7 @@ export function addTopView(panels, {motion, timeline}) {
     const sample = timeline.nearest(motion);
     const [dx, dy] = follows ? at(com, sample) : [0, 0];
     set(polygon, {points: pointsOf(supportPolygon(motion, sample))});
-    standing.soles.forEach((sole, i) => {
+    ground.soles.forEach((sole, i) => {
       const {outline, arrow, dot, letter, all} = soles[i];
       const [x, y] = at(sole.pressure, sample);
       const [fx, fy] = forceAt(sole, sample);

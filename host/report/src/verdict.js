@@ -122,7 +122,7 @@ export function addStanding({intervals: list, margins, flags}, page) {
   // Marks the intervals that the ground cannot bear on the time line.
   watch([timeline.shift], () => flags.replaceChildren(...motion.runs.map((run) => {
     const place = (sample) => nearestSample(timeline.time, run.time[sample] + timeline.shiftOf(run));
-    const spans = (run.standing?.spans ?? []).map(({first, last}) => ({first: place(first), last: place(last)}));
+    const spans = (run.ground?.spans ?? []).map(({first, last}) => ({first: place(first), last: place(last)}));
     return element('div', {}, ...marksOf(spans, Math.max(timeline.last, 1)).map(({from, to}) => element(
         'i', {style: `left: ${(100 * from) / marks}%; width: ${(100 * (to - from)) / marks}%`})));
   })));

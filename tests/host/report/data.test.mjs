@@ -55,31 +55,30 @@ test('bodies, joints and all numbers are those of module and file', async (t) =>
   for (const {name, joints} of motion.limbs) {
     for (const j of joints) assert.ok(motion.joints[j].name.startsWith(side[name.split(' ')[0]]), `${motion.joints[j].name} in ${name}`);
   }
-  assert.equal(motion.standing, null);
+  assert.equal(motion.ground, undefined);
 });
 
 test('of a run on the ground also what the ground does, and the curves of a second run', async (t) => {
   const other = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
   const file = join(other.folder, 'wave-results.csv');
   const report = removed(t, Report.onGround(join(motions, 'weight_shift.csv'), [file]));
-  const {standing, bodies, joints, other: second} = await motionOf(report);
-  const {zmp, margin, spans} = standing;
+  const {ground, bodies, joints, other: second} = await motionOf(report);
+  const {zmp, margin, spans} = ground;
   expectPlaces(report, zmp, ['zmp_x', 'zmp_y']);
   expectColumns(report, [margin.values], ['zmp_margin']);
   const unborne = spans.flatMap(({first, last}) => Array.from({length: last - first + 1}, (_, i) => first + i));
   assert.deepEqual(unborne, [...report.columns.feasible.keys()].filter((s) => report.columns.feasible[s] === 0));
-  assert.deepEqual(standing.soles.map(({name}) => name), ['LAnkleRoll', 'RAnkleRoll']);
-  for (const {name, body, load, shear, contact, pressure, orientation, corners} of standing.soles) {
+  assert.deepEqual(ground.soles.map(({name}) => name), ['LAnkleRoll', 'RAnkleRoll']);
+  for (const {name, body, force, contact, pressure, orientation, corners} of ground.soles) {
     assert.equal(bodies[body].name, name);
-    expectPlaces(report, shear, axes(`${name}_force`));
-    expectColumns(report, [load.values, contact], [`${name}_force_z`, `${name}_contact`]);
+    expectColumns(report, [...force.map(({values}) => values), contact], [...axes(`${name}_force`), `${name}_contact`]);
     expectPlaces(report, pressure, axes(`${name}_cop`, ['x', 'y']));
     expectPlaces(report, orientation, axes(name, ['qw', 'qx', 'qy', 'qz']));
     assert.equal(corners.length, 4);
   }
   expectColumns(other, joints.map((joint) => joint.other.torque.values), joints.map(({name}) => `${name}_torque`));
   for (const {name, origin} of second.bodies) expectPlaces(other, origin, axes(name));
-  assert.equal(second.standing, null);
+  assert.equal(second.ground, undefined);
 });
 
 // Everything that the page says of a run stands in the summary of the run, but for how the header begins and ends.
@@ -179,7 +178,7 @@ test('of a long motion some samples are shown, with the bounds of all', async (t
   const run = {results: [header, ...rows, ''].join('\n'), side: squat.side};
   const report = removed(t, new Report('long.csv', run));
   assert.equal(textOf(report), textOf(removed(t, new Report('long.csv', run))));
-  const {samples, shown, stride, origin, time, drawnTime, joints, standing} = await motionOf(report);
+  const {samples, shown, stride, origin, time, drawnTime, joints, ground} = await motionOf(report);
   assert.deepEqual([samples, stride, origin, time.at(-1)], [count, 4, 17600000000.5, count - 1]);
   assert.equal(time.length, shown);
   const {peak, peakSample, torque: {values, drawn}} = joints.find(({name}) => name === 'LKneePitch');
@@ -191,7 +190,7 @@ test('of a long motion some samples are shown, with the bounds of all', async (t
     const places = [...drawn.keys()].filter((i) => drawn[i] === torque);
     assert.ok(places.every((i) => Math.abs(drawnTime[i] - sample) < 4) && places.length > 0);
   }
-  const red = standing.spans.flatMap(({first, last}) => [...time.slice(first, last + 1)]);
+  const red = ground.spans.flatMap(({first, last}) => [...time.slice(first, last + 1)]);
   assert.deepEqual(red, [20000, 20001, 30000]);
 });
 

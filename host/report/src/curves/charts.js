@@ -76,7 +76,7 @@ export class Chart {
   constructor(place, page, {height: inner_height, curves, range, strong = -1, shows_time = true, space = 21}) {
     const {motion, timeline, view} = page;
     Object.assign(this, {motion, timeline, view, curves, strong});
-    this.soles = motion.standing?.soles ?? [];
+    this.soles = motion.ground?.soles ?? [];
     const bars = this.soles.length ? (this.soles.length + 1) * bar_height : 0;
     const height = inner_height + bars;
     this.plot = new uPlot(
@@ -159,7 +159,7 @@ export class Chart {
     plot.ctx.fillStyle = colour('grid');
     fillSpans(plot, this.motion.time, this.motion.gaps, plot.bbox.top, plot.bbox.height);
     plot.ctx.fillStyle = colour('unborne-band');
-    fillSpans(plot, this.motion.time, this.motion.standing?.spans ?? [], plot.bbox.top, plot.bbox.height);
+    fillSpans(plot, this.motion.time, this.motion.ground?.spans ?? [], plot.bbox.top, plot.bbox.height);
   }
   // A bar for each sole below the curves, while it stands; limits; and the second run.
   #drawOver(plot) {

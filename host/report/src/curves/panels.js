@@ -42,7 +42,7 @@ export function addTorquePanels(place, same_scale, page) {
   const charts = motion.limbs.map(({name: limb, side, joints}) => {
     const curves = joints.map((j) => {
       const {name, level, torque} = motion.joints[j];
-      return {...torque, name: `${name}_torque`, label: name, colour: curveName(level)};
+      return {...torque, label: name, colour: curveName(level)};
     });
     const small = joints.map((j) => motion.joints[j].small);
     const fold = (is_small) => is_small ? 'small' : '';
@@ -71,10 +71,10 @@ export function addTorquePanels(place, same_scale, page) {
 export function addJointCharts(place, title, page) {
   const {motion, joint} = page;
   const curveOf = (kind) => {
-    const {name, limits, [kind]: curve} = motion.joints[joint.value];
+    const {limits, [kind]: curve} = motion.joints[joint.value];
     const {lower, upper, speed, torque} = limits;
     const ends = {angle: [lower, upper], speed: [-speed, speed], torque: [-torque, torque]}[kind] ?? [];
-    return {...curve, name: `${name}_${kind}`, colour: 'ink', limits: ends.filter(Number.isFinite)};
+    return {...curve, colour: 'ink', limits: ends.filter(Number.isFinite)};
   };
   watch([joint], () => title.textContent = `Selected joint: ${motion.joints[joint.value].name}`);
   return Object.keys(kinds).map((kind) => {
@@ -96,7 +96,7 @@ export function addComCharts(panel, same_length, page) {
   const extents = page.motion.comCurves.map((curve) => extent(allDrawn([curve])));
   const spans = extents.map(([low, high]) => Math.max(high - low, least_span));
   const charts = ['x', 'y', 'z'].map((axis, i) => {
-    const curve = {...page.motion.comCurves[i], name: `com_${axis}`, colour: 'com'};
+    const curve = {...page.motion.comCurves[i], colour: 'com'};
     const middle = (extents[i][0] + extents[i][1]) / 2;
     const {chart, place, save} = makeChart(page, `Centre of mass, ${axis}`, {
       height: axis === 'z' ? 82 : 58,
@@ -118,10 +118,10 @@ export function addComCharts(panel, same_length, page) {
 
 // The vertical force on each sole, and how far the zero moment point is within the support polygon.
 export function addGroundCharts(place, page) {
-  const {bodies, standing: {soles, margin}} = page.motion;
+  const {bodies, ground: {soles, margin}} = page.motion;
   const forces = soles.map(
-      ({name, body, load}) => ({...load, name: `${name}_force_z`, label: name, colour: `side-${bodies[body].side}`}));
-  const zmp = {...margin, name: 'zmp_margin', label: 'zero moment point to the edge', colour: 'zmp'};
+      ({name, body, force}) => ({...force[2], label: name, colour: `side-${bodies[body].side}`}));
+  const zmp = {...margin, label: 'zero moment point to the edge', colour: 'zmp'};
   return [['Vertical force', 'N', forces, -1], ['Margin', 'm', [zmp], 0]].map(([title, unit, curves, strong]) => {
     // The level at which a foot carries nothing, or the robot tips, is seen.
     const range = (low, high) => padded(Math.min(low, 0), Math.max(high, 0));

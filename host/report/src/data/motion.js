@@ -7,6 +7,8 @@ import {extent, nearestSample, text} from './numbers.js';
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
 const small = 0.01;         // joints below this share of the largest torque are folded away
 
+const axes = ['x', 'y', 'z'];
+
 // The curves of a joint, with their units.
 export const kinds = {torque: 'N m', angle: 'rad', speed: 'rad/s', power: 'W'};
 
@@ -55,65 +57,68 @@ function readTimes({start, stride}, elapsed) {
 
 // The columns of the page: see report_data.h. A curve has its `values` at the samples and is `drawn` at
 // motion.drawnTime; `lows` are the lowest on the way to the next sample.
-async function readColumns({columns, curves, stride, time}) {
+async function readColumns({columns, curves, others, stride, time}) {
   const all = await unpack(columns, time.length);
   const between = stride > 1 ? 2 : 0;
+  const first = (1 + between) * curves.length;
+  const named = new Map(others.map((name, i) => [name, all[first + i]]));
   return {
-    curve(index) {
-      const [values, ...bounds] = Array.from({length: 1 + between}, (_, i) => all[index + i * curves]);
-      return {values, lows: bounds[0] ?? values, drawn: between ? drawn(Float32Array, values, ...bounds) : values};
+    curve(name) {
+      const index = curves.indexOf(name);
+      const [values, ...bounds] = Array.from({length: 1 + between}, (_, i) => all[index + i * curves.length]);
+      return {name, values, lows: bounds[0] ?? values, drawn: between ? drawn(Float32Array, values, ...bounds) : values};
     },
-    others: (indexes) => indexes?.map((index) => all[(1 + between) * curves + index]),
+    column: (name) => named.get(name),
+    // Returns the columns of a point or a rotation, or undefined if there are none.
+    vector: (name, parts = axes) =>
+        named.has(`${name}_${parts[0]}`) ? parts.map((part) => named.get(`${name}_${part}`)) : undefined,
   };
 }
 
-// Reads what the ground does: the curve and the contacts of each sole, and the spans of samples that cannot be borne.
-function readStanding({soles, level, margin, feasible, zmp}, columns) {
-  const all = soles.map(({load, contact, shear, pressure, orientation, ...sole}) => {
-    const [contacts] = columns.others(contact);
-    return {
-      ...sole,
-      load: columns.curve(load),
-      contact: contacts,
-      spans: spansOf(contacts, 1),
-      shear: columns.others(shear),
-      pressure: columns.others(pressure),
-      orientation: columns.others(orientation),
-    };
-  });
-  return {
-    level,
-    soles: all,
-    margin: columns.curve(margin),
-    zmp: columns.others(zmp),
-    spans: spansOf(columns.curve(feasible).lows, 0),
-  };
+// Reads what the ground does: the curves and the contacts of each sole, and the spans of samples that cannot be borne.
+function readGround(ground, bodies, {curve, column, vector}) {
+  for (const sole of ground.soles) {
+    const {name} = bodies[sole.body];
+    const contact = column(`${name}_contact`);
+    Object.assign(sole, {
+      name,
+      contact,
+      force: axes.map((axis) => curve(`${name}_force_${axis}`)),
+      spans: spansOf(contact, 1),
+      pressure: vector(`${name}_cop`, ['x', 'y']),
+      orientation: vector(name, ['qw', 'qx', 'qy', 'qz']),
+    });
+  }
+  const spans = spansOf(curve('feasible').lows, 0);
+  Object.assign(ground, {margin: curve('zmp_margin'), zmp: vector('zmp', ['x', 'y']), spans});
 }
 
 // Torque times speed, in single precision as in the file. Between the samples that the page has it is not known.
-function powerOf({torque, speed}) {
+function powerOf({name, torque, speed}) {
   const values = torque.values.map((value, sample) => value * speed.values[sample]);
   const repeat = torque.drawn.length / values.length;
-  return {values, lows: values, drawn: repeat > 1 ? drawn(Float32Array, ...Array(repeat).fill(values)) : values};
+  return {name: `${name}_power`, values, drawn: repeat > 1 ? drawn(Float32Array, ...Array(repeat).fill(values)) : values};
 }
 
 // A run. Times and values are typed arrays, a number for each sample that the page has.
 async function readRun(data) {
   const columns = await readColumns(data);
   Object.assign(data, readTimes(data, data.time), {shown: data.time.length, columns: null});
-  data.comCurves = data.com.map((axis) => columns.curve(axis));
+  data.comCurves = axes.map((axis) => columns.curve(`com_${axis}`));
   data.com = data.comCurves.map(({values}) => values);
   for (const joint of data.joints) {
-    for (const kind of ['torque', 'angle', 'speed']) joint[kind] = columns.curve(joint[kind]);
+    for (const kind of ['torque', 'angle', 'speed']) joint[kind] = columns.curve(`${joint.name}_${kind}`);
     joint.power = powerOf(joint);
     joint.peakSample = peakOf(joint.torque.values);
     joint.peak = Math.abs(joint.torque.values[joint.peakSample]) || 0;
     const limits = data.limits?.uses.filter((use) => use.joint === joint.name) ?? [];
     joint.limits = Object.fromEntries(limits.map(({limit, value}) => [limit, value]));
   }
-  data.standing = data.ground ? readStanding(data.ground, columns) : null;
+  if (data.ground) readGround(data.ground, data.bodies, columns);
   for (const body of data.bodies) {
-    for (const kind of ['origin', 'com', 'applied']) body[kind] = columns.others(body[kind]);
+    body.origin = columns.vector(body.name) ?? data.bodies[body.parent].origin;
+    body.com = columns.vector(`${body.name}_com`);
+    body.applied = columns.vector(`${body.name}_applied_force`);
   }
   data.limbs = findLimbs(data.bodies, data.joints);
   for (const limb of data.limbs) {
@@ -130,9 +135,9 @@ function join(motion, other) {
     for (const kind of Object.keys(kinds)) joint[kind].other = joint.other[kind];
   });
   motion.comCurves.forEach((curve, axis) => curve.other = other.comCurves[axis]);
-  if (!motion.standing || !other.standing) return;
-  motion.standing.margin.other = other.standing.margin;
-  for (const sole of motion.standing.soles) sole.load.other = other.standing.soles.find(({name}) => name === sole.name)?.load;
+  if (!motion.ground || !other.ground) return;
+  motion.ground.margin.other = other.ground.margin;
+  for (const {name, force} of motion.ground.soles) force[2].other = other.ground.soles.find((sole) => sole.name === name)?.force[2];
 }
 
 export async function readMotion(text) {

@@ -9,7 +9,7 @@ import {overlay, positions, sphere, trace} from './scene.js';
 export class Feet extends Group {
   constructor(motion) {
     super();
-    const {standing: {soles, zmp}, floor: {z}, weight} = motion;
+    const {ground: {soles, zmp}, floor: {z}, weight} = motion;
     Object.assign(this, {motion, z, weight});
     this.line = overlay(LineBasicMaterial, {opacity: 0.6});
     this.trace = trace(zmp, z, this.line);
@@ -26,7 +26,7 @@ export class Feet extends Group {
 
   show(sample) {
     const {motion, z} = this;
-    const {soles, zmp} = motion.standing;
+    const {soles, zmp} = motion.ground;
     this.point.position.set(zmp[0][sample], zmp[1][sample], z);
     const polygon = supportPolygon(motion, sample).map((corner) => [...corner, z]);
     const fan = polygon.slice(2).map((corner, i) => [polygon[0], polygon[i + 1], corner].flat());
@@ -40,7 +40,7 @@ export class Feet extends Group {
   recolour() {
     for (const material of [this.solid, this.line]) material.color.set(colour('zmp'));
     this.area.color.set(colour('support'));
-    this.motion.standing.soles.forEach(
+    this.motion.ground.soles.forEach(
         ({body}, i) => this.arrows[i].material.color.set(colour(`side-${this.motion.bodies[body].side}`)));
   }
 }

@@ -41,7 +41,7 @@ class Figure {
     this.robot = new Robot(motion);
     this.ghost = motion.other ? new Robot(motion.other, true) : null;
     this.mass = new Mass(motion);
-    this.feet = motion.standing ? new Feet(motion) : null;
+    this.feet = motion.ground ? new Feet(motion) : null;
     this.applied = new AppliedForces(motion);
     // Letters over the canvas, at the feet.
     this.letters = motion.limbs.filter(({side, height}) => side !== 'middle' && height <= 0).map(({side, bodies}) => ({

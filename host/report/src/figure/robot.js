@@ -54,7 +54,7 @@ export class Robot extends Group {
     this.torso = this.add(new Group()).children.at(-1);
     this.#addTorso();
     this.head = this.#makeHead(run.limbs.find(({side, height}) => side === 'middle' && height > 0));
-    this.plates = run.standing?.soles.map((sole) => this.#plate(sole));
+    this.plates = run.ground?.soles.map((sole) => this.#plate(sole));
     this.halo = sphere(overlay(MeshBasicMaterial, {opacity: 0.4}), 0.026);
     this.halo.renderOrder = 1;
     if (!ghost) this.add(this.halo);
@@ -154,7 +154,7 @@ export class Robot extends Group {
       group.quaternion.copy(this.torso.quaternion);
       for (const {axis, angle} of turns) group.quaternion.multiply(new Quaternion().setFromAxisAngle(axis, angle?.[sample] ?? 0));
     }
-    run.standing?.soles.forEach(({orientation: [w, x, y, z]}, i) => {
+    run.ground?.soles.forEach(({orientation: [w, x, y, z]}, i) => {
       const {mesh, ankle, centre, body, radius} = this.plates[i];
       at(body.origin, sample, mesh.position);
       mesh.quaternion.set(x[sample], y[sample], z[sample], w[sample]);
