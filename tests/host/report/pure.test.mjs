@@ -9,7 +9,7 @@ import {findLimbs} from '../../../host/report/src/data/limbs.js';
 import {nearestSample, sampleBefore, single, text, three, tickTexts, visible} from '../../../host/report/src/data/numbers.js';
 import {watch} from '../../../host/report/src/state.js';
 import {Timeline} from '../../../host/report/src/timeline.js';
-import {marksOf, verdictText} from '../../../host/report/src/verdict.js';
+import {verdictText} from '../../../host/report/src/verdict.js';
 
 test('the verdict of a run has the worst reason, or the margin', () => {
   const say = (summary) => verdictText({ground: {summary}});
@@ -22,11 +22,6 @@ test('the verdict of a run has the worst reason, or the margin', () => {
   assert.equal(say({cannot_stand: [span(0.2, 'slips'), tips], margins}), 'tips to the left by 145 mm at 0.600\u00a0s, 2 intervals');
   assert.equal(say({cannot_stand: [span(0.2, 'slips')], margins}), 'slips at 0.500\u00a0s, 1 interval');
   assert.equal(verdictText({}), 'is held in the air, no ground contact');
-});
-
-test('marks cover their spans, and close ones are one', () => {
-  const marks = marksOf([{first: 3, last: 3}, {first: 5000, last: 6000}, {first: 6004, last: 6010}], 10000);
-  assert.deepEqual(marks, [{from: 0, to: 1}, {from: 500, to: 601}]);
 });
 
 test('samples before and nearest to a time', () => {
