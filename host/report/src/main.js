@@ -39,19 +39,9 @@ function showFacts({runs, other, time, origin, samples, shown, stride, joints, b
         `Shows ${whole(shown)} of ${whole(samples)} samples: one in ${stride}, and those of the peaks. Curves are drawn
          through the lowest and the highest values of all.`;
   }
-  parts.borne.textContent = ground ?
-      'Torques of the robot on the ground, with the forces shown at its soles.' :
-      'Torques of the motion in the air: gravity and inertia are borne at the root, no contact carries the feet.';
+  for (const part of document.querySelectorAll('.stands, .held')) part.hidden = part.matches('.stands') !== Boolean(ground);
   parts.ghost.hidden = !other;
   parts.applied.hidden = !bodies.some(({applied}) => applied);
-}
-
-// Shows the parts that only a run on the ground has.
-function addGround(page) {
-  for (const part of document.querySelectorAll('.stands')) part.hidden = false;
-  const charts = addGroundCharts(parts['ground-panels'], page);
-  addTopView(parts['ground-panels'], page);
-  return charts;
 }
 
 // Joints of small torques are folded away.
@@ -78,11 +68,12 @@ function show(motion) {
   addFold(page);
   addGaps(parts.gaps, page);
   const charts = [
-    ...(motion.ground ? addGround(page) : []),
+    ...(motion.ground ? addGroundCharts(parts['ground-panels'], page) : []),
     ...addJointCharts(parts['joint-panels'], parts['joint-title'], page),
     ...addTorquePanels(parts['torque-panels'], parts['same-scale'], page),
     ...addComCharts(parts['com-panel'], parts['same-length'], page),
   ];
+  if (motion.ground) addTopView(parts['ground-panels'], page);
   addPeaks(parts, page);
   const figure = addFigure(parts.stage, parts.views, page);
   const linked = addLink(timeline);

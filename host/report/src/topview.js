@@ -9,7 +9,6 @@ const margin = 0.03;    // m, around what is shown
 const widest = 0.9;     // m: of a motion that goes further, what is near the robot
 const per_newton = 0.004;  // m, of the horizontal force
 const most_samples = 200;
-const most_footprints = 200;
 const slimmest = 0.5;  // height by width of the picture, or the other way around
 const far = 0.15;      // m: what goes further than that beyond the rest is cut off
 
@@ -44,7 +43,7 @@ export function addTopView(panels, {motion, timeline}) {
   const {follows, centre, half} = boundsOf(motion);
   const polygon = shape('polygon', {class: 'support', style: inColour('support')});
   // The places where each sole touched down.
-  const prints = ground.soles.flatMap((sole) => sole.spans.slice(0, most_footprints).map(({first}) => shape(
+  const prints = ground.soles.flatMap((sole) => sole.spans.map(({first}) => shape(
       'polygon', {class: `print ${bodies[sole.body].side}`, points: pointsOf(cornersAt(motion, sole, first))})));
   const soles = ground.soles.map(({name, body}) => {
     const {side} = bodies[body];

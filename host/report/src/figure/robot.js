@@ -1,5 +1,5 @@
 // A robot as its results give it: the origins of the bodies, the centres of mass at the ends of its limbs, the orientation
-// of its soles, and where there are joint angles those of the other bodies. Its shape follows from the pose at rest.
+// of its soles, and the angles of its neck. Its shape follows from the pose at rest.
 import {BoxGeometry, Group, Matrix4, Mesh, MeshBasicMaterial, MeshLambertMaterial, Quaternion, SphereGeometry,
   Vector3} from 'three';
 import {ConvexGeometry} from 'three/examples/jsm/geometries/ConvexGeometry.js';
@@ -113,7 +113,7 @@ export class Robot extends Group {
     for (const y of [-0.38, 0.38]) head.add(block(face, mark, [0.84 * size, y * size, 0.2 * size], [0.2 * size, 0.19 * size, 0.19 * size]));
     this.add(head);
     // About its axes the joints turn it in the root, from the root outwards.
-    const turns = limb.joints.map((j) => ({axis: new Vector3(...(bodies[joints[j].body].axis)), angle: joints[j].angle?.values}));
+    const turns = limb.joints.map((j) => ({axis: new Vector3(...bodies[joints[j].body].axis), angle: joints[j].angle.values}));
     return {group: head, body, turns};
   }
 
@@ -152,7 +152,7 @@ export class Robot extends Group {
       const {group, body, turns} = this.head;
       at(body.com, sample, group.position);
       group.quaternion.copy(this.torso.quaternion);
-      for (const {axis, angle} of turns) group.quaternion.multiply(new Quaternion().setFromAxisAngle(axis, angle?.[sample] ?? 0));
+      for (const {axis, angle} of turns) group.quaternion.multiply(new Quaternion().setFromAxisAngle(axis, angle[sample]));
     }
     run.ground?.soles.forEach(({orientation: [w, x, y, z]}, i) => {
       const {mesh, ankle, centre, body, radius} = this.plates[i];
@@ -165,9 +165,8 @@ export class Robot extends Group {
 
   // A halo about the selected joint has the colour of its curve.
   recolour(joint) {
-    for (const [name, material] of Object.entries(this.materials)) {
-      material.color.set(colour(name === 'face' ? (this.ghost ? 'ghost' : 'ink') : this.ghost ? 'ghost' : `side-${name}`));
-    }
+    const names = {left: 'side-left', right: 'side-right', middle: 'side-middle', face: 'ink'};
+    for (const [part, material] of Object.entries(this.materials)) material.color.set(colour(this.ghost ? 'ghost' : names[part]));
     this.halo.material.color.set(colour(curveName(this.run.joints[joint].level)));
   }
 }
