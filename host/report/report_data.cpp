@@ -42,15 +42,21 @@ Json read_run(const std::filesystem::path& results) {
   return Json::parse(file);
 }
 
-/// The names of the columns that the page shows.
-struct Shown {
-  Names curves;  ///< drawn as curves, or must not be missed between the samples that are shown
-  Names others;
-  Names flags;  ///< those of them that have only zeros and ones
+/// A column that the page shows.
+struct Column {
+  std::string name;
+  bool is_flag;           ///< has only zeros and ones
+  std::size_t place = 0;  ///< in the file
 };
 
-void add(Names& names, const Quantity& quantity, const std::string& owner = {}) {
-  for (const std::string& column : columns_of(quantity, owner)) names.push_back(column);
+struct Shown {
+  std::vector<Column> curves;  ///< drawn as curves, or must not be missed between the samples that are shown
+  std::vector<Column> others;
+};
+
+void add(std::vector<Column>& columns, const Quantity& quantity, const std::string& owner = {}) {
+  const bool is_flag = &quantity == &quantities::contact || &quantity == &quantities::feasible;
+  for (const std::string& name : columns_of(quantity, owner)) columns.push_back({name, is_flag});
 }
 
 void add_ground(const Json& run, Shown& shown) {
@@ -60,11 +66,9 @@ void add_ground(const Json& run, Shown& shown) {
     for (const Quantity* quantity : {&quantities::contact, &quantities::pressure, &quantities::orientation}) {
       add(shown.others, *quantity, name);
     }
-    add(shown.flags, quantities::contact, name);
   }
   add(shown.curves, quantities::margin);
   add(shown.curves, quantities::feasible);
-  add(shown.flags, quantities::feasible);
   add(shown.others, quantities::zero_moment_point);
 }
 
@@ -90,7 +94,7 @@ Shown shown_columns(const Json& run, const Names& header) {
   Shown shown;
   add(shown.curves, quantities::com);
   for (const Json& joint : run.at("joints")) {
-    for (const Quantity* quantity : {&quantities::torque, &quantities::angle, &quantities::speed}) {
+    for (const Quantity* quantity : {&quantities::torque, &quantities::angle, &quantities::speed, &quantities::power}) {
       add(shown.curves, *quantity, joint.at("name"));
     }
   }
@@ -120,40 +124,32 @@ std::vector<std::vector<float>> shown_values(const std::vector<KeptSample>& kept
 /// Adds what is in the results to their description.
 void add_results(const std::filesystem::path& path, Json& data) {
   Shown shown;
-  std::vector<std::size_t> places, flags, time;  // of the columns in the file
+  std::size_t time = 0;
   std::optional<Thinning> samples;
   const auto on_header = [&](const CsvRow& header) {
-    const auto places_of = [&](const Names& names, std::vector<std::size_t>& found) {
-      for (const std::string& name : names) {
-        const auto place = index_in(header.fields, name);
-        if (!place) {
-          throw error_at(path, header.line,
-                         fmt::format("expected the column '{:.40}' that 'korvel-host run' writes, found none", name));
-        }
-        found.push_back(*place);
-      }
+    const auto place_of = [&](const std::string& name) {
+      if (const auto place = index_in(header.fields, name)) return *place;
+      throw error_at(path, header.line,
+                     fmt::format("expected the column '{:.40}' that 'korvel-host run' writes, found none", name));
     };
     shown = shown_columns(data, header.fields);
-    places_of(shown.curves, places);
-    places_of(shown.others, places);
-    places_of(shown.flags, flags);
-    places_of(columns_of(quantities::time), time);
+    for (Column& column : shown.curves) column.place = place_of(column.name);
+    for (Column& column : shown.others) column.place = place_of(column.name);
+    time = place_of(columns_of(quantities::time).front());
     samples.emplace(shown.curves.size(), most_samples);
   };
   const auto on_sample = [&](const SampleRow& row) {
-    for (std::size_t i = 0; i < flags.size(); ++i) {
-      const double flag = row.values[flags[i]];
-      if (flag < 0 || (flag > 0 && flag < 1) || flag > 1) {
-        throw error_at(path, row.row.line,
-                       fmt::format("expected 0 or 1 in column '{}', found {}", shown.flags[i], flag));
+    const auto number = [&](const Column& column) {
+      const double value = row.values[column.place];
+      if (column.is_flag && (value < 0 || (value > 0 && value < 1) || value > 1)) {
+        throw error_at(path, row.row.line, fmt::format("expected 0 or 1 in column '{}', found {}", column.name, value));
       }
-    }
-    if (samples->count() == 0) data["start"] = row.values[time.front()];
+      return value;
+    };
+    if (samples->count() == 0) data["start"] = row.values[time];
     std::vector<float> values;
-    for (std::size_t i = 0; i < places.size(); ++i) {
-      const double value = row.values[places[i]];
-      values.push_back(static_cast<float>(i < shown.curves.size() ? value : rounded(value)));
-    }
+    for (const Column& column : shown.curves) values.push_back(static_cast<float>(number(column)));
+    for (const Column& column : shown.others) values.push_back(static_cast<float>(rounded(number(column))));
     samples->add(row.elapsed, values);
   };
   read_sample_rows(path, on_header, on_sample, true);
@@ -161,8 +157,8 @@ void add_results(const std::filesystem::path& path, Json& data) {
   data["samples"] = samples->count();
   data["stride"] = samples->stride();
   for (const KeptSample& sample : kept) data["time"].push_back(sample.elapsed);
-  data["curves"] = shown.curves;
-  data["others"] = shown.others;
+  for (const Column& column : shown.curves) data["curves"].push_back(column.name);
+  for (const Column& column : shown.others) data["others"].push_back(column.name);
   data["columns"] = packed(shown_values(kept, shown.curves.size(), samples->stride() > 1));
 }
 

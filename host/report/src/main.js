@@ -41,7 +41,7 @@ function showFacts({runs, other, time, origin, samples, shown, stride, joints, b
   }
   for (const part of document.querySelectorAll('.stands, .held')) part.hidden = part.matches('.stands') !== Boolean(ground);
   parts.ghost.hidden = !other;
-  parts.applied.hidden = !bodies.some(({applied}) => applied);
+  parts.applied.hidden = !bodies.some(({applied_force}) => applied_force);
 }
 
 // Joints of small torques are folded away.

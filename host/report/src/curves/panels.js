@@ -93,10 +93,10 @@ export function addJointCharts(place, title, page) {
 
 // One below the other on one time axis; on demand lengths are drawn to one scale.
 export function addComCharts(panel, same_length, page) {
-  const extents = page.motion.comCurves.map((curve) => extentOf([curve]));
+  const extents = ['x', 'y', 'z'].map((axis) => extentOf([page.motion.curves.get(`com_${axis}`)]));
   const spans = extents.map(([low, high]) => Math.max(high - low, least_span));
   const charts = ['x', 'y', 'z'].map((axis, i) => {
-    const curve = {...page.motion.comCurves[i], colour: 'com'};
+    const curve = {...page.motion.curves.get(`com_${axis}`), colour: 'com'};
     const middle = (extents[i][0] + extents[i][1]) / 2;
     const {chart, parts} = makeChart(page, `Centre of mass, ${axis}`, [axis, makeValue(page, curve)], {
       height: axis === 'z' ? 82 : 58,
@@ -118,9 +118,9 @@ export function addComCharts(panel, same_length, page) {
 
 // The vertical force on each sole, and how far the zero moment point is within the support polygon.
 export function addGroundCharts(place, page) {
-  const {bodies, ground: {soles, margin}} = page.motion;
+  const {bodies, ground: {soles}, curves: all} = page.motion;
   const forces = soles.map(({name, body, force}) => ({...force[2], label: name, colour: `side-${bodies[body].side}`}));
-  const zmp = {...margin, label: 'zero moment point to the edge', colour: 'zmp'};
+  const zmp = {...all.get('zmp_margin'), label: 'zero moment point to the edge', colour: 'zmp'};
   return [['Vertical force', 'N', forces, -1], ['Margin', 'm', [zmp], 0]].map(([title, unit, curves, strong]) => {
     // The level at which a foot carries nothing, or the robot tips, is seen.
     const range = (low, high) => padded(Math.min(low, 0), Math.max(high, 0));

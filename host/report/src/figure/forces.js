@@ -37,12 +37,12 @@ export class AppliedForces extends Group {
   constructor({bodies, weight}) {
     super();
     this.weight = weight;
-    this.forces = bodies.filter(({applied}) => applied).map((body) => ({...body, arrow: new Arrow()}));
+    this.forces = bodies.filter(({applied_force}) => applied_force).map((body) => ({...body, arrow: new Arrow()}));
     for (const {arrow} of this.forces) this.add(...arrow.meshes);
   }
   show(sample) {
-    for (const {arrow, origin, applied} of this.forces) {
-      arrow.show(at(origin, sample), at(applied, sample).divideScalar(this.weight));
+    for (const {arrow, origin, applied_force} of this.forces) {
+      arrow.show(at(origin, sample), at(applied_force, sample).divideScalar(this.weight));
     }
   }
   recolour() {
