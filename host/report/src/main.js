@@ -58,7 +58,7 @@ function show(motion) {
   const timeline = new Timeline(motion.runs);
   // `joint` is shown more than the others by figure, curves and table; `folds` says whether small ones are not shown.
   const joint = new Value(peaks.indexOf(Math.max(...peaks)));
-  const page = {motion, timeline, view: new View(timeline), joint, folds: new Value(true)};
+  const page = {motion, timeline, view: new View(timeline), joint, folds: new Value(true), charts: []};
   showFacts(motion);
   addVerdicts(parts.verdicts, page);
   addStanding(parts, page);
@@ -67,18 +67,21 @@ function show(motion) {
   addTools(page, parts);
   addFold(page);
   addGaps(parts.gaps, page);
-  const charts = [
-    ...(motion.ground ? addGroundCharts(parts['ground-panels'], page) : []),
-    ...addJointCharts(parts['joint-panels'], parts['joint-title'], page),
-    ...addTorquePanels(parts['torque-panels'], parts['same-scale'], page),
-    ...addComCharts(parts['com-panel'], parts['same-length'], page),
-  ];
-  if (motion.ground) addTopView(parts['ground-panels'], page);
+  if (motion.ground) {
+    addGroundCharts(parts['ground-panels'], page);
+    addTopView(parts['ground-panels'], page);
+  }
+  addJointCharts(parts['joint-panels'], parts['joint-title'], page);
+  addTorquePanels(parts['torque-panels'], parts['same-scale'], page);
+  addComCharts(parts['com-panel'], parts['same-length'], page);
+  for (const box of [parts['same-scale'], parts['same-length']]) {
+    box.addEventListener('change', () => page.charts.forEach((chart) => chart.show()));
+  }
   addPeaks(parts, page);
   const figure = addFigure(parts.stage, parts.views, page);
   const linked = addLink(timeline);
   if (!linked && !matchMedia('(prefers-reduced-motion: reduce)').matches) timeline.play();
-  if (KORVEL_HOOKS) globalThis.korvel = {...page, charts, figure};
+  if (KORVEL_HOOKS) globalThis.korvel = {...page, figure};
 }
 
 readMotion(parts.data.textContent).then(show).catch((error) => {

@@ -17,6 +17,7 @@ export class Timeline {
   playing = new Value(false);
   shift = new Value(0);  // s, from the times of the second run to those that are shown
   speed = 1;
+  #frame;
 
   constructor(runs) {
     this.runs = runs;
@@ -70,17 +71,17 @@ export class Timeline {
     let position = this.now;
     let before = performance.now();
     const frame = (now) => {
-      if (!this.playing.value) return;
+      this.#frame = requestAnimationFrame(frame);
       // A page in the background gets no frames: then the motion waits.
       position += Math.min(Math.max(now - before, 0) / 1000, 0.25) * this.speed;
       before = now;
       this.#set(sampleBefore(this.time, position));
       if (this.here.value === this.last) this.pause();
-      requestAnimationFrame(frame);
     };
-    requestAnimationFrame(frame);
+    this.#frame = requestAnimationFrame(frame);
   }
   pause() {
+    if (this.playing.value) cancelAnimationFrame(this.#frame);
     this.playing.value = false;
   }
   toggle() {

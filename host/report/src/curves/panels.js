@@ -22,6 +22,7 @@ const extentOf = (curves) => extent(curves.flatMap(({drawn, other}) => other ? [
 function makeChart(page, title, heading, options) {
   const place = element('div', {class: 'chart', role: 'img', 'aria-label': `${title} over time`});
   const chart = new Chart(place, page, options);
+  page.charts.push(chart);
   return {chart, parts: [element('h3', {}, ...heading, saveButtons(page, title, chart)), place]};
 }
 
@@ -39,7 +40,7 @@ const legendOf = (page, curves, entry) => element('div', {class: 'legend'}, ...c
 export function addTorquePanels(place, same_scale, page) {
   const {motion, joint, folds} = page;
   const all = padded(...extentOf(motion.joints.map(({torque}) => torque)));
-  const charts = motion.limbs.map(({name: limb, side, joints}) => {
+  for (const {name: limb, side, joints} of motion.limbs) {
     const curves = joints.map((j) => {
       const {name, level, torque} = motion.joints[j];
       return {...torque, label: name, colour: curveName(level)};
@@ -61,10 +62,7 @@ export function addTorquePanels(place, same_scale, page) {
     });
     watch([folds], () => chart.hide(small.map((is_small) => is_small && folds.value)));
     place.append(element('section', {class: `panel ${side} ${fold(small.every(Boolean))}`}, ...parts, legend));
-    return chart;
-  });
-  same_scale.addEventListener('change', () => charts.forEach((chart) => chart.show()));
-  return charts;
+  }
 }
 
 // The torque of the selected joint, and its angle, speed and power, against its limits.
@@ -77,7 +75,7 @@ export function addJointCharts(place, title, page) {
     return {...curve, colour: 'ink', limits: ends.filter(Number.isFinite)};
   };
   watch([joint], () => title.textContent = `Selected joint: ${motion.joints[joint.value].name}`);
-  return Object.entries(kinds).map(([kind, unit]) => {
+  for (const [kind, unit] of Object.entries(kinds)) {
     const curve = curveOf(kind);
     const heading = [kind[0].toUpperCase() + kind.slice(1), element('small', {}, unit)];
     const {chart, parts} = makeChart(page, `Selected joint, ${kind}`, heading, {height: 110, curves: [curve], range: padded, strong: 0, space: 15});
@@ -87,18 +85,17 @@ export function addJointCharts(place, title, page) {
     });
     place.append(element('section', {class: 'panel'}, ...parts,
                          element('div', {class: 'entry'}, makeValue(page, curve, {'data-joint-curve': kind}))));
-    return chart;
-  });
+  }
 }
 
 // One below the other on one time axis; on demand lengths are drawn to one scale.
 export function addComCharts(panel, same_length, page) {
   const extents = ['x', 'y', 'z'].map((axis) => extentOf([page.motion.curves.get(`com_${axis}`)]));
   const spans = extents.map(([low, high]) => Math.max(high - low, least_span));
-  const charts = ['x', 'y', 'z'].map((axis, i) => {
+  ['x', 'y', 'z'].forEach((axis, i) => {
     const curve = {...page.motion.curves.get(`com_${axis}`), colour: 'com'};
     const middle = (extents[i][0] + extents[i][1]) / 2;
-    const {chart, parts} = makeChart(page, `Centre of mass, ${axis}`, [axis, makeValue(page, curve)], {
+    const {parts} = makeChart(page, `Centre of mass, ${axis}`, [axis, makeValue(page, curve)], {
       height: axis === 'z' ? 82 : 58,
       curves: [curve],
       range() {
@@ -110,10 +107,7 @@ export function addComCharts(panel, same_length, page) {
       space: 15,
     });
     panel.append(...parts);
-    return chart;
   });
-  same_length.addEventListener('change', () => charts.forEach((chart) => chart.show()));
-  return charts;
 }
 
 // The vertical force on each sole, and how far the zero moment point is within the support polygon.
@@ -121,12 +115,11 @@ export function addGroundCharts(place, page) {
   const {bodies, ground: {soles}, curves: all} = page.motion;
   const forces = soles.map(({name, body, force}) => ({...force[2], label: name, colour: `side-${bodies[body].side}`}));
   const zmp = {...all.get('zmp_margin'), label: 'zero moment point to the edge', colour: 'zmp'};
-  return [['Vertical force', 'N', forces, -1], ['Margin', 'm', [zmp], 0]].map(([title, unit, curves, strong]) => {
+  for (const [title, unit, curves, strong] of [['Vertical force', 'N', forces, -1], ['Margin', 'm', [zmp], 0]]) {
     // The level at which a foot carries nothing, or the robot tips, is seen.
     const range = (low, high) => padded(Math.min(low, 0), Math.max(high, 0));
-    const {chart, parts} = makeChart(page, title, [title, element('small', {}, unit)], {height: 112, curves, range, strong});
+    const {parts} = makeChart(page, title, [title, element('small', {}, unit)], {height: 112, curves, range, strong});
     const legend = legendOf(page, curves, (_, ...children) => element('div', {class: 'entry'}, ...children));
     place.append(element('section', {class: 'panel'}, ...parts, legend));
-    return chart;
-  });
+  }
 }

@@ -1,7 +1,7 @@
 // The animated figure: camera, ground, letters, and what draws them when something has changed.
 import {DirectionalLight, Group, HemisphereLight, Object3D, PerspectiveCamera, Scene, Vector3, WebGLRenderer} from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
-import {curveName, scheme} from '../colours.js';
+import {colour, curveName, scheme} from '../colours.js';
 import {reading, readingChanges} from '../curves/reading.js';
 import {button, element, inColour, onKeys} from '../dom.js';
 import {watch} from '../state.js';
@@ -126,8 +126,9 @@ class Figure {
   }
 
   #recolour() {
-    this.ground.recolour();
-    for (const part of this.parts) part.recolour(this.joint.value);
+    const {level} = this.motion.joints[this.joint.value];
+    this.robot.halo.material.name = curveName(level);
+    this.scene.traverse(({material}) => material?.color.set(colour(material.name)));
     this.draw();
   }
 

@@ -3,7 +3,6 @@
 import {BoxGeometry, Group, Matrix4, Mesh, MeshBasicMaterial, MeshLambertMaterial, Quaternion, SphereGeometry,
   Vector3} from 'three';
 import {ConvexGeometry} from 'three/examples/jsm/geometries/ConvexGeometry.js';
-import {colour, curveName} from '../colours.js';
 import {extent} from '../data/numbers.js';
 import {at, overlay, rod, span, sphere, y_axis} from './scene.js';
 
@@ -49,13 +48,16 @@ export class Robot extends Group {
     super();
     Object.assign(this, {run, ghost, pair: fixedPair(run.bodies)});
     const more = ghost ? {transparent: true, opacity: 0.28, depthWrite: false} : {};
-    this.materials = Object.fromEntries(['left', 'right', 'middle', 'face'].map((name) => [name, new MeshLambertMaterial(more)]));
+    const names = {left: 'side-left', right: 'side-right', middle: 'side-middle', face: 'ink'};
+    this.materials = Object.fromEntries(Object.entries(names).map(
+        ([part, name]) => [part, new MeshLambertMaterial({name: ghost ? 'ghost' : name, ...more})]));
     this.limbs = run.limbs.map((limb) => this.#limb(limb));
     this.torso = this.add(new Group()).children.at(-1);
     this.#addTorso();
     this.head = this.#makeHead(run.limbs.find(({side, height}) => side === 'middle' && height > 0));
     this.plates = run.ground?.soles.map((sole) => this.#plate(sole));
-    this.halo = sphere(overlay(MeshBasicMaterial, {opacity: 0.4}), 0.026);
+    // A halo about the selected joint has the colour of its curve.
+    this.halo = sphere(overlay(MeshBasicMaterial, '', {opacity: 0.4}), 0.026);
     this.halo.renderOrder = 1;
     if (!ghost) this.add(this.halo);
   }
@@ -161,12 +163,5 @@ export class Robot extends Group {
       span(ankle, mesh.position, centre.clone().applyQuaternion(mesh.quaternion).lerp(new Vector3(), 0.2).add(mesh.position), radius);
     });
     at(run.bodies[run.joints[joint].body].origin, sample, this.halo.position);
-  }
-
-  // A halo about the selected joint has the colour of its curve.
-  recolour(joint) {
-    const names = {left: 'side-left', right: 'side-right', middle: 'side-middle', face: 'ink'};
-    for (const [part, material] of Object.entries(this.materials)) material.color.set(colour(this.ghost ? 'ghost' : names[part]));
-    this.halo.material.color.set(colour(curveName(this.run.joints[joint].level)));
   }
 }
