@@ -68,8 +68,8 @@ function show(motion) {
   addFold(page);
   addGaps(parts.gaps, page);
   if (motion.ground) {
-    addGroundCharts(parts['ground-panels'], page);
-    addTopView(parts['ground-panels'], page);
+    addGroundCharts(parts['top-view'], page);
+    addTopView(parts, page);
   }
   addJointCharts(parts['joint-panels'], parts['joint-title'], page);
   addTorquePanels(parts['torque-panels'], parts['same-scale'], page);
@@ -78,7 +78,7 @@ function show(motion) {
     box.addEventListener('change', () => page.charts.forEach((chart) => chart.show()));
   }
   addPeaks(parts, page);
-  const figure = addFigure(parts.stage, parts.views, page);
+  const figure = addFigure(parts, page);
   const linked = addLink(timeline);
   if (!linked && !matchMedia('(prefers-reduced-motion: reduce)').matches) timeline.play();
   if (KORVEL_HOOKS) globalThis.korvel = {...page, figure};

@@ -2,7 +2,7 @@
 // mass, forces.
 import {cornersAt, forceAt, supportPolygon} from './data/contact.js';
 import {extent} from './data/numbers.js';
-import {element, inColour, set, shape} from './dom.js';
+import {inColour, set, shape} from './dom.js';
 import {watch} from './state.js';
 
 const margin = 0.03;    // m, around what is shown
@@ -38,7 +38,7 @@ function boundsOf({time, com, bodies, ground}) {
   return {follows, centre: extents.map(([low, high]) => (low + high) / 2), half: half.map((v) => Math.max(v, least))};
 }
 
-export function addTopView(panels, {motion, timeline}) {
+export function addTopView({'top-view': panel, picture, above, letters, scale}, {motion, timeline}) {
   const {ground, com, bodies} = motion;
   const {follows, centre, half} = boundsOf(motion);
   const polygon = shape('polygon', {class: 'support', style: inColour('support')});
@@ -60,20 +60,13 @@ export function addTopView(panels, {motion, timeline}) {
     trace: shape('polyline', {class: 'trace', style: inColour(kind), points: pointsOf(Array.from(columns[0], (_, s) => at(columns, s)))}),
     dot: shape('circle', {class: `spot ${kind}`, style: inColour(kind), r}),
   }));
-  const scene = shape('g', {}, ...prints, polygon, ...soles.map(({all}) => all), ...points.map(({trace}) => trace),
-                      ...points.map(({dot}) => dot));
+  above.append(...prints, polygon, ...soles.map(({all}) => all), ...points.map(({trace}) => trace), ...points.map(({dot}) => dot));
+  letters.append(...soles.map(({letter}) => letter));
   const [left, top] = [1, 0].map((axis) => -1000 * (centre[axis] + half[axis]));
   const [height, width] = half.map((v) => 2000 * v);
-  const ruler = shape('text', {x: left + 118, y: top + height - 8}, '10 cm');
-  const picture = shape('svg', {
-    viewBox: [left, top, width, height].map((v) => v.toFixed(1)).join(' '),
-    style: `aspect-ratio: ${width / height}`,
-    role: 'img',
-    'aria-label': 'The ground from above: footprints, soles, support polygon, zero moment point and centre of mass',
-  }, scene, shape('g', {class: 'letters'}, ...soles.map(({letter}) => letter)),
-  shape('g', {class: 'scale'}, shape('path', {d: `M${left + 12} ${top + height - 12}h100`}), ruler));
-  const heading = element('h3', {}, 'From above', element('small', {}, 'forward is up'));
-  panels.append(element('section', {class: `panel top-view ${width > 1.25 * height ? 'wide' : ''}`}, heading, picture));
+  set(picture, {viewBox: [left, top, width, height].map((v) => v.toFixed(1)).join(' '), style: `aspect-ratio: ${width / height}`});
+  set(scale, {transform: `translate(${left} ${top + height})`});
+  panel.classList.toggle('wide', width > 1.25 * height);
   // Letters are of one size, whatever the picture's.
   new ResizeObserver(() => {
     const {clientWidth, clientHeight} = picture;
@@ -99,6 +92,6 @@ export function addTopView(panels, {motion, timeline}) {
       set(letter, {x: -1000 * (cy - dy), y: -1000 * (cx - dx)});
     });
     for (const {columns, dot} of points) set(dot, {cx: columns[0][sample], cy: columns[1][sample]});
-    set(scene, {transform: follows ? `${to_picture} translate(${-dx} ${-dy})` : to_picture});
+    set(above, {transform: follows ? `${to_picture} translate(${-dx} ${-dy})` : to_picture});
   });
 }

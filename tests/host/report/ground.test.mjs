@@ -173,7 +173,7 @@ onPage('from above there are footprints, and letters of one size', {}, async (pa
     for (const [text, height] of heights) assert.ok(height > 11 && height < 22, `${text} is ${height} px high at ${width} px`);
     // The drawing covers more than half of the picture in both directions.
     const share = await page.locator('.top-view svg').evaluate((svg) => {
-      const [all, drawing] = [svg, svg.firstChild].map((e) => e.getBoundingClientRect());
+      const [all, drawing] = [svg, svg.firstElementChild].map((e) => e.getBoundingClientRect());
       return [drawing.width / all.width, drawing.height / all.height];
     });
     assert.ok(share.every((part) => part > 0.5), `${share} at ${width} px`);

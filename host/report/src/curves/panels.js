@@ -111,7 +111,7 @@ export function addComCharts(panel, same_length, page) {
 }
 
 // The vertical force on each sole, and how far the zero moment point is within the support polygon.
-export function addGroundCharts(place, page) {
+export function addGroundCharts(next, page) {
   const {bodies, ground: {soles}, curves: all} = page.motion;
   const forces = soles.map(({name, body, force}) => ({...force[2], label: name, colour: `side-${bodies[body].side}`}));
   const zmp = {...all.get('zmp_margin'), label: 'zero moment point to the edge', colour: 'zmp'};
@@ -120,6 +120,6 @@ export function addGroundCharts(place, page) {
     const range = (low, high) => padded(Math.min(low, 0), Math.max(high, 0));
     const {parts} = makeChart(page, title, [title, element('small', {}, unit)], {height: 112, curves, range, strong});
     const legend = legendOf(page, curves, (_, ...children) => element('div', {class: 'entry'}, ...children));
-    place.append(element('section', {class: 'panel'}, ...parts, legend));
+    next.before(element('section', {class: 'panel'}, ...parts, legend));
   }
 }

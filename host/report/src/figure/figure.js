@@ -31,11 +31,14 @@ class Figure {
   #drawing = false;
   direction = views.Oblique;
 
-  constructor(place, context, canvas, page) {
+  constructor(place, canvas, page) {
     const {motion, timeline, joint} = page;
     Object.assign(this, {place, motion, timeline, joint});
     const {middle, radius} = bounds(motion, false);
     if (middle.length() + radius > farthest) throw new RangeError('positions beyond 1000 km');
+    // The printer needs the drawing after it was shown.
+    const context = canvas.getContext('webgl2', {antialias: true, alpha: true, preserveDrawingBuffer: true});
+    if (!context) throw new Error('no WebGL 2');
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
     this.camera = new PerspectiveCamera(30, 1);
     this.robot = new Robot(motion);
@@ -158,43 +161,24 @@ function addKeys(canvas, controls) {
   canvas.addEventListener('mousedown', (event) => event.preventDefault());
 }
 
-function makeFigure(stage, page) {
-  const canvas = element('canvas', {
-    role: 'application',
-    tabindex: 0,
-    'aria-label': 'The robot at the time shown: arrows turn it, plus and minus zoom',
-  });
-  // The printer needs the drawing after it was shown.
-  const context = canvas.getContext('webgl2', {antialias: true, alpha: true, preserveDrawingBuffer: true});
-  if (!context) return null;
-  const place = stage.appendChild(element('div', {class: 'scene'}, canvas));
+// Returns the figure, or null where the browser cannot draw it, and shows a message in its place.
+export function addFigure({stage, scene, canvas, caption, views: buttons, follow}, page) {
+  const {motion, joint} = page;
+  let figure;
   try {
-    const figure = new Figure(place, context, canvas, page);
-    addKeys(canvas, figure.controls);
-    return figure;
+    figure = new Figure(scene, canvas, page);
   } catch (error) {
     console.warn(error);
-    return null;
-  }
-}
-
-// The figure, or a message in its place and null where the browser cannot draw it.
-export function addFigure(stage, buttons, page) {
-  const {motion, joint} = page;
-  const figure = makeFigure(stage, page);
-  if (!figure) {
+    buttons.hidden = true;
     stage.replaceChildren(
         element('p', {class: 'message', role: 'status'},
                 'The figure needs WebGL 2 and positions within 1000 km. Curves and table work without it.'));
     return null;
   }
-  const caption = element('p', {class: 'caption'});
-  stage.prepend(caption);
-  const follow = element('input', {type: 'checkbox'});
+  addKeys(canvas, figure.controls);
   follow.checked = figure.follows;
   follow.addEventListener('change', () => figure.follow(follow.checked));
-  buttons.append(...Object.entries(views).map(([name, direction]) => button({}, () => figure.look(direction), name)),
-                 element('label', {class: 'check'}, follow, 'Follow'));
+  buttons.prepend(...Object.entries(views).map(([name, direction]) => button({}, () => figure.look(direction), name)));
   watch(readingChanges(page), () => {
     const {name, torque, level} = motion.joints[joint.value];
     caption.replaceChildren(element('i', {class: 'swatch', style: inColour(curveName(level))}), name,
