@@ -11,6 +11,8 @@ function fill(made, attributes, children) {
 export const element = (name, attributes = {}, ...children) => fill(document.createElement(name), attributes, children);
 export const shape = (name, attributes = {}, ...children) =>
     fill(document.createElementNS('http://www.w3.org/2000/svg', name), attributes, children);
+// The style of an element that shows a colour of the style sheet.
+export const inColour = (name) => `--own: var(--${name})`;
 export function button(attributes, press, ...children) {
   const made = element('button', {type: 'button', ...attributes}, ...children);
   made.addEventListener('click', press);

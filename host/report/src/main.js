@@ -20,7 +20,7 @@ import {addExceeded, addGaps, addStanding, addVerdicts} from './verdict.js';
 // The elements of the page that have an id, by it.
 const parts = Object.fromEntries([...document.querySelectorAll('[id]')].map((part) => [part.id, part]));
 
-function showFacts({runs, other, time, origin, samples, shown, stride, joints, bodies, mass, floor, standing}) {
+function showFacts({runs, other, time, origin, samples, shown, stride, joints, bodies, mass, floor, ground}) {
   const name = other ? runs.map(({file}, i) => `${'AB'[i]} ${visible(file)}`).join(', ') : visible(runs[0].file);
   document.title = `${name} – motion report`;
   parts.file.textContent = name;
@@ -39,19 +39,9 @@ function showFacts({runs, other, time, origin, samples, shown, stride, joints, b
         `Shows ${whole(shown)} of ${whole(samples)} samples: one in ${stride}, and those of the peaks. Curves are drawn
          through the lowest and the highest values of all.`;
   }
-  parts.borne.textContent = standing ?
-      'Torques of the robot on the ground, with the forces shown at its soles.' :
-      'Torques of the motion in the air: gravity and inertia are borne at the root, no contact carries the feet.';
+  for (const part of document.querySelectorAll('.stands, .held')) part.hidden = part.matches('.stands') !== Boolean(ground);
   parts.ghost.hidden = !other;
-  parts.applied.hidden = !bodies.some(({applied}) => applied);
-}
-
-// Shows the parts that only a run on the ground has.
-function addGround(page) {
-  for (const part of document.querySelectorAll('.stands')) part.hidden = false;
-  const charts = addGroundCharts(parts['ground-panels'], page);
-  addTopView(parts['ground-panels'], page);
-  return charts;
+  parts.applied.hidden = !bodies.some(({applied_force}) => applied_force);
 }
 
 // Joints of small torques are folded away.
@@ -68,7 +58,7 @@ function show(motion) {
   const timeline = new Timeline(motion.runs);
   // `joint` is shown more than the others by figure, curves and table; `folds` says whether small ones are not shown.
   const joint = new Value(peaks.indexOf(Math.max(...peaks)));
-  const page = {motion, timeline, view: new View(timeline), joint, folds: new Value(true)};
+  const page = {motion, timeline, view: new View(timeline), joint, folds: new Value(true), charts: []};
   showFacts(motion);
   addVerdicts(parts.verdicts, page);
   addStanding(parts, page);
@@ -77,17 +67,21 @@ function show(motion) {
   addTools(page, parts);
   addFold(page);
   addGaps(parts.gaps, page);
-  const charts = [
-    ...(motion.standing ? addGround(page) : []),
-    ...addJointCharts(parts['joint-panels'], parts['joint-title'], page),
-    ...addTorquePanels(parts['torque-panels'], parts['same-scale'], page),
-    ...addComCharts(parts['com-panel'], parts['same-length'], page),
-  ];
+  if (motion.ground) {
+    addGroundCharts(parts['top-view'], page);
+    addTopView(parts, page);
+  }
+  addJointCharts(parts['joint-panels'], parts['joint-title'], page);
+  addTorquePanels(parts['torque-panels'], parts['same-scale'], page);
+  addComCharts(parts['com-panel'], parts['same-length'], page);
+  for (const box of [parts['same-scale'], parts['same-length']]) {
+    box.addEventListener('change', () => page.charts.forEach((chart) => chart.show()));
+  }
   addPeaks(parts, page);
-  const figure = addFigure(parts.stage, parts.views, page);
+  const figure = addFigure(parts, page);
   const linked = addLink(timeline);
   if (!linked && !matchMedia('(prefers-reduced-motion: reduce)').matches) timeline.play();
-  if (KORVEL_HOOKS) globalThis.korvel = {...page, charts, figure};
+  if (KORVEL_HOOKS) globalThis.korvel = {...page, figure};
 }
 
 readMotion(parts.data.textContent).then(show).catch((error) => {

@@ -17,7 +17,7 @@ export class Timeline {
   playing = new Value(false);
   shift = new Value(0);  // s, from the times of the second run to those that are shown
   speed = 1;
-  #position = 0;
+  #frame;
 
   constructor(runs) {
     this.runs = runs;
@@ -68,33 +68,28 @@ export class Timeline {
     if (this.playing.value || this.last === 0) return;
     this.#set(this.here.value === this.last ? 0 : this.here.value);
     this.playing.value = true;
+    let position = this.now;
     let before = performance.now();
     const frame = (now) => {
-      if (!this.playing.value) return;
+      this.#frame = requestAnimationFrame(frame);
       // A page in the background gets no frames: then the motion waits.
-      this.#advance(Math.min(Math.max(now - before, 0) / 1000, 0.25) * this.speed);
+      position += Math.min(Math.max(now - before, 0) / 1000, 0.25) * this.speed;
       before = now;
-      requestAnimationFrame(frame);
+      this.#set(sampleBefore(this.time, position));
+      if (this.here.value === this.last) this.pause();
     };
-    requestAnimationFrame(frame);
+    this.#frame = requestAnimationFrame(frame);
   }
   pause() {
+    if (this.playing.value) cancelAnimationFrame(this.#frame);
     this.playing.value = false;
   }
   toggle() {
-    if (this.playing.value) this.pause();
-    else this.play();
+    this.playing.value ? this.pause() : this.play();
   }
 
   #set(sample) {
     this.here.value = Math.min(Math.max(sample, 0), this.last);
     this.sample.value = this.here.value;
-    this.#position = this.time[this.here.value];
-  }
-  #advance(seconds) {
-    const position = this.#position + seconds;
-    this.#set(sampleBefore(this.time, position));
-    this.#position = position;
-    if (this.here.value === this.last) this.pause();
   }
 }

@@ -2,14 +2,13 @@
 // mass, forces.
 import {cornersAt, forceAt, supportPolygon} from './data/contact.js';
 import {extent} from './data/numbers.js';
-import {element, set, shape} from './dom.js';
+import {inColour, set, shape} from './dom.js';
 import {watch} from './state.js';
 
 const margin = 0.03;    // m, around what is shown
 const widest = 0.9;     // m: of a motion that goes further, what is near the robot
 const per_newton = 0.004;  // m, of the horizontal force
 const most_samples = 200;
-const most_footprints = 200;
 const slimmest = 0.5;  // height by width of the picture, or the other way around
 const far = 0.15;      // m: what goes further than that beyond the rest is cut off
 
@@ -20,16 +19,16 @@ const at = ([x, y], sample) => [x[sample], y[sample]];
 
 // Returns the bounds of all soles, centres of pressure, the centre of mass and the zero moment point: centre and half
 // sizes, x and y [m].
-function boundsOf({time, com, bodies, standing}) {
+function boundsOf({time, com, bodies, ground}) {
   const points = [];
   const stride = Math.ceil(time.length / most_samples);
   for (let sample = 0; sample < time.length; sample += stride) {
     points.push(at(com, sample));
-    for (const sole of standing.soles) points.push(at(sole.pressure, sample), ...cornersAt({bodies}, sole, sample));
+    for (const sole of ground.soles) points.push(at(sole.pressure, sample), ...cornersAt({bodies}, sole, sample));
   }
   const extents = [0, 1].map((axis) => {
     const [low, high] = extent([points.map((point) => point[axis])]);
-    const [least, most] = extent([standing.zmp[axis]]);
+    const [least, most] = extent([ground.zmp[axis]]);
     return [Math.min(low, Math.max(least, low - far)), Math.max(high, Math.min(most, high + far))];
   });
   const half = extents.map(([low, high]) => (high - low) / 2 + margin);
@@ -39,14 +38,14 @@ function boundsOf({time, com, bodies, standing}) {
   return {follows, centre: extents.map(([low, high]) => (low + high) / 2), half: half.map((v) => Math.max(v, least))};
 }
 
-export function addTopView(panels, {motion, timeline}) {
-  const {standing, com, bodies} = motion;
+export function addTopView({'top-view': panel, picture, above, letters, scale}, {motion, timeline}) {
+  const {ground, com, bodies} = motion;
   const {follows, centre, half} = boundsOf(motion);
-  const polygon = shape('polygon', {class: 'support'});
+  const polygon = shape('polygon', {class: 'support', style: inColour('support')});
   // The places where each sole touched down.
-  const prints = standing.soles.flatMap((sole) => sole.spans.slice(0, most_footprints).map(({first}) => shape(
+  const prints = ground.soles.flatMap((sole) => sole.spans.map(({first}) => shape(
       'polygon', {class: `print ${bodies[sole.body].side}`, points: pointsOf(cornersAt(motion, sole, first))})));
-  const soles = standing.soles.map(({name, body}) => {
+  const soles = ground.soles.map(({name, body}) => {
     const {side} = bodies[body];
     const parts = {
       outline: shape('polygon', {class: 'sole'}),
@@ -56,25 +55,18 @@ export function addTopView(panels, {motion, timeline}) {
     const letter = shape('text', {class: side}, side === 'middle' ? '' : side[0].toUpperCase());
     return {...parts, letter, all: shape('g', {class: side, 'data-sole': name}, ...Object.values(parts))};
   });
-  const points = [[com, 'com', 0.008], [standing.zmp, 'zmp', 0.004]].map(([columns, kind, r]) => ({
+  const points = [[com, 'com', 0.008], [ground.zmp, 'zmp', 0.004]].map(([columns, kind, r]) => ({
     columns,
-    trace: shape('polyline', {class: `trace ${kind}`, points: pointsOf(Array.from(columns[0], (_, s) => at(columns, s)))}),
-    dot: shape('circle', {class: `spot ${kind}`, r}),
+    trace: shape('polyline', {class: 'trace', style: inColour(kind), points: pointsOf(Array.from(columns[0], (_, s) => at(columns, s)))}),
+    dot: shape('circle', {class: `spot ${kind}`, style: inColour(kind), r}),
   }));
-  const scene = shape('g', {}, ...prints, polygon, ...soles.map(({all}) => all), ...points.map(({trace}) => trace),
-                      ...points.map(({dot}) => dot));
+  above.append(...prints, polygon, ...soles.map(({all}) => all), ...points.map(({trace}) => trace), ...points.map(({dot}) => dot));
+  letters.append(...soles.map(({letter}) => letter));
   const [left, top] = [1, 0].map((axis) => -1000 * (centre[axis] + half[axis]));
   const [height, width] = half.map((v) => 2000 * v);
-  const ruler = shape('text', {x: left + 118, y: top + height - 8}, '10 cm');
-  const picture = shape('svg', {
-    viewBox: [left, top, width, height].map((v) => v.toFixed(1)).join(' '),
-    style: `aspect-ratio: ${width / height}`,
-    role: 'img',
-    'aria-label': 'The ground from above: footprints, soles, support polygon, zero moment point and centre of mass',
-  }, scene, shape('g', {class: 'letters'}, ...soles.map(({letter}) => letter)),
-  shape('g', {class: 'scale'}, shape('path', {d: `M${left + 12} ${top + height - 12}h100`}), ruler));
-  const heading = element('h3', {}, 'From above', element('small', {}, 'forward is up'));
-  panels.append(element('section', {class: `panel top-view ${width > 1.25 * height ? 'wide' : ''}`}, heading, picture));
+  set(picture, {viewBox: [left, top, width, height].map((v) => v.toFixed(1)).join(' '), style: `aspect-ratio: ${width / height}`});
+  set(scale, {transform: `translate(${left} ${top + height})`});
+  panel.classList.toggle('wide', width > 1.25 * height);
   // Letters are of one size, whatever the picture's.
   new ResizeObserver(() => {
     const {clientWidth, clientHeight} = picture;
@@ -85,7 +77,7 @@ export function addTopView(panels, {motion, timeline}) {
     const sample = timeline.nearest(motion);
     const [dx, dy] = follows ? at(com, sample) : [0, 0];
     set(polygon, {points: pointsOf(supportPolygon(motion, sample))});
-    standing.soles.forEach((sole, i) => {
+    ground.soles.forEach((sole, i) => {
       const {outline, arrow, dot, letter, all} = soles[i];
       const [x, y] = at(sole.pressure, sample);
       const [fx, fy] = forceAt(sole, sample);
@@ -100,6 +92,6 @@ export function addTopView(panels, {motion, timeline}) {
       set(letter, {x: -1000 * (cy - dy), y: -1000 * (cx - dx)});
     });
     for (const {columns, dot} of points) set(dot, {cx: columns[0][sample], cy: columns[1][sample]});
-    set(scene, {transform: follows ? `${to_picture} translate(${-dx} ${-dy})` : to_picture});
+    set(above, {transform: follows ? `${to_picture} translate(${-dx} ${-dy})` : to_picture});
   });
 }

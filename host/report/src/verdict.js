@@ -2,20 +2,20 @@
 // the header, in lists of intervals and of limits, in tables of margins, and on the time line.
 import {kinds} from './data/motion.js';
 import {nearestSample, three, visible} from './data/numbers.js';
-import {button, element} from './dom.js';
+import {button, element, inColour} from './dom.js';
 import {watch} from './state.js';
 
 const most_listed = 100;
-const marks = 1000;  // along the time line: spans closer than that are one mark
 
-// Returns the first items of a long list, and how many follow.
-function listed(all, item) {
-  const more = all.length > most_listed ? [element('li', {}, `and ${all.length - most_listed} more`)] : [];
-  return [...all.slice(0, most_listed).map(item), ...more];
+// Returns a list of the first of these, and how many follow; `item` returns the children of one.
+function listOf(all, item) {
+  const more = all.length > most_listed ? [[`and ${all.length - most_listed} more`]] : [];
+  const items = [...all.slice(0, most_listed).map(item), ...more];
+  return element('ul', {class: 'spans'}, ...items.map((children) => element('li', {}, ...children)));
 }
 
 const seconds = (time) => `${time.toFixed(3)}\u00a0s`;
-export const runName = (run, {runs}) => runs.length > 1 ? 'AB'[runs.indexOf(run)] : '';
+const runName = (run, {runs}) => runs.length > 1 ? 'AB'[runs.indexOf(run)] : '';
 
 // Returns the worst reason, or the margin.
 function groundText({ground, origin = 0}) {
@@ -41,72 +41,58 @@ export function peakText(run) {
   return `largest torque ${three(peak)} N m, ${name} at ${seconds(run.time[peakSample])}`;
 }
 
-// Returns the spans as shares of the time line, which goes by samples.
-export function marksOf(spans, last) {
-  const all = [];
-  for (const span of spans) {
-    const from = Math.floor((span.first / last) * marks);
-    const to = Math.ceil((span.last / last) * marks);
-    const before = all.at(-1);
-    if (before && from <= before.to) before.to = Math.max(before.to, to);
-    else all.push({from, to});
-  }
-  return all;
-}
-
 // The intervals with numbers that are not finite, and the calls that brought them.
-export function addGaps(list, {motion: {gaps, time}, timeline}) {
-  const between = ({first, last}) => [...new Set([first, last])].map((sample) => time[sample].toFixed(3)).join(' – ');
-  list.append(...listed(gaps, (gap) => element(
-      'li', {}, button({}, () => timeline.goToTime(time[gap.first]), `${between(gap)} s`), ` NaN or infinity: ${visible(gap.call)}`)));
+export function addGaps(place, {motion: {gaps, time}, timeline}) {
+  place.append(listOf(gaps, ({first, last, call}) => {
+    const between = [...new Set([first, last])].map((sample) => time[sample].toFixed(3)).join(' – ');
+    return [button({}, () => timeline.goToTime(time[first]), `${between} s`), ` NaN or infinity: ${visible(call)}`];
+  }));
 }
 
 export function addVerdicts(place, {motion, timeline}) {
   place.append(...motion.runs.map((run) => {
     const fails = run.ground?.summary.cannot_stand.length > 0 || exceededBy(run).length > 0;
-    const state = fails ? 'unborne' : run.ground ? 'borne' : 'held';
+    const state = fails ? 'unborne' : run.ground ? 'support' : 'muted';
     const go = () => timeline.goToTime(run.time[peakOf(run).peakSample], run);
-    return element('li', {class: `verdict ${state}`}, element('b', {}, runName(run, motion) || 'The robot'),
-                   ` ${verdictText(run)}; `, button({}, go, peakText(run)));
+    return element('li', {class: 'verdict'}, element('i', {class: 'dot square', style: inColour(state)}),
+                   element('b', {}, runName(run, motion) || 'The robot'), ` ${verdictText(run)}; `, button({}, go, peakText(run)));
   }));
 }
 
 // Lists the exceeded limits of each run. A press selects the joint and goes to the first sample that exceeds the limit.
 export function addExceeded(place, {motion, timeline, joint: selected}) {
   place.hidden = !motion.runs.some(({limits}) => limits);
-  place.append(...motion.runs.map((run) => element('ul', {class: 'spans'}, ...listed(
-      exceededBy(run), ({joint, limit, value, reached, samples, first}) => {
-        const unit = kinds[limit] ?? kinds.angle;
-        const time = first - run.origin;
-        const go = () => {
-          selected.value = run.joints.findIndex(({name}) => name === joint);
-          timeline.goToTime(time, run);
-        };
-        const words = `${joint} ${limit} reaches ${three(reached)} ${unit}, limit ${three(value)} ${unit}; ${
-            samples} sample${samples > 1 ? 's' : ''} from ${seconds(time)}`;
-        return element('li', {}, element('b', {}, runName(run, motion)), ' ', button({}, go, words));
-      }))));
+  place.append(...motion.runs.map((run) => listOf(exceededBy(run), ({joint, limit, value, reached, samples, first}) => {
+    const unit = kinds[limit] ?? kinds.angle;
+    const time = first - run.origin;
+    const go = () => {
+      selected.value = run.joints.findIndex(({name}) => name === joint);
+      timeline.goToTime(time, run);
+    };
+    const words = `${joint} ${limit} reaches ${three(reached)} ${unit}, limit ${three(value)} ${unit}; ${
+        samples} sample${samples > 1 ? 's' : ''} from ${seconds(time)}`;
+    return [element('b', {}, runName(run, motion)), ' ', button({}, go, words)];
+  })));
 }
 
-function intervals(run, page) {
-  const {timeline} = page;
-  return element('ul', {class: 'spans'}, ...listed(run.ground.summary.cannot_stand, ({from, to, text, missing}) => {
+function intervals(run, {timeline}) {
+  return listOf(run.ground.summary.cannot_stand, ({from, to, text, missing}) => {
     const [first, last, worst] = [from, to, missing.time].map((time) => time - run.origin);
     const words = `${first.toFixed(3)} to ${seconds(last)}  ${text}; ${
         (100 * missing.value).toFixed(1)} % of the weight unsupported at ${seconds(worst)}`;
-    return element('li', {}, button({}, () => timeline.goToTime(worst, run), words));
-  }));
+    return [button({}, () => timeline.goToTime(worst, run), words)];
+  });
 }
 
 function table({heading, columns, rows}, run, {timeline}) {
   const at = ({value, time}) =>
       button({title: `at ${seconds(time - run.origin)}`}, () => timeline.goToTime(time - run.origin, run), value);
-  const cell = (found) => element('td', {class: 'number'}, found ? at(found) : '–');
+  const number = (name, attributes, child) => element(name, {class: 'number', ...attributes}, child);
   return element('table', {},
       element('thead', {}, element('tr', {}, element('th', {scope: 'col'}, heading),
-                                   ...columns.map((name) => element('th', {scope: 'col', class: 'number'}, name)))),
+                                   ...columns.map((column) => number('th', {scope: 'col'}, column)))),
       element('tbody', {}, ...rows.map(({words, cells}) => element(
-          'tr', {}, element('th', {scope: 'row'}, words), ...cells.map(cell)))));
+          'tr', {}, element('th', {scope: 'row'}, words), ...cells.map((cell) => number('td', {}, cell ? at(cell) : '–'))))));
 }
 
 // The verdict, intervals and margins of each run on the ground.
@@ -119,11 +105,10 @@ export function addStanding({intervals: list, margins, flags}, page) {
     list.append(element('p', {}, ...title(), verdict.trim().replace(/\s+/g, ' ')), intervals(run, page));
     margins.append(...title(), ...tables.map((one) => table(one, run, page)));
   }
-  // Marks the intervals that the ground cannot bear on the time line.
+  // Marks the intervals that the ground cannot bear on the time line, which goes by samples.
   watch([timeline.shift], () => flags.replaceChildren(...motion.runs.map((run) => {
-    const place = (sample) => nearestSample(timeline.time, run.time[sample] + timeline.shiftOf(run));
-    const spans = (run.standing?.spans ?? []).map(({first, last}) => ({first: place(first), last: place(last)}));
-    return element('div', {}, ...marksOf(spans, Math.max(timeline.last, 1)).map(({from, to}) => element(
-        'i', {style: `left: ${(100 * from) / marks}%; width: ${(100 * (to - from)) / marks}%`})));
+    const place = (sample) => 100 * nearestSample(timeline.time, run.time[sample] + timeline.shiftOf(run)) / Math.max(timeline.last, 1);
+    return element('div', {}, ...(run.ground?.spans ?? []).map(({first, last}) => element(
+        'i', {style: `left: ${place(first)}%; width: ${place(last) - place(first)}%`})));
   })));
 }

@@ -1,18 +1,13 @@
 // Tests what the page reads from its data, without a browser.
 import assert from 'node:assert/strict';
 import {execFileSync} from 'node:child_process';
-import {readFileSync, statSync, writeFileSync} from 'node:fs';
-import {join} from 'node:path';
+import {statSync} from 'node:fs';
 import {test} from 'node:test';
 import {readMotion} from '../../../host/report/src/data/motion.js';
 import {peakText, verdictText} from '../../../host/report/src/verdict.js';
-import {inOneLine, motions, Report, textOf} from './report.mjs';
+import {example, inOneLine, Report, textOf, write} from './report.mjs';
 
 const motionOf = (report) => readMotion(textOf(report));
-const removed = (t, report) => {
-  t.after(() => report.remove());
-  return report;
-};
 const expectColumns = ({columns}, found, names) =>
     found.forEach((column, i) => assert.deepEqual([...column], columns[names[i]], names[i]));
 // Numbers that are only drawn agree to 4 um.
@@ -30,8 +25,8 @@ const extremes = (name, value) => {
   return name === 'HeadYaw_torque' ? rough[row % rough.length] : value;
 };
 
-test('bodies, joints and all numbers are those of module and file', async (t) => {
-  const report = removed(t, Report.ofMotion(join(motions, 'wave.csv'), extremes));
+test('bodies, joints and all numbers are those of module and file', async () => {
+  const report = Report.inAir('wave', {change: extremes});
   const motion = await motionOf(report);
   const robot = JSON.parse(execFileSync(process.env.KORVEL_HOST, ['info', '--json'], {encoding: 'utf8'}));
   assert.deepEqual([...motion.time], report.columns.time);
@@ -55,38 +50,36 @@ test('bodies, joints and all numbers are those of module and file', async (t) =>
   for (const {name, joints} of motion.limbs) {
     for (const j of joints) assert.ok(motion.joints[j].name.startsWith(side[name.split(' ')[0]]), `${motion.joints[j].name} in ${name}`);
   }
-  assert.equal(motion.standing, null);
+  assert.equal(motion.ground, undefined);
 });
 
-test('of a run on the ground also what the ground does, and the curves of a second run', async (t) => {
-  const other = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
-  const file = join(other.folder, 'wave-results.csv');
-  const report = removed(t, Report.onGround(join(motions, 'weight_shift.csv'), [file]));
-  const {standing, bodies, joints, other: second} = await motionOf(report);
-  const {zmp, margin, spans} = standing;
+test('of a run on the ground also what the ground does, and the curves of a second run', async () => {
+  const other = Report.inAir('wave');
+  const report = Report.of('weight_shift', {more: [other.file]});
+  const {ground, bodies, joints, curves, other: second} = await motionOf(report);
+  const {zmp, spans} = ground;
   expectPlaces(report, zmp, ['zmp_x', 'zmp_y']);
-  expectColumns(report, [margin.values], ['zmp_margin']);
+  expectColumns(report, [curves.get('zmp_margin').values], ['zmp_margin']);
   const unborne = spans.flatMap(({first, last}) => Array.from({length: last - first + 1}, (_, i) => first + i));
   assert.deepEqual(unborne, [...report.columns.feasible.keys()].filter((s) => report.columns.feasible[s] === 0));
-  assert.deepEqual(standing.soles.map(({name}) => name), ['LAnkleRoll', 'RAnkleRoll']);
-  for (const {name, body, load, shear, contact, pressure, orientation, corners} of standing.soles) {
+  assert.deepEqual(ground.soles.map(({name}) => name), ['LAnkleRoll', 'RAnkleRoll']);
+  for (const {name, body, force, contact, pressure, orientation, corners} of ground.soles) {
     assert.equal(bodies[body].name, name);
-    expectPlaces(report, shear, axes(`${name}_force`));
-    expectColumns(report, [load.values, contact], [`${name}_force_z`, `${name}_contact`]);
+    expectColumns(report, [...force.map(({values}) => values), contact], [...axes(`${name}_force`), `${name}_contact`]);
     expectPlaces(report, pressure, axes(`${name}_cop`, ['x', 'y']));
     expectPlaces(report, orientation, axes(name, ['qw', 'qx', 'qy', 'qz']));
     assert.equal(corners.length, 4);
   }
   expectColumns(other, joints.map((joint) => joint.other.torque.values), joints.map(({name}) => `${name}_torque`));
   for (const {name, origin} of second.bodies) expectPlaces(other, origin, axes(name));
-  assert.equal(second.standing, null);
+  assert.equal(second.ground, undefined);
 });
 
 // Everything that the page says of a run stands in the summary of the run, but for how the header begins and ends.
-test('verdict, reasons, margins, friction and slip are in the words of the terminal', async (t) => {
+test('verdict, reasons, margins, friction and slip are in the words of the terminal', async () => {
   let reasons = 0;
   for (const name of ['squat', 'fast_step', 'weight_shift', 'slow_step']) {
-    const report = removed(t, Report.onGround(join(motions, `${name}.csv`)));
+    const report = Report.of(name);
     const motion = await motionOf(report);
     const {cannot_stand: intervals, verdict, tables, margins} = motion.ground.summary;
     const found = (text) => assert.ok(report.words.includes(inOneLine(text)), `${text} in ${report.words}`);
@@ -115,30 +108,27 @@ test('verdict, reasons, margins, friction and slip are in the words of the termi
   assert.ok(reasons > 3);
 });
 
-test('of a free fall the page says that the robot is in flight', async (t) => {
-  const [header, first] = readFileSync(join(motions, 'squat.csv'), 'utf8').trim().split('\n');
+test('of a free fall the page says that the robot is in flight', async () => {
+  const [header, first] = example('squat');
   const names = header.split(',');
   const start = first.split(',').map(Number);
   const row = (time) => names.map((name, i) => name === 'time' ? time : name === 'z' ? start[i] - 9.81 * time ** 2 / 2 : start[i]);
   const rows = Array.from({length: 21}, (_, s) => [...row(s / 100), 0, 0].join(','));
-  const wave = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
-  const file = join(wave.folder, 'fall.csv');
-  writeFileSync(file, [`${header},LAnkleRoll_contact,RAnkleRoll_contact`, ...rows, ''].join('\n'));
-  const motion = await motionOf(removed(t, Report.onGround(file)));
+  const file = write('fall.csv', [`${header},LAnkleRoll_contact,RAnkleRoll_contact`, ...rows]);
+  const motion = await motionOf(Report.of(file));
   assert.equal(verdictText(motion), 'is in flight throughout');
   assert.equal(motion.ground.summary.verdict, 'in flight throughout: no sole is near the ground\n');
 });
 
 // The exceeded limits follow from the columns, in single precision.
-test('angles, speeds, powers and limits of joints, and the limits that the motion exceeds', async (t) => {
+test('angles, speeds, powers and limits of joints, and the limits that the motion exceeds', async () => {
   for (const options of [[], ['--air']]) {
-    const report = removed(t, Report.withLimits(join(motions, 'fast_step.csv'), options));
+    const report = Report.withLimits('fast_step', options);
     const motion = await motionOf(report);
     const {columns} = report;
     const exceeded = [];
     for (const {name, ...joint} of motion.joints) {
-      expectColumns(report, [joint.angle.values, joint.speed.values], [`${name}_angle`, `${name}_speed`]);
-      joint.power.values.forEach((power, s) => assert.ok(Math.abs(power - columns[`${name}_power`][s]) <= 1e-6 * Math.abs(power), name));
+      for (const kind of ['angle', 'speed', 'power']) expectColumns(report, [joint[kind].values], [`${name}_${kind}`]);
       const {lower, upper, speed, torque} = joint.limits;
       const isBeyond = {
         lower: (s) => columns[`${name}_angle`][s] < Math.fround(lower),
@@ -158,15 +148,15 @@ test('angles, speeds, powers and limits of joints, and the limits that the motio
     assert.ok(verdictText(motion).endsWith(`; ${words}`), verdictText(motion));
     assert.ok(report.words.includes(words));
   }
-  const within = await motionOf(removed(t, Report.withLimits(join(motions, 'squat.csv'))));
+  const within = await motionOf(Report.withLimits('squat'));
   assert.match(verdictText(within), /^stays on its feet, .* mm of margin; stays within all 96 limits$/);
 });
 
 // One knee has spikes between the samples that are shown evenly, and two samples cannot be borne. The last sample is no
 // extreme.
-test('of a long motion some samples are shown, with the bounds of all', async (t) => {
+test('of a long motion some samples are shown, with the bounds of all', async () => {
   const count = 50000;
-  const squat = removed(t, Report.onGround(join(motions, 'squat.csv')));
+  const squat = Report.of('squat');
   const [header] = squat.results.split('\n');
   const names = header.split(',');
   const knee = names.indexOf('LKneePitch_torque');
@@ -176,10 +166,10 @@ test('of a long motion some samples are shown, with the bounds of all', async (t
     if (i === knee) return spikes.get(s) ?? 0;
     return name === 'feasible' ? Number(!unborne.includes(s)) : i === 0 ? `176000${s.toString().padStart(5, '0')}.5` : 0;
   }).join(','));
-  const run = {results: [header, ...rows, ''].join('\n'), side: squat.side};
-  const report = removed(t, new Report('long.csv', run));
-  assert.equal(textOf(report), textOf(removed(t, new Report('long.csv', run))));
-  const {samples, shown, stride, origin, time, drawnTime, joints, standing} = await motionOf(report);
+  const run = {results: [header, ...rows].join('\n'), side: squat.side};
+  const report = new Report('long.csv', run);
+  assert.equal(textOf(report), textOf(new Report('long.csv', run)));
+  const {samples, shown, stride, origin, time, drawnTime, joints, ground} = await motionOf(report);
   assert.deepEqual([samples, stride, origin, time.at(-1)], [count, 4, 17600000000.5, count - 1]);
   assert.equal(time.length, shown);
   const {peak, peakSample, torque: {values, drawn}} = joints.find(({name}) => name === 'LKneePitch');
@@ -191,19 +181,16 @@ test('of a long motion some samples are shown, with the bounds of all', async (t
     const places = [...drawn.keys()].filter((i) => drawn[i] === torque);
     assert.ok(places.every((i) => Math.abs(drawnTime[i] - sample) < 4) && places.length > 0);
   }
-  const red = standing.spans.flatMap(({first, last}) => [...time.slice(first, last + 1)]);
+  const red = ground.spans.flatMap(({first, last}) => [...time.slice(first, last + 1)]);
   assert.deepEqual(red, [20000, 20001, 30000]);
 });
 
 // An hour at 100 Hz does not fit into a mail, a minute does.
-test('a page of a minute at 100 Hz is below 3 MB', (t) => {
+test('a page of a minute at 100 Hz is below 3 MB', () => {
   const joints = ['LHipPitch', 'LKneePitch', 'LAnklePitch', 'RHipPitch', 'RKneePitch', 'RShoulderPitch'];
   const rows = Array.from({length: 6001}, (_, s) => [
     s / 100, 0.001 * s, ...joints.map((_, j) => (0.3 * Math.sin(0.03 * s + j) + 0.1 * Math.sin((0.07 + 0.01 * j) * s)).toFixed(6)),
   ].join(','));
-  const wave = removed(t, Report.ofMotion(join(motions, 'wave.csv')));
-  const motion = join(wave.folder, 'minute.csv');
-  writeFileSync(motion, [`time,x,${joints.join(',')}`, ...rows, ''].join('\n'));
-  const {size} = statSync(removed(t, Report.onGround(motion)).page);
+  const {size} = statSync(Report.of(write('minute.csv', [`time,x,${joints.join(',')}`, ...rows])).page);
   assert.ok(size < 3e6, `${size} bytes`);
 });

@@ -1,10 +1,10 @@
 // The page without what it is used to, and of results that are out of the ordinary.
 import assert from 'node:assert/strict';
-import {readFileSync, writeFileSync} from 'node:fs';
-import {join} from 'node:path';
+import {readFileSync} from 'node:fs';
 import {test} from 'node:test';
 import {drawn, launch, no_webgl, open} from './browser.mjs';
-import {motions, Report} from './report.mjs';
+import {expectWidth, onPageOf} from './pages.mjs';
+import {Report, write} from './report.mjs';
 import {browser, expectTime, last, setSlider, wave} from './wave.mjs';
 
 test('without WebGL a message stands for the figure and the curves work', async (t) => {
@@ -18,16 +18,7 @@ test('without WebGL a message stands for the figure and the curves work', async 
 });
 
 // A test on the page of results other than those of the wave.
-const onResults = (name, change, body) => test(name, async (t) => {
-  const report = Report.ofMotion(join(motions, 'wave.csv'), change);
-  t.after(() => report.remove());
-  const page = await open(report, browser);
-  t.after(() => page.context().close());
-  await drawn(page);
-  await body(page, report);
-  assert.deepEqual(page.faults, []);
-});
-const gridLines = (page) => page.evaluate(() => korvel.figure.ground.geometry.attributes.position.count / 2);
+const onResults = (name, change, body) => onPageOf(Report.inAir('wave', {change}))(name, {}, body);
 
 // The wave on a cart that goes along x, in m/s.
 const onCart = (speed) => {
@@ -39,7 +30,7 @@ const onCart = (speed) => {
 };
 onResults('a motion over 100 m has a ground of few lines', onCart(20), async (page, {columns}) => {
   assert.ok(columns.com_x[last()] > 100);
-  const lines = await gridLines(page);
+  const lines = await page.evaluate(() => korvel.figure.ground.geometry.attributes.position.count / 2);
   assert.ok(lines > 10 && lines < 220, `${lines}`);
 });
 
@@ -47,7 +38,7 @@ onResults('values near the end of single precision', (name, value) => name === '
   assert.match(await page.locator('.stage').innerText(), /within 1000 km/);
   await page.setViewportSize({width: 360, height: 740});
   await drawn(page);
-  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+  await expectWidth(page, 360);
 });
 
 onResults('the figure follows a walk', onCart(1), async (page) => {
@@ -75,7 +66,7 @@ onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? val
   await page.setViewportSize({width: 360, height: 740});
   await page.locator('#same-scale').uncheck();
   await drawn(page);
-  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
+  await expectWidth(page, 360);
   const cut = await page.locator('.entry, .caption, #peaks-body td').evaluateAll(
       (all) => all.filter((e) => e.scrollWidth > e.clientWidth).map((e) => e.textContent));
   assert.deepEqual(cut, []);
@@ -89,19 +80,16 @@ onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? val
   }
 });
 
-test('gaps interrupt the curves, have a mark, and name the call', async (t) => {
-  let time;
-  const is_gap = (now) => now === 0 || (now > 2 && now < 2.5);
-  const change = (name, value) => {
-    if (name === 'time') time = value;
-    return name === 'time' || name.startsWith('R') || !is_gap(time) ? value : 'nan';
-  };
-  const call = 'setRootPose, call 7 of object 1';
-  const gaps = [{from: 0, to: 0, call: 'create'}, {from: 2.01, to: 2.49, call}];
-  const report = Report.ofMotion(join(motions, 'wave.csv'), change, {gaps});
-  t.after(() => report.remove());
-  const page = await open(report, browser);
-  t.after(() => page.context().close());
+const is_gap = (now) => now === 0 || (now > 2 && now < 2.5);
+const call = 'setRootPose, call 7 of object 1';
+let now;
+const interrupted = (name, value) => {
+  if (name === 'time') now = value;
+  return name === 'time' || name.startsWith('R') || !is_gap(now) ? value : 'nan';
+};
+const gaps = [{from: 0, to: 0, call: 'create'}, {from: 2.01, to: 2.49, call}];
+const onGaps = onPageOf(Report.inAir('wave', {change: interrupted, described: {gaps}}));
+onGaps('gaps interrupt the curves, have a mark, and name the call', {}, async (page, report) => {
   await page.locator('#gaps li', {hasText: call}).getByRole('button', {name: '2.010 – 2.490 s'}).click();
   await drawn(page);
   assert.equal(await page.locator('.entry[data-joint=LKneePitch] .value').textContent(), 'NaN');
@@ -120,18 +108,14 @@ test('gaps interrupt the curves, have a mark, and name the call', async (t) => {
   await setSlider(page, last());
   const left = await page.locator('.letter.left').first().evaluate((e) => e.style.transform);
   assert.match(left, /^translate\(\d/);
-  assert.deepEqual(page.faults, []);
 });
 
-test('forces that the program set are arrows from the bodies', async (t) => {
-  const [header, ...rows] = wave.results.trim().split('\n');
-  const names = ['x', 'y', 'z'].map((axis) => `LWristYaw_applied_force_${axis}`);
-  const force = (sample) => sample % 2 ? [0, 0, 0] : [3, -4, 12 + sample / 100];
-  const results = [[header, ...names], ...rows.map((row, sample) => [row, ...force(sample)]), []].join('\n');
-  const report = new Report('pushed.csv', {...wave, results});
-  t.after(() => report.remove());
-  const page = await open(report, browser);
-  t.after(() => page.context().close());
+const force = (sample) => sample % 2 ? [0, 0, 0] : [3, -4, 12 + sample / 100];
+const [header, ...rows] = wave.results.trim().split('\n');
+const names = ['x', 'y', 'z'].map((axis) => `LWristYaw_applied_force_${axis}`);
+const results = [[header, ...names], ...rows.map((row, sample) => [row, ...force(sample)])].join('\n');
+const onPushed = onPageOf(new Report('pushed.csv', {...wave, results}));
+onPushed('forces that the program set are arrows from the bodies', {}, async (page) => {
   assert.ok(await page.getByText('force set by the program').isVisible());
   const weight = JSON.parse(wave.side).weight;
   for (const sample of [0, 101, 300]) {
@@ -146,21 +130,15 @@ test('forces that the program set are arrows from the bodies', async (t) => {
     const end = wave.point('LWristYaw', sample).map((place, axis) => place + 0.25 * force(sample)[axis] / weight);
     if (visible) tip.forEach((place, axis) => assert.ok(Math.abs(place - end[axis]) < 1e-4, `${tip} for ${end}`));
   }
-  assert.deepEqual(page.faults, []);
 });
 
 // The root stays at the origin, so that z = 0 is above the feet.
-test('one sample, and no ground at z = 0', async (t) => {
-  const motion = join(wave.folder, 'one.csv');
-  writeFileSync(motion, 'time\n2.5\n');
-  const report = Report.ofMotion(motion);
-  t.after(() => report.remove());
-  const page = await open(report, browser);
+const onOne = onPageOf(Report.inAir(write('one.csv', ['time', '2.5'])));
+onOne('one sample, and no ground at z = 0', {}, async (page, report) => {
   const lowest = Math.min(...Object.keys(report.columns).filter((n) => n.endsWith('_z')).map((n) => report.columns[n][0]));
   assert.match(await page.locator('#ground').innerText(), new RegExp(`lowest point of the motion, z = ${lowest.toFixed(3)} m`));
   assert.equal(await page.locator('#clock').textContent(), '2.500 / 2.500 s');
   assert.ok(await page.locator('#play').isDisabled());
-  assert.deepEqual(page.faults, []);
 });
 
 // Texts of the time, in each chart that has them: how far from left to right each goes, and how wide the chart is.
@@ -208,15 +186,11 @@ onResults('times of a clock are counted from the first', (name, value) => name =
   assert.ok(at.every((time) => Number(time) <= 7), `${at}`);
 });
 
-test('a name cannot turn or break the text around it', async (t) => {
-  const run = {results: wave.results.split('\n').slice(0, 4).join('\n'), side: wave.side};
-  const report = new Report('a\u2067\nb\u001b[1m.csv', run);
-  t.after(() => report.remove());
-  const page = await open(report, browser);
+const onOdd = onPageOf(new Report('a\u2067\nb\u001b[1m.csv', wave));
+onOdd('a name cannot turn or break the text around it', {}, async (page) => {
   const shown = 'a⟨U+2067⟩⟨U+000A⟩b⟨U+001B⟩[1m.csv';
   assert.equal(await page.locator('h1').textContent(), shown);
   assert.equal(await page.title(), `${shown} – motion report`);
-  await page.context().close();
 });
 
 test('where the data cannot be read the page says so', async (t) => {

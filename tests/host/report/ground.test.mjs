@@ -1,12 +1,13 @@
 // The page of a run on the ground, and what acts on all curves.
 import assert from 'node:assert/strict';
-import {readFileSync, writeFileSync} from 'node:fs';
-import {join} from 'node:path';
-import {test} from 'node:test';
-import {drawn, open} from './browser.mjs';
+import {readFileSync} from 'node:fs';
+import {drawn} from './browser.mjs';
 import {faint} from './contrast.mjs';
-import {at, browser, fast, feet, near, onPage, show} from './fast.mjs';
-import {motions, Report} from './report.mjs';
+import {fast, onPage} from './fast.mjs';
+import {expectWidth, near, onPageOf, show} from './pages.mjs';
+import {example, Report, write} from './report.mjs';
+
+const feet = ['LAnkleRoll', 'RAnkleRoll'];
 
 // Returns the places at which things are drawn: the arrows, or null, the corners of the soles, the zero moment point,
 // and the corners of the polygon in the view from above.
@@ -30,21 +31,21 @@ const placesOf = async (page) => {
   return {...places, polygon};
 };
 // Sole by sole the corners in the world, by the rotation matrix of the file's quaternion.
-const soleRows = readFileSync(join(motions, 'soles.csv'), 'utf8').trim().split('\n').slice(1).map((row) => row.split(','));
-function corners(columns, foot, sample) {
-  const [w, x, y, z] = at(columns, ['w', 'x', 'y', 'z'].map((part) => `${foot}_q${part}`), sample);
+const soleRows = example('soles').slice(1).map((row) => row.split(','));
+function corners(report, foot, sample) {
+  const [w, x, y, z] = report.point(foot, sample, ['qw', 'qx', 'qy', 'qz']);
   const R = [
     [1 - 2 * (y * y + z * z), 2 * (x * y - w * z), 2 * (x * z + w * y)],
     [2 * (x * y + w * z), 1 - 2 * (x * x + z * z), 2 * (y * z - w * x)],
     [2 * (x * z - w * y), 2 * (y * z + w * x), 1 - 2 * (x * x + y * y)],
   ];
-  const origin = at(columns, ['x', 'y', 'z'].map((axis) => `${foot}_${axis}`), sample);
+  const origin = report.point(foot, sample);
   return soleRows.filter(([body]) => body === foot).map(
       ([, ...c]) => R.map((row, i) => origin[i] + row.reduce((sum, r, k) => sum + r * Number(c[k]), 0)));
 }
 // Returns the corners that carry load: those up to 5 mm above the lowest one.
-function bearing(columns, foot, sample) {
-  const all = corners(columns, foot, sample);
+function bearing(report, foot, sample) {
+  const all = corners(report, foot, sample);
   return all.filter(([, , z]) => z <= Math.min(...all.map((corner) => corner[2])) + 0.005);
 }
 const inside = (polygon, [x, y], slack) => polygon.every(([ax, ay], i) => {
@@ -52,23 +53,24 @@ const inside = (polygon, [x, y], slack) => polygon.every(([ax, ay], i) => {
   return (bx - ax) * (y - ay) - (by - ay) * (x - ax) > -slack;
 });
 
-onPage('arrows, soles, polygon and zero moment point are those of the file', {}, async (page, columns) => {
+onPage('arrows, soles, polygon and zero moment point are those of the file', {}, async (page, report) => {
+  const {columns} = report;
   let arrows_seen = 0;
   const weight = await page.evaluate(() => korvel.motion.mass) * 9.81;
   for (const sample of [0, 200, 333, 400, 600, columns.time.length - 1]) {
     await show(page, sample);
     const places = await placesOf(page);
-    near(places.zmp, [...at(columns, ['zmp_x', 'zmp_y'], sample), 0], 1e-5, 'zero moment point');
+    near(places.zmp, [...report.point('zmp', sample, ['x', 'y']), 0], 1e-5, 'zero moment point');
     feet.forEach((foot, i) => {
-      const force = at(columns, ['x', 'y', 'z'].map((axis) => `${foot}_force_${axis}`), sample);
+      const force = report.point(`${foot}_force`, sample);
       const share = Math.hypot(...force) / weight;
       if (!places.arrows[i]) return assert.ok(share < 0.006, `${foot} has no arrow, ${share}`);
       ++arrows_seen;
       const [from, to] = places.arrows[i];
-      near(from, [...at(columns, [`${foot}_cop_x`, `${foot}_cop_y`], sample), 0], 2e-5, `foot of the arrow of ${foot}`);
+      near(from, [...report.point(`${foot}_cop`, sample, ['x', 'y']), 0], 2e-5, `foot of the arrow of ${foot}`);
       near(to.map((v, k) => v - from[k]), force.map((f) => 0.25 * f / weight), 2e-4, `arrow of ${foot}`);
       // The plate of the foot stands on the sole, and rises from it.
-      const points = corners(columns, foot, sample);
+      const points = corners(report, foot, sample);
       for (const corner of points) {
         assert.ok(places.soles[i].some((p) => Math.hypot(...p.map((v, k) => v - corner[k])) < 3e-5), `corner of ${foot}`);
       }
@@ -76,13 +78,13 @@ onPage('arrows, soles, polygon and zero moment point are those of the file', {},
       assert.ok(Math.min(...heights[0]) > Math.min(...heights[1]) - 3e-5 && Math.max(...heights[0]) > Math.max(...heights[1]));
     });
     // The polygon's corners are corners of soles that stand, and it covers all of these.
-    const standing = feet.filter((foot) => columns[`${foot}_contact`][sample]).flatMap((foot) => bearing(columns, foot, sample));
+    const standing = feet.filter((foot) => columns[`${foot}_contact`][sample]).flatMap((foot) => bearing(report, foot, sample));
     for (const [x, y] of places.polygon) {
       assert.ok(standing.some((p) => Math.hypot(p[0] - x, p[1] - y) < 3e-5), 'a corner of the polygon');
     }
     for (const point of standing) assert.ok(inside(places.polygon, point, 1e-5), `${point} outside`);
     // The margin in the file is the distance to the edge of what is drawn.
-    const [x, y] = at(columns, ['zmp_x', 'zmp_y'], sample);
+    const [x, y] = report.point('zmp', sample, ['x', 'y']);
     const distances = places.polygon.map(([ax, ay], i) => {
       const [bx, by] = places.polygon[(i + 1) % places.polygon.length];
       const share = Math.min(Math.max(((x - ax) * (bx - ax) + (y - ay) * (by - ay)) / ((bx - ax) ** 2 + (by - ay) ** 2), 0), 1);
@@ -100,28 +102,21 @@ onPage('arrows, soles, polygon and zero moment point are those of the file', {},
 });
 
 // Leaning to one side the robot stands on the edges of its soles, and the margin is told to the polygon of these.
-test('of a tilted sole the polygon has the corners that bear', async (t) => {
-  const [header, first] = readFileSync(join(motions, 'squat.csv'), 'utf8').trim().split('\n');
-  const names = header.split(',');
-  const row = (time) => names.map((name, i) => name === 'time' ? time : name === 'roll' ? 0.1 : first.split(',')[i]).join(',');
-  const motion = join(fast.folder, 'leaning.csv');
-  writeFileSync(motion, [`${header},LAnkleRoll_contact,RAnkleRoll_contact`, `${row(0)},1,1`, `${row(1)},1,1`, ''].join('\n'));
-  const leaning = Report.onGround(motion);
-  t.after(() => leaning.remove());
-  const page = await open(leaning, browser);
+const [header, first] = example('squat');
+const names = header.split(',');
+const rows = [0, 1].map((time) => names.map((name, i) => name === 'time' ? time : name === 'roll' ? 0.1 : first.split(',')[i]).join(','));
+const leaning = write('leaning.csv', [`${header},LAnkleRoll_contact,RAnkleRoll_contact`, ...rows.map((row) => `${row},1,1`)]);
+onPageOf(Report.of(leaning))('of a tilted sole the polygon has the corners that bear', {}, async (page, report) => {
   await show(page, 1);
   const {polygon} = await placesOf(page);
-  const expected = feet.flatMap((foot) => bearing(leaning.columns, foot, 1));
-  assert.equal(expected.length, 4);
-  assert.equal(polygon.length, 4);
+  const expected = feet.flatMap((foot) => bearing(report, foot, 1));
+  assert.deepEqual([expected.length, polygon.length], [4, 4]);
   for (const [x, y] of polygon) assert.ok(expected.some((p) => Math.hypot(p[0] - x, p[1] - y) < 3e-5));
-  const zmp = at(leaning.columns, ['zmp_x', 'zmp_y'], 1);
-  assert.equal(inside(polygon, zmp, 0), leaning.columns.zmp_margin[1] > 0);
-  await page.context().close();
+  assert.equal(inside(polygon, report.point('zmp', 1, ['x', 'y']), 0), report.columns.zmp_margin[1] > 0);
 });
 
 // The page uses the words of the terminal, and a press goes to the sample with the largest unsupported weight.
-onPage('the header has the worst, what cannot be borne is listed and gone to', {}, async (page, columns) => {
+onPage('the header has the worst, what cannot be borne is listed and gone to', {}, async (page, {columns}) => {
   const words = fast.words;
   const buttons = page.locator('#intervals button');
   const spans = [...fast.summary.matchAll(/^ {2}([\d.]+) to ([\d.]+) s /gm)].map(([, from, to]) => [from, to].map(Number));
@@ -158,7 +153,7 @@ onPage('the header has the worst, what cannot be borne is listed and gone to', {
 });
 
 // The marks of the soles' first contacts are where the soles were, and one letter each stands on them.
-onPage('from above there are footprints, and letters of one size', {}, async (page, columns) => {
+onPage('from above there are footprints, and letters of one size', {}, async (page, {columns}) => {
   const prints = await page.locator('.top-view .print').evaluateAll(
       (all) => all.map((e) => ({side: e.classList[1], points: [...e.points].map((p) => [p.x, p.y])})));
   const landings = feet.flatMap((foot) => [...columns.time.keys()].filter(
@@ -166,7 +161,7 @@ onPage('from above there are footprints, and letters of one size', {}, async (pa
   assert.equal(prints.length, landings.length);
   landings.forEach(([foot, s], i) => {
     assert.equal(prints[i].side, foot[0] === 'L' ? 'left' : 'right');
-    for (const [x, y] of corners(columns, foot, s)) {
+    for (const [x, y] of corners(fast, foot, s)) {
       assert.ok(prints[i].points.some((p) => Math.hypot(p[0] - x, p[1] - y) < 3e-5), `footprint of ${foot}`);
     }
   });
@@ -178,14 +173,14 @@ onPage('from above there are footprints, and letters of one size', {}, async (pa
     for (const [text, height] of heights) assert.ok(height > 11 && height < 22, `${text} is ${height} px high at ${width} px`);
     // The drawing covers more than half of the picture in both directions.
     const share = await page.locator('.top-view svg').evaluate((svg) => {
-      const [all, drawing] = [svg, svg.firstChild].map((e) => e.getBoundingClientRect());
+      const [all, drawing] = [svg, svg.firstElementChild].map((e) => e.getBoundingClientRect());
       return [drawing.width / all.width, drawing.height / all.height];
     });
     assert.ok(share.every((part) => part > 0.5), `${share} at ${width} px`);
   }
 });
 
-onPage('a drag zooms all curves, a second cursor tells differences, curves are saved', {}, async (page, columns) => {
+onPage('a drag zooms all curves, a second cursor tells differences, curves are saved', {}, async (page, {columns}) => {
   const over = page.locator('#torque-panels .panel', {hasText: 'Left leg'}).locator('.u-over');
   await over.scrollIntoViewIfNeeded();
   const box = await over.boundingBox();
@@ -234,16 +229,13 @@ for (const colorScheme of ['light', 'dark']) {
       const {texts, found} = await page.evaluate(faint);
       assert.ok(texts > 100);
       assert.deepEqual(found, []);
-      assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), width);
+      await expectWidth(page, width);
     }
   });
 }
 
-test('of a run in the air nothing of the ground is shown', async (t) => {
-  const air = Report.ofMotion(join(motions, 'squat.csv'));
-  t.after(() => air.remove());
-  const page = await open(air, browser);
-  assert.ok(!/zero moment|support polygon|On the ground/.test(await page.locator('body').innerText()));
-  assert.match(await page.locator('#borne').innerText(), /in the air/);
-  assert.deepEqual(page.faults, []);
+onPageOf(Report.inAir('squat'))('of a run in the air nothing of the ground is shown', {}, async (page) => {
+  const text = await page.locator('body').innerText();
+  assert.ok(!/zero moment|support polygon|On the ground/.test(text));
+  assert.match(text, /Torques of the motion in the air/);
 });

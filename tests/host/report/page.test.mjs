@@ -15,86 +15,72 @@ onPage('the header says what was run; nothing moves where motion is not wanted',
   assert.match(facts, /The robot is held in the air, no ground contact; largest torque /);
 });
 
+// The places of all that is drawn of the robot: of a rod both ends, or null where it is too short to be drawn.
+const placesOf = (page) => page.evaluate(() => {
+  const ends = (mesh) => mesh.visible ?
+      [-0.5, 0.5].flatMap((y) => mesh.localToWorld(mesh.position.clone().set(0, y, 0)).toArray()) : null;
+  const {robot: {limbs, torso, head: {group: head}}, mass: {ball, ring, drop}} = korvel.figure;
+  head.updateMatrixWorld();
+  return {
+    limbs: limbs.map(({parts}) => parts.map(({body: {name}, ball, rods}) => ({
+      name, ball: ball.position.toArray(), rods: rods.map(ends), radii: rods.filter(({visible}) => visible).map(({scale}) => scale.x),
+    }))),
+    com: {ball: ball.position.toArray(), ring: ring.position.toArray(), drop: ends(drop)},
+    forward: torso.localToWorld(torso.position.clone().set(1, 0, 0)).sub(torso.position).toArray(),
+    head: head.position.toArray(),
+    eyes: head.children.slice(-2).map((eye) => eye.getWorldPosition(eye.position.clone()).toArray()),
+  };
+});
+
 onPage('the slider moves figure, curves and numbers to the numbers of the file', {}, async (page) => {
+  assert.match(await page.locator('#ground').innerText(), /z = 0 of the world/);
   const pictures = new Map();
-  const bodies = Object.keys(wave.columns).filter((n) => n.endsWith('_com_x')).map((n) => n.slice(0, -6));
-  assert.equal(bodies.length, 25);
+  const bodies = await page.evaluate(() => korvel.motion.bodies.map(({name, parent}) => ({name, parent})));
   for (const sample of [last(), 0, 137, 300]) {
     await setSlider(page, sample);
     await expectTime(page, sample);
-    const balls = await page.evaluate(() => Object.fromEntries(korvel.figure.robot.limbs.flatMap(
-        ({parts}) => parts.map(({body, ball}) => [body.name, ball.position.toArray()]))));
-    assert.deepEqual(Object.keys(balls).sort(), bodies.slice(1).sort());
-    for (const [body, place] of Object.entries(balls)) near(place, wave.point(body, sample), body);
-    pictures.set(sample, await picture(page));
-  }
-  await setSlider(page, 137);
-  assert.ok(pictures.get(137).equals(await picture(page)));
-  const [caption, canvas] = await Promise.all(
-      ['.caption', '.stage canvas'].map((part) => page.locator(part).boundingBox()));
-  assert.ok(caption.y + caption.height <= canvas.y, 'the figure strikes the caption through');
-  assert.ok(!pictures.get(137).equals(pictures.get(300)));
-});
-
-onPage('rods join the joints and are slim, a ball and a ring are at the centre of mass and under it', {}, async (page) => {
-  assert.match(await page.locator('#ground').innerText(), /z = 0 of the world/);
-  const bodies = await page.evaluate(() => korvel.motion.bodies.map(({name, parent}) => ({name, parent})));
-  for (const sample of [0, 137, 300]) {
-    await setSlider(page, sample);
-    // The ends of a rod, null where it is too short to be drawn, and its radius.
-    const {limbs, com} = await page.evaluate(() => {
-      const ends = (mesh) => mesh.visible ?
-          [-0.5, 0.5].map((y) => mesh.localToWorld(mesh.position.clone().set(0, y, 0)).toArray()) : null;
-      const {robot: {limbs}, mass: {ball, ring, drop}} = korvel.figure;
-      return {
-        limbs: limbs.map(({parts}) => parts.map(({body, rods}) => ({name: body.name, rods: rods.map(ends), radii: rods.filter(({visible}) => visible).map(({scale}) => scale.x)}))),
-        com: {ball: ball.position.toArray(), ring: ring.position.toArray(), drop: ends(drop)},
-      };
-    });
+    const {limbs, com, forward, head, eyes} = await placesOf(page);
+    assert.deepEqual(limbs.flat().map(({name}) => name).sort(), bodies.slice(1).map(({name}) => name).sort());
+    // A ball and a ring are at the centre of mass and under it.
     const [x, y, z] = wave.point('com', sample);
     near(com.ball, [x, y, z], 'ball');
     near(com.ring, [x, y, 0], 'ring');
-    near(com.drop.flat(), [x, y, 0, x, y, z], 'line between them');
+    near(com.drop, [x, y, 0, x, y, z], 'line between them');
+    // Rods join the joints and are slim.
     let drawn_rods = 0;
     for (const parts of limbs) {
       let longest = 0;
-      for (const {name, rods} of parts) {
+      for (const {name, ball, rods} of parts) {
         const origin = wave.point(name, sample);
+        near(ball, origin, name);
         const children = bodies.filter(({parent}) => bodies[parent]?.name === name).map((child) => wave.point(child.name, sample));
         const to = children.length ? children : [wave.point(`${name}_com`, sample)];
         assert.equal(rods.length, to.length);
         to.forEach((end, i) => {
           const length = Math.hypot(...end.map((v, k) => v - origin[k]));
           longest = Math.max(longest, length);
-          if (length > 1e-3 || rods[i]) near(rods[i].flat(), [...origin, ...end], name);
+          if (length > 1e-3 || rods[i]) near(rods[i], [...origin, ...end], name);
           if (length > 1e-3) ++drawn_rods;
         });
       }
       for (const {radii, name} of parts) assert.ok(radii.every((radius) => radius < longest / 4), `${name} is thick`);
     }
     assert.ok(drawn_rods > 10);
-  }
-});
-
-// The torso, the face and the chest look where the robot does: along the cross product of up and left, of hips, shoulders
-// and neck.
-onPage('one can tell front from back', {}, async (page) => {
-  for (const sample of [0, 300]) {
-    await setSlider(page, sample);
-    const {forward, eyes, head} = await page.evaluate(() => {
-      const {torso, head} = korvel.figure.robot;
-      const along = (group) => group.localToWorld(group.position.clone().set(1, 0, 0)).sub(group.position).toArray();
-      head.group.updateMatrixWorld();
-      return {forward: along(torso), head: head.group.position.toArray(), eyes: head.group.children.slice(-2).map(
-          (eye) => eye.getWorldPosition(eye.position.clone()).toArray())};
-    });
+    // Torso and face look where the robot does: along the cross product of left and up, of shoulders and neck.
     const [left, right, neck] = ['LShoulderPitch', 'RShoulderPitch', 'HeadYaw'].map((body) => wave.point(body, sample));
     const origin = wave.point('Torso', sample);
     const [u, v] = [left.map((c, i) => c - right[i]), neck.map((c, i) => c - origin[i])];
     const cross = [0, 1, 2].map((i) => u[(i + 1) % 3] * v[(i + 2) % 3] - u[(i + 2) % 3] * v[(i + 1) % 3]);
     near(forward, cross.map((c) => c / Math.hypot(...cross)), 'forward');
     for (const eye of eyes) assert.ok(eye.reduce((sum, c, i) => sum + (c - head[i]) * forward[i], 0) > 0.02, 'the face looks back');
+    pictures.set(sample, await picture(page));
   }
+  await setSlider(page, 137);
+  assert.ok(pictures.get(137).equals(await picture(page)));
+  assert.ok(!pictures.get(137).equals(pictures.get(300)));
+  const [caption, canvas] = await Promise.all(
+      ['.caption', '.stage canvas'].map((part) => page.locator(part).boundingBox()));
+  assert.ok(caption.y + caption.height <= canvas.y, 'the figure strikes the caption through');
 });
 
 // Seen from the front the robot's left is on the right; the letters stand at the feet.
@@ -166,7 +152,7 @@ onPage('keys play, pause and step', {}, async (page) => {
   assert.equal(await label(), 'Play');
   const keys = [
     ['ArrowRight', 1], ['ArrowRight', 2], ['Shift+ArrowRight', 12], ['ArrowLeft', 11], ['End', last()],
-    ['ArrowRight', last()], ['Home', 0],
+    ['ArrowRight', last()], ['Home', 0], ['ArrowLeft', 0],
   ];
   for (const [key, sample] of keys) {
     await page.keyboard.press(key);

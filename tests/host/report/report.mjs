@@ -1,57 +1,55 @@
-// Reports of results in a temporary directory.
+// Reports of results in a temporary directory, which is removed at the end.
 import {execFileSync} from 'node:child_process';
 import {mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
 import {tmpdir} from 'node:os';
 import {basename, join} from 'node:path';
 
 const {KORVEL_HOST, KORVEL_MOTIONS} = process.env;
+const root = mkdtempSync(join(tmpdir(), 'korvel-'));
+process.on('exit', () => rmSync(root, {recursive: true}));
 
-export const motions = KORVEL_MOTIONS;
-
-const resultsName = (motion) => `${basename(motion, '.csv')}-results.csv`;
 export const inOneLine = (text) => text.replace(/\s+/g, ' ');
 const numbersOf = (line) => line.split(',').map(Number);
 
-// The texts of results and of the file beside them, and the summary in the terminal.
-function run(motion, more) {
-  const folder = mkdtempSync(join(tmpdir(), 'korvel-'));
-  const summary = execFileSync(
-      KORVEL_HOST, ['run', motion, ...more, '-o', join(folder, 'results.csv')], {stdio: ['ignore', 'pipe', 'ignore'], encoding: 'utf8'});
-  const [results, side] = ['results.csv', 'results.json'].map((name) => readFileSync(join(folder, name), 'utf8'));
-  rmSync(folder, {recursive: true});
-  return {results, side, summary};
+// The lines of an example.
+export const example = (name) => readFileSync(join(KORVEL_MOTIONS, `${name}.csv`), 'utf8').trim().split('\n');
+
+// Writes a file of this name, and returns its path.
+export function write(name, lines) {
+  const path = join(mkdtempSync(join(root, 'file-')), name);
+  writeFileSync(path, [...lines, ''].join('\n'));
+  return path;
 }
 
 // The report of a run, in a file of this name; `more` are further arguments.
 export class Report {
   constructor(name, {results, side, summary}, more = []) {
-    this.folder = mkdtempSync(join(tmpdir(), 'korvel-'));
-    Object.assign(this, {results, side, summary, file: join(this.folder, name)});
-    this.page = join(this.folder, 'page.html');
-    writeFileSync(join(this.folder, name), results);
-    writeFileSync(join(this.folder, name.replace(/\.csv$/, '.json')), side);
-    execFileSync(KORVEL_HOST, ['report', join(this.folder, name), ...more, '-o', this.page]);
+    Object.assign(this, {results, side, summary, file: write(name, [results])});
+    this.page = this.file.replace(/\.csv$/, '.html');
+    writeFileSync(this.file.replace(/\.csv$/, '.json'), side);
+    execFileSync(KORVEL_HOST, ['report', this.file, ...more, '-o', this.page]);
   }
 
-  // Makes the report of a motion on the ground.
-  static onGround(motion, more) {
-    return new Report(resultsName(motion), run(motion, []), more);
-  }
-
-  // Makes the report of a motion that is compared with examples/limits.csv.
-  static withLimits(motion, options = []) {
-    return new Report(resultsName(motion), run(motion, ['--limits', join(motions, '..', 'limits.csv'), ...options]));
-  }
-
-  // Makes the report of a motion in the air. `change` may replace numbers of its results: (name, value) to value.
-  // `described` is added to their description.
-  static ofMotion(motion, change = (_, value) => value, described = {}) {
-    const {results, side} = run(motion, ['--air']);
-    const [header, ...rows] = results.trim().split('\n');
+  // Makes the report of a motion, a file or the name of an example, that runs with these options. `change` may replace
+  // numbers of its results: (name, value) to value. `described` is added to their description.
+  static of(motion, {options = [], more = [], change, described} = {}) {
+    const path = motion.includes('/') ? motion : join(KORVEL_MOTIONS, `${motion}.csv`);
+    const output = write('results.csv', []);
+    const summary = execFileSync(
+        KORVEL_HOST, ['run', path, ...options, '-o', output], {stdio: ['ignore', 'pipe', 'ignore'], encoding: 'utf8'});
+    const [results, side] = ['csv', 'json'].map((ending) => readFileSync(output.replace(/csv$/, ending), 'utf8').trim());
+    const [header, ...rows] = results.split('\n');
     const names = header.split(',');
-    const changed = rows.map((row) => numbersOf(row).map((value, i) => change(names[i], value)).join(','));
-    return new Report(resultsName(motion), {results: [header, ...changed, ''].join('\n'), side: JSON.stringify({...JSON.parse(side), ...described})});
+    const changed = change && rows.map((row) => numbersOf(row).map((value, i) => change(names[i], value)).join(','));
+    return new Report(`${basename(path, '.csv')}-results.csv`, {
+      results: [header, ...changed ?? rows].join('\n'),
+      side: JSON.stringify({...JSON.parse(side), ...described}),
+      summary,
+    }, more);
   }
+  static inAir = (motion, more) => Report.of(motion, {options: ['--air'], ...more});
+  static withLimits = (motion, options = []) =>
+      Report.of(motion, {options: ['--limits', join(KORVEL_MOTIONS, '../limits.csv'), ...options]});
 
   // The terminal's summary in one line.
   get words() {
@@ -68,12 +66,9 @@ export class Report {
         (name, i) => [name, numbers.map((row) => name === 'time' ? row[i] : Math.fround(row[i]))]));
   }
 
-  point(name, sample) {
-    return ['x', 'y', 'z'].map((axis) => this.columns[`${name}_${axis}`][sample]);
-  }
-
-  remove() {
-    rmSync(this.folder, {recursive: true});
+  // The point or the rotation of this name.
+  point(name, sample, parts = ['x', 'y', 'z']) {
+    return parts.map((part) => this.columns[`${name}_${part}`][sample]);
   }
 }
 

@@ -80,7 +80,7 @@ TEST_F(Report, UnusableResultsAreRefused) {
       {replaced(good, "\n2.6,", "\n2.6,none"), in_air.dump(),
        "odd.csv:3: expected a number in column 'HeadYaw_angle', found 'none"},
       {read(directory_ / "motion.csv"), in_air.dump(), "odd.csv:1: expected the column 'com_x' that"},
-      {good, on_ground.dump(), "odd.csv:1: expected the column 'LAnkleRoll_force_z' that"},
+      {good, on_ground.dump(), "odd.csv:1: expected the column 'LAnkleRoll_force_x' that"},
       {replaced(standing, "LAnkleRoll_force_y", "LAnkleRoll_force_w"), on_ground.dump(),
        "odd.csv:1: expected the column 'LAnkleRoll_force_y' that 'korvel-host run' writes, found none"},
       // Numbers of another column under the name of contacts.

@@ -6,7 +6,7 @@ import {createHash} from 'node:crypto';
 import {readFileSync, writeFileSync} from 'node:fs';
 import {join} from 'node:path';
 import {drawn, launch, open} from './browser.mjs';
-import {motions, Report} from './report.mjs';
+import {Report} from './report.mjs';
 
 const folder = process.argv.at(-1);
 const picture = join(folder, 'report.png');
@@ -14,7 +14,7 @@ const text = join(folder, 'report.txt');
 const withHash = (words) => `${words}\n\nSHA-256 of report.png: ${createHash('sha256').update(readFileSync(picture)).digest('hex')}\n`;
 
 const browser = await launch();
-const report = Report.onGround(join(motions, 'squat.csv'));
+const report = Report.of('squat');
 const page = await open(report, browser, {viewport: {width: 1440, height: 900}, colorScheme: 'light'});
 await page.locator('#slider').fill('240');
 await page.locator('#slider').blur();
@@ -27,4 +27,3 @@ if (process.argv.includes('--check')) {
   writeFileSync(text, withHash(words));
 }
 await browser.close();
-report.remove();

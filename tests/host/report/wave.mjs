@@ -1,16 +1,11 @@
 // The tests of the page share the page of the wave, and these views of it.
 import assert from 'node:assert/strict';
-import {join} from 'node:path';
-import {after, before} from 'node:test';
 import * as pages from './pages.mjs';
-import {motions, Report} from './report.mjs';
+import {Report} from './report.mjs';
 
 export {browser, show as setSlider} from './pages.mjs';
-export let wave;
-before(() => wave = Report.ofMotion(join(motions, 'wave.csv')));
-after(() => wave.remove());
-
-export const onPage = pages.onPageOf(() => wave);
+export const wave = Report.inAir('wave');
+export const onPage = pages.onPageOf(wave);
 
 export const joints = () => Object.keys(wave.columns).filter((name) => name.endsWith('_torque')).map((name) => name.slice(0, -7));
 export const torque = (joint, sample) => wave.columns[`${joint}_torque`][sample].toFixed(4);

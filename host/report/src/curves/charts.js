@@ -18,12 +18,6 @@ const least_drag = 4;
 const increments = Array.from({length: 48}, (_, i) => i - 16).flatMap(
     (power) => [1, 2, 5].map((step) => Number(`${step}e${power}`)));
 
-const ruler = document.createElement('canvas').getContext('2d');
-function widest(texts) {
-  ruler.font = font;
-  return Math.max(...texts.map((text) => ruler.measureText(text).width));
-}
-
 // A curve is interrupted where a number is not finite.
 const interrupted = (drawn) =>
     drawn.some(Number.isNaN) ? Array.from(drawn, (value) => Number.isNaN(value) ? null : value) : drawn;
@@ -71,12 +65,10 @@ function drawOther({ctx, bbox: {left, top, width, height}, valToPos}, curves, ti
 // `name`, `colour` in the style sheet, and perhaps `limits`; `range(low, high)` of the values. `strong` is the curve that is drawn stronger
 // than the others, or -1.
 export class Chart {
-  #pressed = null;
-
   constructor(place, page, {height: inner_height, curves, range, strong = -1, shows_time = true, space = 21}) {
     const {motion, timeline, view} = page;
-    Object.assign(this, {motion, timeline, view, curves, strong});
-    this.soles = motion.standing?.soles ?? [];
+    Object.assign(this, {motion, timeline, view, curves});
+    this.soles = motion.ground?.soles ?? [];
     const bars = this.soles.length ? (this.soles.length + 1) * bar_height : 0;
     const height = inner_height + bars;
     this.plot = new uPlot(
@@ -104,7 +96,10 @@ export class Chart {
               values: (_, times) => tickTexts(times).map((text) => `${text} s`),
             }),
             axis({
-              size: (_, texts) => Math.max(values_width, texts ? widest(texts) + 2 * gap : 0),
+              size: ({ctx}, texts) => {
+                ctx.font = font;
+                return Math.max(values_width, ...(texts ?? []).map((text) => ctx.measureText(text).width + 2 * gap));
+              },
               gap,
               space,
               values: (_, values) => tickTexts(values),
@@ -117,8 +112,7 @@ export class Chart {
         },
         dataOf(motion, curves), place);
     const mark = (kind) => this.plot.over.appendChild(element('div', {class: kind}));
-    [this.second, this.cursor, this.dot, this.selected] = ['second-cursor', 'cursor', 'mark', 'selected-time'].map(mark);
-    this.selected.hidden = true;
+    [this.second, this.cursor, this.dot] = ['second-cursor', 'cursor', 'mark'].map(mark);
     this.#listen(this.plot.over);
     new ResizeObserver(() => {
       if (place.clientWidth > 0) this.plot.setSize({width: place.clientWidth, height});
@@ -126,7 +120,7 @@ export class Chart {
     }).observe(place);
     this.emphasize(strong);
     scheme.watch(() => this.plot.redraw());
-    watch([view.span, timeline.shift], () => this.rescale());
+    watch([view.span, timeline.shift], () => this.show());
     watch([timeline.sample, view.mark], () => this.#showTime());
   }
 
@@ -144,33 +138,29 @@ export class Chart {
   hide(hidden) {
     hidden.forEach((is_hidden, i) => this.plot.setSeries(i + 1, {show: !is_hidden}));
   }
-  // Draws these instead, as many and of the same colours.
-  show(curves) {
-    this.curves = curves;
-    this.plot.setData(dataOf(this.motion, curves));
+  // Call this after the curves or the result of `range` have changed.
+  show() {
+    this.plot.setData(dataOf(this.motion, this.curves));
     this.#showTime();
-  }
-  // Call this after the result of `range` has changed.
-  rescale() {
-    this.show(this.curves);
   }
 
   // Gaps, and the unsupported weight.
   #drawBehind(plot) {
-    plot.ctx.fillStyle = colour('grid');
-    fillSpans(plot, this.motion.time, this.motion.gaps, plot.bbox.top, plot.bbox.height);
-    plot.ctx.fillStyle = colour('unborne-band');
-    fillSpans(plot, this.motion.time, this.motion.standing?.spans ?? [], plot.bbox.top, plot.bbox.height);
+    const {motion: {time, gaps, ground}} = this;
+    for (const [name, spans] of [['grid', gaps], ['unborne-band', ground?.spans ?? []]]) {
+      plot.ctx.fillStyle = colour(name);
+      fillSpans(plot, time, spans, plot.bbox.top, plot.bbox.height);
+    }
   }
   // A bar for each sole below the curves, while it stands; limits; and the second run.
   #drawOver(plot) {
     const {motion: {time, bodies, other}, timeline} = this;
+    const {left, top, width, height: plot_height} = plot.bbox;
     const height = bar_height * devicePixelRatio;
     this.soles.forEach(({body, spans}, i) => {
       plot.ctx.fillStyle = colour(`side-${bodies[body].side}`);
-      fillSpans(plot, time, spans, plot.bbox.top + plot.bbox.height + (0.75 + i) * height, 0.75 * height);
+      fillSpans(plot, time, spans, top + plot_height + (0.75 + i) * height, 0.75 * height);
     });
-    const {left, width} = plot.bbox;
     plot.ctx.fillStyle = colour('unborne');
     for (const limit of this.curves.flatMap(({limits = []}) => limits)) {
       plot.ctx.fillRect(left, plot.valToPos(limit, 'y', true), width, devicePixelRatio);
@@ -186,9 +176,8 @@ export class Chart {
     const value = curve?.values[sample];
     this.dot.hidden = !Number.isFinite(value) || this.cursor.hidden;
     if (this.dot.hidden) return;
-    const x = this.plot.valToPos(this.timeline.now, 'x');
-    const y = this.plot.valToPos(value, 'y');
-    Object.assign(this.dot.style, {transform: `translate(${x}px, ${y}px)`, background: `var(--${curve.colour})`});
+    const [x, y] = [this.plot.valToPos(this.timeline.now, 'x'), this.plot.valToPos(value, 'y')];
+    this.dot.style = `transform: translate(${x}px, ${y}px); background: var(--${curve.colour})`;
   }
 
   // Puts a cursor to a time, if there is one and it is seen.
@@ -201,44 +190,39 @@ export class Chart {
   // The pointer over the chart shows a time, a press goes there or with shift puts the second cursor, a drag zooms into
   // the time that it went over, and a double press shows all again.
   #listen(over) {
+    const {plot, timeline, view} = this;
     const left = ({clientX}) => within(clientX - over.getBoundingClientRect().left, 0, over.clientWidth);
-    const timeAt = (x) => this.plot.posToVal(x, 'x');
-    const sampleAt = (event) => nearestSample(this.timeline.time, timeAt(left(event)));
+    const timeAt = (x) => plot.posToVal(x, 'x');
+    const sampleAt = (event) => nearestSample(timeline.time, timeAt(left(event)));
+    let pressed = null;
     // Returns both ends of the drag; nothing for a press.
     const dragged = (event) => {
-      if (this.#pressed === null || Math.abs(left(event) - this.#pressed) < least_drag) return null;
-      return [this.#pressed, left(event)].sort((a, b) => a - b);
+      if (pressed === null || Math.abs(left(event) - pressed) < least_drag) return null;
+      return [pressed, left(event)].sort((a, b) => a - b);
     };
-    const end = () => {
-      this.#pressed = null;
-      this.selected.hidden = true;
-    };
+    const select = (from, to) => plot.setSelect({left: from, width: to - from, top: 0, height: over.clientHeight}, false);
     over.addEventListener('pointerdown', (event) => {
       if (event.button !== 0) return;
-      this.#pressed = left(event);
+      pressed = left(event);
       over.setPointerCapture(event.pointerId);
     });
     over.addEventListener('pointermove', (event) => {
-      if (event.pointerType === 'mouse') this.timeline.preview(sampleAt(event));
+      if (event.pointerType === 'mouse') timeline.preview(sampleAt(event));
       const span = dragged(event);
-      if (!span) return;
-      this.selected.hidden = false;
-      Object.assign(this.selected.style, {left: `${span[0]}px`, width: `${span[1] - span[0]}px`});
+      if (span) select(...span);
     });
     over.addEventListener('pointerup', (event) => {
-      if (this.#pressed === null) return;
+      if (pressed === null) return;
       const span = dragged(event);
-      if (span) {
-        this.view.zoom(...span.map(timeAt));
-      } else if (event.shiftKey) {
-        this.view.mark.value = this.timeline.time[sampleAt(event)];
-      } else {
-        this.timeline.goTo(sampleAt(event));
-      }
-      end();
+      if (span) view.zoom(...span.map(timeAt));
+      else if (event.shiftKey) view.mark.value = timeline.time[sampleAt(event)];
+      else timeline.goTo(sampleAt(event));
     });
-    over.addEventListener('pointercancel', end);
-    over.addEventListener('dblclick', () => this.view.reset());
-    over.addEventListener('pointerleave', () => this.timeline.preview(this.timeline.here.value));
+    over.addEventListener('lostpointercapture', () => {
+      pressed = null;
+      select(0, 0);
+    });
+    over.addEventListener('dblclick', () => view.reset());
+    over.addEventListener('pointerleave', () => timeline.preview(timeline.here.value));
   }
 }

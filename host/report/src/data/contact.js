@@ -43,7 +43,7 @@ export function hull(points) {
 
 // Returns the support polygon, which the soles in contact span: by the corners that are hardly above the lowest one of
 // their sole.
-export function supportPolygon({bodies, standing: {soles, level}}, sample) {
+export function supportPolygon({bodies, ground: {soles, level}}, sample) {
   return hull(soles.filter(({contact}) => contact[sample]).flatMap((sole) => {
     const corners = cornersAt({bodies}, sole, sample);
     const lowest = Math.min(...corners.map(([, , z]) => z));
@@ -52,4 +52,4 @@ export function supportPolygon({bodies, standing: {soles, level}}, sample) {
 }
 
 // The force on a sole in the world [N].
-export const forceAt = ({shear, load}, sample) => [...shear.map((column) => column[sample]), load.values[sample]];
+export const forceAt = ({force}, sample) => force.map(({values}) => values[sample]);

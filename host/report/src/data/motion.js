@@ -7,6 +7,8 @@ import {extent, nearestSample, text} from './numbers.js';
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
 const small = 0.01;         // joints below this share of the largest torque are folded away
 
+const axes = ['x', 'y', 'z'];
+
 // The curves of a joint, with their units.
 export const kinds = {torque: 'N m', angle: 'rad', speed: 'rad/s', power: 'W'};
 
@@ -46,101 +48,70 @@ function drawnTime(time, stride) {
   return drawn(Float64Array, time, between(1 / 3), between(2 / 3));
 }
 
-// `origin` is what times are counted from, where they are large.
-function readTimes({start, stride}, elapsed) {
-  const origin = Math.abs(start) < far_from_zero ? 0 : start;
-  const time = Float64Array.from(elapsed, (t) => start - origin + t);
-  return {origin, time, drawnTime: drawnTime(time, stride)};
-}
-
-// The columns of the page: see report_data.h. A curve has its `values` at the samples and is `drawn` at
+// The columns of the page by name: see report_data.h. A curve has its `values` at the samples and is `drawn` at
 // motion.drawnTime; `lows` are the lowest on the way to the next sample.
-async function readColumns({columns, curves, stride, time}) {
+async function readColumns({columns, curves, others, stride, time}) {
   const all = await unpack(columns, time.length);
-  const between = stride > 1 ? 2 : 0;
-  return {
-    curve(index) {
-      const [values, ...bounds] = Array.from({length: 1 + between}, (_, i) => all[index + i * curves]);
-      return {values, lows: bounds[0] ?? values, drawn: between ? drawn(Float32Array, values, ...bounds) : values};
-    },
-    others: (indexes) => indexes?.map((index) => all[(1 + between) * curves + index]),
+  const series = stride > 1 ? 3 : 1;  // the values, and the lowest and the highest
+  const curve = (name, i) => {
+    const parts = Array.from({length: series}, (_, s) => all[i + s * curves.length]);
+    return {name, values: parts[0], lows: parts[1] ?? parts[0], drawn: drawn(Float32Array, ...parts)};
   };
-}
-
-// Reads what the ground does: the curve and the contacts of each sole, and the spans of samples that cannot be borne.
-function readStanding({soles, level, margin, feasible, zmp}, columns) {
-  const all = soles.map(({load, contact, shear, pressure, orientation, ...sole}) => {
-    const [contacts] = columns.others(contact);
-    return {
-      ...sole,
-      load: columns.curve(load),
-      contact: contacts,
-      spans: spansOf(contacts, 1),
-      shear: columns.others(shear),
-      pressure: columns.others(pressure),
-      orientation: columns.others(orientation),
-    };
-  });
   return {
-    level,
-    soles: all,
-    margin: columns.curve(margin),
-    zmp: columns.others(zmp),
-    spans: spansOf(columns.curve(feasible).lows, 0),
+    curves: new Map(curves.map((name, i) => [name, curve(name, i)])),
+    others: new Map(others.map((name, i) => [name, all[series * curves.length + i]])),
   };
-}
-
-// Torque times speed, in single precision as in the file. Between the samples that the page has it is not known.
-function powerOf({torque, speed}) {
-  const values = torque.values.map((value, sample) => value * speed.values[sample]);
-  const repeat = torque.drawn.length / values.length;
-  return {values, lows: values, drawn: repeat > 1 ? drawn(Float32Array, ...Array(repeat).fill(values)) : values};
 }
 
 // A run. Times and values are typed arrays, a number for each sample that the page has.
 async function readRun(data) {
-  const columns = await readColumns(data);
-  Object.assign(data, readTimes(data, data.time), {shown: data.time.length, columns: null});
-  data.comCurves = data.com.map((axis) => columns.curve(axis));
-  data.com = data.comCurves.map(({values}) => values);
-  for (const joint of data.joints) {
-    for (const kind of ['torque', 'angle', 'speed']) joint[kind] = columns.curve(joint[kind]);
-    joint.power = powerOf(joint);
+  const {curves, others} = await readColumns(data);
+  const points = (name, parts) => parts.map((part) => others.get(`${name}_${part}`));
+  const {start, stride, bodies, joints, ground} = data;
+  // What times are counted from, where they are large.
+  const origin = Math.abs(start) < far_from_zero ? 0 : start;
+  const time = Float64Array.from(data.time, (t) => start - origin + t);
+  Object.assign(data, {origin, time, curves, shown: time.length, drawnTime: drawnTime(time, stride)});
+  data.com = axes.map((axis) => curves.get(`com_${axis}`).values);
+  for (const joint of joints) {
+    for (const kind of Object.keys(kinds)) joint[kind] = curves.get(`${joint.name}_${kind}`);
     joint.peakSample = peakOf(joint.torque.values);
     joint.peak = Math.abs(joint.torque.values[joint.peakSample]) || 0;
     const limits = data.limits?.uses.filter((use) => use.joint === joint.name) ?? [];
     joint.limits = Object.fromEntries(limits.map(({limit, value}) => [limit, value]));
   }
-  data.standing = data.ground ? readStanding(data.ground, columns) : null;
-  for (const body of data.bodies) {
-    for (const kind of ['origin', 'com', 'applied']) body[kind] = columns.others(body[kind]);
+  for (const body of bodies) {
+    const {name, parent} = body;
+    body.origin = others.has(`${name}_x`) ? points(name, axes) : bodies[parent].origin;
+    for (const kind of ['com', 'applied_force']) {
+      if (others.has(`${name}_${kind}_x`)) body[kind] = points(`${name}_${kind}`, axes);
+    }
   }
-  data.limbs = findLimbs(data.bodies, data.joints);
+  for (const sole of ground?.soles ?? []) {
+    const {name} = bodies[sole.body];
+    const contact = others.get(`${name}_contact`);
+    const force = axes.map((axis) => curves.get(`${name}_force_${axis}`));
+    const orientation = points(name, ['qw', 'qx', 'qy', 'qz']);
+    Object.assign(sole, {name, contact, force, orientation, spans: spansOf(contact, 1), pressure: points(`${name}_cop`, ['x', 'y'])});
+  }
+  // The samples that cannot be borne.
+  if (ground) Object.assign(ground, {zmp: points('zmp', ['x', 'y']), spans: spansOf(curves.get('feasible').lows, 0)});
+  data.limbs = findLimbs(bodies, joints);
   for (const limb of data.limbs) {
-    limb.joints.forEach((j, level) => Object.assign(data.joints[j], {limb, level}));
-    limb.bodies.forEach((b) => data.bodies[b].side = limb.side);
+    limb.joints.forEach((j, level) => joints[j].level = level);
+    limb.bodies.forEach((b) => bodies[b].side = limb.side);
   }
   return data;
-}
-
-// Joins the curves of a second run of the robot to those of the first.
-function join(motion, other) {
-  motion.joints.forEach((joint, j) => {
-    joint.other = other.joints[j];
-    for (const kind of Object.keys(kinds)) joint[kind].other = joint.other[kind];
-  });
-  motion.comCurves.forEach((curve, axis) => curve.other = other.comCurves[axis]);
-  if (!motion.standing || !other.standing) return;
-  motion.standing.margin.other = other.standing.margin;
-  for (const sole of motion.standing.soles) sole.load.other = other.standing.soles.find(({name}) => name === sole.name)?.load;
 }
 
 export async function readMotion(text) {
   const motion = await readRun(JSON.parse(text));
   motion.runs = [motion];
   if (motion.other) {
-    join(motion, await readRun(motion.other));
-    motion.runs.push(motion.other);
+    const other = await readRun(motion.other);
+    motion.runs.push(other);
+    for (const [name, curve] of motion.curves) curve.other = other.curves.get(name);
+    motion.joints.forEach((joint, j) => joint.other = other.joints[j]);
   }
   const sampleAt = (time) => nearestSample(motion.time, time - motion.origin);
   motion.gaps = (motion.gaps ?? []).map(({from, to, call}) => ({first: sampleAt(from), last: sampleAt(to), call}));

@@ -1,9 +1,9 @@
 // The animated figure: camera, ground, letters, and what draws them when something has changed.
-import {DirectionalLight, HemisphereLight, Object3D, PerspectiveCamera, Scene, Vector3, WebGLRenderer} from 'three';
+import {DirectionalLight, Group, HemisphereLight, Object3D, PerspectiveCamera, Scene, Vector3, WebGLRenderer} from 'three';
 import {OrbitControls} from 'three/examples/jsm/controls/OrbitControls.js';
-import {curveName, scheme} from '../colours.js';
+import {colour, curveName, scheme} from '../colours.js';
 import {reading, readingChanges} from '../curves/reading.js';
-import {button, element, onKeys} from '../dom.js';
+import {button, element, inColour, onKeys} from '../dom.js';
 import {watch} from '../state.js';
 import {Feet} from './feet.js';
 import {AppliedForces} from './forces.js';
@@ -31,18 +31,24 @@ class Figure {
   #drawing = false;
   direction = views.Oblique;
 
-  constructor(place, context, canvas, page) {
+  constructor(place, canvas, page) {
     const {motion, timeline, joint} = page;
     Object.assign(this, {place, motion, timeline, joint});
     const {middle, radius} = bounds(motion, false);
     if (middle.length() + radius > farthest) throw new RangeError('positions beyond 1000 km');
+    // The printer needs the drawing after it was shown.
+    const context = canvas.getContext('webgl2', {antialias: true, alpha: true, preserveDrawingBuffer: true});
+    if (!context) throw new Error('no WebGL 2');
     this.renderer = new WebGLRenderer({canvas, context, antialias: true, alpha: true});
     this.camera = new PerspectiveCamera(30, 1);
     this.robot = new Robot(motion);
     this.ghost = motion.other ? new Robot(motion.other, true) : null;
     this.mass = new Mass(motion);
-    this.feet = motion.standing ? new Feet(motion) : null;
+    this.feet = motion.ground ? new Feet(motion) : null;
     this.applied = new AppliedForces(motion);
+    this.parts = [this.feet, this.ghost, this.robot, this.mass, this.applied].filter(Boolean);
+    // The world, which moves under the camera if the camera follows the root.
+    this.world = new Group().add(...this.parts);
     // Letters over the canvas, at the feet.
     this.letters = motion.limbs.filter(({side, height}) => side !== 'middle' && height <= 0).map(({side, bodies}) => ({
       columns: motion.bodies[bodies.at(-1)].com,
@@ -51,8 +57,7 @@ class Figure {
     this.scene = new Scene();
     const lamp = new DirectionalLight(0xffffff, 1.6);
     this.camera.add(lamp.translateX(-0.6).translateY(0.8));
-    for (const part of [this.feet, this.ghost]) if (part) this.scene.add(part);
-    this.scene.add(this.robot, this.mass, this.applied, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
+    this.scene.add(this.world, this.camera, new HemisphereLight(0xffffff, 0x9a9a9a, 1.9));
     this.controls = new OrbitControls(this.camera, canvas);
     // A vertical stroke on a phone scrolls the page, a horizontal one turns the figure.
     canvas.style.touchAction = 'pan-y';
@@ -69,9 +74,9 @@ class Figure {
     this.follows = follows;
     this.bounds = bounds(this.motion, follows);
     const {radius} = this.bounds;
-    if (this.ground) this.scene.remove(this.ground);
+    this.ground?.removeFromParent();
     this.ground = new Ground(this.bounds, this.motion.floor.z);
-    this.scene.add(this.ground);
+    this.world.add(this.ground);
     Object.assign(this.camera, {near: radius / 50, far: 100 * radius}).updateProjectionMatrix();
     this.#recolour();
     this.look(this.direction);
@@ -80,10 +85,7 @@ class Figure {
   // All of the motion, seen from `direction`.
   look(direction) {
     this.direction = direction;
-    this.base = this.#base();
-    const {camera, controls} = this;
-    const {points} = this.bounds;
-    const middle = this.bounds.middle.clone().add(this.base);
+    const {camera, controls, bounds: {points, middle}} = this;
     controls.target.copy(middle);
     camera.position.set(...direction).normalize().add(middle);
     controls.update();
@@ -91,7 +93,7 @@ class Figure {
     // The distance at which the camera sees a point with its margin; it is now 1 m from the middle.
     const slope = Math.tan((camera.fov * Math.PI) / 360);
     const needs = points.map((point) => {
-      const {x, y, z} = point.clone().add(this.base).applyMatrix4(camera.matrixWorldInverse);
+      const {x, y, z} = point.clone().applyMatrix4(camera.matrixWorldInverse);
       return z + 1 + Math.max((Math.abs(x) + margin) / camera.aspect, Math.abs(y) + margin) / slope;
     });
     camera.position.sub(middle).setLength(Math.max(...needs)).add(middle);
@@ -106,39 +108,30 @@ class Figure {
     requestAnimationFrame(() => {
       this.#drawing = false;
       const sample = this.timeline.nearest(this.motion);
-      this.robot.show(sample, this.joint.value);
-      this.ghost?.show(this.timeline.nearest(this.motion.other), this.joint.value);
-      this.mass.show(sample);
-      this.feet?.show(sample);
-      this.applied.show(sample);
-      this.#move();
+      for (const part of this.parts) {
+        part.show(part === this.ghost ? this.timeline.nearest(this.motion.other) : sample, this.joint.value);
+      }
+      this.#move(sample);
       this.renderer.render(this.scene, this.camera);
       for (const {columns, node} of this.letters) {
-        const {x, y} = at(columns, sample).project(this.camera);
+        const {x, y} = at(columns, sample).add(this.world.position).project(this.camera);
         const [left, top] = [((x + 1) * this.place.clientWidth) / 2, ((1 - y) * this.place.clientHeight) / 2];
         node.style.transform = `translate(${left}px, ${top}px)`;
       }
     });
   }
 
-  #base() {
-    if (!this.follows) return new Vector3();
-    const base = rootOver(this.motion, this.timeline.nearest(this.motion));
-    return Number.isFinite(base.length()) ? base : this.base ?? new Vector3();
-  }
-
-  #move() {
-    const base = this.#base();
-    const move = base.clone().sub(this.base);
-    this.base = base;
-    this.controls.target.add(move);
-    this.camera.position.add(move);
-    this.ground.place(base);
+  #move(sample) {
+    const root = this.follows ? rootOver(this.motion, sample) : new Vector3();
+    // In a gap the world stays where it was.
+    if (Number.isFinite(root.length())) this.world.position.copy(root).negate();
+    this.ground.place(this.world.position.clone().negate());
   }
 
   #recolour() {
-    this.ground.recolour();
-    for (const part of [this.robot, this.ghost, this.mass, this.feet, this.applied]) part?.recolour(this.joint.value);
+    const {level} = this.motion.joints[this.joint.value];
+    this.robot.halo.material.name = curveName(level);
+    this.scene.traverse(({material}) => material?.color.set(colour(material.name)));
     this.draw();
   }
 
@@ -168,46 +161,27 @@ function addKeys(canvas, controls) {
   canvas.addEventListener('mousedown', (event) => event.preventDefault());
 }
 
-function makeFigure(stage, page) {
-  const canvas = element('canvas', {
-    role: 'application',
-    tabindex: 0,
-    'aria-label': 'The robot at the time shown: arrows turn it, plus and minus zoom',
-  });
-  // The printer needs the drawing after it was shown.
-  const context = canvas.getContext('webgl2', {antialias: true, alpha: true, preserveDrawingBuffer: true});
-  if (!context) return null;
-  const place = stage.appendChild(element('div', {class: 'scene'}, canvas));
+// Returns the figure, or null where the browser cannot draw it, and shows a message in its place.
+export function addFigure({stage, scene, canvas, caption, views: buttons, follow}, page) {
+  const {motion, joint} = page;
+  let figure;
   try {
-    const figure = new Figure(place, context, canvas, page);
-    addKeys(canvas, figure.controls);
-    return figure;
+    figure = new Figure(scene, canvas, page);
   } catch (error) {
     console.warn(error);
-    return null;
-  }
-}
-
-// The figure, or a message in its place and null where the browser cannot draw it.
-export function addFigure(stage, buttons, page) {
-  const {motion, joint} = page;
-  const figure = makeFigure(stage, page);
-  if (!figure) {
+    buttons.hidden = true;
     stage.replaceChildren(
         element('p', {class: 'message', role: 'status'},
                 'The figure needs WebGL 2 and positions within 1000 km. Curves and table work without it.'));
     return null;
   }
-  const caption = element('p', {class: 'caption'});
-  stage.prepend(caption);
-  const follow = element('input', {type: 'checkbox'});
+  addKeys(canvas, figure.controls);
   follow.checked = figure.follows;
   follow.addEventListener('change', () => figure.follow(follow.checked));
-  buttons.append(...Object.entries(views).map(([name, direction]) => button({}, () => figure.look(direction), name)),
-                 element('label', {class: 'check'}, follow, 'Follow'));
+  buttons.prepend(...Object.entries(views).map(([name, direction]) => button({}, () => figure.look(direction), name)));
   watch(readingChanges(page), () => {
     const {name, torque, level} = motion.joints[joint.value];
-    caption.replaceChildren(element('i', {class: 'swatch', style: `--curve: var(--${curveName(level)})`}), name,
+    caption.replaceChildren(element('i', {class: 'swatch', style: inColour(curveName(level))}), name,
                             element('span', {class: 'value'}, `${reading(torque, page)} N m`));
   });
   return figure;

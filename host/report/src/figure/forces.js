@@ -1,6 +1,5 @@
 // Forces as arrows, and those that a recorded program set on bodies, apart from the forces of the ground.
 import {ConeGeometry, Group, Mesh, MeshBasicMaterial} from 'three';
-import {colour} from '../colours.js';
 import {at, overlay, rod, span, y_axis} from './scene.js';
 
 const weight_length = 0.25;  // m, of an arrow as strong as the robot's weight
@@ -10,10 +9,10 @@ const head = new ConeGeometry(1, 1, 20).translate(0, -0.5, 0);  // its tip at th
 const head_length = 0.025;
 
 export class Arrow {
-  constructor() {
-    this.material = overlay(MeshBasicMaterial);
-    this.shaft = new Mesh(rod, this.material);
-    this.tip = new Mesh(head, this.material);
+  constructor(colour) {
+    const material = overlay(MeshBasicMaterial, colour);
+    this.shaft = new Mesh(rod, material);
+    this.tip = new Mesh(head, material);
     this.meshes = [this.shaft, this.tip];
     for (const mesh of this.meshes) mesh.renderOrder = 7;
   }
@@ -37,15 +36,12 @@ export class AppliedForces extends Group {
   constructor({bodies, weight}) {
     super();
     this.weight = weight;
-    this.forces = bodies.filter(({applied}) => applied).map((body) => ({...body, arrow: new Arrow()}));
+    this.forces = bodies.filter(({applied_force}) => applied_force).map((body) => ({...body, arrow: new Arrow('ink')}));
     for (const {arrow} of this.forces) this.add(...arrow.meshes);
   }
   show(sample) {
-    for (const {arrow, origin, applied} of this.forces) {
-      arrow.show(at(origin, sample), at(applied, sample).divideScalar(this.weight));
+    for (const {arrow, origin, applied_force} of this.forces) {
+      arrow.show(at(origin, sample), at(applied_force, sample).divideScalar(this.weight));
     }
-  }
-  recolour() {
-    for (const {arrow} of this.forces) arrow.material.color.set(colour('ink'));
   }
 }

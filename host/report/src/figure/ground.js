@@ -1,6 +1,5 @@
 // The place of a motion: its bounds, the distance that its root travels, and the grid below it.
 import {Box3, GridHelper, Vector3} from 'three';
-import {colour} from '../colours.js';
 import {at} from './scene.js';
 
 const least_cell = 0.1;  // m, of the grid
@@ -34,16 +33,13 @@ export class Ground extends GridHelper {
     const cells = 2 * Math.ceil(half / cell);
     super(cells * cell, cells);
     this.rotateX(Math.PI / 2);
-    this.material.vertexColors = false;
+    this.material.setValues({name: 'grid-strong', vertexColors: false});
     Object.assign(this, {cell, middle, z});
   }
   // Its lines stay where they are in the world.
   place(base) {
     const [x, y] = ['x', 'y'].map((axis) => Math.round((this.middle[axis] + base[axis]) / this.cell) * this.cell);
     this.position.set(x, y, this.z);
-  }
-  recolour() {
-    this.material.color.set(colour('grid-strong'));
   }
 }
 

@@ -1,9 +1,8 @@
 // A robot as its results give it: the origins of the bodies, the centres of mass at the ends of its limbs, the orientation
-// of its soles, and where there are joint angles those of the other bodies. Its shape follows from the pose at rest.
+// of its soles, and the angles of its neck. Its shape follows from the pose at rest.
 import {BoxGeometry, Group, Matrix4, Mesh, MeshBasicMaterial, MeshLambertMaterial, Quaternion, SphereGeometry,
   Vector3} from 'three';
 import {ConvexGeometry} from 'three/examples/jsm/geometries/ConvexGeometry.js';
-import {colour, curveName} from '../colours.js';
 import {extent} from '../data/numbers.js';
 import {at, overlay, rod, span, sphere, y_axis} from './scene.js';
 
@@ -49,13 +48,16 @@ export class Robot extends Group {
     super();
     Object.assign(this, {run, ghost, pair: fixedPair(run.bodies)});
     const more = ghost ? {transparent: true, opacity: 0.28, depthWrite: false} : {};
-    this.materials = Object.fromEntries(['left', 'right', 'middle', 'face'].map((name) => [name, new MeshLambertMaterial(more)]));
+    const names = {left: 'side-left', right: 'side-right', middle: 'side-middle', face: 'ink'};
+    this.materials = Object.fromEntries(Object.entries(names).map(
+        ([part, name]) => [part, new MeshLambertMaterial({name: ghost ? 'ghost' : name, ...more})]));
     this.limbs = run.limbs.map((limb) => this.#limb(limb));
     this.torso = this.add(new Group()).children.at(-1);
     this.#addTorso();
     this.head = this.#makeHead(run.limbs.find(({side, height}) => side === 'middle' && height > 0));
-    this.plates = run.standing?.soles.map((sole) => this.#plate(sole));
-    this.halo = sphere(overlay(MeshBasicMaterial, {opacity: 0.4}), 0.026);
+    this.plates = run.ground?.soles.map((sole) => this.#plate(sole));
+    // A halo about the selected joint has the colour of its curve.
+    this.halo = sphere(overlay(MeshBasicMaterial, '', {opacity: 0.4}), 0.026);
     this.halo.renderOrder = 1;
     if (!ghost) this.add(this.halo);
   }
@@ -113,7 +115,7 @@ export class Robot extends Group {
     for (const y of [-0.38, 0.38]) head.add(block(face, mark, [0.84 * size, y * size, 0.2 * size], [0.2 * size, 0.19 * size, 0.19 * size]));
     this.add(head);
     // About its axes the joints turn it in the root, from the root outwards.
-    const turns = limb.joints.map((j) => ({axis: new Vector3(...(bodies[joints[j].body].axis)), angle: joints[j].angle?.values}));
+    const turns = limb.joints.map((j) => ({axis: new Vector3(...bodies[joints[j].body].axis), angle: joints[j].angle.values}));
     return {group: head, body, turns};
   }
 
@@ -152,22 +154,14 @@ export class Robot extends Group {
       const {group, body, turns} = this.head;
       at(body.com, sample, group.position);
       group.quaternion.copy(this.torso.quaternion);
-      for (const {axis, angle} of turns) group.quaternion.multiply(new Quaternion().setFromAxisAngle(axis, angle?.[sample] ?? 0));
+      for (const {axis, angle} of turns) group.quaternion.multiply(new Quaternion().setFromAxisAngle(axis, angle[sample]));
     }
-    run.standing?.soles.forEach(({orientation: [w, x, y, z]}, i) => {
+    run.ground?.soles.forEach(({orientation: [w, x, y, z]}, i) => {
       const {mesh, ankle, centre, body, radius} = this.plates[i];
       at(body.origin, sample, mesh.position);
       mesh.quaternion.set(x[sample], y[sample], z[sample], w[sample]);
       span(ankle, mesh.position, centre.clone().applyQuaternion(mesh.quaternion).lerp(new Vector3(), 0.2).add(mesh.position), radius);
     });
     at(run.bodies[run.joints[joint].body].origin, sample, this.halo.position);
-  }
-
-  // A halo about the selected joint has the colour of its curve.
-  recolour(joint) {
-    for (const [name, material] of Object.entries(this.materials)) {
-      material.color.set(colour(name === 'face' ? (this.ghost ? 'ghost' : 'ink') : this.ghost ? 'ghost' : `side-${name}`));
-    }
-    this.halo.material.color.set(colour(curveName(this.run.joints[joint].level)));
   }
 }

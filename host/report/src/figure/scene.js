@@ -1,7 +1,7 @@
-// These functions draw spheres, rods, lines and the centre of mass in the world, z up, in metres.
+// These functions draw spheres, rods, lines and the centre of mass in the world, z up, in metres. The name of a material
+// is that of its colour in the style sheet.
 import {BufferGeometry, CylinderGeometry, Float32BufferAttribute, Group, Line, LineBasicMaterial, Mesh,
   MeshBasicMaterial, RingGeometry, SphereGeometry, Vector3} from 'three';
-import {colour} from '../colours.js';
 
 const com_radius = 0.013;
 const shortest_rod = 1e-4;
@@ -30,7 +30,7 @@ export function span(mesh, from, to, radius) {
 }
 
 // Drawn over whatever is in front of it.
-export const overlay = (Material, more = {}) => new Material({depthTest: false, transparent: true, ...more});
+export const overlay = (Material, name, more = {}) => new Material({name, depthTest: false, transparent: true, ...more});
 
 export const positions = (points) => new Float32BufferAttribute(points.flat(), 3);
 
@@ -46,13 +46,11 @@ export class Mass extends Group {
     super();
     const {com, floor: {z}} = motion;
     this.motion = motion;
-    this.solid = overlay(MeshBasicMaterial);
-    this.line = overlay(LineBasicMaterial, {opacity: 0.6});
-    this.path = trace(com, z, this.line);
-    this.drop = new Mesh(rod, this.solid);
-    this.ring = new Mesh(new RingGeometry(0.018, 0.023, 40), this.solid);
-    this.ball = sphere(this.solid, com_radius);
-    this.add(this.path, this.drop, this.ring, this.ball);
+    const solid = overlay(MeshBasicMaterial, 'com');
+    this.drop = new Mesh(rod, solid);
+    this.ring = new Mesh(new RingGeometry(0.018, 0.023, 40), solid);
+    this.ball = sphere(solid, com_radius);
+    this.add(trace(com, z, overlay(LineBasicMaterial, 'com', {opacity: 0.6})), this.drop, this.ring, this.ball);
     this.children.forEach((mesh, i) => mesh.renderOrder = 2 + i);
   }
   show(sample) {
@@ -60,8 +58,5 @@ export class Mass extends Group {
     at(motion.com, sample, ball.position);
     ring.position.copy(ball.position).setZ(motion.floor.z);
     span(drop, ring.position, ball.position, 0.002);
-  }
-  recolour() {
-    for (const material of [this.solid, this.line]) material.color.set(colour('com'));
   }
 }
