@@ -44,12 +44,6 @@ bool shows_colours() {
          (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
 }
 
-/// Writes one line to the standard error. Throws StreamError if that fails.
-void tell(const char* kind, std::string_view line) {
-  constexpr std::size_t longest = 299;
-  write_to(stderr, shortened(fmt::format("korvel-host: {}: {}", kind, printable(line)), longest) + '\n', "error");
-}
-
 }  // namespace
 
 void reserve_standard_streams() {
@@ -61,11 +55,10 @@ void reserve_standard_streams() {
   }
 }
 
-void tell_error(std::string_view line) { tell("error", line); }
-
-void tell_warning(std::string_view line) { tell("warning", line); }
-
-void tell_note(std::string_view line) { tell("note", line); }
+void tell(const char* kind, std::string_view line) {
+  constexpr std::size_t longest = 299;
+  write_to(stderr, shortened(fmt::format("korvel-host: {}: {}", kind, printable(line)), longest) + '\n', "error");
+}
 
 void show(std::string_view text) {
   const std::string lines = printable_lines(text);

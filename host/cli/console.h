@@ -19,13 +19,9 @@ class StreamError : public std::runtime_error {
 /// Missing standard streams become ones that fail, so that no file that is opened later gets their numbers.
 void reserve_standard_streams();
 
-/// Writes one line to the standard error, "korvel-host: error: LINE". Throws StreamError if that fails.
-void tell_error(std::string_view line);
-
-/// The same with "warning".
-void tell_warning(std::string_view line);
-/// The same with "note".
-void tell_note(std::string_view line);
+/// Writes one line to the standard error, "korvel-host: KIND: LINE". The kind is error, warning or note. Throws
+/// StreamError if that fails.
+void tell(const char* kind, std::string_view line);
 
 /// Writes text for people to the standard output; what could steer a terminal is made visible. On a terminal, verdicts
 /// are in colour unless NO_COLOR is set. Throws StreamError.

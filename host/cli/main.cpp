@@ -51,7 +51,7 @@ constexpr int unusable_input = 2;
 /// The status stays what it is if nobody can be told.
 int report(const std::string& line, int status) {
   try {
-    tell_error(line);
+    tell("error", line);
   } catch (const StreamError&) {
   }
   return status;

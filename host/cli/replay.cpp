@@ -199,15 +199,15 @@ std::filesystem::path busiest(const ReplayOptions& options, std::size_t& unusabl
       most = found;
     } catch (const Error& error) {
       ++unusable;
-      tell_error(error.what());
+      tell("error", error.what());
     }
   }
   if (taken.empty()) {
     const std::string object = options.object != 0 ? fmt::format(" of object {}", options.object) : "";
     throw Error(fmt::format("no call{} is recorded in {} recordings", object, options.recordings.size()));
   }
-  tell_note(fmt::format("taking {} of {} recordings: its object {} has the most calls, {}", taken.string(),
-                        options.recordings.size(), most.first, most.second));
+  tell("note", fmt::format("taking {} of {} recordings: its object {} has the most calls, {}", taken.string(),
+                           options.recordings.size(), most.first, most.second));
   return taken;
 }
 
@@ -246,7 +246,7 @@ void replay(ReplayOptions& options) {
       // A process that was ended while it started leaves a file that is none. The others are worth something.
       if (options.recordings.size() == 1) throw;
       ++unusable;
-      tell_error(error.what());
+      tell("error", error.what());
       json["error"] = error.what();
     }
     if (!options.json) destination.write_text((all.empty() ? "" : "\n") + text);

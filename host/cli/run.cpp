@@ -70,7 +70,8 @@ void run(const RunCommand& command) {
   {
     const std::vector<std::filesystem::path>& files = command.options.motion_files;
     ProgressLine progress(files.size() == 1 ? files.front().string() : fmt::format("{} motions", files.size()));
-    outcomes = run_motions(command.options, outputs, tell_warning, [&progress](double share) { progress.show(share); });
+    const auto warn = [](const std::string& line) { tell("warning", line); };
+    outcomes = run_motions(command.options, outputs, warn, [&progress](double share) { progress.show(share); });
   }
   if (page) write_page(outcomes.front().results, std::nullopt, *page);
   show_summaries(outcomes, command);

@@ -136,10 +136,10 @@ void soak(const SoakOptions& options) {
   const System system = make_system(Module(options.module));
   end_loop_on_signals();
   const RealTime granted = become_real_time(options.priority);
-  if (!granted.not_granted.empty()) tell_warning(granted.not_granted);
+  if (!granted.not_granted.empty()) tell("warning", granted.not_granted);
   if (isatty(STDERR_FILENO) == 1) {
-    tell_note(fmt::format("running {:.3g} s; press Ctrl-C to stop and print the results so far",
-                          seconds_at(options.cycles, options)));
+    tell("note", fmt::format("running {:.3g} s; press Ctrl-C to stop and print the results so far",
+                             seconds_at(options.cycles, options)));
   }
   // The other operations of the loop do not throw.
   const LoopReport report = guarded(*system, "computePartialComJacobian", [&] {

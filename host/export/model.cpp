@@ -49,11 +49,7 @@ pugi::xml_node append(pugi::xml_node parent, const char* name, Attributes attrib
   return node;
 }
 
-std::string numbers(double value) {
-  constexpr double unit = 1e12;
-  // Adding zero makes a negative zero positive.
-  return fmt::format("{}", std::round(value * unit) / unit + 0.0);
-}
+std::string numbers(double value) { return fmt::format("{}", rounded_for_text(value)); }
 
 std::string numbers(const Eigen::Vector3d& v) {
   return fmt::format("{} {} {}", numbers(v.x()), numbers(v.y()), numbers(v.z()));

@@ -44,8 +44,7 @@ void set(pugi::xml_node node, Attributes attributes);
 /// Adds an element to another one, or to the root of a document.
 pugi::xml_node append(pugi::xml_node parent, const char* name, Attributes attributes = {});
 
-/// Numbers as attributes have them, with blanks between: rounded to 1e-12, far below what single precision rounds, so
-/// that nothing of the rounding of double precision shows.
+/// Returns rounded numbers as attributes have them, with blanks between.
 std::string numbers(double value);
 std::string numbers(const Eigen::Vector3d& v);
 std::string numbers(const Eigen::Quaterniond& q);  ///< w first

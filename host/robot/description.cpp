@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <numeric>
@@ -42,10 +41,9 @@ std::string coordinates(const Body& body) {
   return body.coordinate_count == 1 ? fmt::format("{}", last) : fmt::format("{} to {}", body.first_coordinate, last);
 }
 
-/// Rounded far below what single precision rounds, so that nothing of the rounding of double precision shows.
-double rounded(double value) { return std::round(value * 1e12) / 1e12 + 0.0; }
-
-Json json(const Eigen::Vector3d& v) { return {rounded(v.x()), rounded(v.y()), rounded(v.z())}; }
+Json json(const Eigen::Vector3d& v) {
+  return {rounded_for_text(v.x()), rounded_for_text(v.y()), rounded_for_text(v.z())};
+}
 
 Json json(const Robot& robot, std::size_t index) {
   const Body& body = robot.bodies[index];

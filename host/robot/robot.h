@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Geometry>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ struct Body {
   /// The rotation nearest to that of the pose; its columns are the frame's axes, of which a joint turns about the last.
   Eigen::Matrix3d rotation_root() const { return pose_root.rotation(); }
 };
+
+/// Rounds to 1e-12, far below what single precision rounds, so that nothing of the rounding of double precision shows.
+inline double rounded_for_text(double value) { return std::round(value * 1e12) / 1e12 + 0.0; }
 
 struct Robot {
   std::vector<Body> bodies;  ///< parents before their children
