@@ -4,7 +4,6 @@ import {test} from 'node:test';
 import {timeIn} from '../../../host/report/src/link.js';
 import {reading} from '../../../host/report/src/curves/reading.js';
 import {View} from '../../../host/report/src/curves/view.js';
-import {hull} from '../../../host/report/src/data/contact.js';
 import {nearestSample, sampleBefore, single, text, three, tickTexts} from '../../../host/report/src/data/numbers.js';
 import {Timeline} from '../../../host/report/src/timeline.js';
 import {verdictText} from '../../../host/report/src/verdict.js';
@@ -89,8 +88,4 @@ test('numbers as text do not grow long, ticks differ', () => {
   assert.deepEqual(tickTexts([1e6, 1.00001e6]), ['1.00000e6', '1.00001e6']);
   for (const value of [0.1, 1 / 3, 1e-45, 3.4e38]) assert.equal(Math.fround(single(Math.fround(value))), Math.fround(value));
   assert.equal(single(Math.fround(0.1)), '0.1');
-});
-
-test('the hull of points has only its corners', () => {
-  assert.deepEqual(hull([[0, 0], [1, 0], [0.5, 0.2], [1, 1], [0.5, 0], [0, 1]]), [[0, 0], [1, 0], [1, 1], [0, 1]]);
 });
