@@ -11,7 +11,7 @@ import {visible, whole} from './data/numbers.js';
 import {addFigure} from './figure/figure.js';
 import {addLink} from './link.js';
 import {addPeaks} from './peaks.js';
-import {Value, watch} from './state.js';
+import {Value} from './state.js';
 import {Timeline} from './timeline.js';
 import {addTopView} from './topview.js';
 import {addExceeded, addGaps, addStanding, addVerdicts} from './verdict.js';
@@ -47,7 +47,6 @@ function addFold({motion, folds}) {
   parts.fold.closest('label').hidden = count === 0;
   parts['fold-count'].textContent = `show ${count} joint${count === 1 ? '' : 's'} below 1 % of the largest torque`;
   parts.fold.addEventListener('change', () => folds.value = !parts.fold.checked);
-  watch([folds], () => document.body.classList.toggle('folds', folds.value));
 }
 
 function show(motion) {

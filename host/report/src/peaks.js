@@ -53,8 +53,6 @@ export function addPeaks({'peaks-head': head, 'peaks-body': body}, {motion, time
       'th', {scope: 'col'}, button({'aria-label': `Sort by ${column.label}`}, () => sort(column), column.name))));
   sort(shown[1]);
 
-  watch([selected], () => rows.forEach((row, j) => {
-    row.classList.toggle('selected', j === selected.value);
-    row.querySelector('button').setAttribute('aria-pressed', j === selected.value);
-  }));
+  watch([selected], () => rows.forEach(
+      (row, j) => row.querySelector('button').setAttribute('aria-pressed', j === selected.value)));
 }

@@ -147,7 +147,7 @@ class Figure {
 
 // Keys of the figure while it has the focus; the page's own for the time then rest.
 function addKeys(canvas, controls) {
-  const keys = {
+  onKeys(canvas, {
     ArrowLeft: () => controls.rotateLeft(turn),
     ArrowRight: () => controls.rotateLeft(-turn),
     ArrowUp: () => controls.rotateUp(turn),
@@ -155,8 +155,7 @@ function addKeys(canvas, controls) {
     '+': () => controls.dollyIn(closer),
     '=': () => controls.dollyIn(closer),
     '-': () => controls.dollyOut(closer),
-  };
-  onKeys(canvas, keys);
+  });
   // The pointer turns it without the focus, so that arrows go on to step through time.
   canvas.addEventListener('mousedown', (event) => event.preventDefault());
 }
