@@ -191,7 +191,8 @@ onPage('a question mark lists the keys, which rest meanwhile', {}, async (page) 
   assert.ok(!await list.isVisible());
 });
 
-onPage('the address has the time that is shown, and leads to it', {reducedMotion: 'no-preference'}, async (page) => {
+onPage('motion begins by itself; the address has the time shown, and leads to it', {reducedMotion: 'no-preference'}, async (page) => {
+  await page.waitForFunction(() => document.querySelector('#slider').value > 5);
   await setSlider(page, 137);
   await page.waitForFunction((t) => location.hash === `#t=${t}`, wave.columns.time[137]);
   await page.evaluate((t) => location.hash = `#t=${t}`, wave.columns.time[300] + 0.001);
@@ -280,8 +281,4 @@ onPage('the table has the peaks, and takes figure and curves to them', {}, async
   }
   await page.getByRole('button', {name: 'Sort by Joint'}).click();
   assert.deepEqual(await rows(), joints().sort());
-});
-
-onPage('motion begins by itself', {reducedMotion: 'no-preference'}, async (page) => {
-  await page.waitForFunction(() => document.querySelector('#slider').value > 5);
 });

@@ -24,8 +24,7 @@ export async function plot(page, limb) {
 export function sampleAt({x, width}, at) {
   const {time} = wave.columns;
   const t = time[0] + ((at - x) / width) * (time[last()] - time[0]);
-  const distances = time.map((one) => Math.abs(one - t));
-  return distances.indexOf(Math.min(...distances));
+  return pages.nearest(time, t);
 }
 
 // Curves and numbers show `sample`, the slider and the clock are at `here`.

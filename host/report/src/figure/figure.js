@@ -52,7 +52,7 @@ class Figure {
     // Letters over the canvas, at the feet.
     this.letters = motion.limbs.filter(({side, height}) => side !== 'middle' && height <= 0).map(({side, bodies}) => ({
       columns: motion.bodies[bodies.at(-1)].com,
-      node: place.appendChild(element('span', {class: `badge letter ${side}`}, side[0].toUpperCase())),
+      node: place.appendChild(element('span', {class: `badge letter ${side}`, style: inColour(`side-${side}`)}, side[0].toUpperCase())),
     }));
     this.scene = new Scene();
     const lamp = new DirectionalLight(0xffffff, 1.6);
