@@ -7,7 +7,6 @@
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
@@ -48,9 +47,7 @@ std::string script_text(const nlohmann::json& data) {
 
 void report(const ReportOptions& options) {
   Outputs outputs = outputs_beside(default_module());
-  std::vector<std::filesystem::path> inputs{options.results};
-  if (options.other) inputs.push_back(*options.other);
-  for (const std::filesystem::path& results : inputs) {
+  for (const std::filesystem::path& results : {options.results, options.other.value_or(options.results)}) {
     outputs.keep(results, "the results");
     outputs.keep(description_path(results), "the description of the results");
   }

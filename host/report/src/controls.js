@@ -15,7 +15,6 @@ export function addControls({timeline, view}, {play, back, forward, slider, cloc
     clock.textContent = `${now} / ${seconds(timeline.last)} s`;
   });
   watch([timeline.playing], () => {
-    play.classList.toggle('playing', timeline.playing.value);
     play.setAttribute('aria-label', timeline.playing.value ? 'Pause' : 'Play');
   });
   play.addEventListener('click', () => timeline.toggle());

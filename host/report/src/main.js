@@ -8,11 +8,10 @@ import {addComCharts, addGroundCharts, addJointCharts, addTorquePanels} from './
 import {View} from './curves/view.js';
 import {readMotion} from './data/motion.js';
 import {visible, whole} from './data/numbers.js';
-import {element} from './dom.js';
 import {addFigure} from './figure/figure.js';
 import {addLink} from './link.js';
 import {addPeaks} from './peaks.js';
-import {Value, watch} from './state.js';
+import {Value} from './state.js';
 import {Timeline} from './timeline.js';
 import {addTopView} from './topview.js';
 import {addExceeded, addGaps, addStanding, addVerdicts} from './verdict.js';
@@ -23,22 +22,20 @@ const parts = Object.fromEntries([...document.querySelectorAll('[id]')].map((par
 function showFacts({runs, other, time, origin, samples, shown, stride, joints, bodies, mass, floor, ground}) {
   const name = other ? runs.map(({file}, i) => `${'AB'[i]} ${visible(file)}`).join(', ') : visible(runs[0].file);
   document.title = `${name} – motion report`;
-  parts.file.textContent = name;
-  const facts = {
-    Duration: `${(time.at(-1) - time[0]).toFixed(3)} s`,
-    ...(origin === 0 ? {} : {'Times from': `${origin} s`}),
-    Samples: shown === samples ? samples : `${whole(shown)} of ${whole(samples)} shown`,
-    Robot: `${bodies.length} bodies, ${joints.length} joints`,
-    'Total mass': `${mass.toFixed(3)} kg`,
-  };
-  parts.facts.append(...Object.entries(facts).map(
-      ([name, value]) => element('div', {}, element('dt', {}, name), element('dd', {}, String(value)))));
-  parts.ground.textContent = floor.text;
-  if (shown < samples) {
-    parts.between.textContent =
+  const texts = {
+    file: name,
+    duration: `${(time.at(-1) - time[0]).toFixed(3)} s`,
+    origin: `${origin} s`,
+    samples: shown === samples ? samples : `${whole(shown)} of ${whole(samples)} shown`,
+    robot: `${bodies.length} bodies, ${joints.length} joints`,
+    mass: `${mass.toFixed(3)} kg`,
+    ground: floor.text,
+    between: shown === samples ? '' :
         `Shows ${whole(shown)} of ${whole(samples)} samples: one in ${stride}, and those of the peaks. Curves are drawn
-         through the lowest and the highest values of all.`;
-  }
+         through the lowest and the highest values of all.`,
+  };
+  for (const [id, text] of Object.entries(texts)) parts[id].textContent = text;
+  parts.origin.parentElement.hidden = origin === 0;
   for (const part of document.querySelectorAll('.stands, .held')) part.hidden = part.matches('.stands') !== Boolean(ground);
   parts.ghost.hidden = !other;
   parts.applied.hidden = !bodies.some(({applied_force}) => applied_force);
@@ -50,7 +47,6 @@ function addFold({motion, folds}) {
   parts.fold.closest('label').hidden = count === 0;
   parts['fold-count'].textContent = `show ${count} joint${count === 1 ? '' : 's'} below 1 % of the largest torque`;
   parts.fold.addEventListener('change', () => folds.value = !parts.fold.checked);
-  watch([folds], () => document.body.classList.toggle('folds', folds.value));
 }
 
 function show(motion) {

@@ -8,15 +8,15 @@ const stem = ({file}) => visible(file).replace(/(-results)?\.csv$/, '');
 
 // The columns of the table: `of` returns what a joint has there, which is sorted upwards first if `first` is 1.
 function columnsOf({runs: [a, b]}) {
-  const number = (name, label, of, more) => ({name, label, of, show: text, first: -1, class: 'number', ...more});
+  const number = (name, label, of, more) => ({name, label, of, show: text, first: -1, class: '', ...more});
   const joint = {name: 'Joint', label: 'Joint', of: ({name}) => name, first: 1, class: ''};
   const peakOf = ({peak}) => peak;
   const label = 'peak torque in N m';
   if (b) {
     return [joint, number(`A ${stem(a)}`, label, peakOf), number(`B ${stem(b)}`, 'peak torque of B in N m', ({other}) => other.peak),
-            number('B − A', 'difference of the peaks in N m', ({peak, other}) => other.peak - peak, {show: signed, class: 'number difference'})];
+            number('B − A', 'difference of the peaks in N m', ({peak, other}) => other.peak - peak, {show: signed, class: 'difference'})];
   }
-  return [joint, number('N m', label, peakOf, {class: 'number peak'}),
+  return [joint, number('N m', label, peakOf, {class: 'peak'}),
           number('at s', 'time of the peak in s', ({at}) => at, {show: (s) => s.toFixed(3), first: 1})];
 }
 
@@ -50,11 +50,9 @@ export function addPeaks({'peaks-head': head, 'peaks-body': body}, {motion, time
     [...head.children].forEach((cell, i) => cell.ariaSort = shown[i] === sorted ? state : 'none');
   };
   head.append(...shown.map((column) => element(
-      'th', {scope: 'col', class: column.class}, button({'aria-label': `Sort by ${column.label}`}, () => sort(column), column.name))));
+      'th', {scope: 'col'}, button({'aria-label': `Sort by ${column.label}`}, () => sort(column), column.name))));
   sort(shown[1]);
 
-  watch([selected], () => rows.forEach((row, j) => {
-    row.classList.toggle('selected', j === selected.value);
-    row.querySelector('button').setAttribute('aria-pressed', j === selected.value);
-  }));
+  watch([selected], () => rows.forEach(
+      (row, j) => row.querySelector('button').setAttribute('aria-pressed', j === selected.value)));
 }

@@ -43,17 +43,19 @@ export function addTopView({'top-view': panel, picture, above, letters, scale}, 
   const {follows, centre, half} = boundsOf(motion);
   const polygon = shape('polygon', {class: 'support', style: inColour('support')});
   // The places where each sole touched down.
+  const styleOf = ({body}) => inColour(`side-${bodies[body].side}`);
   const prints = ground.soles.flatMap((sole) => sole.spans.map(({first}) => shape(
-      'polygon', {class: `print ${bodies[sole.body].side}`, points: pointsOf(cornersAt(motion, sole, first))})));
-  const soles = ground.soles.map(({name, body}) => {
-    const {side} = bodies[body];
+      'polygon', {class: 'print', style: styleOf(sole), points: pointsOf(cornersAt(motion, sole, first))})));
+  const soles = ground.soles.map((sole) => {
+    const {side} = bodies[sole.body];
+    const style = styleOf(sole);
     const parts = {
       outline: shape('polygon', {class: 'sole'}),
       arrow: shape('line', {class: 'shear'}),
       dot: shape('circle', {class: 'pressure', r: 0.004}),
     };
-    const letter = shape('text', {class: side}, side === 'middle' ? '' : side[0].toUpperCase());
-    return {...parts, letter, all: shape('g', {class: side, 'data-sole': name}, ...Object.values(parts))};
+    const letter = shape('text', {style}, side === 'middle' ? '' : side[0].toUpperCase());
+    return {...parts, letter, all: shape('g', {style}, ...Object.values(parts))};
   });
   const points = [[com, 'com', 0.008], [ground.zmp, 'zmp', 0.004]].map(([columns, kind, r]) => ({
     columns,

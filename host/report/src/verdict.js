@@ -87,12 +87,10 @@ function intervals(run, {timeline}) {
 function table({heading, columns, rows}, run, {timeline}) {
   const at = ({value, time}) =>
       button({title: `at ${seconds(time - run.origin)}`}, () => timeline.goToTime(time - run.origin, run), value);
-  const number = (name, attributes, child) => element(name, {class: 'number', ...attributes}, child);
   return element('table', {},
-      element('thead', {}, element('tr', {}, element('th', {scope: 'col'}, heading),
-                                   ...columns.map((column) => number('th', {scope: 'col'}, column)))),
+      element('thead', {}, element('tr', {}, ...[heading, ...columns].map((name) => element('th', {scope: 'col'}, name)))),
       element('tbody', {}, ...rows.map(({words, cells}) => element(
-          'tr', {}, element('th', {scope: 'row'}, words), ...cells.map((cell) => number('td', {}, cell ? at(cell) : '–'))))));
+          'tr', {}, element('th', {scope: 'row'}, words), ...cells.map((cell) => element('td', {}, cell ? at(cell) : '–'))))));
 }
 
 // The verdict, intervals and margins of each run on the ground.

@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import {drawn} from './browser.mjs';
 import {fast} from './fast.mjs';
-import {expectWidth, near, onPageOf, show} from './pages.mjs';
+import {expectWidth, near, nearest, onPageOf, show} from './pages.mjs';
 import {Report} from './report.mjs';
 
 const squat = Report.of('squat');
@@ -26,7 +26,6 @@ onPageOf(both)('two runs: both verdicts and figures, one time line, values of bo
                  `${d < 0 ? '−' : '+'}${Math.abs(d).toFixed(4)}`);
   }
   const value = () => page.locator('.entry[data-joint=LKneePitch] .value').textContent();
-  const nearest = (times, t) => times.reduce((best, one, i) => Math.abs(one - t) < Math.abs(times[best] - t) ? i : best, 0);
   // Values and figures of both runs at a time; A stays where it ends.
   const expect = async (t, shift) => {
     const [i, j] = [nearest(a.time, t), nearest(b.time, t - shift)];

@@ -1,15 +1,10 @@
 // Runs in the page: the texts that are hard to read, by the contrast of WCAG 2 with what is painted behind them, and the
 // curves that are hard to see.
 export function faint() {
-  const canvas = document.createElement('canvas').getContext('2d', {willReadFrequently: true});
-  const rgba = (colour) => {
-    canvas.clearRect(0, 0, 1, 1);
-    canvas.fillStyle = colour;
-    canvas.fillRect(0, 0, 1, 1);
-    return canvas.getImageData(0, 0, 1, 1).data;
-  };
+  // Computed colours are rgb(R, G, B) or rgba(R, G, B, A).
+  const rgba = (colour) => colour.match(/^rgba?\((.*)\)$/)[1].split(',').map(Number);
   const luminance = (colour) => {
-    const [r, g, b] = [...rgba(colour)].map((v) => v / 255).map((v) => v <= 0.04045 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4);
+    const [r, g, b] = rgba(colour).map((v) => v / 255).map((v) => v <= 0.04045 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4);
     return 0.2126 * r + 0.7152 * g + 0.0722 * b;
   };
   const contrast = (a, b) => {
@@ -19,9 +14,9 @@ export function faint() {
   const behind = (element) => {
     for (let e = element; e; e = e.parentElement) {
       const {backgroundColor} = getComputedStyle(e);
-      if (rgba(backgroundColor)[3] === 255) return backgroundColor;
+      if (rgba(backgroundColor).length === 3) return backgroundColor;
     }
-    return 'white';
+    return 'rgb(255, 255, 255)';
   };
 
   const found = [];
@@ -37,15 +32,11 @@ export function faint() {
     check(element.textContent.trim().slice(0, 30), getComputedStyle(element).color, behind(element), 4.5);
   }
   const probe = document.body.appendChild(document.createElement('i'));
-  const colour = (name) => {
+  const drawn = [...Array.from({length: 6}, (_, i) => [`curve-${i}`, '.panel', 3]), ['muted', '.panel', 4.5], ['com', '.stage', 3]];
+  for (const [name, place, least] of drawn) {
     probe.style.color = `var(--${name})`;
-    return getComputedStyle(probe).color;
-  };
-  const panel = behind(document.querySelector('.panel'));
-  const stage = behind(document.querySelector('.stage'));
-  for (let i = 0; i < 6; ++i) check(`curve ${i}`, colour(`curve-${i}`), panel, 3);
-  check('axes', colour('muted'), panel, 4.5);
-  check('centre of mass', colour('com'), stage, 3);
+    check(name, getComputedStyle(probe).color, behind(document.querySelector(place)), least);
+  }
   probe.remove();
   return {texts, found};
 }

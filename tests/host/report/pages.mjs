@@ -23,3 +23,4 @@ export const near = (a, b, tolerance, what) => {
 };
 export const expectWidth = async (page, width) =>
     assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), width);
+export const nearest = (times, t) => times.reduce((best, one, i) => Math.abs(one - t) < Math.abs(times[best] - t) ? i : best, 0);

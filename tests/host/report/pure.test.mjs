@@ -4,8 +4,8 @@ import {test} from 'node:test';
 import {timeIn} from '../../../host/report/src/link.js';
 import {reading} from '../../../host/report/src/curves/reading.js';
 import {View} from '../../../host/report/src/curves/view.js';
-import {hull} from '../../../host/report/src/data/contact.js';
-import {nearestSample, sampleBefore, single, text, three, tickTexts} from '../../../host/report/src/data/numbers.js';
+import {findLimbs} from '../../../host/report/src/data/limbs.js';
+import {nearestSample, sampleBefore, single, spansOf, text, three, tickTexts} from '../../../host/report/src/data/numbers.js';
 import {Timeline} from '../../../host/report/src/timeline.js';
 import {verdictText} from '../../../host/report/src/verdict.js';
 
@@ -91,6 +91,13 @@ test('numbers as text do not grow long, ticks differ', () => {
   assert.equal(single(Math.fround(0.1)), '0.1');
 });
 
-test('the hull of points has only its corners', () => {
-  assert.deepEqual(hull([[0, 0], [1, 0], [0.5, 0.2], [1, 1], [0.5, 0], [0, 1]]), [[0, 0], [1, 0], [1, 1], [0, 1]]);
+test('spans are of samples one after the other', () => {
+  assert.deepEqual(spansOf([0, 1, 1, 0, 1], 1), [{first: 1, last: 2}, {first: 4, last: 4}]);
+});
+
+test('limbs are those of the tree, from the top down and left before right', () => {
+  const body = (parent, ...rest) => ({parent, rest});
+  const bodies = [body(-1, 0, 0, 0), body(0, 0, -0.1, -0.1), body(1, 0, -0.1, -0.3), body(0, 0, 0.1, -0.1), body(0, 0, 0, 0.2)];
+  const limbs = findLimbs(bodies, [1, 2, 3, 4].map((body) => ({body}))).map(({name, side, joints}) => [name, side, joints]);
+  assert.deepEqual(limbs, [['Head', 'middle', [3]], ['Left leg', 'left', [2]], ['Right leg', 'right', [0, 1]]]);
 });

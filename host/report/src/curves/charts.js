@@ -51,8 +51,7 @@ function drawOther({ctx, bbox: {left, top, width, height}, valToPos}, curves, ti
   ctx.clip();
   ctx.setLineDash([5, 3].map((length) => length * devicePixelRatio));
   ctx.lineWidth = 1.2 * devicePixelRatio;
-  for (const {other, colour: name} of curves) {
-    if (!other) continue;
+  for (const {other, colour: name} of curves.filter(({other}) => other)) {
     ctx.beginPath();
     other.drawn.forEach((value, i) => ctx.lineTo(valToPos(times[i] + shift, 'x', true), valToPos(value, 'y', true)));
     ctx.strokeStyle = colour(name);

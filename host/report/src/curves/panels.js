@@ -47,7 +47,7 @@ export function addTorquePanels(place, same_scale, page) {
     });
     const small = joints.map((j) => motion.joints[j].small);
     const fold = (is_small) => is_small ? 'small' : '';
-    const badge = side === 'middle' ? [] : [element('b', {class: `badge ${side}`, 'aria-hidden': true}, side[0].toUpperCase())];
+    const badge = side === 'middle' ? [] : [element('b', {class: 'badge', style: inColour(`side-${side}`), 'aria-hidden': true}, side[0].toUpperCase())];
     const {chart, parts} = makeChart(page, `Torques of ${limb}`, [...badge, limb], {
       height: side === 'middle' ? 96 : 134,
       curves,

@@ -9,21 +9,16 @@ function save(blob, name) {
   setTimeout(() => URL.revokeObjectURL(address), 1000);
 }
 
-// The rows of a run in a span of its times; `run` is what they begin with.
-function rows({time, origin}, curves, [low, high], run) {
-  return [...time.keys()].filter((sample) => time[sample] >= low && time[sample] <= high).map(
-      (sample) => [...run, origin + time[sample], ...curves.map((curve) => curve ? single(curve.values[sample]) : '')]);
-}
-
-// If there are two runs, each row names its run. Times are those of its own file.
-export function csvOf({motion, timeline, view}, curves) {
-  const span = view.span.value;
-  const all = [['time', ...curves.map(({name}) => name)], ...rows(motion, curves, span, motion.other ? ['A'] : [])];
-  if (motion.other) {
-    all[0].unshift('run');
-    all.push(...rows(motion.other, curves.map(({other}) => other), span.map((t) => t - timeline.shift.value), ['B']));
-  }
-  return all.map((row) => `${row.join(',')}\n`).join('');
+// The numbers in view. If there are two runs, each row names its run. Times are those of its own file.
+export function csvOf({motion: {runs}, timeline, view}, curves) {
+  const named = (name) => runs.length > 1 ? [name] : [];
+  const rows = runs.flatMap((run, i) => {
+    const [low, high] = view.span.value.map((t) => t - timeline.shiftOf(run));
+    const own = curves.map((curve) => i === 0 ? curve : curve.other);
+    return [...run.time.keys()].filter((sample) => run.time[sample] >= low && run.time[sample] <= high).map(
+        (sample) => [...named('AB'[i]), run.origin + run.time[sample], ...own.map((curve) => curve ? single(curve.values[sample]) : '')]);
+  });
+  return [[...named('run'), 'time', ...curves.map(({name}) => name)], ...rows].map((row) => `${row.join(',')}\n`).join('');
 }
 
 const line = 20;  // px

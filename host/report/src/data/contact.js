@@ -1,33 +1,15 @@
 // Soles on the ground at a sample: where their corners are, and what they span.
-
-// The spans of samples at which `flags` have the value, each with its `first` and `last`.
-export function spansOf(flags, value) {
-  const spans = [];
-  flags.forEach((flag, sample) => {
-    if (flag !== value) return;
-    const before = spans[spans.length - 1];
-    if (before?.last === sample - 1) before.last = sample;
-    else spans.push({first: sample, last: sample});
-  });
-  return spans;
-}
-
-// The quaternion (w, v) turns c into c + 2 w (v x c) + 2 v x (v x c).
-const cross = ([a, b, c], [x, y, z]) => [b * z - c * y, c * x - a * z, a * y - b * x];
-function turned([w, ...v], corner) {
-  const once = cross(v, corner).map((u) => 2 * u);
-  const twice = cross(v, once);
-  return corner.map((c, i) => c + w * once[i] + twice[i]);
-}
+import {Quaternion, Vector3} from 'three';
 
 // The corners of a sole in the world.
 export function cornersAt({bodies}, {body, corners, orientation}, sample) {
-  const q = orientation.map((column) => column[sample]);
-  return corners.map((corner) => turned(q, corner).map((c, axis) => c + bodies[body].origin[axis][sample]));
+  const [w, x, y, z] = orientation.map((column) => column[sample]);
+  const origin = new Vector3(...bodies[body].origin.map((column) => column[sample]));
+  return corners.map((corner) => new Vector3(...corner).applyQuaternion(new Quaternion(x, y, z, w)).add(origin).toArray());
 }
 
 // The convex hull of points (x, y), counter-clockwise. A. M. Andrew's chains: one below, one above.
-export function hull(points) {
+function hull(points) {
   const sorted = [...points].sort(([ax, ay], [bx, by]) => ax - bx || ay - by);
   const left = ([ax, ay], [bx, by], [cx, cy]) => (bx - ax) * (cy - ay) - (by - ay) * (cx - ax) > 0;
   const chain = (all) => {

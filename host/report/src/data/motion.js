@@ -1,8 +1,7 @@
 // The data of the page, which `korvel-host report` has written into it, and what follows from them.
 import {unpack} from './columns.js';
-import {spansOf} from './contact.js';
 import {findLimbs} from './limbs.js';
-import {extent, nearestSample, text} from './numbers.js';
+import {extent, nearestSample, spansOf, text} from './numbers.js';
 
 const far_from_zero = 1e4;  // s: times of clocks, not of motions
 const small = 0.01;         // joints below this share of the largest torque are folded away

@@ -33,11 +33,8 @@ export function tickTexts(values) {
 
 // A number of single precision with as few digits as give it back.
 export function single(value) {
-  for (let digits = 6; digits < 9; ++digits) {
-    const shorter = Number(value.toPrecision(digits));
-    if (Math.fround(shorter) === value) return String(shorter);
-  }
-  return String(Number(value.toPrecision(9)));
+  const texts = [6, 7, 8, 9].map((digits) => Number(value.toPrecision(digits)));
+  return String(texts.find((shorter) => Math.fround(shorter) === value) ?? value);
 }
 
 // The lowest and the highest number of some columns.
@@ -51,6 +48,18 @@ export function extent(columns) {
     }
   }
   return [low, high];
+}
+
+// The spans of samples at which `flags` have the value, each with its `first` and `last`.
+export function spansOf(flags, value) {
+  const spans = [];
+  flags.forEach((flag, sample) => {
+    if (flag !== value) return;
+    const before = spans[spans.length - 1];
+    if (before?.last === sample - 1) before.last = sample;
+    else spans.push({first: sample, last: sample});
+  });
+  return spans;
 }
 
 // The last of increasing times that is not later than `time`, or the first.

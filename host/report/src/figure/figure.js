@@ -52,7 +52,7 @@ class Figure {
     // Letters over the canvas, at the feet.
     this.letters = motion.limbs.filter(({side, height}) => side !== 'middle' && height <= 0).map(({side, bodies}) => ({
       columns: motion.bodies[bodies.at(-1)].com,
-      node: place.appendChild(element('span', {class: `badge letter ${side}`}, side[0].toUpperCase())),
+      node: place.appendChild(element('span', {class: `badge letter ${side}`, style: inColour(`side-${side}`)}, side[0].toUpperCase())),
     }));
     this.scene = new Scene();
     const lamp = new DirectionalLight(0xffffff, 1.6);
@@ -147,7 +147,7 @@ class Figure {
 
 // Keys of the figure while it has the focus; the page's own for the time then rest.
 function addKeys(canvas, controls) {
-  const keys = {
+  onKeys(canvas, {
     ArrowLeft: () => controls.rotateLeft(turn),
     ArrowRight: () => controls.rotateLeft(-turn),
     ArrowUp: () => controls.rotateUp(turn),
@@ -155,8 +155,7 @@ function addKeys(canvas, controls) {
     '+': () => controls.dollyIn(closer),
     '=': () => controls.dollyIn(closer),
     '-': () => controls.dollyOut(closer),
-  };
-  onKeys(canvas, keys);
+  });
   // The pointer turns it without the focus, so that arrows go on to step through time.
   canvas.addEventListener('mousedown', (event) => event.preventDefault());
 }
