@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -54,22 +55,21 @@ struct Shown {
   std::vector<Column> others;
 };
 
-void add(std::vector<Column>& columns, const Quantity& quantity, const std::string& owner = {}) {
-  const bool is_flag = &quantity == &quantities::contact || &quantity == &quantities::feasible;
-  for (const std::string& name : columns_of(quantity, owner)) columns.push_back({name, is_flag});
+void add(std::vector<Column>& columns, const std::string& owner, std::initializer_list<const Quantity*> all) {
+  for (const Quantity* quantity : all) {
+    const bool is_flag = quantity == &quantities::contact || quantity == &quantities::feasible;
+    for (const std::string& name : columns_of(*quantity, owner)) columns.push_back({name, is_flag});
+  }
 }
 
 void add_ground(const Json& run, Shown& shown) {
   for (const Json& sole : run.at("ground").at("soles")) {
     const std::string name = run.at("bodies").at(sole.at("body").get<std::size_t>()).at("name");
-    add(shown.curves, quantities::force, name);
-    for (const Quantity* quantity : {&quantities::contact, &quantities::pressure, &quantities::orientation}) {
-      add(shown.others, *quantity, name);
-    }
+    add(shown.curves, name, {&quantities::force});
+    add(shown.others, name, {&quantities::contact, &quantities::pressure, &quantities::orientation});
   }
-  add(shown.curves, quantities::margin);
-  add(shown.curves, quantities::feasible);
-  add(shown.others, quantities::zero_moment_point);
+  add(shown.curves, {}, {&quantities::margin, &quantities::feasible});
+  add(shown.others, {}, {&quantities::zero_moment_point});
 }
 
 void add_bodies(const Json& bodies, const Names& header, Shown& shown) {
@@ -81,22 +81,21 @@ void add_bodies(const Json& bodies, const Names& header, Shown& shown) {
     if (parent != -1) ends.at(place) = false;  // Throws at a parent that does not stand before the body.
     ends.push_back(true);
     // If a body turns about the same point as its parent, the page has that point once.
-    if (parent == -1 || bodies.at(place).at("rest") != body.at("rest")) add(shown.others, quantities::origin, name);
+    if (parent == -1 || bodies.at(place).at("rest") != body.at("rest")) add(shown.others, name, {&quantities::origin});
     const Names applied = columns_of(quantities::applied_force, name);
-    if (index_in(header, applied.front())) add(shown.others, quantities::applied_force, name);
+    if (index_in(header, applied.front())) add(shown.others, name, {&quantities::applied_force});
   }
   for (std::size_t b = 0; b < bodies.size(); ++b) {
-    if (ends.at(b)) add(shown.others, quantities::body_com, bodies.at(b).at("name"));
+    if (ends.at(b)) add(shown.others, bodies.at(b).at("name"), {&quantities::body_com});
   }
 }
 
 Shown shown_columns(const Json& run, const Names& header) {
   Shown shown;
-  add(shown.curves, quantities::com);
+  add(shown.curves, {}, {&quantities::com});
   for (const Json& joint : run.at("joints")) {
-    for (const Quantity* quantity : {&quantities::torque, &quantities::angle, &quantities::speed, &quantities::power}) {
-      add(shown.curves, *quantity, joint.at("name"));
-    }
+    add(shown.curves, joint.at("name"),
+        {&quantities::torque, &quantities::angle, &quantities::speed, &quantities::power});
   }
   if (run.contains("ground")) add_ground(run, shown);
   add_bodies(run.at("bodies"), header, shown);

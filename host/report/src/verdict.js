@@ -75,14 +75,12 @@ export function addExceeded(place, {motion, timeline, joint: selected}) {
   })));
 }
 
-function intervals(run, {timeline}) {
-  return listOf(run.ground.summary.cannot_stand, ({from, to, text, missing}) => {
-    const [first, last, worst] = [from, to, missing.time].map((time) => time - run.origin);
-    const words = `${first.toFixed(3)} to ${seconds(last)}  ${text}; ${
-        (100 * missing.value).toFixed(1)} % of the weight unsupported at ${seconds(worst)}`;
-    return [button({}, () => timeline.goToTime(worst, run), words)];
-  });
-}
+const intervals = (run, {timeline}) => listOf(run.ground.summary.cannot_stand, ({from, to, text, missing}) => {
+  const [first, last, worst] = [from, to, missing.time].map((time) => time - run.origin);
+  const words = `${first.toFixed(3)} to ${seconds(last)}  ${text}; ${
+      (100 * missing.value).toFixed(1)} % of the weight unsupported at ${seconds(worst)}`;
+  return [button({}, () => timeline.goToTime(worst, run), words)];
+});
 
 function table({heading, columns, rows}, run, {timeline}) {
   const at = ({value, time}) =>
