@@ -94,8 +94,7 @@ Shown shown_columns(const Json& run, const Names& header) {
   Shown shown;
   add(shown.curves, {}, {&quantities::com});
   for (const Json& joint : run.at("joints")) {
-    add(shown.curves, joint.at("name"),
-        {&quantities::torque, &quantities::angle, &quantities::speed, &quantities::power});
+    add(shown.curves, joint.at("name"), {&quantities::torque, &quantities::angle, &quantities::speed});
   }
   if (run.contains("ground")) add_ground(run, shown);
   add_bodies(run.at("bodies"), header, shown);

@@ -62,6 +62,13 @@ async function readColumns({columns, curves, others, stride, time}) {
   };
 }
 
+// Torque times speed, in single precision as in the file. Between the samples that the page has it is not known.
+function powerOf({name, torque, speed}) {
+  const values = torque.values.map((value, sample) => value * speed.values[sample]);
+  const series = torque.drawn.length / values.length;
+  return {name: `${name}_power`, values, drawn: drawn(Float32Array, ...Array(series).fill(values))};
+}
+
 // A run. Times and values are typed arrays, a number for each sample that the page has.
 async function readRun(data) {
   const {curves, others} = await readColumns(data);
@@ -73,7 +80,9 @@ async function readRun(data) {
   Object.assign(data, {origin, time, curves, shown: time.length, drawnTime: drawnTime(time, stride)});
   data.com = axes.map((axis) => curves.get(`com_${axis}`).values);
   for (const joint of joints) {
-    for (const kind of Object.keys(kinds)) joint[kind] = curves.get(`${joint.name}_${kind}`);
+    for (const kind of ['torque', 'angle', 'speed']) joint[kind] = curves.get(`${joint.name}_${kind}`);
+    joint.power = powerOf(joint);
+    curves.set(joint.power.name, joint.power);
     joint.peakSample = peakOf(joint.torque.values);
     joint.peak = Math.abs(joint.torque.values[joint.peakSample]) || 0;
     const limits = data.limits?.uses.filter((use) => use.joint === joint.name) ?? [];
