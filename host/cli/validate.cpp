@@ -46,14 +46,13 @@ int level_of(const ValidateOptions& options) { return options.level.value_or(opt
 Checks chosen(const ValidateOptions& options) {
   // Expressions of this library match in linear time and bounded memory, or are refused.
   const re2::RE2 only(options.only, re2::RE2::Quiet);
-  if (!only.ok()) throw Error(fmt::format("--only '{}': {}", options.only, only.error()));
+  if (!only.ok()) throw Error("--only '{}': {}", options.only, only.error());
   Checks checks;
   for (Check& check : validate::all_checks()) {
     if (check.level <= level_of(options) && re2::RE2::PartialMatch(check.id, only)) checks.push_back(std::move(check));
   }
   if (checks.empty()) {
-    throw Error(
-        fmt::format("no check up to level {} matches '{}'; --list has them all", level_of(options), options.only));
+    throw Error("no check up to level {} matches '{}'; --list has them all", level_of(options), options.only);
   }
   return checks;
 }

@@ -41,7 +41,7 @@ std::vector<JointLimits> read_limits(const std::filesystem::path& path, const st
       path, "joint", [&](const CsvRow& header) { places = places_of_columns(path, header, columns); }, add_joint);
   const auto has_limit = [](const JointLimits& of_joint) { return of_joint != JointLimits{}; };
   if (std::none_of(limits.begin(), limits.end(), has_limit)) {
-    throw Error(fmt::format("{}: expected a limit of a joint, found only empty fields", path.string()));
+    throw Error("{}: expected a limit of a joint, found only empty fields", path.string());
   }
   return limits;
 }

@@ -35,8 +35,12 @@ void read_csv(const std::filesystem::path& path, const std::function<void(const 
 void read_table(const std::filesystem::path& path, std::string_view row,
                 const std::function<void(const CsvRow&)>& on_header, const std::function<void(const CsvRow&)>& on_row);
 
-/// The error "path:line: text".
-Error error_at(const std::filesystem::path& path, std::size_t line, std::string_view text);
+/// The error "path:line: text". The text is put together as fmt::format does.
+template <typename... Parts>
+Error error_at(const std::filesystem::path& path, std::size_t line, fmt::format_string<const Parts&...> words,
+               const Parts&... parts) {
+  return Error("{}:{}: {}", path.string(), line, fmt::format(words, parts...));
+}
 
 /// Throws Error if two fields of a header are the same.
 void check_names_differ(const std::filesystem::path& path, const CsvRow& header);
