@@ -12,7 +12,6 @@
 #include <optional>
 #include <random>
 #include <system_error>
-#include <utility>
 
 namespace korvel::host {
 

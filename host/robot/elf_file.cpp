@@ -5,7 +5,6 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
-#include <string>
 
 #include "motion/csv/error.h"
 

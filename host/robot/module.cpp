@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <string>
-#include <string_view>
 #include <system_error>
 
 #include "host/robot/elf_file.h"

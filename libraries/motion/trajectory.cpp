@@ -1,7 +1,6 @@
 #include "motion/trajectory.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "motion/csv/csv_reader.h"

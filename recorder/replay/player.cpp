@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "host/robot/module.h"
 #include "host/robot/robot.h"
 #include "motion/csv/printable.h"
 #include "recorder/format/denormals.h"

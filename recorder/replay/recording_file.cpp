@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstring>
-#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <queue>
