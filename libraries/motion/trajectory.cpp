@@ -45,7 +45,7 @@ Trajectory::Trajectory(Motion motion, double penalty)
 }
 
 Error Trajectory::error_at_sample(Eigen::Index sample, std::string_view text) const {
-  return error_at(motion_.file, motion_.lines.at(static_cast<std::size_t>(sample)), "{}", text);
+  return error_at(motion_.file, motion_.lines.at(static_cast<std::size_t>(sample)), std::string(text));
 }
 
 Trajectory::Piece Trajectory::piece(Eigen::Index first, Eigen::Index last) const {
