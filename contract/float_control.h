@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cfenv>
 #include <cstdint>
 
 #if defined(__x86_64__)
@@ -10,8 +9,7 @@
 namespace korvel {
 
 /// The control register of this thread's floating-point arithmetic: rounding, traps, and the two bits by which denormal
-/// results and denormal inputs are taken for zero. Where no register is known, the first is the direction of
-/// rounding alone and cannot be set, and the bits are 0.
+/// results and denormal inputs are taken for zero. On 64-bit ARM, one bit stands for both.
 #if defined(__x86_64__)
 inline constexpr std::uint64_t results_to_zero = 1U << 15;
 inline constexpr std::uint64_t inputs_to_zero = 1U << 6;
@@ -20,7 +18,7 @@ inline std::uint64_t float_control() noexcept { return _mm_getcsr() & ~raised_fl
 inline void set_float_control(std::uint64_t bits) noexcept {
   _mm_setcsr((_mm_getcsr() & raised_flags) | static_cast<unsigned>(bits));
 }
-#elif defined(__aarch64__)
+#else
 inline constexpr std::uint64_t results_to_zero = 1UL << 24;
 inline constexpr std::uint64_t inputs_to_zero = results_to_zero;
 inline std::uint64_t float_control() noexcept {
@@ -29,11 +27,6 @@ inline std::uint64_t float_control() noexcept {
   return bits;
 }
 inline void set_float_control(std::uint64_t bits) noexcept { asm volatile("msr fpcr, %0" : : "r"(bits)); }
-#else
-inline constexpr std::uint64_t results_to_zero = 0;
-inline constexpr std::uint64_t inputs_to_zero = 0;
-inline std::uint64_t float_control() noexcept { return static_cast<std::uint64_t>(std::fegetround()); }
-inline void set_float_control(std::uint64_t) noexcept {}
 #endif
 
 }  // namespace korvel

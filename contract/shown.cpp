@@ -1,7 +1,6 @@
 #include "contract/shown.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace korvel {
 
@@ -116,10 +115,6 @@ std::vector<float> everything_readable(const Robot& robot) {
   return all;
 }
 
-bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
-  if (a.size() != b.size()) return false;
-  // An empty vector may have no address, and memcmp takes none.
-  return a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
-}
+bool same_bits(const std::vector<float>& a, const std::vector<float>& b) { return bytes_in(a) == bytes_in(b); }
 
 }  // namespace korvel

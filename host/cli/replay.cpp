@@ -115,7 +115,7 @@ std::string write_results(const std::filesystem::path& path, const ReplayOptions
            wrote(file.path()) + gaps_in_words(gaps);
   });
   if (const Crash* crash = std::get_if<Crash>(&outcome)) {
-    throw Error(fmt::format("{}: the module failed: {}: {}", path.string(), in_words(crash->call), crash->words));
+    throw Error("{}: the module failed: {}: {}", path.string(), in_words(crash->call), crash->words);
   }
   return std::get<std::string>(outcome);
 }
@@ -204,7 +204,7 @@ std::filesystem::path busiest(const ReplayOptions& options, std::size_t& unusabl
   }
   if (taken.empty()) {
     const std::string object = options.object != 0 ? fmt::format(" of object {}", options.object) : "";
-    throw Error(fmt::format("no call{} is recorded in {} recordings", object, options.recordings.size()));
+    throw Error("no call{} is recorded in {} recordings", object, options.recordings.size());
   }
   tell("note", fmt::format("taking {} of {} recordings: its object {} has the most calls, {}", taken.string(),
                            options.recordings.size(), most.first, most.second));
@@ -217,13 +217,13 @@ void require_one_recording(const ReplayOptions& options) {
                       : options.compares() ? "--cut without --from or --to"
                                            : nullptr;
   if (asked == nullptr) return;
-  throw Error(fmt::format("{}: expected one recording, found {}", asked, options.recordings.size()));
+  throw Error("{}: expected one recording, found {}", asked, options.recordings.size());
 }
 
 void replay(ReplayOptions& options) {
   const Window window = options.window();
   if (!(window.from < window.to)) {
-    throw Error(fmt::format("--from {} --to {}: expected an end after the beginning", window.from, window.to));
+    throw Error("--from {} --to {}: expected an end after the beginning", window.from, window.to);
   }
   Outputs outputs = outputs_beside(options.module);
   for (const std::filesystem::path& recording : options.recordings) outputs.keep(recording, "a recording");
@@ -254,7 +254,7 @@ void replay(ReplayOptions& options) {
   }
   if (options.json) destination.write(json_text(nlohmann::json{{"recordings", all}}));
   destination.commit();
-  if (unusable > 0) throw Error(fmt::format("{} of {} recordings are unusable", unusable, given));
+  if (unusable > 0) throw Error("{} of {} recordings are unusable", unusable, given);
   if (differs) throw Findings();
 }
 

@@ -1,5 +1,3 @@
-#include <fmt/format.h>
-
 #include <boost/algorithm/string/replace.hpp>
 #include <fstream>
 #include <memory>
@@ -34,7 +32,7 @@ std::string read_template() {
   std::ostringstream text;
   text << std::ifstream(path, std::ios::binary).rdbuf();
   if (text.str().find(placeholder) == std::string::npos) {
-    throw Error(fmt::format("{}: expected a page with a place for the data, found none", path.string()));
+    throw Error("{}: expected a page with a place for the data, found none", path.string());
   }
   return text.str();
 }

@@ -67,12 +67,11 @@ double seconds_at(std::uint64_t place, const SoakOptions& options) {
   return static_cast<double>(place) * static_cast<double>(options.period.count()) / 1e9;
 }
 
-std::string row(const char* name, const TimeHistogram& times, const SoakOptions& options) {
+std::string row(const char* name, const LoopReport::Times& times, const SoakOptions& options) {
   std::string line = fmt::format("{:<16}", name);
   for (const auto& share : shares) line += fmt::format("{:>9.1f}", times.percentile(share.share) / 1e3);
-  const TimeHistogram::Largest& largest = times.largest();
-  return line +
-         fmt::format("{:>10.1f}{:>10.3f}\n", static_cast<double>(largest.ns) / 1e3, seconds_at(largest.place, options));
+  const auto& [longest, place] = times.largest();
+  return line + fmt::format("{:>10.1f}{:>10.3f}\n", static_cast<double>(longest) / 1e3, seconds_at(place, options));
 }
 
 std::string report_text(const LoopReport& report, const RealTime& granted, const SoakOptions& options) {
@@ -97,7 +96,7 @@ std::string report_text(const LoopReport& report, const RealTime& granted, const
                      100 * static_cast<double>(report.both.largest().ns) / static_cast<double>(options.period.count()));
 }
 
-nlohmann::ordered_json in_json(const TimeHistogram& times, const SoakOptions& options) {
+nlohmann::ordered_json in_json(const LoopReport::Times& times, const SoakOptions& options) {
   nlohmann::ordered_json all{{"count", times.count()},
                              {"max_ns", times.largest().ns},
                              {"max_cycle", times.largest().place},

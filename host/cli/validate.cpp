@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 #include <re2/re2.h>
 
+#include <array>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -46,14 +47,13 @@ int level_of(const ValidateOptions& options) { return options.level.value_or(opt
 Checks chosen(const ValidateOptions& options) {
   // Expressions of this library match in linear time and bounded memory, or are refused.
   const re2::RE2 only(options.only, re2::RE2::Quiet);
-  if (!only.ok()) throw Error(fmt::format("--only '{}': {}", options.only, only.error()));
+  if (!only.ok()) throw Error("--only '{}': {}", options.only, only.error());
   Checks checks;
   for (Check& check : validate::all_checks()) {
     if (check.level <= level_of(options) && re2::RE2::PartialMatch(check.id, only)) checks.push_back(std::move(check));
   }
   if (checks.empty()) {
-    throw Error(
-        fmt::format("no check up to level {} matches '{}'; --list has them all", level_of(options), options.only));
+    throw Error("no check up to level {} matches '{}'; --list has them all", level_of(options), options.only);
   }
   return checks;
 }
@@ -80,17 +80,12 @@ std::string text_of(const Check& check, const Outcome& outcome, const ValidateOp
   return text;
 }
 
-/// The numbers of checks of a group, or of all, that passed, failed and were skipped.
-struct Counts {
-  std::size_t passed, failed, skipped;
-
-  void add(CheckVerdict verdict) {
-    ++(verdict == CheckVerdict::held ? passed : verdict == CheckVerdict::finding ? failed : skipped);
-  }
-};
+/// The numbers of checks of a group, or of all, by verdict.
+using Counts = std::array<std::size_t, std::size(verdict_words)>;
 
 std::string text_of(const Counts& counts) {
-  return fmt::format("{} passed, {} failed, {} skipped", counts.passed, counts.failed, counts.skipped);
+  const auto& [passed, failed, skipped] = counts;
+  return fmt::format("{} passed, {} failed, {} skipped", passed, failed, skipped);
 }
 
 void list(const ValidateOptions& options, const Checks& checks, Destination& destination) {
@@ -121,9 +116,9 @@ void validate_module(const ValidateOptions& options) {
   ProgressLine progress("validate");
   validate::validate(checks, {std::filesystem::absolute(options.module), options.seed}, options.jobs,
                      [&](const Check& check, const Outcome& outcome) {
-                       counts.add(outcome.verdict);
+                       ++counts[place_of(outcome.verdict)];
                        progress.show(static_cast<double>(outcomes.size() + 1) / static_cast<double>(checks.size()));
-                       groups[check.id.substr(0, check.id.find('.'))].add(outcome.verdict);
+                       ++groups[check.id.substr(0, check.id.find('.'))][place_of(outcome.verdict)];
                        if (options.verbose || outcome.verdict == CheckVerdict::finding) {
                          progress.clear();
                          write_text(text_of(check, outcome, options));
@@ -136,18 +131,19 @@ void validate_module(const ValidateOptions& options) {
   progress.clear();
   for (const auto& [group, of_group] : groups) write_text(fmt::format("  {:<18}{}\n", group, text_of(of_group)));
   write_text(fmt::format("{} checks: {} (seed {})\n", checks.size(), text_of(counts), options.seed));
+  const auto& [passed, failed, skipped] = counts;
   const nlohmann::json all{{"module", options.module.string()},
                            {"version", module.version},
                            {"build_id", module.build_id},
                            {"seed", options.seed},
                            {"level", level_of(options)},
-                           {"held", counts.passed},
-                           {"findings", counts.failed},
-                           {"not_possible", counts.skipped},
+                           {"held", passed},
+                           {"findings", failed},
+                           {"not_possible", skipped},
                            {"checks", outcomes}};
   if (options.json) destination.write(json_text(all));
   destination.commit();
-  if (counts.failed > 0) throw Findings();
+  if (failed > 0) throw Findings();
 }
 
 }  // namespace

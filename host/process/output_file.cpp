@@ -12,7 +12,6 @@
 #include <optional>
 #include <random>
 #include <system_error>
-#include <utility>
 
 namespace korvel::host {
 
@@ -25,7 +24,7 @@ std::optional<struct stat> status_of(const std::filesystem::path& path) {
 }
 
 Error cannot_write(const std::filesystem::path& path, std::string_view reason) {
-  return Error(fmt::format("{}: cannot write: {}", path.string(), reason));
+  return Error("{}: cannot write: {}", path.string(), reason);
 }
 
 constexpr const char* open_files = "/proc/self/fd";
@@ -72,8 +71,8 @@ void Outputs::keep(const std::filesystem::path& path, const std::string& what) {
 
 OutputPath Outputs::claim(const std::filesystem::path& path) {
   if (path.empty() || path == "-") {
-    throw Error(fmt::format("expected the path of an output file, found '{}'{}", path.string(),
-                            path.empty() ? "" : "; ./- is a file of this name"));
+    throw Error("expected the path of an output file, found '{}'{}", path.string(),
+                path.empty() ? "" : "; ./- is a file of this name");
   }
   OutputPath output{path, resolved(path)};
   for (const auto& [taken, what] : taken_) {

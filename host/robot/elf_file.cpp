@@ -1,12 +1,10 @@
 #include "host/robot/elf_file.h"
 
-#include <fmt/format.h>
 #include <libelf.h>
 
 #include <fstream>
 #include <memory>
 #include <sstream>
-#include <string>
 
 #include "motion/csv/error.h"
 
@@ -49,7 +47,7 @@ ElfFile::ElfFile(const std::filesystem::path& path) {
   elf_version(EV_CURRENT);
   const std::unique_ptr<Elf, decltype(&elf_end)> owned(elf_memory(bytes.data(), bytes.size()), elf_end);
   Elf* elf = owned.get();
-  if (elf == nullptr || elf_kind(elf) != ELF_K_ELF) throw Error(fmt::format("{}: not an ELF file", path.string()));
+  if (elf == nullptr || elf_kind(elf) != ELF_K_ELF) throw Error("{}: not an ELF file", path.string());
   bits = gelf_getclass(elf) == ELFCLASS64 ? 64 : 32;
 
   const auto require_inside = [&](std::size_t offset, std::size_t size) {

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <string>
-#include <string_view>
 #include <system_error>
 
 #include "host/robot/elf_file.h"
@@ -73,7 +72,7 @@ Function entry_point(const std::filesystem::path& path, void* library, const cha
 }  // namespace
 
 Error module_error(const std::filesystem::path& path, std::string_view what) {
-  return Error(fmt::format("cannot load module '{}': {}", path.string(), what));
+  return Error("cannot load module '{}': {}", path.string(), what);
 }
 
 Module::Module(const std::filesystem::path& path)
@@ -105,7 +104,7 @@ void throw_operation_error(const tesk::RigidBodySystem& system, const char* oper
   // The object begins with the address of its table of functions, which is in the module.
   const void* table = *reinterpret_cast<const void* const*>(&system);
   const bool is_known = dladdr(table, &file) != 0;
-  throw Error(fmt::format("module '{}': {} {}", is_known ? file.dli_fname : "unknown", operation, thrown()));
+  throw Error("module '{}': {} {}", is_known ? file.dli_fname : "unknown", operation, thrown());
 }
 
 }  // namespace korvel::host

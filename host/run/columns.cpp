@@ -1,6 +1,7 @@
 #include "host/run/columns.h"
 
 #include <cmath>
+#include <functional>
 #include <string_view>
 #include <type_traits>
 
@@ -76,31 +77,14 @@ const Quantity feasible{"feasible", "-", "1 if the unsupported weight is at most
                         [](const Sample& s, unsigned long) {
                           return s.standing->stance.residual <= contact::feasible_residual ? 1.0F : 0.0F;
                         }};
+
+/// All of them, in the order of their columns.
+static const std::reference_wrapper<const Quantity> all[] = {
+    time,           angle, speed,  torque,  power,    com,         com_root,          origin, body_com, applied_force,
+    applied_moment, force, moment, contact, pressure, orientation, zero_moment_point, margin, residual, feasible};
 }  // namespace quantities
 
 namespace {
-
-/// All of them, in the order of their columns.
-const Quantity* const all_quantities[] = {&quantities::time,
-                                          &quantities::angle,
-                                          &quantities::speed,
-                                          &quantities::torque,
-                                          &quantities::power,
-                                          &quantities::com,
-                                          &quantities::com_root,
-                                          &quantities::origin,
-                                          &quantities::body_com,
-                                          &quantities::applied_force,
-                                          &quantities::applied_moment,
-                                          &quantities::force,
-                                          &quantities::moment,
-                                          &quantities::contact,
-                                          &quantities::pressure,
-                                          &quantities::orientation,
-                                          &quantities::zero_moment_point,
-                                          &quantities::margin,
-                                          &quantities::residual,
-                                          &quantities::feasible};
 
 unsigned long count_of(Owner owner, const Sample& sample) {
   if (owner == Owner::robot) return 1;
@@ -122,8 +106,8 @@ std::string name_of(Owner owner, const Sample& sample, unsigned long i) {
 /// Calls function(quantity, owner) for all values of a sample, in the order of their columns.
 template <typename Function>
 void for_values(const Sample& sample, const Function& function) {
-  for (const Quantity* quantity : all_quantities) {
-    for (unsigned long i = 0; i < count_of(quantity->owner, sample); ++i) function(*quantity, i);
+  for (const Quantity& quantity : quantities::all) {
+    for (unsigned long i = 0; i < count_of(quantity.owner, sample); ++i) function(quantity, i);
   }
 }
 

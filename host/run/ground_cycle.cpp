@@ -1,6 +1,5 @@
 #include "host/run/ground_cycle.h"
 
-#include "contact/required_wrench.h"
 #include "host/robot/frames.h"
 #include "host/robot/module.h"
 #include "host/robot/robot.h"

@@ -198,64 +198,60 @@ std::string GroundSummary::verdict_text() const {
   return text;
 }
 
-std::vector<GroundSummary::Table> GroundSummary::tables() const {
+Json GroundSummary::tables() const {
   const double friction = soles_.front().friction;
   const bool same = std::all_of(soles_.begin(), soles_.end(), [&](const SoleSummary& sole) {
     return !(sole.friction < friction || sole.friction > friction);
   });
   const std::string available = same ? fmt::format(", of {:.3g}", friction) : "";
-  std::vector<Table> all{{"Worst margins while on its feet",
-                          {""},
-                          {{"ZMP to edge of support polygon", "{:.1f} mm", 1e3, {margin_}},
-                           {"friction coefficient needed" + available, "{:.3f}", 1, {friction_needed_}}}}};
-  const auto add_soles = [&](const char* heading, std::size_t first, std::size_t end) {
-    Table& table = all.emplace_back(Table{heading, {}, {}});
-    for (const SoleSummary& sole : soles_) table.columns.push_back(sole.body);
-    for (std::size_t item = first; item < end; ++item) {
-      const auto& [key, words, format, factor] = items[item];
-      Table::Row& row = table.rows.emplace_back(Table::Row{words, format, factor, {}});
-      for (const SoleSummary& sole : soles_) row.cells.push_back(sole.items[item]);
+  const auto row = [](const std::string& words, const char* format, double factor,
+                      const std::vector<Extreme>& extremes) {
+    Json cells = Json::array();
+    for (const auto& [value, time, seen] : extremes) {
+      cells.push_back(seen ? Json{{"value", fmt::format(fmt::runtime(format), factor * value)}, {"time", time}}
+                           : Json());
     }
+    return Json{{"words", words}, {"cells", std::move(cells)}};
+  };
+  Json all = Json::array();
+  all.push_back(
+      {{"heading", "Worst margins while on its feet"},
+       {"columns", Json::array({""})},
+       {"rows", Json::array({row("ZMP to edge of support polygon", "{:.1f} mm", 1e3, {margin_}),
+                             row("friction coefficient needed" + available, "{:.3f}", 1, {friction_needed_})})}});
+  const auto add_soles = [&](const char* heading, std::size_t first, std::size_t end) {
+    Json table{{"heading", heading}};
+    for (const SoleSummary& sole : soles_) table["columns"].push_back(sole.body);
+    for (std::size_t item = first; item < end; ++item) {
+      std::vector<Extreme> extremes;
+      for (const SoleSummary& sole : soles_) extremes.push_back(sole.items[item]);
+      table["rows"].push_back(row(items[item].words, items[item].format, items[item].factor, extremes));
+    }
+    all.push_back(std::move(table));
   };
   add_soles("Soles while it is on its feet", most_load, slip);
   add_soles("Soles in contact, in all samples", slip, item_count);
   return all;
 }
 
-std::string GroundSummary::Table::Row::text(const Extreme& cell) const {
-  return fmt::format(fmt::runtime(format), factor * cell.value);
-}
-
 std::string GroundSummary::margins_text() const {
   std::string text;
   const auto out = std::back_inserter(text);
-  for (const Table& table : tables()) {
-    fmt::format_to(out, "{:<38}", table.heading);
-    for (const std::string& column : table.columns) fmt::format_to(out, "{:>11}{:>9}", column, "at [s]");
-    for (const Table::Row& row : table.rows) {
-      fmt::format_to(out, "\n  {:<36}", row.words);
-      for (const Extreme& cell : row.cells) {
-        if (cell.seen)
-          fmt::format_to(out, "{:>11}{:>9.3f}", row.text(cell), cell.time);
-        else
+  for (const Json& table : tables()) {
+    fmt::format_to(out, "{:<38}", table["heading"].get<std::string>());
+    for (const Json& column : table["columns"]) fmt::format_to(out, "{:>11}{:>9}", column.get<std::string>(), "at [s]");
+    for (const Json& row : table["rows"]) {
+      fmt::format_to(out, "\n  {:<36}", row["words"].get<std::string>());
+      for (const Json& cell : row["cells"]) {
+        if (cell.is_null())
           fmt::format_to(out, "{:>11}{:>9}", "-", "");
+        else
+          fmt::format_to(out, "{:>11}{:>9.3f}", cell["value"].get<std::string>(), cell["time"].get<double>());
       }
     }
     text += '\n';
   }
   return text;
-}
-
-Json GroundSummary::Table::json() const {
-  Json all = Json::array();
-  for (const Row& row : rows) {
-    Json cells = Json::array();
-    for (const Extreme& cell : row.cells) {
-      cells.push_back(cell.seen ? Json{{"value", row.text(cell)}, {"time", cell.time}} : Json());
-    }
-    all.push_back({{"words", row.words}, {"cells", std::move(cells)}});
-  }
-  return {{"heading", heading}, {"columns", columns}, {"rows", std::move(all)}};
 }
 
 Json GroundSummary::Span::json() const {
@@ -289,7 +285,7 @@ Json GroundSummary::json() const {
 Json GroundSummary::json_with_words() const {
   Json all = json();
   all["verdict"] = headline();
-  for (const Table& table : tables()) all["tables"].push_back(table.json());
+  all["tables"] = tables();
   return all;
 }
 

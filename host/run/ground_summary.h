@@ -72,23 +72,6 @@ class GroundSummary {
     nlohmann::json json() const;
   };
 
-  /// A table of margins for people. The numbers of a row are multiplied by a factor and have one format.
-  struct Table {
-    struct Row {
-      std::string words;
-      const char* format;
-      double factor;
-      std::vector<Extreme> cells;
-
-      std::string text(const Extreme& cell) const;
-    };
-    std::string heading;
-    std::vector<std::string> columns;
-    std::vector<Row> rows;
-
-    nlohmann::json json() const;
-  };
-
   /// Soles that count as on the ground and are too far from it to be. [m] from the sole up to the ground.
   static constexpr double off_the_ground = 0.02;
   std::vector<const SoleSummary*> soles_off_the_ground() const;
@@ -97,7 +80,9 @@ class GroundSummary {
   std::string flight() const;
   /// The verdict without its intervals.
   std::string headline() const;
-  std::vector<Table> tables() const;
+  /// The tables of margins with their numbers in words: `heading`, `columns` and `rows`, each with its `words` and a
+  /// cell for each column, `value` and `time`, or null.
+  nlohmann::json tables() const;
   void add_to_spans(const Standing& standing, double time);
   void add_to_margins(const Standing& standing, double time);
 

@@ -67,9 +67,8 @@ ResultsFile::Paths ResultsFile::claim(const std::filesystem::path& results, Outp
   Paths paths{outputs.claim(results), outputs.claim(description_path(results))};
   const OutputPath& description = paths.description;
   if (std::filesystem::exists(description.target) && !is_description(description.target)) {
-    throw Error(
-        fmt::format("{}: cannot write: would replace a file that describes no results; name other results or move it",
-                    description.named.string()));
+    throw Error("{}: cannot write: would replace a file that describes no results; name other results or move it",
+                description.named.string());
   }
   return paths;
 }

@@ -45,9 +45,9 @@ std::filesystem::path results_of(const std::filesystem::path& motion, const RunO
     const bool is_free = !std::filesystem::exists(name) || ResultsFile::is_described(name);
     if (!is_free) {
       throw Error(
-          fmt::format("{}: cannot write: would replace a file that is no results of korvel-host; name others "
-                      "with -o",
-                      name.string()));
+          "{}: cannot write: would replace a file that is no results of korvel-host; name others "
+          "with -o",
+          name.string());
     }
     return name;
   }
@@ -56,8 +56,8 @@ std::filesystem::path results_of(const std::filesystem::path& motion, const RunO
 
 std::vector<ResultsFile::Paths> claim_results(const RunOptions& options, Outputs& outputs) {
   if (options.motion_files.size() > 1 && options.output && !std::filesystem::is_directory(*options.output)) {
-    throw Error(fmt::format("{}: expected a directory that exists for the results of {} motions",
-                            options.output->string(), options.motion_files.size()));
+    throw Error("{}: expected a directory that exists for the results of {} motions", options.output->string(),
+                options.motion_files.size());
   }
   std::vector<ResultsFile::Paths> paths;
   for (const std::filesystem::path& motion : options.motion_files) {

@@ -3,7 +3,6 @@
 #include <Eigen/Core>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>

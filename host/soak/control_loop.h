@@ -34,10 +34,12 @@ struct LoopOptions {
 /// computation. Cycles are known by the number of the instant at which they were to wake up, from 0; they are a period
 /// apart.
 struct LoopReport {
-  TimeHistogram computing;  ///< from waking up to the last result
-  TimeHistogram latency;    ///< from the instant that was asked for to waking up
-  TimeHistogram both;       ///< from that instant to the last result
-  std::uint64_t late = 0;   ///< cycles of which `both` exceeded the period
+  using Times = TimeHistogram<std::uint64_t>;
+
+  Times computing;         ///< from waking up to the last result
+  Times latency;           ///< from the instant that was asked for to waking up
+  Times both;              ///< from that instant to the last result
+  std::uint64_t late = 0;  ///< cycles of which `both` exceeded the period
   /// Late cycles that woke up at least a period late, and that computed for longer than a period; one may be both or
   /// none.
   std::uint64_t late_by_latency = 0, late_by_computing = 0;

@@ -24,7 +24,6 @@ struct korvel_motion {
 
 namespace {
 
-using korvel::host::Error;
 using korvel::host::Instant;
 using QZ::Math::Velocity6D;
 
@@ -41,8 +40,6 @@ template <typename Work>
 int status_of(const Work& work) noexcept {
   try {
     return work();
-  } catch (const Error& error) {
-    return remember(KORVEL_MOTION_FILE, error.what());
   } catch (const std::bad_alloc&) {
     return remember(KORVEL_MOTION_MEMORY, "no memory");
   } catch (const std::exception& other) {

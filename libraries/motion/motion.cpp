@@ -1,7 +1,5 @@
 #include "motion/motion.h"
 
-#include <fmt/format.h>
-
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
@@ -47,9 +45,8 @@ void check_names(const std::filesystem::path& path, const CsvRow& header, const 
       if (index_in(soles, *body)) continue;
       Names columns;
       for (const std::string& sole : soles) columns.push_back(sole + contact_suffix);
-      throw error_at(path, header.line,
-                     fmt::format("expected contact columns of bodies with a sole, found '{:.40}'{}", field,
-                                 did_you_mean(field, columns)));
+      throw error_at(path, header.line, "expected contact columns of bodies with a sole, found '{:.40}'{}", field,
+                     did_you_mean(field, columns));
     }
     throw unknown_column(path, header, field, known,
                          "a column time, x, y, z, roll, pitch, yaw, qw, qx, qy, qz or the name of a joint");
@@ -57,15 +54,13 @@ void check_names(const std::filesystem::path& path, const CsvRow& header, const 
   if (std::none_of(quaternion_names.begin(), quaternion_names.end(), has)) return;
   for (const std::string& name : quaternion_names) {
     if (!has(name)) {
-      throw error_at(path, header.line,
-                     fmt::format("expected all of qw, qx, qy and qz or none, found no column '{}'", name));
+      throw error_at(path, header.line, "expected all of qw, qx, qy and qz or none, found no column '{}'", name);
     }
   }
   for (const std::string& name : angle_names) {
     if (has(name)) {
-      throw error_at(
-          path, header.line,
-          fmt::format("expected the orientation as angles or as a quaternion, found '{}' beside 'qw'", name));
+      throw error_at(path, header.line, "expected the orientation as angles or as a quaternion, found '{}' beside 'qw'",
+                     name);
     }
   }
 }
@@ -106,7 +101,7 @@ Eigen::ArrayX4d take_orientation(const std::filesystem::path& path, Samples& sam
       const double length = q.norm();
       if (!(std::abs(length - 1) <= tolerance)) {
         throw error_at(path, samples.lines[static_cast<std::size_t>(s)],
-                       fmt::format("expected a quaternion of length 1 in qw, qx, qy, qz, found one of {:.6g}", length));
+                       "expected a quaternion of length 1 in qw, qx, qy, qz, found one of {:.6g}", length);
       }
       q /= length;
     } else {
@@ -127,8 +122,7 @@ std::map<std::string, std::vector<bool>> read_contacts(const std::filesystem::pa
     for (std::size_t s = 0; s < samples.count(); ++s) {
       const double value = samples.columns[i][s];
       if (std::abs(value * (value - 1)) > 0) {
-        throw error_at(path, samples.lines[s],
-                       fmt::format("expected 0 or 1 in column '{:.40}', found {}", samples.names[i], value));
+        throw error_at(path, samples.lines[s], "expected 0 or 1 in column '{:.40}', found {}", samples.names[i], value);
       }
       contact.push_back(value > 0);
     }
@@ -178,8 +172,7 @@ Motion motion_of(const Eigen::ArrayXd& time, const Eigen::ArrayXXd& coordinates)
       throw error_at(motion.file, motion.lines.back(), "expected finite numbers within single precision");
     }
     if (s > 0 && !(time[s] > time[s - 1])) {
-      throw error_at(motion.file, motion.lines.back(),
-                     fmt::format("expected a time above {}, found {}", time[s - 1], time[s]));
+      throw error_at(motion.file, motion.lines.back(), "expected a time above {}, found {}", time[s - 1], time[s]);
     }
   }
   motion.time = time;

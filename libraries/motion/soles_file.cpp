@@ -1,7 +1,5 @@
 #include "motion/soles_file.h"
 
-#include <fmt/format.h>
-
 #include <array>
 #include <cmath>
 #include <map>
@@ -37,13 +35,12 @@ std::vector<contact::Sole> read_soles(const std::filesystem::path& path, const N
     }
     const auto [x, y, z, friction] = numbers;
     if (!(friction >= 0)) {
-      throw error_at(path, row.line, fmt::format("expected a friction of at least 0, found {}", friction));
+      throw error_at(path, row.line, "expected a friction of at least 0, found {}", friction);
     }
     Corners& corners = corners_of.try_emplace(index, Corners{row.line, friction, {}}).first->second;
     if (std::abs(friction - corners.friction) > 0) {
-      throw error_at(path, row.line,
-                     fmt::format("expected the friction {} of the other corners of {}, found {}", corners.friction,
-                                 name, friction));
+      throw error_at(path, row.line, "expected the friction {} of the other corners of {}, found {}", corners.friction,
+                     name, friction);
     }
     corners.positions_body.emplace_back(x, y, z);
   };
@@ -55,7 +52,7 @@ std::vector<contact::Sole> read_soles(const std::filesystem::path& path, const N
     try {
       soles.emplace_back(body, corners.positions_body, corners.friction);
     } catch (const std::invalid_argument& error) {
-      throw error_at(path, corners.line, fmt::format("{}: {}", body_names[body], error.what()));
+      throw error_at(path, corners.line, "{}: {}", body_names[body], error.what());
     }
   }
   return soles;

@@ -1,7 +1,6 @@
 #include "motion/trajectory.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "motion/csv/csv_reader.h"
@@ -46,7 +45,7 @@ Trajectory::Trajectory(Motion motion, double penalty)
 }
 
 Error Trajectory::error_at_sample(Eigen::Index sample, std::string_view text) const {
-  return error_at(motion_.file, motion_.lines.at(static_cast<std::size_t>(sample)), text);
+  return error_at(motion_.file, motion_.lines.at(static_cast<std::size_t>(sample)), std::string(text));
 }
 
 Trajectory::Piece Trajectory::piece(Eigen::Index first, Eigen::Index last) const {
@@ -62,10 +61,9 @@ Trajectory::Piece Trajectory::piece(Eigen::Index first, Eigen::Index last) const
   if (!spline.is_defined()) {
     Eigen::Index before = 0;
     (elapsed.segment(from + 1, count - 1) - elapsed.segment(from, count - 1)).minCoeff(&before);
-    throw error_at_sample(from + before + 1, std::string("expected time steps that a ") +
-                                                 (penalty_ > 0 ? "smoothing " : "") +
-                                                 "spline can be computed from, found a step to this sample that is "
-                                                 "much shorter than others");
+    throw error_at_sample(from + before + 1, fmt::format("expected time steps that a {}spline can be computed from, "
+                                                         "found a step to this sample that is much shorter than others",
+                                                         penalty_ > 0 ? "smoothing " : ""));
   }
 
   Piece result;

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -48,7 +47,6 @@ void save_folder(const char* folder) noexcept {
 
 BlockFile::BlockFile(std::uint64_t most_bytes)
     : ring_(blocks_in(most_bytes)), blocks_(ring_ == 0 ? most_blocks : std::min(ring_, most_blocks)), finished_(ring_) {
-  if (all_stay()) return;
   for (Block& block : blocks_) free_.push_back(&block);
 }
 
@@ -132,10 +130,10 @@ Block* BlockFile::next() noexcept {
   // A file that can become no longer is a shorter ring.
   if (!is_new && finished_.empty()) return nullptr;
   const std::uint32_t index = is_new ? made_ + 1 : finished_.front();
-  if (!all_stay() && free_.empty()) return nullptr;
-  Block* block = all_stay() ? &blocks_[index - 1] : free_.back();
+  if (free_.empty()) return nullptr;
+  Block* block = free_.back();
   if (!map(*block, index)) return nullptr;
-  if (!all_stay()) free_.pop_back();
+  free_.pop_back();
   if (is_new) {
     made_ = index;
   } else {
@@ -165,11 +163,9 @@ bool BlockFile::lengthen() noexcept {
 }
 
 bool BlockFile::map(Block& block, std::uint32_t index) noexcept {
-  if (block.header == nullptr) {
-    void* memory = mmap(nullptr, block_size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor(), offset_of(index));
-    if (memory == MAP_FAILED) return false;
-    block.header = static_cast<BlockHeader*>(memory);
-  }
+  void* memory = mmap(nullptr, block_size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor(), offset_of(index));
+  if (memory == MAP_FAILED) return false;
+  block.header = static_cast<BlockHeader*>(memory);
   block.index = index;
   // First what says that the block is in use. All pages are written to, so that they are there to be written to.
   __atomic_store_n(&block.header->number, 0, __ATOMIC_RELEASE);
@@ -203,7 +199,6 @@ void BlockFile::finish(Block& block) noexcept {
   sync_file_range(descriptor(), offset_of(block.index), block_size, SYNC_FILE_RANGE_WRITE);
   block.state.store(Block::unused, std::memory_order_relaxed);
   if (ring_ != 0) finished_.push_back(block.index);
-  if (all_stay()) return;
   munmap(block.header, block_size);
   block.header = nullptr;
   free_.push_back(&block);

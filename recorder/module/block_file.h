@@ -102,7 +102,6 @@ class BlockFile {
 
  private:
   static constexpr std::size_t most_blocks = 8192;  ///< in memory at a time
-  static constexpr std::size_t small_ring = 1024;   ///< blocks that all stay in memory
 
   /// The number of the file's descriptor; -1, after one line on standard error, once the host has closed it. The number
   /// may then belong to a file of the host, so that no call uses a number that was not asked for just before.
@@ -110,12 +109,11 @@ class BlockFile {
   bool has_descriptor() const noexcept;
   bool lengthen() noexcept;
   bool map(Block& block, std::uint32_t index) noexcept;
-  bool all_stay() const noexcept { return ring_ != 0 && ring_ <= small_ring; }
 
   std::size_t ring_;
   std::vector<Block> blocks_;
-  std::vector<Block*> free_;  ///< where not all stay
-  /// Indexes of a ring's finished blocks, the first one in front; memory is there for what has been written to.
+  std::vector<Block*> free_;
+  /// Indexes of a ring's finished blocks, the first one in front.
   boost::circular_buffer<std::uint32_t> finished_;
   recording::FileHeader* header_ = nullptr;
   int descriptor_ = -1;

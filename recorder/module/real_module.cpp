@@ -92,24 +92,15 @@ std::unique_ptr<tesk::RigidBodySystem> RealModule::create() const {
 }
 
 void RealModule::read_notes() {
-  struct Search {
-    RealModule& module;
-    const link_map* loaded;
-  };
-  Search search{*this, nullptr};
-  if (dlinfo(library_, RTLD_DI_LINKMAP, &search.loaded) != 0) return;
-  const auto visit = [](dl_phdr_info* library, std::size_t, void* data) {
-    const auto& [module, loaded] = *static_cast<Search*>(data);
-    if (library->dlpi_addr != loaded->l_addr) return 0;
-    for (const ElfW(Phdr)* segment = library->dlpi_phdr; segment != library->dlpi_phdr + library->dlpi_phnum;
-         ++segment) {
-      // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader gives addresses as numbers
-      const auto* const notes = reinterpret_cast<const char*>(library->dlpi_addr + segment->p_vaddr);
-      if (segment->p_type == PT_NOTE) module.read_notes(notes, notes + segment->p_memsz);
-    }
-    return 1;
-  };
-  dl_iterate_phdr(visit, &search);
+  const link_map* loaded = nullptr;
+  const ElfW(Phdr)* segments = nullptr;
+  if (dlinfo(library_, RTLD_DI_LINKMAP, &loaded) != 0) return;
+  const int count = dlinfo(library_, RTLD_DI_PHDR, &segments);
+  for (int i = 0; i < count; ++i) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader gives addresses as numbers
+    const auto* const notes = reinterpret_cast<const char*>(loaded->l_addr + segments[i].p_vaddr);
+    if (segments[i].p_type == PT_NOTE) read_notes(notes, notes + segments[i].p_memsz);
+  }
 }
 
 void RealModule::read_notes(const char* at, const char* end) {

@@ -1,23 +1,13 @@
 #include "recorder/module/tape.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace korvel::record {
 
 using recording::RecordHeader;
 
-namespace {
-
-std::size_t most_shown(const RobotSize& size) {
-  std::size_t most = 0;
-  for (const recording::OperationEntry& e : recording::all_operations) {
-    if (!e.stages.empty()) most = std::max(most, e.result.numbers(size));
-  }
-  return most;
-}
-
-}  // namespace
+/// The stages of all computations.
+constexpr Stages computed{Stage::except_root, Stage::only_root, Stage::generalized_mass, Stage::inverse_dynamics};
 
 Tape::Tape(const RobotSize& size)
     : recorder_(Recorder::get()),
@@ -25,7 +15,7 @@ Tape::Tape(const RobotSize& size)
       number_(recorder_.next_number()),
       is_overlapped_(false),
       inputs_(size_, recording::inputs_of_object),
-      scratch_(most_shown(size_)) {}
+      scratch_(static_cast<std::size_t>(shown_numbers(computed, size_))) {}
 
 Tape::Tape(const Tape& other)
     : recorder_(other.recorder_),

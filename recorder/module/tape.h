@@ -2,7 +2,6 @@
 
 #include <array>
 #include <atomic>
-#include <cstring>
 #include <vector>
 
 #include "recorder/format/denormals.h"

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <ctime>
 
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__x86_64__)
 #include <x86intrin.h>
 #endif
 
@@ -21,14 +21,12 @@ inline std::int64_t nanoseconds(clockid_t clock) noexcept {
 
 /// A counter of constant rate that all processors share: three times as fast to read as the machine's clock.
 inline std::uint64_t ticks() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__x86_64__)
   return __rdtsc();
-#elif defined(__aarch64__)
+#else
   std::uint64_t count = 0;
   asm volatile("mrs %0, cntvct_el0" : "=r"(count));
   return count;
-#else
-  return static_cast<std::uint64_t>(nanoseconds(CLOCK_MONOTONIC));
 #endif
 }
 

@@ -87,7 +87,7 @@ Error none_in(const RecordingFile& recording, const Window& window, const std::s
                                                   : fmt::format("from {} s to {} s", window.from, window.to);
   double last = 0;
   for_each_call(recording, {}, [&](const RecordedCall& call, bool) { last = call.time; });
-  return Error(fmt::format("{} {}: the recording ends at {:.6f} s; choose other times", none, times, last));
+  return Error("{} {}: the recording ends at {:.6f} s; choose other times", none, times, last);
 }
 
 void require_calls(const RecordingFile& recording, const Window& window) {
@@ -112,8 +112,7 @@ Playback play(const std::filesystem::path& recording, const std::filesystem::pat
   // Up to there it did not crash.
   if (crash) outcome = played(&*crash);
   if (!std::holds_alternative<std::string>(outcome)) {
-    throw Error(
-        fmt::format("{}: the module does not always crash in the same call: {}", recording.string(), crash->words));
+    throw Error("{}: the module does not always crash in the same call: {}", recording.string(), crash->words);
   }
   const nlohmann::json answer = nlohmann::json::parse(std::get<std::string>(outcome));
   Playback playback{answer.at("text"), answer.at("json"), {}, crash.has_value()};

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "host/robot/module.h"
 #include "host/robot/robot.h"
 #include "motion/csv/printable.h"
 #include "recorder/format/denormals.h"
@@ -36,8 +35,8 @@ Player::Player(const RecordingFile& recording, const Module& module, bool keeps_
       provenance_(recording, keeps_sources) {
   if (body_names(*pristine_) != recording.bodies() || joint_names(*pristine_) != recording.joints() ||
       static_cast<int>(pristine_->getNbVolatileFrames()) != recording.size().volatile_frames) {
-    throw Error(fmt::format("{}: recorded with another robot than that of module '{}'", recording.path().string(),
-                            module_.path().string()));
+    throw Error("{}: recorded with another robot than that of module '{}'", recording.path().string(),
+                module_.path().string());
   }
   std::size_t most = 0;
   for (const recording::OperationEntry& e : recording::all_operations) {

@@ -1,7 +1,5 @@
 #include "recorder/replay/provenance.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -50,8 +48,8 @@ Provenance::Provenance(const RecordingFile& recording, bool keeps_sources)
 Provenance::Object& Provenance::hold(std::uint32_t number, Object object) {
   const std::size_t most = recording_.blocks() + more_objects;
   if (objects_.size() >= most && objects_.count(number) == 0) {
-    throw Error(fmt::format("{}: object {}: expected at most {} objects at a time in {} blocks",
-                            recording_.path().string(), number, most, recording_.blocks()));
+    throw Error("{}: object {}: expected at most {} objects at a time in {} blocks", recording_.path().string(), number,
+                most, recording_.blocks());
   }
   return objects_.insert_or_assign(number, std::move(object)).first->second;
 }

@@ -22,11 +22,8 @@ bool sets_wrench(const RecordedCall& call) { return call.operation.writes.has(Re
 
 /// The wrench that a call sets, about the origin of its body in the axes of it.
 Eigen::Matrix<double, 6, 1> wrench_of(const RecordedCall& call) {
-  using Vector = Eigen::Matrix<float, 6, 1>;
   const char* at = call.arguments + sizeof(std::uint64_t);
-  Vector given;
-  std::memcpy(given.data(), at, sizeof(float) * 6);
-  Eigen::Matrix<double, 6, 1> wrench = given.cast<double>();
+  Eigen::Matrix<double, 6, 1> wrench = vector(recording::take<QZ::Math::Velocity6D>(at, 0));
   if (!call.is<wrench_in_frame>()) return wrench;
   const auto frame = isometry(recording::take<QZ::Math::Transform>(at + sizeof(float) * 6, 0));
   const Eigen::Vector3d force = frame.linear() * wrench.head<3>();

@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstring>
-#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <queue>
@@ -75,11 +73,10 @@ void RecordingFile::read_header() {
   if (header_.magic == 0) throw error_at(0, "the process ended before it recorded anything");
   if (header_.magic != recording::file_magic) throw error_at(0, "expected a recording, this is none");
   if (header_.version == 0 || header_.version > recording::format_version) {
-    throw error_at(
-        8, fmt::format("the format has version {}, expected 1 to {}", header_.version, recording::format_version));
+    throw error_at(8, "the format has version {}, expected 1 to {}", header_.version, recording::format_version);
   }
   if (header_.block_size != block_size) {
-    throw error_at(12, fmt::format("blocks have {} bytes, expected {}", header_.block_size, block_size));
+    throw error_at(12, "blocks have {} bytes, expected {}", header_.block_size, block_size);
   }
   const std::size_t size = recording::header_size(header_.version);
   if (header_.text_size > block_size - size || file_size_ < block_size) {
@@ -96,7 +93,7 @@ void RecordingFile::read_header() {
   header_damaged_ = header_.version > 1 && header_.ended != 0 && sealed.checksum != header_.checksum;
   if (header_damaged_) header_.ended = 0;
   if (ended() && header_.ended != file_size_) {
-    throw error_at(96, fmt::format("the file had {} bytes, and has {}", header_.ended, file_size_));
+    throw error_at(96, "the file had {} bytes, and has {}", header_.ended, file_size_);
   }
   text_.resize(header_.text_size);
   read_at(size, text_.data(), text_.size());
@@ -122,11 +119,10 @@ void RecordingFile::read_description() try {
                                                                       recording::all_operations[i], size_));
     if (is_known) continue;
     throw error_at(recording::header_size(header_.version),
-                   fmt::format("operation {} is not known here as it was recorded: {:.150}", i, operations[i].dump()));
+                   "operation {} is not known here as it was recorded: {:.150}", i, operations[i].dump());
   }
 } catch (const nlohmann::json::exception& error) {
-  throw error_at(recording::header_size(header_.version),
-                 std::string("the description cannot be read: ") + error.what());
+  throw error_at(recording::header_size(header_.version), "the description cannot be read: {}", error.what());
 }
 
 void RecordingFile::read_blocks() {
@@ -148,10 +144,10 @@ void RecordingFile::read_blocks() {
     if (!is_new && !twice) twice = position;
   }
   if (ended() && header_.version > 1 && (blocks_ != header_.blocks || last > header_.last_block)) {
-    throw error_at(104, fmt::format("{} blocks of records were written, up to number {}, and {} are here, up to {}",
-                                    header_.blocks, header_.last_block, blocks_, last));
+    throw error_at(104, "{} blocks of records were written, up to number {}, and {} are here, up to {}", header_.blocks,
+                   header_.last_block, blocks_, last);
   }
-  if (twice) throw error_at(twice->offset, fmt::format("block {} is there twice", twice->header.number));
+  if (twice) throw error_at(twice->offset, "block {} is there twice", twice->header.number);
 }
 
 void RecordingFile::read_at(std::uint64_t offset, void* to, std::size_t bytes) const {
@@ -159,10 +155,6 @@ void RecordingFile::read_at(std::uint64_t offset, void* to, std::size_t bytes) c
   file_.seekg(static_cast<std::streamoff>(offset));
   file_.read(static_cast<char*>(to), static_cast<std::streamsize>(bytes));
   if (!file_) throw error_at(offset, "the file cannot be read");
-}
-
-Error RecordingFile::error_at(std::uint64_t offset, const std::string& text) const {
-  return Error(fmt::format("{}: byte {}: {}", path_.string(), offset, text));
 }
 
 // ---- Records --------------------------------------------------------------------------------------------------------
@@ -266,7 +258,7 @@ class RecordingFile::Cursor {
   }
 
   void unusable(const std::string& what) {
-    if (file_.ended()) throw file_.error_at(offset_ + end_, what);
+    if (file_.ended()) throw file_.error_at(offset_ + end_, "{}", what);
     ++file_.left_out_;
     end_ = at_;
   }

@@ -106,7 +106,10 @@ class RecordingFile {
   void read_description();
   void read_blocks();
   void read_at(std::uint64_t offset, void* to, std::size_t bytes) const;
-  Error error_at(std::uint64_t offset, const std::string& text) const;
+  template <typename... Parts>
+  Error error_at(std::uint64_t offset, fmt::format_string<const Parts&...> words, const Parts&... parts) const {
+    return Error("{}: byte {}: {}", path_.string(), offset, fmt::format(words, parts...));
+  }
   double seconds(std::uint64_t ticks) const { return static_cast<double>(ticks) * seconds_per_tick_; }
 
   std::filesystem::path path_;

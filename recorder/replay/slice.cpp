@@ -17,8 +17,6 @@ using recording::BlockHeader;
 using recording::FileHeader;
 using recording::RecordHeader;
 
-std::string bytes_of(const void* value, std::size_t size) { return {static_cast<const char*>(value), size}; }
-
 constexpr std::uint16_t number_of(Operation operation) { return static_cast<std::uint16_t>(operation); }
 bool is_create(const RecordHeader& header) { return header.operation == number_of(operation_of<&::create>); }
 
@@ -33,7 +31,7 @@ class Blocks {
     }
     const bool is_full = blocks_.back().size() + header.size > recording::records_per_block;
     if (is_full || objects_.size() > blocks_.size() + Provenance::more_objects) blocks_.emplace_back();
-    blocks_.back() += bytes_of(&header, sizeof(header));
+    blocks_.back() += bytes_in(header);
     blocks_.back() += values;
   }
 
@@ -45,7 +43,7 @@ class Blocks {
     header.blocks = blocks_.size();
     header.last_block = std::max<std::uint64_t>(header.blocks, recording.last_block());
     recording::seal(header);
-    std::string first = bytes_of(&header, sizeof(header)) + recording.description();
+    std::string first = std::string(bytes_in(header)) + recording.description();
     first.resize(block_size);
     file.write(first);
     for (std::size_t i = 0; i < blocks_.size(); ++i) file.write(block_of(i + 1, blocks_[i]));
@@ -62,7 +60,7 @@ class Blocks {
     header.ticks = first.ticks;
     header.complete = header.begun = records.size();
     header.check[0] = {records.size(), recording::checksum(header, records.data(), records.size())};
-    std::string block = bytes_of(&header, sizeof(header)) + records;
+    std::string block = std::string(bytes_in(header)) + records;
     block.resize(block_size);
     return block;
   }

@@ -41,35 +41,30 @@ std::optional<double> megabytes_per_minute(const RecordingFile& recording) {
   return static_cast<double>(recording.last_block()) * megabytes / recording.duration() * 60;
 }
 
-}  // namespace
+using Durations = TimeHistogram<CallPosition>;
 
-void Statistics::Durations::add(double seconds, const CallPosition& at) {
-  if (times.add(std::llround(seconds * 1e9), at.offset)) longest_at = at;
-}
+std::int64_t nanoseconds(double seconds) { return std::llround(seconds * 1e9); }
 
-void Statistics::Durations::add(const Durations& other) {
-  if (times.count() == 0 || other.times.largest().ns > times.largest().ns) longest_at = other.longest_at;
-  times.add(other.times);
-}
-
-std::string Statistics::Durations::row(const std::string& name) const {
+std::string row(const std::string& name, const Durations& times) {
   std::string text = fmt::format("{:<31}{:>9}", name, times.count());
   for (const auto& [key, share] : shares) text += in_microseconds(times.percentile(share));
   return text + in_microseconds(static_cast<double>(times.largest().ns)) + '\n';
 }
 
-std::string Statistics::Durations::place_of_longest(const std::string& name) const {
-  return fmt::format("{:<31}{:>14.6f} s, call {} of object {}\n", name, longest_at.time, longest_at.call,
-                     longest_at.object);
+std::string place_of_longest(const std::string& name, const Durations& times) {
+  const CallPosition& at = times.largest().place;
+  return fmt::format("{:<31}{:>14.6f} s, call {} of object {}\n", name, at.time, at.call, at.object);
 }
 
-nlohmann::json Statistics::Durations::json() const {
-  nlohmann::json all{{"count", times.count()},
-                     {"longest", static_cast<double>(times.largest().ns) * 1e-9},
-                     {"longest_at", in_words(longest_at)}};
+nlohmann::json in_json(const Durations& times) {
+  const auto& [longest, at] = times.largest();
+  nlohmann::json all{
+      {"count", times.count()}, {"longest", static_cast<double>(longest) * 1e-9}, {"longest_at", in_words(at)}};
   for (const auto& [key, share] : shares) all[key] = times.percentile(share) * 1e-9;
   return all;
 }
+
+}  // namespace
 
 Statistics::Statistics(const RecordingFile& recording) : recording_(recording), provenance_(recording) {}
 
@@ -92,7 +87,7 @@ void Statistics::add(const RecordedCall& call, bool counts) {
   lost_ += followed.lost;
   last_time_ = call.time;
   if (!call.has_returned()) return remark("calls that did not return", call);
-  took_[call.header.operation].add(call.took, call.position());
+  took_[call.header.operation].add(nanoseconds(call.took), call.position());
   look_at_numbers(call);
   look_at_order(call, followed.reads_early);
 }
@@ -105,8 +100,8 @@ void Statistics::follow_cycle(Object& object, const RecordedCall& call, bool cou
     // Setting several joints one after the other begins one cycle.
     if (cycles.count == 0 || object.computations > last.computations) {
       if (last.counts) {
-        cycles.took.add(object.spent - last.spent, last.at);
-        cycles.periods.add(call.time - last.at.time, last.at);
+        cycles.took.add(nanoseconds(object.spent - last.spent), last.at);
+        cycles.periods.add(nanoseconds(call.time - last.at.time), last.at);
       }
       ++cycles.count;
       cycles.last = {call.position(), object.spent, object.computations, counts};
@@ -126,8 +121,8 @@ void Statistics::end_cycles(Object& object) {
   }
   if (first == nullptr) return;
   auto& [operation, cycles] = *first;
-  if (cycles.last.counts) cycles.took.add(object.spent - cycles.last.spent, cycles.last.at);
-  if (cycles.took.times.count() == 0) return;
+  if (cycles.last.counts) cycles.took.add(nanoseconds(object.spent - cycles.last.spent), cycles.last.at);
+  if (cycles.took.count() == 0) return;
   begin_with_.insert(recording::all_operations[operation].name);
   cycles_.add(cycles.took);
   periods_.add(cycles.periods);
@@ -169,9 +164,9 @@ std::string Statistics::text() const {
                       "99 %", "99.9 %", "longest");
   std::string places = "\nLongest calls and cycles\n";
   const auto add = [&](const Durations& durations, const std::string& name) {
-    if (durations.times.count() == 0) return;
-    text += durations.row(name);
-    places += durations.place_of_longest(name);
+    if (durations.count() == 0) return;
+    text += row(name, durations);
+    places += place_of_longest(name, durations);
   };
   for (std::size_t i = 0; i < took_.size(); ++i) add(took_[i], recording::all_operations[i].name);
   if (!begin_with_.empty()) text += fmt::format("\nA cycle begins with {}.\n", fmt::join(begin_with_, " or "));
@@ -183,16 +178,16 @@ std::string Statistics::text() const {
 nlohmann::json Statistics::json() const {
   nlohmann::json operations = nlohmann::json::object();
   for (std::size_t i = 0; i < took_.size(); ++i) {
-    if (took_[i].times.count() > 0) operations[recording::all_operations[i].name] = took_[i].json();
+    if (took_[i].count() > 0) operations[recording::all_operations[i].name] = in_json(took_[i]);
   }
   nlohmann::json remarks = nlohmann::json::array();
   for (const auto& [what, remark] : remarks_) {
     remarks.push_back({{"what", what}, {"count", remark.count}, {"first", remark.first}});
   }
-  nlohmann::json json{{"calls", calls_},         {"objects", calls_of_.size()},
-                      {"seconds", last_time_},   {"missing", lost_},
-                      {"remarks", remarks},      {"operations", operations},
-                      {"cycle", cycles_.json()}, {"from_cycle_to_cycle", periods_.json()}};
+  nlohmann::json json{{"calls", calls_},           {"objects", calls_of_.size()},
+                      {"seconds", last_time_},     {"missing", lost_},
+                      {"remarks", remarks},        {"operations", operations},
+                      {"cycle", in_json(cycles_)}, {"from_cycle_to_cycle", in_json(periods_)}};
   if (const auto rate = megabytes_per_minute(recording_)) json["megabytes_per_minute"] = *rate;
   return json;
 }

@@ -28,16 +28,7 @@ class Statistics {
   std::pair<std::uint32_t, std::size_t> object(std::uint32_t number) const;
 
  private:
-  struct Durations {
-    TimeHistogram times;
-    CallPosition longest_at{};
-
-    void add(double seconds, const CallPosition& at);
-    void add(const Durations& other);
-    std::string row(const std::string& name) const;
-    std::string place_of_longest(const std::string& name) const;
-    nlohmann::json json() const;
-  };
+  using Durations = TimeHistogram<CallPosition>;
   /// A call with which a cycle begins, and what the object had done before.
   struct Beginning {
     CallPosition at;

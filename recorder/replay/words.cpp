@@ -3,8 +3,6 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
-#include <cstring>
-
 #include "motion/csv/printable.h"
 
 namespace korvel::host {
@@ -81,21 +79,18 @@ std::string call_in_words(const RecordingFile& recording, const RecordedCall& ca
     if (shape.type == NumberType::none) break;
     if (!text.empty()) text += "; ";
     if (shape.type == NumberType::text) {
-      text += fmt::format("\"{}\"", std::string(at, strnlen(at, bytes)));
+      text += fmt::format("\"{}\"", recording::take<std::string>(at, bytes));
     } else if (shape.type == NumberType::index) {
-      std::uint64_t value = 0;
-      std::memcpy(&value, at, sizeof(value));
+      const auto value = recording::take<std::uint64_t>(at, bytes);
       text += is_index ? index_in_words(recording, e.index, value) : fmt::format("{}", value);
       is_index = false;
     } else {
-      std::vector<float> values(bytes / sizeof(float));
-      std::memcpy(values.data(), at, bytes);
+      const auto values = recording::take<std::vector<float>>(at, bytes);
       text += floats_in_words(values.data(), values.size());
     }
     at += bytes;
   }
-  const std::string name = e.name;
-  return fmt::format("{}({})", name, text);
+  return fmt::format("{}({})", e.name, text);
 }
 
 std::string in_words(const CallPosition& position) {

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <functional>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "contract/shown.h"

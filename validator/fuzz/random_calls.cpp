@@ -69,22 +69,18 @@ void set_joint_angle(Fuzzer& fuzzer, Object& object) {
   object.model.expect(number, joint_inputs[derivative], j);
 }
 
-/// The values of a wrench that count.
-std::vector<float> first_six(const std::vector<float>& wrench) { return {wrench.begin(), wrench.begin() + 6}; }
-
+template <bool in_frame>
 void setExternalWrench(Fuzzer& fuzzer, Object& object) {
   const unsigned long b = fuzzer.any_body();
   const std::vector<float> wrench = fuzzer.values(4, 6);
-  object.robot->setExternalWrench(b, wrench);
-  object.model.loads[b] = [=](RigidBodySystem& robot) { robot.setExternalWrench(b, first_six(wrench)); };
-}
-
-void set_external_wrench_in_frame(Fuzzer& fuzzer, Object& object) {
-  const unsigned long b = fuzzer.any_body();
-  const std::vector<float> wrench = fuzzer.values(4, 6);
-  const Transform frame = fuzzer.one_in(4) ? fuzzer.any<Transform>() : fuzzer.rigid_pose();
-  object.robot->setExternalWrench(b, wrench, frame);
-  object.model.loads[b] = [=](RigidBodySystem& robot) { robot.setExternalWrench(b, first_six(wrench), frame); };
+  Transform frame;
+  if (in_frame) frame = fuzzer.one_in(4) ? fuzzer.any<Transform>() : fuzzer.rigid_pose();
+  const auto set = [=](RigidBodySystem& robot, const std::vector<float>& values) {
+    in_frame ? robot.setExternalWrench(b, values, frame) : robot.setExternalWrench(b, values);
+  };
+  set(*object.robot, wrench);
+  // Only the first six values of a wrench count.
+  object.model.loads[b] = [=](RigidBodySystem& robot) { set(robot, {wrench.begin(), wrench.begin() + 6}); };
 }
 
 void setPose(Fuzzer& fuzzer, Object& object) {
@@ -237,8 +233,8 @@ const std::vector<RandomCall> random_calls{
     {"setRootVelocity or setRootAcceleration", 6, set_root_rates},
     {"setJointAngles...", 10, setJointAngles},
     {"setJointAngle...", 10, set_joint_angle},
-    {"setExternalWrench", 8, setExternalWrench},
-    {"setExternalWrench in a frame", 4, set_external_wrench_in_frame},
+    {"setExternalWrench", 8, setExternalWrench<false>},
+    {"setExternalWrench in a frame", 4, setExternalWrench<true>},
     {"setPose", 3, setPose},
     {"setVolatilePose", 2, setVolatilePose},
     {"computeFwdKinematicsExceptRoot", 4,

@@ -51,38 +51,28 @@ std::string mass_matrix_of_known_bodies(const Subject& subject) {
   });
 }
 
-/// Motion of a body in root axes: angular, and linear of the point at the root's origin.
-struct Rates {
-  Vector3d turning, linear;
-};
-
-/// Rates of change of the bodies' motions, components taken along axes at rest that coincide with the root's.
-struct Motions {
-  std::vector<Rates> velocities, accelerations;
+/// Motion of a body in root axes, angular, and linear of the point at the root's origin; and its rate of change,
+/// components taken along axes at rest that coincide with the root's.
+struct Moving {
+  Vector3d w, v, dw, dv;
 };
 
 /// Goes from the root outwards. A column moves with the body before its joint.
-Motions motions(const Specimen& robot, const State& state) {
+std::vector<Moving> motions(const Specimen& robot, const State& state) {
   const Jacobian J = robot.jacobian();
   const Coordinates dq = state.dq.cast<double>();
   const Coordinates ddq = state.ddq.cast<double>();
-  Motions all;
   // Gravity is an acceleration upwards.
   const Vector3d up = affine(state.root_pose()).linear().row(2);
-  all.velocities.push_back({dq.segment(3, 3), dq.head(3)});
-  all.accelerations.push_back({ddq.segment(3, 3), ddq.head(3) + gravity * up});
+  std::vector<Moving> all{{dq.segment(3, 3), dq.head(3), ddq.segment(3, 3), ddq.head(3) + gravity * up}};
   for (int b = 1; b < robot.bodies(); ++b) {
     const Vector3d s = J.col(coordinate_of(b)).head(3);
     const Vector3d s0 = J.col(coordinate_of(b)).tail(3);
-    const auto& [w, v] = all.velocities[static_cast<std::size_t>(robot.parent(b))];
-    const auto& [dw, dv] = all.accelerations[static_cast<std::size_t>(robot.parent(b))];
+    const auto [w, v, dw, dv] = all[static_cast<std::size_t>(robot.parent(b))];
     const double rate = dq(coordinate_of(b));
     const double acceleration = ddq(coordinate_of(b));
-    const Rates next{dw + acceleration * s + rate * w.cross(s),
-                     dv + acceleration * s0 + rate * (w.cross(s0) + v.cross(s))};
-    const Rates velocity{w + rate * s, v + rate * s0};
-    all.velocities.push_back(velocity);
-    all.accelerations.push_back(next);
+    all.push_back({w + rate * s, v + rate * s0, dw + acceleration * s + rate * w.cross(s),
+                   dv + acceleration * s0 + rate * (w.cross(s0) + v.cross(s))});
   }
   return all;
 }
@@ -94,15 +84,14 @@ std::string torques_of_known_bodies(const Subject& subject) {
   Deviations deviations(2 * robot.dynamic(), subject.seed);
   return deviations.over(256, robot.size(), [&](const State& state) {
     robot.compute(state);
-    const Motions moving = motions(robot, state);
+    const std::vector<Moving> moving = motions(robot, state);
     Coordinates expected = Coordinates::Zero(robot.size().coordinates());
     for (int b = 0; b < robot.bodies(); ++b) {
       const auto i = static_cast<std::size_t>(b);
       const Affine3d pose = robot.pose_in_root(b);
       const Vector3d p = pose * robot.com(b);
       const Matrix3d inertia = pose.linear() * inertias[i] * pose.linear().transpose();
-      const auto& [w, v] = moving.velocities[i];
-      const auto& [dw, dv] = moving.accelerations[i];
+      const auto& [w, v, dw, dv] = moving[i];
       const Vector3d acceleration = dv + dw.cross(p) + w.cross(v + w.cross(p));
       const Vector6 wrench = wrench_in(pose, state, b);
       const Vector3d force = robot.mass(b) * acceleration - wrench.tail<3>();

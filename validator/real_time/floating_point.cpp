@@ -72,7 +72,6 @@ std::vector<float> computed_with(std::uint64_t bits, const host::Module& module,
 std::string bears_flush_to_zero(const Subject& subject) {
   constexpr double bound = 1e-6;
   constexpr std::uint64_t flush_to_zero = results_to_zero | inputs_to_zero;
-  if (flush_to_zero == 0) throw NotPossible("no way is known to flush denormal numbers on this machine");
   const host::Module module(subject.module);
   const std::vector<State> states = varied_states(subject.seed, 32, *module.create());
   const std::vector<float> expected = computed_with(float_control(), module, states);

@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstddef>
 #include <functional>
 #include <vector>

@@ -54,8 +54,8 @@ class Parser {
   }
 
   [[noreturn]] void fail_too_long() const {
-    throw error_at(path_, inside_row_ ? row_.line : line_ + 1,
-                   fmt::format("expected a row of at most {} MiB, found a longer one", longest_row >> 20));
+    throw error_at(path_, inside_row_ ? row_.line : line_ + 1, "expected a row of at most {} MiB, found a longer one",
+                   longest_row >> 20);
   }
 
  private:
@@ -104,11 +104,11 @@ void read_csv(const std::filesystem::path& path, const std::function<void(const 
   const std::filesystem::path target = std::filesystem::canonical(path, no_path);
   if (!no_path && !std::filesystem::is_regular_file(target)) {
     const char* found = std::filesystem::is_directory(target) ? "directory" : "device or pipe";
-    throw Error(fmt::format("{}: expected a file, found a {}", path.string(), found));
+    throw Error("{}: expected a file, found a {}", path.string(), found);
   }
   std::ifstream file(path, std::ios::binary);
   if (path.empty()) throw Error("expected the path of a file, found ''");
-  if (!file) throw Error(fmt::format("{}: cannot read: {}", path.string(), std::generic_category().message(errno)));
+  if (!file) throw Error("{}: cannot read: {}", path.string(), std::generic_category().message(errno));
 
   constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
   Parser parser(path, on_row);
@@ -121,7 +121,7 @@ void read_csv(const std::filesystem::path& path, const std::function<void(const 
     if (!line.empty() && line.back() == '\r') line.pop_back();
     parser.add(std::move(line));
   }
-  if (file.bad()) throw Error(fmt::format("{}: reading failed", path.string()));
+  if (file.bad()) throw Error("{}: reading failed", path.string());
   if (file.fail() && !file.eof()) parser.fail_too_long();
   parser.finish();
 }
@@ -139,24 +139,20 @@ void read_table(const std::filesystem::path& path, std::string_view row,
       return;
     }
     if (found.fields.size() != columns) {
-      throw error_at(path, found.line, fmt::format("expected {} columns, found {}", columns, found.fields.size()));
+      throw error_at(path, found.line, "expected {} columns, found {}", columns, found.fields.size());
     }
     has_rows = true;
     on_row(found);
   });
   if (header_line == 0) throw error_at(path, 1, "expected a header row, found an empty file");
-  if (!has_rows) throw error_at(path, header_line + 1, fmt::format("expected a {}, found the end of the file", row));
-}
-
-Error error_at(const std::filesystem::path& path, std::size_t line, std::string_view text) {
-  return Error(fmt::format("{}:{}: {}", path.string(), line, text));
+  if (!has_rows) throw error_at(path, header_line + 1, "expected a {}, found the end of the file", row);
 }
 
 void check_names_differ(const std::filesystem::path& path, const CsvRow& header) {
   const auto& names = header.fields;
   for (auto name = names.begin(); name != names.end(); ++name) {
     if (std::find(names.begin(), name, *name) != name) {
-      throw error_at(path, header.line, fmt::format("expected each column once, found a second '{:.40}'", *name));
+      throw error_at(path, header.line, "expected each column once, found a second '{:.40}'", *name);
     }
   }
 }
@@ -175,12 +171,11 @@ double read_number(const std::filesystem::path& path, std::size_t line, const st
   const bool is_number = stop == end && !number.empty() && status != std::errc::invalid_argument;
   if (!is_number) {
     const std::string found = field.empty() ? "an empty field" : fmt::format("'{:.40}'", field);
-    throw error_at(path, line, fmt::format("expected a number in column '{:.40}', found {}", column, found));
+    throw error_at(path, line, "expected a number in column '{:.40}', found {}", column, found);
   }
   if (status != std::errc{} || !(std::abs(value) <= static_cast<double>(std::numeric_limits<float>::max()))) {
-    throw error_at(
-        path, line,
-        fmt::format("expected a finite single-precision number in column '{:.40}', found '{:.40}'", column, field));
+    throw error_at(path, line, "expected a finite single-precision number in column '{:.40}', found '{:.40}'", column,
+                   field);
   }
   return value;
 }

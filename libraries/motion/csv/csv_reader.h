@@ -36,7 +36,15 @@ void read_table(const std::filesystem::path& path, std::string_view row,
                 const std::function<void(const CsvRow&)>& on_header, const std::function<void(const CsvRow&)>& on_row);
 
 /// The error "path:line: text".
-Error error_at(const std::filesystem::path& path, std::size_t line, std::string_view text);
+inline Error error_at(const std::filesystem::path& path, std::size_t line, const std::string& text) {
+  return Error("{}:{}: {}", path.string(), line, text);
+}
+/// The same with a text that is put together as fmt::format does.
+template <typename First, typename... Rest>
+Error error_at(const std::filesystem::path& path, std::size_t line,
+               fmt::format_string<const First&, const Rest&...> words, const First& first, const Rest&... rest) {
+  return error_at(path, line, fmt::format(words, first, rest...));
+}
 
 /// Throws Error if two fields of a header are the same.
 void check_names_differ(const std::filesystem::path& path, const CsvRow& header);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include <stdexcept>
 #include <string>
 
@@ -12,6 +14,10 @@ namespace korvel::host {
 class Error : public std::runtime_error {
  public:
   explicit Error(const std::string& text) : std::runtime_error(printable(text)) {}
+  /// Puts the text together as fmt::format does.
+  template <typename First, typename... Rest>
+  explicit Error(fmt::format_string<const First&, const Rest&...> words, const First& first, const Rest&... rest)
+      : Error(fmt::format(words, first, rest...)) {}
 };
 
 }  // namespace korvel::host

@@ -44,20 +44,20 @@ std::string did_you_mean(const std::string& word, const std::vector<std::string>
 
 Error unknown_column(const std::filesystem::path& path, const CsvRow& header, const std::string& column,
                      const std::vector<std::string>& names, const std::string& expected) {
-  const auto error = [&](const std::string& words) { return error_at(path, header.line, words); };
+  const auto error = [&](auto... words) { return error_at(path, header.line, words...); };
   if (header.fields.size() == 1 && column.find_first_of(";\t") != std::string::npos) {
     const char* separators = column.find(';') != std::string::npos ? "semicolons" : "tabs";
-    return error(fmt::format("expected commas between the columns, found {}", separators));
+    return error("expected commas between the columns, found {}", separators);
   }
   const bool is_number = column.find_first_not_of("+-.0123456789eE") == std::string::npos;
   if (is_number && column.find_first_of("0123456789") != std::string::npos) {
-    return error(fmt::format("expected a header row with the names of the columns, found '{:.40}'", column));
+    return error("expected a header row with the names of the columns, found '{:.40}'", column);
   }
   const std::string name = column.substr(0, column.find_first_of(" [("));
   if (name != column && index_in(names, name)) {
-    return error(fmt::format("expected '{}' without its unit, found '{:.40}'", name, column));
+    return error("expected '{}' without its unit, found '{:.40}'", name, column);
   }
-  return error(fmt::format("expected {}, found '{:.40}'{}", expected, column, did_you_mean(column, names)));
+  return error("expected {}, found '{:.40}'{}", expected, column, did_you_mean(column, names));
 }
 
 std::vector<std::size_t> places_of_columns(const std::filesystem::path& path, const CsvRow& header,
@@ -70,7 +70,7 @@ std::vector<std::size_t> places_of_columns(const std::filesystem::path& path, co
   std::vector<std::size_t> places;
   for (const std::string& name : columns) {
     const auto place = index_in(header.fields, name);
-    if (!place) throw error_at(path, header.line, fmt::format("expected {}, found no '{}'", expected, name));
+    if (!place) throw error_at(path, header.line, "expected {}, found no '{}'", expected, name);
     places.push_back(*place);
   }
   return places;
@@ -79,8 +79,7 @@ std::vector<std::size_t> places_of_columns(const std::filesystem::path& path, co
 std::size_t index_of_name(const std::filesystem::path& path, std::size_t line, const std::string& field,
                           const std::vector<std::string>& names, const char* what) {
   if (const auto place = index_in(names, field)) return *place;
-  throw error_at(path, line,
-                 fmt::format("expected the name of {}, found '{:.40}'{}", what, field, did_you_mean(field, names)));
+  throw error_at(path, line, "expected the name of {}, found '{:.40}'{}", what, field, did_you_mean(field, names));
 }
 
 }  // namespace korvel::host

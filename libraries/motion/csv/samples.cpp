@@ -1,7 +1,5 @@
 #include "motion/csv/samples.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <boost/multiprecision/cpp_dec_float.hpp>
 #include <cstdlib>
@@ -58,8 +56,7 @@ void read_sample_rows(const std::filesystem::path& path, const std::function<voi
     if (last_time.empty()) first_time = time;
     const auto elapsed = static_cast<double>(Decimal(time - first_time));
     if (!last_time.empty() && !(elapsed > last_elapsed)) {
-      throw error_at(path, row.line,
-                     fmt::format("expected times that increase, found {1:.40} after {0:.40}", last_time, field));
+      throw error_at(path, row.line, "expected times that increase, found {1:.40} after {0:.40}", last_time, field);
     }
     last_time = field;
     last_elapsed = elapsed;

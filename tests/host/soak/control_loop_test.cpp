@@ -97,7 +97,7 @@ TEST(ControlLoop, DoesAllThatAHostDoes) {
 TEST(ControlLoop, CountsEveryCycleOnce) {
   constexpr std::uint64_t cycles = 100;
   const LoopReport report = run(cycles, 1ms, [](std::uint64_t) {});
-  for (const TimeHistogram* times : {&report.latency, &report.computing, &report.both}) {
+  for (const LoopReport::Times* times : {&report.latency, &report.computing, &report.both}) {
     EXPECT_EQ(times->count(), cycles);
     EXPECT_LE(times->largest().place, cycles - 1 + report.skipped);
   }

@@ -17,8 +17,7 @@ TEST(TimeHistogram, PercentilesAreThoseOfSortedTimes) {
   std::normal_distribution<double> of_cycles(1.5e3, 100);
   for (const std::size_t count : {1U, 2U, 10U, 1000U, 100'000U}) {
     for (const bool spread : {true, false}) {
-      TimeHistogram histogram;
-      TimeHistogram later;
+      TimeHistogram<std::size_t> histogram, later;
       std::vector<std::int64_t> times;
       for (std::size_t k = 0; k < count; ++k) {
         times.push_back(std::llround(spread ? std::pow(10, exponent(generator)) : of_cycles(generator)));
@@ -44,7 +43,7 @@ TEST(TimeHistogram, PercentilesAreThoseOfSortedTimes) {
 
 // Times shorter or longer than any bin count too.
 TEST(TimeHistogram, TimesBeyondTheBinsAreCounted) {
-  TimeHistogram histogram;
+  TimeHistogram<std::size_t> histogram;
   EXPECT_EQ(histogram.percentile(0.5), 0);
   EXPECT_EQ(histogram.largest().ns, 0);
   constexpr std::int64_t hour = 3'600'000'000'000;
