@@ -5,7 +5,6 @@
 #include "bench/run_benchmarks.h"
 #include "host/robot/module.h"
 #include "host/robot/robot.h"
-#include "host/run/contact_shares.h"
 #include "host/run/ground_cycle.h"
 #include "motion/motion.h"
 #include "motion/soles_file.h"

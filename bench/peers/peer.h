@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/instants.h"
+#include "bench/jobs.h"
 #include "host/robot/module.h"
 
 namespace korvel::bench {

@@ -10,8 +10,8 @@
 
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
+#include "motion/csv/csv_reader.h"
 #include "motion/csv/error.h"
-#include "motion/csv/names.h"
 
 namespace korvel::host {
 

@@ -12,7 +12,6 @@
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
-#include "host/robot/identity.h"
 #include "host/robot/json_text.h"
 #include "host/robot/module.h"
 #include "host/soak/control_loop.h"

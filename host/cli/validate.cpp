@@ -13,7 +13,6 @@
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
-#include "host/robot/identity.h"
 #include "host/robot/json_text.h"
 #include "host/robot/module.h"
 #include "motion/csv/error.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/robot/identity.h"
+#include "host/robot/module.h"
 #include "host/robot/robot.h"
 
 namespace korvel::host {

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "motion/csv/csv_reader.h"
-#include "motion/csv/names.h"
 
 namespace korvel::host {
 

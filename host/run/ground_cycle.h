@@ -1,6 +1,8 @@
 #pragma once
 
+#include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "contact/phases.h"
@@ -51,5 +53,11 @@ class GroundCycle {
   Eigen::ArrayXf angles_;
   contact::RootRows rows_;
 };
+
+/// The shares of each sole in the load over a motion, by its contact: as `given` by the names of bodies, else as its
+/// lowest corner is near the ground and slow. Leaves `system` in the last state of the motion.
+std::vector<std::vector<double>> contact_shares(const Trajectory& trajectory, const Ground& ground,
+                                                const std::map<std::string, std::vector<bool>>& given,
+                                                tesk::RigidBodySystem& system);
 
 }  // namespace korvel::host

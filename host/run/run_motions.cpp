@@ -11,7 +11,6 @@
 
 #include "host/robot/module.h"
 #include "host/robot/robot.h"
-#include "host/run/contact_shares.h"
 #include "host/run/ground_cycle.h"
 #include "host/run/root_from_feet.h"
 #include "motion/csv/error.h"

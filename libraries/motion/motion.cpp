@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-#include "motion/csv/names.h"
+#include "motion/csv/csv_reader.h"
 #include "motion/csv/samples.h"
 
 namespace korvel::host {

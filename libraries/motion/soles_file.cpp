@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "motion/csv/csv_reader.h"
-#include "motion/csv/names.h"
 
 namespace korvel::host {
 

@@ -1,9 +1,8 @@
-#include "host/robot/identity.h"
-
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <set>
 
+#include "host/robot/module.h"
 #include "tests/host/support/command.h"
 
 namespace korvel::host {

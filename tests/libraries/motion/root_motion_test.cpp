@@ -1,10 +1,10 @@
-#include "motion/root_motion.h"
-
 #include <gtest/gtest.h>
 
 #include <Eigen/Geometry>
 #include <cmath>
 #include <random>
+
+#include "motion/trajectory.h"
 
 namespace korvel::host {
 namespace {

@@ -43,26 +43,26 @@ class Lanes : public testing::Test {
 
 // Whatever comes first works on what the nodes are made with, which no pass has filled yet.
 TEST_F(Lanes, GiveTheBitsOfOneNodePerBodyOnFreshObjectsInEveryOrder) {
-  using Robot = tesk::RigidBodySystem;
-  using Computation = void (*)(Robot&);
+  using Interface = tesk::RigidBodySystem;
+  using Computation = void (*)(Interface&);
   const std::array<Computation, 5> computations{
-      [](Robot& robot) { robot.computeFwdKinematicsExceptRoot(); },
-      [](Robot& robot) { robot.computeFwdKinematicsOnlyRoot(); },
-      [](Robot& robot) { robot.computeGeneralizedMass(); },
-      [](Robot& robot) { partial_results(robot); },
-      [](Robot& robot) { robot.computeInverseDynamics(); },
+      [](Interface& robot) { robot.computeFwdKinematicsExceptRoot(); },
+      [](Interface& robot) { robot.computeFwdKinematicsOnlyRoot(); },
+      [](Interface& robot) { robot.computeGeneralizedMass(); },
+      [](Interface& robot) { partial_results(robot); },
+      [](Interface& robot) { robot.computeInverseDynamics(); },
   };
   std::array<std::size_t, 5> order{0, 1, 2, 3, 4};
   do {
     in_lanes = lanes_module.create();
     per_body = per_body_module.create();
     for (const std::size_t next : order) {
-      for (Robot* robot : {in_lanes.get(), per_body.get()}) computations[next](*robot);
+      for (Interface* robot : {in_lanes.get(), per_body.get()}) computations[next](*robot);
       expect_same_bits();
     }
-    for (Robot* robot : {in_lanes.get(), per_body.get()}) write(random_state(1, *robot), *robot);
+    for (Interface* robot : {in_lanes.get(), per_body.get()}) write(random_state(1, *robot), *robot);
     for (const std::size_t next : order) {
-      for (Robot* robot : {in_lanes.get(), per_body.get()}) computations[next](*robot);
+      for (Interface* robot : {in_lanes.get(), per_body.get()}) computations[next](*robot);
       expect_same_bits();
     }
   } while (std::next_permutation(order.begin(), order.end()) && !HasFailure());
