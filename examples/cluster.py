@@ -95,7 +95,8 @@ def main(arguments: List[str]) -> int:
     parser = argparse.ArgumentParser(description="Try many squats on many machines.")
     parser.add_argument("--scheduler", help="address of a running cluster; default: two processes on this machine")
     parser.add_argument("--candidates", type=int, default=20000, help="to try (%(default)s)")
-    parser.add_argument("--task", type=int, default=1000, help="candidates of a task (%(default)s)")
+    parser.add_argument("--task", type=int, default=500,
+                        help="candidates of a task, 100 KB each (%(default)s)")
     parser.add_argument("--seed", type=int, default=1, help="(%(default)s)")
     options = parser.parse_args(arguments)
     if options.candidates < 1 or options.task < 1:

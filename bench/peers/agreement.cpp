@@ -18,7 +18,8 @@ Quantities all_of(Peer& peer, std::size_t state) {
 }
 
 double deviation(const Eigen::MatrixXd& value, const Eigen::MatrixXd& truth, const Eigen::MatrixXd& scale) {
-  const bool is_comparable = value.rows() == truth.rows() && value.cols() == truth.cols() && !value.hasNaN();
+  const bool has_numbers = !value.hasNaN() && !truth.hasNaN();
+  const bool is_comparable = value.rows() == truth.rows() && value.cols() == truth.cols() && has_numbers;
   return is_comparable ? (value - truth).cwiseQuotient(scale).cwiseAbs().maxCoeff()
                        : std::numeric_limits<double>::infinity();
 }

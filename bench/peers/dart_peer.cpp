@@ -139,7 +139,7 @@ class DartPeer final : public Peer {
   Eigen::MatrixXd columns_ = Eigen::MatrixXd::Zero(6, static_cast<Eigen::Index>(joint_count));
 };
 
-const bool is_registered =
+const bool dart_is_registered =
     peers()
         .try_emplace("DART", PeerEntry{DART_VERSION,
                                        "a skeleton on a free joint, set joint by joint",

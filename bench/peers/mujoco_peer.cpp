@@ -117,7 +117,7 @@ class MujocoPeer final : public Peer {
   std::array<Eigen::Matrix<double, 6, 1>, feet.size()> wrenches_;
 };
 
-const bool is_registered =
+const bool mujoco_is_registered =
     peers()
         .try_emplace("MuJoCo", PeerEntry{mj_versionString(),
                                          "its stages kinematics and comPos; then crb and fullM; or comVel, rne and "

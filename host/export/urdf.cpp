@@ -37,7 +37,7 @@ void append_visuals(xml_node link, const Robot& robot, std::size_t body) {
   const Placement ball{Eigen::Quaterniond::Identity(), robot.bodies[body].com_body};
   append(append_visual(link, ball), "sphere", {{"radius", numbers(ball_radius(robot.bodies[body]))}});
   for (const Vector3d& end : rod_ends(robot, body)) {
-    // The rotation turns z to the direction of the rod, by way of the vector half-way between. That vector vanishes for
+    // The rotation turns z to the direction of the rod, with the vector half-way between. That vector vanishes for
     // a rod along -z, which may turn about any axis.
     Vector3d half = Vector3d::UnitZ() + end.normalized();
     if (half.norm() < 1e-9) half = Vector3d::UnitX();

@@ -16,8 +16,12 @@ const {outputFiles} = await build({
   // The page of the tests hands out its parts.
   define: {KORVEL_HOOKS: String('KORVEL_HOOKS' in process.env)},
 });
-// Escapes of esbuild keep the code from ending its element.
-const output = (ending) => outputFiles.find(({path}) => path.endsWith(ending)).text.trim();
+// Escapes of esbuild keep the code from ending its element, except after these two.
+function output(ending) {
+  const {text} = outputFiles.find(({path}) => path.endsWith(ending));
+  if (/<!--|<script/i.test(text)) throw new Error('expected code without <!-- or <script, which would hide its end');
+  return text.trim();
+}
 
 // Returns the licence of a library, for the comment at the end of the page.
 function license([library, version]) {

@@ -13,7 +13,7 @@ namespace korvel::host {
 /// `gaps` of a recording are those of the description, and numbers in them may be NaN.
 ///
 /// The packed columns have the `curves` first: the centre of mass, torque, angle and speed of the joints, and if
-/// there is a ground the forces of its soles, the margin, and whether the ground can bear the motion. If samples are
+/// there is a ground the forces of its soles, the margin, and whether the ground can support the motion. If samples are
 /// left out, the lowest values of each curve from each sample to before the next follow, and the highest. Then come the
 /// `others`, rounded to multiples of 2^-17. A body that turns about the origin of its parent has no origin of its own,
 /// and only the bodies at the end of a limb have a centre of mass.

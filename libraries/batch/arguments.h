@@ -23,8 +23,8 @@ const float* checked_armature(const float* armature);
 
 std::vector<Wrench> checked_wrenches(const korvel_batch_wrench* wrenches, std::ptrdiff_t count, std::ptrdiff_t n);
 
-/// Copies the soles. It is compiled with Eigen's own settings, by which types of Eigen have other layouts than by those
-/// of the kernels, so that none of them is declared here.
+/// Copies the soles. The function is compiled with Eigen's own settings. Types of Eigen have other layouts in the
+/// kernels, so none of them is declared here.
 GroundTable checked_ground(const korvel_batch_ground* ground, std::ptrdiff_t n);
 
 }  // namespace korvel::batch

@@ -163,7 +163,9 @@ int korvel_batch_mass(const korvel_batch* batch, ptrdiff_t n, const korvel_batch
     const MassResults wanted{call.output(packed, "packed", mass_entry_count),
                              call.output(dense, "dense", matrix_numbers)};
     // Dense matrices have so many numbers that their rows are written well as they are.
-    if (!call.results_exceed(most_bytes_in_caches)) return call.run(&KernelSet::mass, wanted);
+    if (wanted.packed.data == nullptr || !call.results_exceed(most_bytes_in_caches)) {
+      return call.run(&KernelSet::mass, wanted);
+    }
     call.for_each_stretch([&](const Stretch& states) {
       RowsInOrder<mass_entry_count> rows(wanted.packed);
       for_each_tile(states, [&](const Stretch& tile) {

@@ -9,7 +9,7 @@ namespace korvel::batch {
 
 /// Memory takes results that no cache holds quickly only as rows, one after the other. Kernels write a few numbers of
 /// many rows in turn, which then takes up to three times as long. They therefore write a tile of states into room on
-/// the stack, and its rows are copied from there. Results of at most this size are a tenth faster without.
+/// the stack, and its rows are copied from there. Results of at most this size are a tenth faster without that room.
 constexpr std::ptrdiff_t most_bytes_in_caches = 8 << 20;
 
 /// Room for the rows of one result and a tile of states. What has another layout is written where it belongs, unless

@@ -35,6 +35,7 @@ function showFacts({runs, other, time, origin, samples, shown, stride, joints, b
          through the lowest and the highest values of all.`,
   };
   for (const [id, text] of Object.entries(texts)) parts[id].textContent = text;
+  parts.facts.hidden = false;
   parts.origin.parentElement.hidden = origin === 0;
   for (const part of document.querySelectorAll('.stands, .held')) part.hidden = part.matches('.stands') !== Boolean(ground);
   parts.ghost.hidden = !other;
@@ -54,7 +55,7 @@ function show(motion) {
   const timeline = new Timeline(motion.runs);
   // `joint` is shown more than the others by figure, curves and table; `folds` says whether small ones are not shown.
   const joint = new Value(peaks.indexOf(Math.max(...peaks)));
-  const page = {motion, timeline, view: new View(timeline), joint, folds: new Value(true), charts: []};
+  const page = {motion, timeline, view: new View(timeline), joint, folds: new Value(!parts.fold.checked), charts: []};
   showFacts(motion);
   addVerdicts(parts.verdicts, page);
   addStanding(parts, page);

@@ -101,7 +101,7 @@ export function addStanding({intervals: list, margins, flags}, page) {
     list.append(element('p', {}, ...title(), verdict.trim().replace(/\s+/g, ' ')), intervals(run, page));
     margins.append(...title(), ...tables.map((one) => table(one, run, page)));
   }
-  // Marks the intervals that the ground cannot bear on the time line, which goes by samples.
+  // Marks the intervals that the ground cannot support on the time line, which goes by samples.
   watch([timeline.shift], () => flags.replaceChildren(...motion.runs.map((run) => {
     const place = (sample) => 100 * nearestSample(timeline.time, run.time[sample] + timeline.shiftOf(run)) / Math.max(timeline.last, 1);
     return element('div', {}, ...(run.ground?.spans ?? []).map(({first, last}) => element(

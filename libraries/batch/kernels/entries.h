@@ -21,7 +21,7 @@ struct EntryPlaces {
   constexpr const std::uint16_t* row(int row) const noexcept { return of_entry + coordinate_count * row; }
 };
 
-/// Returns the last coordinate of the joint that moves a body. Every joint but the root's has one.
+/// Returns the last coordinate of the joint that moves a body. Every joint except the root's has one.
 constexpr int last_coordinate_of(int body) noexcept { return first_joint - 1 + body; }
 static_assert(coordinate_count == last_coordinate_of(body_count - 1) + 1);
 

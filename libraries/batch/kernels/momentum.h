@@ -74,7 +74,7 @@ void momentum(const Masses& masses, const Stretch& states, const MotionInput& gi
   });
 }
 
-/// Computes the poses of all bodies but the root in the root, and the jacobian.
+/// Computes the poses of all bodies except the root in the root, and the jacobian.
 template <int n>
 [[gnu::flatten]] void compute_poses(const Masses& masses, const MotionInLanes<n>& motion,
                                     metapod::Spatial::PoseT<PackOf<n>>* poses_root,

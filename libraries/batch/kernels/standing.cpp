@@ -37,6 +37,7 @@ class StandKernel {
   StandKernel(const Masses& masses, const GroundTable& ground)
       : masses_(masses), ground_(ground), forces_(ground.soles.frictions) {
     for (std::ptrdiff_t i = 0; i < chunk / n; ++i) blocks_.emplace_back(ground.soles);
+    loads_.reserve(blocks_.size());  // Blocks are visited by code that cannot throw.
     for (const contact::SoleEntry& sole : ground.soles.soles) has_sole_[sole.body] = true;
   }
 

@@ -69,7 +69,7 @@ struct Unsupported {
   SoleBody<n> bodies[body_count];  ///< those with soles
 };
 
-/// Inverse dynamics visits a node by these functions.
+/// Inverse dynamics visits a node with these functions.
 template <typename Model, int id>
 using DynamicsVisitor = typename metapod::rnea<Model, metapod::after_jcalc>::template DftVisitor<Model, id>;
 

@@ -208,7 +208,9 @@ typedef struct korvel_batch_ground {
 } korvel_batch_ground;
 
 // Whether the ground can supply what the motion requires, or why not. It can in the first case and in the last: a robot
-// in free fall requires nothing of the ground. NOLINTBEGIN(readability-identifier-naming): as above
+// in free fall requires nothing of the ground.
+//
+// NOLINTBEGIN(readability-identifier-naming): as above
 typedef enum korvel_batch_verdict {
   KORVEL_BATCH_STANDS = 0,
   KORVEL_BATCH_NOTHING_BEARS = 1,  // no sole is in contact, and the motion requires a force
@@ -221,8 +223,7 @@ typedef enum korvel_batch_verdict {
 
 // Numbers of a state, in world axes, with positions in the world. They are NaN for a state with a non-finite input.
 //   forces      30: generalized forces as of korvel_batch_dynamics, with the forces of the ground. The first six are
-//   the
-//               part that the ground cannot supply, which is near zero where the robot stands
+//               the part that the ground cannot supply, which is near zero where the robot stands
 //   loads       6 a sole: force [N] on its body, then moment [N m] about the body's origin; 0 for a lifted sole
 //   pressure    2 a sole: centre of pressure x, y [m]; the sole's centre without load
 //   zmp         2: zero moment point x, y [m]; below the centre of mass if almost no force is required

@@ -3,16 +3,16 @@
 
 // This library reads motion files and files of soles for korvel/batch.h, and differentiates motions.
 //
-// Files    Motions are CSV as `korvel-host run` reads it: a header and a row for each sample, with the columns `time`
-// [s],
-//          the root's x, y, z [m] and roll, pitch, yaw [rad] or a quaternion qw, qx, qy, qz, and joint angles [rad] by
-//          name, in any order. Missing columns are 0. Velocities and accelerations are those of a cubic spline through
-//          the samples, or near them. A column BODY_contact, 0 or 1, says when the sole of a body is in contact.
+// Files    Motions are CSV as `korvel-host run` reads it: a header and a row for each sample, with the columns
+//          `time` [s], the root's x, y, z [m] and roll, pitch, yaw [rad] or a quaternion qw, qx, qy, qz, and joint
+//          angles [rad] by name, in any order. Missing columns are 0. Velocities and accelerations are those of a
+//          cubic spline through the samples, or near them. A column BODY_contact, 0 or 1, says when the sole of a body
+//          is in contact.
 // States   States are bit-identical to those that `korvel-host run` passes to the module, in the coordinates of
 //          korvel/batch.h: 30 numbers a sample, the root first, with rates of the root in its own frame.
 // Errors   A call returns 0 or a korvel_motion_status; korvel_motion_error() then returns a sentence, with file and
-// line
-//          if a file is at fault. The call has then written nothing, unless memory ran out while it copied.
+//          line if a file is at fault. The call has then written nothing, unless memory ran out while it copied.
+// Language C99 or later, and C++.
 // Threads  Calls may run in parallel on different objects, but not on one object.
 // Memory   An object keeps the samples in double precision, and splines of a part of them.
 
@@ -33,9 +33,8 @@ enum { KORVEL_MOTION_COORDINATES = 30 };
 
 typedef enum korvel_motion_status {
   KORVEL_MOTION_OK = 0,
-  KORVEL_MOTION_NULL = 1,  // a required pointer is null
-  KORVEL_MOTION_FILE =
-      2,  // a file that cannot be read, a file that is not a motion or a file of soles, unusable samples
+  KORVEL_MOTION_NULL = 1,    // a required pointer is null
+  KORVEL_MOTION_FILE = 2,    // a file that cannot be read, or is no motion or file of soles; unusable samples
   KORVEL_MOTION_CUTOFF = 3,  // an invalid cutoff
   KORVEL_MOTION_MEMORY = 4,  // memory ran out
   KORVEL_MOTION_BODY = 5     // no such body

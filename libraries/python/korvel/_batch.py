@@ -93,7 +93,8 @@ class Batch(Dynamics):
         Existing arrays for the results, which are returned: the result of another call for as many states. They must not
         overlap the arguments.
     ``strict``
-        Arrays of float32 are never copied; C-contiguous ones are fastest. Other numbers are copied, or rejected if this is set.
+        Aligned arrays of float32 are not copied; C-contiguous ones are fastest. Other numbers are copied, or rejected if
+        this is set.
     """
 
     def __init__(self, threads: Optional[int] = None, instruction_set: Optional[str] = None) -> None:

@@ -81,6 +81,33 @@ TEST(Failures, OfAllocationsAreToldAndLeaveResultsAndObjectsAsTheyWere) {
   }
 }
 
+// Standing allocates while it computes.
+TEST(Failures, OfAllocationsWhileItStandsAreTold) {
+  const States states = random_states(40, 2);
+  const korvel_batch_input q = input(states.q);
+  Rows forces(states.count, coordinates);
+  const float corners[] = {0, 0, 0, 0.1F, 0, 0, 0, 0.1F, 0};
+  const korvel_batch_sole sole{13, 0.6F, corners, 3};
+  const float in_contact = 1;
+  const korvel_batch_ground ground{0, &sole, 1, {&in_contact, 0, sizeof(float), 0}};
+  const korvel_batch_stand_results results{output(forces), {}, {}, {}, {}, {}, {}};
+  korvel_batch* batch = nullptr;
+  ASSERT_EQ(korvel_batch_create(&batch, 1, nullptr), KORVEL_BATCH_OK);
+  throws_a_number = false;
+  int refused = 0;
+  for (int n = 1; until_failure == 0; ++n) {
+    until_failure = n;
+    const int status = korvel_batch_stand(batch, states.count, &q, &q, &q, &ground, &results, nullptr);
+    if (until_failure == 0) {
+      EXPECT_EQ(status, KORVEL_BATCH_MEMORY) << n;
+    }
+    refused += status == KORVEL_BATCH_OK ? 0 : 1;
+  }
+  until_failure = 0;
+  EXPECT_GT(refused, 2);
+  korvel_batch_destroy(batch);
+}
+
 #if defined(KORVEL_MOTIONS)
 TEST(Failures, OfAllocationsInMotionsAreTold) {
   korvel_motion* motion = nullptr;
@@ -177,7 +204,7 @@ TEST(Failures, OfStacksDoNotHappenWithAsMuchAsIsPromised) {
 
 // Some forks come while other threads hold the locks of pools, make and end them. Sanitizers do not follow a process
 // with threads into a fork: their locks, or those of their allocator, may stay locked in the child.
-TEST(Failures, DoNotFollowAForkWhileThreadsWork) {
+TEST(Failures, OfThreadsInAForkLeaveTheChildAbleToCompute) {
   const States states = random_states(600, 900);
   const Results expected = batch_results(Batch(1), states);
   auto batch = std::make_unique<Batch>(2);

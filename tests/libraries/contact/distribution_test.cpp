@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "contact/required_wrench.h"
 #include "contact/stance.h"
 #include "distribution_cases.h"
 
@@ -124,6 +125,23 @@ TEST(Distribution, LeastFrictionOfAPushIsItsSlope) {
   }
   one.load.force = {0, 0, -1};
   EXPECT_EQ(least_friction(one.loads()), std::numeric_limits<double>::infinity());
+}
+
+// The derivatives of sin q and sin 2 q span those of all polynomials of degree two that are not even.
+TEST(RequiredWrench, TurnsGiveAShareOfEveryDerivative) {
+  for (int i = -1000; i <= 1000; ++i) {
+    const double share = i / 1000.0;
+    const Eigen::Array2d turn = turn_for(share);
+    for (const int degree : {1, 2}) {
+      EXPECT_NEAR(2 * (turn_weights * (degree * turn).sin()).sum(), degree * share, 4e-15) << share;
+    }
+  }
+}
+
+TEST(RequiredWrench, JointsOfALimbAreTurnedOneByOne) {
+  const Eigen::VectorXd rates = (Eigen::VectorXd(7) << 1, -3, 2, 0, -0.5, 5, 4).finished();
+  EXPECT_EQ(groups_of(rates, {1, 1, 1, 2, 3, 3, 4}), (std::vector<std::vector<Eigen::Index>>{{5, 6, 1}, {2, 4}, {0}}));
+  EXPECT_EQ(groups_of(rates.head(4), {1, 2, 3, 1}).size(), 1U);
 }
 
 }  // namespace

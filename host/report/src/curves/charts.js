@@ -18,6 +18,13 @@ const least_drag = 4;
 const increments = Array.from({length: 48}, (_, i) => i - 16).flatMap(
     (power) => [1, 2, 5].map((step) => Number(`${step}e${power}`)));
 
+// A canvas of its own, because uPlot remembers the font of the plot's.
+const ruler = document.createElement('canvas').getContext('2d');
+function widthOf(text) {
+  ruler.font = font;
+  return ruler.measureText(text).width;
+}
+
 // A curve is interrupted where a number is not finite.
 const interrupted = (drawn) =>
     drawn.some(Number.isNaN) ? Array.from(drawn, (value) => Number.isNaN(value) ? null : value) : drawn;
@@ -95,10 +102,7 @@ export class Chart {
               values: (_, times) => tickTexts(times).map((text) => `${text} s`),
             }),
             axis({
-              size: ({ctx}, texts) => {
-                ctx.font = font;
-                return Math.max(values_width, ...(texts ?? []).map((text) => ctx.measureText(text).width + 2 * gap));
-              },
+              size: (_, texts) => Math.max(values_width, ...(texts ?? []).map((text) => widthOf(text) + 2 * gap)),
               gap,
               space,
               values: (_, values) => tickTexts(values),

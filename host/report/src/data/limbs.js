@@ -24,6 +24,10 @@ export function findLimbs(bodies, joints) {
     limb.height = rest[2];
     limb.name = word(limb.side, limb.height > 0);
   }
+  for (const limb of limbs) {
+    const alike = limbs.filter(({name}) => name === limb.name);
+    if (alike.length > 1) alike.forEach((one) => one.name += ` of ${bodies[one.bodies[0]].name}`);
+  }
   const order = ['middle', 'left', 'right'];
   return limbs.sort((a, b) => b.height - a.height || order.indexOf(a.side) - order.indexOf(b.side));
 }

@@ -102,7 +102,7 @@ async function readRun(data) {
     const orientation = points(name, ['qw', 'qx', 'qy', 'qz']);
     Object.assign(sole, {name, contact, force, orientation, spans: spansOf(contact, 1), pressure: points(`${name}_cop`, ['x', 'y'])});
   }
-  // The samples that cannot be borne.
+  // The samples that the ground cannot support.
   if (ground) Object.assign(ground, {zmp: points('zmp', ['x', 'y']), spans: spansOf(curves.get('feasible').lows, 0)});
   data.limbs = findLimbs(bodies, joints);
   for (const limb of data.limbs) {
