@@ -7,7 +7,6 @@
 #include "host/robot/robot.h"
 #include "host/run/ground_cycle.h"
 #include "motion/motion.h"
-#include "motion/soles_file.h"
 #include "motion/trajectory.h"
 
 namespace {

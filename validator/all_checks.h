@@ -1,6 +1,6 @@
 #pragma once
 
-#include "validator/core/runner.h"
+#include "validator/core/check.h"
 
 namespace korvel::validate {
 

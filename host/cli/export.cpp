@@ -7,7 +7,7 @@
 #include "host/export/model.h"
 #include "host/process/output_file.h"
 #include "host/robot/module.h"
-#include "motion/soles_file.h"
+#include "motion/motion.h"
 
 namespace korvel::host {
 

@@ -11,7 +11,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
 #include "host/process/output_file.h"
-#include "host/robot/json_text.h"
+#include "host/robot/description.h"
 #include "host/robot/module.h"
 #include "host/run/results_file.h"
 #include "motion/csv/error.h"

@@ -8,7 +8,7 @@
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
-#include "host/robot/json_text.h"
+#include "host/robot/description.h"
 #include "host/run/run_motions.h"
 #include "motion/csv/printable.h"
 

@@ -13,11 +13,11 @@
 #include "host/cli/arguments.h"
 #include "host/cli/commands.h"
 #include "host/cli/console.h"
-#include "host/robot/json_text.h"
+#include "host/robot/description.h"
 #include "host/robot/module.h"
 #include "motion/csv/error.h"
 #include "validator/all_checks.h"
-#include "validator/core/runner.h"
+#include "validator/core/check.h"
 
 namespace korvel::host {
 

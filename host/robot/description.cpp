@@ -6,8 +6,6 @@
 #include <nlohmann/json.hpp>
 #include <numeric>
 
-#include "host/robot/json_text.h"
-
 namespace korvel::host {
 
 namespace {

@@ -17,4 +17,10 @@ std::string described_as_json(const Identity& module, const Robot& robot);
 /// The tree of bodies in the language of Graphviz.
 std::string described_as_dot(const Robot& robot);
 
+/// The text of every JSON file and output. Names that are not UTF-8 lose what cannot be shown.
+template <typename Json>
+std::string json_text(const Json& all) {
+  return all.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
 }  // namespace korvel::host

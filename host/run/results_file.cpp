@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "host/robot/json_text.h"
+#include "host/robot/description.h"
 #include "host/robot/robot.h"
 #include "motion/csv/error.h"
 

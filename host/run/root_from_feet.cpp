@@ -1,11 +1,11 @@
-#include "host/run/root_from_feet.h"
-
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <optional>
 #include <vector>
+
+#include "host/run/ground.h"
 
 namespace korvel::host {
 

@@ -10,13 +10,9 @@
 #include <utility>
 
 #include "host/robot/module.h"
-#include "host/robot/robot.h"
 #include "host/run/ground_cycle.h"
-#include "host/run/root_from_feet.h"
 #include "motion/csv/error.h"
 #include "motion/doubts.h"
-#include "motion/motion.h"
-#include "motion/soles_file.h"
 #include "motion/spline.h"
 #include "motion/trajectory.h"
 

@@ -12,7 +12,6 @@
 #include "contact/phases.h"
 #include "metapod/models/korvel/robot.h"
 #include "motion/korvel/motion.h"
-#include "motion/soles_file.h"
 #include "motion/spline.h"
 #include "motion/trajectory.h"
 #include "qzmath/qzmath.h"

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "contact/sole.h"
+
 namespace korvel::host {
 
 /// A sampled motion, one row per sample.
@@ -43,5 +45,11 @@ Motion motion_of(const Eigen::ArrayXd& time, const Eigen::ArrayXXd& coordinates)
 /// Takes, of the two quaternions that stand for an orientation, the one nearer to that of the sample before, so that
 /// neither wrapped angles nor angles or signs that flip at the pole turn the root.
 void make_continuous(Eigen::ArrayX4d& quaternions);
+
+/// Reads the soles of a robot: CSV with a header row and one row per corner, columns in any order: `body`, its name;
+/// `x`, `y`, `z` of the corner in the body's frame [m]; `friction` against the ground, the same at all corners of a
+/// body. All corners of a body are one sole, flat and convex, in any order. Soles come in the order of the bodies of
+/// the robot. Throws Error with the file, the line and what was expected there.
+std::vector<contact::Sole> read_soles(const std::filesystem::path& path, const std::vector<std::string>& body_names);
 
 }  // namespace korvel::host

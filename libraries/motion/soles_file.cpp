@@ -1,11 +1,10 @@
-#include "motion/soles_file.h"
-
 #include <array>
 #include <cmath>
 #include <map>
 #include <stdexcept>
 
 #include "motion/csv/csv_reader.h"
+#include "motion/motion.h"
 
 namespace korvel::host {
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +15,6 @@
 #include <utility>
 
 #include "recorder/format/hash.h"
-#include "recorder/module/say.h"
 #include "recorder/module/ticks.h"
 
 namespace korvel::record {
@@ -44,6 +44,12 @@ void save_folder(const char* folder) noexcept {
 }
 
 }  // namespace
+
+void say(std::string_view text) noexcept {
+  const auto piece = [](std::string_view part) { return iovec{const_cast<char*>(part.data()), part.size()}; };
+  const std::array<iovec, 3> line{piece("korvel recorder: "), piece(text), piece("\n")};
+  [[maybe_unused]] const ssize_t ignored = writev(STDERR_FILENO, line.data(), line.size());
+}
 
 BlockFile::BlockFile(std::uint64_t most_bytes)
     : ring_(blocks_in(most_bytes)), blocks_(ring_ == 0 ? most_blocks : std::min(ring_, most_blocks)), finished_(ring_) {

@@ -7,11 +7,15 @@
 #include <boost/circular_buffer.hpp>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "recorder/format/format.h"
 
 namespace korvel::record {
+
+/// Writes a line to standard error, in one piece because other threads write there, too. Allocates nothing.
+void say(std::string_view text) noexcept;
 
 /// A piece of the file in memory.
 struct Block {

@@ -6,8 +6,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "recorder/module/say.h"
-
 namespace korvel::record {
 
 namespace {

@@ -9,8 +9,6 @@
 
 #include "host/process/child_process.h"
 #include "motion/csv/error.h"
-#include "recorder/replay/player.h"
-#include "recorder/replay/slice.h"
 
 namespace korvel::host {
 

@@ -1,5 +1,3 @@
-#include "recorder/replay/slice.h"
-
 #include <algorithm>
 #include <cstring>
 #include <optional>
@@ -7,6 +5,7 @@
 #include <string_view>
 
 #include "recorder/format/hash.h"
+#include "recorder/replay/playback.h"
 
 namespace korvel::host {
 

@@ -18,7 +18,6 @@
 #include "recorder/replay/playback.h"
 #include "recorder/replay/player.h"
 #include "recorder/replay/recorded_motion.h"
-#include "recorder/replay/slice.h"
 #include "recorder/replay/statistics.h"
 #include "tests/recorder/damage.h"
 

@@ -9,7 +9,7 @@
 
 #include "validator/all_checks.h"
 #include "validator/allocations/allocations.h"
-#include "validator/core/runner.h"
+#include "validator/core/check.h"
 
 namespace korvel::validate {
 namespace {

@@ -1,7 +1,5 @@
 // Whatever a check's process does, it is reported in its turn, and the calling process goes on.
 
-#include "validator/core/runner.h"
-
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -14,6 +12,8 @@
 #include <cstdlib>
 #include <new>
 #include <string_view>
+
+#include "validator/core/check.h"
 
 namespace korvel::validate {
 namespace {

@@ -1,5 +1,3 @@
-#include "validator/core/runner.h"
-
 #include <fmt/format.h>
 #include <poll.h>
 
@@ -9,6 +7,7 @@
 #include <optional>
 
 #include "host/process/child_process.h"
+#include "validator/core/check.h"
 
 namespace korvel::validate {
 

@@ -1,8 +1,7 @@
-#include "motion/soles_file.h"
-
 #include <gtest/gtest.h>
 
 #include "motion/csv/error.h"
+#include "motion/motion.h"
 #include "tests/host/support/files.h"
 
 namespace korvel::host {
