@@ -74,7 +74,7 @@ async function readRun(data) {
   const {curves, others} = await readColumns(data);
   const points = (name, parts) => parts.map((part) => others.get(`${name}_${part}`));
   const {start, stride, bodies, joints, ground} = data;
-  // What times are counted from, where they are large.
+  // Times are counted from here, where they are large.
   const origin = Math.abs(start) < far_from_zero ? 0 : start;
   const time = Float64Array.from(data.time, (t) => start - origin + t);
   Object.assign(data, {origin, time, curves, shown: time.length, drawnTime: drawnTime(time, stride)});
